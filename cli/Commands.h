@@ -1,0 +1,16 @@
+#pragma once
+
+namespace CLI {
+class App;
+}
+
+namespace Kavelin::Cli {
+
+struct CommandContext;
+
+// Each adds its subcommand to `app`; the subcommand's callback does the work while the arguments are parsed,
+// reports through `context` and throws for what ends it. One source file per command; `main.cpp` lists them.
+void addInspectCommand(CLI::App& app, CommandContext& context);
+void addScriptCommand(CLI::App& app, CommandContext& context);
+
+}  // namespace Kavelin::Cli
