@@ -1,0 +1,35 @@
+# The install tree, and the CMake package `KavelinCore` with the targets Kavelin::KavelinCore (the host library) and
+# Kavelin::Typed (pins, buffers and properties for filters, header-only).
+include(CMakePackageConfigHelpers)
+
+add_library(Kavelin::KavelinCore ALIAS KavelinCore)
+add_library(Kavelin::Typed ALIAS kavelin_typed)
+set_target_properties(kavelin_typed PROPERTIES EXPORT_NAME Typed)
+set(typed_include ${CMAKE_INSTALL_INCLUDEDIR}/Kavelin/Typed)
+target_include_directories(kavelin_typed INTERFACE $<INSTALL_INTERFACE:${typed_include}>)
+
+set(plugin_dir ${CMAKE_INSTALL_LIBDIR}/kavelin)
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/KavelinCore)
+
+install(TARGETS KavelinCore kavelin_typed EXPORT KavelinTargets)
+install(TARGETS kavelin)
+set_target_properties(kavelin PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+foreach(module KavelinPluginOrientationInternal KavelinPluginRecordingIO)
+  if(TARGET ${module})
+    install(TARGETS ${module} LIBRARY DESTINATION ${plugin_dir})
+    set_target_properties(${module} PROPERTIES INSTALL_RPATH "$ORIGIN/..")
+  endif()
+endforeach()
+
+install(DIRECTORY host/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY core DESTINATION ${typed_include} FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/kavelin)
+install(FILES docs/kavelin.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES cli/completion/kavelin DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+
+install(EXPORT KavelinTargets NAMESPACE Kavelin:: DESTINATION ${package_dir})
+configure_package_config_file(cmake/KavelinCoreConfig.cmake.in ${PROJECT_BINARY_DIR}/KavelinCoreConfig.cmake
+  INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/KavelinCoreConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/KavelinCoreConfig.cmake ${PROJECT_BINARY_DIR}/KavelinCoreConfigVersion.cmake
+  cmake/KavelinPlugin.cmake cmake/plugin_exports.map DESTINATION ${package_dir})
