@@ -3,6 +3,8 @@
 #include <Eigen/Geometry>
 #include <cmath>
 
+#include "attitude/AngleConstants.h"
+
 namespace Kavelin::OrientationInternal {
 
 /// Quaternion of the rotation vector `r` (rad; right-handed turn by |r| about r).
@@ -43,9 +45,8 @@ inline double smallAngleAtan2(double y, double x) {
 /// Wraps an angle that left [-pi, pi) by less than one turn. @param angle rad, [-3 pi, 3 pi). Never throws.
 /// [any thread]
 inline double wrapOnce(double angle) {
-    constexpr double kPi = 3.14159265358979323846;
-    if (angle >= kPi) return angle - 2.0 * kPi;
-    return angle < -kPi ? angle + 2.0 * kPi : angle;
+    if (angle >= kPi) return angle - kTwoPi;
+    return angle < -kPi ? angle + kTwoPi : angle;
 }
 
 }  // namespace Kavelin::OrientationInternal
