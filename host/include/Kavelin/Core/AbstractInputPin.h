@@ -1,0 +1,87 @@
+#pragma once
+
+#include <Kavelin/Core/Pin.h>
+#include <Kavelin/Core/PinCounts.h>
+
+#include <atomic>
+#include <cstdint>
+
+namespace Kavelin::Core {
+
+class AbstractOutputPin;
+class LayoutManager;
+
+/// Reading end of a connection. The host owns the attributes that decide how samples are kept (size, order,
+/// synchronous flag); the typed pin reads them when it builds its buffer.
+class KAVELIN_API AbstractInputPin : public virtual Pin {
+public:
+    static constexpr unsigned kDefaultBufferSize = 1024;
+
+    AbstractInputPin(const std::string& name, PinManager* owner);
+    ~AbstractInputPin() override;
+
+    /// False: the filter never waits for this pin, whatever its connection says. True at the start.
+    /// [any thread, synchronizers disabled; or the filter's constructor]
+    void setIsBlocking(bool blocking) { blocking_ = blocking; }
+    bool getIsBlocking() const { return blocking_; }
+
+    /// True for a blocking pin of a synchronous connection.
+    bool getIsSynchronous() const { return blocking_ && synchronous_; }
+    /// Samples kept: 1 is a single value, 0 keeps nothing.
+    unsigned getBufferSize() const { return bufferSize_; }
+    /// Set: the newest sample is read first.
+    bool getIsLifo() const { return lifo_; }
+    /// They take effect with the next `rebuildStrategy`, which a new connection brings.  [synchronizers disabled]
+    void setBufferAttributes(unsigned size, bool lifo, bool synchronous);
+
+    /// The attached output pin, null while there is none.
+    AbstractOutputPin* getConnectedOutput() const { return connected_.load(); }
+    /// The most recently consumed sample's time stamp, 0.0 before the first.  [reader's thread]
+    virtual double getLastTimeStamp() const = 0;
+    /// True when there is nothing to take.  [reader's thread]
+    virtual bool isEmpty() const = 0;
+    /// True when a sample was taken from the buffer and is not consumed yet.  [reader's thread]
+    virtual bool isHolding() const = 0;
+    /// [any thread, synchronizers disabled or nobody writing]
+    virtual PinCounts getCounts() const = 0;
+    /// True when more than half of a buffer that drops when full is taken.  [any thread]
+    virtual bool isOverHalfFull() const = 0;
+    /// Chooses and builds the buffer anew; what was buffered is discarded.  [synchronizers disabled]
+    virtual void rebuildBuffer() = 0;
+
+protected:
+    /// The typed pin tells its host that a sample lies in its buffer.  [writer's thread]
+    void noteReceived() {
+        if (wakesLayout_) {
+            noteReceivedFromElsewhere();
+        } else {
+            *readyWord_ |= readyBit_;
+        }
+    }
+    /// The typed pin tells its host that it took a sample out of its buffer.  [reader's thread]
+    void noteTaken() { ++*taken_; }
+    /// The typed pin tells whether its writer may run on another thread.  [synchronizers disabled]
+    void setIsFedFromElsewhere(bool elsewhere);
+
+private:
+    friend class AbstractOutputPin;
+    friend class LayoutManager;
+    friend class PinManager;
+
+    void noteReceivedFromElsewhere();
+
+    bool blocking_ = true;
+    bool synchronous_ = false;
+    bool lifo_ = false;
+    bool wakesLayout_ = false;
+    unsigned bufferSize_ = kDefaultBufferSize;
+    std::atomic<AbstractOutputPin*> connected_{nullptr};
+
+    // Where the layout learns of new samples: a bit of its own list of filters to call, or nowhere.
+    std::uint64_t unobserved_ = 0;
+    std::uint64_t* readyWord_ = &unobserved_;
+    std::uint64_t readyBit_ = 0;
+    std::uint64_t* taken_ = &unobserved_;
+};
+
+}  // namespace Kavelin::Core

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <Kavelin/Core/Pin.h>
+
+#include <vector>
+
+namespace Kavelin::Core {
+
+class AbstractInputPin;
+class LayoutManager;
+
+/// Writing end of any number of connections.
+class KAVELIN_API AbstractOutputPin : public virtual Pin {
+public:
+    AbstractOutputPin(const std::string& name, PinManager* owner);
+    ~AbstractOutputPin() override;
+
+    /// Connects `input` to this pin.  @param direct the caller vouches that both ends run in one thread although
+    /// neither filter is in a layout.
+    /// @throws Poco::InvalidArgumentException when `input` carries another payload type
+    /// @throws Poco::ExistsException when it has a source already; nothing has changed then.  [any thread]
+    virtual void attachInput(AbstractInputPin& input, bool direct) = 0;
+    /// Undoes it. Does nothing when `input` is not attached here, or when `onlySynchronous` is set and it is not
+    /// synchronous.  [any thread]
+    virtual void detachInput(AbstractInputPin& input, bool onlySynchronous) = 0;
+    /// The attached pins.  [synchronizers disabled]
+    virtual std::vector<AbstractInputPin*> getAttachedInputs() const = 0;
+    /// How many synchronous input pins are attached.
+    unsigned getSynchronousCount() const { return synchronousCount_; }
+
+protected:
+    /// Called after a synchronous input pin was attached.  @param running set when the reader's layout is running,
+    /// so that its filter may already be waiting for this pin.
+    void notifyAttached(AbstractInputPin& input, bool& running);
+    /// Called after a synchronous input pin was detached.
+    void notifyDetached(AbstractInputPin& input);
+    /// The typed pin records each new and each ended connection, so that layouts learn of it.
+    void recordConnection(AbstractInputPin& input);
+    void eraseConnection(AbstractInputPin& input);
+
+private:
+    friend class LayoutManager;
+    friend class PinManager;
+
+    static void noteTopologyChange(LayoutManager* layout);
+
+    unsigned synchronousCount_ = 0;
+    std::vector<AbstractInputPin*> recorded_;  // guarded by the topology mutex
+};
+
+}  // namespace Kavelin::Core

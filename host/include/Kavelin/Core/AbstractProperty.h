@@ -1,0 +1,99 @@
+#pragma once
+
+#include <Kavelin/Core/NamedObject.h>
+#include <Util/System/Visitor.h>
+
+#include <Poco/Any.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Kavelin::Core {
+
+class AbstractProperty;
+class PropertyBag;
+class PropertyBagOwner;
+class Synchronizer;
+
+/// Hears of changes of properties. Called in the writing thread while the property's synchronizer is held disabled.
+class KAVELIN_API PropertyObserver {
+public:
+    virtual ~PropertyObserver();
+    virtual void valueChanged(const AbstractProperty& property);
+    /// Something other than the value: range, labels, a flag.
+    virtual void attributeChanged(const AbstractProperty& property);
+};
+
+/// What a person may want to know of a property. Texts are exact; what does not apply is absent.
+struct PropertyDescription {
+    std::string kind;  ///< "int", "double", "bool", "unsigned int", "text", "matrix", "enum", "file name", "command"
+    std::string unit;
+    std::optional<std::string> minimum, maximum, step;
+    std::vector<std::string> labels;
+};
+
+/// A named, observable setting in a property bag.
+class KAVELIN_API AbstractProperty : public NamedObject, public Util::System::AbstractVisitable {
+public:
+    class KAVELIN_API ScopedChangeValueNotifier;
+
+    /// @throws Poco::ExistsException when the bag has a property of that name.
+    AbstractProperty(const std::string& name, PropertyBag* bag);
+    AbstractProperty(const std::string& name, PropertyBagOwner* owner);
+    ~AbstractProperty() override;
+
+    void accept(Util::System::AbstractVisitor& visitor) const override;
+    /// Whether a write can succeed at all.
+    virtual bool isWritable() const { return true; }
+    /// A hint for who shows the property: whether it has an effect as things stand. Refuses nothing.
+    virtual bool isEnabled() const { return true; }
+    /// Writes the value in its text form.
+    virtual void serialize(std::string& out) const = 0;
+    /// Reads the text form and sets the value.  @throws Poco::DataFormatException, and what a set throws.
+    virtual void deSerialize(const std::string& text) = 0;
+    /// Sets the value.  @throws Poco::BadCastException for another type, and what a set throws.
+    virtual void setAny(const Poco::Any& value) = 0;
+    virtual Poco::Any getAny() const = 0;
+
+    /// False for what has no value to keep (a command).
+    virtual bool hasValue() const { return true; }
+    /// A text that `deSerialize` reads back to exactly the present value.
+    virtual std::string exactText() const;
+    virtual PropertyDescription describe() const = 0;
+
+    /// What a write holds disabled; null where the owner has none.
+    Synchronizer* getSynchronizer() const;
+
+    /// The observer is lent until it is removed.  [any thread]
+    void addObserver(PropertyObserver& observer);
+    void removeObserver(PropertyObserver& observer);
+
+protected:
+    /// Tells observers that something other than the value changed.
+    void notifyAttributeChanged() const;
+    bool hasObservers() const;
+
+private:
+    void notifyValueChanged() const;
+
+    PropertyBag* bag_;
+    std::vector<PropertyObserver*> observers_;
+};
+
+/// Around a change of value: tells the observers when it ends, if there is something to tell and no exception is
+/// on its way.
+class KAVELIN_API AbstractProperty::ScopedChangeValueNotifier {
+public:
+    ScopedChangeValueNotifier(const AbstractProperty* property, bool notify);
+    ~ScopedChangeValueNotifier() noexcept(false);
+    ScopedChangeValueNotifier(const ScopedChangeValueNotifier&) = delete;
+    ScopedChangeValueNotifier& operator=(const ScopedChangeValueNotifier&) = delete;
+
+private:
+    const AbstractProperty* property_;
+    bool notify_;
+    int exceptions_;
+};
+
+}  // namespace Kavelin::Core

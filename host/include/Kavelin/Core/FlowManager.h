@@ -1,0 +1,65 @@
+#pragma once
+
+#include <Kavelin/Core/ConnectionOptions.h>
+#include <Kavelin/Core/LayoutManager.h>
+#include <Kavelin/Core/PluginManager.h>
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace Kavelin::Core {
+
+/// The process-wide owner of plugins, layouts and variables.
+class KAVELIN_API FlowManager {
+public:
+    static FlowManager& instance();
+    FlowManager(const FlowManager&) = delete;
+    FlowManager& operator=(const FlowManager&) = delete;
+
+    PluginManager& getPluginManager() const { return *plugins_; }
+
+    // Layouts ----------------------------------------------------------------------------------------------------
+    /// @throws Poco::ExistsException for a name that is taken.
+    LayoutManager& createLayout(const std::string& name);
+    /// Stops and destroys it with the filters that it owns.  @throws Poco::NotFoundException.
+    void destroyLayout(const std::string& name);
+    /// Stops and destroys all of them.
+    void clear();
+    std::vector<LayoutManager*> getLayouts() const;
+    /// The filter of that name, or "layout/filter", in any layout.
+    /// @throws Poco::NotFoundException naming what exists, Poco::ExistsException when several layouts have one.
+    Filter& getFilter(const std::string& name) const;
+
+    /// Connects by name, "filter:pin". A filter that makes pins on demand is asked for an input pin that it lacks.
+    /// @throws Poco::SyntaxException, Poco::NotFoundException naming what exists, and as `connect`.
+    void connect(const std::string& output, const std::string& input, const ConnectionOptions& options = {});
+    void disconnect(const std::string& input);
+
+    /// Runs all layouts in the caller's thread to their end: whatever one sends reaches the others before the next
+    /// source row (the one with the smallest time stamp of all) is read, so nothing is dropped for want of a turn, and
+    /// the same input gives the same output.
+    void runToEnd();
+    /// Asks a `runToEnd` in any thread, and all layouts, to stop.  [any thread, signal handlers excepted]
+    void stop();
+
+    // Variables --------------------------------------------------------------------------------------------------
+    void setVariable(const std::string& name, const std::string& value);
+    void removeVariable(const std::string& name);
+    /// Replaces each `${NAME}` by the variable of that name, else by the environment's; an unknown one stays as it
+    /// stands. What was put in is not expanded again.
+    std::string expandVariables(const std::string& text) const;
+
+private:
+    FlowManager();
+    ~FlowManager();
+
+    std::unique_ptr<PluginManager> plugins_;
+    mutable std::mutex mutex_;
+    std::map<std::string, std::string> variables_;
+    std::vector<std::unique_ptr<LayoutManager>> layouts_;
+};
+
+}  // namespace Kavelin::Core

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <Kavelin/Core/NamedObject.h>
+
+namespace Kavelin::Core {
+
+class PinManager;
+class Synchronizer;
+
+/// A named end point of a filter. Input and output pins share it as a virtual base.
+class KAVELIN_API Pin : public NamedObject {
+public:
+    /// @param owner the filter that the pin belongs to, or null for a pin that stands alone (a test's, a runner's).
+    Pin(const std::string& name, PinManager* owner);
+    ~Pin() override;
+
+    /// The filter that owns the pin; may be null.
+    PinManager* getManager() const { return manager_; }
+    /// The synchronizer of the pin's filter; null without a filter.
+    Synchronizer* getSynchronizer() const;
+    /// "filter:pin", for messages and reports.
+    std::string fullName() const;
+    /// What travels through the pin, as a text that is the same in every module: "Matrix".
+    virtual const char* payloadType() const = 0;
+
+private:
+    friend class PinManager;
+    PinManager* manager_;
+};
+
+}  // namespace Kavelin::Core

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <Kavelin/Core/Export.h>
+
+#include <Poco/Event.h>
+#include <Poco/Mutex.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+namespace Kavelin::Core {
+
+/// Keeps a filter's `process` apart from changes of its properties and connections.
+///
+/// One thread at a time runs `process`, inside a `ProcessScope`. Who changes something holds a `DisablerLocker`:
+/// it is granted when `process` has returned, and keeps the next one from beginning. A reader that waits in a
+/// synchronized buffer is woken by a disabler, so a change never waits for data.
+///
+/// Both are re-entrant: taking the locker inside `process` of the same filter, or again in a change handler or an
+/// observer, costs a thread-local look-up and changes nothing. Disabling *another* filter from there raises
+/// `Poco::IllegalStateException`, since two threads doing so could wait for each other.
+class KAVELIN_API Synchronizer {
+public:
+    class KAVELIN_API DisablerLocker;
+    class KAVELIN_API ProcessScope;
+
+    Synchronizer();
+    ~Synchronizer();
+    Synchronizer(const Synchronizer&) = delete;
+    Synchronizer& operator=(const Synchronizer&) = delete;
+
+    /// Waits for `event` with `mutex` released, and holds `mutex` again on return: after a signal, a stop, or
+    /// because someone wants this synchronizer disabled. Returns at once while stopped or being disabled.
+    /// [thread that runs process; `mutex` held]
+    void wait(Poco::FastMutex& mutex, Poco::Event& event);
+
+    /// Wakes the reader that waits for `event`, if there is one.  [any thread; the event's buffer mutex held]
+    void signal(Poco::Event& event);
+
+    /// While interrupted, `wait` never waits; who waits now is woken.  [any thread]
+    void interrupt();
+    /// Lets `wait` wait again.  [any thread]
+    void resume();
+
+private:
+    friend class DisablerLocker;
+    friend class ProcessScope;
+
+    // Low half: threads inside process. High half: disablers that hold or want this synchronizer.
+    static constexpr std::uint64_t kProcess = 1;
+    static constexpr std::uint64_t kDisabler = std::uint64_t{1} << 32;
+
+    void enterProcess() {
+        if (state_.fetch_add(kProcess) >= kDisabler) enterProcessSlowly();
+    }
+    void leaveProcess() {
+        if (state_.fetch_sub(kProcess) >= kDisabler) announceChange();
+    }
+    void enterProcessSlowly();
+    void announceChange();
+    void disable();
+    void enable();
+
+    std::atomic<std::uint64_t> state_{0};
+    std::atomic<unsigned> readers_{0};  // threads inside wait()
+    std::mutex mutex_;                  // guards what follows; a leaf below the buffers' mutexes
+    std::condition_variable changed_;
+    std::vector<Poco::Event*> waiting_;
+    unsigned processWaiting_ = 0;
+    bool processTurn_ = false;  // the next to go is process, so that a busy writer cannot starve it
+    bool disabled_ = false;
+    bool interrupted_ = false;
+};
+
+/// Holds up to two synchronizers disabled, taken in a fixed order. Either may be null; both may be the same.
+class KAVELIN_API Synchronizer::DisablerLocker {
+public:
+    /// @throws Poco::IllegalStateException from inside `process`, a change handler or an observer of another filter.
+    DisablerLocker(Synchronizer* first, Synchronizer* second);
+    ~DisablerLocker();
+    DisablerLocker(const DisablerLocker&) = delete;
+    DisablerLocker& operator=(const DisablerLocker&) = delete;
+
+private:
+    void acquire(Synchronizer* first, Synchronizer* second);
+    Synchronizer* taken_[2] = {nullptr, nullptr};
+};
+
+/// Marks the calling thread as the one that runs `process` of a synchronizer's filter.
+class KAVELIN_API Synchronizer::ProcessScope {
+public:
+    explicit ProcessScope(Synchronizer& synchronizer);
+    ~ProcessScope();
+    ProcessScope(const ProcessScope&) = delete;
+    ProcessScope& operator=(const ProcessScope&) = delete;
+
+    /// Lets who waits for the synchronizer have it. To be called between two calls of `process`.
+    void yield();
+
+private:
+    Synchronizer& synchronizer_;
+    Synchronizer* outer_;
+};
+
+}  // namespace Kavelin::Core

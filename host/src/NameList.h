@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Kavelin::Core {
+
+/// "'a', 'b', 'c'", or "none": what exists, for a message.
+std::string listNames(const std::vector<std::string>& names);
+
+/// The names that differ least from `wanted` (case ignored), best first, at most `most` of them.
+std::vector<std::string> nearestNames(const std::string& wanted, const std::vector<std::string>& names,
+                                      std::size_t most);
+
+}  // namespace Kavelin::Core

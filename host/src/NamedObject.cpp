@@ -1,0 +1,20 @@
+#include <Kavelin/Core/NamedObject.h>
+#include <Kavelin/Core/Source.h>
+#include <Util/System/Visitor.h>
+
+namespace Kavelin::Core {
+
+NamedObject::NamedObject(const std::string& name) : name_(name) {}
+NamedObject::~NamedObject() = default;
+Source::~Source() = default;
+
+}  // namespace Kavelin::Core
+
+namespace Util::System {
+
+AbstractVisitor::~AbstractVisitor() = default;
+void AbstractVisitor::visitOther(const AbstractVisitable&) {}
+AbstractVisitable::~AbstractVisitable() = default;
+void AbstractVisitable::accept(AbstractVisitor& visitor) const { visitor.visitOther(*this); }
+
+}  // namespace Util::System

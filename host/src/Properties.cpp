@@ -1,0 +1,233 @@
+#include <Kavelin/Core/AbstractProperty.h>
+#include <Kavelin/Core/CommandProperty.h>
+#include <Kavelin/Core/FlowManager.h>
+#include <Kavelin/Core/PropertyBag.h>
+#include <Kavelin/Core/PropertyBagOwner.h>
+#include <Kavelin/Core/StringProperty.h>
+#include <Kavelin/Core/Synchronizer.h>
+
+#include <Poco/Exception.h>
+
+#include <algorithm>
+#include <exception>
+
+#include "NameList.h"
+
+namespace Kavelin::Core {
+
+// The bag ---------------------------------------------------------------------------------------------------------
+
+PropertyBag::PropertyBag(Synchronizer* synchronizer) : synchronizer_(synchronizer) {}
+
+AbstractProperty* PropertyBag::find(const std::string& name) const {
+    const auto found = std::find_if(properties_.begin(), properties_.end(),
+                                    [&](const AbstractProperty* property) { return property->getName() == name; });
+    return found == properties_.end() ? nullptr : *found;
+}
+
+AbstractProperty& PropertyBag::get(const std::string& name) const {
+    if (AbstractProperty* property = find(name)) return *property;
+    std::vector<std::string> names;
+    for (const AbstractProperty* property : properties_) names.push_back(property->getName());
+    throw Poco::NotFoundException("There is no property '" + name + "'; there are " + listNames(names));
+}
+
+PropertyBag::SavedValues PropertyBag::save() const {
+    const Synchronizer::DisablerLocker locker(synchronizer_, nullptr);
+    SavedValues values;
+    for (const AbstractProperty* property : properties_) {
+        if (property->hasValue()) values.emplace_back(property->getName(), property->exactText());
+    }
+    return values;
+}
+
+void PropertyBag::restore(const SavedValues& values) {
+    for (const auto& [name, text] : values) get(name);
+    const Synchronizer::DisablerLocker locker(synchronizer_, nullptr);
+    std::string refused;
+    for (const auto& [name, text] : values) {
+        try {
+            get(name).deSerialize(text);
+        } catch (const Poco::Exception& error) {
+            refused += (refused.empty() ? "'" : "; '") + name + "' refuses '" + text + "': " + error.displayText();
+        }
+    }
+    if (!refused.empty()) throw Poco::InvalidArgumentException(refused);
+}
+
+void PropertyBag::addObserver(PropertyObserver& observer) {
+    const Synchronizer::DisablerLocker locker(synchronizer_, nullptr);
+    observers_.push_back(&observer);
+}
+
+void PropertyBag::removeObserver(PropertyObserver& observer) {
+    const Synchronizer::DisablerLocker locker(synchronizer_, nullptr);
+    std::erase(observers_, &observer);
+}
+
+// Any property ----------------------------------------------------------------------------------------------------
+
+PropertyObserver::~PropertyObserver() = default;
+void PropertyObserver::valueChanged(const AbstractProperty&) {}
+void PropertyObserver::attributeChanged(const AbstractProperty&) {}
+
+AbstractProperty::AbstractProperty(const std::string& name, PropertyBag* bag) : NamedObject(name), bag_(bag) {
+    if (bag_ == nullptr) return;
+    if (bag_->find(name) != nullptr) throw Poco::ExistsException("A property '" + name + "' exists already");
+    bag_->properties_.push_back(this);
+}
+
+AbstractProperty::AbstractProperty(const std::string& name, PropertyBagOwner* owner)
+    : AbstractProperty(name, owner == nullptr ? nullptr : &owner->getPropertyBag()) {}
+
+AbstractProperty::~AbstractProperty() {
+    if (bag_ != nullptr) std::erase(bag_->properties_, this);
+}
+
+void AbstractProperty::accept(Util::System::AbstractVisitor& visitor) const {
+    if (!Util::System::visitAs(visitor, *this)) AbstractVisitable::accept(visitor);
+}
+
+std::string AbstractProperty::exactText() const {
+    std::string text;
+    serialize(text);
+    return text;
+}
+
+Synchronizer* AbstractProperty::getSynchronizer() const { return bag_ == nullptr ? nullptr : bag_->getSynchronizer(); }
+
+void AbstractProperty::addObserver(PropertyObserver& observer) {
+    const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
+    observers_.push_back(&observer);
+}
+
+void AbstractProperty::removeObserver(PropertyObserver& observer) {
+    const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
+    std::erase(observers_, &observer);
+}
+
+bool AbstractProperty::hasObservers() const {
+    return !observers_.empty() || (bag_ != nullptr && !bag_->observers_.empty());
+}
+
+namespace {
+
+// On copies: an observer may remove itself, or add another.
+template <class Call>
+void tellAll(std::vector<PropertyObserver*> own, std::vector<PropertyObserver*> ofBag, Call call) {
+    for (PropertyObserver* observer : own) call(*observer);
+    for (PropertyObserver* observer : ofBag) call(*observer);
+}
+
+}  // namespace
+
+void AbstractProperty::notifyAttributeChanged() const {
+    const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
+    if (!hasObservers()) return;
+    tellAll(observers_, bag_ ? bag_->observers_ : std::vector<PropertyObserver*>{},
+            [this](PropertyObserver& observer) { observer.attributeChanged(*this); });
+}
+
+void AbstractProperty::notifyValueChanged() const {
+    tellAll(observers_, bag_ ? bag_->observers_ : std::vector<PropertyObserver*>{},
+            [this](PropertyObserver& observer) { observer.valueChanged(*this); });
+}
+
+AbstractProperty::ScopedChangeValueNotifier::ScopedChangeValueNotifier(const AbstractProperty* property, bool notify)
+    : property_(property), notify_(notify), exceptions_(std::uncaught_exceptions()) {}
+
+AbstractProperty::ScopedChangeValueNotifier::~ScopedChangeValueNotifier() noexcept(false) {
+    if (notify_ && std::uncaught_exceptions() == exceptions_) property_->notifyValueChanged();
+}
+
+// Text ------------------------------------------------------------------------------------------------------------
+
+StringProperty::StringProperty(const std::string& name, PropertyBag* bag) : AbstractProperty(name, bag) {}
+StringProperty::StringProperty(const std::string& name, PropertyBagOwner* owner) : AbstractProperty(name, owner) {}
+StringProperty::~StringProperty() = default;
+
+std::string StringProperty::get() const {
+    const std::string text = getRaw();
+    return expand_ ? FlowManager::instance().expandVariables(text) : text;
+}
+
+std::string StringProperty::getRaw() const {
+    const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
+    return text_;
+}
+
+void StringProperty::set(const std::string& text) {
+    const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
+    validate(text);
+    std::string old = text;
+    text_.swap(old);
+    try {
+        applyChange();
+    } catch (...) {
+        text_.swap(old);
+        throw;
+    }
+    const ScopedChangeValueNotifier notifier(this, hasObservers() && old != text_);
+}
+
+void StringProperty::serialize(std::string& out) const { out = getRaw(); }
+void StringProperty::deSerialize(const std::string& text) { set(text); }
+
+void StringProperty::setAny(const Poco::Any& value) {
+    const auto* text = Poco::AnyCast<std::string>(&value);
+    if (text == nullptr) throw Poco::BadCastException("RefAnyCast: Failed to convert between const Any types");
+    set(*text);
+}
+
+Poco::Any StringProperty::getAny() const { return getRaw(); }
+
+PropertyDescription StringProperty::describe() const {
+    PropertyDescription description;
+    description.kind = "text";
+    return description;
+}
+
+void StringProperty::validate(const std::string&) const {}
+void StringProperty::applyChange() {}
+
+// Command ---------------------------------------------------------------------------------------------------------
+
+CommandProperty::CommandProperty(const std::string& name, PropertyBag* bag) : AbstractProperty(name, bag) {}
+CommandProperty::CommandProperty(const std::string& name, PropertyBagOwner* owner) : AbstractProperty(name, owner) {}
+CommandProperty::CommandProperty(const std::string& name, PropertyBagOwner* owner, Handler handler)
+    : AbstractProperty(name, owner) {
+    setHandler(std::move(handler));
+}
+CommandProperty::~CommandProperty() = default;
+
+void CommandProperty::setHandler(Handler handler) {
+    const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
+    handler_ = std::move(handler);
+}
+
+void CommandProperty::activate() {
+    const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
+    if (handler_) handler_();
+    const ScopedChangeValueNotifier notifier(this, hasObservers());
+}
+
+void CommandProperty::accept(Util::System::AbstractVisitor& visitor) const {
+    if (!Util::System::visitAs(visitor, *this)) AbstractProperty::accept(visitor);
+}
+
+void CommandProperty::serialize(std::string& out) const { out.clear(); }
+
+void CommandProperty::deSerialize(const std::string&) {
+    throw Poco::NotImplementedException("'" + getName() + "' is a command: it has no value, activate it");
+}
+
+void CommandProperty::setAny(const Poco::Any&) { deSerialize({}); }
+Poco::Any CommandProperty::getAny() const { return {}; }
+
+PropertyDescription CommandProperty::describe() const {
+    PropertyDescription description;
+    description.kind = "command";
+    return description;
+}
+
+}  // namespace Kavelin::Core
