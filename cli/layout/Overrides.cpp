@@ -1,0 +1,70 @@
+#include "cli/layout/Overrides.h"
+
+#include <algorithm>
+
+#include "cli/layout/NearestNames.h"
+
+namespace Kavelin::Cli {
+
+namespace {
+
+bool readValue(const std::string& text, const Place& place, PropertyValue& value, Mistakes& mistakes) {
+    value.text = text;
+    value.place = place;
+    if (text.empty() || text.front() != '[') return true;
+    JsonNode node;
+    Mistakes inside;
+    if (parseJson(text, node, inside)) readPropertyValue(node, value, inside);
+    value.place = place;
+    for (const Mistake& mistake : inside) mistakes.push_back({place, mistake.text});
+    return inside.empty();
+}
+
+}  // namespace
+
+void overrideProperty(LayoutFile& layout, const std::string& assignment, Mistakes& mistakes) {
+    const Place place{0, 0, "--set \"" + assignment + "\""};
+    const auto colon = assignment.find(':');
+    const auto equals = colon == std::string::npos ? colon : assignment.find('=', colon);
+    if (equals == std::string::npos || colon == 0 || equals == colon + 1) {
+        mistakes.push_back({place, "takes the form FILTER:PROPERTY=VALUE"});
+        return;
+    }
+    const std::string filterName = assignment.substr(0, colon);
+    const std::string name = assignment.substr(colon + 1, equals - colon - 1);
+    FilterEntry* filter = layout.findFilter(filterName);
+    if (filter == nullptr) {
+        mistakes.push_back({place, noSuch("filter", filterName, layout.filterNames())});
+        return;
+    }
+    PropertyEntry entry{{name, place}, {}};
+    if (!readValue(assignment.substr(equals + 1), place, entry.value, mistakes)) return;
+    const auto old = std::find_if(filter->properties.begin(), filter->properties.end(),
+                                  [&](const PropertyEntry& property) { return property.name.text == name; });
+    if (old == filter->properties.end())
+        filter->properties.push_back(std::move(entry));
+    else
+        *old = std::move(entry);
+}
+
+void overrideVariable(LayoutFile& layout, const std::string& assignment, Mistakes& mistakes) {
+    const std::string option = "--var \"" + assignment + "\"";
+    const auto equals = assignment.find('=');
+    if (equals == std::string::npos || equals == 0)
+        mistakes.push_back({{0, 0, option}, "takes the form NAME=VALUE"});
+    else
+        setVariable(layout, assignment.substr(0, equals), assignment.substr(equals + 1), option);
+}
+
+void setVariable(LayoutFile& layout, const std::string& name, const std::string& value,
+                 const std::string& option) {
+    const Place place{0, 0, option};
+    const auto old = std::find_if(layout.variables.begin(), layout.variables.end(),
+                                  [&](const VariableEntry& variable) { return variable.name.text == name; });
+    if (old == layout.variables.end())
+        layout.variables.push_back({{name, place}, {value, place}});
+    else
+        old->value = {value, place};
+}
+
+}  // namespace Kavelin::Cli

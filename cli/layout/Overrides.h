@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+#include "cli/layout/LayoutFile.h"
+
+namespace Kavelin::Cli {
+
+/// Puts "FILTER:PROPERTY=VALUE" in place of what the file says, or behind the filter's other properties.
+/// VALUE is a text form, a label, or a matrix as JSON ([[1, 2, 3]]); it may hold "=". A mistake is added
+/// where the form is another or no filter has that name.
+void overrideProperty(LayoutFile& layout, const std::string& assignment, Mistakes& mistakes);
+
+/// Puts "NAME=VALUE" in place of the file's variable, or behind its variables. VALUE may hold "=".
+void overrideVariable(LayoutFile& layout, const std::string& assignment, Mistakes& mistakes);
+
+/// Sets a variable; `option` is what the user wrote to set it, for messages.
+void setVariable(LayoutFile& layout, const std::string& name, const std::string& value,
+                 const std::string& option);
+
+}  // namespace Kavelin::Cli

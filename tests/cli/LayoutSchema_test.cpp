@@ -1,0 +1,163 @@
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <set>
+
+#include "cli/layout/LayoutFile.h"
+#include "cli/layout/LayoutKeys.h"
+
+namespace Kavelin::Cli {
+namespace {
+
+using nlohmann::json;
+
+const std::filesystem::path kRoot = KAVELIN_SOURCE_DIR;
+
+const json& schema() {
+    static const json root = json::parse(std::ifstream(kRoot / "docs" / "layout.schema.json"));
+    return root;
+}
+
+bool isA(const json& value, const std::string& type) {
+    if (type == "integer") return value.is_number() && value.get<double>() == std::floor(value.get<double>());
+    if (type == "number") return value.is_number();
+    return type == value.type_name();
+}
+
+bool accepts(const json& rule, const json& value);
+
+bool acceptsObject(const json& rule, const json& value) {
+    for (const json& key : rule.value("required", json::array()))
+        if (!value.contains(key.get<std::string>())) return false;
+    const json known = rule.value("properties", json::object());
+    for (const auto& [key, member] : value.items()) {
+        const json rest = rule.value("additionalProperties", json(true));
+        if (known.contains(key) ? !accepts(known[key], member) : !accepts(rest, member)) return false;
+    }
+    return true;
+}
+
+/// The keywords that our schema uses, as JSON Schema 2020-12 means them.
+bool accepts(const json& rule, const json& value) {
+    if (rule.is_boolean()) return rule.get<bool>();
+    const auto either = [&](const char* keyword) {
+        return std::count_if(rule[keyword].begin(), rule[keyword].end(),
+                             [&](const json& r) { return accepts(r, value); });
+    };
+    if (rule.contains("$ref") &&
+        !accepts(schema().at(json::json_pointer(rule["$ref"].get<std::string>().substr(1))), value))
+        return false;
+    if (rule.contains("type") && !isA(value, rule["type"])) return false;
+    if (rule.contains("enum") && std::count(rule["enum"].begin(), rule["enum"].end(), value) == 0)
+        return false;
+    if (rule.contains("anyOf") && either("anyOf") == 0) return false;
+    if (rule.contains("oneOf") && either("oneOf") != 1) return false;
+    if (rule.contains("not") && accepts(rule["not"], value)) return false;
+    if (value.is_number() && rule.contains("minimum") && (value < rule["minimum"] || value > rule["maximum"]))
+        return false;
+    if (value.is_string() && value.get<std::string>().size() < rule.value("minLength", 0u)) return false;
+    if (value.is_string() && rule.contains("pattern") &&
+        !std::regex_search(value.get<std::string>(), std::regex(rule["pattern"].get<std::string>())))
+        return false;
+    if (value.is_array())
+        for (const json& item : value)
+            if (!accepts(rule.value("items", json(true)), item)) return false;
+    return !value.is_object() || acceptsObject(rule, value);
+}
+
+TEST(LayoutSchema, HasTheKeysThatTheParserTakes) {
+    std::map<std::string, std::set<std::string>> keys, required;
+    for (const LayoutKey& row : kLayoutKeys) {
+        keys[std::string(row.object)].emplace(row.key);
+        if (row.required) required[std::string(row.object)].emplace(row.key);
+    }
+    for (const auto& [object, names] : keys) {
+        const json& rule = object == LayoutObject::kFile ? schema() : schema()["$defs"][object];
+        std::set<std::string> inSchema;
+        for (const auto& [name, _] : rule["properties"].items()) inSchema.insert(name);
+        EXPECT_EQ(inSchema, names) << object;
+        EXPECT_EQ(rule.value("required", std::set<std::string>()), required[object]) << object;
+        EXPECT_EQ(rule["additionalProperties"], false) << object;
+    }
+}
+
+TEST(LayoutSchema, TakesAndRefusesWhatTheParserDoes) {
+    const std::string filters =
+        R"("layouts": [{"name": "l", "filters": [{"name": "a", "type": "T"}, {"name": "b", "type": "T"}]}])";
+    const auto filter = [](const std::string& text) {
+        return R"({"layouts": [{"name": "l", "filters": [)" + text + "]}]}";
+    };
+    const auto property = [&](const std::string& v) {
+        return filter(R"({"name": "a", "type": "T", "properties": {"p": )" + v + "}}");
+    };
+    const auto connection = [&](const std::string& c) {
+        return "{" + filters + ", \"connections\": [" + c + "]}";
+    };
+    const auto action = [&](const std::string& a) { return "{" + filters + ", \"actions\": [" + a + "]}"; };
+    const std::string texts[] = {
+        "[]",
+        "{}",
+        R"({"layouts": []})",
+        R"({"layouts": {}})",
+        R"({"layouts": [1]})",
+        R"({"layouts": [], "x": 1})",
+        R"({"layouts": [], "plugins": ["P"], "variables": {"A": ""}})",
+        R"({"layouts": [], "plugins": [1]})",
+        R"({"layouts": [], "variables": {"A": 1}})",
+        R"({"layouts": [{"name": "l"}]})",
+        filter(R"({"name": "a"})"),
+        filter(R"({"name": "", "type": "T"})"),
+        filter(R"({"name": "a:b", "type": "T"})"),
+        filter(R"({"name": "a", "type": ""})"),
+        filter(R"({"name": "a", "type": "T", "commands": ["C"]})"),
+        filter(R"({"name": "a", "type": "T", "commands": "C"})"),
+        property("1"),
+        property("\"\""),
+        property("true"),
+        property("null"),
+        property("{}"),
+        property("[]"),
+        property("[[], []]"),
+        property("[[1, \"nan\"]]"),
+        property("[[1, \"one\"]]"),
+        property("[1]"),
+        connection(R"({"from": "a:x", "to": "b:x:y"})"),
+        connection(R"({"from": "a:", "to": "b:x"})"),
+        connection(R"({"from": "a:x"})"),
+        connection(R"({"from": "a:x", "to": "b:x", "buffer": 0, "order": "lifo", "synchronous": false})"),
+        connection(R"({"from": "a:x", "to": "b:x", "buffer": 4294967296})"),
+        connection(R"({"from": "a:x", "to": "b:x", "buffer": 0.5})"),
+        connection(R"({"from": "a:x", "to": "b:x", "buffer": -1})"),
+        connection(R"({"from": "a:x", "to": "b:x", "order": "Lifo"})"),
+        action(R"({"at": 1, "command": "a:c"})"),
+        action(R"({"command": "a:c"})"),
+        action(R"({"at": 1})"),
+        action(R"({"at": 1, "set": "a:p"})"),
+        action(R"({"at": 1, "set": "a:p", "value": 1})"),
+        action(R"({"at": 1, "command": "a:c", "value": 1})"),
+        action(R"({"at": 1, "set": "a:p", "command": "a:c", "value": 1})"),
+    };
+    for (const std::string& text : texts) {
+        Mistakes mistakes;
+        parseLayout(text, mistakes);
+        EXPECT_EQ(accepts(schema(), json::parse(text)), mistakes.empty()) << text;
+    }
+}
+
+TEST(LayoutSchema, TakesTheExamples) {
+    int examples = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(kRoot / "examples")) {
+        if (entry.path().extension() != ".json") continue;
+        ++examples;
+        Mistakes mistakes;
+        loadLayout(entry.path(), mistakes);
+        for (const Mistake& mistake : mistakes) ADD_FAILURE() << toText(mistake, entry.path());
+        EXPECT_TRUE(accepts(schema(), json::parse(std::ifstream(entry.path())))) << entry.path();
+    }
+    EXPECT_GT(examples, 0);
+}
+
+}  // namespace
+}  // namespace Kavelin::Cli
