@@ -2,8 +2,6 @@
 # Kavelin::Typed (pins, buffers and properties for filters, header-only).
 include(CMakePackageConfigHelpers)
 
-add_library(Kavelin::KavelinCore ALIAS KavelinCore)
-add_library(Kavelin::Typed ALIAS kavelin_typed)
 set_target_properties(kavelin_typed PROPERTIES EXPORT_NAME Typed)
 set(typed_include ${CMAKE_INSTALL_INCLUDEDIR}/Kavelin/Typed)
 target_include_directories(kavelin_typed INTERFACE $<INSTALL_INTERFACE:${typed_include}>)

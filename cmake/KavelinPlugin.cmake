@@ -5,7 +5,7 @@ set(KAVELIN_PLUGIN_EXPORTS ${CMAKE_CURRENT_LIST_DIR}/plugin_exports.map)
 
 function(kavelin_add_plugin name)
   add_library(${name} MODULE ${ARGN})
-  target_link_libraries(${name} PRIVATE Kavelin::KavelinCore Kavelin::Typed)
+  target_link_libraries(${name} PRIVATE Kavelin::Typed)
   set_target_properties(${name} PROPERTIES
     PREFIX "" CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
     LINK_DEPENDS ${KAVELIN_PLUGIN_EXPORTS})

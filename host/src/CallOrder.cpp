@@ -8,7 +8,8 @@ namespace {
 
 using Edges = std::vector<std::pair<std::size_t, std::size_t>>;
 
-// reach[a][b]: a feeds b, directly or through others. Layouts are small; Warshall's closure is the plainest way.
+// reach[a][b]: a feeds b, directly or through others. Layouts are small; Warshall's closure is the plainest
+// way.
 std::vector<std::vector<bool>> closure(std::size_t count, const Edges& edges) {
     std::vector<std::vector<bool>> reach(count, std::vector<bool>(count, false));
     for (const auto& [from, to] : edges) reach[from][to] = true;

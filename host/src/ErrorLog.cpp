@@ -1,7 +1,5 @@
 #include <Kavelin/Core/ErrorLog.h>
-
 #include <Poco/Exception.h>
-
 #include <cxxabi.h>
 
 #include <cstdlib>
@@ -13,8 +11,8 @@ namespace Kavelin::Core {
 std::string exceptionType(const std::exception& error) {
     const char* mangled = typeid(error).name();
     int status = 0;
-    const std::unique_ptr<char, decltype(&std::free)> name(abi::__cxa_demangle(mangled, nullptr, nullptr, &status),
-                                                           &std::free);
+    const std::unique_ptr<char, decltype(&std::free)> name(
+        abi::__cxa_demangle(mangled, nullptr, nullptr, &status), &std::free);
     return status == 0 ? name.get() : mangled;
 }
 
@@ -35,7 +33,8 @@ void ErrorLog::add(const std::string& layout, const std::string& filter, double 
     std::lock_guard lock(mutex_);
     ++count_;
     for (ProcessError& known : errors_) {
-        if (known.filter == filter && known.layout == layout && known.type == type && known.message == message) {
+        if (known.filter == filter && known.layout == layout && known.type == type &&
+            known.message == message) {
             ++known.count;
             return;
         }

@@ -1,6 +1,5 @@
 #include <Kavelin/Core/AbstractOutputPin.h>
 #include <Kavelin/Core/FlowManager.h>
-
 #include <Poco/Environment.h>
 #include <Poco/Exception.h>
 
@@ -34,7 +33,8 @@ FlowManager::~FlowManager() = default;
 LayoutManager& FlowManager::createLayout(const std::string& name) {
     std::lock_guard lock(mutex_);
     for (const auto& layout : layouts_) {
-        if (layout->getName() == name) throw Poco::ExistsException("There is a layout '" + name + "' already");
+        if (layout->getName() == name)
+            throw Poco::ExistsException("There is a layout '" + name + "' already");
     }
     layouts_.push_back(std::make_unique<LayoutManager>(name));
     return *layouts_.back();
@@ -78,14 +78,16 @@ Filter& FlowManager::getFilter(const std::string& name) const {
             }
         }
     }
-    if (found.empty()) throw Poco::NotFoundException("There is no filter '" + name + "'; there are " + listNames(names));
+    if (found.empty())
+        throw Poco::NotFoundException("There is no filter '" + name + "'; there are " + listNames(names));
     if (found.size() > 1) {
         throw Poco::ExistsException("Several layouts have a filter '" + name + "'; say layout/" + name);
     }
     return *found.front();
 }
 
-void FlowManager::connect(const std::string& output, const std::string& input, const ConnectionOptions& options) {
+void FlowManager::connect(const std::string& output, const std::string& input,
+                          const ConnectionOptions& options) {
     const auto [writer, outputName] = splitEndPoint(output);
     const auto [reader, inputName] = splitEndPoint(input);
     AbstractOutputPin& from = getFilter(writer).getOutputPin(outputName);

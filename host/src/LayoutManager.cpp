@@ -1,7 +1,6 @@
 #include <Kavelin/Core/AbstractInputPin.h>
 #include <Kavelin/Core/AbstractOutputPin.h>
 #include <Kavelin/Core/LayoutManager.h>
-
 #include <Poco/Exception.h>
 
 #include <algorithm>
@@ -33,11 +32,13 @@ LayoutManager::~LayoutManager() {
     while (!filters_.empty()) remove(*filters_.back());
 }
 
-// Who is in the layout --------------------------------------------------------------------------------------------
+// Who is in the layout
+// --------------------------------------------------------------------------------------------
 
 void LayoutManager::requireNotRunning(const char* what) const {
     if (isRunning()) {
-        throw Poco::IllegalStateException("Layout '" + getName() + "' is running; stop it before you " + what);
+        throw Poco::IllegalStateException("Layout '" + getName() + "' is running; stop it before you " +
+                                          what);
     }
 }
 
@@ -48,7 +49,8 @@ void LayoutManager::add(Filter& filter) {
                                     filter.getManager()->getName() + "' already");
     }
     if (findFilter(filter.getName()) != nullptr) {
-        throw Poco::ExistsException("Layout '" + getName() + "' has a filter '" + filter.getName() + "' already");
+        throw Poco::ExistsException("Layout '" + getName() + "' has a filter '" + filter.getName() +
+                                    "' already");
     }
     filters_.push_back(&filter);
     filter.setManager(this);
@@ -64,7 +66,8 @@ Filter& LayoutManager::add(FilterPtr filter) {
 void LayoutManager::remove(Filter& filter) {
     requireNotRunning("remove a filter");
     detach(filter);
-    const auto owned = std::find_if(owned_.begin(), owned_.end(), [&](const FilterPtr& p) { return p.get() == &filter; });
+    const auto owned =
+        std::find_if(owned_.begin(), owned_.end(), [&](const FilterPtr& p) { return p.get() == &filter; });
     if (owned == owned_.end()) return;
     const FilterPtr last = std::move(*owned);
     owned_.erase(owned);
@@ -92,7 +95,8 @@ Filter* LayoutManager::findFilter(const std::string& filterName) const {
     return found == filters_.end() ? nullptr : *found;
 }
 
-// The plan of a round ---------------------------------------------------------------------------------------------
+// The plan of a round
+// ---------------------------------------------------------------------------------------------
 
 void LayoutManager::refreshPlan() {
     if (planStale_.load(std::memory_order_acquire)) rebuildPlan();
@@ -135,7 +139,8 @@ std::vector<std::size_t> LayoutManager::planCallOrder() const {
             const AbstractOutputPin* output = pin->getConnectedOutput();
             if (output == nullptr) continue;
             const auto from = std::find(filters_.begin(), filters_.end(), output->getManager());
-            if (from != filters_.end()) edges.emplace_back(static_cast<std::size_t>(from - filters_.begin()), to);
+            if (from != filters_.end())
+                edges.emplace_back(static_cast<std::size_t>(from - filters_.begin()), to);
         }
     }
     return callOrder(filters_.size(), edges);
@@ -148,7 +153,8 @@ void LayoutManager::planInputs(std::size_t position) {
         pin->readyBit_ = std::uint64_t{1} << (position % kBitsPerWord);
         const AbstractOutputPin* output = pin->getConnectedOutput();
         if (output == nullptr) continue;
-        LayoutManager* const from = output->getManager() == nullptr ? nullptr : output->getManager()->getManager();
+        LayoutManager* const from =
+            output->getManager() == nullptr ? nullptr : output->getManager()->getManager();
         if (from == this) continue;
         entry.fedFromElsewhere = true;
         if (isFedFromOutside(*output, from)) {
@@ -162,7 +168,8 @@ void LayoutManager::planInputs(std::size_t position) {
 void LayoutManager::planFeeds(Filter& filter) {
     for (const AbstractOutputPin* output : filter.getOutputPins()) {
         for (AbstractInputPin* input : output->recorded_) {
-            LayoutManager* const to = input->getManager() == nullptr ? nullptr : input->getManager()->getManager();
+            LayoutManager* const to =
+                input->getManager() == nullptr ? nullptr : input->getManager()->getManager();
             if (to != nullptr && to != this) feeds_.push_back({filter.getSynchronizer(), input, to});
         }
     }
@@ -180,7 +187,8 @@ std::vector<Filter*> LayoutManager::getCallOrder() {
     return order;
 }
 
-// Rounds ----------------------------------------------------------------------------------------------------------
+// Rounds
+// ----------------------------------------------------------------------------------------------------------
 
 std::optional<double> LayoutManager::nextTimeStamp() {
     refreshPlan();
@@ -309,7 +317,8 @@ void LayoutManager::beginRun(bool mayWait) {
     }
 }
 
-// A thread of its own ---------------------------------------------------------------------------------------------
+// A thread of its own
+// ---------------------------------------------------------------------------------------------
 
 void LayoutManager::start() {
     requireNotRunning("start it");
@@ -394,7 +403,8 @@ void LayoutManager::wakeReaders() {
 }
 
 void LayoutManager::noteFed() {
-    // The buffer's mutex orders this with the reader's look into the buffer, so a flag that is up already will do.
+    // The buffer's mutex orders this with the reader's look into the buffer, so a flag that is up already
+    // will do.
     if (!fed_.load(std::memory_order_relaxed)) fed_.store(true);
     if (sleeping_.load()) wake();
 }

@@ -48,7 +48,8 @@ std::vector<std::string> nearestNames(const std::string& wanted, const std::vect
         const bool contains = !key.empty() && candidate.find(key) != std::string::npos;
         ranked.emplace_back(contains ? 0 : editDistance(key, candidate), name);
     }
-    std::stable_sort(ranked.begin(), ranked.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::stable_sort(ranked.begin(), ranked.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
     std::vector<std::string> nearest;
     for (std::size_t i = 0; i < std::min(most, ranked.size()); ++i) nearest.push_back(ranked[i].second);
     return nearest;

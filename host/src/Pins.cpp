@@ -3,7 +3,6 @@
 #include <Kavelin/Core/ConnectionOptions.h>
 #include <Kavelin/Core/LayoutManager.h>
 #include <Kavelin/Core/PinManager.h>
-
 #include <Poco/Exception.h>
 
 #include <algorithm>
@@ -53,7 +52,9 @@ LayoutManager* layoutOf(const Pin& pin) {
 Pin::Pin(const std::string& name, PinManager* owner) : NamedObject(name), manager_(owner) {}
 Pin::~Pin() = default;
 
-Synchronizer* Pin::getSynchronizer() const { return manager_ == nullptr ? nullptr : manager_->getSynchronizer(); }
+Synchronizer* Pin::getSynchronizer() const {
+    return manager_ == nullptr ? nullptr : manager_->getSynchronizer();
+}
 
 std::string Pin::fullName() const {
     return manager_ == nullptr ? getName() : manager_->getName() + ":" + getName();
@@ -122,7 +123,9 @@ void AbstractOutputPin::noteTopologyChange(LayoutManager* layout) {
 PinManager::PinManager(const std::string& name) : NamedObject(name) {}
 PinManager::~PinManager() = default;
 
-AbstractInputPin* PinManager::findInputPin(const std::string& pinName) const { return findByName(inputs_, pinName); }
+AbstractInputPin* PinManager::findInputPin(const std::string& pinName) const {
+    return findByName(inputs_, pinName);
+}
 AbstractOutputPin* PinManager::findOutputPin(const std::string& pinName) const {
     return findByName(outputs_, pinName);
 }
@@ -151,7 +154,8 @@ void PinManager::setManager(LayoutManager* layout) {
             if (output != nullptr) AbstractOutputPin::noteTopologyChange(layoutOf(*output));
         }
         for (const AbstractOutputPin* output : outputs_) {
-            for (const AbstractInputPin* input : output->recorded_) AbstractOutputPin::noteTopologyChange(layoutOf(*input));
+            for (const AbstractInputPin* input : output->recorded_)
+                AbstractOutputPin::noteTopologyChange(layoutOf(*input));
         }
     }
     rebuildBuffers();
@@ -160,7 +164,8 @@ void PinManager::setManager(LayoutManager* layout) {
 void PinManager::rebuildBuffers() {
     for (AbstractInputPin* input : inputs_) {
         AbstractOutputPin* output = input->getConnectedOutput();
-        const Synchronizer::DisablerLocker locker(getSynchronizer(), output ? output->getSynchronizer() : nullptr);
+        const Synchronizer::DisablerLocker locker(getSynchronizer(),
+                                                  output ? output->getSynchronizer() : nullptr);
         input->rebuildBuffer();
     }
     for (AbstractOutputPin* output : outputs_) {
@@ -173,9 +178,9 @@ void PinManager::rebuildBuffers() {
 
 void connect(AbstractOutputPin& output, AbstractInputPin& input, const ConnectionOptions& options) {
     if (std::strcmp(output.payloadType(), input.payloadType()) != 0) {
-        throw Poco::InvalidArgumentException("Cannot connect '" + output.fullName() + "' to '" + input.fullName() +
-                                             "': the first sends " + output.payloadType() + ", the second takes " +
-                                             input.payloadType());
+        throw Poco::InvalidArgumentException("Cannot connect '" + output.fullName() + "' to '" +
+                                             input.fullName() + "': the first sends " + output.payloadType() +
+                                             ", the second takes " + input.payloadType());
     }
     const Synchronizer::DisablerLocker locker(output.getSynchronizer(), input.getSynchronizer());
     if (const AbstractOutputPin* source = input.getConnectedOutput()) {

@@ -1,7 +1,6 @@
 #include <Kavelin/Core/FlowManager.h>
 #include <Kavelin/Core/PluginManager.h>
 #include <Kavelin/Core/Version.h>
-
 #include <Poco/Environment.h>
 #include <Poco/Exception.h>
 #include <dlfcn.h>
@@ -95,7 +94,8 @@ fs::path resolve(const std::string& nameOrPath) {
 
 PluginManager::Module::Module(const fs::path& file) : path(file) {
     handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) throw Poco::LibraryLoadException("Cannot load '" + path.string() + "': " + ::dlerror());
+    if (handle == nullptr)
+        throw Poco::LibraryLoadException("Cannot load '" + path.string() + "': " + ::dlerror());
     try {
         find(start, "dllStartPlugin");
         find(stop, "dllStopPlugin");
@@ -110,8 +110,9 @@ template <class Function>
 void PluginManager::Module::find(Function& function, const char* symbol) {
     function = reinterpret_cast<Function>(::dlsym(handle, symbol));
     if (function == nullptr) {
-        throw Poco::LibraryLoadException("'" + path.string() + "' is no plugin: it has no function " + symbol +
-                                         "; one exports dllStartPlugin, dllStopPlugin and dllGetKavelinVersion");
+        throw Poco::LibraryLoadException(
+            "'" + path.string() + "' is no plugin: it has no function " + symbol +
+            "; one exports dllStartPlugin, dllStopPlugin and dllGetKavelinVersion");
     }
 }
 
@@ -129,7 +130,8 @@ std::vector<fs::path> PluginManager::searchPath() {
         if (!folder.empty()) folders.emplace_back(folder);
     }
     Dl_info self{};
-    if (::dladdr(reinterpret_cast<const void*>(&FlowManager::instance), &self) != 0 && self.dli_fname != nullptr) {
+    if (::dladdr(reinterpret_cast<const void*>(&FlowManager::instance), &self) != 0 &&
+        self.dli_fname != nullptr) {
         folders.push_back(fs::absolute(self.dli_fname).parent_path() / "kavelin");
     }
     return folders;
@@ -155,7 +157,8 @@ void PluginManager::load(const std::string& nameOrPath) {
         throw;
     }
     for (Plugin* plugin : getPlugins()) {
-        if (std::find(before.begin(), before.end(), plugin) == before.end()) module->plugins.push_back(plugin);
+        if (std::find(before.begin(), before.end(), plugin) == before.end())
+            module->plugins.push_back(plugin);
     }
     state_->modules.push_back(std::move(module));
 }
@@ -165,7 +168,8 @@ void PluginManager::unload(const std::string& nameOrPath) {
     const fs::path path = resolve(nameOrPath);
     const auto found = std::find_if(state_->modules.begin(), state_->modules.end(),
                                     [&](const auto& module) { return module->path == path; });
-    if (found == state_->modules.end()) throw Poco::NotFoundException("'" + path.string() + "' is not loaded");
+    if (found == state_->modules.end())
+        throw Poco::NotFoundException("'" + path.string() + "' is not loaded");
     {
         std::lock_guard lock(state_->mutex);
         for (const Plugin* plugin : (*found)->plugins) state_->requireUnused(*plugin);
@@ -192,7 +196,8 @@ void PluginManager::uninstallPlugin(Plugin& plugin) {
     std::lock_guard loading(state_->loading);
     {
         std::lock_guard lock(state_->mutex);
-        if (std::find(state_->plugins.begin(), state_->plugins.end(), &plugin) == state_->plugins.end()) return;
+        if (std::find(state_->plugins.begin(), state_->plugins.end(), &plugin) == state_->plugins.end())
+            return;
         state_->requireUnused(plugin);
     }
     plugin.uninstall();
@@ -200,16 +205,19 @@ void PluginManager::uninstallPlugin(Plugin& plugin) {
     std::erase(state_->plugins, &plugin);
 }
 
-void PluginManager::publish(Plugin& plugin, const std::vector<std::unique_ptr<AbstractFilterFactory>>& factories) {
+void PluginManager::publish(Plugin& plugin,
+                            const std::vector<std::unique_ptr<AbstractFilterFactory>>& factories) {
     std::lock_guard lock(state_->mutex);
     std::vector<State::Type> types = state_->types;
     for (const auto& factory : factories) {
         if (factory == nullptr) continue;
         const std::string name = factory->typeName();
-        const auto known = std::find_if(types.begin(), types.end(), [&](const auto& t) { return t.name == name; });
+        const auto known =
+            std::find_if(types.begin(), types.end(), [&](const auto& t) { return t.name == name; });
         if (known != types.end()) {
             throw Poco::ExistsException("Plugin '" + plugin.getName() + "' brings the filter type '" + name +
-                                        "', which plugin '" + known->plugin->getName() + "' provides already");
+                                        "', which plugin '" + known->plugin->getName() +
+                                        "' provides already");
         }
         types.push_back({name, factory.get(), &plugin});
     }
@@ -248,9 +256,10 @@ FilterPtr PluginManager::createFilter(const std::string& type, const std::string
         }
         if (factory == nullptr) {
             const std::vector<std::string> names = state_->typeNames();
-            throw Poco::NotFoundException("There is no filter type '" + type + "'; " +
-                                          (names.empty() ? "no plugin is loaded"
-                                                         : "the nearest are " + listNames(nearestNames(type, names, 3))));
+            throw Poco::NotFoundException(
+                "There is no filter type '" + type + "'; " +
+                (names.empty() ? "no plugin is loaded"
+                               : "the nearest are " + listNames(nearestNames(type, names, 3))));
         }
         state_->alive[factory].push_back(name);
     }

@@ -5,7 +5,6 @@
 #include <Kavelin/Core/PropertyBagOwner.h>
 #include <Kavelin/Core/StringProperty.h>
 #include <Kavelin/Core/Synchronizer.h>
-
 #include <Poco/Exception.h>
 
 #include <algorithm>
@@ -15,13 +14,15 @@
 
 namespace Kavelin::Core {
 
-// The bag ---------------------------------------------------------------------------------------------------------
+// The bag
+// ---------------------------------------------------------------------------------------------------------
 
 PropertyBag::PropertyBag(Synchronizer* synchronizer) : synchronizer_(synchronizer) {}
 
 AbstractProperty* PropertyBag::find(const std::string& name) const {
-    const auto found = std::find_if(properties_.begin(), properties_.end(),
-                                    [&](const AbstractProperty* property) { return property->getName() == name; });
+    const auto found =
+        std::find_if(properties_.begin(), properties_.end(),
+                     [&](const AbstractProperty* property) { return property->getName() == name; });
     return found == properties_.end() ? nullptr : *found;
 }
 
@@ -49,7 +50,8 @@ void PropertyBag::restore(const SavedValues& values) {
         try {
             get(name).deSerialize(text);
         } catch (const Poco::Exception& error) {
-            refused += (refused.empty() ? "'" : "; '") + name + "' refuses '" + text + "': " + error.displayText();
+            refused +=
+                (refused.empty() ? "'" : "; '") + name + "' refuses '" + text + "': " + error.displayText();
         }
     }
     if (!refused.empty()) throw Poco::InvalidArgumentException(refused);
@@ -65,7 +67,8 @@ void PropertyBag::removeObserver(PropertyObserver& observer) {
     std::erase(observers_, &observer);
 }
 
-// Any property ----------------------------------------------------------------------------------------------------
+// Any property
+// ----------------------------------------------------------------------------------------------------
 
 PropertyObserver::~PropertyObserver() = default;
 void PropertyObserver::valueChanged(const AbstractProperty&) {}
@@ -94,7 +97,9 @@ std::string AbstractProperty::exactText() const {
     return text;
 }
 
-Synchronizer* AbstractProperty::getSynchronizer() const { return bag_ == nullptr ? nullptr : bag_->getSynchronizer(); }
+Synchronizer* AbstractProperty::getSynchronizer() const {
+    return bag_ == nullptr ? nullptr : bag_->getSynchronizer();
+}
 
 void AbstractProperty::addObserver(PropertyObserver& observer) {
     const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
@@ -133,17 +138,20 @@ void AbstractProperty::notifyValueChanged() const {
             [this](PropertyObserver& observer) { observer.valueChanged(*this); });
 }
 
-AbstractProperty::ScopedChangeValueNotifier::ScopedChangeValueNotifier(const AbstractProperty* property, bool notify)
+AbstractProperty::ScopedChangeValueNotifier::ScopedChangeValueNotifier(const AbstractProperty* property,
+                                                                       bool notify)
     : property_(property), notify_(notify), exceptions_(std::uncaught_exceptions()) {}
 
 AbstractProperty::ScopedChangeValueNotifier::~ScopedChangeValueNotifier() noexcept(false) {
     if (notify_ && std::uncaught_exceptions() == exceptions_) property_->notifyValueChanged();
 }
 
-// Text ------------------------------------------------------------------------------------------------------------
+// Text
+// ------------------------------------------------------------------------------------------------------------
 
 StringProperty::StringProperty(const std::string& name, PropertyBag* bag) : AbstractProperty(name, bag) {}
-StringProperty::StringProperty(const std::string& name, PropertyBagOwner* owner) : AbstractProperty(name, owner) {}
+StringProperty::StringProperty(const std::string& name, PropertyBagOwner* owner)
+    : AbstractProperty(name, owner) {}
 StringProperty::~StringProperty() = default;
 
 std::string StringProperty::get() const {
@@ -170,12 +178,17 @@ void StringProperty::set(const std::string& text) {
     const ScopedChangeValueNotifier notifier(this, hasObservers() && old != text_);
 }
 
+void StringProperty::accept(Util::System::AbstractVisitor& visitor) const {
+    if (!Util::System::visitAs(visitor, *this)) AbstractProperty::accept(visitor);
+}
+
 void StringProperty::serialize(std::string& out) const { out = getRaw(); }
 void StringProperty::deSerialize(const std::string& text) { set(text); }
 
 void StringProperty::setAny(const Poco::Any& value) {
     const auto* text = Poco::AnyCast<std::string>(&value);
-    if (text == nullptr) throw Poco::BadCastException("RefAnyCast: Failed to convert between const Any types");
+    if (text == nullptr)
+        throw Poco::BadCastException("RefAnyCast: Failed to convert between const Any types");
     set(*text);
 }
 
@@ -190,10 +203,12 @@ PropertyDescription StringProperty::describe() const {
 void StringProperty::validate(const std::string&) const {}
 void StringProperty::applyChange() {}
 
-// Command ---------------------------------------------------------------------------------------------------------
+// Command
+// ---------------------------------------------------------------------------------------------------------
 
 CommandProperty::CommandProperty(const std::string& name, PropertyBag* bag) : AbstractProperty(name, bag) {}
-CommandProperty::CommandProperty(const std::string& name, PropertyBagOwner* owner) : AbstractProperty(name, owner) {}
+CommandProperty::CommandProperty(const std::string& name, PropertyBagOwner* owner)
+    : AbstractProperty(name, owner) {}
 CommandProperty::CommandProperty(const std::string& name, PropertyBagOwner* owner, Handler handler)
     : AbstractProperty(name, owner) {
     setHandler(std::move(handler));

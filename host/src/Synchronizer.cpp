@@ -1,5 +1,4 @@
 #include <Kavelin/Core/Synchronizer.h>
-
 #include <Poco/Exception.h>
 
 #include <algorithm>
@@ -9,8 +8,8 @@ namespace Kavelin::Core {
 
 namespace {
 
-// What the calling thread is doing. Initial-exec: the library is loaded with the program, and this is read at every
-// property access inside process.
+// What the calling thread is doing. Initial-exec: the library is loaded with the program, and this is read at
+// every property access inside process.
 struct ThreadState {
     Synchronizer* process = nullptr;
     Synchronizer* disabled[2] = {nullptr, nullptr};
@@ -77,7 +76,8 @@ void Synchronizer::disable() {
     std::unique_lock lock(mutex_);
     state_.fetch_add(kDisabler);
     for (Poco::Event* event : waiting_) event->set();
-    changed_.wait(lock, [this] { return !disabled_ && !processTurn_ && (state_.load() & (kDisabler - 1)) == 0; });
+    changed_.wait(lock,
+                  [this] { return !disabled_ && !processTurn_ && (state_.load() & (kDisabler - 1)) == 0; });
     disabled_ = true;
 }
 

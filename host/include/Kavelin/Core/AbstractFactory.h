@@ -16,8 +16,8 @@ public:
     /// Deletes what `create` made; null is ignored.
     virtual void destroy(T* object) = 0;
     virtual std::string typeName() const = 0;
-    /// @return a new object of that name, owned by the caller until it is given to `destroy`; null when allocation
-    /// yields nothing.
+    /// @return a new object of that name, owned by the caller until it is given to `destroy`; null when
+    /// allocation yields nothing.
     virtual T* create(const std::string& name) = 0;
 };
 

@@ -31,7 +31,8 @@ public:
     unsigned getBufferSize() const { return bufferSize_; }
     /// Set: the newest sample is read first.
     bool getIsLifo() const { return lifo_; }
-    /// They take effect with the next `rebuildStrategy`, which a new connection brings.  [synchronizers disabled]
+    /// They take effect with the next `rebuildStrategy`, which a new connection brings.  [synchronizers
+    /// disabled]
     void setBufferAttributes(unsigned size, bool lifo, bool synchronous);
 
     /// The attached output pin, null while there is none.

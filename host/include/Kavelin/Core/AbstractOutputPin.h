@@ -15,13 +15,13 @@ public:
     AbstractOutputPin(const std::string& name, PinManager* owner);
     ~AbstractOutputPin() override;
 
-    /// Connects `input` to this pin.  @param direct the caller vouches that both ends run in one thread although
-    /// neither filter is in a layout.
+    /// Connects `input` to this pin.  @param direct the caller vouches that both ends run in one thread
+    /// although neither filter is in a layout.
     /// @throws Poco::InvalidArgumentException when `input` carries another payload type
     /// @throws Poco::ExistsException when it has a source already; nothing has changed then.  [any thread]
     virtual void attachInput(AbstractInputPin& input, bool direct) = 0;
-    /// Undoes it. Does nothing when `input` is not attached here, or when `onlySynchronous` is set and it is not
-    /// synchronous.  [any thread]
+    /// Undoes it. Does nothing when `input` is not attached here, or when `onlySynchronous` is set and it is
+    /// not synchronous.  [any thread]
     virtual void detachInput(AbstractInputPin& input, bool onlySynchronous) = 0;
     /// The attached pins.  [synchronizers disabled]
     virtual std::vector<AbstractInputPin*> getAttachedInputs() const = 0;
@@ -29,8 +29,8 @@ public:
     unsigned getSynchronousCount() const { return synchronousCount_; }
 
 protected:
-    /// Called after a synchronous input pin was attached.  @param running set when the reader's layout is running,
-    /// so that its filter may already be waiting for this pin.
+    /// Called after a synchronous input pin was attached.  @param running set when the reader's layout is
+    /// running, so that its filter may already be waiting for this pin.
     void notifyAttached(AbstractInputPin& input, bool& running);
     /// Called after a synchronous input pin was detached.
     void notifyDetached(AbstractInputPin& input);

@@ -1,9 +1,8 @@
 #pragma once
 
 #include <Kavelin/Core/NamedObject.h>
-#include <Util/System/Visitor.h>
-
 #include <Poco/Any.h>
+#include <Util/System/Visitor.h>
 
 #include <optional>
 #include <string>
@@ -16,7 +15,8 @@ class PropertyBag;
 class PropertyBagOwner;
 class Synchronizer;
 
-/// Hears of changes of properties. Called in the writing thread while the property's synchronizer is held disabled.
+/// Hears of changes of properties. Called in the writing thread while the property's synchronizer is held
+/// disabled.
 class KAVELIN_API PropertyObserver {
 public:
     virtual ~PropertyObserver();
@@ -27,7 +27,8 @@ public:
 
 /// What a person may want to know of a property. Texts are exact; what does not apply is absent.
 struct PropertyDescription {
-    std::string kind;  ///< "int", "double", "bool", "unsigned int", "text", "matrix", "enum", "file name", "command"
+    std::string
+        kind;  ///< "int", "double", "bool", "unsigned int", "text", "matrix", "enum", "file name", "command"
     std::string unit;
     std::optional<std::string> minimum, maximum, step;
     std::vector<std::string> labels;
@@ -81,8 +82,8 @@ private:
     std::vector<PropertyObserver*> observers_;
 };
 
-/// Around a change of value: tells the observers when it ends, if there is something to tell and no exception is
-/// on its way.
+/// Around a change of value: tells the observers when it ends, if there is something to tell and no exception
+/// is on its way.
 class KAVELIN_API AbstractProperty::ScopedChangeValueNotifier {
 public:
     ScopedChangeValueNotifier(const AbstractProperty* property, bool notify);

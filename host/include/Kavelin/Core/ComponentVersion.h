@@ -8,8 +8,8 @@
 
 namespace Kavelin::Core {
 
-/// A parsed version text, "1.3.1": whole numbers separated by dots, compared number by number ("1.10" > "1.9",
-/// "1.3" == "1.3.0").
+/// A parsed version text, "1.3.1": whole numbers separated by dots, compared number by number ("1.10" >
+/// "1.9", "1.3" == "1.3.0").
 class KAVELIN_API ComponentVersion {
 public:
     /// @throws Poco::SyntaxException when `text` is not such a list.

@@ -13,9 +13,10 @@ struct ConnectionOptions {
 };
 
 /// Connects two pins.
-/// @throws Poco::InvalidArgumentException for unlike payloads, Poco::ExistsException, naming it, when `input` has a
-/// source; nothing has changed then.  [any thread]
-KAVELIN_API void connect(AbstractOutputPin& output, AbstractInputPin& input, const ConnectionOptions& options = {});
+/// @throws Poco::InvalidArgumentException for unlike payloads, Poco::ExistsException, naming it, when `input`
+/// has a source; nothing has changed then.  [any thread]
+KAVELIN_API void connect(AbstractOutputPin& output, AbstractInputPin& input,
+                         const ConnectionOptions& options = {});
 /// Ends the connection of `input`, if it has one.  [any thread]
 KAVELIN_API void disconnect(AbstractInputPin& input);
 

@@ -14,7 +14,7 @@ namespace Kavelin::Core {
 struct ProcessError {
     std::string layout;
     std::string filter;
-    std::string type;        ///< exception class, demangled: "Poco::IOException"
+    std::string type;  ///< exception class, demangled: "Poco::IOException"
     std::string message;
     double timeStamp = 0.0;  ///< of the first
     std::uint64_t count = 0;
@@ -29,7 +29,8 @@ public:
 
     /// Called at the first of each kind, in the thread where it happened.
     void setListener(Listener listener);
-    void add(const std::string& layout, const std::string& filter, double timeStamp, const std::exception& error);
+    void add(const std::string& layout, const std::string& filter, double timeStamp,
+             const std::exception& error);
     std::uint64_t getCount() const;
     std::vector<ProcessError> getErrors() const;
 

@@ -8,7 +8,8 @@ namespace Kavelin::Core {
 /// A processing block: takes samples from its input pins, computes, sends on its output pins.
 class KAVELIN_API Filter : public PinManager, public PropertyBagOwner {
 public:
-    /// @param schedulable whether a layout calls `process`; false for a block that only holds pins and properties.
+    /// @param schedulable whether a layout calls `process`; false for a block that only holds pins and
+    /// properties.
     Filter(const std::string& name, bool schedulable);
     ~Filter() override;
 

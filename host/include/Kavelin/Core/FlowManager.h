@@ -21,7 +21,8 @@ public:
 
     PluginManager& getPluginManager() const { return *plugins_; }
 
-    // Layouts ----------------------------------------------------------------------------------------------------
+    // Layouts
+    // ----------------------------------------------------------------------------------------------------
     /// @throws Poco::ExistsException for a name that is taken.
     LayoutManager& createLayout(const std::string& name);
     /// Stops and destroys it with the filters that it owns.  @throws Poco::NotFoundException.
@@ -30,26 +31,29 @@ public:
     void clear();
     std::vector<LayoutManager*> getLayouts() const;
     /// The filter of that name, or "layout/filter", in any layout.
-    /// @throws Poco::NotFoundException naming what exists, Poco::ExistsException when several layouts have one.
+    /// @throws Poco::NotFoundException naming what exists, Poco::ExistsException when several layouts have
+    /// one.
     Filter& getFilter(const std::string& name) const;
 
-    /// Connects by name, "filter:pin". A filter that makes pins on demand is asked for an input pin that it lacks.
+    /// Connects by name, "filter:pin". A filter that makes pins on demand is asked for an input pin that it
+    /// lacks.
     /// @throws Poco::SyntaxException, Poco::NotFoundException naming what exists, and as `connect`.
     void connect(const std::string& output, const std::string& input, const ConnectionOptions& options = {});
     void disconnect(const std::string& input);
 
-    /// Runs all layouts in the caller's thread to their end: whatever one sends reaches the others before the next
-    /// source row (the one with the smallest time stamp of all) is read, so nothing is dropped for want of a turn, and
-    /// the same input gives the same output.
+    /// Runs all layouts in the caller's thread to their end: whatever one sends reaches the others before the
+    /// next source row (the one with the smallest time stamp of all) is read, so nothing is dropped for want
+    /// of a turn, and the same input gives the same output.
     void runToEnd();
     /// Asks a `runToEnd` in any thread, and all layouts, to stop.  [any thread, signal handlers excepted]
     void stop();
 
-    // Variables --------------------------------------------------------------------------------------------------
+    // Variables
+    // --------------------------------------------------------------------------------------------------
     void setVariable(const std::string& name, const std::string& value);
     void removeVariable(const std::string& name);
-    /// Replaces each `${NAME}` by the variable of that name, else by the environment's; an unknown one stays as it
-    /// stands. What was put in is not expanded again.
+    /// Replaces each `${NAME}` by the variable of that name, else by the environment's; an unknown one stays
+    /// as it stands. What was put in is not expanded again.
     std::string expandVariables(const std::string& text) const;
 
 private:

@@ -16,10 +16,10 @@ namespace Kavelin::Core {
 
 /// Runs a group of filters, in one thread of its own or in the caller's.
 ///
-/// It works in rounds: the sources whose next time stamp is smallest are called, then every other filter, in the
-/// order of the connections, for as long as it has unread samples and a call takes some. So all that one source row
-/// brings reaches a filter before it is called. A connection back to a filter that stands earlier in the list is
-/// read in the next round. A filter with an empty synchronous pin is not called.
+/// It works in rounds: the sources whose next time stamp is smallest are called, then every other filter, in
+/// the order of the connections, for as long as it has unread samples and a call takes some. So all that one
+/// source row brings reaches a filter before it is called. A connection back to a filter that stands earlier
+/// in the list is read in the next round. A filter with an empty synchronous pin is not called.
 class KAVELIN_API LayoutManager : public NamedObject {
 public:
     using RoundHook = std::function<void(double timeStamp)>;
@@ -29,11 +29,12 @@ public:
     ~LayoutManager() override;
 
     /// Takes a filter in, lent or owned.
-    /// @throws Poco::IllegalStateException while the layout's thread runs; Poco::ExistsException when it is in a
-    /// layout already, or another filter here has its name.
+    /// @throws Poco::IllegalStateException while the layout's thread runs; Poco::ExistsException when it is
+    /// in a layout already, or another filter here has its name.
     void add(Filter& filter);
     Filter& add(FilterPtr filter);
-    /// Lets a filter go (an owned one is destroyed).  @throws Poco::IllegalStateException while the thread runs.
+    /// Lets a filter go (an owned one is destroyed).  @throws Poco::IllegalStateException while the thread
+    /// runs.
     void remove(Filter& filter);
     const std::vector<Filter*>& getFilters() const { return filters_; }
     /// Filter by name, null when there is none.
@@ -42,7 +43,8 @@ public:
     /// The filters in the order in which a round calls them.
     std::vector<Filter*> getCallOrder();
 
-    // In the caller's thread -------------------------------------------------------------------------------------
+    // In the caller's thread
+    // -------------------------------------------------------------------------------------
     /// Calls the sources that are next, if any, and then every filter that has something to take.
     /// @return false when nothing was taken and no source was called.
     bool runRound();
@@ -51,7 +53,8 @@ public:
     /// Rounds until the sources are at their end and nothing is left to take, or a stop.
     void runToEnd();
 
-    // In a thread of its own -------------------------------------------------------------------------------------
+    // In a thread of its own
+    // -------------------------------------------------------------------------------------
     /// Starts the thread.  @throws Poco::IllegalStateException while it runs.
     void start();
     /// Asks the thread to end after the filter that it is calling; wakes it wherever it waits.  [any thread]
@@ -64,14 +67,17 @@ public:
     /// False from the beginning of a run to its end.
     bool hasEnded() const { return ended_->load(); }
 
-    // Sources ----------------------------------------------------------------------------------------------------
-    /// The smallest next time stamp of the sources that are not at their end.  [layout thread, or while not running]
+    // Sources
+    // ----------------------------------------------------------------------------------------------------
+    /// The smallest next time stamp of the sources that are not at their end.  [layout thread, or while not
+    /// running]
     std::optional<double> nextTimeStamp();
     bool hasSources();
     /// Called before each source round, in the thread that runs the layout, with the round's time stamp.
     void setRoundHook(RoundHook hook) { roundHook_ = std::move(hook); }
 
-    // Failures ---------------------------------------------------------------------------------------------------
+    // Failures
+    // ---------------------------------------------------------------------------------------------------
     ErrorLog& getErrors() { return errors_; }
     /// Whether the first exception out of a `process` ends the run.
     void setStopOnError(bool stop) { stopOnError_ = stop; }
@@ -133,12 +139,14 @@ private:
     std::vector<Filter*> filters_;
     std::vector<FilterPtr> owned_;
 
-    // The plan: made anew when connections change, otherwise touched by nobody but the thread that runs the layout.
+    // The plan: made anew when connections change, otherwise touched by nobody but the thread that runs the
+    // layout.
     std::vector<Entry> plan_;           // filters that are no sources, in call order
     std::vector<std::uint64_t> ready_;  // a bit for each of plan_: it may have something to take
     std::vector<SourceEntry> sources_;
     std::vector<Feed> feeds_;
-    std::vector<std::shared_ptr<const std::atomic<bool>>> upstream_;  // has it ended? for each layout that feeds this
+    std::vector<std::shared_ptr<const std::atomic<bool>>>
+        upstream_;                 // has it ended? for each layout that feeds this
     bool fedFromOutside_ = false;  // some input pin is fed by a filter that is in no layout
 
     std::atomic<bool> planStale_{true};

@@ -12,7 +12,8 @@ class AbstractInputPin;
 class AbstractOutputPin;
 class LayoutManager;
 
-/// Something with pins: it knows them in the order of their creation, has a synchronizer, and may be in a layout.
+/// Something with pins: it knows them in the order of their creation, has a synchronizer, and may be in a
+/// layout.
 class KAVELIN_API PinManager : public NamedObject {
 public:
     explicit PinManager(const std::string& name);
@@ -32,8 +33,8 @@ public:
     AbstractOutputPin& getOutputPin(const std::string& pinName) const;
 
 protected:
-    /// Called for an input pin that a connection asks for by name and that does not exist. A filter that makes
-    /// pins on demand returns the new one; the default has none to give.
+    /// Called for an input pin that a connection asks for by name and that does not exist. A filter that
+    /// makes pins on demand returns the new one; the default has none to give.
     virtual AbstractInputPin* demandInputPin(const std::string& pinName);
     /// Enters (or, with null, leaves) a layout: every buffer that depends on it is built anew.
     virtual void setManager(LayoutManager* layout);

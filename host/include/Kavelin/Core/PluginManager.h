@@ -22,7 +22,8 @@ private:
     AbstractFilterFactory* factory_ = nullptr;
 };
 
-/// A filter that some factory made. It must not outlive its plugin; the plugin manager refuses to unload before.
+/// A filter that some factory made. It must not outlive its plugin; the plugin manager refuses to unload
+/// before.
 using FilterPtr = std::unique_ptr<Filter, FilterDeleter>;
 
 /// Loads plugin modules, and makes filters of the types that they contribute.  [any thread]
@@ -32,18 +33,19 @@ public:
     PluginManager(const PluginManager&) = delete;
     PluginManager& operator=(const PluginManager&) = delete;
 
-    /// Loads a module by path, or by name ("KavelinPluginOrientationInternal") along the search path, and starts it.
-    /// A module that is loaded already is left as it is.
-    /// @throws Poco::FileNotFoundException, Poco::LibraryLoadException (no module, or one of its three functions is
-    /// missing), Poco::InvalidAccessException (another host version), Poco::ExistsException (a type name that
-    /// exists); nothing stays half installed.
+    /// Loads a module by path, or by name ("KavelinPluginOrientationInternal") along the search path, and
+    /// starts it. A module that is loaded already is left as it is.
+    /// @throws Poco::FileNotFoundException, Poco::LibraryLoadException (no module, or one of its three
+    /// functions is missing), Poco::InvalidAccessException (another host version), Poco::ExistsException (a
+    /// type name that exists); nothing stays half installed.
     void load(const std::string& nameOrPath);
-    /// Stops and unloads.  @throws Poco::NotFoundException when it is not loaded, Poco::IllegalStateException, naming
-    /// them, while filters of it are alive.
+    /// Stops and unloads.  @throws Poco::NotFoundException when it is not loaded,
+    /// Poco::IllegalStateException, naming them, while filters of it are alive.
     void unload(const std::string& nameOrPath);
     /// Unloads every module, last loaded first.  @throws Poco::IllegalStateException as `unload`.
     void unloadAll();
-    /// Folders searched for a module name: KAVELIN_PLUGIN_PATH, then the folder `kavelin` beside this library.
+    /// Folders searched for a module name: KAVELIN_PLUGIN_PATH, then the folder `kavelin` beside this
+    /// library.
     static std::vector<std::filesystem::path> searchPath();
 
     /// Makes the plugin's filter types available. The plugin is lent until it is uninstalled.

@@ -4,8 +4,8 @@
 
 namespace Kavelin::Core {
 
-/// A filter that brings samples in from outside. A layout calls, in each round, those of its sources whose next
-/// time stamp is smallest.
+/// A filter that brings samples in from outside. A layout calls, in each round, those of its sources whose
+/// next time stamp is smallest.
 class KAVELIN_API Source {
 public:
     virtual ~Source();

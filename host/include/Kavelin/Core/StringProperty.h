@@ -4,8 +4,8 @@
 
 namespace Kavelin::Core {
 
-/// A text. With expansion on, `get` replaces each `${NAME}` by the flow manager's variable of that name, or the
-/// environment's; the stored text keeps it.
+/// A text. With expansion on, `get` replaces each `${NAME}` by the flow manager's variable of that name, or
+/// the environment's; the stored text keeps it.
 class KAVELIN_API StringProperty : public AbstractProperty {
 public:
     StringProperty(const std::string& name, PropertyBag* bag);
@@ -20,6 +20,7 @@ public:
     /// @throws what `validate` and `applyChange` throw; the old text stays then.
     void set(const std::string& text);
 
+    void accept(Util::System::AbstractVisitor& visitor) const override;
     void serialize(std::string& out) const override;
     void deSerialize(const std::string& text) override;
     void setAny(const Poco::Any& value) override;

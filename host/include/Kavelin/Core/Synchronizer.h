@@ -1,7 +1,6 @@
 #pragma once
 
 #include <Kavelin/Core/Export.h>
-
 #include <Poco/Event.h>
 #include <Poco/Mutex.h>
 
@@ -15,13 +14,13 @@ namespace Kavelin::Core {
 
 /// Keeps a filter's `process` apart from changes of its properties and connections.
 ///
-/// One thread at a time runs `process`, inside a `ProcessScope`. Who changes something holds a `DisablerLocker`:
-/// it is granted when `process` has returned, and keeps the next one from beginning. A reader that waits in a
-/// synchronized buffer is woken by a disabler, so a change never waits for data.
+/// One thread at a time runs `process`, inside a `ProcessScope`. Who changes something holds a
+/// `DisablerLocker`: it is granted when `process` has returned, and keeps the next one from beginning. A
+/// reader that waits in a synchronized buffer is woken by a disabler, so a change never waits for data.
 ///
-/// Both are re-entrant: taking the locker inside `process` of the same filter, or again in a change handler or an
-/// observer, costs a thread-local look-up and changes nothing. Disabling *another* filter from there raises
-/// `Poco::IllegalStateException`, since two threads doing so could wait for each other.
+/// Both are re-entrant: taking the locker inside `process` of the same filter, or again in a change handler
+/// or an observer, costs a thread-local look-up and changes nothing. Disabling *another* filter from there
+/// raises `Poco::IllegalStateException`, since two threads doing so could wait for each other.
 class KAVELIN_API Synchronizer {
 public:
     class KAVELIN_API DisablerLocker;
@@ -78,7 +77,8 @@ private:
 /// Holds up to two synchronizers disabled, taken in a fixed order. Either may be null; both may be the same.
 class KAVELIN_API Synchronizer::DisablerLocker {
 public:
-    /// @throws Poco::IllegalStateException from inside `process`, a change handler or an observer of another filter.
+    /// @throws Poco::IllegalStateException from inside `process`, a change handler or an observer of another
+    /// filter.
     DisablerLocker(Synchronizer* first, Synchronizer* second);
     ~DisablerLocker();
     DisablerLocker(const DisablerLocker&) = delete;

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+#include "core/FilterKit.h"
+
+namespace Kavelin::OrientationInternal {
+
+/// Turns a magnetometer sample into a heading, the angle in the x-z plane and the field's magnitude.
+///
+/// "inMag": at least 1 row and 3 columns, of which the first three elements count; any unit, sensor frame.
+/// "out": 1x3 (heading rad, tilt rad, norm in the unit of the input), stamped as the sample.
+/// Other shapes are dropped.
+class FilterCompass : public Filter {
+public:
+    static constexpr const char* kTypeName = "FilterCompass";
+
+    explicit FilterCompass(const std::string& name);
+    void process() override;  // [layout thread]
+    std::string typeName() const override { return kTypeName; }
+
+private:
+    OutputPin<Matrix> out_{"out", this, Matrix::Zero(1, 3)};  // heading, tilt, norm
+    InputPin<Matrix> mag_{"inMag", this};                     // 1x3, sensor frame
+};
+
+}  // namespace Kavelin::OrientationInternal

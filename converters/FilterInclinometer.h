@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+#include "core/FilterKit.h"
+
+namespace Kavelin::OrientationInternal {
+
+/// Turns an accelerometer sample into pitch and roll.
+///
+/// "3a": three elements in any shape; any unit, sensor frame. "pitch", "roll": 1x1, rad, sent in this order,
+/// stamped as the sample. Other element counts are dropped.
+class FilterInclinometer : public Filter {
+public:
+    static constexpr const char* kTypeName = "FilterInclinometer";
+
+    explicit FilterInclinometer(const std::string& name);
+    void process() override;  // [layout thread]
+    std::string typeName() const override { return kTypeName; }
+
+private:
+    InputPin<Matrix> acc_{"3a", this};                            // 3 elements, sensor frame
+    OutputPin<Matrix> pitch_{"pitch", this, Matrix::Zero(1, 1)};  // rad
+    OutputPin<Matrix> roll_{"roll", this, Matrix::Zero(1, 1)};    // rad
+};
+
+}  // namespace Kavelin::OrientationInternal

@@ -1,0 +1,155 @@
+#pragma once
+
+#include <Kavelin/Core/AbstractInputPin.h>
+#include <Kavelin/Core/AbstractOutputPin.h>
+#include <Kavelin/Core/PinManager.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "core/BufferStrategyFactory.h"
+#include "core/TimeStampedData.h"
+
+namespace Kavelin::Core {
+
+template <class T>
+class OutputPinBase;
+
+/// Tag for an input pin that never makes its filter wait.
+struct NonBlocking {};
+
+/// Typed reading end: keeps what it receives in a buffer strategy, chosen by how writer and reader run.
+template <class T>
+class InputPinBase : public AbstractInputPin {
+public:
+    using Sample = TimeStampedData<T>;
+
+    InputPinBase(const std::string& name, PinManager* owner)
+        : Pin(name, owner), AbstractInputPin(name, owner) {
+        InputPinBase::rebuildStrategy();
+    }
+    ~InputPinBase() override {
+        if (source_ != nullptr) source_->detach(*this, false);
+    }
+
+    /// Forgets the sample held, the last time stamp and all that is buffered.
+    /// [reader's thread, or synchronizers disabled]
+    virtual void reset() {
+        current_ = sample_ = nullptr;
+        lastTimeStamp_ = 0.0;
+        if (strategy_ != nullptr) strategy_->clear();
+    }
+    /// Builds the buffer anew for the present source, layouts and attributes.  [synchronizers disabled]
+    virtual void rebuildStrategy() {
+        retireStrategy();
+        const BufferFamily family = chooseFamily();
+        setIsFedFromElsewhere(family != BufferFamily::kSimple);
+        strategy_ = makeBufferStrategy<Sample>(family, getBufferSize(), getIsLifo(), getSynchronizer());
+        reset();
+    }
+    /// Called by output pins that attach or detach this one.  [synchronizers disabled]
+    virtual void setSource(OutputPinBase<T>* source, bool direct) {
+        source_ = source;
+        direct_ = direct;
+        rebuildStrategy();
+    }
+    /// Buffers one sample. Called by output pins only.  [writer's thread]
+    virtual void receive(const Sample& sample) {
+        if (strategy_ == nullptr) {
+            unbuffered_.fetch_add(1, std::memory_order_relaxed);
+            return;
+        }
+        strategy_->put(sample);
+        noteReceived();
+    }
+
+    // For the owning filter's process  [layout thread]
+    // -------------------------------------------------------------
+    /// Takes and consumes the next sample; false when there is none.
+    bool readNext() {
+        if (!fetch()) return false;
+        consume();
+        return true;
+    }
+    /// Holds the next sample in the pin, if none is held yet; false when there is none.
+    bool fetch() {
+        if (current_ != nullptr) return true;
+        if (strategy_ == nullptr || !strategy_->get(current_)) return false;
+        noteTaken();
+        return true;
+    }
+    /// Consumes the sample held: its time stamp becomes the last one, its value stays readable.
+    void consume() {
+        lastTimeStamp_ = current_->timeStamp;
+        sample_ = current_;
+        current_ = nullptr;
+    }
+    /// The sample consumed last, lent until the next is taken.
+    const T& value() const { return sample_->value; }
+    /// Whether a sample was consumed since the pin was last reset.
+    bool hasValue() const { return sample_ != nullptr; }
+    double lastTimeStamp() const { return lastTimeStamp_; }
+
+    OutputPinBase<T>* getSource() const { return source_; }
+    AbstractBufferStrategy<Sample>* getStrategy() const { return strategy_.get(); }
+
+    const char* payloadType() const override { return PayloadName<T>::value; }
+    double getLastTimeStamp() const override { return lastTimeStamp_; }
+    bool isEmpty() const override { return strategy_ == nullptr || strategy_->isEmpty(); }
+    bool isHolding() const override { return current_ != nullptr; }
+    bool isOverHalfFull() const override { return strategy_ != nullptr && strategy_->isOverHalfFull(); }
+    void rebuildBuffer() override { rebuildStrategy(); }
+    PinCounts getCounts() const override {
+        PinCounts counts = retired_;
+        if (strategy_ != nullptr) counts += strategy_->counts();
+        counts.put += unbuffered_.load(std::memory_order_relaxed);
+        counts.dropped += unbuffered_.load(std::memory_order_relaxed);
+        return counts;
+    }
+
+private:
+    static LayoutManager* layoutOf(const PinManager* filter) {
+        return filter == nullptr ? nullptr : filter->getManager();
+    }
+
+    BufferFamily chooseFamily() const {
+        if (source_ == nullptr) return BufferFamily::kSimple;
+        const LayoutManager* const mine = layoutOf(getManager());
+        const LayoutManager* const theirs = layoutOf(source_->getManager());
+        if (mine == theirs && (mine != nullptr || direct_)) return BufferFamily::kSimple;
+        if (mine != theirs && mine != nullptr && getIsSynchronous()) return BufferFamily::kSynchronized;
+        return BufferFamily::kThreadSafe;
+    }
+    // Ends the present strategy; what it still holds counts as discarded.
+    void retireStrategy() {
+        if (strategy_ == nullptr) return;
+        strategy_->clear();
+        retired_ += strategy_->counts();
+        current_ = sample_ = nullptr;
+        strategy_.reset();
+    }
+
+    OutputPinBase<T>* source_ = nullptr;
+    std::unique_ptr<AbstractBufferStrategy<Sample>> strategy_;
+    const Sample* current_ = nullptr;  // taken from the strategy, not consumed yet
+    double lastTimeStamp_ = 0.0;
+    const Sample* sample_ = nullptr;  // consumed last
+    bool direct_ = false;
+    PinCounts retired_;                         // of the strategies before this one
+    std::atomic<std::uint64_t> unbuffered_{0};  // received while there was no strategy
+};
+
+/// An input pin as a filter declares it.
+template <class T>
+class InputPin : public InputPinBase<T> {
+public:
+    InputPin(const std::string& name, PinManager* owner) : Pin(name, owner), InputPinBase<T>(name, owner) {}
+    InputPin(const std::string& name, PinManager* owner, NonBlocking) : InputPin(name, owner) {
+        this->setIsBlocking(false);
+    }
+};
+
+}  // namespace Kavelin::Core
+
+#include "core/OutputPin.h"

@@ -1,0 +1,4 @@
+#include "core/PluginExports.h"
+#include "plugin/OrientationInternalPlugin.h"
+
+KAVELIN_EXPORT_PLUGIN(Kavelin::OrientationInternal::OrientationInternalPlugin)

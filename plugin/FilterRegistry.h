@@ -1,0 +1,13 @@
+#pragma once
+
+#include <span>
+
+#include "core/FilterRegistry.h"
+
+namespace Kavelin::OrientationInternal {
+
+/// The filter types of this plugin, in the order in which the host lists them. Adding a filter is one row
+/// here.
+std::span<const Core::RegistryRow> filterRegistry();
+
+}  // namespace Kavelin::OrientationInternal
