@@ -1,0 +1,189 @@
+#include "orientation/ConvergenceHistory.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <limits>
+#include <random>
+#include <string>
+
+#include "orientation/PlainConvergenceScan.h"
+
+namespace Kavelin::OrientationInternal {
+namespace {
+
+using Tests::PlainConvergenceScan;
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+/// Kinds of recording: each makes the next error of the history so far.
+struct Stream {
+    std::string name;
+    std::function<double(std::mt19937&, std::size_t)> next;
+};
+
+double uniform(std::mt19937& random, double low, double high) {
+    return std::uniform_real_distribution<double>(low, high)(random);
+}
+
+bool chance(std::mt19937& random, double probability) { return uniform(random, 0, 1) < probability; }
+
+std::vector<Stream> streams() {
+    return {
+        {"decay into noise",
+         [](auto& r, std::size_t i) {
+             return 90 * std::exp(-static_cast<double>(i) / 150) + 1 + uniform(r, -0.3, 0.3);
+         }},
+        {"signed noise", [](auto& r, std::size_t) { return uniform(r, -6, 6); }},
+        {"two values, both outside", [](auto&, std::size_t i) { return i % 2 == 0 ? 0.0 : 2.0; }},
+        {"few values, many equal",
+         [](auto& r, std::size_t) { return std::uniform_int_distribution<int>(-3, 5)(r) * 0.5; }},
+        {"noise with gaps that are not numbers",
+         [](auto& r, std::size_t) { return chance(r, 0.02) ? kNaN : uniform(r, 0, 3); }},
+        {"not a number but rarely",
+         [](auto& r, std::size_t) { return chance(r, 0.05) ? uniform(r, 0, 3) : kNaN; }},
+        {"rare infinities of one sign",
+         [](auto& r, std::size_t) { return chance(r, 0.004) ? kInfinity : uniform(r, 0, 3); }},
+        {"rare infinities of both signs",
+         [](auto& r, std::size_t) {
+             return chance(r, 0.004) ? (chance(r, 0.5) ? kInfinity : -kInfinity) : uniform(r, 0, 3);
+         }},
+        {"numbers whose sum overflows or not",
+         [](auto& r, std::size_t) {
+             return chance(r, 0.01) ? 1.7e308 * uniform(r, -1, 1) : uniform(r, 0, 3);
+         }},
+        {"a spike of 1e20 that must leave no rounding behind",
+         [](auto& r, std::size_t i) { return i == 40 ? 1e20 : uniform(r, 1e-3, 2e-3); }},
+        {"zeros of both signs after motion",
+         [](auto& r, std::size_t i) { return i < 60 ? uniform(r, 1, 9) : (chance(r, 0.5) ? 0.0 : -0.0); }},
+        {"slow drift",
+         [](auto& r, std::size_t i) { return static_cast<double>(i) * 1e-3 + uniform(r, 0, 0.05); }},
+    };
+}
+
+/// Whether `a` and `b` may stand for the same mean: equal, both NaN, or within the rounding of the plain sum.
+bool sameMean(double a, double b, const std::vector<double>& errors) {
+    if (a == b || (std::isnan(a) && std::isnan(b))) return true;
+    double size = 0.0;
+    for (std::size_t i = errors.size() - errors.size() / 4; i < errors.size(); ++i)
+        size += std::abs(errors[i]);
+    return std::abs(a - b) <= 1e-12 * size / static_cast<double>(errors.size() / 4);
+}
+
+TEST(ConvergenceHistory, AnswersAsThePlainScanForEveryBandAtEveryLength) {
+    const std::vector<double> thresholds{0.0, 1e-3, 0.25, 1.0, 40.0, 180.0};
+    std::size_t found = 0;
+    for (const Stream& stream : streams()) {
+        for (const unsigned seed : {1U, 2U, 3U}) {
+            SCOPED_TRACE(stream.name + ", seed " + std::to_string(seed));
+            std::mt19937 random(seed);
+            ConvergenceHistory history;
+            PlainConvergenceScan plain;
+            for (std::size_t i = 0; i < 700; ++i) {
+                const double error = stream.next(random, i);
+                history.appendError(error);
+                plain.errors.push_back(error);
+                const auto mean = history.finalError();
+                const auto expected = plain.finalError();
+                ASSERT_EQ(mean.has_value(), expected.has_value());
+                if (!expected) continue;
+                ASSERT_TRUE(sameMean(*mean, *expected, plain.errors))
+                    << i << ": " << *mean << ", " << *expected;
+                // the band itself is given to both, so that the last digit of the mean does not decide
+                const double threshold = thresholds[random() % thresholds.size()];
+                const double center =
+                    chance(random, 0.2) ? std::abs(plain.errors[random() % (i + 1)]) : *expected;
+                const auto entry = history.entryIntoBand(center, threshold);
+                ASSERT_EQ(entry, plain.entryIntoBand(center, threshold))
+                    << i << ": " << center << " +- " << threshold;
+                found += entry.has_value() ? 1 : 0;
+            }
+        }
+    }
+    EXPECT_GT(found, 5000U);  // the streams do reach the interesting branch
+}
+
+TEST(ConvergenceHistory, AnswersAsThePlainScanInALongRecording) {
+    std::mt19937 random(7);
+    ConvergenceHistory history;
+    PlainConvergenceScan plain;
+    for (std::size_t i = 0; i < 40000; ++i) {
+        // three settled phases, each with outliers, so that the entry lies anywhere from near to far back
+        const double level = i < 9000 ? 3.0 : (i < 21000 ? 1.0 : 2.0);
+        const double error = level + uniform(random, -0.2, 0.2) + (chance(random, 0.0003) ? 30.0 : 0.0);
+        history.appendError(error);
+        plain.errors.push_back(error);
+        if (i % 97 != 0 || i < 4) continue;
+        const double mean = *plain.finalError();
+        ASSERT_NEAR(*history.finalError(), mean, 1e-12 * mean) << i;
+        for (const double threshold : {0.01, 0.19, 0.5, 20.0}) {
+            ASSERT_EQ(history.entryIntoBand(mean, threshold), plain.entryIntoBand(mean, threshold)) << i;
+        }
+    }
+}
+
+TEST(ConvergenceHistory, SumsAFewErrorsFromTheOldestToTheNewestAndManyWithoutLosingDigits) {
+    ConvergenceHistory history;
+    for (int i = 0; i < 40; ++i) history.appendError(0.1);
+    const double plainSumOfTen = 0.1 + 0.1 + 0.1 + 0.1 + 0.1 + 0.1 + 0.1 + 0.1 + 0.1 + 0.1;
+    EXPECT_EQ(*history.finalError(), plainSumOfTen / 10);  // not 0.1: equality with a threshold depends on it
+    for (int i = 40; i < 400000; ++i) history.appendError(0.1);
+    EXPECT_DOUBLE_EQ(*history.finalError(), 0.1);  // the plain sum is off by 2e-12 here
+}
+
+TEST(ConvergenceHistory, StartsAnewWhenCleared) {
+    std::mt19937 random(3);
+    ConvergenceHistory used;
+    for (int i = 0; i < 500; ++i) used.appendError(i % 50 == 0 ? kNaN : uniform(random, 0, 9));
+    used.appendTime(1.0);
+    used.clear();
+    EXPECT_FALSE(used.finalError());
+    EXPECT_THROW(used.timeOfEntry(1), std::out_of_range);
+    ConvergenceHistory fresh;
+    for (int i = 0; i < 500; ++i) {
+        const double error = uniform(random, 0, 9);
+        used.appendError(error);
+        fresh.appendError(error);
+        ASSERT_EQ(used.finalError(), fresh.finalError());
+        ASSERT_EQ(used.entryIntoBand(4.5, 1.0), fresh.entryIntoBand(4.5, 1.0));
+    }
+}
+
+TEST(ConvergenceHistory, TakesTheTimeOneBeforeTheEntryAndRefusesWhatIsNotThere) {
+    ConvergenceHistory history;
+    const auto refusal = [&](std::size_t entry) {
+        try {
+            history.timeOfEntry(entry);
+        } catch (const std::out_of_range& error) {
+            return std::string(error.what());
+        }
+        return std::string("none");
+    };
+    EXPECT_EQ(refusal(1), "invalid vector<T> subscript");
+    for (const double time : {10.0, 10.5, 11.5}) history.appendTime(time);
+    EXPECT_EQ(history.timeOfEntry(1), 0.0);
+    EXPECT_EQ(history.timeOfEntry(3), 1.5);
+    EXPECT_EQ(refusal(4), "invalid vector<T> subscript");
+}
+
+TEST(NewestInRange, FindsTheNewestOfEqualKeysAndOfWholeAndBrokenRanges) {
+    std::mt19937_64 random(11);
+    for (const unsigned bits : {3U, 10U, 63U}) {
+        SCOPED_TRACE(bits);
+        NewestInRange index;
+        std::vector<std::uint64_t> keys{0};  // entry 0 is never inserted
+        for (std::size_t i = 1; i < 3000; ++i) {
+            keys.push_back(random() >> (64 - bits));
+            index.insert(keys.back(), i);
+            std::uint64_t first = random() >> (64 - bits), last = random() >> (64 - bits);
+            if (i % 3 == 0) last = first + (random() >> (64 - bits) >> 7);
+            std::size_t expected = i;
+            while (expected > 0 && (keys[expected] < first || keys[expected] > last)) --expected;
+            ASSERT_EQ(index.find(first, last), expected) << i << ": " << first << " to " << last;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace Kavelin::OrientationInternal
