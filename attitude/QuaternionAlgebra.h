@@ -6,6 +6,9 @@
 
 namespace Kavelin::OrientationInternal {
 
+/// Norm of a rate, rad/s, up to which a turn is taken to first order: below it the axis cannot be told.
+inline constexpr double kFirstOrderRate = 1e-9;
+
 /// Computes the Hamilton product p q: the rotation q followed by the rotation p.
 inline Quaternion quaternionProduct(const Quaternion& p, const Quaternion& q) {
     return {p[0] * q[0] - p[1] * q[1] - p[2] * q[2] - p[3] * q[3],
@@ -27,12 +30,12 @@ inline Matrix3 quaternionToRotation(const Quaternion& q) {
 }
 
 /// Turns `q` (sensor to reference) by the constant rate of one step, exactly, and divides it by its norm.
-/// @param rate rad/s, sensor frame; at a norm of 1e-9 or less the step is taken to first order.
+/// @param rate rad/s, sensor frame; at a norm of kFirstOrderRate or less the step is taken to first order.
 /// @param dt   s, of either sign.  A zero quaternion gives NaN.
 /// Source: Wertz, Spacecraft Attitude Determination and Control, 1978, section 17.1.
 inline Quaternion propagateQuaternion(const Quaternion& q, const Vector3& rate, double dt) {
     const double norm = rate.norm();
-    const bool firstOrder = !(norm > 1e-9);
+    const bool firstOrder = !(norm > kFirstOrderRate);
     const double keep = firstOrder ? 1.0 : std::cos(norm * dt / 2);
     const double turn = firstOrder ? dt / 2 : std::sin(norm * dt / 2) / norm;
     const Quaternion rateQuaternion(0.0, rate.x(), rate.y(), rate.z());

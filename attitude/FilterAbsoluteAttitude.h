@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+
+#include "attitude/AbsoluteAttitudeComputer.h"
+#include "core/FilterKit.h"
+
+namespace Kavelin::OrientationInternal {
+
+/// Turns relative attitudes into absolute ones with the latest earth frame of gravity and field.
+///
+/// Pins: in "3a", "3m" 3 elements of any shape, sensor frame, any unit; in "rel" 9 elements, row by row,
+/// which drives the filter; out "abs" 3x3, frame * rel, stamped like "rel". The frame is R_earth_sensor (rows
+/// north, west, up), the identity until the first complete pair, and is kept until the next. One "3a" and one
+/// "3m" are taken for each "rel", "3m" only where there was a "3a". No properties.
+class FilterAbsoluteAttitude : public Filter {
+public:
+    static constexpr const char* kTypeName = "FilterAbsoluteAttitude";
+    explicit FilterAbsoluteAttitude(const std::string& name);
+    void process() override;  // [layout thread]
+    std::string typeName() const override { return kTypeName; }
+
+private:
+    void updateReferenceFrame();
+
+    InputPin<Matrix> acc_{"3a", this};
+    InputPin<Matrix> mag_{"3m", this};
+    InputPin<Matrix> relative_{"rel", this};
+    OutputPin<Matrix> absolute_{"abs", this, Matrix::Zero(3, 3)};
+    AbsoluteAttitudeComputer computer_;
+    Matrix3 referenceFrame_ = Matrix3::Identity();
+};
+
+}  // namespace Kavelin::OrientationInternal

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+
+#include "converters/RateIntegrator.h"
+#include "core/FilterKit.h"
+
+namespace Kavelin::OrientationInternal {
+
+/// Turns each angular rate into the rotation it makes over the time since the previous sample.
+///
+/// Pins: in "omega" 1x3 row, rad/s, sensor frame (any other shape is dropped); out "RotationMatrix" 3x3, the
+/// turn since the previous sample, stamped like the sample. "Clear" forgets the previous sample, so that the
+/// next one gives the identity. The numerics are in RateIntegrator.
+class FilterOmegaToMatrix : public Filter {
+public:
+    static constexpr const char* kTypeName = "FilterOmegaToMatrix";
+    explicit FilterOmegaToMatrix(const std::string& name);
+    void process() override;  // [layout thread]
+    std::string typeName() const override { return kTypeName; }
+
+private:
+    void onClear() { integrator_.clear(); }
+
+    InputPin<Matrix> omega_{"omega", this};
+    OutputPin<Matrix> rotation_{"RotationMatrix", this, Matrix::Identity(3, 3)};
+    CommandProperty clear_{"Clear", this, handler(this, &FilterOmegaToMatrix::onClear)};
+    RateIntegrator integrator_;
+};
+
+}  // namespace Kavelin::OrientationInternal

@@ -1,0 +1,36 @@
+#include "orientation/FilterConstantPlane.h"
+
+namespace Kavelin::OrientationInternal {
+
+FilterConstantPlane::FilterConstantPlane(const std::string& name) : Filter(name, true) {}
+
+void FilterConstantPlane::process() {
+    if (!mag_.readNext()) return;
+    if (mag_.value().size() != 3) return;
+    const Vector3 field = firstThree(mag_.value());
+    const Vector3 axis = axisForThisSample(field);
+    if (referenceRequested_) plane_.resetReference(field);
+    referenceRequested_ = false;
+    const double angle = plane_.angle(field);
+    angle_.value()(0, 0) = angle;
+    attitude_.value() = AbsoluteAttitudeComputer::axisAngleToRotation(angle, axis);
+    angle_.send(mag_.lastTimeStamp());
+    attitude_.send(mag_.lastTimeStamp());
+}
+
+/// Reads the normal, and sets the plane where the normal was written since the last sample.
+/// Deliberate: the axis has unit length only in the call that sets the plane; in others it is as long as the
+/// properties say, so a normal of another length makes "attitude" no rotation there. Its angle does not
+/// depend on the length.
+Vector3 FilterConstantPlane::axisForThisSample(const Vector3& field) {
+    Vector3 axis(planeX_.get(), planeY_.get(), planeZ_.get());
+    if (!planeChanged_) return axis;
+    planeChanged_ = false;
+    const double squaredNorm = axis.squaredNorm();
+    if (!(squaredNorm >= kMinimumSquaredNorm)) return axis;  // the plane stays as it was
+    axis *= AbsoluteAttitudeComputer::invSqrt(squaredNorm);
+    plane_.setPlane(axis, field);
+    return axis;
+}
+
+}  // namespace Kavelin::OrientationInternal

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <string>
+
+#include "attitude/AbsoluteAttitudeComputer.h"
+#include "core/FilterKit.h"
+#include "orientation/ConstPlaneComputer.h"
+
+namespace Kavelin::OrientationInternal {
+
+/// Turns the magnetic field into the heading angle of a unit that turns in a known plane.
+///
+/// Pins: in "3m" 3 elements of any shape, sensor frame, any unit; out "angle" 1x1, rad, minus the
+/// right-handed turn of the field about the normal since the reference, then "attitude" 3x3, the turn by it;
+/// both stamped like "3m". Properties: "plane.x", "plane.y", "plane.z" are the plane's normal, of any length;
+/// "reference" takes the next field as the reference, as does the sample that follows a change of the plane.
+class FilterConstantPlane : public Filter {
+public:
+    static constexpr const char* kTypeName = "FilterConstantPlane";
+    explicit FilterConstantPlane(const std::string& name);
+    void process() override;  // [layout thread]
+    std::string typeName() const override { return kTypeName; }
+
+private:
+    void onPlane(const double&) { planeChanged_ = true; }
+    void onReference() { referenceRequested_ = true; }
+
+    Vector3 axisForThisSample(const Vector3& field);
+
+    InputPin<Matrix> mag_{"3m", this};
+    OutputPin<Matrix> angle_{"angle", this, Matrix::Zero(1, 1)};
+    OutputPin<Matrix> attitude_{"attitude", this, Matrix::Identity(3, 3)};
+    RangeProperty<double> planeX_{"plane.x",
+                                  this,
+                                  {.minimum = -10, .maximum = 10, .step = 0.01, .value = 0, .unit = ""},
+                                  handler(this, &FilterConstantPlane::onPlane)};
+    RangeProperty<double> planeY_{"plane.y",
+                                  this,
+                                  {.minimum = -10, .maximum = 10, .step = 0.01, .value = 0, .unit = ""},
+                                  handler(this, &FilterConstantPlane::onPlane)};
+    RangeProperty<double> planeZ_{"plane.z",
+                                  this,
+                                  {.minimum = -10, .maximum = 10, .step = 0.01, .value = 1, .unit = ""},
+                                  handler(this, &FilterConstantPlane::onPlane)};
+    CommandProperty reference_{"reference", this, handler(this, &FilterConstantPlane::onReference)};
+    ConstPlaneComputer plane_;
+    bool planeChanged_ = true;
+    bool referenceRequested_ = true;
+};
+
+}  // namespace Kavelin::OrientationInternal

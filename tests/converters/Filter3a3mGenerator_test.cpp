@@ -1,0 +1,102 @@
+#include "converters/Filter3a3mGenerator.h"
+
+#include "attitude/AngleConstants.h"
+#include "attitude/FilterAbsoluteAttitude.h"
+#include "attitude/FilterAttitude.h"
+#include "support/FilterHarness.h"
+#include "support/Matchers.h"
+
+namespace Kavelin::OrientationInternal {
+namespace {
+
+using Testing::column;
+using Testing::FilterHarness;
+using Testing::row;
+using Tests::isNearMatrix;
+
+const Matrix kZero = row({0});
+
+TEST(Filter3a3mGenerator, TakesTheThreeAnglesTogetherOrNotAtAll) {
+    FilterHarness<Filter3a3mGenerator> h;
+    h.feed("yaw", 1, row({90}));
+    h.feed("yaw", 2, kZero);
+    h.feed("pitch", 3, kZero);
+    h.process(3);
+    EXPECT_TRUE(h.sends().empty());
+    EXPECT_EQ(h.filter().getInputPin("yaw").getLastTimeStamp(), 0) << "held, not consumed";
+    h.feed("roll", 4, kZero);
+    h.process(2);
+    ASSERT_EQ(h.sends().size(), 2u);
+    EXPECT_EQ(h.sends()[0].pin, "3a");
+    EXPECT_EQ(h.sends()[1].pin, "3m");
+    EXPECT_THAT(h.sends()[0].value, isNearMatrix(row({0, 0, 1})));
+    EXPECT_THAT(h.sends()[1].value, isNearMatrix(row({0, -0.5, std::sqrt(0.75)}))) << "the first yaw";
+    for (const auto& sent : h.sends()) EXPECT_EQ(sent.t, 1) << "stamped like yaw";
+}
+
+TEST(Filter3a3mGenerator, TripleWithAnotherSizeIsTakenAndDropped) {
+    for (const char* odd : {"yaw", "pitch", "roll"}) {
+        SCOPED_TRACE(odd);
+        FilterHarness<Filter3a3mGenerator> h;
+        for (const Matrix& wrong : {row({1, 2}), Matrix(), column({1, 2})}) {
+            for (const char* pin : {"yaw", "pitch", "roll"})
+                h.feed(pin, 1, std::string(pin) == odd ? wrong : kZero);
+        }
+        h.process(3);
+        EXPECT_TRUE(h.sends().empty());
+        for (const char* pin : {"yaw", "pitch", "roll"}) h.feed(pin, 2, kZero);
+        h.process();
+        EXPECT_EQ(h.sends().size(), 2u);
+    }
+}
+
+TEST(Filter3a3mGenerator, FeedsTheAttitudeFiltersTheAttitudeItWasGiven) {
+    Core::LayoutManager layout("bench");
+    Filter3a3mGenerator generator("generator");
+    FilterAttitude attitude("attitude");
+    FilterAbsoluteAttitude absolute("absolute");
+    Core::OutputPin<Matrix> yaw("yaw", nullptr), pitch("pitch", nullptr), roll("roll", nullptr),
+        rel("rel", nullptr);
+    for (Core::Filter* filter : std::initializer_list<Core::Filter*>{&generator, &attitude, &absolute}) {
+        layout.add(*filter);
+    }
+    Core::connect(yaw, generator.getInputPin("yaw"));
+    Core::connect(pitch, generator.getInputPin("pitch"));
+    Core::connect(roll, generator.getInputPin("roll"));
+    Core::connect(rel, absolute.getInputPin("rel"));
+    for (Core::Filter* filter : std::initializer_list<Core::Filter*>{&attitude, &absolute}) {
+        Core::connect(generator.getOutputPin("3a"), filter->getInputPin("3a"));
+        Core::connect(generator.getOutputPin("3m"), filter->getInputPin("3m"));
+    }
+    std::vector<Testing::Sent> sent;
+    Testing::ListeningPin first("attitude", sent), second("abs", sent);
+    Core::connect(attitude.getOutputPin("attitude"), first);
+    Core::connect(absolute.getOutputPin("abs"), second);
+
+    for (int i = 0; i < 36; ++i) {
+        SCOPED_TRACE(i);
+        const Eigen::Vector3d e(10.0 * i - 180, 5.0 * i - 90, 37.0 * i);
+        const auto turn = [](double degrees, const Eigen::Vector3d& axis) {
+            return Eigen::AngleAxisd(degrees * kDegreesToRadians, axis);
+        };
+        const Eigen::Matrix3d truth =
+            (turn(e[0], Vector3::UnitZ()) * turn(e[1], Vector3::UnitY()) * turn(e[2], Vector3::UnitX()))
+                .toRotationMatrix();
+        sent.clear();
+        yaw.value() = row({e[0]});
+        pitch.value() = row({e[1]});
+        roll.value() = row({e[2]});
+        yaw.send(i);
+        pitch.send(i);
+        roll.send(i);
+        while (layout.runRound()) continue;
+        rel.value() = Matrix::Identity(3, 3);  // the pair is in the pins by now
+        rel.send(i);
+        while (layout.runRound()) continue;
+        ASSERT_EQ(sent.size(), 2u);
+        for (const auto& one : sent) EXPECT_THAT(one.value, isNearMatrix(truth, 1e-12)) << one.pin;
+    }
+}
+
+}  // namespace
+}  // namespace Kavelin::OrientationInternal
