@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cmath>
+#include <string>
+
+#include "attitude/TriadGyroComputer.h"
+#include "core/FilterKit.h"
+
+namespace Kavelin::OrientationInternal {
+
+/// Estimates orientation from acceleration, field and angular rate by blending predicted and measured
+/// vectors.
+///
+/// Pins: in "3a", "3m", "3g" (rad/s) 3x1, sensor frame; in "reset", whose first element 1 restarts the
+/// filter; out "attitudeQ" 4x1 (w, x, y, z), "attitude" 3x3, "Acceleration Propre" and "Perturbation
+/// Magnetique" 3x1, the part of each measured vector that the estimate does not explain. Nothing is sent
+/// during the initialisation time. Properties: "Init time" (s), "A" (weight of a measurement), "Absolute
+/// Reference"; the command "Ref" restarts. Deliberate: all outputs are stamped with the wall clock (s since
+/// 15 October 1582), one reading for the four; the range properties show 0 until they are written, while the
+/// filter works with 0.2 s and 0.0005.
+class FilterAGMTriad_gyro : public Filter {
+public:
+    static constexpr const char* kTypeName = "FilterAGMTriad_gyro";
+    explicit FilterAGMTriad_gyro(const std::string& name);
+    void process() override;  // [layout thread]
+    std::string typeName() const override { return kTypeName; }
+
+private:
+    void reset() { computer_.reset(absoluteReference_.get()); }
+    void onInitTime(const double& value) { computer_.setInitTime(value); }
+    void onGain(const double& value) { computer_.setGain(value); }
+    // Deliberate: runs before the value is in place, so this reset still goes by the old one. The new one
+    // counts from the next "Ref" or "reset" on.
+    void onAbsoluteReference(const bool&) { reset(); }
+
+    void takeReset();
+    void send(const TriadEstimate& estimate);
+
+    InputPin<Matrix> acc_{"3a", this};
+    InputPin<Matrix> mag_{"3m", this};
+    InputPin<Matrix> rate_{"3g", this};
+    InputPin<Matrix> reset_{"reset", this};
+    OutputPin<Matrix> quaternion_{"attitudeQ", this, Eigen::Vector4d::UnitX()};
+    OutputPin<Matrix> attitude_{"attitude", this, Matrix::Identity(3, 3)};
+    OutputPin<Matrix> properAcceleration_{"Acceleration Propre", this, Matrix::Zero(3, 1)};
+    OutputPin<Matrix> fieldDisturbance_{"Perturbation Magnetique", this, Matrix::Zero(3, 1)};
+
+    CommandProperty ref_{"Ref", this, handler(this, &FilterAGMTriad_gyro::reset)};
+    // Deliberate: shown is the working value cut to a whole number, 0 for both. Until one is written, the
+    // filter works with the value that is not shown.
+    RangeProperty<double> initTime_{"Init time",
+                                    this,
+                                    {.minimum = 0,
+                                     .maximum = 10,
+                                     .step = 0.1,
+                                     .value = std::trunc(TriadGyroComputer::kInitialInitTime),
+                                     .unit = "s"},
+                                    handler(this, &FilterAGMTriad_gyro::onInitTime)};
+    RangeProperty<double> gain_{"A",
+                                this,
+                                {.minimum = 0,
+                                 .maximum = 1e6,
+                                 .step = 1e-8,
+                                 .value = std::trunc(TriadGyroComputer::kInitialGain),
+                                 .unit = ""},
+                                handler(this, &FilterAGMTriad_gyro::onGain)};
+    ValueProperty<bool> absoluteReference_{"Absolute Reference", this, false,
+                                           handler(this, &FilterAGMTriad_gyro::onAbsoluteReference)};
+    TriadGyroComputer computer_;
+};
+
+}  // namespace Kavelin::OrientationInternal

@@ -1,0 +1,136 @@
+#include "attitude/TriadGyroComputer.h"
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "attitude/AngleConstants.h"
+#include "support/Matchers.h"
+#include "support/Motion.h"
+
+namespace Kavelin::OrientationInternal {
+namespace {
+
+using Tests::isNearMatrix;
+using Tests::isSameRotationAs;
+
+/// Rows north, west, up of an earth frame of east, north, up.
+Eigen::Matrix3d northWestUp() {
+    Eigen::Matrix3d r;
+    r << 0, 1, 0, -1, 0, 0, 0, 0, 1;
+    return r;
+}
+
+/// Root mean square error, degrees, over a minute of general motion after 1 s of rest.
+double errorOverAMinute(double gain, bool absolute) {
+    Tests::MotionSettings settings;
+    settings.rests = {{-1, 1}};
+    const Tests::Motion motion(settings);
+    const Eigen::Matrix3d reference = northWestUp() * motion.at(0).R_earth_sensor;
+    TriadGyroComputer computer;
+    computer.setGain(gain);
+    computer.reset(absolute);
+    double squares = 0;
+    int count = 0;
+    for (const auto& s : Tests::record(motion, 60, 100)) {
+        const auto estimate = computer.advance({s.t, s.acc, s.field, s.rate});
+        if (s.t < 2) continue;
+        const Eigen::Matrix3d attitude = northWestUp() * s.truth.R_earth_sensor;
+        const Eigen::Matrix3d truth = absolute ? attitude : attitude * reference.transpose();
+        squares += std::pow(Tests::angleBetween(estimate->rotation, truth), 2);
+        ++count;
+    }
+    return kRadiansToDegrees * std::sqrt(squares / count);
+}
+
+// The figures of the page on this filter. A small gain does not follow the motion, and this says so: whoever
+// turns the prediction round changes what existing layouts send.
+TEST(TriadGyroComputer, FollowsAMotionByItsMeasurementsOnlyNotByItsGyroscope) {
+    struct Row {
+        double gain, relative, absolute;  // degrees
+    };
+    const Row rows[] = {{0, 59.3, 80.9},  {0.0005, 59.3, 80.7}, {0.1, 56.5, 40.7},
+                        {0.5, 37.8, 7.2}, {0.9, 5.5, 0.8},      {1, 0, 0}};
+    for (const Row& row : rows) {
+        EXPECT_NEAR(errorOverAMinute(row.gain, false), row.relative, 0.1) << "gain " << row.gain;
+        EXPECT_NEAR(errorOverAMinute(row.gain, true), row.absolute, 0.1) << "gain " << row.gain;
+    }
+}
+
+class TriadAtHome : public testing::Test {
+protected:
+    TriadAtHome() {
+        computer_.setInitTime(0);
+        computer_.setGain(0);
+    }
+
+    TriadEstimate track(double t, const Vector3& rate = Vector3::Zero()) {
+        return computer_.advance({t, acc_, mag_, rate}).value();
+    }
+
+    Vector3 acc_{0, 0, 2};
+    Vector3 mag_{3, 0, 4};
+    TriadGyroComputer computer_;
+};
+
+TEST_F(TriadAtHome, GainZeroTurnsTheEstimateRoundWithEverySample) {
+    const Vector3 rate(0, 0, 1);
+    track(0, rate);  // the reference is captured: the identity
+    const Matrix3 back = AbsoluteAttitudeComputer::axisAngleToRotation(-0.1, Vector3::UnitZ());
+    for (int i = 0; i < 4; ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_THAT(track(0.1 + 0.2 * i, rate).rotation, isNearMatrix(back, 1e-12));
+        EXPECT_THAT(track(0.2 + 0.2 * i, rate).rotation, isNearMatrix(Matrix3::Identity(), 1e-12));
+    }
+}
+
+TEST_F(TriadAtHome, FirstSampleIsTakenToBeAHundredthOfASecondAfterAnother) {
+    const TriadEstimate first = track(500, {0, 0, 10});
+    // What the estimate explains is that of the sample, before the reference replaced its rotation.
+    const Matrix3 back = AbsoluteAttitudeComputer::axisAngleToRotation(-0.1, Vector3::UnitZ());
+    EXPECT_THAT(first.fieldDisturbance, isNearMatrix(mag_ - back * mag_, 1e-12));
+    EXPECT_THAT(first.rotation, isNearMatrix(Matrix3::Identity(), 1e-12));
+    EXPECT_THAT(first.q, isSameRotationAs(Quaternion(1, 0, 0, 0), 1e-12));
+}
+
+TEST_F(TriadAtHome, MeanIsDividedByACountThatIncludesTheTransitionSample) {
+    computer_.setInitTime(0.2);
+    EXPECT_FALSE(computer_.advance({1.0, acc_, mag_, Vector3::Zero()}));
+    EXPECT_FALSE(computer_.advance({1.1, acc_, mag_, Vector3::Zero()}));
+    EXPECT_THAT(track(1.25).properAcceleration, isNearMatrix(acc_ / 3, 1e-12)) << "two of three summed";
+}
+
+TEST_F(TriadAtHome, AbsoluteReferencesTakeTheirDipFromSquaredNorms) {
+    computer_.reset(true);
+    const double dip = 8.0 / 4.0 / 25.0;
+    const TriadEstimate first = track(0);
+    EXPECT_THAT(first.fieldDisturbance,
+                isNearMatrix(Vector3(3 - std::sqrt(1 - dip * dip), 0, 4 - dip), 1e-12));
+    EXPECT_THAT(first.properAcceleration, isNearMatrix(Vector3(0, 0, 1), 1e-12));
+}
+
+TEST_F(TriadAtHome, ShortVectorsMakeTheAbsoluteEstimateNaNUntilAReset) {
+    computer_.reset(true);
+    acc_ = {0, 0, 0.1};
+    EXPECT_TRUE(track(0).rotation.hasNaN());
+    EXPECT_TRUE(track(0.01).rotation.hasNaN());
+    computer_.reset(false);
+    track(0.02);
+    EXPECT_THAT(track(0.03).rotation, isNearMatrix(Matrix3::Identity(), 1e-12));
+}
+
+TEST_F(TriadAtHome, ResetKeepsTheQuaternionForItsFirstPrediction) {
+    const double quarter = kHalfPi;
+    track(0);
+    const Matrix3 back = track(quarter, {0, 0, 1}).rotation;
+    EXPECT_THAT(back,
+                isSameRotationAs(AbsoluteAttitudeComputer::axisAngleToRotation(-quarter, Vector3::UnitZ())));
+    computer_.reset(false);
+    const TriadEstimate again = track(5);
+    EXPECT_THAT(again.fieldDisturbance, isNearMatrix(mag_ - back.transpose() * mag_, 1e-12))
+        << "predicted from the old quaternion, over the old reference";
+    EXPECT_THAT(again.rotation, isNearMatrix(Matrix3::Identity(), 1e-12));
+}
+
+}  // namespace
+}  // namespace Kavelin::OrientationInternal
