@@ -1,7 +1,14 @@
 #include "plugin/FilterRegistry.h"
 
+#include "attitude/FilterAGMTriad_gyro.h"
+#include "attitude/FilterAbsoluteAttitude.h"
+#include "attitude/FilterAttitude.h"
+#include "attitude/FilterXSENSAttitude.h"
+#include "converters/Filter3a3mGenerator.h"
 #include "converters/FilterCompass.h"
 #include "converters/FilterInclinometer.h"
+#include "converters/FilterOmegaToMatrix.h"
+#include "orientation/FilterConstantPlane.h"
 
 namespace Kavelin::OrientationInternal {
 
@@ -9,8 +16,9 @@ namespace {
 
 // Alphabetical, case ignored, digits first; the host shows the types in this order.
 constexpr Core::RegistryRow kRows[] = {
-    Core::row<FilterCompass>(),
-    Core::row<FilterInclinometer>(),
+    Core::row<Filter3a3mGenerator>(), Core::row<FilterAbsoluteAttitude>(), Core::row<FilterAGMTriad_gyro>(),
+    Core::row<FilterAttitude>(),      Core::row<FilterCompass>(),          Core::row<FilterConstantPlane>(),
+    Core::row<FilterInclinometer>(),  Core::row<FilterOmegaToMatrix>(),    Core::row<FilterXSENSAttitude>(),
 };
 
 }  // namespace
