@@ -49,8 +49,12 @@ LayoutManager* layoutOf(const Pin& pin) {
 
 }  // namespace
 
-Pin::Pin(const std::string& name, PinManager* owner) : NamedObject(name), manager_(owner) {}
-Pin::~Pin() = default;
+Pin::Pin(const std::string& name, PinManager* owner) : NamedObject(name), manager_(owner) {
+    if (owner != nullptr) owner->pins_.push_back(this);
+}
+Pin::~Pin() {
+    if (manager_ != nullptr) std::erase(manager_->pins_, this);
+}
 
 Synchronizer* Pin::getSynchronizer() const {
     return manager_ == nullptr ? nullptr : manager_->getSynchronizer();

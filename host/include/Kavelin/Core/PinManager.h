@@ -11,6 +11,7 @@ namespace Kavelin::Core {
 class AbstractInputPin;
 class AbstractOutputPin;
 class LayoutManager;
+class Pin;
 
 /// Something with pins: it knows them in the order of their creation, has a synchronizer, and may be in a
 /// layout.
@@ -23,6 +24,8 @@ public:
     /// The layout that runs this; null when it is in none.
     LayoutManager* getManager() const { return layout_; }
 
+    /// All pins, and those of one direction, in the order of their creation.
+    const std::vector<Pin*>& getPins() const { return pins_; }
     const std::vector<AbstractInputPin*>& getInputPins() const { return inputs_; }
     const std::vector<AbstractOutputPin*>& getOutputPins() const { return outputs_; }
     /// Pin by name, null when there is none.
@@ -43,11 +46,13 @@ private:
     friend class AbstractInputPin;
     friend class AbstractOutputPin;
     friend class LayoutManager;
+    friend class Pin;
 
     void rebuildBuffers();
 
     Synchronizer synchronizer_;
     LayoutManager* layout_ = nullptr;
+    std::vector<Pin*> pins_;
     std::vector<AbstractInputPin*> inputs_;
     std::vector<AbstractOutputPin*> outputs_;
     std::uint64_t taken_ = 0;  // samples that the input pins took out of their buffers
