@@ -28,8 +28,8 @@ int statusOf(const std::exception& error) {
 
 }  // namespace
 
-std::string exceptionClass(const std::exception& error) {
-    const char* mangled = typeid(error).name();
+std::string demangled(const std::type_info& type) {
+    const char* mangled = type.name();
     int failed = 0;
     const std::unique_ptr<char, decltype(&std::free)> name(
         abi::__cxa_demangle(mangled, nullptr, nullptr, &failed), &std::free);
@@ -46,7 +46,7 @@ int reportError(CommandContext& context, const std::exception& error) {
     const bool speaksForItself = isAnyOf<UsageError>(error);
     const std::string message = exceptionMessage(error);
     context.err << "kavelin: ";
-    if (!speaksForItself && message.empty()) context.err << exceptionClass(error);
+    if (!speaksForItself && message.empty()) context.err << demangled(typeid(error));
     context.err << message << std::endl;
     return statusOf(error);
 }

@@ -3,6 +3,7 @@
 #include <iosfwd>
 #include <stdexcept>
 #include <string>
+#include <typeinfo>
 
 namespace Kavelin::Cli {
 
@@ -35,8 +36,8 @@ struct CommandContext {
 /// kDoneWithErrors: all else.
 int reportError(CommandContext& context, const std::exception& error);
 
-/// Class of an exception as its source names it, e.g. "Poco::RangeException". Never throws for a known type.
-std::string exceptionClass(const std::exception& error);
+/// A class's name as its source has it, e.g. "Poco::RangeException" for the `typeid` of an exception.
+std::string demangled(const std::type_info& type);
 
 /// What an exception says for itself: `message()` of a Poco::Exception, `what()` of any other.
 std::string exceptionMessage(const std::exception& error);

@@ -10,14 +10,30 @@ namespace {
 using namespace Kavelin::Cli;
 
 /// The commands in the order in which `kavelin --help` shows them.
-const std::vector<void (*)(CLI::App&, CommandContext&)> kCommands = {};
+const std::vector<void (*)(CLI::App&, CommandContext&)> kCommands = {addInspectCommand, addScriptCommand};
 
 constexpr const char* kFooter =
     "Results go to standard output or files, messages to standard error.\n"
     "Exit status: 0 done; 1 done with errors in the data or the run; 2 wrong usage or a file that cannot be "
     "used.";
 
+std::string failureMessage(const CLI::App*, const CLI::Error& error) {
+    return std::string("kavelin: ") + error.what() + "\nRun with --help for more information.\n";
+}
+
+/// A first argument that is neither an option nor a command gets a message of its own: it names the commands.
+void requireKnownCommand(const CLI::App& app, int argc, char** argv) {
+    if (argc < 2 || *argv[1] == '-') return;
+    std::string commands;
+    for (const CLI::App* command : app.get_subcommands(nullptr)) {
+        if (command->get_name() == argv[1]) return;
+        commands += (commands.empty() ? "" : ", ") + command->get_name();
+    }
+    throw UsageError("there is no command \"" + std::string(argv[1]) + "\"; there are " + commands);
+}
+
 void configure(CLI::App& app, CommandContext& context) {
+    app.failure_message(failureMessage);
     app.require_subcommand(1);
     app.set_version_flag("--version", "kavelin " KAVELIN_VERSION);
     app.set_help_all_flag("--help-all", "Print the help of every command and exit");
@@ -33,6 +49,7 @@ int main(int argc, char** argv) {
                  "kavelin"};
     try {
         configure(app, context);
+        requireKnownCommand(app, argc, argv);
         app.parse(argc, argv);
     } catch (const CLI::Success& asked) {  // --help, --version
         app.exit(asked, std::cout, std::cerr);

@@ -1,0 +1,165 @@
+#include "cli/Description.h"
+
+#include <Kavelin/Core/AbstractInputPin.h>
+#include <Kavelin/Core/AbstractOutputPin.h>
+#include <Kavelin/Core/AbstractProperty.h>
+#include <Kavelin/Core/FlowManager.h>
+
+#include <algorithm>
+#include <iomanip>
+#include <ostream>
+#include <sstream>
+
+namespace Kavelin::Cli {
+
+using nlohmann::ordered_json;
+
+namespace {
+
+Core::PluginManager& pluginManager() { return Core::FlowManager::instance().getPluginManager(); }
+
+/// A number's text as a JSON number; what JSON has no number for stays a text.
+ordered_json numberOf(const std::string& text) {
+    ordered_json number = ordered_json::parse(text, nullptr, false);
+    return number.is_number() ? number : ordered_json(text);
+}
+
+/// Rows of the text form "rows columns elements...".
+ordered_json rowsOf(const std::string& text) {
+    std::istringstream in(text);
+    std::size_t rows = 0, columns = 0;
+    in >> rows >> columns;
+    ordered_json matrix = ordered_json::array();
+    for (std::size_t r = 0; r < rows; ++r) {
+        ordered_json row = ordered_json::array();
+        std::string element;
+        for (std::size_t c = 0; c < columns && in >> element; ++c) row.push_back(numberOf(element));
+        matrix.push_back(std::move(row));
+    }
+    return matrix;
+}
+
+ordered_json defaultOf(const Core::AbstractProperty& property, const std::string& kind) {
+    if (kind == "bool") return property.exactText() != "0";
+    if (kind == "matrix") return rowsOf(property.exactText());
+    if (kind == "int" || kind == "unsigned int" || kind == "double") return numberOf(property.exactText());
+    std::string text;
+    property.serialize(text);  // a label, or a text whose variables stay as they are written
+    return text;
+}
+
+ordered_json describePin(const Core::Pin& pin) {
+    ordered_json json{{"name", pin.getName()}};
+    if (const auto* input = dynamic_cast<const Core::AbstractInputPin*>(&pin)) {
+        json["direction"] = "input";
+        json["blocking"] = input->getIsBlocking();
+    } else {
+        json["direction"] = "output";
+    }
+    return json;
+}
+
+ordered_json describeProperty(const Core::AbstractProperty& property) {
+    const Core::PropertyDescription about = property.describe();
+    ordered_json json{{"name", property.getName()}, {"kind", about.kind}};
+    json["writable"] = property.isWritable();
+    json["enabled"] = property.isEnabled();
+    if (property.hasValue()) json["default"] = defaultOf(property, about.kind);
+    if (about.minimum) json["minimum"] = numberOf(*about.minimum);
+    if (about.maximum) json["maximum"] = numberOf(*about.maximum);
+    if (about.step) json["step"] = numberOf(*about.step);
+    if (!about.unit.empty()) json["unit"] = about.unit;
+    if (!about.labels.empty()) json["labels"] = about.labels;
+    return json;
+}
+
+ordered_json describePlugin(const Core::Plugin& plugin) {
+    const Core::PluginMetaData& data = plugin.getMetaData();
+    ordered_json json{{"name", data.name},
+                      {"version", data.version},
+                      {"hostVersion", data.hostVersion},
+                      {"description", data.description},
+                      {"platform", data.platform},
+                      {"buildDate", data.buildDate}};
+    json["types"] = ordered_json::array();
+    for (const std::string& type : pluginManager().getTypeNames())
+        if (pluginManager().findPluginOf(type) == &plugin) json["types"].push_back(type);
+    return json;
+}
+
+std::string shown(const ordered_json& value) {
+    return value.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+std::size_t widestName(const ordered_json& described) {
+    std::size_t width = 0;
+    for (const auto& one : described)
+        width = std::max(width, one["name"].get_ref<const std::string&>().size());
+    return width;
+}
+
+std::string remarks(const ordered_json& property) {
+    std::string text;
+    const auto add = [&](const std::string& remark) { text += (text.empty() ? "  " : ", ") + remark; };
+    if (property.contains("default")) add("default " + shown(property["default"]));
+    if (property.contains("unit")) add("in " + property["unit"].get<std::string>());
+    if (property.contains("minimum") && property.contains("maximum"))
+        add(shown(property["minimum"]) + " to " + shown(property["maximum"]));
+    if (property.contains("step")) add("step " + shown(property["step"]));
+    if (property.contains("labels")) add("one of " + shown(property["labels"]));
+    if (!property["writable"].get<bool>()) add("not writable");
+    if (!property["enabled"].get<bool>()) add("without effect as things stand");
+    return text;
+}
+
+}  // namespace
+
+ordered_json describePlugins() {
+    ordered_json plugins = ordered_json::array();
+    for (const Core::Plugin* plugin : pluginManager().getPlugins())
+        plugins.push_back(describePlugin(*plugin));
+    return {{"plugins", plugins}};
+}
+
+ordered_json describeType(const std::string& type) {
+    const Core::FilterPtr filter = pluginManager().createFilter(type, type);
+    ordered_json json{{"type", filter->typeName()},
+                      {"plugin", pluginManager().findPluginOf(type)->getName()}};
+    json["pins"] = ordered_json::array();
+    for (const Core::Pin* pin : filter->getPins()) json["pins"].push_back(describePin(*pin));
+    json["properties"] = ordered_json::array();
+    for (const Core::AbstractProperty* property : filter->getPropertyBag().getProperties())
+        json["properties"].push_back(describeProperty(*property));
+    return json;
+}
+
+void printPlugins(std::ostream& out, const ordered_json& description) {
+    for (const auto& plugin : description["plugins"]) {
+        out << plugin["name"].get<std::string>() << ' ' << plugin["version"].get<std::string>() << ": "
+            << plugin["description"].get<std::string>() << '\n';
+        for (const auto& type : plugin["types"]) out << "  " << type.get<std::string>() << '\n';
+    }
+}
+
+void printType(std::ostream& out, const ordered_json& description) {
+    out << description["type"].get<std::string>() << " of " << description["plugin"].get<std::string>()
+        << "\n\npins\n";
+    const int pinWidth = static_cast<int>(widestName(description["pins"]));
+    for (const auto& pin : description["pins"]) {
+        const bool waits = pin.value("blocking", true);
+        out << "  " << std::left << std::setw(6) << pin["direction"].get<std::string>() << "  ";
+        if (waits)
+            out << pin["name"].get<std::string>() << '\n';
+        else
+            out << std::setw(pinWidth) << pin["name"].get<std::string>() << "  never waited for\n";
+    }
+    out << "\nproperties\n";
+    if (description["properties"].empty()) out << "  none\n";
+    const int nameWidth = static_cast<int>(widestName(description["properties"]));
+    const int kindWidth = static_cast<int>(std::string("unsigned int").size());
+    for (const auto& property : description["properties"])
+        out << "  " << std::left << std::setw(nameWidth) << property["name"].get<std::string>() << "  "
+            << std::setw(kindWidth) << property["kind"].get<std::string>() << remarks(property) << '\n';
+}
+
+}  // namespace Kavelin::Cli
