@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace Kavelin::RecordingIO {
+
+/// Where the bytes of a recording come from.
+class ByteSource {
+public:
+    virtual ~ByteSource() = default;
+
+    /// Reads up to `size` bytes to `into`; 0 at the end.  Raises Poco::ReadFileException.
+    virtual std::size_t read(char* into, std::size_t size) = 0;
+
+    /// Bytes of the file taken so far and in all, for a progress bar; 0 in all where it is not known.
+    virtual std::uint64_t consumed() const { return 0; }
+    virtual std::uint64_t total() const { return 0; }
+};
+
+/// Opens a file, or standard input for "-". A file that begins like gzip's is decompressed on the way.
+/// Raises Poco::FileNotFoundException, Poco::OpenFileException with the path and the system's reason.
+std::unique_ptr<ByteSource> openSource(const std::string& path);
+
+/// Bytes that are in memory already; `bytes` must outlive the source.
+std::unique_ptr<ByteSource> memorySource(std::string_view bytes);
+
+}  // namespace Kavelin::RecordingIO

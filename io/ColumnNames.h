@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Kavelin::RecordingIO {
+
+/// One cell of a header: "Accelerometer X (g)" has the name "Accelerometer X", the unit "g" and the key
+/// "accelerometerx".
+struct ColumnName {
+    explicit ColumnName(std::string_view cell);
+
+    std::string raw;   ///< as it stands
+    std::string name;  ///< without the unit
+    std::string unit;  ///< what stood in () or [] at the end; empty when nothing did
+    std::string key;   ///< lower case, without blanks, "_", "-" and "."
+
+    bool isTime() const;
+};
+
+/// Columns found to belong together by their names.
+struct ColumnGroup {
+    std::string pin;
+    std::size_t rows = 1;
+    std::size_t cols = 1;
+    std::vector<std::size_t> columns;
+    std::vector<std::string> missing;  ///< elements of the matrix for which no column was found
+};
+
+/// Groups the columns that are not in use: sensor axes and quaternions under any of their usual names, then
+/// the dotted names of result files.
+std::vector<ColumnGroup> groupColumns(const std::vector<ColumnName>& columns, const std::vector<bool>& used);
+
+/// One entry of an explicit mapping, `PIN = COLUMN, ... (UNIT) as RxC`.
+struct MappingEntry {
+    std::string pin;
+    std::vector<std::string> columns;
+    std::string unit;
+    std::size_t rows = 1;
+    std::size_t cols = 1;
+};
+
+/// Raises Poco::DataFormatException with the entry that could not be read and what would be right.
+std::vector<MappingEntry> parseMapping(std::string_view text);
+
+}  // namespace Kavelin::RecordingIO

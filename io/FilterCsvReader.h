@@ -1,0 +1,95 @@
+#pragma once
+
+#include <Kavelin/Core/Source.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/FilterKit.h"
+#include "io/EndOfRun.h"
+#include "io/RecordingReader.h"
+#include "io/RecordingStatistics.h"
+
+namespace Kavelin::RecordingIO {
+
+using OrientationInternal::FileNameProperty;
+using OrientationInternal::Filter;
+using OrientationInternal::handler;
+using OrientationInternal::InputPin;
+using OrientationInternal::Matrix;
+using OrientationInternal::OutputPin;
+using OrientationInternal::RangeProperty;
+using OrientationInternal::ValueProperty;
+
+/// Sends a recording, one row a call, each pin with the row's time stamp; constant memory.
+///
+/// Pins "3a" (m/s^2), "3g" (rad/s), "3m" (uT), all 1x3, and "quat" (1x4: w, x, y, z) are there always; others
+/// come with the property "Mapping" or from the header of a result file. A pin without a value in a row sends
+/// nothing.
+///
+/// The file is opened when its first row is asked for. A row that cannot be used is an exception out of
+/// `process`, with file and line in its message, and the next call goes on behind it: after ten of one kind
+/// the message is the same for all further ones, so that a host that lists distinct messages does not drown.
+class FilterCsvReader : public Filter, public Core::Source, public EndOfRun {
+public:
+    static constexpr const char* kTypeName = "FilterCsvReader";
+
+    explicit FilterCsvReader(const std::string& name);
+    ~FilterCsvReader() override;
+
+    void process() override;  // [layout thread]
+    std::string typeName() const override { return kTypeName; }
+    double nextTimeStamp() const override;  // [layout thread]
+    bool atEnd() const override;            // [layout thread]
+    std::vector<std::string> runNotes() const override;
+
+    /// The reader and what it has seen so far; null before the file was opened.  [layout thread, or not
+    /// running]
+    const RecordingReader* reader() const;
+    const RecordingStatistics* statistics() const;
+    /// Opens the file now, rather than with the first row.  @throws as RecordingReader::open.  [as reader]
+    void open();
+    /// Time stamp of the row sent last.  [layout thread]
+    double currentTime() const { return currentTime_; }
+
+private:
+    class Stream;
+
+    Stream& stream() const;
+    ReaderOptions options() const;
+    void sendRow();
+    void onFileName();
+    void onMapping(const std::string& mapping);
+    void onUnits(const std::string& units);
+    void onText(const std::string&) { stale_ = true; }
+    void onRate(const double&) { stale_ = true; }
+    OutputPin<Matrix>* pinCalled(const std::string& name) const;
+    void makePin(const std::string& name);
+
+    OutputPin<Matrix> acceleration_{"3a", this, Matrix::Zero(1, 3)};  // 1x3, m/s^2, sensor frame
+    OutputPin<Matrix> rate_{"3g", this, Matrix::Zero(1, 3)};          // 1x3, rad/s, sensor frame
+    OutputPin<Matrix> field_{"3m", this, Matrix::Zero(1, 3)};         // 1x3, uT, sensor frame
+    OutputPin<Matrix> attitude_{"quat", this, Matrix::Zero(1, 4)};    // 1x4: w, x, y, z
+
+    FileNameProperty fileName_{"File Name", this, "", "*.csv", handler(this, &FilterCsvReader::onFileName)};
+    ValueProperty<bool> columns_{"Columns", this, false};  // true: vectors go out as 3x1 instead of 1x3
+    ValueProperty<std::string> mapping_{"Mapping", this, "", handler(this, &FilterCsvReader::onMapping)};
+    ValueProperty<std::string> units_{"Units", this, "", handler(this, &FilterCsvReader::onUnits)};
+    RangeProperty<double> rowRate_{"Rate",
+                                   this,
+                                   {.minimum = 0.0, .maximum = 1e6, .step = 0.0, .value = 0.0, .unit = "Hz"},
+                                   handler(this, &FilterCsvReader::onRate)};
+    ValueProperty<std::string> repeat_{"Repeat", this, "", handler(this, &FilterCsvReader::onText)};
+    ValueProperty<std::string> together_{"Together", this, "", handler(this, &FilterCsvReader::onText)};
+
+    std::vector<std::unique_ptr<OutputPin<Matrix>>> otherPins_;
+    mutable bool stale_ = true;  // the properties changed since the file was opened
+    mutable std::unique_ptr<Stream> stream_;
+    mutable std::vector<OutputPin<Matrix>*>
+        channelPins_;  // by channel; null where there was no such pin in time
+    double currentTime_ = 0.0;
+};
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "io/ByteSource.h"
+
+namespace Kavelin::RecordingIO {
+
+/// Cuts a byte source into lines, reading it in big blocks; memory is one block, whatever the file's length.
+class LineReader {
+public:
+    static constexpr std::size_t kBlockSize = std::size_t{1} << 20;
+
+    explicit LineReader(std::unique_ptr<ByteSource> source, std::size_t blockSize = kBlockSize);
+
+    /// Next line without its line feed and a carriage return before it; valid until the next call.
+    /// @return false at the end.  Raises what the source raises, and Poco::DataFormatException for a line
+    /// longer than a block (the line is passed over by the next call).
+    bool next(std::string_view& line);
+
+    /// Number of the line last returned, from 1.
+    std::uint64_t number() const { return number_; }
+    /// False when the line last returned ended with the file and not with a line feed.
+    bool wasTerminated() const { return terminated_; }
+    const ByteSource& source() const { return *source_; }
+
+private:
+    bool fill();
+    void skipRestOfLine();
+
+    std::unique_ptr<ByteSource> source_;
+    std::vector<char> block_;
+    std::size_t begin_ = 0;
+    std::size_t end_ = 0;
+    std::uint64_t number_ = 0;
+    bool terminated_ = true;
+};
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,5 @@
+#include "core/PluginExports.h"
+
+#include "io/RecordingIOPlugin.h"
+
+KAVELIN_EXPORT_PLUGIN(Kavelin::RecordingIO::RecordingIOPlugin)

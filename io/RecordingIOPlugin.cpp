@@ -1,0 +1,30 @@
+#include "io/RecordingIOPlugin.h"
+
+#include <Kavelin/Core/Version.h>
+
+#include "core/FilterRegistry.h"
+#include "io/FilterCsvReader.h"
+#include "io/FilterCsvWriter.h"
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+constexpr Core::RegistryRow kRows[] = {
+    Core::row<FilterCsvReader>(),
+    Core::row<FilterCsvWriter>(),
+};
+
+}  // namespace
+
+RecordingIOPlugin::RecordingIOPlugin() : DefaultPlugin("RecordingIO", KAVELIN_VERSION) {
+    metaData_.version = KAVELIN_VERSION;
+    metaData_.hostVersion = Core::kHostVersion;
+    metaData_.name = "RecordingIO";
+    metaData_.description = "Reads recordings and writes results as tables of comma-separated values.";
+    metaData_.platform = "linux";
+    // No build date: the same sources give the same module.
+    Core::registerFilters(*this, kRows);
+}
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,263 @@
+#include "io/RecordingReader.h"
+
+#include <Poco/Exception.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <numeric>
+
+#include "io/Text.h"
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+bool contains(const std::vector<std::string>& names, const std::string& name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+/// A cell for a message: short, and without control characters.
+std::string shown(std::string_view cell) {
+    std::string out(cell.substr(0, 40));
+    for (char& c : out) {
+        if (static_cast<unsigned char>(c) < 0x20) c = '?';
+    }
+    return cell.size() > 40 ? out + "..." : out;
+}
+
+/// Reads a whole text as a number; "1,5" too where a comma cannot separate cells, and "+1.5".
+bool readNumber(std::string_view text, bool commaIsPoint, double& value) {
+    if (!text.empty() && text.front() == '+') text.remove_prefix(1);
+    std::array<char, 64> copy;
+    if (commaIsPoint && text.size() <= copy.size() && std::count(text.begin(), text.end(), ',') == 1) {
+        std::replace_copy(text.begin(), text.end(), copy.begin(), ',', '.');
+        text = {copy.data(), text.size()};
+    }
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    return error == std::errc() && stop == end;
+}
+
+}  // namespace
+
+std::string_view faultName(Fault fault) {
+    static constexpr std::array<std::string_view, kFaultCount> kNames = {
+        "text in a number", "too few cells",  "too many cells", "no time stamp",
+        "time backwards",   "end in mid-row", "unreadable"};
+    return kNames[static_cast<std::size_t>(fault)];
+}
+
+RecordingReader RecordingReader::open(const std::string& path, const ReaderOptions& options) {
+    return RecordingReader(openSource(path), path == "-" ? "standard input" : path, options);
+}
+
+RecordingReader::RecordingReader(std::unique_ptr<ByteSource> source, std::string name,
+                                 const ReaderOptions& options, std::size_t blockSize)
+    : name_(std::move(name)), lines_(std::move(source), blockSize), rate_(options.rate) {
+    try {
+        readHeader(options);
+        prepareChannels(options);
+    } catch (const Poco::DataFormatException& refusal) {
+        throw Poco::DataFormatException(place() + refusal.message());
+    }
+}
+
+void RecordingReader::readHeader(const ReaderOptions& options) {
+    std::string_view line;
+    bool any = false;
+    while (lines_.next(line)) {
+        any = true;
+        if (lines_.number() == 1 && line.substr(0, 3) == "\xEF\xBB\xBF") line.remove_prefix(3);
+        const std::string_view text = trimmed(line);
+        if (text.empty() || isComment(text) || lowered(text.substr(0, 4)) == "sep=") continue;
+        schema_ = understandHeader(line, options);
+        return;
+    }
+    throw Poco::DataFormatException(any ? "no header: there are only comments and empty lines"
+                                        : "the file is empty: there is no header and no row");
+}
+
+void RecordingReader::prepareChannels(const ReaderOptions& options) {
+    isUsed_.assign(schema_.columnCount, false);
+    cells_.assign(schema_.columnCount, kNaN);
+    if (schema_.timeColumn) isUsed_[*schema_.timeColumn] = true;
+    std::size_t offset = 0;
+    for (const Channel& channel : schema_.channels) {
+        for (const std::size_t column : channel.columns) isUsed_[column] = true;
+        ChannelState state;
+        state.offset = offset;
+        state.repeats = contains(options.repeat, channel.pin);
+        state.together = contains(options.together, channel.pin);
+        states_.push_back(state);
+        offset += channel.size();
+    }
+    values_.assign(offset, kNaN);
+}
+
+RecordingReader::Next RecordingReader::next() {
+    while (!ended_) {
+        std::string_view line;
+        try {
+            if (!lines_.next(line)) break;
+        } catch (const Poco::DataFormatException& tooLong) {
+            refuse(Fault::kUnreadable, tooLong.message());
+            return Next::kFault;
+        } catch (const Poco::Exception& failure) {
+            ended_ = true;
+            refuse(Fault::kUnreadable, failure.message());
+            return Next::kFault;
+        }
+        if (line.empty() || isComment(line) || trimmed(line).empty()) continue;
+        if (!parseCells(line) || !takeTime()) return Next::kFault;
+        takeChannels();
+        ++rows_;
+        return Next::kRow;
+    }
+    ended_ = true;
+    return Next::kEnd;
+}
+
+bool RecordingReader::parseCells(std::string_view line) {
+    const char* at = line.data();
+    const char* const end = at + line.size();
+    const std::size_t count = cells_.size();
+    for (std::size_t column = 0; column < count; ++column) {
+        if (isUsed_[column]) {
+            at = parseCell(at, end, column);
+            if (!at) return false;
+        } else if (at < end && *at == '"') {
+            at = parseUncommonCell(at, end, column);
+        } else {
+            const void* found = std::memchr(at, schema_.separator, static_cast<std::size_t>(end - at));
+            at = found ? static_cast<const char*>(found) : end;
+        }
+        if (column + 1 == count) break;
+        if (at == end) {
+            const std::string cells = std::to_string(column + 1) + " of " + std::to_string(count) + " cells";
+            if (lines_.wasTerminated())
+                return refuse(Fault::kShortRow, "too few cells: the row has " + cells);
+            return refuse(Fault::kCutOff, "the file ends in the middle of this row, after " + cells);
+        }
+        ++at;
+    }
+    return at == end || refuseExtraCells(at, end);
+}
+
+/// A number right up to the separator: what nearly every cell is.  @return where the cell ends; null after a
+/// fault.
+inline const char* RecordingReader::parseCell(const char* at, const char* end, std::size_t column) {
+    const char* start = at;
+    while (start < end && *start == ' ') ++start;
+    const auto [stop, error] = std::from_chars(start, end, cells_[column]);
+    if (error == std::errc() && (stop == end || *stop == schema_.separator)) return stop;
+    return parseUncommonCell(at, end, column);
+}
+
+const char* RecordingReader::parseUncommonCell(const char* at, const char* end, std::size_t column) {
+    const char* stop = at;
+    bool quoted = false;
+    for (; stop < end && (quoted || *stop != schema_.separator); ++stop) {
+        if (*stop == '"') quoted = !quoted;
+    }
+    if (!isUsed_[column]) return stop;
+    std::string_view text = trimmed({at, static_cast<std::size_t>(stop - at)});
+    if (text.size() >= 2 && text.front() == '"' && text.back() == '"') {
+        text = trimmed(text.substr(1, text.size() - 2));
+    }
+    double value = kNaN;
+    if (!text.empty() && !readNumber(text, schema_.separator != ',', value)) {
+        const bool cut = stop == end && !lines_.wasTerminated();
+        refuse(cut ? Fault::kCutOff : Fault::kNotANumber,
+               "column " + std::to_string(column + 1) + " holds '" + shown(text) + "', which is no number" +
+                   (cut ? ": the file ends in the middle of this row" : ""));
+        return nullptr;
+    }
+    cells_[column] = value;
+    return stop;
+}
+
+/// Empty cells behind the last column (a separator at the end of each row) do no harm; others do.
+bool RecordingReader::refuseExtraCells(const char* at, const char* end) {
+    const bool empty = std::all_of(at, end, [this](char c) { return c == schema_.separator || c == ' '; });
+    if (empty) return true;
+    const auto cells = cells_.size() + static_cast<std::size_t>(std::count(at, end, schema_.separator));
+    return refuse(Fault::kLongRow,
+                  "too many cells: the row has " + std::to_string(cells) + ", the header " +
+                      std::to_string(cells_.size()) +
+                      (schema_.separator == ',' ? " (are commas used as decimal points?)" : ""));
+}
+
+bool RecordingReader::takeTime() {
+    if (!schema_.timeColumn) {
+        time_ = static_cast<double>(rows_) / rate_;
+        return true;
+    }
+    const double time = schema_.timeUnit.apply(cells_[*schema_.timeColumn]);
+    if (!std::isfinite(time)) return refuse(Fault::kNoTime, "the row has no time stamp");
+    if (rows_ > 0 && time < latest_) {
+        std::array<char, 96> text;
+        char* at = std::to_chars(text.data(), text.data() + 32, time).ptr;
+        const std::string_view now(text.data(), static_cast<std::size_t>(at - text.data()));
+        char* last = std::to_chars(at, at + 32, latest_).ptr;
+        const std::string_view before(at, static_cast<std::size_t>(last - at));
+        return refuse(Fault::kTimeBackwards,
+                      "time runs backwards: " + std::string(now) + " s after " + std::string(before) + " s");
+    }
+    time_ = latest_ = time;
+    return true;
+}
+
+void RecordingReader::takeChannels() {
+    bool complete = true;
+    for (std::size_t i = 0; i < states_.size(); ++i) {
+        takeChannel(schema_.channels[i], states_[i]);
+        if (states_[i].together && !states_[i].sent) complete = false;
+    }
+    if (complete) return;
+    for (ChannelState& state : states_) {
+        if (state.together) state.sent = false;
+    }
+}
+
+void RecordingReader::takeChannel(const Channel& channel, ChannelState& state) {
+    state.repeated = false;
+    state.sent = true;
+    for (const std::size_t column : channel.columns) {
+        if (std::isnan(cells_[column])) state.sent = false;
+    }
+    if (!state.sent) {
+        state.sent = state.repeated = state.repeats && state.seen;
+        return;
+    }
+    state.seen = true;
+    double* value = values_.data() + state.offset;
+    if (channel.unit.isIdentity()) {
+        for (const std::size_t column : channel.columns) *value++ = cells_[column];
+    } else {
+        for (const std::size_t column : channel.columns) *value++ = channel.unit.apply(cells_[column]);
+    }
+}
+
+bool RecordingReader::isComment(std::string_view line) const {
+    return line.front() == '#' || line.front() == '%' || line.substr(0, 2) == "//";
+}
+
+std::string RecordingReader::place() const { return name_ + ":" + std::to_string(lines_.number()) + ": "; }
+
+bool RecordingReader::refuse(Fault fault, const std::string& what) {
+    fault_ = fault;
+    message_ = place() + what;
+    ++faults_[static_cast<std::size_t>(fault)];
+    return false;
+}
+
+std::uint64_t RecordingReader::faults() const {
+    return std::accumulate(faults_.begin(), faults_.end(), std::uint64_t{0});
+}
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Kavelin::RecordingIO {
+
+/// Writes a table of numbers, row by row, in constant memory. The rows go to `PATH.part`, which takes the
+/// name PATH when it is complete, so whoever reads PATH never sees half of it. "-" is standard output; what
+/// exists and is no ordinary file (a pipe, a device) is written directly.
+class ResultFile {
+public:
+    /// Raises Poco::CreateFileException with the path and the system's reason.
+    explicit ResultFile(const std::string& path);
+    ResultFile(const ResultFile&) = delete;
+    ResultFile& operator=(const ResultFile&) = delete;
+    /// Keeps the rows done, as `finish` does; a failure then is lost.
+    ~ResultFile();
+
+    /// Writes the line of column names, without its line feed; before the first row.
+    void header(std::string_view names);
+    /// Appends text as it stands, within a row.
+    void text(std::string_view text);
+    /// Appends a number in shortest round-trip form; "nan", "inf", "-inf" for the others.
+    void number(double value);
+    void separator() { text(","); }
+    /// Ends a row; now and then writes a block.  Raises Poco::WriteFileException as `finish` does.
+    void endRow();
+
+    /// Writes what is left and gives the file its name.  Raises Poco::WriteFileException when the disk is
+    /// full or the file cannot be written; the complete rows that found room then are kept under PATH, and
+    /// `rows` counts them.
+    void finish();
+
+    /// Rows ended; after a failure, rows kept.
+    std::uint64_t rows() const { return rows_; }
+    const std::string& path() const { return path_; }
+    /// Whether the result is an ordinary file, that may be read and replaced once it is complete.
+    bool isReplaceable() const { return !temporary_.empty(); }
+
+private:
+    static constexpr std::size_t kBlockSize = std::size_t{1} << 18;
+    static constexpr std::size_t kLongestNumber = 32;
+
+    void reserve(std::size_t size) {
+        if (buffer_.size() - used_ < size) buffer_.resize(2 * buffer_.size() + size);
+    }
+    void flush();
+    [[noreturn]] void fail(int error);
+    void close();
+
+    std::string path_;
+    std::string target_;     // where the result ends up: `path_` with links resolved
+    std::string temporary_;  // empty: written directly
+    int fd_ = -1;
+    std::vector<char> buffer_;
+    std::size_t used_ = 0;
+    std::size_t lastRowEnd_ = 0;  // in the buffer
+    std::uint64_t rows_ = 0;
+    std::uint64_t rowsWritten_ = 0;
+    std::uint64_t headerLines_ = 0;  // in the buffer
+    std::uint64_t bytesWritten_ = 0;
+};
+
+/// Shortest text that reads back as the same double, at `into` (room for 32 characters).  @return behind it.
+char* writeNumber(char* into, double value);
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstdint>
+
+#include "io/ResultFile.h"
+#include "io/Simulator.h"
+
+namespace Kavelin::RecordingIO {
+
+/// Writes a simulated recording, header and rows: `t,ax,...,mz` and, with `truth`, the attitude
+/// `qw,qx,qy,qz`. Values are rounded to what a sensor of this kind resolves, which keeps the file small.
+/// @return rows written.
+std::uint64_t writeSimulation(const SimulationOptions& options, bool truth, ResultFile& file);
+
+}  // namespace Kavelin::RecordingIO

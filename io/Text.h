@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Kavelin::RecordingIO {
+
+/// `text` without blanks and tabs at both ends.  A view into `text`.
+std::string_view trimmed(std::string_view text);
+
+/// Lower-case copy; only the letters A to Z change, so the result does not depend on the locale.
+std::string lowered(std::string_view text);
+
+bool equalsIgnoringCase(std::string_view a, std::string_view b);
+
+/// Splits one line of a table at `separator`. Blanks around a cell and a pair of double quotes around it are
+/// taken off; a separator between quotes belongs to its cell, two quotes within quotes stand for one.
+std::vector<std::string> splitCells(std::string_view line, char separator);
+
+/// "a, b and 3 more": at most `shown` of the items, for messages.
+std::string listed(const std::vector<std::string>& items, std::size_t shown = 12);
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,136 @@
+#include "io/RecordingStatistics.h"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+
+#include "io/Simulator.h"
+
+namespace Kavelin::RecordingIO {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+struct Seen {
+    Schema schema;
+    RecordingStatistics statistics;
+    std::vector<std::string> warnings() const { return statistics.warnings(schema); }
+};
+
+Seen seen(const std::string& text, const ReaderOptions& options = {}) {
+    RecordingReader reader(memorySource(text), "r.csv", options);
+    RecordingStatistics statistics(reader.schema());
+    for (auto next = reader.next(); next != RecordingReader::Next::kEnd; next = reader.next()) {
+        if (next == RecordingReader::Next::kRow) statistics.add(reader);
+    }
+    statistics.finish();
+    return {reader.schema(), statistics};
+}
+
+/// A simulated recording whose columns are scaled, as if they were in other units than the header says.
+std::string simulated(double forceFactor, double rateFactor, double seconds = 20, double firstRest = 4) {
+    SimulationOptions options;
+    options.seconds = seconds;
+    options.firstRest = firstRest;
+    Simulator simulator(options);
+    std::string text = "t,ax,ay,az,gx,gy,gz\n";
+    SimulatedRow row;
+    while (simulator.next(row)) {
+        text += std::to_string(row.t);
+        for (int i = 0; i < 3; ++i) text += "," + std::to_string(forceFactor * row.acceleration[i]);
+        for (int i = 0; i < 3; ++i) text += "," + std::to_string(rateFactor * row.rate[i]);
+        text += "\n";
+    }
+    return text;
+}
+
+TEST(RecordingStatistics, warnsOfUnitsThatCannotBeRight) {
+    EXPECT_THAT(seen(simulated(1, 1)).warnings(), IsEmpty());
+    EXPECT_THAT(seen(simulated(1, 180 / M_PI)).warnings(),
+                ElementsAre(HasSubstr("too high for rad/s: deg/s? Then say so: 3g=deg/s")));
+    EXPECT_THAT(seen(simulated(1 / 9.80665, 1)).warnings(),
+                ElementsAre(HasSubstr("not gravity: g? Then say so: 3a=g")));
+    ReaderOptions declared;
+    declared.units = {{"3a", "g"}, {"3g", "deg/s"}};
+    EXPECT_THAT(seen(simulated(1 / 9.80665, 180 / M_PI), declared).warnings(), IsEmpty());
+    EXPECT_THAT(seen(simulated(100, 1)).warnings(),
+                ElementsAre(HasSubstr("is the unit given for 3a right?")));
+}
+
+TEST(RecordingStatistics, warnsOfChannelsWithoutValues) {
+    const auto warnings =
+        seen("t,ax,ay,az,mx,my,mz,temp\n0,0,0,9.8,nan,nan,nan,20\n1e-2,0,0,9.8,,,,20\n").warnings();
+    EXPECT_THAT(warnings,
+                ElementsAre(HasSubstr("columns not understood: temp; understood: t, 3a (ax, ay, az), 3m"),
+                            HasSubstr("pin \"3m\" has no value in any row")));
+    EXPECT_THAT(seen("t,mx,my,mz\n0,0,0,0\n0.1,0,0,0\n").warnings(),
+                ElementsAre(HasSubstr("is 0 in every row")));
+}
+
+TEST(RecordingStatistics, countsRatesOfSeveralStreamsInOneFile) {
+    std::string text = "t,ax,ay,az,mx,my,mz\n";
+    for (int i = 0; i < 101; ++i) {
+        text += std::to_string(i * 0.01) + ",0,0,9.8," + (i % 10 == 0 ? "1,0,0\n" : ",,\n");
+    }
+    ReaderOptions repeating;
+    repeating.repeat = {"3m"};
+    for (const ReaderOptions& options : {ReaderOptions{}, repeating}) {
+        const Seen result = seen(text, options);
+        EXPECT_NEAR(result.statistics.rate(), 100.0, 1e-9);
+        EXPECT_NEAR(result.statistics.find("3m")->rate(), 10.0, 1e-9);
+        EXPECT_EQ(result.statistics.find("3m")->values, 11u);
+    }
+    EXPECT_THAT(seen(text, repeating).warnings(),
+                ElementsAre(HasSubstr("in 90 rows without a value its last one")));
+}
+
+TEST(RecordingStatistics, looksForARestAtTheStart) {
+    EXPECT_TRUE(seen(simulated(1, 1, 20, 4)).statistics.rest().hasRested());
+    EXPECT_FALSE(seen(simulated(1, 1, 20, 0.5)).statistics.rest().hasRested());
+    EXPECT_TRUE(seen(simulated(1, 1, 3.5, 4)).statistics.rest().hasRested());
+    EXPECT_FALSE(seen(simulated(1, 1, 2.5, 4)).statistics.rest().hasRested());  // too short to tell
+}
+
+TEST(StepMonitor, findsGapsAmongJitteringSteps) {
+    const struct {
+        const char* rule;
+        int rows;
+        double gapAfter;  ///< row
+        std::uint64_t gaps;
+    } cases[] = {{"none", 500, -1, 0},
+                 {"late", 500, 300, 1},
+                 {"at once", 500, 0, 1},
+                 {"in a short recording", 10, 4, 1}};
+    for (const auto& row : cases) {
+        StepMonitor monitor;
+        double t = 1.7e9;  // seconds since 1970
+        for (int i = 0; i < row.rows; ++i) {
+            monitor.add(t);
+            t += 0.01 + (i % 3 - 1) * 0.004 + (i == row.gapAfter ? 0.5 : 0.0);
+        }
+        monitor.finish();
+        EXPECT_EQ(monitor.gaps(), row.gaps) << row.rule;
+        EXPECT_NEAR(monitor.usualStep(), 0.01, 0.0041) << row.rule;
+        if (row.gaps == 0) continue;
+        EXPECT_NEAR(monitor.longest().length, 0.51, 0.0041) << row.rule;
+    }
+    StepMonitor still;
+    for (int i = 0; i < 5; ++i) still.add(3.0);
+    still.finish();
+    EXPECT_EQ(still.repeats(), 4u);
+    EXPECT_EQ(still.usualStep(), 0.0);
+}
+
+TEST(RecordingStatistics, warnsOfGapsEqualTimesAndUndeclaredMilliseconds) {
+    EXPECT_THAT(
+        seen("t,ax,ay,az\n0,0,0,9.8\n0.1,0,0,9.8\n0.2,0,0,9.8\n5.3,0,0,9.8\n5.3,0,0,9.8\n").warnings(),
+        ElementsAre(HasSubstr("1 gap in the time stamps; the longest lasts 5.1 s, after t = 0.2 s"),
+                    HasSubstr("1 rows have the time stamp of the row before")));
+    EXPECT_THAT(seen("t,ax,ay,az\n0,0,0,9.8\n10,0,0,9.8\n20,0,0,9.8\n").warnings(),
+                ElementsAre(HasSubstr("is the time in ms or us? Then say so: t=ms")));
+}
+
+}  // namespace
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,131 @@
+#include "io/ResultFile.h"
+
+#include <Poco/Exception.h>
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <limits>
+#include <random>
+
+#include "support/TemporaryFolder.h"
+
+namespace Kavelin::RecordingIO {
+namespace {
+
+using Tests::TemporaryFolder;
+
+void writeRow(ResultFile& file, double a, double b) {
+    file.number(a);
+    file.separator();
+    file.number(b);
+    file.endRow();
+}
+
+TEST(ResultFile, takesItsNameWhenComplete) {
+    const TemporaryFolder folder;
+    folder.write("out.csv", "old");
+    ResultFile file(folder.path("out.csv"));
+    file.header("a,b");
+    writeRow(file, 1, -0.0);
+    EXPECT_EQ(folder.read("out.csv"), "old");
+    file.finish();
+    EXPECT_EQ(folder.read("out.csv"), "a,b\n1,-0\n");
+    EXPECT_FALSE(std::filesystem::exists(folder.path("out.csv.part")));
+    EXPECT_EQ(file.rows(), 1u);
+}
+
+TEST(ResultFile, keepsTheRowsDoneWhenItIsLeftInTheMiddleOfOne) {
+    const TemporaryFolder folder;
+    {
+        ResultFile file(folder.path("out.csv"));
+        file.header("a,b");
+        writeRow(file, 1, 2);
+        file.number(3);
+    }
+    EXPECT_EQ(folder.read("out.csv"), "a,b\n1,2\n");
+}
+
+TEST(ResultFile, writesThroughALinkAndLeavesIt) {
+    const TemporaryFolder folder;
+    folder.write("real.csv", "old");
+    std::filesystem::create_symlink("real.csv", folder.path("link.csv"));
+    ResultFile file(folder.path("link.csv"));
+    file.header("a");
+    file.finish();
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.path("link.csv")));
+    EXPECT_EQ(folder.read("real.csv"), "a\n");
+}
+
+TEST(ResultFile, refusesAPlaceThatCannotBeWritten) {
+    EXPECT_THROW(ResultFile("/nowhere/out.csv"), Poco::CreateFileException);
+    EXPECT_THROW(ResultFile("/"), Poco::CreateFileException);
+}
+
+/// A file that may not grow beyond a limit stands for a full disk.
+class ResultFileWithoutRoom : public testing::Test {
+protected:
+    void SetUp() override {
+        ::signal(SIGXFSZ, SIG_IGN);
+        ::getrlimit(RLIMIT_FSIZE, &before_);
+    }
+    void TearDown() override { ::setrlimit(RLIMIT_FSIZE, &before_); }
+    void limit(rlim_t bytes) {
+        rlimit now = before_;
+        now.rlim_cur = bytes;
+        ::setrlimit(RLIMIT_FSIZE, &now);
+    }
+    rlimit before_{};
+};
+
+TEST_F(ResultFileWithoutRoom, keepsWholeRowsAndSaysHowMany) {
+    for (const rlim_t bytes : {0u, 3u, 4u, 11u, 300001u, 600003u}) {
+        const TemporaryFolder folder;
+        ResultFile file(folder.path("out.csv"));
+        limit(bytes);
+        std::string message;
+        try {
+            file.header("a,b");
+            for (int i = 0; i < 200000; ++i) writeRow(file, 1, 1);
+            file.finish();
+        } catch (const Poco::WriteFileException& failure) {
+            message = failure.message();
+        }
+        limit(before_.rlim_cur);
+        const std::string kept = folder.read("out.csv");
+        const std::size_t rows = bytes < 4 ? 0 : (bytes - 4) / 4;  // "a,b\n", then 4 bytes a row
+        EXPECT_EQ(kept.size(), bytes < 4 ? 0 : 4 + 4 * rows) << bytes;
+        EXPECT_EQ(file.rows(), rows) << bytes;
+        EXPECT_THAT(message, testing::EndsWith("; " + std::to_string(rows) + " rows are kept"));
+    }
+}
+
+TEST(WriteNumber, isShortestAndReadsBackToTheSameBits) {
+    const auto text = [](double value) {
+        char buffer[32];
+        return std::string(buffer, writeNumber(buffer, value));
+    };
+    EXPECT_EQ(text(0.1), "0.1");
+    EXPECT_EQ(text(1.0), "1");
+    EXPECT_EQ(text(-0.0), "-0");
+    EXPECT_EQ(text(std::numeric_limits<double>::infinity()), "inf");
+    EXPECT_EQ(text(-std::nan("")), "nan");
+    std::mt19937_64 random(3);
+    for (int i = 0; i < 20000; ++i) {
+        const std::uint64_t bits = random();
+        double value = 0.0;
+        std::memcpy(&value, &bits, sizeof value);
+        if (!std::isfinite(value)) continue;
+        const std::string shortest = text(value);
+        double back = 0.0;
+        std::from_chars(shortest.data(), shortest.data() + shortest.size(), back);
+        EXPECT_EQ(back, value);
+    }
+}
+
+}  // namespace
+}  // namespace Kavelin::RecordingIO

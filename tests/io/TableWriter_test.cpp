@@ -1,0 +1,102 @@
+#include "io/TableWriter.h"
+
+#include <Poco/Exception.h>
+#include <gmock/gmock.h>
+
+#include <cmath>
+
+#include "io/RecordingReader.h"
+#include "support/TemporaryFolder.h"
+
+namespace Kavelin::RecordingIO {
+namespace {
+
+using Tests::TemporaryFolder;
+
+class TableWriterTest : public testing::Test {
+protected:
+    std::string path() const { return folder_.path("out.csv"); }
+    std::string text() const { return folder_.read("out.csv"); }
+    TemporaryFolder folder_;
+};
+
+const double kCells[] = {0.5, 1.5, 2.5, 3.5, 4.5, 5.5};
+
+TEST_F(TableWriterTest, namesColumnsByShape) {
+    EXPECT_THAT(columnNames("p", 1, 1), testing::ElementsAre("p"));
+    EXPECT_THAT(columnNames("p", 3, 1), testing::ElementsAre("p.x", "p.y", "p.z"));
+    EXPECT_THAT(columnNames("p", 1, 4), testing::ElementsAre("p.w", "p.x", "p.y", "p.z"));
+    EXPECT_THAT(columnNames("p", 2, 3), testing::ElementsAre("p.00", "p.01", "p.02", "p.10", "p.11", "p.12"));
+    EXPECT_EQ(columnNames("p", 11, 1).back(), "p.10.0");
+}
+
+TEST_F(TableWriterTest, putsSamplesOfOneTimeIntoOneRow) {
+    TableWriter table(path());
+    const std::size_t a = table.addPin("a");
+    const std::size_t b = table.addPin("b,c");
+    table.put(a, 0.0, kCells, 1, 3);
+    table.put(b, 0.0, kCells, 1, 1);
+    table.put(b, 0.1, kCells + 1, 1, 1);
+    table.put(b, 0.1, kCells + 2, 1, 1);  // the cell is filled: another row
+    table.put(a, 0.2, kCells + 3, 1, 3);
+    EXPECT_THROW(table.put(a, 0.3, kCells, 3, 1), Poco::DataFormatException);
+    table.finish();
+    EXPECT_EQ(text(), "t,a.x,a.y,a.z,\"b,c\"\n0,0.5,1.5,2.5,0.5\n0.1,,,,1.5\n0.1,,,,2.5\n0.2,3.5,4.5,5.5,\n");
+}
+
+TEST_F(TableWriterTest, holdsFirstRowsUntilEveryPinHasAShape) {
+    TableWriter table(path());
+    const std::size_t late = table.addPin("late");
+    const std::size_t early = table.addPin("early");
+    table.addPin("never");
+    for (int i = 0; i < 5; ++i) table.put(early, i, kCells, 1, 1);
+    table.put(late, 4.0, kCells + 1, 1, 1);
+    table.finish();
+    EXPECT_EQ(text(), "t,late,early\n0,,0.5\n1,,0.5\n2,,0.5\n3,,0.5\n4,1.5,0.5\n");
+}
+
+TEST_F(TableWriterTest, givesEarlierRowsTheirCellsWhenAPinBeginsVeryLate) {
+    TableWriter table(path());
+    const std::size_t late = table.addPin("late");
+    const std::size_t early = table.addPin("early");
+    for (int i = 0; i < 3000; ++i) table.put(early, i, kCells, 1, 1);
+    table.put(late, 3000.0, kCells, 1, 3);
+    table.finish();
+    const std::string all = text();
+    EXPECT_THAT(all, testing::StartsWith("t,early,late.x,late.y,late.z\n0,0.5,,,\n1,0.5,,,\n"));
+    EXPECT_THAT(all, testing::EndsWith("2999,0.5,,,\n3000,,0.5,1.5,2.5\n"));
+    EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 3002);
+}
+
+TEST_F(TableWriterTest, writesWhatTheReaderReadsBackBitForBit) {
+    {
+        TableWriter table(path());
+        const std::size_t matrix = table.addPin("attitude");
+        const std::size_t quaternion = table.addPin("attitudeQ");
+        for (int i = 0; i < 100; ++i) {
+            double cells[9];
+            for (int e = 0; e < 9; ++e) cells[e] = std::sin(i + e) / 3.0;
+            table.put(matrix, i / 7.0, cells, 3, 3);
+            table.put(quaternion, i / 7.0, cells, 4, 1);
+        }
+    }
+    RecordingReader reader = RecordingReader::open(path(), {});
+    ASSERT_EQ(reader.schema().channels.size(), 2u);
+    EXPECT_EQ(reader.schema().channels[0].rows, 3u);
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_EQ(reader.next(), RecordingReader::Next::kRow);
+        EXPECT_EQ(reader.time(), i / 7.0);
+        for (int e = 0; e < 9; ++e) EXPECT_EQ(reader.values(0)[e], std::sin(i + e) / 3.0);
+    }
+    EXPECT_EQ(reader.next(), RecordingReader::Next::kEnd);
+}
+
+TEST_F(TableWriterTest, isATableEvenWithoutASample) {
+    TableWriter table(path());
+    table.addPin("a");
+    table.finish();
+    EXPECT_EQ(text(), "t\n");
+}
+
+}  // namespace
+}  // namespace Kavelin::RecordingIO
