@@ -1,0 +1,276 @@
+#include <Kavelin/Core/CommandProperty.h>
+#include <Kavelin/Core/ConnectionOptions.h>
+#include <Kavelin/Core/LayoutManager.h>
+#include <Poco/Exception.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "core/Handler.h"
+#include "core/RangeProperty.h"
+#include "support/TestFilters.h"
+
+namespace Kavelin::Core {
+namespace {
+
+using Testing::CountingSource;
+using Testing::Relay;
+using Testing::ScriptedFilter;
+
+/// Something one thread waits for and another lets happen.
+class Gate {
+public:
+    void open() {
+        std::lock_guard lock(mutex_);
+        open_ = true;
+        changed_.notify_all();
+    }
+    void await() {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return open_; });
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool open_ = false;
+};
+
+/// A filter that reads twice a call, so that its second read waits; in a layout of its own, fed by another
+/// thread.
+struct WaitingReader {
+    WaitingReader() {
+        layout.add(reader);
+        elsewhere.add(writer);
+        connect(writer.out, reader.a, {.bufferSize = 4, .synchronous = true});
+        layout.start();
+        writer.out.send(1);
+        aboutToWait.await();
+    }
+    ~WaitingReader() {
+        layout.stop();
+        layout.wait();
+    }
+
+    Gate aboutToWait, returned;
+    std::atomic<bool> secondRead{true};
+    ScriptedFilter reader{"reader", [this](ScriptedFilter& self) {
+                              if (!self.a.readNext()) return;
+                              aboutToWait.open();
+                              secondRead = self.a.readNext();
+                              returned.open();
+                          }};
+    RangeProperty<int> setting{"setting", &reader, {.minimum = 0, .maximum = 9, .step = 1, .value = 0}};
+    Relay writer{"writer"};
+    LayoutManager layout{"readers"}, elsewhere{"writers"};
+};
+
+TEST(Threads, AWaitingReaderIsWokenByData) {
+    WaitingReader waiting;
+    waiting.writer.out.send(2);
+    waiting.returned.await();
+    EXPECT_TRUE(waiting.secondRead);
+}
+
+TEST(Threads, AWaitingReaderIsWokenByStop) {
+    WaitingReader waiting;
+    waiting.layout.stop();
+    waiting.layout.wait();
+    EXPECT_FALSE(waiting.secondRead);
+}
+
+TEST(Threads, APropertyWriteDoesNotWaitForData) {
+    WaitingReader waiting;
+    waiting.setting.set(3);
+    EXPECT_FALSE(waiting.secondRead) << "the reader returned before the write was granted";
+    EXPECT_EQ(waiting.setting.get(), 3);
+}
+
+TEST(Threads, AConnectionChangeDoesNotWaitForData) {
+    WaitingReader waiting;
+    disconnect(waiting.reader.a);
+    EXPECT_FALSE(waiting.secondRead);
+    EXPECT_EQ(waiting.reader.a.getConnectedOutput(), nullptr);
+}
+
+TEST(Threads, OnlyTheOwnFilterCanBeDisabledFromInside) {
+    Relay own("own"), other("other");
+    RangeProperty<int> mine("mine", &own, {.maximum = 9}), theirs("theirs", &other, {.maximum = 9});
+    CommandProperty command("command", &own);
+    {
+        const Synchronizer::ProcessScope inside(*own.getSynchronizer());
+        mine.set(1);
+        EXPECT_THROW(theirs.set(1), Poco::IllegalStateException);
+        EXPECT_THROW(connect(own.out, other.a), Poco::IllegalStateException);
+    }
+    struct Observer : PropertyObserver {
+        RangeProperty<int>* mine = nullptr;
+        RangeProperty<int>* theirs = nullptr;
+        void valueChanged(const AbstractProperty&) override {
+            mine->set(2);
+            EXPECT_THROW(theirs->set(2), Poco::IllegalStateException);
+        }
+    } observer;
+    observer.mine = &mine;
+    observer.theirs = &theirs;
+    command.addObserver(observer);
+    command.activate();
+    EXPECT_EQ(mine.get(), 2);
+    EXPECT_EQ(theirs.get(), 0);
+    theirs.set(5);  // and outside all is free again
+    EXPECT_EQ(theirs.get(), 5);
+}
+
+TEST(Threads, ProcessNeverSeesHalfAChange) {
+    // The handler writes a second property; process must see both or neither.
+    struct Pair : ScriptedFilter {
+        explicit Pair(std::atomic<int>& torn)
+            : ScriptedFilter("pair", [this, &torn](ScriptedFilter& self) {
+                  if (!self.a.readNext()) return;
+                  if (left.get() != right.get()) ++torn;
+              }) {}
+        void onLeft(const int& value) { right.set(value); }
+        RangeProperty<int> right{"right", this, {.maximum = 1000000}};
+        RangeProperty<int> left{"left", this, {.maximum = 1000000}, handler(this, &Pair::onLeft)};
+    };
+    std::atomic<int> torn{0};
+    Pair pair(torn);
+    CountingSource source("source", 20000);
+    LayoutManager layout("layout");
+    layout.add(source);
+    layout.add(pair);
+    connect(source.out, pair.a);
+    layout.start();
+    std::vector<std::thread> writers;
+    for (int w = 0; w < 2; ++w) {
+        writers.emplace_back([&pair, w] {
+            for (int i = 0; i < 500; ++i) pair.left.set(1000 * w + i);
+        });
+    }
+    for (std::thread& writer : writers) writer.join();
+    layout.wait();
+    EXPECT_EQ(torn, 0);
+    EXPECT_EQ(pair.a.getCounts().taken, 20000u);
+}
+
+TEST(Threads, ASourceWaitsForARoomyBufferElsewhere) {
+    CountingSource source("source", 20000);
+    Relay relay("relay"), idle("idle");
+    LayoutManager readers("readers"), sources("sources");
+    sources.add(source);
+    readers.add(relay);
+    readers.add(idle);
+    connect(source.out, relay.a, {.bufferSize = 8});
+    connect(source.out, idle.b, {.bufferSize = 8});  // never read: must not hold the source up
+    readers.start();
+    sources.start();
+    sources.wait();
+    readers.wait();
+    EXPECT_EQ(relay.seen.size(), 20000u);
+    EXPECT_EQ(relay.a.getCounts().dropped, 0u);
+    for (std::size_t i = 0; i < relay.seen.size(); ++i) ASSERT_EQ(relay.seen[i], static_cast<double>(i));
+}
+
+/// Sends numbered samples on "out" as long as it is called, and checks that those that come on "a" ascend.
+class Exchanger : public CountingSource {
+public:
+    explicit Exchanger(const std::string& name, double rows) : CountingSource(name, rows) {}
+    void process() override {
+        while (in.readNext()) {
+            const double value = in.value()(0, 0);
+            if (value <= last) disorder = true;
+            last = value;
+        }
+        CountingSource::process();
+    }
+    InputPin<Matrix> in{"a", this};
+    RangeProperty<int> setting{"setting", this, {.maximum = 1000000}};
+    double last = -1;
+    bool disorder = false;
+};
+
+TEST(Threads, TwoLayoutsExchangeWhileAThirdThreadRewiresThem) {
+    constexpr double kRows = 20000;
+    for (const bool synchronous : {false, true}) {
+        Exchanger left("left", kRows), right("right", kRows);
+        LayoutManager one("one"), two("two");
+        one.add(left);
+        two.add(right);
+        left.in.setIsBlocking(false);
+        connect(right.out, left.in, {.bufferSize = 16});
+        connect(left.out, right.in, {.bufferSize = 16});
+        one.start();
+        two.start();
+        int changes = 0;
+        while (one.isRunning() || two.isRunning()) {
+            left.setting.set(++changes);
+            right.setting.set(changes);
+            disconnect(right.in);
+            connect(left.out, right.in,
+                    {.bufferSize = 1u + static_cast<unsigned>(changes % 3) * 7, .synchronous = synchronous});
+            disconnect(left.in);
+            connect(right.out, left.in, {.bufferSize = 16});
+        }
+        one.wait();
+        two.wait();
+        EXPECT_FALSE(left.disorder);
+        EXPECT_FALSE(right.disorder);
+        EXPECT_GT(changes, 0);
+        for (const Exchanger* exchanger : {&left, &right}) {
+            const PinCounts counts = exchanger->in.getCounts();
+            EXPECT_EQ(counts.put, counts.taken + counts.dropped + counts.discarded + counts.buffered);
+        }
+    }
+}
+
+TEST(Threads, DisablersOfTwoFiltersInOppositeOrderDoNotDeadlock) {
+    Relay a("a"), b("b");
+    int guarded = 0;
+    const auto swapMany = [&guarded](Filter& first, Filter& second) {
+        for (int i = 0; i < 5000; ++i) {
+            const Synchronizer::DisablerLocker locker(first.getSynchronizer(), second.getSynchronizer());
+            ++guarded;
+        }
+    };
+    std::thread other([&] { swapMany(b, a); });
+    swapMany(a, b);
+    other.join();
+    EXPECT_EQ(guarded, 10000);
+}
+
+TEST(Threads, ABusyWriterDoesNotStarveProcess) {
+    Relay filter("filter");
+    std::atomic<bool> done{false};
+    std::thread writer([&] {
+        while (!done) const Synchronizer::DisablerLocker locker(filter.getSynchronizer(), nullptr);
+    });
+    for (int i = 0; i < 200; ++i) const Synchronizer::ProcessScope scope(*filter.getSynchronizer());
+    done = true;
+    writer.join();
+}
+
+TEST(Threads, StoppedAndStartedAgain) {
+    CountingSource source("source", 1e9);
+    Relay relay("relay");
+    LayoutManager layout("layout");
+    layout.add(source);
+    layout.add(relay);
+    connect(source.out, relay.a);
+    for (int i = 0; i < 20; ++i) {
+        layout.start();
+        EXPECT_THROW(layout.start(), Poco::IllegalStateException);
+        EXPECT_THROW(layout.remove(relay), Poco::IllegalStateException);
+        layout.stop();
+        layout.wait();
+        EXPECT_TRUE(layout.hasEnded());
+    }
+    const PinCounts counts = relay.a.getCounts();
+    EXPECT_EQ(counts.put, counts.taken + counts.dropped + counts.buffered);
+}
+
+}  // namespace
+}  // namespace Kavelin::Core
