@@ -1,0 +1,60 @@
+#pragma once
+
+#include <Kavelin/Core/ConnectionOptions.h>
+#include <Kavelin/Core/Filter.h>
+
+#include <initializer_list>
+#include <memory>
+#include <vector>
+
+#include "core/InputPin.h"
+#include "core/OutputPin.h"
+
+namespace Kavelin::Bench {
+
+/// Drives one filter through real pins as a layout in one thread does: an output pin feeds each input pin
+/// through its default buffer, and each output pin is read.
+template <class F>
+class FilterDrive {
+public:
+    FilterDrive() {
+        for (Core::AbstractInputPin* input : filter_.getInputPins()) {
+            feeders_.push_back(std::make_unique<Core::OutputPin<Core::Matrix>>(input->getName(), nullptr));
+            Core::connect(*feeders_.back(), *input, {.direct = true});
+        }
+        for (Core::AbstractOutputPin* output : filter_.getOutputPins()) {
+            takers_.push_back(std::make_unique<Core::InputPin<Core::Matrix>>(output->getName(), nullptr));
+            Core::connect(*output, *takers_.back(), {.direct = true});
+        }
+    }
+
+    F& filter() { return filter_; }
+
+    /// Sends one sample to the input pin that was created as number `input`.
+    template <class Value>
+    void send(std::size_t input, double t, const Value& value) {
+        feeders_[input]->value() = value;
+        feeders_[input]->send(t);
+    }
+    /// Calls process once and reads what came out; gives the number of samples read.
+    int process() {
+        {
+            const Core::Synchronizer::ProcessScope scope(*filter_.getSynchronizer());
+            filter_.process();
+        }
+        int count = 0;
+        for (const auto& taker : takers_) count += taker->readNext() ? 1 : 0;
+        return count;
+    }
+    /// Writes a property from its text form.
+    void set(const char* property, const char* text) {
+        filter_.getPropertyBag().get(property).deSerialize(text);
+    }
+
+private:
+    std::vector<std::unique_ptr<Core::OutputPin<Core::Matrix>>> feeders_;
+    std::vector<std::unique_ptr<Core::InputPin<Core::Matrix>>> takers_;
+    F filter_{"benched"};  // goes first: its pins detach from those above
+};
+
+}  // namespace Kavelin::Bench
