@@ -126,6 +126,17 @@ void FlowManager::runToEnd() {
     for (LayoutManager* layout : layouts) layout->ended_->store(true);
 }
 
+void FlowManager::start() {
+    const std::vector<LayoutManager*> layouts = getLayouts();
+    for (LayoutManager* layout : layouts) layout->requireNotRunning("start all");
+    for (LayoutManager* layout : layouts) layout->beginRun(true);
+    for (LayoutManager* layout : layouts) layout->launch();
+}
+
+void FlowManager::wait() {
+    for (LayoutManager* layout : getLayouts()) layout->wait();
+}
+
 void FlowManager::stop() {
     for (LayoutManager* layout : getLayouts()) layout->stop();
 }

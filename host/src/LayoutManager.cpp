@@ -322,8 +322,12 @@ void LayoutManager::beginRun(bool mayWait) {
 
 void LayoutManager::start() {
     requireNotRunning("start it");
-    wait();
     beginRun(true);
+    launch();
+}
+
+void LayoutManager::launch() {
+    wait();
     running_.store(true);
     thread_ = std::thread([this] { runThread(); });
 }

@@ -45,6 +45,11 @@ public:
     /// next source row (the one with the smallest time stamp of all) is read, so nothing is dropped for want
     /// of a turn, and the same input gives the same output.
     void runToEnd();
+    /// Starts a thread for each layout. All of them count as begun before the first thread runs, so none ends
+    /// for want of a start of what feeds it.  @throws Poco::IllegalStateException while one of them runs.
+    void start();
+    /// Waits until all layouts have ended.
+    void wait();
     /// Asks a `runToEnd` in any thread, and all layouts, to stop.  [any thread, signal handlers excepted]
     void stop();
 

@@ -64,7 +64,7 @@ public:
     /// Waits for the thread's end.
     void wait();
     bool isRunning() const { return running_.load(); }
-    /// False from the beginning of a run to its end.
+    /// Whether the last run is over; false before the first. What feeds on this layout ends only after it.
     bool hasEnded() const { return ended_->load(); }
 
     // Sources
@@ -126,6 +126,7 @@ private:
     bool isInterrupted() const { return stopRequested_.load(std::memory_order_relaxed); }
 
     void beginRun(bool mayWait);
+    void launch();
     void runThread();
     bool isFedByNobody() const;
     void sleepUntilFed();
@@ -154,7 +155,7 @@ private:
     std::atomic<bool> sleeping_{false};
     std::atomic<bool> stopRequested_{false};
     std::atomic<bool> running_{false};
-    std::shared_ptr<std::atomic<bool>> ended_ = std::make_shared<std::atomic<bool>>(true);
+    std::shared_ptr<std::atomic<bool>> ended_ = std::make_shared<std::atomic<bool>>(false);
 
     std::mutex sleepMutex_;
     std::condition_variable wakeUp_;
