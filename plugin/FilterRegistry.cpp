@@ -1,5 +1,7 @@
 #include "plugin/FilterRegistry.h"
 
+#include "attitude/FilterAGMAttitude_v5.h"
+#include "attitude/FilterAGMAttitude_v6.h"
 #include "attitude/FilterAGMTriad_gyro.h"
 #include "attitude/FilterAbsoluteAttitude.h"
 #include "attitude/FilterAttitude.h"
@@ -16,9 +18,10 @@ namespace {
 
 // Alphabetical, case ignored, digits first; the host shows the types in this order.
 constexpr Core::RegistryRow kRows[] = {
-    Core::row<Filter3a3mGenerator>(), Core::row<FilterAbsoluteAttitude>(), Core::row<FilterAGMTriad_gyro>(),
-    Core::row<FilterAttitude>(),      Core::row<FilterCompass>(),          Core::row<FilterConstantPlane>(),
-    Core::row<FilterInclinometer>(),  Core::row<FilterOmegaToMatrix>(),    Core::row<FilterXSENSAttitude>(),
+    Core::row<Filter3a3mGenerator>(),  Core::row<FilterAbsoluteAttitude>(), Core::row<FilterAGMAttitude_v5>(),
+    Core::row<FilterAGMAttitude_v6>(), Core::row<FilterAGMTriad_gyro>(),    Core::row<FilterAttitude>(),
+    Core::row<FilterCompass>(),        Core::row<FilterConstantPlane>(),    Core::row<FilterInclinometer>(),
+    Core::row<FilterOmegaToMatrix>(),  Core::row<FilterXSENSAttitude>(),
 };
 
 }  // namespace

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+#include "attitude/FilterAGMBase.h"
+
+namespace Kavelin::OrientationInternal {
+
+/// Estimates the attitude as `FilterAGMAttitude_v5`, with a model that predicts what its gating expects, and
+/// keeps its references when there is no initialisation period; sends the attitude as a quaternion too.
+///
+/// Pins, properties and settings: docs/filters/FilterAGMAttitude_v6.md.
+class FilterAGMAttitude_v6 : public FilterAGMBase {
+public:
+    static constexpr const char* kTypeName = "FilterAGMAttitude_v6";
+
+    explicit FilterAGMAttitude_v6(const std::string& name);
+    std::string typeName() const override { return kTypeName; }
+
+protected:
+    void sendFurther(double t) override;
+
+private:
+    // 1x4: w, x, y, z, sensor to reference, unit norm
+    OutputPin<Matrix> attitudeQ_{"attitudeQ", this, Matrix::Identity(1, 4)};
+};
+
+}  // namespace Kavelin::OrientationInternal

@@ -1,0 +1,370 @@
+#include <Poco/Exception.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "attitude/FilterAGMAttitude_v5.h"
+#include "attitude/FilterAGMAttitude_v6.h"
+#include "support/AllocationCounter.h"
+#include "support/FilterHarness.h"
+#include "support/Matchers.h"
+#include "support/TemporaryFolder.h"
+
+namespace Kavelin::OrientationInternal {
+namespace {
+
+using Testing::column;
+using testing::ElementsAre;
+using Testing::FilterHarness;
+using Testing::row;
+using Testing::Sent;
+using Tests::isNearMatrix;
+using Tests::isSameRotationAs;
+
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+const Matrix kIdentity = Matrix::Identity(3, 3);
+const Matrix kAcc = row({0, 0, 10});
+const Matrix kMag = row({30, 0, 40});
+const Matrix kStill = row({0, 0, 0});
+
+// Thresholds that samples can meet exactly; an initialisation of 1 s.
+const char* const kSettings =
+    "[MIG]\n**XhatKK=1\n4 1 1 0 0 0\n**Pf=1\n4 4 .1 0 0 0 0 .1 0 0 0 0 .1 0 0 0 0 .1\n"
+    "**Qd=1\n4 4 .01 0 0 0 0 .01 0 0 0 0 .01 0 0 0 0 .01\n**Rddyn=1\n3 3 100 0 0 0 100 0 0 0 100\n"
+    "**Rdstat=1\n3 3 1 0 0 0 1 0 0 0 1\n"
+    "[Resolution]\nalpha_A=1\nalpha_M=5\nalpha_C=1800\nT_setref=1\nT_A=0.5\nT_M=1\nQCoeff=0\n";
+
+template <class F>
+class FilterAGMAttitudeTest : public testing::Test {
+protected:
+    void feed(double t, const Matrix& acc = kAcc, const Matrix& mag = kMag, const Matrix& rate = kStill) {
+        h_.feed("3a", t, acc);
+        h_.feed("3m", t, mag);
+        h_.feed("3g", t, rate);
+    }
+    /// Feeds one triple, and tells what was sent for it.
+    const std::vector<Sent>& send(double t, const Matrix& acc = kAcc, const Matrix& mag = kMag,
+                                  const Matrix& rate = kStill) {
+        h_.clear();
+        feed(t, acc, mag, rate);
+        h_.process();
+        return h_.sends();
+    }
+    void load(const std::string& text = kSettings) {
+        h_.set("Settings File Name", folder_.write("a.par", text));
+    }
+    /// Loads, and passes the initialisation with two triples at 10 s; the next is the first that tracks.
+    void start() {
+        load();
+        EXPECT_TRUE(send(10.0).empty());
+        EXPECT_TRUE(send(10.5).empty());
+    }
+    double last(const std::string& pin) { return h_.sent(pin).back().value(0, 0); }
+    /// Fifty triples of an unsteady motion, the same each time, and all that is sent for them.
+    std::vector<Sent> motion(double from) {
+        h_.clear();
+        for (int i = 0; i < 50; ++i) {
+            const double s = 0.2 * i;
+            feed(from + s, row({std::sin(s), s / 9, 10}), row({30, std::cos(s), 40}),
+                 row({0.1, 0.2 * s, -0.1}));
+        }
+        h_.process(50);
+        return h_.sends();
+    }
+
+    Tests::TemporaryFolder folder_;
+    FilterHarness<F> h_;
+};
+
+using Versions = testing::Types<FilterAGMAttitude_v5, FilterAGMAttitude_v6>;
+TYPED_TEST_SUITE(FilterAGMAttitudeTest, Versions);
+
+bool same(const std::vector<Sent>& a, const std::vector<Sent>& b, double shift) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [shift](const Sent& x, const Sent& y) {
+        return x.pin == y.pin && std::abs(x.t + shift - y.t) < 1e-9 &&
+               (x.value - y.value).cwiseAbs().maxCoeff() < 1e-9;
+    });
+}
+
+TYPED_TEST(FilterAGMAttitudeTest, SendsItsPinsInOrderOnceTheReferencesAreThere) {
+    this->start();
+    std::vector<std::string> pins = {"attitude", "3a_prop", "3pb_mag", "flag_acc", "flag_mag"};
+    std::vector<Matrix> values = {kIdentity, kStill, kStill, row({0}), row({0})};
+    if (this->h_.filter().typeName() == FilterAGMAttitude_v6::kTypeName) {
+        pins.push_back("attitudeQ");
+        values.push_back(row({1, 0, 0, 0}));
+    }
+    const auto& sends = this->send(11.0);
+    ASSERT_EQ(sends.size(), pins.size());
+    for (size_t i = 0; i < pins.size(); ++i) {
+        EXPECT_EQ(sends[i].pin, pins[i]);
+        EXPECT_EQ(sends[i].t, 11.0);
+        EXPECT_THAT(sends[i].value, isNearMatrix(values[i])) << pins[i];
+    }
+}
+
+TYPED_TEST(FilterAGMAttitudeTest, StampsWithTheLargestTimeStampAndWaitsForAllThree) {
+    this->load();
+    this->h_.set("Init time", "0");
+    this->send(1.0);
+    this->h_.clear();
+    this->h_.feed("3g", 2.0, kStill);
+    this->h_.feed("3m", 2.3, kMag);
+    this->h_.process(3);
+    EXPECT_TRUE(this->h_.sends().empty());
+    this->h_.feed("3a", 2.2, kAcc);
+    this->h_.process();
+    ASSERT_EQ(this->h_.sent("attitude").size(), 1u);
+    EXPECT_EQ(this->h_.sent("attitude")[0].t, 2.3);
+}
+
+TYPED_TEST(FilterAGMAttitudeTest, ShapesByRows) {
+    const struct {
+        const char* rule;
+        bool accepted;
+        Matrix (*shaped)(const Matrix&);
+    } rows[] = {
+        {"row", true, [](const Matrix& v) { return v; }},
+        {"longer row: the first three", true,
+         [](const Matrix& v) {
+             return row({v(0), v(1), v(2), 99, 99});
+         }},
+        {"three columns: the first row", true,
+         [](const Matrix& v) {
+             Matrix m = Matrix::Constant(5, 3, 99.0);
+             m.row(0) = v;
+             return m;
+         }},
+        {"column", false, [](const Matrix& v) { return Matrix(v.transpose()); }},
+        {"two by two", false, [](const Matrix&) { return Matrix(Matrix::Zero(2, 2)); }},
+        {"row of two", false,
+         [](const Matrix& v) {
+             return row({v(0), v(1)});
+         }},
+        {"nothing in three columns", false, [](const Matrix&) { return Matrix(0, 3); }},
+        {"nothing", false, [](const Matrix&) { return Matrix(); }},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.rule);
+        this->start();
+        const size_t sends = r.accepted ? this->h_.filter().getOutputPins().size() : 0;
+        EXPECT_EQ(this->send(11.0, r.shaped(kAcc)).size(), sends);
+        EXPECT_EQ(this->send(11.1, kAcc, r.shaped(kMag)).size(), sends);
+        EXPECT_EQ(this->send(11.2, kAcc, kMag, r.shaped(kStill)).size(), sends);
+        EXPECT_EQ(this->send(11.3).size(), this->h_.filter().getOutputPins().size());
+        EXPECT_THAT(this->h_.sent("attitude")[0].value, isSameRotationAs(kIdentity, 1e-12));
+    }
+}
+
+TYPED_TEST(FilterAGMAttitudeTest, LoadsAtTheFirstTripleAndDropsIt) {
+    const std::string missing = this->folder_.path("none.par");
+    EXPECT_THROW(this->h_.set("Settings File Name", missing), Poco::IOException);
+    EXPECT_EQ(this->h_.get("Settings File Name").find("./FILTER/AGMAttitude_v"), 0u);
+    for (int i = 0; i < 2; ++i) {
+        this->h_.command("Ref");  // with nothing loaded: still not ready
+        this->feed(i);
+        try {
+            this->h_.process();
+            FAIL() << "no settings, and no exception";
+        } catch (const Poco::IOException& e) {
+            EXPECT_EQ(e.message(),
+                      "Failed to open settings file '" + this->h_.get("Settings File Name") + "'");
+        }
+    }
+    EXPECT_TRUE(this->h_.sends().empty());
+}
+
+TYPED_TEST(FilterAGMAttitudeTest, RefusedSettingsFileLeavesNameSettingsAndRun) {
+    this->start();
+    const std::string name = this->h_.get("Settings File Name");
+    EXPECT_THROW(this->h_.set("Settings File Name", this->folder_.path("none.par")), Poco::IOException);
+    EXPECT_THROW(this->load("[MIG]\n**Qd=1\n99999 99999 1\n"), std::bad_alloc);
+    EXPECT_EQ(this->h_.get("Settings File Name"), name);
+    EXPECT_FALSE(this->send(11.0).empty());
+}
+
+TYPED_TEST(FilterAGMAttitudeTest, IncompleteSettingsDropTriplesUntilACompleteFileIsLoaded) {
+    const std::string whole = kSettings;
+    const struct {
+        const char* from;
+        const char* to;
+    } faults[] = {{"**Pf", "**P"},
+                  {"4 1 1 0 0 0", "1 4 1 0 0 0"},
+                  {"3 3 100", "2 3 100"},
+                  {"**Rdstat=1", "**Rdstat=0"}};
+    for (const auto& fault : faults) {
+        SCOPED_TRACE(fault.to);
+        std::string text = whole;
+        text.replace(text.find(fault.from), std::string(fault.from).size(), fault.to);
+        testing::internal::CaptureStdout();
+        this->load(text);
+        for (int i = 0; i < 5; ++i) EXPECT_TRUE(this->send(10.0 + i).empty());
+        this->h_.command("Ref");
+        EXPECT_TRUE(this->send(20.0).empty());
+        testing::internal::GetCapturedStdout();
+        this->start();
+        EXPECT_FALSE(this->send(11.0).empty());
+    }
+}
+
+TYPED_TEST(FilterAGMAttitudeTest, InitTimeFromTheFileWinsAndAChangeCountsAtOnce) {
+    this->h_.set("Init time", "5");
+    this->load();  // 1 s
+    this->send(0.0);
+    EXPECT_TRUE(this->send(0.999).empty());
+    EXPECT_FALSE(this->send(1.0).empty());
+    this->h_.set("Init time", "3");
+    EXPECT_TRUE(this->send(2.0).empty());
+    EXPECT_FALSE(this->send(3.0).empty());
+    // Deliberate: a refused value was heard of before.
+    EXPECT_THROW(this->h_.set("Init time", "11"), Poco::RangeException);
+    EXPECT_TRUE(this->send(10.0).empty());
+    EXPECT_FALSE(this->send(11.0).empty());
+}
+
+TYPED_TEST(FilterAGMAttitudeTest, WithoutInitTimeTheFirstTripleOnlyFixesTheReferences) {
+    this->load();
+    this->h_.set("Init time", "0");
+    EXPECT_TRUE(this->send(5.0).empty());
+    ASSERT_FALSE(this->send(5.1).empty());
+    EXPECT_THAT(this->h_.sent("attitude")[0].value, isNearMatrix(kIdentity));
+    // A field turned by a small angle about the vertical: v6 follows it, v5 lost its references and does not.
+    for (int i = 0; i < 20; ++i) this->send(5.2 + 0.1 * i, kAcc, row({29.9, 2.4, 40}));
+    const double followed = this->h_.sent("attitude").back().value(0, 1);
+    if (this->h_.filter().typeName() == FilterAGMAttitude_v5::kTypeName) {
+        EXPECT_EQ(followed, 0.0);
+    } else {
+        EXPECT_NEAR(followed, 2.4 / 29.9, 0.01);
+    }
+}
+
+TYPED_TEST(FilterAGMAttitudeTest, ATurnOfTheGyroscopeIsSensorToReference) {
+    this->load();
+    this->h_.set("Init time", "0");
+    this->send(0.0);
+    const double turn = 0.5 * 0.2;  // a left turn of the sensor: the field turns right in its frame
+    this->send(0.5, kAcc, row({30 * std::cos(turn), -30 * std::sin(turn), 40}), row({0, 0, 0.2}));
+    const Matrix expected{
+        {std::cos(turn), -std::sin(turn), 0}, {std::sin(turn), std::cos(turn), 0}, {0, 0, 1}};
+    EXPECT_THAT(this->h_.sent("attitude")[0].value, isSameRotationAs(expected, 1e-6));
+}
+
+TYPED_TEST(FilterAGMAttitudeTest, AccelerometerFlagIsStrictAndHeld) {
+    this->start();
+    this->send(11.0, row({0, 0, 11}));  // off by the threshold exactly
+    EXPECT_EQ(this->last("flag_acc"), 0.0);
+    this->send(11.1, row({0, 0, 11.01}));
+    EXPECT_EQ(this->last("flag_acc"), 1.0);
+    EXPECT_THAT(this->h_.sent("3a_prop").back().value, isNearMatrix(row({0, 0, 1.01}), 1e-9));
+    this->send(11.5);
+    EXPECT_EQ(this->last("flag_acc"), 1.0);
+    this->send(11.7);  // 0.5 s later
+    EXPECT_EQ(this->last("flag_acc"), 0.0);
+}
+
+// These fields are as far from gravity as the reference, and 5 and a little more longer.
+TYPED_TEST(FilterAGMAttitudeTest, MagnetometerFlagIsStrictAndHeld) {
+    this->start();
+    this->send(11.0, kAcc, row({30, 10, 45}));
+    EXPECT_EQ(this->last("flag_mag"), 0.0);
+    this->start();
+    this->send(11.0, kAcc, row({30, 10, 46}));
+    EXPECT_EQ(this->last("flag_mag"), 1.0);
+    EXPECT_THAT(this->h_.sent("3pb_mag").back().value, isNearMatrix(row({0, 10, 6}), 1e-9));
+    this->send(11.9);
+    EXPECT_EQ(this->last("flag_mag"), 1.0);
+    this->send(12.1);
+    EXPECT_EQ(this->last("flag_mag"), 0.0);
+}
+
+// |a x m|^2 is 10^2 30^2 = 90000 in the reference; the second triple's field is along (30 - d, 0, ...) of the
+// same norm, so that the test's value is 90000 d / 30 = 3000 d, against a threshold of 1800.
+TYPED_TEST(FilterAGMAttitudeTest, FieldConsistencyIsStrictNotHeldAndUsesThePredictedAcceleration) {
+    const auto field = [](double d) { return row({30 - d, 0, std::sqrt(2500 - (30 - d) * (30 - d))}); };
+    this->start();
+    this->send(11.0, kAcc, field(0.59));
+    EXPECT_EQ(this->last("flag_mag"), 0.0);
+    this->start();
+    this->send(11.0, kAcc, field(0.61));
+    EXPECT_EQ(this->last("flag_mag"), 1.0);
+    this->send(11.1);
+    EXPECT_EQ(this->last("flag_mag"), 0.0);
+    // An acceleration of 12 alone would make 1.44 times as much of the same field; it is flagged, and 10 used
+    // instead.
+    this->start();
+    this->send(11.0, row({0, 0, 12}), field(0.59));
+    EXPECT_EQ(this->last("flag_acc"), 1.0);
+    EXPECT_EQ(this->last("flag_mag"), 0.0);
+}
+
+// Deliberate: a value exactly at the threshold counts as perturbed, so a threshold of 0 flags every field.
+TYPED_TEST(FilterAGMAttitudeTest, ConsistencyAtTheThresholdIsPerturbed) {
+    std::string text = kSettings;
+    text.replace(text.find("alpha_C=1800"), 12, "alpha_C=0   ");
+    this->load(text);
+    this->send(10.0);
+    this->send(11.0);
+    EXPECT_EQ(this->last("flag_mag"), 1.0);
+}
+
+TYPED_TEST(FilterAGMAttitudeTest, RefAndAReloadStartAnew) {
+    this->load();
+    const auto first = this->motion(100);
+    ASSERT_FALSE(first.empty());
+    this->h_.command("Ref");
+    EXPECT_TRUE(same(first, this->motion(200), 100));
+    this->load();
+    EXPECT_TRUE(same(first, this->motion(300), 200));
+}
+
+TYPED_TEST(FilterAGMAttitudeTest, RefGetsRidOfEveryTraceOfANotANumber) {
+    this->load();
+    const auto first = this->motion(100);
+    const Matrix bad = row({kNan, 1, 2});
+    for (const double initTime : {0, 1}) {
+        for (const double when : {200.0, 210.0}) {
+            for (int pin = 0; pin < 4; ++pin) {
+                this->h_.command("Ref");
+                this->h_.set("Init time", std::to_string(static_cast<int>(initTime)));
+                if (when == 210.0) this->motion(200);
+                for (int i = 0; i < 3; ++i) {
+                    this->send(pin == 3 ? kNan : when, pin == 0 ? bad : kAcc, pin == 1 ? bad : kMag,
+                               pin == 2 ? bad : kStill);
+                }
+                this->h_.set("Init time", "1");
+                this->h_.command("Ref");
+                EXPECT_TRUE(same(first, this->motion(300), 200)) << "pin " << pin << " at " << when;
+            }
+        }
+    }
+}
+
+TYPED_TEST(FilterAGMAttitudeTest, AllocatesNothingOnceItRuns) {
+    Core::OutputPin<Matrix> acc("3a", nullptr), mag("3m", nullptr), rate("3g", nullptr);
+    acc.value() = kAcc;
+    mag.value() = kMag;
+    rate.value() = row({0.1, 0.2, 0.3});
+    TypeParam filter("alone");  // the harness keeps what it hears
+    Core::connect(acc, filter.getInputPin("3a"), {});
+    Core::connect(mag, filter.getInputPin("3m"), {});
+    Core::connect(rate, filter.getInputPin("3g"), {});
+    filter.getPropertyBag().get("Settings File Name").deSerialize(this->folder_.write("b.par", kSettings));
+    std::size_t before = 0;
+    for (int i = 0; i < 300; ++i) {
+        if (i == 200) before = Tests::allocations.load();
+        acc.send(i);
+        mag.send(i);
+        rate.send(i);
+        filter.process();
+    }
+    EXPECT_EQ(Tests::allocations.load(), before);
+    EXPECT_GT(before, 0u);
+}
+
+}  // namespace
+}  // namespace Kavelin::OrientationInternal
