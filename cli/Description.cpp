@@ -91,16 +91,22 @@ std::string shown(const ordered_json& value) {
     return value.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
 }
 
-std::size_t widestName(const ordered_json& described) {
+/// A heading, then a line for each: its name, and what `tell` says of it, in columns.
+template <class Tell>
+void printList(std::ostream& out, const char* heading, const ordered_json& described, Tell tell) {
+    out << '\n' << heading << '\n';
+    if (described.empty()) out << "  none\n";
     std::size_t width = 0;
     for (const auto& one : described)
         width = std::max(width, one["name"].get_ref<const std::string&>().size());
-    return width;
+    for (const auto& one : described)
+        out << "  " << std::left << std::setw(static_cast<int>(width))
+            << one["name"].get_ref<const std::string&>() << "  " << tell(one) << '\n';
 }
 
 std::string remarks(const ordered_json& property) {
     std::string text;
-    const auto add = [&](const std::string& remark) { text += (text.empty() ? "  " : ", ") + remark; };
+    const auto add = [&](const std::string& remark) { text += (text.empty() ? ": " : ", ") + remark; };
     if (property.contains("default")) add("default " + shown(property["default"]));
     if (property.contains("unit")) add("in " + property["unit"].get<std::string>());
     if (property.contains("minimum") && property.contains("maximum"))
@@ -143,23 +149,14 @@ void printPlugins(std::ostream& out, const ordered_json& description) {
 
 void printType(std::ostream& out, const ordered_json& description) {
     out << description["type"].get<std::string>() << " of " << description["plugin"].get<std::string>()
-        << "\n\npins\n";
-    const int pinWidth = static_cast<int>(widestName(description["pins"]));
-    for (const auto& pin : description["pins"]) {
+        << '\n';
+    printList(out, "pins", description["pins"], [](const ordered_json& pin) {
         const bool waits = pin.value("blocking", true);
-        out << "  " << std::left << std::setw(6) << pin["direction"].get<std::string>() << "  ";
-        if (waits)
-            out << pin["name"].get<std::string>() << '\n';
-        else
-            out << std::setw(pinWidth) << pin["name"].get<std::string>() << "  never waited for\n";
-    }
-    out << "\nproperties\n";
-    if (description["properties"].empty()) out << "  none\n";
-    const int nameWidth = static_cast<int>(widestName(description["properties"]));
-    const int kindWidth = static_cast<int>(std::string("unsigned int").size());
-    for (const auto& property : description["properties"])
-        out << "  " << std::left << std::setw(nameWidth) << property["name"].get<std::string>() << "  "
-            << std::setw(kindWidth) << property["kind"].get<std::string>() << remarks(property) << '\n';
+        return pin["direction"].get<std::string>() + (waits ? "" : "  never waited for");
+    });
+    printList(out, "properties", description["properties"], [](const ordered_json& property) {
+        return property["kind"].get<std::string>() + remarks(property);
+    });
 }
 
 }  // namespace Kavelin::Cli
