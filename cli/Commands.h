@@ -12,5 +12,7 @@ struct CommandContext;
 // reports through `context` and throws for what ends it. One source file per command; `main.cpp` lists them.
 void addInspectCommand(CLI::App& app, CommandContext& context);
 void addScriptCommand(CLI::App& app, CommandContext& context);
+void addRunCommand(CLI::App& app, CommandContext& context);
+void addCheckCommand(CLI::App& app, CommandContext& context);
 
 }  // namespace Kavelin::Cli

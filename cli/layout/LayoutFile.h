@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -71,7 +72,7 @@ struct ActionEntry {
 struct LayoutFile {
     std::filesystem::path folder;  ///< relative paths in the file are meant from here
     std::string schema, description;
-    std::vector<PlacedText> plugins;
+    std::optional<std::vector<PlacedText>> plugins;  ///< absent: those that come with the program
     std::vector<VariableEntry> variables;
     std::vector<LayoutEntry> layouts;
     std::vector<ConnectionEntry> connections;

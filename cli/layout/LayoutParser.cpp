@@ -88,7 +88,7 @@ LayoutFile LayoutParser::parse(const JsonNode& root) {
     const ObjectReader object(root, LayoutObject::kFile, mistakes_);
     file.schema = stringOf(object, "$schema");
     file.description = stringOf(object, "description");
-    file.plugins = texts(object, "plugins", "a plugin");
+    if (object.find("plugins") != nullptr) file.plugins = texts(object, "plugins", "a plugin");
     file.variables = variables(object);
     file.layouts = entries(object, "layouts", &LayoutParser::layout);
     file.connections = entries(object, "connections", &LayoutParser::connection);
@@ -211,7 +211,8 @@ void ReferenceCheck::unique(std::set<std::string>& seen, const PlacedText& name,
 
 void ReferenceCheck::names() {
     std::set<std::string> plugins, layouts, filters;
-    for (const PlacedText& plugin : file_.plugins) unique(plugins, plugin, "plugin", "once is enough");
+    if (file_.plugins)
+        for (const PlacedText& plugin : *file_.plugins) unique(plugins, plugin, "plugin", "once is enough");
     for (const LayoutEntry& layout : file_.layouts) {
         unique(layouts, layout.name, "layout name", "each layout has its own");
         for (const FilterEntry& filter : layout.filters)

@@ -122,7 +122,7 @@ std::string writeLayout(const LayoutFile& layout) {
     std::vector<std::string> parts;
     if (!layout.schema.empty()) parts.push_back(textMember("$schema", layout.schema));
     if (!layout.description.empty()) parts.push_back(textMember("description", layout.description));
-    if (!layout.plugins.empty()) parts.push_back(member("plugins", texts(layout.plugins)));
+    if (layout.plugins) parts.push_back(member("plugins", texts(*layout.plugins)));
     std::vector<std::string> variables;
     for (const VariableEntry& variable : layout.variables)
         variables.push_back(textMember(variable.name.text, variable.value.text));

@@ -1,0 +1,73 @@
+#include <CLI/CLI.hpp>
+#include <fstream>
+#include <memory>
+#include <ostream>
+
+#include "cli/CommandContext.h"
+#include "cli/Commands.h"
+#include "cli/LayoutOptions.h"
+#include "cli/layout/LayoutRun.h"
+#include "cli/layout/LayoutWriter.h"
+
+namespace Kavelin::Cli {
+
+namespace {
+
+struct RunCommandOptions {
+    LayoutOptions layout;
+    LayoutRunOptions run;
+    std::string save;
+};
+
+void requireNone(const Mistakes& mistakes, const std::string& file, CommandContext& context) {
+    if (mistakes.empty()) return;
+    printMistakes(context, file, mistakes);
+    throw UsageError(file +
+                     " cannot be run; mend it, or ask `kavelin check` for everything that is wrong with it");
+}
+
+void save(const LayoutBuilder& builder, const std::string& file) {
+    std::ofstream stream(file, std::ios::binary);
+    stream << writeLayout(builder.capture(std::filesystem::absolute(file).parent_path()));
+    if (!stream.flush()) throw std::runtime_error(file + " cannot be written");
+}
+
+void makeFolder(const std::string& folder) {
+    std::error_code error;
+    if (!folder.empty()) std::filesystem::create_directories(folder, error);
+    if (error) throw UsageError("the folder " + folder + " cannot be made: " + error.message());
+}
+
+void run(const RunCommandOptions& options, CommandContext& context) {
+    Mistakes mistakes, idle;
+    const LayoutFile layout = readLayout(options.layout, mistakes);
+    LayoutBuilder builder(layout, Core::FlowManager::instance(), mistakes);
+    builder.build();
+    builder.checkNames();
+    requireNone(mistakes, options.layout.file, context);
+    builder.findIdle(idle);
+    printMistakes(context, options.layout.file, idle);
+    makeFolder(options.layout.out);
+    builder.activateCommands();
+    LayoutRun layoutRun(layout, builder, Core::FlowManager::instance(), context.err, options.run);
+    if (!layoutRun.run()) context.status = kDoneWithErrors;
+    if (!options.save.empty()) save(builder, options.save);
+}
+
+}  // namespace
+
+void addRunCommand(CLI::App& app, CommandContext& context) {
+    auto options = std::make_shared<RunCommandOptions>();
+    CLI::App* command = app.add_subcommand("run", "Run the layouts of a file to the end of their sources");
+    addLayoutOptions(*command, options->layout);
+    command->add_flag("--threads", options->run.threads,
+                      "A thread for each layout, instead of all in one, in turn");
+    command->add_flag("--stop-on-error", options->run.stopOnError, "End at the first error of a filter");
+    command->add_flag("-q,--quiet", options->run.quiet, "Print errors only");
+    command
+        ->add_option("--save", options->save, "Afterwards write the layout with its present property values")
+        ->type_name("FILE");
+    command->callback([options, &context] { run(*options, context); });
+}
+
+}  // namespace Kavelin::Cli

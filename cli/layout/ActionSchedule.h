@@ -1,0 +1,31 @@
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "cli/layout/LayoutFile.h"
+
+namespace Kavelin::Cli {
+
+/// The actions of a layout file in the order of their times; equal times keep the order of the file.
+class ActionSchedule {
+public:
+    ActionSchedule() = default;
+    explicit ActionSchedule(std::vector<const ActionEntry*> actions);
+
+    /// Gives every action that is due before a row of time `t` to `perform`: its own time is `t` or before.
+    /// Each is given once. A time that is no number makes nothing due.
+    template <class Perform>
+    void runUntil(double t, const Perform& perform) {
+        while (next_ < actions_.size() && actions_[next_]->at <= t) perform(*actions_[next_++]);
+    }
+
+    /// The actions whose time has not come.
+    std::vector<const ActionEntry*> left() const;
+
+private:
+    std::vector<const ActionEntry*> actions_;
+    std::size_t next_ = 0;
+};
+
+}  // namespace Kavelin::Cli

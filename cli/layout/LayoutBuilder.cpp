@@ -1,0 +1,259 @@
+#include "cli/layout/LayoutBuilder.h"
+
+#include <Kavelin/Core/AbstractInputPin.h>
+#include <Kavelin/Core/AbstractOutputPin.h>
+#include <Kavelin/Core/CommandProperty.h>
+#include <Kavelin/Core/PropertyBag.h>
+#include <Kavelin/Core/Source.h>
+
+#include <algorithm>
+
+#include "cli/CommandContext.h"
+#include "cli/layout/NearestNames.h"
+#include "cli/layout/PropertyAccess.h"
+
+namespace Kavelin::Cli {
+
+namespace {
+
+template <class Pins>
+std::vector<std::string> namesOf(const Pins& pins) {
+    std::vector<std::string> names;
+    for (const auto* pin : pins) names.push_back(pin->getName());
+    return names;
+}
+
+std::vector<std::string> propertyNames(const Core::Filter& filter, bool commands) {
+    std::vector<std::string> names;
+    for (const Core::AbstractProperty* property : filter.getPropertyBag().getProperties())
+        if (commands == (property->describe().kind == "command")) names.push_back(property->getName());
+    return names;
+}
+
+/// Relative paths in the file are meant from its folder, those of the command line from the current one.
+std::filesystem::path folderFor(const PropertyValue& value, const LayoutFile& file) {
+    return value.place.option.empty() ? file.folder : std::filesystem::path();
+}
+
+}  // namespace
+
+LayoutBuilder::LayoutBuilder(const LayoutFile& file, Core::FlowManager& flow, Mistakes& mistakes)
+    : file_(file), flow_(flow), mistakes_(mistakes) {}
+
+LayoutBuilder::~LayoutBuilder() {
+    filters_.clear();
+    for (const std::string& layout : layouts_) flow_.destroyLayout(layout);
+}
+
+void LayoutBuilder::build() {
+    loadPlugins();
+    setVariables();
+    for (const LayoutEntry& layout : file_.layouts) createFilters(layout);
+    for (const LayoutEntry& layout : file_.layouts)
+        for (const FilterEntry& filter : layout.filters) writeProperties(filter);
+    for (const ConnectionEntry& connection : file_.connections) connect(connection);
+}
+
+void LayoutBuilder::loadPlugins() {
+    std::vector<PlacedText> plugins;
+    for (const char* name : kBundledPlugins) plugins.push_back({name, {}});
+    if (file_.plugins) plugins = *file_.plugins;
+    for (const PlacedText& plugin : plugins) {
+        const bool isRelativePath = plugin.text.find('/') != std::string::npos && plugin.text.front() != '/';
+        try {
+            flow_.getPluginManager().load(isRelativePath ? (file_.folder / plugin.text).string()
+                                                         : plugin.text);
+        } catch (const std::exception& error) {
+            say(plugin.place, exceptionMessage(error));
+        }
+    }
+}
+
+void LayoutBuilder::setVariables() {
+    for (const VariableEntry& variable : file_.variables)
+        flow_.setVariable(variable.name.text, flow_.expandVariables(variable.value.text));
+}
+
+void LayoutBuilder::createFilters(const LayoutEntry& entry) {
+    const auto known = flow_.getLayouts();
+    const bool exists = std::any_of(known.begin(), known.end(),
+                                    [&](const auto* layout) { return layout->getName() == entry.name.text; });
+    if (exists) return;  // given twice: a mistake already
+    Core::LayoutManager& layout = flow_.createLayout(entry.name.text);
+    layouts_.push_back(entry.name.text);
+    for (const FilterEntry& filter : entry.filters)
+        if (!filter.type.text.empty() && !filters_.contains(filter.name.text)) createFilter(filter, layout);
+}
+
+void LayoutBuilder::createFilter(const FilterEntry& entry, Core::LayoutManager& layout) {
+    const std::vector<std::string> types = flow_.getPluginManager().getTypeNames();
+    if (std::find(types.begin(), types.end(), entry.type.text) == types.end()) {
+        say(entry.type.place, noSuch("filter type", entry.type.text, types));
+        return;
+    }
+    try {
+        filters_[entry.name.text] =
+            &layout.add(flow_.getPluginManager().createFilter(entry.type.text, entry.name.text));
+    } catch (const std::exception& error) {
+        say(entry.type.place, entry.type.text + " cannot be made: " + exceptionMessage(error));
+    }
+}
+
+void LayoutBuilder::writeProperties(const FilterEntry& filterEntry) {
+    Core::Filter* filter = find(filterEntry.name.text);
+    if (filter == nullptr) return;
+    for (const PropertyEntry& entry : filterEntry.properties)
+        if (Core::AbstractProperty* property = findProperty(*filter, entry.name))
+            write(*filter, *property, entry.value);
+}
+
+void LayoutBuilder::write(Core::Filter& filter, Core::AbstractProperty& property,
+                          const PropertyValue& value) {
+    try {
+        writeProperty(property, value, folderFor(value, file_));
+    } catch (const std::exception& error) {
+        say(value.place,
+            named(filter) + ", " + inQuotes(property.getName()) + ": " + refusalText(property, value, error));
+    }
+}
+
+void LayoutBuilder::connect(const ConnectionEntry& entry) {
+    Core::AbstractOutputPin* output = findOutput(entry.from);
+    Core::AbstractInputPin* input = findInput(entry.to);
+    if (output == nullptr || input == nullptr || input->getConnectedOutput() != nullptr) return;
+    try {
+        Core::connect(*output, *input, {entry.bufferSize, entry.lifo, entry.synchronous, false});
+    } catch (const std::exception& error) {
+        say(entry.place, exceptionMessage(error));
+    }
+}
+
+Core::AbstractOutputPin* LayoutBuilder::findOutput(const Target& from) {
+    Core::Filter* filter = find(from.filter);
+    if (filter == nullptr || from.element.empty()) return nullptr;
+    Core::AbstractOutputPin* pin = filter->findOutputPin(from.element);
+    const std::vector<std::string> outputs = namesOf(filter->getOutputPins());
+    if (pin == nullptr && filter->findInputPin(from.element) != nullptr)
+        say(from.place, named(*filter) + ": " + inQuotes(from.element) +
+                            " is an input; \"from\" takes an output: " + listed(outputs));
+    else if (pin == nullptr)
+        say(from.place, named(*filter) + ": " + noSuch("output", from.element, outputs));
+    return pin;
+}
+
+Core::AbstractInputPin* LayoutBuilder::findInput(const Target& to) {
+    Core::Filter* filter = find(to.filter);
+    if (filter == nullptr || to.element.empty()) return nullptr;
+    if (Core::AbstractInputPin* pin = filter->findInputPin(to.element)) return pin;
+    try {
+        return &filter->getInputPin(to.element);  // some filters make the pins that they are asked for
+    } catch (const std::exception&) {
+        const std::vector<std::string> inputs = namesOf(filter->getInputPins());
+        if (filter->findOutputPin(to.element) != nullptr)
+            say(to.place, named(*filter) + ": " + inQuotes(to.element) +
+                              " is an output; \"to\" takes an input: " + listed(inputs));
+        else
+            say(to.place, named(*filter) + ": " + noSuch("input", to.element, inputs));
+    }
+    return nullptr;
+}
+
+Core::AbstractProperty* LayoutBuilder::findProperty(Core::Filter& filter, const PlacedText& name) {
+    Core::AbstractProperty* property = filter.getPropertyBag().find(name.text);
+    if (property == nullptr)
+        say(name.place, named(filter) + ": " + noSuch("property", name.text, propertyNames(filter, false)));
+    return property;
+}
+
+Core::CommandProperty* LayoutBuilder::findCommand(Core::Filter& filter, const PlacedText& name) {
+    auto* command = dynamic_cast<Core::CommandProperty*>(filter.getPropertyBag().find(name.text));
+    if (command == nullptr)
+        say(name.place, named(filter) + ": " + noSuch("command", name.text, propertyNames(filter, true)));
+    return command;
+}
+
+void LayoutBuilder::checkNames() {
+    for (const LayoutEntry& layout : file_.layouts)
+        for (const FilterEntry& entry : layout.filters)
+            if (Core::Filter* filter = find(entry.name.text))
+                for (const PlacedText& command : entry.commands) findCommand(*filter, command);
+    for (const ActionEntry& action : file_.actions) {
+        Core::Filter* filter = find(action.target.filter);
+        if (filter == nullptr || action.target.element.empty()) continue;
+        const PlacedText name{action.target.element, action.target.place};
+        if (action.kind == ActionEntry::Kind::set)
+            findProperty(*filter, name);
+        else
+            findCommand(*filter, name);
+    }
+}
+
+void LayoutBuilder::tryActions() {
+    std::vector<const ActionEntry*> writes;
+    for (const ActionEntry& action : file_.actions)
+        if (action.kind == ActionEntry::Kind::set) writes.push_back(&action);
+    std::stable_sort(writes.begin(), writes.end(),
+                     [](const ActionEntry* a, const ActionEntry* b) { return a->at < b->at; });
+    for (const ActionEntry* action : writes) {
+        Core::Filter* filter = find(action->target.filter);
+        Core::AbstractProperty* property =
+            filter == nullptr ? nullptr : filter->getPropertyBag().find(action->target.element);
+        if (property != nullptr) write(*filter, *property, action->value);
+    }
+}
+
+void LayoutBuilder::findIdle(Mistakes& idle) const {
+    for (const auto& [name, filter] : filters_) {
+        const auto& inputs = filter->getInputPins();
+        const bool isFed = std::any_of(inputs.begin(), inputs.end(),
+                                       [](const auto* pin) { return pin->getConnectedOutput() != nullptr; });
+        if (isFed || !filter->isSchedulable() || dynamic_cast<const Core::Source*>(filter) != nullptr)
+            continue;
+        idle.push_back({file_.findFilter(name)->name.place,
+                        named(*filter) +
+                            " is no source and has no connected input: it is never called; inputs: " +
+                            listed(namesOf(inputs))});
+    }
+    sortByPlace(idle);
+}
+
+void LayoutBuilder::activateCommands() {
+    for (const LayoutEntry& layout : file_.layouts)
+        for (const FilterEntry& entry : layout.filters)
+            for (const PlacedText& command : entry.commands)
+                if (Core::Filter* filter = find(entry.name.text))
+                    if (Core::CommandProperty* property = findCommand(*filter, command)) property->activate();
+}
+
+void LayoutBuilder::perform(const ActionEntry& action) {
+    Core::AbstractProperty& property =
+        find(action.target.filter)->getPropertyBag().get(action.target.element);
+    if (action.kind == ActionEntry::Kind::set)
+        writeProperty(property, action.value, folderFor(action.value, file_));
+    else
+        dynamic_cast<Core::CommandProperty&>(property).activate();
+}
+
+Core::Filter* LayoutBuilder::find(const std::string& filter) const {
+    const auto found = filters_.find(filter);
+    return found == filters_.end() ? nullptr : found->second;
+}
+
+LayoutFile LayoutBuilder::capture(const std::filesystem::path& folder) const {
+    LayoutFile result = file_;
+    for (LayoutEntry& layout : result.layouts) {
+        for (FilterEntry& entry : layout.filters) {
+            const Core::Filter* filter = find(entry.name.text);
+            if (filter == nullptr) continue;
+            entry.properties.clear();
+            for (const Core::AbstractProperty* property : filter->getPropertyBag().getProperties())
+                if (property->hasValue() && property->isWritable())
+                    entry.properties.push_back({{property->getName(), {}}, presentValue(*property, folder)});
+        }
+    }
+    return result;
+}
+
+std::string named(const Core::Filter& filter) { return filter.getName() + " (" + filter.typeName() + ")"; }
+
+}  // namespace Kavelin::Cli

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <Kavelin/Core/FlowManager.h>
+
+#include <map>
+#include <string>
+
+#include "cli/layout/LayoutFile.h"
+
+namespace Kavelin::Core {
+class CommandProperty;
+}
+
+namespace Kavelin::Cli {
+
+/// Builds in the flow manager what a layout file describes: plugins, variables, layouts, filters, properties,
+/// connections. What cannot be built is added to the mistakes and left out, so that one pass finds all of
+/// them. [one thread, no layout running]
+class LayoutBuilder {
+public:
+    /// All three are borrowed.
+    LayoutBuilder(const LayoutFile& file, Core::FlowManager& flow, Mistakes& mistakes);
+    /// Destroys the layouts and filters that it made.
+    ~LayoutBuilder();
+    LayoutBuilder(const LayoutBuilder&) = delete;
+    LayoutBuilder& operator=(const LayoutBuilder&) = delete;
+
+    void build();
+
+    /// Adds a mistake for every command and action that names what does not exist.
+    void checkNames();
+
+    /// Adds to `idle` every filter that would never be called: it is no source and has no connected input.
+    void findIdle(Mistakes& idle) const;
+
+    /// Writes what the actions will write, in the order of their times, and adds a mistake for what is
+    /// refused: only for a layout that is not run afterwards.
+    void tryActions();
+
+    /// Activates the "commands" of all filters, in the order of the file.  @throws what a handler raises.
+    void activateCommands();
+
+    /// Activates a command, or writes a property. What it names must exist.  @throws as the handler or the
+    /// write.
+    void perform(const ActionEntry& action);
+
+    /// The filter of that name; null where it could not be built.
+    Core::Filter* find(const std::string& filter) const;
+
+    /// The file with the present value of every property that can be written back.
+    /// @param folder file names below it are written relative to it.
+    LayoutFile capture(const std::filesystem::path& folder) const;
+
+private:
+    void loadPlugins();
+    void setVariables();
+    void createFilters(const LayoutEntry& layout);
+    void createFilter(const FilterEntry& entry, Core::LayoutManager& layout);
+    void writeProperties(const FilterEntry& entry);
+    void write(Core::Filter& filter, Core::AbstractProperty& property, const PropertyValue& value);
+    void connect(const ConnectionEntry& entry);
+    Core::AbstractOutputPin* findOutput(const Target& from);
+    Core::AbstractInputPin* findInput(const Target& to);
+    Core::AbstractProperty* findProperty(Core::Filter& filter, const PlacedText& name);
+    Core::CommandProperty* findCommand(Core::Filter& filter, const PlacedText& name);
+    void say(const Place& place, std::string text) { mistakes_.push_back({place, std::move(text)}); }
+
+    const LayoutFile& file_;
+    Core::FlowManager& flow_;
+    Mistakes& mistakes_;
+    std::map<std::string, Core::Filter*> filters_;
+    std::vector<std::string> layouts_;
+};
+
+/// Plugins that are loaded where a layout file names none.
+inline constexpr const char* kBundledPlugins[] = {"KavelinPluginOrientationInternal",
+                                                  "KavelinPluginRecordingIO"};
+
+/// @return "attitude (FilterAttitude)", as messages name a filter.
+std::string named(const Core::Filter& filter);
+
+}  // namespace Kavelin::Cli

@@ -1,0 +1,208 @@
+#include "cli/layout/LayoutRun.h"
+
+#include <Kavelin/Core/AbstractInputPin.h>
+
+#include <algorithm>
+#include <map>
+#include <ostream>
+
+#include "cli/CommandContext.h"
+#include "cli/Interrupt.h"
+#include "io/EndOfRun.h"
+
+namespace Kavelin::Cli {
+
+namespace {
+
+std::string targetText(const ActionEntry& action) {
+    return action.target.filter + ":" + action.target.element;
+}
+
+std::string at(double t) { return "at " + numberText(t) + " s"; }
+
+std::string errorText(const Core::ProcessError& error) {
+    return error.message.empty() ? error.type : error.message;
+}
+
+std::string plural(std::uint64_t count, const char* noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+}  // namespace
+
+LayoutRun::LayoutRun(const LayoutFile& file, LayoutBuilder& builder, Core::FlowManager& flow,
+                     std::ostream& err, const LayoutRunOptions& options)
+    : file_(file), builder_(builder), flow_(flow), err_(err), options_(options) {}
+
+bool LayoutRun::run() {
+    const InterruptGuard guard;
+    prepareLanes();
+    shareSchedules();
+    if (options_.threads)
+        runThreads();
+    else
+        flow_.runToEnd();
+    for (Lane& lane : lanes_) lane.layout->setRoundHook({});
+    complete();
+    report();
+    std::uint64_t errors = failures_.load();
+    for (const Lane& lane : lanes_) errors += lane.layout->getErrors().getCount();
+    return errors == 0 && !InterruptGuard::isRaised();
+}
+
+void LayoutRun::prepareLanes() {
+    for (Core::LayoutManager* layout : flow_.getLayouts()) {
+        lanes_.push_back({layout});
+        layout->setStopOnError(options_.stopOnError);
+        layout->getErrors().setListener([this](const Core::ProcessError& error) {
+            say(error.layout + "/" + error.filter + " " + at(error.timeStamp) + ": " + errorText(error));
+            if (options_.stopOnError) stop_.store(true);
+        });
+        hook(lanes_.back());
+    }
+}
+
+void LayoutRun::hook(Lane& lane) {
+    lane.layout->setRoundHook([this, &lane](double t) { beforeRound(lane, t); });
+}
+
+/// In one thread all layouts share a schedule, so actions follow each other as their times do. With threads
+/// an action belongs to its filter's layout, or to the first with sources where that one has none.
+void LayoutRun::shareSchedules() {
+    std::map<Lane*, std::vector<const ActionEntry*>> actions;
+    for (const ActionEntry& action : file_.actions) actions[laneOf(action)].push_back(&action);
+    for (auto& [lane, own] : actions) {
+        schedules_.emplace_back(std::move(own));
+        if (lane != nullptr) lane->schedule = &schedules_.back();
+    }
+    if (options_.threads || schedules_.empty()) return;
+    for (Lane& lane : lanes_) lane.schedule = &schedules_.front();
+}
+
+LayoutRun::Lane* LayoutRun::laneOf(const ActionEntry& action) {
+    const auto hasSources = [](const Lane& lane) { return lane.layout->hasSources(); };
+    const auto first = std::find_if(lanes_.begin(), lanes_.end(), hasSources);
+    if (first == lanes_.end()) return nullptr;
+    if (!options_.threads) return &*first;
+    const Core::LayoutManager* layout = builder_.find(action.target.filter)->getManager();
+    const auto own =
+        std::find_if(lanes_.begin(), lanes_.end(), [&](const Lane& lane) { return lane.layout == layout; });
+    return hasSources(*own) ? &*own : &*first;
+}
+
+void LayoutRun::beforeRound(Lane& lane, double t) {
+    if (InterruptGuard::isRaised() || stop_.load(std::memory_order_relaxed)) {
+        // Between two rows: what was sent has been taken, and layouts that this one feeds end when they are
+        // drained.
+        if (options_.threads)
+            lane.layout->stop();
+        else
+            flow_.stop();
+        return;
+    }
+    if (lane.rounds++ == 0) lane.first = t;
+    lane.last = t;
+    if (lane.schedule != nullptr)
+        lane.schedule->runUntil(t, [this](const ActionEntry& action) { perform(action); });
+}
+
+void LayoutRun::perform(const ActionEntry& action) {
+    try {
+        builder_.perform(action);
+    } catch (const std::exception& error) {
+        const std::string message = exceptionMessage(error);
+        fail("action " + at(action.at) + " on " + targetText(action) + ": " +
+             (message.empty() ? exceptionClass(error) : message));
+    }
+}
+
+void LayoutRun::runThreads() {
+    for (Lane& lane : lanes_) lane.layout->start();
+    for (Lane& lane : lanes_) lane.layout->wait();
+}
+
+void LayoutRun::fail(const std::string& text) {
+    ++failures_;
+    say(text);
+    if (options_.stopOnError) stop_.store(true);
+}
+
+void LayoutRun::say(const std::string& text) {
+    const std::lock_guard lock(reportMutex_);
+    err_ << "kavelin: " << text << std::endl;
+}
+
+void LayoutRun::complete() {
+    for (const Lane& lane : lanes_) {
+        for (Core::Filter* filter : lane.layout->getFilters()) {
+            auto* open = dynamic_cast<RecordingIO::EndOfRun*>(filter);
+            if (open == nullptr) continue;
+            try {
+                open->completeRun();
+            } catch (const std::exception& error) {
+                fail(lane.layout->getName() + "/" + filter->getName() + ": " + exceptionMessage(error));
+            }
+        }
+    }
+}
+
+void LayoutRun::report() {
+    reportRepeats();
+    if (InterruptGuard::isRaised()) say("interrupted; the rows done are kept");
+    if (options_.quiet) return;
+    reportActionsLeft();
+    reportNotesAndDrops();
+    std::uint64_t rounds = 0;
+    double first = 0.0, last = 0.0;
+    for (const Lane& lane : lanes_) {
+        if (lane.rounds == 0) continue;
+        first = rounds == 0 ? lane.first : std::min(first, lane.first);
+        last = rounds == 0 ? lane.last : std::max(last, lane.last);
+        rounds += lane.rounds;
+    }
+    if (rounds == 0)
+        say("nothing to do: no source had a row");
+    else
+        say(plural(rounds, "row") + ", stream time " + numberText(first) + " s to " + numberText(last) +
+            " s");
+}
+
+void LayoutRun::reportRepeats() {
+    for (Lane& lane : lanes_) {
+        Core::ErrorLog& log = lane.layout->getErrors();
+        std::uint64_t listed = 0;
+        for (const Core::ProcessError& error : log.getErrors()) {
+            listed += error.count;
+            if (error.count > 1)
+                say(error.layout + "/" + error.filter + ", " + plural(error.count, "time") +
+                    " in all: " + errorText(error));
+        }
+        if (listed < log.getCount())
+            say(lane.layout->getName() + ": " + plural(log.getCount() - listed, "further error") +
+                ", not listed");
+    }
+}
+
+void LayoutRun::reportActionsLeft() {
+    for (const ActionSchedule& schedule : schedules_)
+        for (const ActionEntry* action : schedule.left())
+            say("action " + at(action->at) + " on " + targetText(*action) + ": the stream ended before");
+}
+
+void LayoutRun::reportNotesAndDrops() {
+    for (const Lane& lane : lanes_) {
+        for (const Core::Filter* filter : lane.layout->getFilters()) {
+            if (const auto* source = dynamic_cast<const RecordingIO::EndOfRun*>(filter))
+                for (const std::string& note : source->runNotes()) say(filter->getName() + ": " + note);
+            for (const Core::AbstractInputPin* pin : filter->getInputPins()) {
+                const Core::PinCounts counts = pin->getCounts();
+                if (counts.dropped == 0) continue;
+                say(pin->fullName() + " dropped " + std::to_string(counts.dropped) + " of " +
+                    plural(counts.put, "sample") + " (buffer of " + std::to_string(pin->getBufferSize()) +
+                    ")");
+            }
+        }
+    }
+}
+
+}  // namespace Kavelin::Cli

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <Kavelin/Core/FlowManager.h>
+
+#include <atomic>
+#include <cstdint>
+#include <iosfwd>
+#include <list>
+#include <mutex>
+
+#include "cli/layout/ActionSchedule.h"
+#include "cli/layout/LayoutBuilder.h"
+
+namespace Kavelin::Cli {
+
+struct LayoutRunOptions {
+    bool threads = false;      ///< a thread for each layout; else all in the caller's, in turn
+    bool stopOnError = false;  ///< the first exception out of a filter, or refused action, ends the run
+    bool quiet = false;        ///< errors only: no summary, no notes, no drops
+};
+
+/// Runs the layouts that a builder built to their end, with the actions at their times, and reports: each
+/// distinct error once when it happens, the rest when all is over.
+class LayoutRun {
+public:
+    /// @param err where reports go, a line each that begins with "kavelin: ". All references are borrowed.
+    LayoutRun(const LayoutFile& file, LayoutBuilder& builder, Core::FlowManager& flow, std::ostream& err,
+              const LayoutRunOptions& options);
+
+    /// Runs, completes what the filters write, reports.  @return whether all went well: no error, no signal.
+    bool run();
+
+private:
+    /// What belongs to one layout; with threads, touched by its thread alone while it runs.
+    struct Lane {
+        Core::LayoutManager* layout = nullptr;
+        ActionSchedule* schedule = nullptr;
+        std::uint64_t rounds = 0;
+        double first = 0.0, last = 0.0;
+    };
+
+    void prepareLanes();
+    void shareSchedules();
+    Lane* laneOf(const ActionEntry& action);
+    void hook(Lane& lane);
+    void beforeRound(Lane& lane, double t);
+    void perform(const ActionEntry& action);
+    void runThreads();
+    void complete();
+    void fail(const std::string& text);
+    void say(const std::string& text);
+    void report();
+    void reportRepeats();
+    void reportActionsLeft();
+    void reportNotesAndDrops();
+
+    const LayoutFile& file_;
+    LayoutBuilder& builder_;
+    Core::FlowManager& flow_;
+    std::ostream& err_;
+    const LayoutRunOptions options_;
+    std::list<Lane> lanes_;
+    std::list<ActionSchedule> schedules_;
+    std::mutex reportMutex_;
+    std::atomic<bool> stop_{false};
+    std::atomic<std::uint64_t> failures_{0};  // beside those in the layouts' logs
+};
+
+}  // namespace Kavelin::Cli

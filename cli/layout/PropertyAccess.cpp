@@ -1,0 +1,165 @@
+#include "cli/layout/PropertyAccess.h"
+
+#include <Kavelin/Core/FlowManager.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <sstream>
+
+#include "cli/CommandContext.h"
+#include "cli/layout/NearestNames.h"
+
+namespace Kavelin::Cli {
+
+namespace {
+
+using Kind = PropertyValue::Kind;
+
+struct Expectation {
+    std::string_view kind;  // as PropertyDescription names it
+    bool (*takes)(const PropertyValue&);
+    const char* expected;
+};
+
+bool isWholeNumber(const PropertyValue& value) { return value.kind == Kind::number && isWhole(value.number); }
+
+/// Texts are taken by every kind: the property reads them itself.
+const Expectation kExpectations[] = {
+    {"int", [](const PropertyValue& v) { return isWholeNumber(v); }, "a whole number"},
+    {"unsigned int", [](const PropertyValue& v) { return isWholeNumber(v) && v.number >= 0.0; },
+     "a whole number from 0"},
+    {"double", [](const PropertyValue& v) { return v.kind == Kind::number; }, "a number"},
+    {"bool",
+     [](const PropertyValue& v) {
+         return v.kind == Kind::boolean || (v.kind == Kind::number && (v.number == 0.0 || v.number == 1.0));
+     },
+     "true or false"},
+    {"matrix", [](const PropertyValue& v) { return v.kind == Kind::matrix; },
+     "a matrix, such as [[1, 2, 3]]"},
+    {"enum", [](const PropertyValue& v) { return isWholeNumber(v) && v.number >= 0.0; },
+     "a label or its index"},
+    {"text", [](const PropertyValue& v) { return v.kind == Kind::number; }, "a text"},
+    {"file name", [](const PropertyValue&) { return false; }, "a text"},
+};
+
+std::string shown(const PropertyValue& value) {
+    switch (value.kind) {
+        case Kind::text:
+            return inQuotes(value.text);
+        case Kind::number:
+            return numberText(value.number);
+        case Kind::boolean:
+            return value.boolean ? "true" : "false";
+        case Kind::matrix:
+            return "a matrix";
+    }
+    return {};
+}
+
+void requireType(const std::string& kind, const PropertyValue& value) {
+    for (const Expectation& row : kExpectations)
+        if (row.kind == kind && value.kind != Kind::text && !row.takes(value))
+            throw UsageError(std::string("takes ") + row.expected + "; this is " + shown(value));
+}
+
+bool isFiniteOrText(const PropertyValue& value) {
+    if (value.kind == Kind::matrix) return value.matrix.allFinite();
+    return value.kind != Kind::number || std::isfinite(value.number);
+}
+
+/// Reads "nan", "inf" and "-inf" for a number: streams write them, but do not read them.
+PropertyValue withNumberWords(PropertyValue value, const std::string& kind) {
+    const bool isWord = value.text == "nan" || value.text == "inf" || value.text == "-inf";
+    if (kind != "double" || value.kind != Kind::text || !isWord) return value;
+    value.kind = Kind::number;
+    value.number = std::strtod(value.text.c_str(), nullptr);
+    return value;
+}
+
+/// @throws UsageError naming the first variable that neither the flow manager nor the environment knows.
+std::string expandAll(const std::string& text) {
+    const std::string expanded = Core::FlowManager::instance().expandVariables(text);
+    const auto open = expanded.find("${");
+    const auto close = open == std::string::npos ? open : expanded.find('}', open);
+    if (close == std::string::npos) return expanded;
+    const std::string name = expanded.substr(open + 2, close - open - 2);
+    throw UsageError("variable " + inQuotes(name) + " is not set; give --var " + name +
+                     "=..., or put it under \"variables\" or in the environment");
+}
+
+std::string placedFileName(const std::string& text, const std::filesystem::path& folder) {
+    const std::string expanded = expandAll(text);
+    const bool stays = expanded.empty() || expanded == "-" || folder.empty() || expanded.front() == '/';
+    return stays ? text : (folder / text).string();
+}
+
+Core::Matrix matrixOf(const std::string& text) {
+    std::istringstream stream(text);
+    Eigen::Index rows = 0, columns = 0;
+    stream >> rows >> columns;
+    Core::Matrix matrix = Core::Matrix::Zero(rows, columns);
+    for (Eigen::Index i = 0; i < matrix.size(); ++i) {
+        std::string element;
+        stream >> element;
+        matrix.data()[i] = std::strtod(element.c_str(), nullptr);  // knows nan and inf, unlike the stream
+    }
+    return matrix;
+}
+
+std::string withoutFolder(const std::string& text, const std::filesystem::path& folder) {
+    const std::string prefix = (folder / "").string();
+    return !folder.empty() && text.starts_with(prefix) ? text.substr(prefix.size()) : text;
+}
+
+}  // namespace
+
+void writeProperty(Core::AbstractProperty& property, const PropertyValue& given,
+                   const std::filesystem::path& folder) {
+    const std::string kind = property.describe().kind;
+    const PropertyValue value = withNumberWords(given, kind);
+    requireType(kind, value);
+    if (kind == "command")
+        throw UsageError(
+            "is a command and has no value; \"commands\" or an action with \"command\" activates it");
+    if (!isFiniteOrText(value)) {
+        if (value.kind == Kind::matrix)
+            property.setAny(value.matrix);
+        else
+            property.setAny(value.number);
+        return;
+    }
+    const std::string text = textForm(value);
+    property.deSerialize(kind == "file name" ? placedFileName(text, folder) : text);
+}
+
+PropertyValue presentValue(const Core::AbstractProperty& property, const std::filesystem::path& folder) {
+    const std::string kind = property.describe().kind;
+    const std::string text = property.exactText();
+    PropertyValue value;
+    value.text = text;
+    if (kind == "matrix") {
+        value.kind = Kind::matrix;
+        value.matrix = matrixOf(text);
+    } else if (kind == "bool") {
+        value.kind = Kind::boolean;
+        value.boolean = text != "0";
+    } else if (kind == "int" || kind == "unsigned int" || kind == "double") {
+        value.kind = Kind::number;
+        value.number = std::strtod(text.c_str(), nullptr);
+    } else if (kind == "file name") {
+        value.text = withoutFolder(text, folder);
+    }
+    return value;
+}
+
+std::string refusalText(const Core::AbstractProperty& property, const PropertyValue& value,
+                        const std::exception& error) {
+    const std::string message = exceptionMessage(error);
+    if (!message.empty()) return message;
+    const std::vector<std::string> labels = property.describe().labels;
+    if (labels.empty()) return shown(value) + " is refused (" + exceptionClass(error) + ")";
+    return shown(value) + " is no index of a label, 0 to " + std::to_string(labels.size() - 1) +
+           "; labels: " + listed(labels);
+}
+
+}  // namespace Kavelin::Cli

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <Kavelin/Core/AbstractProperty.h>
+
+#include <filesystem>
+
+#include "cli/layout/PropertyValue.h"
+
+namespace Kavelin::Cli {
+
+/// Writes a property from a layout's value. A file name that is relative once its variables are expanded is
+/// meant from `folder` (empty: from the current one); "-" stays as it is.
+/// @throws UsageError when the value's type is not the property's, or a variable of a file name is not set;
+/// else what the property raises.
+void writeProperty(Core::AbstractProperty& property, const PropertyValue& value,
+                   const std::filesystem::path& folder);
+
+/// The present value itself, numbers in full, so that `writeProperty` brings it back: a label where the
+/// property has labels, a file name as it was written but for a leading `folder`.
+PropertyValue presentValue(const Core::AbstractProperty& property, const std::filesystem::path& folder);
+
+/// What a refusal says: its message; where it has none (a label index out of range), the labels there are.
+std::string refusalText(const Core::AbstractProperty& property, const PropertyValue& value,
+                        const std::exception& error);
+
+}  // namespace Kavelin::Cli
