@@ -5,6 +5,7 @@
 #include <Kavelin/Core/CommandProperty.h>
 #include <Kavelin/Core/PropertyBag.h>
 #include <Kavelin/Core/Source.h>
+#include <Poco/Exception.h>
 
 #include <algorithm>
 
@@ -64,7 +65,7 @@ void LayoutBuilder::loadPlugins() {
             flow_.getPluginManager().load(isRelativePath ? (file_.folder / plugin.text).string()
                                                          : plugin.text);
         } catch (const std::exception& error) {
-            say(plugin.place, exceptionMessage(error));
+            say(plugin.place, Core::exceptionMessage(error));
         }
     }
 }
@@ -95,7 +96,7 @@ void LayoutBuilder::createFilter(const FilterEntry& entry, Core::LayoutManager& 
         filters_[entry.name.text] =
             &layout.add(flow_.getPluginManager().createFilter(entry.type.text, entry.name.text));
     } catch (const std::exception& error) {
-        say(entry.type.place, entry.type.text + " cannot be made: " + exceptionMessage(error));
+        say(entry.type.place, entry.type.text + " cannot be made: " + Core::exceptionMessage(error));
     }
 }
 
@@ -124,7 +125,7 @@ void LayoutBuilder::connect(const ConnectionEntry& entry) {
     try {
         Core::connect(*output, *input, {entry.bufferSize, entry.lifo, entry.synchronous, false});
     } catch (const std::exception& error) {
-        say(entry.place, exceptionMessage(error));
+        say(entry.place, Core::exceptionMessage(error));
     }
 }
 
@@ -147,13 +148,14 @@ Core::AbstractInputPin* LayoutBuilder::findInput(const Target& to) {
     if (Core::AbstractInputPin* pin = filter->findInputPin(to.element)) return pin;
     try {
         return &filter->getInputPin(to.element);  // some filters make the pins that they are asked for
-    } catch (const std::exception&) {
+    } catch (const Poco::NotFoundException&) {
         const std::vector<std::string> inputs = namesOf(filter->getInputPins());
-        if (filter->findOutputPin(to.element) != nullptr)
-            say(to.place, named(*filter) + ": " + inQuotes(to.element) +
-                              " is an output; \"to\" takes an input: " + listed(inputs));
-        else
-            say(to.place, named(*filter) + ": " + noSuch("input", to.element, inputs));
+        const bool isOutput = filter->findOutputPin(to.element) != nullptr;
+        const std::string is =
+            inQuotes(to.element) + " is an output; \"to\" takes an input: " + listed(inputs);
+        say(to.place, named(*filter) + ": " + (isOutput ? is : noSuch("input", to.element, inputs)));
+    } catch (const std::exception& error) {
+        say(to.place, named(*filter) + ": " + Core::exceptionMessage(error));
     }
     return nullptr;
 }

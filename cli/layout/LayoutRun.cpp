@@ -110,9 +110,9 @@ void LayoutRun::perform(const ActionEntry& action) {
     try {
         builder_.perform(action);
     } catch (const std::exception& error) {
-        const std::string message = exceptionMessage(error);
+        const std::string message = Core::exceptionMessage(error);
         fail("action " + at(action.at) + " on " + targetText(action) + ": " +
-             (message.empty() ? exceptionClass(error) : message));
+             (message.empty() ? Core::exceptionType(error) : message));
     }
 }
 
@@ -140,7 +140,7 @@ void LayoutRun::complete() {
             try {
                 open->completeRun();
             } catch (const std::exception& error) {
-                fail(lane.layout->getName() + "/" + filter->getName() + ": " + exceptionMessage(error));
+                fail(lane.layout->getName() + "/" + filter->getName() + ": " + Core::exceptionMessage(error));
             }
         }
     }

@@ -1,5 +1,6 @@
 #include "cli/layout/PropertyAccess.h"
 
+#include <Kavelin/Core/ErrorLog.h>
 #include <Kavelin/Core/FlowManager.h>
 
 #include <cmath>
@@ -154,10 +155,10 @@ PropertyValue presentValue(const Core::AbstractProperty& property, const std::fi
 
 std::string refusalText(const Core::AbstractProperty& property, const PropertyValue& value,
                         const std::exception& error) {
-    const std::string message = exceptionMessage(error);
+    const std::string message = Core::exceptionMessage(error);
     if (!message.empty()) return message;
     const std::vector<std::string> labels = property.describe().labels;
-    if (labels.empty()) return shown(value) + " is refused (" + exceptionClass(error) + ")";
+    if (labels.empty()) return shown(value) + " is refused (" + Core::exceptionType(error) + ")";
     return shown(value) + " is no index of a label, 0 to " + std::to_string(labels.size() - 1) +
            "; labels: " + listed(labels);
 }
