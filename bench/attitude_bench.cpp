@@ -8,17 +8,17 @@
 #include "attitude/FilterAbsoluteAttitude.h"
 #include "attitude/FilterAttitude.h"
 #include "attitude/FilterXSENSAttitude.h"
-#include "bench/support/FilterDrive.h"
 #include "converters/DirectionSynthesis.h"
 #include "converters/Filter3a3mGenerator.h"
 #include "converters/FilterOmegaToMatrix.h"
 #include "orientation/FilterConstantPlane.h"
+#include "support/FilterDrive.h"
 #include "support/Motion.h"
 
 namespace {
 
 using namespace Kavelin::OrientationInternal;
-using Kavelin::Bench::FilterDrive;
+using Kavelin::Tests::FilterDrive;
 
 constexpr std::size_t kSamples = 1024;
 

@@ -10,7 +10,7 @@
 #include "core/InputPin.h"
 #include "core/OutputPin.h"
 
-namespace Kavelin::Bench {
+namespace Kavelin::Tests {
 
 /// Drives one filter through real pins as a layout in one thread does: an output pin feeds each input pin
 /// through its default buffer, and each output pin is read.
@@ -57,4 +57,4 @@ private:
     F filter_{"benched"};  // goes first: its pins detach from those above
 };
 
-}  // namespace Kavelin::Bench
+}  // namespace Kavelin::Tests
