@@ -9,46 +9,8 @@
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::column;
-using Testing::FilterHarness;
 using Testing::row;
 using Tests::isNearMatrix;
-
-const Matrix kZero = row({0});
-
-TEST(Filter3a3mGenerator, TakesTheThreeAnglesTogetherOrNotAtAll) {
-    FilterHarness<Filter3a3mGenerator> h;
-    h.feed("yaw", 1, row({90}));
-    h.feed("yaw", 2, kZero);
-    h.feed("pitch", 3, kZero);
-    h.process(3);
-    EXPECT_TRUE(h.sends().empty());
-    EXPECT_EQ(h.filter().getInputPin("yaw").getLastTimeStamp(), 0) << "held, not consumed";
-    h.feed("roll", 4, kZero);
-    h.process(2);
-    ASSERT_EQ(h.sends().size(), 2u);
-    EXPECT_EQ(h.sends()[0].pin, "3a");
-    EXPECT_EQ(h.sends()[1].pin, "3m");
-    EXPECT_THAT(h.sends()[0].value, isNearMatrix(row({0, 0, 1})));
-    EXPECT_THAT(h.sends()[1].value, isNearMatrix(row({0, -0.5, std::sqrt(0.75)}))) << "the first yaw";
-    for (const auto& sent : h.sends()) EXPECT_EQ(sent.t, 1) << "stamped like yaw";
-}
-
-TEST(Filter3a3mGenerator, TripleWithAnotherSizeIsTakenAndDropped) {
-    for (const char* odd : {"yaw", "pitch", "roll"}) {
-        SCOPED_TRACE(odd);
-        FilterHarness<Filter3a3mGenerator> h;
-        for (const Matrix& wrong : {row({1, 2}), Matrix(), column({1, 2})}) {
-            for (const char* pin : {"yaw", "pitch", "roll"})
-                h.feed(pin, 1, std::string(pin) == odd ? wrong : kZero);
-        }
-        h.process(3);
-        EXPECT_TRUE(h.sends().empty());
-        for (const char* pin : {"yaw", "pitch", "roll"}) h.feed(pin, 2, kZero);
-        h.process();
-        EXPECT_EQ(h.sends().size(), 2u);
-    }
-}
 
 TEST(Filter3a3mGenerator, FeedsTheAttitudeFiltersTheAttitudeItWasGiven) {
     Core::LayoutManager layout("bench");
