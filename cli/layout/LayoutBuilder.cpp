@@ -206,15 +206,16 @@ void LayoutBuilder::tryActions() {
 
 void LayoutBuilder::findIdle(Mistakes& idle) const {
     for (const auto& [name, filter] : filters_) {
-        const auto& inputs = filter->getInputPins();
-        const bool isFed = std::any_of(inputs.begin(), inputs.end(),
-                                       [](const auto* pin) { return pin->getConnectedOutput() != nullptr; });
+        // Also a connection that could not be made: that is a mistake of its own.
+        const bool isFed =
+            std::any_of(file_.connections.begin(), file_.connections.end(),
+                        [&wanted = name](const ConnectionEntry& entry) { return entry.to.filter == wanted; });
         if (isFed || !filter->isSchedulable() || dynamic_cast<const Core::Source*>(filter) != nullptr)
             continue;
         idle.push_back({file_.findFilter(name)->name.place,
                         named(*filter) +
                             " is no source and has no connected input: it is never called; inputs: " +
-                            listed(namesOf(inputs))});
+                            listed(namesOf(filter->getInputPins()))});
     }
     sortByPlace(idle);
 }

@@ -37,7 +37,7 @@ std::size_t editDistance(std::string_view a, std::string_view b) {
 
 std::string nearestName(std::string_view name, const std::vector<std::string>& candidates) {
     if (name.size() > kLongestCompared) return {};
-    std::size_t best = std::max<std::size_t>(1, name.size() / 3) + 1;
+    std::size_t best = std::max<std::size_t>(1, (name.size() + 1) / 3) + 1;
     std::string nearest;
     for (const std::string& candidate : candidates) {
         if (candidate.size() > kLongestCompared) continue;
