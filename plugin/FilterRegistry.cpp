@@ -10,19 +10,40 @@
 #include "converters/FilterCompass.h"
 #include "converters/FilterInclinometer.h"
 #include "converters/FilterOmegaToMatrix.h"
+#include "orientation/FilterChangeOfBasis.h"
 #include "orientation/FilterConstantPlane.h"
+#include "orientation/FilterConvergenceTime.h"
+#include "orientation/FilterOrientationIntegration.h"
+#include "orientation/FilterOrientationQuality.h"
+#include "orientation/FilterQuaternionFilter.h"
+#include "orientation/FilterStaticMode.h"
 
 namespace Kavelin::OrientationInternal {
 
 namespace {
 
 // Alphabetical, case ignored, digits first; the host shows the types in this order.
+// clang-format off
 constexpr Core::RegistryRow kRows[] = {
-    Core::row<Filter3a3mGenerator>(),  Core::row<FilterAbsoluteAttitude>(), Core::row<FilterAGMAttitude_v5>(),
-    Core::row<FilterAGMAttitude_v6>(), Core::row<FilterAGMTriad_gyro>(),    Core::row<FilterAttitude>(),
-    Core::row<FilterCompass>(),        Core::row<FilterConstantPlane>(),    Core::row<FilterInclinometer>(),
-    Core::row<FilterOmegaToMatrix>(),  Core::row<FilterXSENSAttitude>(),
+    Core::row<Filter3a3mGenerator>(),
+    Core::row<FilterAbsoluteAttitude>(),
+    Core::row<FilterAGMAttitude_v5>(),
+    Core::row<FilterAGMAttitude_v6>(),
+    Core::row<FilterAGMTriad_gyro>(),
+    Core::row<FilterAttitude>(),
+    Core::row<FilterChangeOfBasis>(),
+    Core::row<FilterCompass>(),
+    Core::row<FilterConstantPlane>(),
+    Core::row<FilterConvergenceTime>(),
+    Core::row<FilterInclinometer>(),
+    Core::row<FilterOmegaToMatrix>(),
+    Core::row<FilterOrientationIntegration>(),
+    Core::row<FilterOrientationQuality>(),
+    Core::row<FilterQuaternionFilter>(),
+    Core::row<FilterStaticMode>(),
+    Core::row<FilterXSENSAttitude>(),
 };
+// clang-format on
 
 }  // namespace
 

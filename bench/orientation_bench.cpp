@@ -1,0 +1,196 @@
+// Cost of a sample through each orientation processing filter, beside its bare arithmetic on fixed-size
+// values, and the cost of an error of the convergence time as a recording grows, beside the plain scan of its
+// definition.
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <random>
+
+#include "bench/support/FilterDrive.h"
+#include "orientation/ChangeOfBasisComputer.h"
+#include "orientation/ConvergenceHistory.h"
+#include "orientation/FilterChangeOfBasis.h"
+#include "orientation/FilterConvergenceTime.h"
+#include "orientation/FilterOrientationIntegration.h"
+#include "orientation/FilterOrientationQuality.h"
+#include "orientation/FilterQuaternionFilter.h"
+#include "orientation/FilterStaticMode.h"
+#include "orientation/PlainConvergenceScan.h"
+#include "orientation/QuaternionIntegration.h"
+#include "support/Motion.h"
+
+namespace {
+
+using namespace Kavelin::OrientationInternal;
+using Kavelin::Bench::FilterDrive;
+
+constexpr std::size_t kSamples = 1024;
+
+const std::vector<Kavelin::Tests::MotionSample>& samples() {
+    static const auto recorded =
+        Kavelin::Tests::record(Kavelin::Tests::Motion(), (kSamples - 1) / 100.0, 100);
+    return recorded;
+}
+
+/// Calls `step` with one sample after the other, and with a time stamp that only rises.
+template <class Step>
+void overSamples(benchmark::State& state, Step step) {
+    const auto& motion = samples();
+    std::size_t i = 0;
+    for (auto _ : state) {
+        step(static_cast<double>(i) / 100, motion[i % kSamples]);
+        ++i;
+    }
+}
+
+void integrationPlain(benchmark::State& state, bool linear) {
+    Quaternion q(1, 0, 0, 0);
+    Vector3 previous = Vector3::Zero();
+    overSamples(state, [&](double, const auto& s) {
+        q = linear ? integrateLinearRate(q, previous, s.rate, 0.01) : integrateConstantRate(q, s.rate, 0.01);
+        q /= q.norm();
+        previous = s.rate;
+        benchmark::DoNotOptimize(q);
+    });
+}
+
+void integrationProcess(benchmark::State& state, const char* order) {
+    FilterDrive<FilterOrientationIntegration> drive;
+    drive.set("order", order);
+    overSamples(state, [&](double t, const auto& s) {
+        drive.send(0, t, s.rate.transpose());
+        benchmark::DoNotOptimize(drive.process());
+    });
+}
+
+void smoothingPlain(benchmark::State& state) {
+    QuaternionSmoother smoother;
+    overSamples(state,
+                [&](double, const auto& s) { benchmark::DoNotOptimize(smoother.step(s.truth.wxyz())); });
+}
+
+void smoothingProcess(benchmark::State& state) {
+    FilterDrive<FilterQuaternionFilter> drive;
+    overSamples(state, [&](double t, const auto& s) {
+        drive.send(0, t, s.truth.wxyz().transpose());
+        benchmark::DoNotOptimize(drive.process());
+    });
+}
+
+void staticPlain(benchmark::State& state) {
+    StaticModeComputer computer;
+    overSamples(state,
+                [&](double, const auto& s) { benchmark::DoNotOptimize(computer.score(s.acc, s.field)); });
+}
+
+void qualityPlain(benchmark::State& state) {
+    OrientationQualityComputer computer;
+    overSamples(state, [&](double, const auto& s) {
+        benchmark::DoNotOptimize(computer.judgeAcceleration(s.acc, 0.1));
+        benchmark::DoNotOptimize(computer.judgeField(s.field, 0.1));
+        benchmark::DoNotOptimize(OrientationQualityComputer::judgeRate(s.rate, 1120));
+    });
+}
+
+template <class F>
+void agmProcess(benchmark::State& state) {
+    FilterDrive<F> drive;
+    overSamples(state, [&](double t, const auto& s) {
+        drive.send(0, t, s.acc.transpose());
+        drive.send(1, t, s.field.transpose());
+        drive.send(2, t, s.rate.transpose());
+        benchmark::DoNotOptimize(drive.process());
+    });
+}
+
+void basisPlain(benchmark::State& state) {
+    overSamples(state, [&](double, const auto& s) {
+        const Eigen::Matrix3d& p = s.truth.R_earth_sensor;
+        benchmark::DoNotOptimize(Eigen::Matrix3d(p.transpose() * samples()[0].truth.R_earth_sensor * p));
+    });
+}
+
+void basisProcess(benchmark::State& state) {
+    FilterDrive<FilterChangeOfBasis> drive;
+    overSamples(state, [&](double t, const auto& s) {
+        drive.send(0, t, s.truth.R_earth_sensor);
+        drive.send(1, t, samples()[0].truth.R_earth_sensor);
+        benchmark::DoNotOptimize(drive.process());
+    });
+}
+
+/// An error that decays into noise and has settled after 10 s at 100 Hz.
+double settlingError(std::size_t i, std::mt19937& random) {
+    std::normal_distribution<double> noise(1.0, 0.15);
+    return 90 * std::exp(-static_cast<double>(i) / 200) + noise(random);
+}
+
+/// Cost of one error with `state.range(0)` recorded: errors are appended from that length on.
+template <class History>
+void convergenceAt(benchmark::State& state) {
+    const auto length = static_cast<std::size_t>(state.range(0));
+    std::mt19937 random(1);
+    History history;
+    for (std::size_t i = 0; i < length; ++i) history.append(settlingError(i, random));
+    std::size_t i = length;
+    for (auto _ : state) {
+        history.append(settlingError(i++, random));
+        benchmark::DoNotOptimize(history.entry());
+    }
+}
+
+struct KeptHistory {
+    ConvergenceHistory history;
+    void append(double error) { history.appendError(error); }
+    std::size_t entry() { return history.entryIntoBand(*history.finalError(), 1.0).value_or(0); }
+};
+
+struct PlainHistory {
+    Kavelin::Tests::PlainConvergenceScan scan;
+    void append(double error) { scan.errors.push_back(error); }
+    std::size_t entry() { return scan.entryIntoBand(*scan.finalError(), 1.0).value_or(0); }
+};
+
+void convergenceProcess(benchmark::State& state) {
+    FilterDrive<FilterConvergenceTime> drive;
+    const Eigen::Matrix<double, 1, 1> one(1.0);
+    std::mt19937 random(1);
+    drive.send(1, 0, one);
+    std::size_t i = 0;
+    for (auto _ : state) {
+        drive.send(0, 0, Eigen::Matrix<double, 1, 1>(settlingError(i++, random)));
+        drive.send(2, 0, one);
+        benchmark::DoNotOptimize(drive.process());
+    }
+}
+
+BENCHMARK_CAPTURE(integrationPlain, order_0, false)->Name("FilterOrientationIntegration order 0/plain");
+BENCHMARK_CAPTURE(integrationProcess, order_0, "0")->Name("FilterOrientationIntegration order 0/process");
+BENCHMARK_CAPTURE(integrationPlain, order_1, true)->Name("FilterOrientationIntegration order 1/plain");
+BENCHMARK_CAPTURE(integrationProcess, order_1, "1")->Name("FilterOrientationIntegration order 1/process");
+BENCHMARK(smoothingPlain)->Name("FilterQuaternionFilter/plain");
+BENCHMARK(smoothingProcess)->Name("FilterQuaternionFilter/process");
+BENCHMARK(staticPlain)->Name("FilterStaticMode/plain");
+BENCHMARK(agmProcess<FilterStaticMode>)->Name("FilterStaticMode/process");
+BENCHMARK(qualityPlain)->Name("FilterOrientationQuality/plain");
+BENCHMARK(agmProcess<FilterOrientationQuality>)->Name("FilterOrientationQuality/process");
+BENCHMARK(basisPlain)->Name("FilterChangeOfBasis/plain");
+BENCHMARK(basisProcess)->Name("FilterChangeOfBasis/process");
+BENCHMARK(convergenceProcess)->Name("FilterConvergenceTime/process")->Iterations(100000);
+// The cost curve: errors already recorded, up to an hour at 100 Hz.
+BENCHMARK(convergenceAt<KeptHistory>)
+    ->Name("FilterConvergenceTime kept up to date")
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Arg(360000)
+    ->Iterations(10000);
+BENCHMARK(convergenceAt<PlainHistory>)
+    ->Name("FilterConvergenceTime scanned")
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Arg(360000)
+    ->Iterations(300);
+
+}  // namespace

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+
+#include "core/FilterKit.h"
+#include "orientation/ChangeOfBasisComputer.h"
+
+namespace Kavelin::OrientationInternal {
+
+/// Expresses each 3x3 matrix X in another basis P: Q X P, with Q what stands for the inverse of P.
+///
+/// "input matrix": 9 elements, read row by row as 3x3; others are dropped. "Change-Of-Basis": the next basis,
+/// looked at when a matrix came. One of 9 elements is taken as orthonormal (Q is its transpose), another one
+/// is inverted, or keeps the Q before it when it has no inverse. "output matrix": stamped as the input; the
+/// input as it stands before the first basis; nothing when the product does not exist (P of 4x4, say), until
+/// a basis fits again.
+class FilterChangeOfBasis : public Filter {
+public:
+    static constexpr const char* kTypeName = "FilterChangeOfBasis";
+
+    explicit FilterChangeOfBasis(const std::string& name);
+    void process() override;  // [layout thread]
+    std::string typeName() const override { return kTypeName; }
+
+private:
+    void takeBasis();
+
+    InputPin<Matrix> basis_{"Change-Of-Basis", this};
+    InputPin<Matrix> in_{"input matrix", this};
+    OutputPin<Matrix> out_{"output matrix", this, Matrix::Identity(3, 3)};
+    // Deliberate: never read. The number of elements of the basis decides how it is inverted.
+    ValueProperty<bool> orthonormal_{"Orthonormal Change Of Basis", this, true};
+
+    ChangeOfBasisComputer computer_;
+};
+
+}  // namespace Kavelin::OrientationInternal

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <string>
+
+#include "core/FilterKit.h"
+#include "orientation/ConvergenceHistory.h"
+
+namespace Kavelin::OrientationInternal {
+
+/// Measures how long an error angle takes to settle after a motion stopped.
+///
+/// From a "motionStoped" sample with an element other than 0.0 until "reset", first elements of "errorAngle"
+/// and "timeStamp" are recorded. Each error gives "finalAngle" (1x1, from the 4th error on), the magnitude of
+/// the mean of the newest quarter, and, when that is strictly below "maximumAccuracy", "convergenceTime"
+/// (1x1, unit of "timeStamp"): the recorded time, since the first one, of the error before the last one
+/// outside finalAngle +- "threshold"; 0.0 when there is none. Both are stamped with the wall clock. Keeping
+/// times and errors aligned is the caller's business: when the time wanted is not there, process raises
+/// std::out_of_range, with the error recorded and "finalAngle" sent.
+class FilterConvergenceTime : public Filter {
+public:
+    static constexpr const char* kTypeName = "FilterConvergenceTime";
+
+    explicit FilterConvergenceTime(const std::string& name);
+    void process() override;  // [layout thread]
+    std::string typeName() const override { return kTypeName; }
+
+private:
+    void onReset() { resetRequested_ = true; }
+    void startAnew();
+    void takeMotionStopped();
+    bool takeTime();
+    bool takeError();
+    void evaluate();
+
+    static constexpr Core::Range<double> angle(double value) {
+        return {.minimum = 0.0, .maximum = 180.0, .step = 0.01, .value = value, .unit = "unit of errorAngle"};
+    }
+
+    InputPin<Matrix> error_{"errorAngle", this};
+    InputPin<Matrix> motionStopped_{"motionStoped", this};
+    InputPin<Matrix> time_{"timeStamp", this};
+    OutputPin<Matrix> convergenceTime_{"convergenceTime", this, Matrix::Zero(1, 1)};
+    OutputPin<Matrix> finalAngle_{"finalAngle", this, Matrix::Zero(1, 1)};
+    RangeProperty<double> threshold_{"threshold", this, angle(1.0)};
+    RangeProperty<double> maximumAccuracy_{"maximumAccuracy", this, angle(5.0)};
+    CommandProperty reset_{"reset", this, handler(this, &FilterConvergenceTime::onReset)};
+
+    bool recording_ = false;
+    bool resetRequested_ = false;
+    ConvergenceHistory history_;
+};
+
+}  // namespace Kavelin::OrientationInternal

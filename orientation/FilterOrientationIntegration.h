@@ -1,0 +1,45 @@
+#pragma once
+
+#include <string>
+
+#include "attitude/RotationTypes.h"
+#include "core/FilterKit.h"
+
+namespace Kavelin::OrientationInternal {
+
+/// Integrates angular rate into an orientation quaternion (w, x, y, z, unit norm), stamped as the rate
+/// sample.
+///
+/// The first rate sample after a restart only sets the start: "quat_0" if a sample of it is there, else the
+/// identity. A "quat_0" needs 1 row or 4 columns and is sent as it stands, divided by its norm; the next step
+/// reads its first four elements, of which missing ones count as 0.0. Rate samples that are not 1x3 are
+/// dropped; a quaternion of norm zero gives not-a-number output until a restart. "order" 0 holds the current
+/// rate over the step, 1 goes linearly from the previous rate to the current one.
+class FilterOrientationIntegration : public Filter {
+public:
+    static constexpr const char* kTypeName = "FilterOrientationIntegration";
+
+    explicit FilterOrientationIntegration(const std::string& name);
+    void process() override;  // [layout thread]
+    std::string typeName() const override { return kTypeName; }
+
+private:
+    void onReset() { restart_ = true; }
+    void takeResetRequest();
+    void start();
+    void integrate(const Vector3& rate, double t);
+
+    OutputPin<Matrix> quaternion_{"quat_t", this, Matrix{{1, 0, 0, 0}}};  // holds the state
+    InputPin<Matrix> rate_{"omega_t", this};                              // 1x3, rad per time-stamp unit
+    InputPin<Matrix> initial_{"quat_0", this, NonBlocking{}};
+    InputPin<Matrix> previous_{"quat_t-1", this, NonBlocking{}};  // 1x4, replaces the state before a step
+    InputPin<Matrix> resetPin_{"reset", this, NonBlocking{}};     // first element other than 0.0 restarts
+    RangeProperty<int> order_{"order", this, {.minimum = 0, .maximum = 1, .step = 1, .value = 0, .unit = ""}};
+    CommandProperty reset_{"reset", this, handler(this, &FilterOrientationIntegration::onReset)};
+
+    bool restart_ = true;
+    double previousTime_ = -1.0;
+    Vector3 previousRate_ = Vector3::Zero();
+};
+
+}  // namespace Kavelin::OrientationInternal

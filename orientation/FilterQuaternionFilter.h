@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+
+#include "core/FilterKit.h"
+#include "orientation/QuaternionSmoother.h"
+
+namespace Kavelin::OrientationInternal {
+
+/// Smooths a stream of quaternions with the kernel "alphas", on the rotation group.
+///
+/// "in": exactly 4 elements of any shape, w, x, y, z; others are dropped. "out": 1x4, not normalised, stamped
+/// as the sample. The first n samples but one pass unchanged, n being the number of coefficients, and again
+/// after each accepted write of "alphas". See QuaternionSmoother for what the newest sample as the base of
+/// the correction means.
+class FilterQuaternionFilter : public Filter {
+public:
+    static constexpr const char* kTypeName = "FilterQuaternionFilter";
+
+    explicit FilterQuaternionFilter(const std::string& name);
+    void process() override;  // [layout thread]
+    std::string typeName() const override { return kTypeName; }
+
+private:
+    /// @throws Poco::DataFormatException for fewer than 3 coefficients and for an even number of them.
+    void onKernel(const Matrix& kernel);
+
+    InputPin<Matrix> in_{"in", this};
+    OutputPin<Matrix> out_{"out", this, Matrix{{1, 0, 0, 0}}};
+    ValueProperty<Matrix> kernel_{"alphas", this, Matrix{{0.25, 0.5, 0.25}},
+                                  handler(this, &FilterQuaternionFilter::onKernel)};
+
+    bool kernelChanged_ = false;
+    QuaternionSmoother smoother_;
+};
+
+}  // namespace Kavelin::OrientationInternal

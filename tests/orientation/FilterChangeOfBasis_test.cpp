@@ -1,0 +1,72 @@
+#include "orientation/FilterChangeOfBasis.h"
+
+#include <gmock/gmock.h>
+
+#include "support/FilterHarness.h"
+#include "support/Matchers.h"
+
+namespace Kavelin::OrientationInternal {
+namespace {
+
+using Testing::FilterHarness;
+using Testing::row;
+using Tests::isNearMatrix;
+using Harness = FilterHarness<FilterChangeOfBasis>;
+
+Matrix someMatrix() { return (Matrix(3, 3) << 1, 2, 3, 4, 5, 6, 7, 8, 10).finished(); }
+
+/// Feeds one matrix, processes, returns what came out ("nothing" is 0x0).
+Matrix step(Harness& h, const Matrix& x) {
+    h.clear();
+    h.feed("input matrix", 2.5, x);
+    h.process();
+    if (h.sends().empty()) return {};
+    EXPECT_EQ(h.sends().back().t, 2.5);
+    return h.sends().back().value;
+}
+
+TEST(FilterChangeOfBasis, PassesMatricesUntilABasisCame) {
+    Harness h;
+    EXPECT_EQ(step(h, someMatrix()), someMatrix());
+    EXPECT_EQ(step(h, Matrix::Ones(1, 9)), Matrix::Ones(1, 9));  // as it stands
+    EXPECT_EQ(step(h, Matrix::Ones(1, 8)).size(), 0);
+    h.feed("Change-Of-Basis", 0.0, 2 * Matrix::Identity(3, 3));
+    h.process();
+    EXPECT_TRUE(h.sends().empty());  // a basis alone gives nothing
+    EXPECT_EQ(step(h, Matrix::Ones(2, 3)).size(), 0);
+    EXPECT_EQ(step(h, someMatrix()), 4 * someMatrix());
+    EXPECT_EQ(step(h, someMatrix()), 4 * someMatrix());  // the basis stays
+}
+
+TEST(FilterChangeOfBasis, ChoosesTheInverseByTheElementsOfTheBasis) {
+    struct Row {
+        const char* name;
+        Matrix basis, expected;  // 0x0: nothing sent
+    };
+    const Matrix x = someMatrix();
+    const Matrix turn = Eigen::AngleAxisd(0.7, Eigen::Vector3d(2, -1, 2) / 3).toRotationMatrix();
+    const Matrix columns = turn.leftCols(2);
+    // one filter goes through all of them
+    const Row rows[] = {{"identity", Matrix::Identity(3, 3), x},
+                        {"a rotation", turn, turn.transpose() * x * turn},
+                        {"3x2: the Q of the rotation", columns, turn.transpose() * x * columns},
+                        {"4x4 does not fit", Matrix::Identity(4, 4), {}},
+                        {"a singular 4x4", Matrix::Ones(4, 4), {}},
+                        {"3x2 with the Q of the 4x4", columns, {}},
+                        {"no elements", Matrix(0, 0), {}},
+                        {"a scaling is transposed", 3 * Matrix::Identity(3, 3), 9 * x},
+                        {"1x9 is read row by row", row({0, 1, 0, 1, 0, 0, 0, 0, 1}),
+                         (Matrix(3, 3) << 5, 4, 6, 2, 1, 3, 8, 7, 10).finished()}};
+    for (const std::string property : {"1", "0"}) {  // Deliberate: it makes no difference
+        Harness h;
+        h.set("Orthonormal Change Of Basis", property);
+        for (const Row& row_ : rows) {
+            h.feed("Change-Of-Basis", 0.0, row_.basis);
+            EXPECT_THAT(step(h, x), isNearMatrix(row_.expected)) << row_.name;
+            EXPECT_THAT(step(h, x.reshaped<Eigen::RowMajor>(9, 1)), isNearMatrix(row_.expected)) << row_.name;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace Kavelin::OrientationInternal

@@ -1,0 +1,177 @@
+#include "orientation/FilterConvergenceTime.h"
+
+#include <gmock/gmock.h>
+
+#include <limits>
+#include <random>
+#include <stdexcept>
+
+#include "orientation/PlainConvergenceScan.h"
+#include "support/FilterHarness.h"
+
+namespace Kavelin::OrientationInternal {
+namespace {
+
+using Testing::column;
+using Testing::FilterHarness;
+using Testing::row;
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using Harness = FilterHarness<FilterConvergenceTime>;
+
+void startRecording(Harness& h) {
+    h.feed("motionStoped", 0.0, row({1}));
+    h.process();
+}
+
+/// Feeds a time and an error and processes them.
+void record(Harness& h, double time, double error) {
+    h.feed("timeStamp", 0.0, row({time}));
+    h.feed("errorAngle", 0.0, row({error}));
+    h.process();
+}
+
+/// The last value that a pin sent since the last clear; -1 for none.
+double last(const Harness& h, const std::string& pin) {
+    const auto sent = h.sent(pin);
+    return sent.empty() ? -1.0 : sent.back().value(0, 0);
+}
+
+TEST(FilterConvergenceTime, TimesTheEntryIntoTheBand) {
+    struct Row {
+        const char* name;
+        std::vector<double> errors;
+        double finalAngle, convergenceTime;  // after the last error; -1: not sent with it
+    };
+    // times are 10.0, 10.5, 11.0, ...
+    const Row rows[] = {
+        {"three errors", {9, 9, 9}, -1, -1},
+        {"always inside", {1, 1, 1, 1}, 1, 0},
+        {"the first error is not looked at", {9, 1, 1, 1}, 1, 0},
+        {"outside at 1", {9, 9, 1, 1, 1}, 1, 0},
+        {"outside at 3: the time of error 2", {9, 9, 9, 9, 1, 1, 1, 1}, 1, 1.0},
+        {"outside at the newest end is skipped", {9, 9, 9, 2, 2, 2, 1, 3}, 2, 0.5},
+        {"never inside", {9, 9, 9, 9, 9, 9, 0, 4}, 2, 0},
+        {"mean of the last two of eight", {9, 9, 9, 9, 9, 9, 0.5, 1.5}, 1, 2.0},
+        {"at m + threshold is outside", {1, 1, 2, 1, 1}, 1, 0.5},
+        {"at m - threshold is outside", {1, 1, 0, 1, 1}, 1, 0.5},
+        {"just inside it is not", {1, 1, 1.99, 0.01, 1}, 1, 0},
+        {"signs do not matter to the band", {9, -9, -9, -1, 1, -1}, 1, 0.5},
+        {"the mean keeps the signs", {9, 9, 9, 9, 9, 9, -2, 2}, 0, 0},
+        {"not a number is inside", {9, 9, 9, kNaN, 1, kNaN, 1}, 1, 0.5},
+        {"equal to the maximum accuracy is not evaluated", {9, 9, 9, 9, 5, 5, 5, 5}, 5, -1},
+    };
+    for (const Row& row_ : rows) {
+        Harness h;
+        startRecording(h);
+        for (std::size_t i = 0; i < row_.errors.size(); ++i) {
+            h.clear();
+            record(h, 10.0 + 0.5 * static_cast<double>(i), row_.errors[i]);
+        }
+        EXPECT_EQ(last(h, "finalAngle"), row_.finalAngle) << row_.name;
+        EXPECT_EQ(last(h, "convergenceTime"), row_.convergenceTime) << row_.name;
+    }
+}
+
+TEST(FilterConvergenceTime, GivesWhatThePlainScanGivesWithSettingsChangedInBetween) {
+    for (const unsigned seed : {1U, 2U, 3U, 4U}) {
+        std::mt19937 random(seed);
+        std::uniform_real_distribution<double> uniform(0, 1);
+        Harness h;
+        startRecording(h);
+        Tests::PlainConvergenceScan plain;
+        std::vector<double> times;
+        double threshold = 1.0, maximum = 5.0;
+        for (int i = 0; i < 400; ++i) {
+            if (i % 17 == 0)
+                h.set("threshold", std::to_string(threshold = std::floor(40 * uniform(random)) / 16));
+            if (i % 29 == 0)
+                h.set("maximumAccuracy", std::to_string(maximum = std::floor(6 * uniform(random))));
+            const double error =
+                uniform(random) < 0.02 ? kNaN : 20 * std::exp(-i / 40.0) + 4 * uniform(random) - 1;
+            times.push_back(i * 0.25);
+            plain.errors.push_back(error);
+            h.clear();
+            record(h, times.back(), error);
+            const auto mean = plain.finalError();
+            EXPECT_EQ(h.sent("finalAngle").size(), mean ? 1U : 0U);
+            if (!mean) continue;
+            ASSERT_TRUE(std::isnan(*mean) ? std::isnan(last(h, "finalAngle"))
+                                          : std::abs(last(h, "finalAngle") - *mean) <= 1e-12 * *mean);
+            const auto entry = plain.entryIntoBand(*mean, threshold);
+            const double expected = maximum <= *mean ? -1.0 : (entry ? times[*entry - 1] - times[0] : 0.0);
+            ASSERT_EQ(last(h, "convergenceTime"), expected) << "seed " << seed << ", error " << i;
+        }
+    }
+}
+
+TEST(FilterConvergenceTime, RaisesWhenTheTimeIsNotThereAndGoesOn) {
+    Harness h;
+    startRecording(h);
+    for (const double error : {9.0, 9.0, 9.0, 9.0}) {
+        h.feed("errorAngle", 0.0, row({error}));  // four errors, no time
+    }
+    h.process(4);
+    h.clear();
+    h.feed("errorAngle", 0.0, row({1}));
+    try {
+        h.process();
+        FAIL() << "nothing raised";
+    } catch (const std::out_of_range& error) {
+        EXPECT_STREQ(error.what(), "invalid vector<T> subscript");
+    }
+    EXPECT_EQ(last(h, "finalAngle"), 1.0);        // was sent before
+    EXPECT_EQ(last(h, "convergenceTime"), -1.0);  // was not
+    for (const double time : {3.0, 4.0, 6.0, 7.0}) h.feed("timeStamp", 0.0, row({time}));
+    h.process(4);
+    h.feed("errorAngle", 0.0, row({1}));
+    h.process();  // the error that came with the exception was recorded: six errors, outside at 3
+    EXPECT_EQ(last(h, "convergenceTime"), 3.0);
+    h.clear();
+    h.command("reset");
+    h.process();
+    EXPECT_EQ(last(h, "convergenceTime"), 0.0);
+}
+
+TEST(FilterConvergenceTime, RecordsFromTheMotionStopToTheReset) {
+    Harness h;
+    for (int i = 0; i < 6; ++i) record(h, 100 + i, 9);  // errors are dropped, times stay in the pin
+    for (const Matrix& still : {row({0, 0}), row({-0.0}), Matrix(0, 0)}) h.feed("motionStoped", 0.0, still);
+    h.process(3);
+    record(h, 106, 9);
+    EXPECT_TRUE(h.sends().empty());
+    h.feed("motionStoped", 0.0, row({0, kNaN}));
+    h.feed("errorAngle", 0.0, row({9}));
+    h.process();
+    h.feed("motionStoped", 0.0, row({0}));  // does not end it
+    for (const double error : {9.0, 9.0, 1.0}) h.feed("errorAngle", 0.0, row({error}));
+    h.process(3);
+    EXPECT_EQ(last(h, "convergenceTime"), 101.0 - 100.0);  // 100 to 103 were the waiting times
+    EXPECT_GT(h.sends().back().t, 1.3e10);                 // wall clock: seconds since 1582
+
+    h.command("reset");
+    h.clear();
+    h.process();
+    EXPECT_EQ(h.sends().size(), 1U);
+    EXPECT_EQ(last(h, "convergenceTime"), 0.0);
+    record(h, 200, 1);
+    EXPECT_EQ(h.sends().size(), 1U);  // not recording
+}
+
+TEST(FilterConvergenceTime, AnEmptyTimeEndsTheCallBeforeTheError) {
+    Harness h;
+    startRecording(h);
+    for (const double error : {1.0, 1.0, 1.0}) record(h, 0, error);
+    h.feed("timeStamp", 0.0, Matrix(0, 0));
+    h.feed("errorAngle", 0.0, row({1}));
+    h.process();
+    EXPECT_TRUE(h.sends().empty());
+    h.process();  // the error was left in the pin
+    EXPECT_EQ(last(h, "finalAngle"), 1.0);
+    h.feed("errorAngle", 0.0, Matrix(3, 0));  // an empty error is consumed and not recorded
+    h.clear();
+    h.process();
+    EXPECT_TRUE(h.sends().empty());
+}
+
+}  // namespace
+}  // namespace Kavelin::OrientationInternal

@@ -1,0 +1,120 @@
+#include "orientation/FilterStaticMode.h"
+
+#include <gmock/gmock.h>
+
+#include <limits>
+#include <optional>
+
+#include "support/FilterHarness.h"
+#include "support/Matchers.h"
+
+namespace Kavelin::OrientationInternal {
+namespace {
+
+using Testing::column;
+using Testing::FilterHarness;
+using Testing::row;
+using Harness = FilterHarness<FilterStaticMode>;
+using Settings = std::vector<std::pair<std::string, std::string>>;
+
+/// Rows of the 5x2 score matrix.
+Matrix scoreMatrix(std::initializer_list<std::pair<double, double>> rows) {
+    Matrix matrix(5, 2);
+    Eigen::Index i = 0;
+    for (const auto& [score, flag] : rows) matrix.row(i++) << score, flag;
+    return matrix;
+}
+
+TEST(FilterStaticMode, WritesScoresAsComputedAndFlagsAsUsed) {
+    const Matrix acc = row({0, 0, 10}), mag = row({40, 0, 0});
+    struct Row {
+        const char* name;
+        std::optional<Matrix> acc, mag;
+        Settings settings;
+        Matrix expected;
+    };
+    const Row rows[] = {
+        {"the reference", acc, mag, {}, scoreMatrix({{1, 1}, {1, 1}, {1, 1}, {1, 1}, {1, 1}})},
+        {"twice and half",
+         2 * acc,
+         0.5 * mag,
+         {},
+         scoreMatrix({{0.25, 0}, {0.5, 0}, {0.5, 0}, {1, 1}, {1, 1}})},
+        {"equal to the threshold does not pass",
+         2 * acc,
+         mag,
+         {{"ThresholdAcc", "0.5"}, {"ThresholdAll", "0.49"}},
+         scoreMatrix({{0.5, 1}, {0.5, 0}, {1, 1}, {1, 1}, {1, 1}})},
+        {"only an acceleration", acc, {}, {}, scoreMatrix({{0, 0}, {1, 1}, {0, 0}, {0, 0}, {1, 1}})},
+        {"only an acceleration, the others not used",
+         acc,
+         {},
+         {{"UseMag", "0"}, {"UseCosGB", "0"}},
+         scoreMatrix({{1, 1}, {1, 1}, {0, 1}, {0, 1}, {1, 1}})},
+        {"nothing used, the field not matching",
+         acc,
+         4 * mag,
+         {{"UseAcc", "0"}, {"UseMag", "0"}, {"UseCosGB", "0"}, {"UseGyr", "0"}},
+         scoreMatrix({{1, 1}, {1, 1}, {0.25, 1}, {1, 1}, {1, 1}})},
+        {"a threshold of one is never passed",
+         acc,
+         mag,
+         {{"ThresholdAll", "1"},
+          {"ThresholdAcc", "1"},
+          {"ThresholdMag", "1"},
+          {"ThresholdCosGB", "1"},
+          {"ThresholdGyr", "1"}},
+         scoreMatrix({{1, 0}, {1, 0}, {1, 0}, {1, 0}, {1, 0}})},
+        {"a right angle became a straight one",
+         row({10, 0, 0}),
+         mag,
+         {},
+         scoreMatrix({{0, 0}, {1, 1}, {1, 1}, {0, 0}, {1, 1}})},
+    };
+    for (const Row& row_ : rows) {
+        Harness h;
+        h.feed("3a", 0.0, acc);
+        h.feed("3m", 0.0, mag);
+        h.process();
+        h.clear();
+        for (const auto& [name, text] : row_.settings) h.set(name, text);
+        if (row_.acc) h.feed("3a", 1.0, *row_.acc);
+        if (row_.mag) h.feed("3m", 2.0, *row_.mag);
+        h.process();
+        ASSERT_EQ(h.sends().size(), 1U) << row_.name;
+        EXPECT_THAT(h.sends()[0].value, Tests::isNearMatrix(row_.expected)) << row_.name;
+        EXPECT_EQ(h.sends()[0].t, row_.mag ? 2.0 : 1.0) << row_.name << ": the field's time stamp wins";
+    }
+}
+
+TEST(FilterStaticMode, FlagsAScoreThatIsNotANumberAsNotPassed) {
+    Harness h;
+    h.feed("3a", 0.0, row({0, 0, 10}));
+    h.feed("3m", 0.0, row({0, 0, 0}));  // no direction: the angle is not a number
+    h.process();
+    const Matrix score = h.sends().back().value;
+    EXPECT_TRUE(std::isnan(score(3, 0)) && std::isnan(score(0, 0)));
+    EXPECT_EQ(score.col(1), column({0, 1, 0, 0, 1}));
+}
+
+TEST(FilterStaticMode, SendsNothingWithoutAVectorAndKeepsTheRequest) {
+    Harness h;
+    h.feed("3g", 0.0, row({1, 2, 3}));
+    h.feed("3a", 0.0, column({0, 0, 10}));
+    h.feed("3m", 0.0, row({1, 2}));
+    h.process(2);
+    EXPECT_TRUE(h.sends().empty());
+    for (const double scale : {1.0, 0.5}) {  // the first is the reference
+        h.feed("3a", 1.0, scale * row({0, 0, 10}));
+        h.process();
+        EXPECT_EQ(h.sends().back().value(1, 0), scale);
+    }
+    h.command("Reference");
+    h.process();
+    h.feed("3a", 2.0, row({0, 0, 5}));
+    h.process();
+    EXPECT_EQ(h.sends().back().value(1, 0), 1.0);
+}
+
+}  // namespace
+}  // namespace Kavelin::OrientationInternal
