@@ -6,7 +6,6 @@
 #include <cmath>
 #include <random>
 
-#include "bench/support/FilterDrive.h"
 #include "orientation/ChangeOfBasisComputer.h"
 #include "orientation/ConvergenceHistory.h"
 #include "orientation/FilterChangeOfBasis.h"
@@ -17,12 +16,13 @@
 #include "orientation/FilterStaticMode.h"
 #include "orientation/PlainConvergenceScan.h"
 #include "orientation/QuaternionIntegration.h"
+#include "support/FilterDrive.h"
 #include "support/Motion.h"
 
 namespace {
 
 using namespace Kavelin::OrientationInternal;
-using Kavelin::Bench::FilterDrive;
+using Kavelin::Tests::FilterDrive;
 
 constexpr std::size_t kSamples = 1024;
 
