@@ -16,6 +16,8 @@ namespace Kavelin::Core {
 namespace {
 
 constexpr std::size_t kBitsPerWord = 64;
+// More samples than any filter will see: what the counters say is to be found out by asking the pins.
+constexpr std::uint64_t kUnknown = std::uint64_t{1} << 62;
 
 // A pin fed by a filter that is in no layout can receive as long as the program runs.
 bool isFedFromOutside(const AbstractOutputPin& output, const LayoutManager* layout) {
@@ -128,6 +130,7 @@ void LayoutManager::rebuildPlan() {
     ready_.assign(plan_.size() / kBitsPerWord + 1, 0);
     for (std::size_t i = 0; i < plan_.size(); ++i) {
         planInputs(i);
+        plan_[i].filter->received_ = plan_[i].filter->taken_ + kUnknown;
         markReady(i);
     }
 }
@@ -252,6 +255,11 @@ bool LayoutManager::callReady() {
     return took;
 }
 
+bool LayoutManager::hasUnread(const Filter& filter) {
+    return std::any_of(filter.inputs_.begin(), filter.inputs_.end(),
+                       [](const AbstractInputPin* pin) { return !pin->isEmpty(); });
+}
+
 bool LayoutManager::canTake(const Filter& filter) {
     bool unread = false;
     for (const AbstractInputPin* pin : filter.inputs_) {
@@ -264,15 +272,20 @@ bool LayoutManager::canTake(const Filter& filter) {
 
 bool LayoutManager::serve(Entry& entry) {
     Synchronizer::ProcessScope scope(*entry.synchronizer);
+    Filter& filter = *entry.filter;
     bool took = false;
-    while (canTake(*entry.filter)) {
-        const std::uint64_t before = entry.filter->taken_;
-        callGuarded(*entry.filter);
-        if (entry.filter->taken_ == before) break;
+    while (canTake(filter)) {
+        const std::uint64_t before = filter.taken_;
+        callGuarded(filter);
+        if (filter.taken_ == before) return took;
         took = true;
-        if (isInterrupted()) break;
+        // The usual end, known without asking every pin: all that came was taken.
+        if (filter.taken_ == filter.received_ && !entry.fedFromElsewhere) return true;
+        if (isInterrupted()) return true;
         scope.yield();
     }
+    if (!entry.fedFromElsewhere && !hasUnread(filter))
+        filter.received_ = filter.taken_;  // the rest was dropped
     return took;
 }
 

@@ -67,6 +67,7 @@ std::string Pin::fullName() const {
 AbstractInputPin::AbstractInputPin(const std::string& name, PinManager* owner) : Pin(name, owner) {
     if (owner == nullptr) return;
     addPin(owner->inputs_, this);
+    received_ = &owner->received_;
     taken_ = &owner->taken_;
 }
 
@@ -81,10 +82,10 @@ void AbstractInputPin::setBufferAttributes(unsigned size, bool lifo, bool synchr
 }
 
 void AbstractInputPin::setIsFedFromElsewhere(bool elsewhere) {
-    wakesLayout_ = elsewhere && layoutOf(*this) != nullptr;
+    fedLayout_ = elsewhere ? layoutOf(*this) : nullptr;
 }
 
-void AbstractInputPin::noteReceivedFromElsewhere() { layoutOf(*this)->noteFed(); }
+void AbstractInputPin::noteReceivedFromElsewhere() { fedLayout_->noteFed(); }
 
 AbstractOutputPin::AbstractOutputPin(const std::string& name, PinManager* owner) : Pin(name, owner) {
     if (owner != nullptr) addPin(owner->outputs_, this);

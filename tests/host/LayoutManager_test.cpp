@@ -178,6 +178,27 @@ TEST(LayoutManager, FiltersCanDieFirstOrLast) {
     }
 }
 
+TEST(LayoutManager, WhatWasTakenOrDroppedBeforeDoesNotHideSamples) {
+    Relay writer("writer"), relay("relay");
+    connect(writer.out, relay.a, {.bufferSize = 4, .direct = true});
+    for (int i = 0; i < 3; ++i) {
+        writer.out.send(i);
+        relay.process();  // outside any layout
+    }
+    LayoutManager layout("layout");
+    layout.add(writer);
+    layout.add(relay);
+    for (int i = 0; i < 9; ++i) writer.out.send(i);  // drops five
+    while (layout.runPending()) {
+    }
+    EXPECT_EQ(relay.seen.size(), 3u + 4u);
+    for (int i = 0; i < 4; ++i) writer.out.send(i);
+    while (layout.runPending()) {
+    }
+    EXPECT_EQ(relay.seen.size(), 3u + 4u + 4u);
+    EXPECT_TRUE(relay.a.isEmpty());
+}
+
 TEST(LayoutManager, RefusesWhatCannotBe) {
     Relay relay("relay"), twin("relay");
     LayoutManager layout("layout"), other("other");

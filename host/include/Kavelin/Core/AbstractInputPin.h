@@ -53,10 +53,11 @@ public:
 protected:
     /// The typed pin tells its host that a sample lies in its buffer.  [writer's thread]
     void noteReceived() {
-        if (wakesLayout_) {
+        if (fedLayout_ != nullptr) {
             noteReceivedFromElsewhere();
         } else {
             *readyWord_ |= readyBit_;
+            ++*received_;
         }
     }
     /// The typed pin tells its host that it took a sample out of its buffer.  [reader's thread]
@@ -74,7 +75,6 @@ private:
     bool blocking_ = true;
     bool synchronous_ = false;
     bool lifo_ = false;
-    bool wakesLayout_ = false;
     unsigned bufferSize_ = kDefaultBufferSize;
     std::atomic<AbstractOutputPin*> connected_{nullptr};
 
@@ -82,7 +82,9 @@ private:
     std::uint64_t unobserved_ = 0;
     std::uint64_t* readyWord_ = &unobserved_;
     std::uint64_t readyBit_ = 0;
+    std::uint64_t* received_ = &unobserved_;
     std::uint64_t* taken_ = &unobserved_;
+    LayoutManager* fedLayout_ = nullptr;  // the layout to wake, where the writer may run on another thread
 };
 
 }  // namespace Kavelin::Core

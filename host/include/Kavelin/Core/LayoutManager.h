@@ -120,6 +120,7 @@ private:
     bool callSources();
     bool callReady();
     bool serve(Entry& entry);
+    static bool hasUnread(const Filter& filter);
     static bool canTake(const Filter& filter);
     bool callGuarded(Filter& filter);
     void noteFailure(const Filter& filter, const std::exception& error);

@@ -55,7 +55,8 @@ private:
     std::vector<Pin*> pins_;
     std::vector<AbstractInputPin*> inputs_;
     std::vector<AbstractOutputPin*> outputs_;
-    std::uint64_t taken_ = 0;  // samples that the input pins took out of their buffers
+    std::uint64_t received_ = 0;  // samples put into the input pins by filters of the same thread
+    std::uint64_t taken_ = 0;     // samples that the input pins took out of their buffers
 };
 
 }  // namespace Kavelin::Core

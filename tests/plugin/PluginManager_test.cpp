@@ -1,0 +1,215 @@
+#include <Kavelin/Core/CommandProperty.h>
+#include <Kavelin/Core/FlowManager.h>
+#include <Poco/Exception.h>
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+
+#include <array>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "support/FilterHarness.h"
+
+namespace Kavelin::Core {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+const std::string kPlugin = "KavelinPluginOrientationInternal";
+const std::string kModules = KAVELIN_TEST_MODULES "/";
+
+// The order in which the plugin lists its types.
+constexpr const char* kTypes[] = {
+    "Filter3a3mGenerator",      "FilterAbsoluteAttitude", "FilterAGMAttitude_v5",
+    "FilterAGMAttitude_v6",     "FilterAGMAttitude_v7",   "FilterAGMAttitude_v8",
+    "FilterAGMTriad_gyro",      "FilterAngleDG",          "FilterAttitude",
+    "FilterChangeOfBasis",      "FilterCompass",          "FilterConstantPlane",
+    "FilterConvergenceTime",    "FilterCumulAngles",      "FilterFlipDetectionLib",
+    "FilterInclinometer",       "FilterOmegaToMatrix",    "FilterOrientationIntegration",
+    "FilterOrientationQuality", "FilterQuaternionFilter", "FilterSphericalFilteringAttitude",
+    "FilterStaticMode",         "FilterXSENSAttitude"};
+
+PluginManager& plugins() { return FlowManager::instance().getPluginManager(); }
+
+std::string outcome(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const std::exception& error) {
+        return exceptionType(error) + ": " + exceptionMessage(error);
+    }
+    return "accepted";
+}
+
+struct PluginModule : testing::Test {
+    ~PluginModule() override {
+        FlowManager::instance().clear();
+        plugins().unloadAll();
+    }
+};
+
+TEST_F(PluginModule, OffersItsTypesInOrderAndDescribesItself) {
+    plugins().load(kPlugin);
+    std::vector<std::string> expected;
+    for (const char* type : kTypes) {
+        if (plugins().findPluginOf(type) != nullptr) expected.emplace_back(type);
+    }
+    EXPECT_EQ(plugins().getTypeNames(), expected);
+    EXPECT_GE(expected.size(), 11u);
+    ASSERT_EQ(plugins().getPlugins().size(), 1u);
+    const PluginMetaData& data = plugins().getPlugins()[0]->getMetaData();
+    EXPECT_THAT((std::vector<std::string>{data.version, data.hostVersion, data.name, data.description,
+                                          data.platform, data.buildDate}),
+                ElementsAre("1.3.1", "0.10.0", "OrientationInternal",
+                            "This is the plugin that wraps OrientationInternal elements.", "win32",
+                            "Tue 06/27/2017"));
+    for (const std::string& type : plugins().getTypeNames()) {
+        const FilterPtr filter = plugins().createFilter(type, "an instance");
+        EXPECT_EQ(filter->typeName(), type);
+        EXPECT_EQ(filter->getName(), "an instance");
+        EXPECT_TRUE(filter->isSchedulable());
+        filter->process();  // nothing connected: returns, sends nothing
+    }
+}
+
+TEST_F(PluginModule, StartAndStopMayBeRepeatedOrLeftOut) {
+    const std::string path = kModules + "EchoA.so";
+    void* const handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(handle, nullptr) << ::dlerror();
+    const auto start = reinterpret_cast<void (*)()>(::dlsym(handle, "dllStartPlugin"));
+    const auto stop = reinterpret_cast<void (*)()>(::dlsym(handle, "dllStopPlugin"));
+    const auto version = reinterpret_cast<const char* (*)()>(::dlsym(handle, "dllGetKavelinVersion"));
+    EXPECT_STREQ(version(), "0.10.0");
+    stop();
+    for (int i = 0; i < 2; ++i) {
+        start();
+        start();
+        EXPECT_THAT(plugins().getTypeNames(), ElementsAre("FilterEchoA"));
+        EXPECT_STREQ(version(), "0.10.0");
+        stop();
+        stop();
+        EXPECT_THAT(plugins().getTypeNames(), IsEmpty());
+    }
+    ::dlclose(handle);
+}
+
+TEST_F(PluginModule, LoadsRunsAndUnloadsAgainAndAgain) {
+    for (int i = 0; i < 100; ++i) {
+        plugins().load(kPlugin);
+        plugins().load(kModules + "EchoA.so");
+        LayoutManager& layout = FlowManager::instance().createLayout("layout");
+        layout.add(plugins().createFilter("FilterEchoA", "echo"));
+        layout.add(plugins().createFilter("FilterCompass", "compass"));
+        FlowManager::instance().connect("echo:out", "compass:inMag");
+        OutputPin<Matrix> feeder("feeder", nullptr, Testing::row({1, 0, 0}));
+        connect(feeder, layout.findFilter("echo")->getInputPin("in"));
+        feeder.send(i);
+        layout.runToEnd();
+        EXPECT_EQ(layout.findFilter("compass")->getInputPin("inMag").getLastTimeStamp(), i + 1.0);
+        FlowManager::instance().clear();
+        plugins().unloadAll();
+        EXPECT_THAT(plugins().getTypeNames(), IsEmpty());
+    }
+}
+
+TEST_F(PluginModule, PinsOfTwoModulesConnect) {
+    plugins().load(kModules + "EchoA.so");
+    plugins().load(kModules + "EchoB.so");
+    for (const bool sameLayout : {true, false}) {
+        LayoutManager one("one"), two("two");
+        Filter& a = one.add(plugins().createFilter("FilterEchoA", "a"));
+        Filter& b = (sameLayout ? one : two).add(plugins().createFilter("FilterEchoB", "b"));
+        connect(a.getOutputPin("out"), b.getInputPin("in"), {.synchronous = true});
+        std::vector<Testing::Sent> log;
+        Testing::ListeningPin end("end", log);
+        OutputPin<Matrix> feeder("feeder", nullptr, Testing::row({1, 2}));
+        connect(feeder, a.getInputPin("in"));
+        connect(b.getOutputPin("out"), end);
+        feeder.send(5);
+        one.runToEnd();
+        two.runToEnd();
+        ASSERT_EQ(log.size(), 1u);
+        EXPECT_EQ(log[0].t, 7.0);
+        EXPECT_EQ(log[0].value, Testing::row({1, 2}));
+        disconnect(end);
+    }
+}
+
+TEST_F(PluginModule, WhatCannotBeLoadedLeavesNothingBehind) {
+    plugins().load(kModules + "EchoA.so");
+    const auto load = [](const std::string& name) { return outcome([&] { plugins().load(name); }); };
+    EXPECT_THAT(load("NoSuchPlugin"), AllOf(HasSubstr("Poco::FileNotFoundException"),
+                                            HasSubstr("NoSuchPlugin.so"), HasSubstr("KAVELIN_PLUGIN_PATH")));
+    EXPECT_THAT(load("./no/such.so"), HasSubstr("no plugin file './no/such.so'"));
+    EXPECT_THAT(load(kModules + "WrongVersion.so"),
+                AllOf(HasSubstr("0.9.7"), HasSubstr("this host is 0.10.0")));
+    EXPECT_THAT(load(kModules + "Incomplete.so"), HasSubstr("has no function dllStopPlugin"));
+    EXPECT_THAT(load(KAVELIN_TEST_MODULES "/NotAModule.so"), HasSubstr("Poco::LibraryLoadException"));
+    EXPECT_THAT(load(kModules + "EchoAgain.so"),
+                AllOf(HasSubstr("Poco::ExistsException"), HasSubstr("'FilterEchoA'"),
+                      HasSubstr("'Echo of FilterEchoA'")));
+    EXPECT_EQ(plugins().getPlugins().size(), 1u);
+    EXPECT_THAT(plugins().getTypeNames(), ElementsAre("FilterEchoA"));
+    EXPECT_NE(plugins().createFilter("FilterEchoA", "still there"), nullptr);
+    EXPECT_THAT(outcome([] { plugins().createFilter("FilterEkoA", "x"); }),
+                HasSubstr("the nearest are 'FilterEchoA'"));
+}
+
+TEST_F(PluginModule, IsNotUnloadedUnderItsFilters) {
+    plugins().load(kModules + "EchoA.so");
+    FilterPtr filter = plugins().createFilter("FilterEchoA", "the one");
+    EXPECT_THAT(outcome([] { plugins().unloadAll(); }), HasSubstr("in use by the filters 'the one'"));
+    filter.reset();
+    EXPECT_EQ(outcome([] { plugins().unloadAll(); }), "accepted");
+}
+
+TEST_F(PluginModule, AFilterInARunningLayoutStopsItWhenDestroyed) {
+    plugins().load(kModules + "EchoA.so");
+    LayoutManager layout("layout");
+    FilterPtr filter = plugins().createFilter("FilterEchoA", "echo");
+    layout.add(*filter);
+    OutputPin<Matrix> feeder("feeder", nullptr, Testing::row({1}));
+    connect(feeder, filter->getInputPin("in"));
+    layout.start();
+    filter.reset();
+    EXPECT_FALSE(layout.isRunning());
+    EXPECT_THAT(layout.getFilters(), IsEmpty());
+    EXPECT_THAT(feeder.getAttachedInputs(), IsEmpty());
+}
+
+std::vector<std::string> exportedSymbols(const std::string& file) {
+    const std::string command = "nm -D -C --defined-only '" + file + "'";
+    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(::popen(command.c_str(), "r"), ::pclose);
+    std::vector<std::string> symbols;
+    std::array<char, 4096> line;
+    while (std::fgets(line.data(), line.size(), pipe.get()) != nullptr) {
+        std::string text = line.data();
+        text.pop_back();
+        symbols.push_back(text.substr(text.find(' ', text.find(' ') + 1) + 1));
+    }
+    return symbols;
+}
+
+TEST(Symbols, APluginExportsItsThreeFunctionsOnly) {
+    EXPECT_THAT(exportedSymbols(KAVELIN_PLUGIN_FILE),
+                testing::UnorderedElementsAre("dllStartPlugin", "dllStopPlugin", "dllGetKavelinVersion"));
+}
+
+TEST(Symbols, TheHostExportsItsOwnNamesOnly) {
+    const std::vector<std::string> symbols = exportedSymbols(KAVELIN_CORE_FILE);
+    EXPECT_GT(symbols.size(), 100u);
+    for (const std::string& symbol : symbols) {
+        EXPECT_TRUE(symbol.find("Kavelin::") != std::string::npos ||
+                    symbol.find("Util::System::") != std::string::npos)
+            << symbol;
+    }
+}
+
+}  // namespace
+}  // namespace Kavelin::Core
