@@ -9,7 +9,7 @@
 #include <string>
 
 #include "support/DisturbedMotion.h"
-#include "support/Matchers.h"
+#include "support/HostileSamples.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
@@ -141,30 +141,18 @@ TEST(SphericalAttitudeComputer, ResetLeavesNoTrace) {
     EXPECT_EQ(fresh.bias(), used.bias());
 }
 
-// A value that a broken sensor or wire can give, drawn anew for each element.
-double hostileValue(std::mt19937& engine) {
-    static constexpr double kValues[] = {0,        -0.0,      1e-320, -1e-160, 1e-7,   1,     -9.81,
-                                         30,       -1e3,      9e3,    1e99,    -1e160, 1e308, -1e308,
-                                         HUGE_VAL, -HUGE_VAL, NAN,    1e-3,    5,      -48};
-    return kValues[std::uniform_int_distribution<std::size_t>(0, std::size(kValues) - 1)(engine)];
-}
-
 TEST(SphericalAttitudeComputer, OutputsStayFiniteWhateverComesIn) {
     for (unsigned seed = 0; seed < 200; ++seed) {
         std::mt19937 engine(seed);
-        std::uniform_real_distribution<double> step(-0.002, 0.02);
-        const auto hostile = [&] {
-            const double x = hostileValue(engine), y = hostileValue(engine);
-            return Vector3d(x, y, engine() % 2 ? x : hostileValue(engine));
-        };
         SphericalAttitudeComputer computer;
         double t = 0;
         for (int i = 0; i < 500; ++i) {
-            t += engine() % 50 ? step(engine) : 3.0;
+            t += hostileStep(engine);
             const bool good = engine() % 3 == 0;
             const MotionState pose = Motion().at(t);
-            if (!computer.advance(t, good ? pose.acc : hostile(), good ? pose.rate : hostile(),
-                                  good ? pose.field : hostile())) {
+            if (!computer.advance(
+                    engine() % 99 ? t : hostileValue(engine), good ? pose.acc : hostileVector(engine),
+                    good ? pose.rate : hostileVector(engine), good ? pose.field : hostileVector(engine))) {
                 continue;
             }
             ASSERT_NEAR(computer.attitude().norm(), 1, 1e-12) << "seed " << seed << ", sample " << i;

@@ -1,0 +1,61 @@
+#include "attitude/FilterSphericalFilteringAttitude.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace Kavelin::OrientationInternal {
+
+namespace {
+
+bool isRow3(const Matrix& sample) { return sample.rows() == 1 && sample.cols() == 3; }
+
+}  // namespace
+
+FilterSphericalFilteringAttitude::FilterSphericalFilteringAttitude(const std::string& name)
+    : Filter(name, true) {}
+
+void FilterSphericalFilteringAttitude::process() {
+    if (!rate_.fetch() || !acc_.fetch()) return;
+    rate_.consume();
+    acc_.consume();
+    double t = std::max(rate_.lastTimeStamp(), acc_.lastTimeStamp());
+    Eigen::Vector3d field = Eigen::Vector3d::Constant(std::numeric_limits<double>::quiet_NaN());
+    if (field_.readNext()) {
+        t = std::max(t, field_.lastTimeStamp());
+        if (useField_.value() && isRow3(field_.value())) field = Eigen::Vector3d::Map(field_.value().data());
+    }
+    if (!isRow3(rate_.value()) || !isRow3(acc_.value())) return;
+    computer_.setSettings(settings());
+    if (!computer_.advance(t, Eigen::Vector3d::Map(acc_.value().data()),
+                           Eigen::Vector3d::Map(rate_.value().data()), field)) {
+        return;
+    }
+    send(t);
+}
+
+SphericalAttitudeComputer::Settings FilterSphericalFilteringAttitude::settings() const {
+    return {.gravityTimeConstant = gravityTime_.value(),
+            .fieldNoise = fieldNoise_.value(),
+            .rest = {.rateLimit = restRate_.value(),
+                     .accelerationLimit = restAcceleration_.value(),
+                     .biasLimit = biasLimit_.value(),
+                     .duration = restTime_.value()}};
+}
+
+void FilterSphericalFilteringAttitude::send(double t) {
+    const Eigen::Quaterniond& q = computer_.attitude();
+    attitudeQ_.value() << q.w(), q.x(), q.y(), q.z();
+    attitude_.value() = q.toRotationMatrix();
+    bias_.value() = computer_.bias().transpose();
+    properAcceleration_.value() = computer_.properAcceleration().transpose();
+    restFlag_.value()(0, 0) = computer_.atRest() ? 1.0 : 0.0;
+    fieldFlag_.value()(0, 0) = computer_.fieldDisturbed() ? 1.0 : 0.0;
+    attitudeQ_.send(t);
+    attitude_.send(t);
+    bias_.send(t);
+    properAcceleration_.send(t);
+    restFlag_.send(t);
+    fieldFlag_.send(t);
+}
+
+}  // namespace Kavelin::OrientationInternal

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <string>
+
+#include "attitude/SphericalAttitudeComputer.h"
+#include "core/FilterKit.h"
+
+namespace Kavelin::OrientationInternal {
+
+/// Estimates the attitude of a sensor unit from acceleration, rate and, where there is one, magnetic field:
+/// the estimator for who only wants the right orientation (see SphericalAttitudeComputer for how).
+///
+/// In, each a 1x3 row in the sensor frame: "3a" m/s^2, "3g" rad/s, "3m" any constant unit. "3a" and "3g" are
+/// taken together; a "3m" is taken with them if one has come. A pair of other shape is dropped; a "3m" of
+/// other shape or not a number is none. Out, stamped with the largest time stamp taken, in this order:
+/// "attitudeQ" 1x4 (w, x, y, z) and "attitude" 3x3, sensor to earth (East, North, Up); "3g_bias" 1x3 rad/s;
+/// "3a_prop" 1x3 m/s^2, earth frame, without gravity; "flag_rest"; "flag_mag", 1.0 while the field is
+/// disturbed or there is none. Nothing is sent before the first usable acceleration.
+class FilterSphericalFilteringAttitude : public Filter {
+public:
+    static constexpr const char* kTypeName = "FilterSphericalFilteringAttitude";
+
+    explicit FilterSphericalFilteringAttitude(const std::string& name);
+    void process() override;  // [layout thread]
+    std::string typeName() const override { return kTypeName; }
+
+private:
+    void onReset() { computer_.reset(); }
+    SphericalAttitudeComputer::Settings settings() const;
+    void send(double t);
+
+    InputPin<Matrix> acc_{"3a", this};
+    InputPin<Matrix> rate_{"3g", this};
+    InputPin<Matrix> field_{"3m", this, NonBlocking{}};
+    OutputPin<Matrix> attitudeQ_{"attitudeQ", this, Matrix::Identity(1, 4)};
+    OutputPin<Matrix> attitude_{"attitude", this, Matrix::Identity(3, 3)};
+    OutputPin<Matrix> bias_{"3g_bias", this, Matrix::Zero(1, 3)};
+    OutputPin<Matrix> properAcceleration_{"3a_prop", this, Matrix::Zero(1, 3)};
+    OutputPin<Matrix> restFlag_{"flag_rest", this, Matrix::Zero(1, 1)};
+    OutputPin<Matrix> fieldFlag_{"flag_mag", this, Matrix::Zero(1, 1)};
+
+    RangeProperty<double> gravityTime_{
+        "Gravity time constant",
+        this,
+        {.minimum = 0.05, .maximum = 60, .step = 0.01, .value = 1.07, .unit = "s"}};
+    RangeProperty<double> fieldNoise_{
+        "Field noise",
+        this,
+        {.minimum = 0.001, .maximum = 100, .step = 0.001, .value = 0.173, .unit = "rad sqrt(s)"}};
+    RangeProperty<double> restRate_{
+        "Rest rate limit",
+        this,
+        {.minimum = 0, .maximum = 1, .step = 0.001, .value = 0.035, .unit = "rad/s"}};
+    RangeProperty<double> restAcceleration_{
+        "Rest acceleration limit",
+        this,
+        {.minimum = 0, .maximum = 20, .step = 0.01, .value = 0.4, .unit = "m/s^2"}};
+    RangeProperty<double> restTime_{
+        "Rest time", this, {.minimum = 0.1, .maximum = 60, .step = 0.1, .value = 1, .unit = "s"}};
+    RangeProperty<double> biasLimit_{
+        "Bias limit", this, {.minimum = 0, .maximum = 1, .step = 0.001, .value = 0.05, .unit = "rad/s"}};
+    ValueProperty<bool> useField_{"Use 3m", this, true};
+    CommandProperty reset_{"Reset", this, handler(this, &FilterSphericalFilteringAttitude::onReset)};
+
+    SphericalAttitudeComputer computer_;
+};
+
+}  // namespace Kavelin::OrientationInternal
