@@ -2,9 +2,12 @@
 
 #include "attitude/FilterAGMAttitude_v5.h"
 #include "attitude/FilterAGMAttitude_v6.h"
+#include "attitude/FilterAGMAttitude_v7.h"
+#include "attitude/FilterAGMAttitude_v8.h"
 #include "attitude/FilterAGMTriad_gyro.h"
 #include "attitude/FilterAbsoluteAttitude.h"
 #include "attitude/FilterAttitude.h"
+#include "attitude/FilterSphericalFilteringAttitude.h"
 #include "attitude/FilterXSENSAttitude.h"
 #include "converters/Filter3a3mGenerator.h"
 #include "converters/FilterCompass.h"
@@ -23,12 +26,13 @@ namespace Kavelin::OrientationInternal {
 namespace {
 
 // Alphabetical, case ignored, digits first; the host shows the types in this order.
-// clang-format off
 constexpr Core::RegistryRow kRows[] = {
     Core::row<Filter3a3mGenerator>(),
     Core::row<FilterAbsoluteAttitude>(),
     Core::row<FilterAGMAttitude_v5>(),
     Core::row<FilterAGMAttitude_v6>(),
+    Core::row<FilterAGMAttitude_v7>(),
+    Core::row<FilterAGMAttitude_v8>(),
     Core::row<FilterAGMTriad_gyro>(),
     Core::row<FilterAttitude>(),
     Core::row<FilterChangeOfBasis>(),
@@ -40,10 +44,10 @@ constexpr Core::RegistryRow kRows[] = {
     Core::row<FilterOrientationIntegration>(),
     Core::row<FilterOrientationQuality>(),
     Core::row<FilterQuaternionFilter>(),
+    Core::row<FilterSphericalFilteringAttitude>(),
     Core::row<FilterStaticMode>(),
     Core::row<FilterXSENSAttitude>(),
 };
-// clang-format on
 
 }  // namespace
 

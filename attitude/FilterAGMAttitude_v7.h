@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+#include "attitude/FilterAGMBase.h"
+
+namespace Kavelin::OrientationInternal {
+
+/// Estimates the attitude as `FilterAGMAttitude_v6`, and learns the gyroscope's bias at rest; its settings
+/// are relative to the lengths of the references.
+///
+/// Pins, properties and settings: docs/filters/FilterAGMAttitude_v7.md.
+class FilterAGMAttitude_v7 : public FilterAGMBase {
+public:
+    static constexpr const char* kTypeName = "FilterAGMAttitude_v7";
+
+    explicit FilterAGMAttitude_v7(const std::string& name);
+    std::string typeName() const override { return kTypeName; }
+
+protected:
+    void sendFurther(double t) override;
+
+private:
+    // 1x4: w, x, y, z, sensor to reference, unit norm
+    OutputPin<Matrix> attitudeQ_{"attitudeQ", this, Matrix::Identity(1, 4)};
+};
+
+}  // namespace Kavelin::OrientationInternal

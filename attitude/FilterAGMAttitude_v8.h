@@ -1,0 +1,47 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "attitude/AGMComputer_v8.h"
+#include "attitude/FilterAGMBase.h"
+
+namespace Kavelin::OrientationInternal {
+
+/// Estimates attitude and gyroscope bias from accelerometer, magnetometer and gyroscope, and holds the
+/// attitude still while a caller vouches that the unit does not move.
+///
+/// Pins, properties and settings: docs/filters/FilterAGMAttitude_v8.md. The reference frame of the common
+/// outputs is the earth's (East, North, Up), or that of the attitude handed in; "flag_acc" and "flag_mag"
+/// are 1.0 while that sensor is not static.
+class FilterAGMAttitude_v8 : public FilterAGMBase {
+public:
+    static constexpr const char* kTypeName = "FilterAGMAttitude_v8";
+
+    explicit FilterAGMAttitude_v8(const std::string& name);
+    std::string typeName() const override { return kTypeName; }
+
+protected:
+    void takeFurther() override;
+    void sendFurther(double t) override;
+
+private:
+    FilterAGMAttitude_v8(const std::string& name, AGMComputer_v8* computer);
+
+    AGMComputer_v8& computer_;  // owned by the base
+    bool lockedByPin_ = false;
+
+    InputPin<Matrix> lock_{"lock", this,
+                           NonBlocking{}};  // 1x1: non-zero locks, zero unlocks, the last one counts
+    InputPin<Matrix> quat0_{"quat_0", this,
+                            NonBlocking{}};  // 1x4: attitude to take at the end of the next start
+    OutputPin<Matrix> attitudeQ_{"attitudeQ", this, Matrix::Identity(1, 4)};  // w, x, y, z, sensor to earth
+    OutputPin<Matrix> bias_{"3g_bias", this, Matrix::Zero(1, 3)};             // rad/s, sensor frame
+    OutputPin<Matrix> restFlag_{"flag_rest", this, Matrix::Zero(1, 1)};       // 1.0 or 0.0
+    OutputPin<Matrix> lockFlag_{"flag_lock", this, Matrix::Zero(1, 1)};       // 1.0 or 0.0
+    OutputPin<Matrix> innovation_{"innovation", this, Matrix::Zero(1, 6)};    // acceleration, field; relative
+
+    ValueProperty<bool> lockedByHand_{"Locked", this, false};
+};
+
+}  // namespace Kavelin::OrientationInternal
