@@ -4,10 +4,12 @@
 //
 // Recordings with a reference are taken from the folder in KAVELIN_DATA; simulated ones are always there.
 
-#include <chrono>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -39,23 +41,22 @@ std::vector<Estimate> run(const EstimatorEntry& entry, const Recording& recordin
     return estimates;
 }
 
-// ns a sample, the least of several runs.
+// ns of processor time a sample, the least of several runs.
 double cost(const EstimatorEntry& entry, const Recording& recording) {
-    using Clock = std::chrono::steady_clock;
-    double least = 1e30;
+    std::clock_t least = std::numeric_limits<std::clock_t>::max();
     for (int i = 0; i < 5; ++i) {
         const auto estimator = entry.make();
-        const auto begin = Clock::now();
+        const std::clock_t begin = std::clock();
         for (const Sample& sample : recording.samples) static_cast<void>(estimator->step(sample));
-        const std::chrono::duration<double, std::nano> spent = Clock::now() - begin;
-        least = std::min(least, spent.count() / static_cast<double>(recording.samples.size()));
+        least = std::min(least, std::clock() - begin);
     }
-    return least;
+    return 1e9 * static_cast<double>(least) / CLOCKS_PER_SEC / static_cast<double>(recording.samples.size());
 }
 
-const char* alignmentName(Alignment alignment) {
-    if (alignment == Alignment::StartPose) return "start pose";
-    return alignment == Alignment::Heading ? "heading" : "none";
+// What is taken out before the comparison, in a word.
+const char* alignedBy(Alignment alignment) {
+    if (alignment == Alignment::kStart) return "start";
+    return alignment == Alignment::kHeading ? "heading" : "none";
 }
 
 bool chosen(const EstimatorEntry& entry, int argc, char** argv) {
@@ -67,19 +68,30 @@ bool chosen(const EstimatorEntry& entry, int argc, char** argv) {
 
 void printTable(int argc, char** argv) {
     const std::vector<Recording> recordings = loadRecordings();
-    std::puts("RMS error in degrees over the movement; alignment: what is taken out before (an arbitrary");
     std::puts(
-        "heading of the reference is always taken out). ns: a call with one sample set, whole recording.\n");
-    std::printf("%-18s %-28s %-10s %8s %8s %8s %8s\n", "recording", "estimator", "alignment", "total",
-                "heading", "inclin.", "ns");
+        "RMS error in degrees over the movement. Aligned by: what is taken out before. none; heading: the "
+        "one turn");
+    std::puts(
+        "about the vertical that fits best (the estimator's or the reference's heading is arbitrary); start: "
+        "the");
+    std::puts(
+        "rotation at the first output with a reference (the estimator is relative to its start). ns of "
+        "processor");
+    std::puts("time: one sample set. \"none\": no finite estimate.\n");
+    std::printf("%-18s %-28s %-8s %8s %8s %8s %8s\n", "recording", "estimator", "aligned", "total", "heading",
+                "inclin.", "ns");
     for (const Recording& recording : recordings) {
         for (const EstimatorEntry& entry : allEstimators()) {
             if (!chosen(entry, argc, argv)) continue;
             const ErrorFigures e = compareWithTruth(recording, run(entry, recording), entry.alignment);
-            const bool turned = entry.alignment == Alignment::None && !recording.headingKnown;
-            std::printf("%-18s %-28s %-10s %8.2f %8.2f %8.2f %8.0f\n", recording.name.c_str(),
-                        entry.name.c_str(), alignmentName(turned ? Alignment::Heading : entry.alignment),
-                        e.total, e.heading, e.inclination, cost(entry, recording));
+            std::printf("%-18s %-28s %-8s ", recording.name.c_str(), entry.name.c_str(),
+                        alignedBy(appliedAlignment(recording, entry.alignment)));
+            if (e.count > 0) {
+                std::printf("%8.2f %8.2f %8.2f", e.total, e.heading, e.inclination);
+            } else {
+                std::printf("%8s %8s %8s", "none", "-", "-");
+            }
+            std::printf(" %8.0f\n", cost(entry, recording));
         }
     }
 }

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/support/OrientationError.h"
+#include "bench/support/Comparison.h"
 
 namespace Kavelin::Bench {
 
@@ -22,7 +22,7 @@ public:
 /// One row of the table.
 struct EstimatorEntry {
     std::string name;
-    Alignment alignment = Alignment::None;
+    Alignment alignment = Alignment::kNone;
     std::function<std::unique_ptr<Estimator>()> make;
 };
 

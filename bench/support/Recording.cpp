@@ -1,11 +1,13 @@
 #include "bench/support/Recording.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdlib>
 #include <fstream>
-#include <sstream>
+#include <limits>
+#include <optional>
 #include <stdexcept>
+#include <string>
+
+#include "io/RecordingReader.h"
 
 namespace Kavelin::Bench {
 
@@ -13,53 +15,50 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using Table = std::vector<std::vector<double>>;
-
-std::vector<std::string> splitCells(const std::string& line) {
-    std::vector<std::string> cells;
-    std::istringstream stream(line);
-    for (std::string cell; std::getline(stream, cell, ',');) cells.push_back(cell);
-    return cells;
+std::optional<std::size_t> channelOf(const RecordingIO::Schema& schema, std::string_view pin) {
+    for (std::size_t i = 0; i < schema.channels.size(); ++i) {
+        if (schema.channels[i].pin == pin) return i;
+    }
+    return std::nullopt;
 }
 
-double toNumber(const std::string& cell) {
-    return cell.empty() ? std::nan("") : std::strtod(cell.c_str(), nullptr);
+// A sensor's value in this row; not a number where the row has none.
+Eigen::Vector3d sensorValue(const RecordingIO::RecordingReader& reader, std::optional<std::size_t> channel) {
+    if (channel && reader.has(*channel)) return Eigen::Vector3d::Map(reader.values(*channel));
+    return Eigen::Vector3d::Constant(std::numeric_limits<double>::quiet_NaN());
 }
 
-// The named columns of a file, row by row.
-Table readColumns(const fs::path& file, const std::vector<std::string>& names) {
+// Adds what one file holds: samples, truth, or both.
+void addFile(Recording& recording, const fs::path& file) {
+    auto reader = RecordingIO::RecordingReader::open(file.string(), {});
+    const auto acc = channelOf(reader.schema(), "3a");
+    const auto rate = channelOf(reader.schema(), "3g");
+    const auto field = channelOf(reader.schema(), "3m");
+    const auto truth = channelOf(reader.schema(), "quat");
+    using Next = RecordingIO::RecordingReader::Next;
+    for (Next next = reader.next(); next != Next::kEnd; next = reader.next()) {
+        if (next == Next::kFault) throw std::runtime_error(reader.message());
+        const double t = reader.time();
+        if (acc && rate) {
+            recording.samples.push_back(
+                {t, sensorValue(reader, acc), sensorValue(reader, rate), sensorValue(reader, field)});
+        }
+        if (truth && reader.has(*truth)) {
+            const double* q = reader.values(*truth);
+            recording.truth.push_back({t, Eigen::Quaterniond(q[0], q[1], q[2], q[3]).normalized()});
+        }
+    }
+}
+
+void addMovement(Recording& recording, const fs::path& file) {
     std::ifstream stream(file);
-    std::string line;
-    if (!stream || !std::getline(stream, line)) throw std::runtime_error("Cannot read " + file.string());
-    const std::vector<std::string> header = splitCells(line);
-    std::vector<std::size_t> columns;
-    for (const std::string& name : names) {
-        const auto at = std::find(header.begin(), header.end(), name);
-        if (at == header.end()) throw std::runtime_error(file.string() + " has no column " + name);
-        columns.push_back(static_cast<std::size_t>(at - header.begin()));
-    }
-    Table table;
-    while (std::getline(stream, line)) {
-        const std::vector<std::string> cells = splitCells(line);
-        std::vector<double> row;
-        for (const std::size_t c : columns)
-            row.push_back(c < cells.size() ? toNumber(cells[c]) : std::nan(""));
-        table.push_back(row);
-    }
-    return table;
-}
-
-void addSamples(Recording& recording, const fs::path& file) {
-    for (const auto& r : readColumns(file, {"t", "ax", "ay", "az", "gx", "gy", "gz", "mx", "my", "mz"})) {
-        recording.samples.push_back({r[0], {r[1], r[2], r[3]}, {r[4], r[5], r[6]}, {r[7], r[8], r[9]}});
-    }
-}
-
-void addTruth(Recording& recording, const fs::path& file) {
-    for (const auto& r : readColumns(file, {"t", "qw", "qx", "qy", "qz"})) {
-        const Eigen::Quaterniond q(r[1], r[2], r[3], r[4]);
-        if (q.coeffs().allFinite()) recording.truth.push_back({r[0], q.normalized()});
-    }
+    std::string header;
+    std::getline(stream, header);
+    double begin = 0.0;
+    double end = 0.0;
+    for (char comma = 0; stream >> begin >> comma >> end;) recording.movement.emplace_back(begin, end);
+    if (recording.movement.empty())
+        throw std::runtime_error(file.string() + " holds no interval t_start,t_end");
 }
 
 }  // namespace
@@ -73,15 +72,14 @@ bool Recording::counts(double t) const {
 Recording loadRecording(const fs::path& folder) {
     Recording recording;
     recording.name = folder.filename().string();
-    const bool single = fs::exists(folder / "recording.csv");
-    recording.headingKnown = single;
-    addSamples(recording, folder / (single ? "recording.csv" : "imu.csv"));
-    addTruth(recording, folder / (single ? "recording.csv" : "reference.csv"));
-    if (fs::exists(folder / "movement.csv")) {
-        for (const auto& r : readColumns(folder / "movement.csv", {"t_start", "t_end"})) {
-            recording.movement.emplace_back(r[0], r[1]);
-        }
+    recording.headingKnown = fs::exists(folder / "recording.csv");
+    if (recording.headingKnown) {
+        addFile(recording, folder / "recording.csv");
+    } else {
+        addFile(recording, folder / "imu.csv");
+        addFile(recording, folder / "reference.csv");
     }
+    if (fs::exists(folder / "movement.csv")) addMovement(recording, folder / "movement.csv");
     return recording;
 }
 

@@ -34,7 +34,7 @@ struct Recording {
 };
 
 /// Reads a folder that holds `recording.csv` (with `movement.csv`), or `imu.csv` and `reference.csv`.
-/// Throws std::runtime_error that names the file when it cannot be read or lacks a column.
+/// Throws Poco::Exception or std::runtime_error, with the file and line, for what cannot be read.
 Recording loadRecording(const std::filesystem::path& folder);
 
 /// Every folder of `root` that holds a recording with a reference, by name.

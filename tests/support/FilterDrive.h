@@ -46,6 +46,8 @@ public:
         for (const auto& taker : takers_) count += taker->readNext() ? 1 : 0;
         return count;
     }
+    /// The sample that output pin number `output` sent last and `process` read.
+    const Core::Matrix& received(std::size_t output) const { return takers_[output]->value(); }
     /// Writes a property from its text form.
     void set(const char* property, const char* text) {
         filter_.getPropertyBag().get(property).deSerialize(text);
