@@ -66,6 +66,27 @@ bool chosen(const EstimatorEntry& entry, int argc, char** argv) {
     return argc < 2;
 }
 
+void printRow(const EstimatorEntry& entry, const Recording& recording) {
+    const std::vector<Pair> pairs = pairUp(recording, run(entry, recording));
+    const Alignment alignment = appliedAlignment(recording, entry.alignment);
+    const ErrorFigures e = errorsOf(recording, pairs, alignment);
+    std::printf("%-18s %-28s %-8s ", recording.name.c_str(), entry.name.c_str(), alignedBy(alignment));
+    if (e.count > 0) {
+        std::printf("%8.2f %8.2f %8.2f", e.total, e.heading, e.inclination);
+    } else {
+        std::printf("%8s %8s %8s", "none", "-", "-");
+    }
+    const double astray = lastTimeAstray(pairs, alignment);
+    if (alignment == Alignment::kHeading || e.count == 0) {
+        std::printf(" %8s", "-");
+    } else if (astray > 0.0 && astray == pairs.back().t) {
+        std::printf(" %8s", "never");
+    } else {
+        std::printf(" %8.0f", astray);
+    }
+    std::printf(" %8.0f\n", cost(entry, recording));
+}
+
 void printTable(int argc, char** argv) {
     const std::vector<Recording> recordings = loadRecordings();
     std::puts(
@@ -75,23 +96,14 @@ void printTable(int argc, char** argv) {
         "about the vertical that fits best (the estimator's or the reference's heading is arbitrary); start: "
         "the");
     std::puts(
-        "rotation at the first output with a reference (the estimator is relative to its start). ns of "
-        "processor");
-    std::puts("time: one sample set. \"none\": no finite estimate.\n");
-    std::printf("%-18s %-28s %-8s %8s %8s %8s %8s\n", "recording", "estimator", "aligned", "total", "heading",
-                "inclin.", "ns");
+        "rotation at the first output with a reference (the estimator is relative to its start). 3 deg: the "
+        "time in s");
+    std::puts("from which the total error stays below 3 degrees. ns: processor time of one sample set.\n");
+    std::printf("%-18s %-28s %-8s %8s %8s %8s %8s %8s\n", "recording", "estimator", "aligned", "total",
+                "heading", "inclin.", "3 deg", "ns");
     for (const Recording& recording : recordings) {
         for (const EstimatorEntry& entry : allEstimators()) {
-            if (!chosen(entry, argc, argv)) continue;
-            const ErrorFigures e = compareWithTruth(recording, run(entry, recording), entry.alignment);
-            std::printf("%-18s %-28s %-8s ", recording.name.c_str(), entry.name.c_str(),
-                        alignedBy(appliedAlignment(recording, entry.alignment)));
-            if (e.count > 0) {
-                std::printf("%8.2f %8.2f %8.2f", e.total, e.heading, e.inclination);
-            } else {
-                std::printf("%8s %8s %8s", "none", "-", "-");
-            }
-            std::printf(" %8.0f\n", cost(entry, recording));
+            if (chosen(entry, argc, argv)) printRow(entry, recording);
         }
     }
 }

@@ -9,7 +9,7 @@
 #include "attitude/FilterAGMAttitude_v8.h"
 #include "attitude/FilterSphericalFilteringAttitude.h"
 #include "attitude/SphericalAttitudeComputer.h"
-#include "bench/support/FilterDrive.h"
+#include "support/FilterDrive.h"
 
 namespace Kavelin::Bench {
 
@@ -84,7 +84,7 @@ public:
     }
 
 private:
-    FilterDrive<F> drive_;
+    Tests::FilterDrive<F> drive_;
     std::size_t acc_ = 0, rate_ = 0, field_ = 0, matrix_ = 0;
     std::optional<std::size_t> quaternion_;
 };
