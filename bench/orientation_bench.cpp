@@ -8,8 +8,11 @@
 
 #include "orientation/ChangeOfBasisComputer.h"
 #include "orientation/ConvergenceHistory.h"
+#include "orientation/FilterAngleDG.h"
 #include "orientation/FilterChangeOfBasis.h"
 #include "orientation/FilterConvergenceTime.h"
+#include "orientation/FilterCumulAngles.h"
+#include "orientation/FilterFlipDetectionLib.h"
 #include "orientation/FilterOrientationIntegration.h"
 #include "orientation/FilterOrientationQuality.h"
 #include "orientation/FilterQuaternionFilter.h"
@@ -119,6 +122,55 @@ void basisProcess(benchmark::State& state) {
     });
 }
 
+void anglePlain(benchmark::State& state) {
+    AngleDGComputer computer;
+    const Quaternion d = samples()[0].truth.wxyz();
+    overSamples(
+        state, [&](double, const auto& s) { benchmark::DoNotOptimize(computer.compute(d, s.truth.wxyz())); });
+}
+
+void angleProcess(benchmark::State& state) {
+    FilterDrive<FilterAngleDG> drive;
+    overSamples(state, [&](double t, const auto& s) {
+        drive.send(0, t, samples()[0].truth.wxyz().transpose());
+        drive.send(1, t, s.truth.wxyz().transpose());
+        benchmark::DoNotOptimize(drive.process());
+    });
+}
+
+void cumulPlain(benchmark::State& state) {
+    AngleAccumulator accumulator;
+    Vector3 cumul, turns;
+    overSamples(state, [&](double, const auto& s) {
+        accumulator.advance({s.rate.data(), 3}, {cumul.data(), 3}, {turns.data(), 3});
+        benchmark::DoNotOptimize(cumul);
+    });
+}
+
+void cumulProcess(benchmark::State& state) {
+    FilterDrive<FilterCumulAngles> drive;
+    overSamples(state, [&](double t, const auto& s) {
+        drive.send(0, t, s.rate.transpose());
+        benchmark::DoNotOptimize(drive.process());
+    });
+}
+
+void flipPlain(benchmark::State& state) {
+    FlipDetector detector;
+    const FlipSettings settings{.angleOn = 2.0, .angleOff = 1.0};
+    overSamples(state, [&](double t, const auto& s) {
+        benchmark::DoNotOptimize(detector.advance(s.acc, t, settings));
+    });
+}
+
+void flipProcess(benchmark::State& state) {
+    FilterDrive<FilterFlipDetectionLib> drive;
+    overSamples(state, [&](double t, const auto& s) {
+        drive.send(0, t, s.acc.transpose());
+        benchmark::DoNotOptimize(drive.process());
+    });
+}
+
 /// An error that decays into noise and has settled after 10 s at 100 Hz.
 double settlingError(std::size_t i, std::mt19937& random) {
     std::normal_distribution<double> noise(1.0, 0.15);
@@ -176,6 +228,12 @@ BENCHMARK(qualityPlain)->Name("FilterOrientationQuality/plain");
 BENCHMARK(agmProcess<FilterOrientationQuality>)->Name("FilterOrientationQuality/process");
 BENCHMARK(basisPlain)->Name("FilterChangeOfBasis/plain");
 BENCHMARK(basisProcess)->Name("FilterChangeOfBasis/process");
+BENCHMARK(anglePlain)->Name("FilterAngleDG/plain");
+BENCHMARK(angleProcess)->Name("FilterAngleDG/process");
+BENCHMARK(cumulPlain)->Name("FilterCumulAngles/plain");
+BENCHMARK(cumulProcess)->Name("FilterCumulAngles/process");
+BENCHMARK(flipPlain)->Name("FilterFlipDetectionLib/plain");
+BENCHMARK(flipProcess)->Name("FilterFlipDetectionLib/process");
 BENCHMARK(convergenceProcess)->Name("FilterConvergenceTime/process")->Iterations(100000);
 // The cost curve: errors already recorded, up to an hour at 100 Hz.
 BENCHMARK(convergenceAt<KeptHistory>)

@@ -13,9 +13,12 @@
 #include "converters/FilterCompass.h"
 #include "converters/FilterInclinometer.h"
 #include "converters/FilterOmegaToMatrix.h"
+#include "orientation/FilterAngleDG.h"
 #include "orientation/FilterChangeOfBasis.h"
 #include "orientation/FilterConstantPlane.h"
 #include "orientation/FilterConvergenceTime.h"
+#include "orientation/FilterCumulAngles.h"
+#include "orientation/FilterFlipDetectionLib.h"
 #include "orientation/FilterOrientationIntegration.h"
 #include "orientation/FilterOrientationQuality.h"
 #include "orientation/FilterQuaternionFilter.h"
@@ -34,11 +37,14 @@ constexpr Core::RegistryRow kRows[] = {
     Core::row<FilterAGMAttitude_v7>(),
     Core::row<FilterAGMAttitude_v8>(),
     Core::row<FilterAGMTriad_gyro>(),
+    Core::row<FilterAngleDG>(),
     Core::row<FilterAttitude>(),
     Core::row<FilterChangeOfBasis>(),
     Core::row<FilterCompass>(),
     Core::row<FilterConstantPlane>(),
     Core::row<FilterConvergenceTime>(),
+    Core::row<FilterCumulAngles>(),
+    Core::row<FilterFlipDetectionLib>(),
     Core::row<FilterInclinometer>(),
     Core::row<FilterOmegaToMatrix>(),
     Core::row<FilterOrientationIntegration>(),

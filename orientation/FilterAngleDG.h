@@ -1,0 +1,43 @@
+#pragma once
+
+#include <string>
+
+#include "core/FilterKit.h"
+#include "orientation/AngleDGComputer.h"
+
+namespace Kavelin::OrientationInternal {
+
+/// Computes the angle between two units, D and G: a joint angle, with its swing-twist decomposition about
+/// "axis".
+///
+/// "D", "G": attitudes, sensor to earth, in the same earth frame; 3x3 or 1x4 (w, x, y, z). The n-th of one
+/// goes with the n-th of the other; a pair with another shape, or that is no rotation, is dropped. "angle":
+/// 1x1, rad, the whole rotation, 0 to pi. "twist": 1x1, rad, about the axis, in [-pi, pi). "swing": 1x1, rad,
+/// what remains, 0 to pi. "relative": 1x4, of D to G, w not negative. All are stamped with the later time
+/// stamp of the pair.
+class FilterAngleDG : public Filter {
+public:
+    static constexpr const char* kTypeName = "FilterAngleDG";
+
+    explicit FilterAngleDG(const std::string& name);
+    void process() override;  // [layout thread]
+    std::string typeName() const override { return kTypeName; }
+
+private:
+    /// @throws Poco::DataFormatException unless the axis is 1x3 and has a direction.
+    void onAxis(const Matrix& axis);
+    void onReference() { computer_.requestReference(); }
+
+    InputPin<Matrix> d_{"D", this};
+    InputPin<Matrix> g_{"G", this};
+    OutputPin<Matrix> angle_{"angle", this, Matrix::Zero(1, 1)};
+    OutputPin<Matrix> twist_{"twist", this, Matrix::Zero(1, 1)};
+    OutputPin<Matrix> swing_{"swing", this, Matrix::Zero(1, 1)};
+    OutputPin<Matrix> relative_{"relative", this, Matrix{{1, 0, 0, 0}}};
+    ValueProperty<Matrix> axis_{"axis", this, Matrix{{0, 0, 1}}, handler(this, &FilterAngleDG::onAxis)};
+    CommandProperty reference_{"Reference", this, handler(this, &FilterAngleDG::onReference)};
+
+    AngleDGComputer computer_;
+};
+
+}  // namespace Kavelin::OrientationInternal

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+
+#include "core/FilterKit.h"
+#include "orientation/AngleAccumulator.h"
+
+namespace Kavelin::OrientationInternal {
+
+/// Accumulates angles over whole turns.
+///
+/// "angles": any shape, rad, each element wrapped anyhow. "reset": a first element other than 0.0 (a NaN too)
+/// starts anew with the next sample. "cumul": same shape, rad, each element within half a turn of its last
+/// value. "turns": same shape, whole turns since the start. Both are stamped as "angles". A change of shape
+/// starts all elements anew; an element that is not finite gives NaN and starts anew with its next value. A
+/// sample without elements is dropped.
+class FilterCumulAngles : public Filter {
+public:
+    static constexpr const char* kTypeName = "FilterCumulAngles";
+
+    explicit FilterCumulAngles(const std::string& name);
+    void process() override;  // [layout thread]
+    std::string typeName() const override { return kTypeName; }
+
+private:
+    void onReset() { accumulator_.reset(); }
+    void takeResetRequest();
+    void adopt(Eigen::Index rows, Eigen::Index columns);
+
+    InputPin<Matrix> angles_{"angles", this};
+    InputPin<Matrix> resetPin_{"reset", this, NonBlocking{}};
+    OutputPin<Matrix> cumul_{"cumul", this, Matrix::Zero(1, 1)};
+    OutputPin<Matrix> turns_{"turns", this, Matrix::Zero(1, 1)};
+    CommandProperty reset_{"Reset", this, handler(this, &FilterCumulAngles::onReset)};
+
+    AngleAccumulator accumulator_;
+};
+
+}  // namespace Kavelin::OrientationInternal

@@ -1,0 +1,93 @@
+#include "orientation/FilterAngleDG.h"
+
+#include <Poco/Exception.h>
+#include <gmock/gmock.h>
+
+#include <limits>
+
+#include "support/FilterHarness.h"
+#include "support/Matchers.h"
+
+namespace Kavelin::OrientationInternal {
+namespace {
+
+using Testing::FilterHarness;
+using Testing::row;
+using Harness = FilterHarness<FilterAngleDG>;
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+Matrix turnedAbout(const Eigen::Vector3d& axis, double angle) {
+    return Eigen::AngleAxisd(angle, axis.normalized()).toRotationMatrix();
+}
+
+TEST(FilterAngleDG, PairsOneToOneAndStampsWithTheLater) {
+    Harness h;
+    h.feed("G", 1.0, turnedAbout({0, 0, 1}, 0.3));
+    h.feed("G", 2.0, turnedAbout({1, 0, 0}, 0.4));
+    h.process(2);
+    EXPECT_TRUE(h.sends().empty());
+    h.feed("D", 1.5, row({1, 0, 0, 0}));
+    h.feed("D", 1.6, row({-2, 0, 0, 0}));  // any length and sign
+    h.process(2);
+    ASSERT_EQ(h.sends().size(), 8U);
+    const char* const pins[] = {"angle", "twist", "swing", "relative"};
+    for (std::size_t i = 0; i < 8; ++i) {
+        EXPECT_EQ(h.sends()[i].pin, pins[i % 4]);
+        EXPECT_EQ(h.sends()[i].t, i < 4 ? 1.5 : 2.0);
+    }
+    const double expected[] = {0.3, 0.3, 0.0, 0, 0.4, 0.0, 0.4};
+    for (const std::size_t i : {0U, 1U, 2U, 4U, 5U, 6U}) {
+        EXPECT_NEAR(h.sends()[i].value(0, 0), expected[i], 1e-12) << i;
+    }
+    EXPECT_THAT(h.sends()[7].value, Tests::isNearMatrix(row({std::cos(0.2), std::sin(0.2), 0, 0})));
+}
+
+TEST(FilterAngleDG, DropsAPairThatIsNoPairOfRotationsAndKeepsTheRequest) {
+    Harness h;
+    h.command("Reference");
+    const Matrix good = row({1, 0, 0, 0});
+    const Matrix bad[] = {row({0, 0, 0, 0}), row({kNaN, 0, 0, 0}),         row({1, 0, 0}),
+                          good.transpose(),  Matrix::Constant(3, 3, kNaN), Matrix(0, 0)};
+    for (const Matrix& one : bad) {
+        h.feed("D", 0.0, one);
+        h.feed("G", 0.0, good);
+        h.feed("D", 0.0, good);
+        h.feed("G", 0.0, one);
+    }
+    h.process(12);
+    EXPECT_TRUE(h.sends().empty());
+    h.feed("D", 0.0, good);
+    h.feed("G", 0.0, turnedAbout({0, 0, 1}, 0.5));
+    h.process();
+    EXPECT_NEAR(h.sent("twist").back().value(0, 0), 0.0, 1e-12);
+}
+
+TEST(FilterAngleDG, RefusesAnAxisWithoutADirection) {
+    Harness h;
+    struct Row {
+        const char* text;
+        const char* refusal;
+    };
+    const Row rows[] = {
+        {"1 3 0 0 0", "The axis needs a direction: finite elements and a length of at least 1e-5"},
+        {"1 3 0 0 1e-6", "The axis needs a direction: finite elements and a length of at least 1e-5"},
+        {"3 1 1 0 0", "The axis needs to be 1x3, not 3x1"},
+        {"1 2 1 0", "The axis needs to be 1x3, not 1x2"}};
+    for (const Row& row_ : rows) {
+        try {
+            h.set("axis", row_.text);
+            ADD_FAILURE() << row_.text << " was accepted";
+        } catch (const Poco::DataFormatException& error) {
+            EXPECT_EQ(error.message(), row_.refusal);
+        }
+    }
+    EXPECT_EQ(h.get("axis"), "1 3 0 0 1");
+    h.set("axis", "1 3 5 0 0");
+    h.feed("D", 0.0, row({1, 0, 0, 0}));
+    h.feed("G", 0.0, turnedAbout({1, 0, 0}, -0.5));
+    h.process();
+    EXPECT_NEAR(h.sent("twist").back().value(0, 0), -0.5, 1e-12);
+}
+
+}  // namespace
+}  // namespace Kavelin::OrientationInternal
