@@ -38,10 +38,12 @@ bool LayoutRun::run() {
     const InterruptGuard guard;
     prepareLanes();
     shareSchedules();
-    if (options_.threads)
-        runThreads();
-    else
+    if (options_.threads) {
+        flow_.start();
+        flow_.wait();
+    } else {
         flow_.runToEnd();
+    }
     for (Lane& lane : lanes_) lane.layout->setRoundHook({});
     complete();
     report();
@@ -114,11 +116,6 @@ void LayoutRun::perform(const ActionEntry& action) {
         fail("action " + at(action.at) + " on " + targetText(action) + ": " +
              (message.empty() ? Core::exceptionType(error) : message));
     }
-}
-
-void LayoutRun::runThreads() {
-    for (Lane& lane : lanes_) lane.layout->start();
-    for (Lane& lane : lanes_) lane.layout->wait();
 }
 
 void LayoutRun::fail(const std::string& text) {

@@ -45,7 +45,6 @@ private:
     void hook(Lane& lane);
     void beforeRound(Lane& lane, double t);
     void perform(const ActionEntry& action);
-    void runThreads();
     void complete();
     void fail(const std::string& text);
     void say(const std::string& text);
