@@ -14,5 +14,7 @@ void addInspectCommand(CLI::App& app, CommandContext& context);
 void addScriptCommand(CLI::App& app, CommandContext& context);
 void addRunCommand(CLI::App& app, CommandContext& context);
 void addCheckCommand(CLI::App& app, CommandContext& context);
+void addFuseCommand(CLI::App& app, CommandContext& context);
+void addSimulateCommand(CLI::App& app, CommandContext& context);
 
 }  // namespace Kavelin::Cli

@@ -49,9 +49,10 @@ double PairErrors::total() const {
     return 2.0 * std::atan2(std::hypot(si, sh), std::abs(w));
 }
 
-void AttitudeErrors::add(const Quaternion& estimate, const Quaternion& reference, bool counts) {
+std::optional<PairErrors> AttitudeErrors::add(const Quaternion& estimate, const Quaternion& reference,
+                                              bool counts) {
     const double norm = reference.norm();
-    if (!estimate.allFinite() || !reference.allFinite() || norm < 0.5) return;
+    if (!estimate.allFinite() || !reference.allFinite() || norm < 0.5) return std::nullopt;
     const Quaternion truth = reference / norm;
     Quaternion aligned = estimate;
     if (alignment_ == Alignment::kStart) {
@@ -59,14 +60,20 @@ void AttitudeErrors::add(const Quaternion& estimate, const Quaternion& reference
         hasStart_ = true;
         aligned = quaternionProduct(start_, estimate);
     }
-    if (!counts) return;
     const PairErrors errors = PairErrors::of(quaternionProduct(aligned, conjugated(truth)));
+    if (!counts) return errors;
     ++count_;
     if (alignment_ == Alignment::kHeading) {
         keep(errors);
-        return;
+    } else {
+        sum(errors);
     }
-    sumTotal_ += errors.total() * errors.total();
+    return errors;
+}
+
+void AttitudeErrors::sum(const PairErrors& errors) {
+    const double total = errors.total();
+    sumTotal_ += total * total;
     sumHeading_ += errors.heading * errors.heading;
     sumInclination_ += errors.inclination * errors.inclination;
 }
@@ -84,20 +91,21 @@ void AttitudeErrors::keep(const PairErrors& errors) {
 
 /// The angle whose removal leaves the least mean square heading error: the circular mean, then the plain mean
 /// around it.
-double AttitudeErrors::bestTurn() const {
+double AttitudeErrors::turn() const {
+    if (pairs_.empty()) return 0.0;
     double sine = 0.0;
     double cosine = 0.0;
     for (const PairErrors& pair : pairs_) {
         sine += std::sin(pair.heading);
         cosine += std::cos(pair.heading);
     }
-    double turn = std::atan2(sine, cosine);
+    double best = std::atan2(sine, cosine);
     for (int pass = 0; pass < 3; ++pass) {
         double sum = 0.0;
-        for (const PairErrors& pair : pairs_) sum += wrapped(pair.heading - turn);
-        turn += sum / static_cast<double>(pairs_.size());
+        for (const PairErrors& pair : pairs_) sum += wrapped(pair.heading - best);
+        best += sum / static_cast<double>(pairs_.size());
     }
-    return turn;
+    return best;
 }
 
 ErrorFigures AttitudeErrors::figures() const {
@@ -105,16 +113,11 @@ ErrorFigures AttitudeErrors::figures() const {
         return {rootMeanDegrees(sumTotal_, count_), rootMeanDegrees(sumHeading_, count_),
                 rootMeanDegrees(sumInclination_, count_), count_};
     }
-    const double turn = bestTurn();
-    AttitudeErrors sums(Alignment::kNone);
-    for (const PairErrors& pair : pairs_) {
-        const PairErrors rest{wrapped(pair.heading - turn), pair.inclination};
-        sums.sumTotal_ += rest.total() * rest.total();
-        sums.sumHeading_ += rest.heading * rest.heading;
-        sums.sumInclination_ += rest.inclination * rest.inclination;
-        ++sums.count_;
-    }
-    ErrorFigures figures = sums.figures();
+    const double best = turn();
+    AttitudeErrors rest(Alignment::kNone);
+    for (const PairErrors& pair : pairs_) rest.sum({wrapped(pair.heading - best), pair.inclination});
+    rest.count_ = pairs_.size();
+    ErrorFigures figures = rest.figures();
     figures.count = count_;
     return figures;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -44,10 +45,14 @@ class AttitudeErrors {
 public:
     explicit AttitudeErrors(Alignment alignment) : alignment_(alignment) {}
 
-    /// @param counts false: the pair only serves to find the start's rotation.  Pairs that are not finite are
-    /// left out.
-    void add(const Quaternion& estimate, const Quaternion& reference, bool counts = true);
+    /// @param counts false: the pair only serves to find the start's rotation.
+    /// @return the pair's errors, the best turn not taken out yet; empty for a pair that is no orientation.
+    std::optional<PairErrors> add(const Quaternion& estimate, const Quaternion& reference,
+                                  bool counts = true);
 
+    /// rad; the turn about the vertical to take out: 0 but with kHeading, where it is known after the last
+    /// pair.
+    double turn() const;
     ErrorFigures figures() const;
     Alignment alignment() const { return alignment_; }
 
@@ -56,8 +61,8 @@ private:
     /// and so on.
     static constexpr std::size_t kMostPairs = std::size_t{1} << 20;
 
+    void sum(const PairErrors& errors);
     void keep(const PairErrors& errors);
-    double bestTurn() const;
 
     Alignment alignment_;
     bool hasStart_ = false;

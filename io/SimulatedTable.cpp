@@ -27,11 +27,12 @@ void vector(ResultFile& file, const Vector3& v, double steps) {
 
 }  // namespace
 
-std::uint64_t writeSimulation(const SimulationOptions& options, bool truth, ResultFile& file) {
+std::uint64_t writeSimulation(const SimulationOptions& options, bool truth, ResultFile& file,
+                              bool (*isStopped)()) {
     Simulator simulator(options);
     file.header(truth ? "t,ax,ay,az,gx,gy,gz,mx,my,mz,qw,qx,qy,qz" : "t,ax,ay,az,gx,gy,gz,mx,my,mz");
     SimulatedRow row;
-    while (simulator.next(row)) {
+    while (!(isStopped && isStopped()) && simulator.next(row)) {
         if (row.isLost) continue;
         file.number(rounded(row.t, kTimeSteps));
         vector(file, row.acceleration, kAccelerationSteps);

@@ -9,7 +9,8 @@ namespace Kavelin::RecordingIO {
 
 /// Writes a simulated recording, header and rows: `t,ax,...,mz` and, with `truth`, the attitude
 /// `qw,qx,qy,qz`. Values are rounded to what a sensor of this kind resolves, which keeps the file small.
-/// @return rows written.
-std::uint64_t writeSimulation(const SimulationOptions& options, bool truth, ResultFile& file);
+/// @param isStopped asked before each row; true ends the recording there.  @return rows written.
+std::uint64_t writeSimulation(const SimulationOptions& options, bool truth, ResultFile& file,
+                              bool (*isStopped)() = nullptr);
 
 }  // namespace Kavelin::RecordingIO

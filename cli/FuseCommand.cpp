@@ -1,0 +1,109 @@
+#include <CLI/CLI.hpp>
+#include <map>
+#include <memory>
+
+#include "cli/CommandContext.h"
+#include "cli/Commands.h"
+#include "cli/Plugins.h"
+#include "cli/fuse/FuseRun.h"
+
+namespace Kavelin::Cli {
+
+namespace {
+
+/// The types to take where none is named, the best first: the first that is there.
+const char* const kDefaultTypes[] = {"FilterSphericalFilteringAttitude", "FilterAGMAttitude_v6"};
+
+std::string defaultType() {
+    const Core::PluginManager& plugins = Core::FlowManager::instance().getPluginManager();
+    for (const char* type : kDefaultTypes) {
+        if (plugins.findPluginOf(type)) return type;
+    }
+    return kDefaultTypes[0];
+}
+
+void fuse(FuseOptions options, CommandContext& context) {
+    loadPlugins(context, options.plugins);
+    if (options.type.empty()) options.type = defaultType();
+    FuseRun(options, context).run();
+}
+
+void addResultOptions(CLI::App& command, FuseOptions& options) {
+    static const std::map<std::string, AttitudeForm> kForms = {{"quaternion", AttitudeForm::kQuaternion},
+                                                               {"matrix", AttitudeForm::kMatrix},
+                                                               {"euler", AttitudeForm::kEuler}};
+    command.add_option("-o,--output", options.output, "File to write; - is standard output")
+        ->capture_default_str();
+    command
+        .add_option(
+            "--as", options.form,
+            "What an attitude is written as: quaternion (qw, qx, qy, qz), matrix, or euler (degrees; yaw, "
+            "pitch, roll: intrinsic turns about z, y, x)")
+        ->transform(CLI::CheckedTransformer(kForms).description(""))
+        ->type_name("quaternion|matrix|euler");
+    command.add_option("--plot", options.plot, "Draw orientation, flags and errors over time")
+        ->type_name("FILE.svg|FILE.png");
+    command.add_flag("--stop-on-error", options.stopOnError, "End at the first row that cannot be used");
+    command.add_flag("--quiet", options.quiet, "No summary, no progress bar; errors only");
+}
+
+void addRecordingOptions(CLI::App& command, FuseOptions& options) {
+    const std::string group = "What the recording's columns are";
+    command
+        .add_option("--map", options.mapping,
+                    "Columns to pins: \"3a = ax1, ay1, az1 (g); 3g = ...; t = stamp (ms)\"")
+        ->group(group);
+    command
+        .add_option("--units", options.units, "Units that the header does not give: \"3a=g, 3g=deg/s, t=ms\"")
+        ->group(group);
+    command.add_option("--rate", options.rate, "Rows a second, for a recording without time stamps")
+        ->group(group);
+}
+
+void addErrorOptions(CLI::App& command, FuseOptions& options) {
+    const std::string group = "Comparison with a reference";
+    command
+        .add_option("--reference", options.reference,
+                    "File with t, qw, qx, qy, qz, instead of the recording's own")
+        ->group(group);
+    command
+        .add_option("--movement", options.movement,
+                    "File with t_start, t_end: count errors only in these intervals")
+        ->group(group);
+    command
+        .add_option(
+            "--align", options.alignment,
+            "What to take out before comparing: nothing, the best turn about the vertical, the rotation at "
+            "the start; auto: what suits the type")
+        ->check(CLI::IsMember({"auto", "none", "heading", "start"}))
+        ->type_name("auto|none|heading|start")
+        ->capture_default_str()
+        ->group(group);
+}
+
+}  // namespace
+
+void addFuseCommand(CLI::App& app, CommandContext& context) {
+    const auto options = std::make_shared<FuseOptions>();
+    CLI::App* command = app.add_subcommand("fuse", "Turn a recording into orientation over time");
+    command
+        ->add_option("RECORDING", options->recording,
+                     "Table with a header (.csv, .csv.gz); - is standard input")
+        ->required();
+    command->add_option("--filter", options->type, "Filter type that estimates the attitude")
+        ->type_name("TYPE");
+    command
+        ->add_option(
+            "--set", options->settings,
+            "Set a property of the filter, NAME=VALUE, or activate a command, NAME; with quality: or static: "
+            "before it, of those; may be repeated")
+        ->type_name("NAME=VALUE")
+        ->take_all();
+    addResultOptions(*command, *options);
+    addRecordingOptions(*command, *options);
+    addErrorOptions(*command, *options);
+    addPluginOption(*command, options->plugins);
+    command->callback([options, &context] { fuse(*options, context); });
+}
+
+}  // namespace Kavelin::Cli

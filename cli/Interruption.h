@@ -1,0 +1,18 @@
+#pragma once
+
+namespace Kavelin::Cli {
+
+/// While one of these lives, Ctrl-C and a request to terminate set a flag instead of ending the program, so
+/// that a command can complete the rows done. A second one ends it.
+class Interruption {
+public:
+    Interruption();
+    ~Interruption();
+    Interruption(const Interruption&) = delete;
+    Interruption& operator=(const Interruption&) = delete;
+
+    /// Whether it has come.  [any thread]
+    static bool hasCome();
+};
+
+}  // namespace Kavelin::Cli

@@ -1,0 +1,84 @@
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <ostream>
+
+#include "cli/CommandContext.h"
+#include "cli/Commands.h"
+#include "cli/Interruption.h"
+#include "io/SimulatedTable.h"
+
+namespace Kavelin::Cli {
+
+namespace {
+
+using RecordingIO::SimulationOptions;
+
+struct SimulateOptions {
+    SimulationOptions simulation;
+    std::string output = "-";
+    std::uint64_t rows = 0;
+    bool withoutTruth = false;
+};
+
+void simulate(SimulateOptions options, CommandContext& context) {
+    // Half a row less than the last: no rounding can add or lose one.
+    if (options.rows > 0) {
+        options.simulation.seconds = (static_cast<double>(options.rows) - 0.5) / options.simulation.rate;
+    }
+    const Interruption interruption;
+    context.out.flush();
+    RecordingIO::ResultFile file(options.output);
+    RecordingIO::writeSimulation(options.simulation, !options.withoutTruth, file, Interruption::hasCome);
+    file.finish();
+    if (!Interruption::hasCome()) return;
+    context.err << "kavelin: interrupted after " << file.rows() << " rows, which are kept" << std::endl;
+    context.status = kDoneWithErrors;
+}
+
+void addErrorOptions(CLI::App& command, SimulationOptions& simulation) {
+    const std::string group = "Sensor errors and disturbances";
+    const auto add = [&](const char* name, double& value, const char* help) {
+        command.add_option(name, value, help)->capture_default_str()->group(group);
+    };
+    add("--gyro-noise", simulation.gyroNoise, "Standard deviation of a row, rad/s");
+    add("--gyro-bias", simulation.gyroBias, "Bound of each axis' constant bias, rad/s");
+    add("--acc-noise", simulation.accelerometerNoise, "Standard deviation of a row, m/s^2");
+    add("--mag-noise", simulation.magnetometerNoise, "Standard deviation of a row, uT");
+    add("--burst", simulation.burst, "Greatest peak of an acceleration burst, m/s^2; 0: none");
+    add("--disturbance", simulation.disturbance,
+        "Greatest field added by a magnetic disturbance, uT; 0: none");
+    add("--jitter", simulation.jitter, "By which share of a row's time its time stamp is late at most");
+    add("--missing", simulation.missing, "Share of the rows that are lost");
+    command.add_option("--mag-every", simulation.magnetometerEvery, "Rows from one field sample to the next")
+        ->capture_default_str()
+        ->group(group);
+}
+
+}  // namespace
+
+void addSimulateCommand(CLI::App& app, CommandContext& context) {
+    const auto options = std::make_shared<SimulateOptions>();
+    SimulationOptions& simulation = options->simulation;
+    CLI::App* command = app.add_subcommand(
+        "simulate", "Write a recording with truth, from a seeded motion and sensor error model");
+    command->add_option("-o,--output", options->output, "File to write; - is standard output")
+        ->capture_default_str();
+    command->add_option("--seed", simulation.seed, "Same seed, same bytes, on any machine")
+        ->capture_default_str();
+    command->add_option("--seconds", simulation.seconds, "Length")->capture_default_str();
+    command->add_option("--rows", options->rows, "Length in rows, instead of --seconds");
+    command->add_option("--rate", simulation.rate, "Rows a second")->capture_default_str();
+    command->add_option("--first-rest", simulation.firstRest, "Rest at the start, s")->capture_default_str();
+    command->add_option("--turning", simulation.rateRms, "Rate of full motion, each axis, RMS, rad/s")
+        ->capture_default_str();
+    command->add_option("--shaking", simulation.accelerationRms, "Acceleration of full motion, RMS, m/s^2")
+        ->capture_default_str();
+    command->add_option("--field", simulation.fieldNorm, "Earth's field, uT")->capture_default_str();
+    command->add_option("--dip", simulation.dipDegrees, "Of the field, below the horizon, degrees")
+        ->capture_default_str();
+    command->add_flag("--no-truth", options->withoutTruth, "Leave out the true quaternion qw, qx, qy, qz");
+    addErrorOptions(*command, simulation);
+    command->callback([options, &context] { simulate(*options, context); });
+}
+
+}  // namespace Kavelin::Cli

@@ -1,0 +1,178 @@
+#include "cli/fuse/AttitudePlot.h"
+
+#include <Poco/Exception.h>
+#include <stdio.h>
+#include <sys/wait.h>
+
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+
+#include "attitude/AngleConstants.h"
+#include "cli/CommandContext.h"
+
+namespace Kavelin::Cli {
+
+using OrientationInternal::kRadiansToDegrees;
+
+namespace {
+
+std::string cell(double value) {
+    char text[32];
+    return {text, RecordingIO::writeNumber(text, value)};
+}
+
+/// A text within single quotes of gnuplot, which knows no escapes there but the doubled quote.
+std::string quoted(const std::string& text) {
+    std::string out = "'";
+    for (const char c : text) {
+        if (c == '\'') out += '\'';
+        out += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
+    }
+    return out + "'";
+}
+
+/// A plotting program that is not there, or gives up, must not take this one along.
+class PipeEndsQuietly {
+public:
+    PipeEndsQuietly() : before_(std::signal(SIGPIPE, SIG_IGN)) {}
+    ~PipeEndsQuietly() { std::signal(SIGPIPE, before_); }
+    PipeEndsQuietly(const PipeEndsQuietly&) = delete;
+    PipeEndsQuietly& operator=(const PipeEndsQuietly&) = delete;
+
+private:
+    void (*before_)(int);
+};
+
+bool endsWith(const std::string& text, const std::string& end) {
+    return text.size() > end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+}  // namespace
+
+AttitudePlot::AttitudePlot(std::string file, std::string title)
+    : file_(std::move(file)), title_(std::move(title)) {
+    if (endsWith(file_, ".svg") || endsWith(file_, ".png")) return;
+    throw UsageError("--plot '" + file_ + "': a picture's file name ends in .svg or .png");
+}
+
+void AttitudePlot::add(const FuseSink& sink) {
+    if (seen_ == 0) chooseLines(sink);
+    if (seen_++ % stride_ != 0) return;
+    if (rows_.size() == kMostRows) {
+        for (std::size_t i = 0; 2 * i < rows_.size(); ++i) rows_[i] = std::move(rows_[2 * i]);
+        rows_.resize(kMostRows / 2);
+        stride_ *= 2;
+        if ((seen_ - 1) % stride_ != 0) return;
+    }
+    Row row{sink.time(), eulerZyx(sink.attitude()), {}, sink.pairErrors()};
+    for (const Line& line : lines_) row.lines.push_back(sink.extra(line.extra, line.element));
+    rows_.push_back(std::move(row));
+}
+
+void AttitudePlot::chooseLines(const FuseSink& sink) {
+    for (std::size_t i = 0; i < sink.extras().size(); ++i) {
+        const FuseSink::Extra& extra = sink.extras()[i];
+        lines_.push_back({extra.name == "Score" ? "static score" : extra.name, i, 0});
+    }
+}
+
+bool AttitudePlot::hasErrors() const {
+    for (const Row& row : rows_) {
+        if (row.errors) return true;
+    }
+    return false;
+}
+
+void AttitudePlot::draw(double turn) {
+    const std::string part = file_ + ".part";
+    const PipeEndsQuietly guard;
+    std::FILE* gnuplot = ::popen("gnuplot 2>/dev/null", "w");
+    if (!gnuplot) throw Poco::NotFoundException("cannot start gnuplot for '" + file_ + "'");
+    const std::string text = script(part, turn);
+    const bool written = std::fwrite(text.data(), 1, text.size(), gnuplot) == text.size();
+    const int status = ::pclose(gnuplot);
+    std::error_code ignored;
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 127) {
+        throw Poco::NotFoundException("no picture '" + file_ + "': gnuplot is not installed");
+    }
+    if (!written || status != 0 || !std::filesystem::exists(part, ignored)) {
+        throw Poco::WriteFileException("gnuplot could not draw '" + file_ + "'");
+    }
+    std::filesystem::rename(part, file_);
+}
+
+std::string AttitudePlot::script(const std::string& target, double turn) const {
+    const int panels = hasErrors() ? 3 : 2;
+    const std::string size = "1000," + std::to_string(220 + 200 * panels);
+    std::string text = endsWith(file_, ".svg") ? "set terminal svg size " + size +
+                                                     " dynamic background rgb 'white' font 'sans,12'\n"
+                                               : "set terminal pngcairo size " + size + " font 'sans,10'\n";
+    text += "set output " + quoted(target) + "\n";
+    text +=
+        "set datafile missing 'nan'\nset grid\nset key outside right top\nset lmargin 9\nset rmargin 20\n";
+    text += "set multiplot layout " + std::to_string(panels) + ",1 title " + quoted(title_) + " noenhanced\n";
+    text += anglePanel() + linePanel();
+    if (panels == 3) text += errorPanel(turn);
+    return text + "unset multiplot\nset output\n";
+}
+
+std::string AttitudePlot::anglePanel() const {
+    std::string text = "$angles << EOD\n";
+    const Row* before = nullptr;
+    for (const Row& row : rows_) {
+        // A turn across 180 degrees is no line from top to bottom.
+        if (before && (row.angles - before->angles).cwiseAbs().maxCoeff() > OrientationInternal::kPi)
+            text += "\n";
+        text += cell(row.time);
+        for (const double angle : row.angles) text += " " + cell(angle * kRadiansToDegrees);
+        text += "\n";
+        before = &row;
+    }
+    return text +
+           "EOD\nset ylabel 'degrees'\nset yrange [-180:180]\nset ytics 90\n"
+           "plot $angles using 1:2 with lines lw 1.5 title 'yaw', '' using 1:3 with lines lw 1.5 title "
+           "'pitch', "
+           "'' using 1:4 with lines lw 1.5 title 'roll'\n";
+}
+
+std::string AttitudePlot::linePanel() const {
+    std::string text = "$lines << EOD\n";
+    for (const Row& row : rows_) {
+        text += cell(row.time);
+        for (const double value : row.lines) text += " " + cell(value);
+        text += "\n";
+    }
+    text += "EOD\nset ylabel 'flags, quality'\nset yrange [-0.2:" + std::to_string(lines_.size()) + ".2]\n";
+    text += "unset ytics\nplot ";
+    for (std::size_t i = 0; i < lines_.size(); ++i) {
+        // One above the other, each in a band of its own.
+        const std::string column = std::to_string(i + 2);
+        const std::string base = std::to_string(lines_.size() - 1 - i);
+        text += (i ? ", '' " : "$lines ") + ("using 1:($" + column) + "*0.8+" + base +
+                ") with steps lw 1.5 title " + quoted(lines_[i].name) + " noenhanced";
+    }
+    return text + "\nset ytics autofreq\n";
+}
+
+std::string AttitudePlot::errorPanel(double turn) const {
+    std::string text = "$errors << EOD\n";
+    for (const Row& row : rows_) {
+        if (!row.errors) {
+            text += "\n";
+            continue;
+        }
+        const double heading = std::remainder(row.errors->heading - turn, OrientationInternal::kTwoPi);
+        const RecordingIO::PairErrors errors{heading, row.errors->inclination};
+        text += cell(row.time) + " " + cell(errors.total() * kRadiansToDegrees) + " " +
+                cell(std::abs(heading) * kRadiansToDegrees) + " " +
+                cell(errors.inclination * kRadiansToDegrees) + "\n";
+    }
+    return text +
+           "EOD\nset ylabel 'error, degrees'\nset yrange [0:*]\nset xlabel 's'\n"
+           "plot $errors using 1:2 with lines lw 1.5 title 'total', '' using 1:3 with lines title 'heading', "
+           "'' using 1:4 with lines title 'tilt'\n";
+}
+
+}  // namespace Kavelin::Cli

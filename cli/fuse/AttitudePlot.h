@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "cli/fuse/FuseSink.h"
+
+namespace Kavelin::Cli {
+
+/// Draws a run with gnuplot: Euler angles over time, below them flags and quality, below those the error
+/// against the reference where there is one. Keeps at most a few thousand rows, evenly spread, however long
+/// the run is.
+class AttitudePlot {
+public:
+    /// @throws UsageError for a file name that does not end in .svg or .png.
+    AttitudePlot(std::string file, std::string title);
+
+    /// Takes the sink's present row, or leaves it out.
+    void add(const FuseSink& sink);
+
+    /// Draws.  @param turn rad, to be taken out of heading errors.
+    /// @throws Poco::NotFoundException where gnuplot is not installed, Poco::WriteFileException when it
+    /// fails.
+    void draw(double turn);
+
+private:
+    static constexpr std::size_t kMostRows = 4000;
+
+    struct Line {
+        std::string name;
+        std::size_t extra = 0;
+        std::size_t element = 0;
+    };
+    struct Row {
+        double time = 0.0;
+        Eigen::Vector3d angles;  // rad
+        std::vector<double> lines;
+        std::optional<RecordingIO::PairErrors> errors;
+    };
+
+    void chooseLines(const FuseSink& sink);
+    bool hasErrors() const;
+    std::string script(const std::string& target, double turn) const;
+    std::string anglePanel() const;
+    std::string linePanel() const;
+    std::string errorPanel(double turn) const;
+
+    std::string file_;
+    std::string title_;
+    std::vector<Line> lines_;
+    std::vector<Row> rows_;
+    std::uint64_t seen_ = 0;
+    std::uint64_t stride_ = 1;
+};
+
+}  // namespace Kavelin::Cli

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Kavelin::Cli {
+
+/// The form in which an attitude is written.
+enum class AttitudeForm { kQuaternion, kMatrix, kEuler };
+
+struct FuseOptions {
+    std::string recording;
+    std::string output = "-";
+    std::string type;
+    std::vector<std::string> settings;  ///< "NAME=VALUE", "quality:NAME=VALUE", "static:NAME=VALUE"
+    AttitudeForm form = AttitudeForm::kQuaternion;
+    std::string plot;  ///< file, .svg or .png; empty: none
+
+    std::string mapping;
+    std::string units;
+    double rate = 0.0;
+
+    std::string reference;  ///< file; empty: the recording's own, if it has one
+    std::string movement;   ///< file; empty: errors count everywhere
+    std::string alignment = "auto";
+
+    bool stopOnError = false;
+    bool quiet = false;
+    std::vector<std::string> plugins;
+};
+
+}  // namespace Kavelin::Cli

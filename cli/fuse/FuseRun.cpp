@@ -1,0 +1,277 @@
+#include "cli/fuse/FuseRun.h"
+
+#include <Kavelin/Core/CommandProperty.h>
+#include <Kavelin/Core/ConnectionOptions.h>
+#include <Poco/Exception.h>
+
+#include <algorithm>
+#include <ostream>
+
+#include "attitude/AngleConstants.h"
+#include "cli/Interruption.h"
+#include "cli/fuse/FuseSummary.h"
+#include "cli/fuse/ProgressBar.h"
+#include "io/Text.h"
+
+namespace Kavelin::Cli {
+
+using RecordingIO::Alignment;
+
+namespace {
+
+const char* const kSettingsProperty = "Settings File Name";
+const double kGyroscopeRange = 2000.0;  // degrees/s; where most gyroscopes end
+
+std::string joined(const std::vector<std::string>& texts) {
+    std::string out;
+    for (const std::string& text : texts) out += (out.empty() ? "" : ",") + text;
+    return out;
+}
+
+std::vector<std::string> propertyNames(const Core::Filter& filter) {
+    std::vector<std::string> names;
+    for (const Core::AbstractProperty* property : filter.getPropertyBag().getProperties()) {
+        names.push_back(property->getName());
+    }
+    return names;
+}
+
+void printLines(std::ostream& err, const std::string& prefix, const std::string& message) {
+    std::size_t begin = 0;
+    while (begin <= message.size()) {
+        const std::size_t end = std::min(message.find('\n', begin), message.size());
+        err << "kavelin: " << prefix << message.substr(begin, end - begin) << '\n';
+        begin = end + 1;
+    }
+    err << std::flush;
+}
+
+}  // namespace
+
+FuseRun::FuseRun(const FuseOptions& options, CommandContext& context) : options_(options), context_(context) {
+    setUpEstimator();
+    setUpReader();
+    requireSensors();
+    setUpCompanion(quality_, "FilterOrientationQuality", "quality");
+    setUpCompanion(static_, "FilterStaticMode", "static");
+    // Its default is meant for degrees/s; the reader sends rad/s.
+    if (quality_) {
+        const double range = kGyroscopeRange * OrientationInternal::kDegreesToRadians;
+        quality_->getPropertyBag().get("SaturationGyro").deSerialize(std::to_string(range));
+    }
+    applySettings();
+    setUpErrors();
+    if (!options_.plot.empty()) plot_ = std::make_unique<AttitudePlot>(options_.plot, options_.recording);
+    setUpSink();
+    connectAll();
+}
+
+void FuseRun::setUpEstimator() {
+    Core::PluginManager& plugins = Core::FlowManager::instance().getPluginManager();
+    filter_ = &layout_.add(plugins.createFilter(options_.type, "estimator"));
+    estimator_ = describeEstimator(*filter_);
+}
+
+void FuseRun::setUpReader() {
+    const auto set = [this](const char* property, const std::string& text) {
+        reader_.getPropertyBag().get(property).deSerialize(text);
+    };
+    set("Mapping", options_.mapping);
+    set("Units", options_.units);
+    set("Rate", std::to_string(options_.rate));
+    if (estimator_.pairsInputs) {
+        std::vector<std::string> pins;
+        for (const Estimator::Feed& feed : estimator_.feeds) pins.push_back(feed.from);
+        set("Together", joined(pins));
+        set("Repeat", "3m");
+    }
+    set("File Name", options_.recording);
+    layout_.add(reader_);
+    reader_.open();
+}
+
+void FuseRun::setUpCompanion(Core::Filter*& filter, const char* type, const char* name) {
+    Core::PluginManager& plugins = Core::FlowManager::instance().getPluginManager();
+    if (plugins.findPluginOf(type)) filter = &layout_.add(plugins.createFilter(type, name));
+}
+
+bool FuseRun::hasChannel(const std::string& pin) const {
+    return reader_.reader()->schema().find(pin) != nullptr;
+}
+
+void FuseRun::requireSensors() const {
+    for (const Estimator::Feed& feed : estimator_.feeds) {
+        const bool needed = estimator_.pairsInputs || feed.from != "3m";
+        if (!needed || hasChannel(feed.from)) continue;
+        throw UsageError(options_.type + " needs \"" + feed.from + "\", which " + options_.recording +
+                         " does not have; understood there: " + reader_.reader()->schema().understood);
+    }
+}
+
+void FuseRun::applySettings() {
+    const bool given = std::any_of(
+        options_.settings.begin(), options_.settings.end(),
+        [](const std::string& text) { return text.starts_with(std::string(kSettingsProperty) + "="); });
+    if (Core::AbstractProperty* file = filter_->getPropertyBag().find(kSettingsProperty); file && !given) {
+        std::string name;
+        file->serialize(name);
+        const std::string installed = installedSettings(name);
+        if (!installed.empty()) file->deSerialize(installed);
+    }
+    for (const std::string& text : options_.settings) applySetting(text);
+}
+
+/// "NAME=VALUE" for the estimator, with "quality:" or "static:" before it for those; a command is its name
+/// alone.
+void FuseRun::applySetting(const std::string& text) {
+    Core::Filter* filter = filter_;
+    std::string rest = text;
+    for (const auto& [prefix, companion] : {std::pair("quality:", quality_), std::pair("static:", static_)}) {
+        if (!companion || !rest.starts_with(prefix)) continue;
+        filter = companion;
+        rest.erase(0, std::string(prefix).size());
+    }
+    const std::size_t equals = rest.find('=');
+    const std::string name = rest.substr(0, equals);
+    Core::AbstractProperty* property = filter->getPropertyBag().find(name);
+    if (!property) {
+        throw UsageError("--set '" + text + "': " + filter->typeName() + " has no property '" + name +
+                         "'; it has: " + RecordingIO::listed(propertyNames(*filter), 40));
+    }
+    try {
+        if (auto* command = dynamic_cast<Core::CommandProperty*>(property);
+            command && equals == std::string::npos) {
+            command->activate();
+        } else if (equals == std::string::npos) {
+            throw UsageError("--set '" + text + "': NAME=VALUE is expected");
+        } else {
+            property->deSerialize(rest.substr(equals + 1));
+        }
+    } catch (const Poco::Exception& refusal) {
+        const std::string why = refusal.message().empty() ? exceptionClass(refusal) : refusal.message();
+        throw UsageError("--set '" + text + "': " + why);
+    }
+}
+
+std::optional<Alignment> FuseRun::alignment() const {
+    if (options_.alignment == "none") return Alignment::kNone;
+    if (options_.alignment == "heading") return Alignment::kHeading;
+    if (options_.alignment == "start") return Alignment::kStart;
+    return estimator_.alignment;
+}
+
+void FuseRun::setUpErrors() {
+    if (!options_.reference.empty()) track_.emplace(options_.reference);
+    if (!options_.movement.empty()) intervals_ = RecordingIO::Intervals::open(options_.movement);
+    const auto aligned = alignment();
+    if (aligned && (track_ || hasChannel("quat"))) errors_.emplace(*aligned);
+}
+
+void FuseRun::setUpSink() {
+    std::vector<FuseSink::Extra> extras;
+    for (const std::string& pin : estimator_.flagPins) extras.push_back({pin});
+    if (quality_) extras.insert(extras.end(), {{"envQuality"}, {"gestQuality"}});
+    if (static_) extras.push_back({"Score", 5, 2});
+    context_.out.flush();
+    file_ = std::make_unique<RecordingIO::ResultFile>(options_.output);
+    sink_ = std::make_unique<FuseSink>("result", extras, options_.form, *file_);
+    if (estimator_.stampsWithWallClock) sink_->setClock([this] { return reader_.currentTime(); });
+    sink_->setErrors(errors_ ? &*errors_ : nullptr, track_ ? &*track_ : nullptr, &intervals_);
+    layout_.add(*sink_);
+}
+
+void FuseRun::connectAll() {
+    if (estimator_.wantsColumns) {
+        std::vector<std::string> pins;
+        for (const Estimator::Feed& feed : estimator_.feeds) pins.push_back(feed.from);
+        turner_ = std::make_unique<ColumnTurner>("columns", pins);
+        layout_.add(*turner_);
+    }
+    for (const Estimator::Feed& feed : estimator_.feeds) {
+        if (!hasChannel(feed.from)) continue;
+        Core::AbstractOutputPin* from = &reader_.getOutputPin(feed.from);
+        if (turner_) {
+            Core::connect(*from, turner_->getInputPin(feed.from));
+            from = &turner_->getOutputPin(feed.from);
+        }
+        Core::connect(*from, filter_->getInputPin(feed.to));
+    }
+    for (Core::Filter* companion : {quality_, static_}) {
+        for (const char* pin : {"3a", "3g", "3m"}) {
+            if (companion && hasChannel(pin)) {
+                Core::connect(reader_.getOutputPin(pin), companion->getInputPin(pin));
+            }
+        }
+    }
+    const auto toSink = [this](Core::Filter* filter, const std::string& from, const std::string& to) {
+        if (filter) Core::connect(filter->getOutputPin(from), sink_->getInputPin(to));
+    };
+    toSink(filter_, estimator_.attitudePin, "attitude");
+    for (const std::string& flag : estimator_.flagPins) toSink(filter_, flag, flag);
+    if (estimator_.hasBiasPin) toSink(filter_, "3g_bias", "3g_bias");
+    toSink(quality_, "envQuality", "envQuality");
+    toSink(quality_, "gestQuality", "gestQuality");
+    toSink(static_, "Score", "Score");
+    if (errors_ && !track_) toSink(&reader_, "quat", "reference");
+}
+
+void FuseRun::run() {
+    const Interruption interruption;
+    ProgressBar progress(context_.err, !options_.quiet);
+    std::uint64_t rows = 0;
+    sink_->setObserver([&](const FuseSink& sink) {
+        if (plot_) plot_->add(sink);
+        if (++rows % 1024 != 0) return;
+        if (Interruption::hasCome()) layout_.stop();
+        if (progress.isOn()) {
+            const RecordingIO::ByteSource& source = reader_.reader()->source();
+            progress.show(rows, source.consumed(), source.total());
+        }
+    });
+    layout_.setStopOnError(options_.stopOnError);
+    layout_.getErrors().setListener([&](const Core::ProcessError& error) {
+        progress.clear();
+        const bool speaksForItself = error.filter == reader_.getName() || error.filter == sink_->getName();
+        const std::string where =
+            speaksForItself ? "" : error.filter + " at t = " + timeText(error.timeStamp) + ": ";
+        printLines(context_.err, where, error.message.empty() ? error.type : error.message);
+        context_.status = kDoneWithErrors;
+    });
+    layout_.runToEnd();
+    progress.clear();
+    file_->finish();
+    if (Interruption::hasCome()) {
+        context_.err << "kavelin: interrupted; the " << file_->rows() << " rows done are kept\n";
+        context_.status = kDoneWithErrors;
+    }
+    summarise();
+    if (plot_) plot_->draw(errors_ ? errors_->turn() : 0.0);
+}
+
+void FuseRun::summarise() {
+    if (sink_->attitudes() == 0) {
+        context_.err << "kavelin: no attitude came out of " << options_.type
+                     << ": is the recording shorter than its start phase, or a sensor without values?\n";
+        context_.status = kDoneWithErrors;
+    }
+    if (options_.quiet) return;
+    const FuseSummary summary{options_.recording,
+                              options_.type,
+                              *reader_.reader(),
+                              *reader_.statistics(),
+                              *sink_,
+                              errors_ ? &*errors_ : nullptr,
+                              dropped(),
+                              estimator_.uses("3g")};
+    context_.err << summaryText(summary) << std::flush;
+}
+
+std::uint64_t FuseRun::dropped() const {
+    std::uint64_t sum = 0;
+    for (const Core::Filter* filter : layout_.getFilters()) {
+        for (const Core::AbstractInputPin* pin : filter->getInputPins()) sum += pin->getCounts().dropped;
+    }
+    return sum;
+}
+
+}  // namespace Kavelin::Cli

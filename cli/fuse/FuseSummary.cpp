@@ -1,0 +1,112 @@
+#include "cli/fuse/FuseSummary.h"
+
+#include <cmath>
+#include <cstdio>
+
+#include "attitude/AngleConstants.h"
+
+namespace Kavelin::Cli {
+
+using OrientationInternal::kRadiansToDegrees;
+using RecordingIO::Fault;
+
+namespace {
+
+std::string number(double value, int digits = 4) {
+    char text[40];
+    std::snprintf(text, sizeof text, "%.*g", digits, value);
+    return text;
+}
+
+std::string percent(double share) { return number(100.0 * share, 3) + " %"; }
+
+std::string rowsLine(const FuseSummary& summary) {
+    const RecordingIO::RecordingStatistics& statistics = summary.statistics;
+    std::string text = summary.recording + ": " + std::to_string(statistics.rows()) + " rows in " +
+                       number(statistics.seconds()) + " s";
+    std::string rates;
+    for (const auto& channel : statistics.channels()) {
+        rates += (rates.empty() ? "" : ", ") + channel.pin + " " + number(channel.rate()) + " Hz";
+    }
+    return text + " (" + rates + ")\n";
+}
+
+std::string lossLine(const FuseSummary& summary) {
+    std::string text = "rows left out " + std::to_string(summary.reader.faults());
+    std::string kinds;
+    for (std::size_t i = 0; i < RecordingIO::kFaultCount; ++i) {
+        const auto fault = static_cast<Fault>(i);
+        if (summary.reader.faults(fault) == 0) continue;
+        kinds += (kinds.empty() ? "" : ", ") + std::string(faultName(fault)) + " " +
+                 std::to_string(summary.reader.faults(fault));
+    }
+    if (!kinds.empty()) text += " (" + kinds + ")";
+    return text + "; gaps " + std::to_string(summary.statistics.steps().gaps()) + "; samples dropped " +
+           std::to_string(summary.dropped) + "\n";
+}
+
+/// Flags by the share of rows in which they were raised; qualities by that in which they were bad.
+std::string flagLine(const FuseSink& sink) {
+    std::string text;
+    for (std::size_t i = 0; i < sink.extras().size(); ++i) {
+        const std::string& name = sink.extras()[i].name;
+        const FuseSink::Count& count = sink.count(i);
+        if (name == "Score" || count.sent == 0) continue;
+        const bool isQuality = name.ends_with("Quality");
+        const double sent = static_cast<double>(count.sent);
+        const double share = static_cast<double>(isQuality ? count.sent - count.raised : count.raised) / sent;
+        text += (text.empty() ? "" : "; ") + name + (isQuality ? " bad in " : " raised in ") + percent(share);
+    }
+    return text.empty() ? text : text + " of the rows\n";
+}
+
+std::string staticLine(const FuseSink& sink) {
+    const double share = sink.staticShare();
+    return std::isfinite(share) ? "static " + percent(share) + " of the time\n" : "";
+}
+
+std::string biasLine(const FuseSink& sink) {
+    if (!sink.bias()) return {};
+    return "gyroscope bias found " + number(sink.bias()->norm() * kRadiansToDegrees, 3) + " degrees/s\n";
+}
+
+std::string errorLine(const RecordingIO::AttitudeErrors* errors) {
+    if (!errors) return {};
+    const RecordingIO::ErrorFigures figures = errors->figures();
+    if (figures.count == 0) return "no row has both an attitude and a reference\n";
+    std::string text = "error against the reference: total " + number(figures.total) + ", heading " +
+                       number(figures.heading) + ", tilt " + number(figures.inclination) +
+                       " degrees, RMS over " + std::to_string(figures.count) + " rows";
+    const std::string_view aligned = alignmentName(errors->alignment());
+    if (!aligned.empty()) text += ", " + std::string(aligned);
+    return text + "\n";
+}
+
+std::string warningLines(const FuseSummary& summary) {
+    std::string text;
+    for (const std::string& warning : summary.statistics.warnings(summary.reader.schema())) {
+        text += "warning: " + warning + "\n";
+    }
+    const RecordingIO::RestWatch& rest = summary.statistics.rest();
+    if (summary.usesGyroscope && summary.statistics.rows() > 0 && !rest.hasRested()) {
+        text += "warning: no rest of " + number(RecordingIO::RestWatch::kLength) + " s in the first " +
+                number(RecordingIO::RestWatch::kWithin) +
+                " s: the gyroscope's bias is not known, and the heading may be off by tens of degrees\n";
+    }
+    return text;
+}
+
+}  // namespace
+
+std::string timeText(double time) {
+    char text[32];
+    return {text, RecordingIO::writeNumber(text, time)};
+}
+
+std::string summaryText(const FuseSummary& summary) {
+    return rowsLine(summary) + summary.type + ": " + std::to_string(summary.sink.attitudes()) +
+           " attitudes\n" + lossLine(summary) + flagLine(summary.sink) + staticLine(summary.sink) +
+           biasLine(summary.sink) + errorLine(summary.errors) + warningLines(summary);
+}
+
+}  // namespace Kavelin::Cli

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "cli/fuse/FuseSink.h"
+#include "io/AttitudeErrors.h"
+#include "io/RecordingReader.h"
+#include "io/RecordingStatistics.h"
+
+namespace Kavelin::Cli {
+
+/// What the summary of a run is made of.
+struct FuseSummary {
+    std::string recording;
+    std::string type;
+    const RecordingIO::RecordingReader& reader;
+    const RecordingIO::RecordingStatistics& statistics;
+    const FuseSink& sink;
+    const RecordingIO::AttitudeErrors* errors;  ///< null without a reference
+    std::uint64_t dropped;
+    bool usesGyroscope;
+};
+
+/// The summary of a run, some lines for a person: rows, rate, gaps, what was left out and dropped, flags,
+/// static share, errors against the reference, then one line a warning.
+std::string summaryText(const FuseSummary& summary);
+
+/// A time stamp with all its digits.
+std::string timeText(double time);
+
+}  // namespace Kavelin::Cli

@@ -1,0 +1,40 @@
+#include "cli/fuse/ProgressBar.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <ostream>
+
+namespace Kavelin::Cli {
+
+ProgressBar::ProgressBar(std::ostream& err, bool wanted)
+    : err_(err), on_(wanted && ::isatty(STDERR_FILENO) == 1) {}
+
+ProgressBar::~ProgressBar() { clear(); }
+
+void ProgressBar::show(std::uint64_t rows, std::uint64_t done, std::uint64_t total) {
+    if (!on_) return;
+    const Clock::time_point now = Clock::now();
+    const double elapsed = std::chrono::duration<double>(now - start_).count();
+    if (elapsed < 1.0 || now - last_ < std::chrono::milliseconds(200)) return;
+    last_ = now;
+    shown_ = true;
+    char text[120];
+    int length = std::snprintf(text, sizeof text, "\r%llu rows, %.0f rows/s",
+                               static_cast<unsigned long long>(rows), static_cast<double>(rows) / elapsed);
+    if (total > 0 && done > 0) {
+        const double share = std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
+        length += std::snprintf(text + length, sizeof text - static_cast<std::size_t>(length),
+                                ", %.0f %%, %.0f s left", 100.0 * share, elapsed * (1.0 - share) / share);
+    }
+    err_.write(text, length);
+    err_ << "\x1b[K" << std::flush;
+}
+
+void ProgressBar::clear() {
+    if (shown_) err_ << "\r\x1b[K" << std::flush;
+    shown_ = false;
+}
+
+}  // namespace Kavelin::Cli

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <iosfwd>
+
+namespace Kavelin::Cli {
+
+/// A line on the terminal that tells how far a run has come: rows, rows a second, time left. Nothing is shown
+/// for what takes less than a second, nor where standard error is no terminal.
+class ProgressBar {
+public:
+    ProgressBar(std::ostream& err, bool wanted);
+    ~ProgressBar();
+    ProgressBar(const ProgressBar&) = delete;
+    ProgressBar& operator=(const ProgressBar&) = delete;
+
+    bool isOn() const { return on_; }
+    /// Shows the state, if enough time has passed.  @param done, total bytes; total 0: not known.
+    void show(std::uint64_t rows, std::uint64_t done, std::uint64_t total);
+    /// Takes the line away.
+    void clear();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    std::ostream& err_;
+    bool on_;
+    bool shown_ = false;
+    Clock::time_point start_ = Clock::now();
+    Clock::time_point last_ = start_;
+};
+
+}  // namespace Kavelin::Cli
