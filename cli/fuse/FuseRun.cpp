@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <typeinfo>
 
 #include "attitude/AngleConstants.h"
 #include "cli/Interruption.h"
@@ -148,7 +149,7 @@ void FuseRun::applySetting(const std::string& text) {
             property->deSerialize(rest.substr(equals + 1));
         }
     } catch (const Poco::Exception& refusal) {
-        const std::string why = refusal.message().empty() ? exceptionClass(refusal) : refusal.message();
+        const std::string why = refusal.message().empty() ? demangled(typeid(refusal)) : refusal.message();
         throw UsageError("--set '" + text + "': " + why);
     }
 }

@@ -154,6 +154,10 @@ void FuseSink::count() {
     lastTime_ = time_;
 }
 
+double FuseSink::staticShare() const {
+    return score_ ? staticTime_ / totalTime_ : std::numeric_limits<double>::quiet_NaN();
+}
+
 double FuseSink::extra(std::size_t index, std::size_t element) const {
     if (!pins_[index]->present) return std::numeric_limits<double>::quiet_NaN();
     return pins_[index]->pin.value().data()[element];

@@ -62,8 +62,9 @@ public:
         std::uint64_t raised = 0;
     };
     const Count& count(std::size_t index) const { return counts_[index]; }
-    /// Share of the time during which the static mode's overall flag was raised; NaN without time.
-    double staticShare() const { return staticTime_ / totalTime_; }
+    /// Share of the time during which the static mode's overall flag was raised; NaN without time or static
+    /// mode.
+    double staticShare() const;
     /// rad/s; the last bias sent.
     const std::optional<Eigen::Vector3d>& bias() const { return bias_; }
 

@@ -1,0 +1,80 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+#include <thread>
+
+#include "cli/CommandContext.h"
+#include "cli/Interruption.h"
+#include "cli/Plugins.h"
+#include "cli/fuse/FuseRun.h"
+#include "support/TemporaryFolder.h"
+
+namespace Kavelin::Cli {
+namespace {
+
+std::string rows(int from, int to) {
+    std::string text;
+    for (int i = from; i < to; ++i) text += std::to_string(i) + ",0,0,9.81,20,0,-40\n";
+    return text;
+}
+
+void writeAll(int fd, const std::string& text) {
+    for (std::size_t done = 0; done < text.size();) {
+        const ssize_t count = ::write(fd, text.data() + done, text.size() - done);
+        if (count <= 0) return;  // the reader has left: that is what is tested
+        done += static_cast<std::size_t>(count);
+    }
+}
+
+/// A recording arrives through a pipe; between its first and its last rows comes the interruption.
+TEST(FuseInterruption, keepsTheRowsDone) {
+    const Tests::TemporaryFolder folder;
+    const std::string pipe = folder.path("rec.csv");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    ::signal(SIGPIPE, SIG_IGN);
+    const int begun = 50000;
+    const int all = 200000;
+    std::thread feeder([&] {
+        const int fd = ::open(pipe.c_str(), O_WRONLY);
+        writeAll(fd, "t,ax,ay,az,mx,my,mz\n" + rows(0, begun));
+        ::kill(::getpid(), SIGINT);
+        writeAll(fd, rows(begun, all));
+        ::close(fd);
+    });
+
+    std::istringstream in;
+    std::ostringstream out;
+    std::ostringstream err;
+    CommandContext context{in, out, err};
+    loadPlugins(context, {});
+    FuseOptions options;
+    options.recording = pipe;
+    options.output = folder.path("out.csv");
+    options.type = "FilterAttitude";
+    {
+        // From here on the signal is caught; the feeder may go no further than a pipe's room before the run
+        // reads.
+        const Interruption caught;
+        FuseRun run(options, context);
+        run.run();
+    }
+    feeder.join();
+
+    EXPECT_EQ(context.status, kDoneWithErrors);
+    EXPECT_THAT(err.str(), testing::HasSubstr("interrupted; the "));
+    EXPECT_FALSE(std::filesystem::exists(folder.path("out.csv.part")));
+    const std::string table = folder.read("out.csv");
+    const auto lines = std::count(table.begin(), table.end(), '\n');
+    EXPECT_GT(lines, 1000);
+    EXPECT_LT(lines, all);
+    EXPECT_EQ(table.back(), '\n');
+}
+
+}  // namespace
+}  // namespace Kavelin::Cli
