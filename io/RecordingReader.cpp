@@ -225,15 +225,11 @@ void RecordingReader::takeChannels() {
 }
 
 void RecordingReader::takeChannel(const Channel& channel, ChannelState& state) {
-    state.repeated = false;
-    state.sent = true;
-    for (const std::size_t column : channel.columns) {
-        if (std::isnan(cells_[column])) state.sent = false;
-    }
-    if (!state.sent) {
-        state.sent = state.repeated = state.repeats && state.seen;
-        return;
-    }
+    state.measured = std::none_of(channel.columns.begin(), channel.columns.end(),
+                                  [this](std::size_t column) { return std::isnan(cells_[column]); });
+    state.repeated = !state.measured && state.repeats && state.seen;
+    state.sent = state.measured || state.repeated;
+    if (!state.measured) return;
     state.seen = true;
     double* value = values_.data() + state.offset;
     if (channel.unit.isIdentity()) {

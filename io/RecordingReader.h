@@ -58,7 +58,9 @@ public:
     /// s; of the row that `next` found.
     double time() const { return time_; }
     std::uint64_t line() const { return lines_.number(); }
-    /// Whether the row sends this channel, and whether that is a value repeated from an earlier row.
+    /// Whether the row itself holds a value for this channel, whether it sends one, and whether what it sends
+    /// is repeated from an earlier row.
+    bool isMeasured(std::size_t channel) const { return states_[channel].measured; }
     bool has(std::size_t channel) const { return states_[channel].sent; }
     bool isRepeated(std::size_t channel) const { return states_[channel].repeated; }
     /// The channel's elements, row by row, in the units that leave the reader; valid until the next `next`.
@@ -75,6 +77,7 @@ public:
 private:
     struct ChannelState {
         std::size_t offset = 0;
+        bool measured = false;
         bool sent = false;
         bool repeated = false;
         bool repeats = false;

@@ -62,11 +62,8 @@ void RecordingStatistics::add(const RecordingReader& reader) {
     steps_.add(time);
     for (std::size_t i = 0; i < channels_.size(); ++i) {
         ChannelCount& channel = channels_[i];
-        if (!reader.has(i)) continue;
-        if (reader.isRepeated(i)) {
-            ++channel.repeated;
-            continue;
-        }
+        if (reader.has(i) && reader.isRepeated(i)) ++channel.repeated;
+        if (!reader.isMeasured(i)) continue;
         const double* value = reader.values(i);
         double square = 0.0;
         for (std::size_t e = 0; e < reader.schema().channels[i].size(); ++e) square += value[e] * value[e];
@@ -77,7 +74,7 @@ void RecordingStatistics::add(const RecordingReader& reader) {
     }
     const std::size_t both = std::max(accelerationIndex_, rateIndex_);
     if (!rest_.isWatching() || both >= channels_.size()) return;
-    if (!reader.has(accelerationIndex_) || !reader.has(rateIndex_)) return;
+    if (!reader.isMeasured(accelerationIndex_) || !reader.isMeasured(rateIndex_)) return;
     rest_.add(time, Eigen::Map<const Eigen::Vector3d>(reader.values(accelerationIndex_)),
               Eigen::Map<const Eigen::Vector3d>(reader.values(rateIndex_)));
 }

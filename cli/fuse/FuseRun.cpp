@@ -23,6 +23,9 @@ namespace {
 const char* const kSettingsProperty = "Settings File Name";
 const double kGyroscopeRange = 2000.0;  // degrees/s; where most gyroscopes end
 
+/// Between filters that take each round's sample in that round: lent, not copied.
+const Core::ConnectionOptions kNewestOnly{.bufferSize = 1};
+
 std::string joined(const std::vector<std::string>& texts) {
     std::string out;
     for (const std::string& text : texts) out += (out.empty() ? "" : ",") + text;
@@ -80,12 +83,13 @@ void FuseRun::setUpReader() {
     set("Mapping", options_.mapping);
     set("Units", options_.units);
     set("Rate", std::to_string(options_.rate));
-    if (estimator_.pairsInputs) {
-        std::vector<std::string> pins;
-        for (const Estimator::Feed& feed : estimator_.feeds) pins.push_back(feed.from);
-        set("Together", joined(pins));
-        set("Repeat", "3m");
+    // Half a pair would be paired with the next row's other half.
+    std::vector<std::string> pins;
+    for (const Estimator::Feed& feed : estimator_.feeds) {
+        if (feed.from != "3m" || estimator_.pairsInputs) pins.push_back(feed.from);
     }
+    set("Together", joined(pins));
+    if (estimator_.pairsInputs) set("Repeat", "3m");
     set("File Name", options_.recording);
     layout_.add(reader_);
     reader_.open();
@@ -200,16 +204,17 @@ void FuseRun::connectAll() {
     for (Core::Filter* companion : {quality_, static_}) {
         for (const char* pin : {"3a", "3g", "3m"}) {
             if (companion && hasChannel(pin)) {
-                Core::connect(reader_.getOutputPin(pin), companion->getInputPin(pin));
+                Core::connect(reader_.getOutputPin(pin), companion->getInputPin(pin), kNewestOnly);
             }
         }
     }
-    const auto toSink = [this](Core::Filter* filter, const std::string& from, const std::string& to) {
-        if (filter) Core::connect(filter->getOutputPin(from), sink_->getInputPin(to));
+    const auto toSink = [this](Core::Filter* filter, const std::string& from, const std::string& to,
+                               const Core::ConnectionOptions& options = {}) {
+        if (filter) Core::connect(filter->getOutputPin(from), sink_->getInputPin(to), options);
     };
     toSink(filter_, estimator_.attitudePin, "attitude");
     for (const std::string& flag : estimator_.flagPins) toSink(filter_, flag, flag);
-    if (estimator_.hasBiasPin) toSink(filter_, "3g_bias", "3g_bias");
+    if (estimator_.hasBiasPin) toSink(filter_, "3g_bias", "3g_bias", kNewestOnly);
     toSink(quality_, "envQuality", "envQuality");
     toSink(quality_, "gestQuality", "gestQuality");
     toSink(static_, "Score", "Score");
