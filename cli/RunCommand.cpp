@@ -49,6 +49,7 @@ void run(const RunCommandOptions& options, CommandContext& context) {
     printMistakes(context, options.layout.file, idle);
     makeFolder(options.layout.out);
     builder.activateCommands();
+    requireNone(mistakes, options.layout.file, context);
     LayoutRun layoutRun(layout, builder, Core::FlowManager::instance(), context.err, options.run);
     if (!layoutRun.run()) context.status = kDoneWithErrors;
     if (!options.save.empty()) save(builder, options.save);

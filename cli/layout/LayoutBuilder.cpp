@@ -223,9 +223,20 @@ void LayoutBuilder::findIdle(Mistakes& idle) const {
 void LayoutBuilder::activateCommands() {
     for (const LayoutEntry& layout : file_.layouts)
         for (const FilterEntry& entry : layout.filters)
-            for (const PlacedText& command : entry.commands)
-                if (Core::Filter* filter = find(entry.name.text))
-                    if (Core::CommandProperty* property = findCommand(*filter, command)) property->activate();
+            for (const PlacedText& name : entry.commands)
+                if (Core::Filter* filter = find(entry.name.text)) activate(*filter, name);
+}
+
+void LayoutBuilder::activate(Core::Filter& filter, const PlacedText& name) {
+    Core::CommandProperty* command = findCommand(filter, name);
+    if (command == nullptr) return;
+    try {
+        command->activate();
+    } catch (const std::exception& error) {
+        const std::string message = Core::exceptionMessage(error);
+        say(name.place, named(filter) + ", " + inQuotes(name.text) + ": " +
+                            (message.empty() ? Core::exceptionType(error) : message));
+    }
 }
 
 void LayoutBuilder::perform(const ActionEntry& action) {

@@ -37,7 +37,7 @@ public:
     /// refused: only for a layout that is not run afterwards.
     void tryActions();
 
-    /// Activates the "commands" of all filters, in the order of the file.  @throws what a handler raises.
+    /// Activates the "commands" of all filters, in the order of the file; what one raises is a mistake.
     void activateCommands();
 
     /// Activates a command, or writes a property. What it names must exist.  @throws as the handler or the
@@ -59,6 +59,7 @@ private:
     void writeProperties(const FilterEntry& entry);
     void write(Core::Filter& filter, Core::AbstractProperty& property, const PropertyValue& value);
     void connect(const ConnectionEntry& entry);
+    void activate(Core::Filter& filter, const PlacedText& name);
     Core::AbstractOutputPin* findOutput(const Target& from);
     Core::AbstractInputPin* findInput(const Target& to);
     Core::AbstractProperty* findProperty(Core::Filter& filter, const PlacedText& name);

@@ -272,6 +272,16 @@ TEST(RunCommand, ALayoutWithMistakesIsNotRun) {
     EXPECT_THAT(TestLog::lines(), ElementsAre());
 }
 
+TEST(RunCommand, ACommandThatRaisesBeforeTheRunPreventsIt) {
+    const Result result =
+        kavelin({"run", chain(R"({"name": "scale", "type": "TestScale", "properties": {"Use": false},
+"commands": ["Reset"]})")});
+    EXPECT_EQ(result.status, kUnusable);
+    ASSERT_EQ(result.messages.size(), 2u);
+    EXPECT_EQ(result.messages[0], R"(DIR/f.json:3:14: scale (TestScale), "Reset": nothing to reset)");
+    EXPECT_THAT(TestLog::lines(), ElementsAre());
+}
+
 std::string twoLayouts() {
     return R"({"plugins": [], "layouts": [{"name": "a", "filters": [)" + kSource +
            "]}, {\"name\": \"b\", \"filters\": [" + kScale + "," + kSink + "]}],\n" + kChain +

@@ -76,6 +76,7 @@ public:
 
 private:
     void onReset() {
+        if (!use_.get()) throw Poco::IllegalStateException("nothing to reset");
         TestLog::add(getName() + " reset, gain " + std::to_string(static_cast<int>(gain_.get())));
     }
     InputPin<Matrix> in_{"in", this};
