@@ -55,6 +55,7 @@ void LayoutManager::add(Filter& filter) {
                                     "' already");
     }
     filters_.push_back(&filter);
+    filter.getSynchronizer()->setWaitCounter(&waitingReaders_);
     filter.setManager(this);
     planStale_.store(true);
 }
@@ -82,6 +83,7 @@ void LayoutManager::detach(Filter& filter) {
     }
     forget(filter);
     filter.setManager(nullptr);
+    filter.getSynchronizer()->setWaitCounter(nullptr);
 }
 
 void LayoutManager::forget(Filter& filter) {
@@ -393,10 +395,11 @@ bool LayoutManager::isOverfed() {
         const Synchronizer::ProcessScope scope(*feed.writer);
         if (planStale_.load()) return false;
         if (!feed.input->isOverHalfFull()) continue;
-        // A reader that has seen everything and sleeps does not read this pin: waiting would be for ever.
+        // A reader that has seen everything and sleeps does not read this pin, and one that waits for data
+        // elsewhere may get it only from this source: waiting for either would be for ever.
         const LayoutManager& reader = *feed.reader;
         const bool idle = !reader.isRunning() || (reader.sleeping_.load() && !reader.fed_.load());
-        if (!idle) return true;
+        if (!idle && reader.waitingReaders_.load() == 0) return true;
     }
     return false;
 }

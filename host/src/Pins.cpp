@@ -37,6 +37,7 @@ template <class P>
 
 template <class P>
 void addPin(std::vector<P*>& pins, P* pin) {
+    std::lock_guard lock(topologyMutex());
     if (findByName(pins, pin->getName()) != nullptr) {
         throw Poco::ExistsException("A pin '" + pin->getName() + "' of that direction exists already");
     }
@@ -72,6 +73,7 @@ AbstractInputPin::AbstractInputPin(const std::string& name, PinManager* owner) :
 }
 
 AbstractInputPin::~AbstractInputPin() {
+    std::lock_guard lock(topologyMutex());
     if (getManager() != nullptr) std::erase(getManager()->inputs_, this);
 }
 
@@ -92,6 +94,7 @@ AbstractOutputPin::AbstractOutputPin(const std::string& name, PinManager* owner)
 }
 
 AbstractOutputPin::~AbstractOutputPin() {
+    std::lock_guard lock(topologyMutex());
     if (getManager() != nullptr) std::erase(getManager()->outputs_, this);
 }
 
@@ -137,7 +140,11 @@ AbstractOutputPin* PinManager::findOutputPin(const std::string& pinName) const {
 
 AbstractInputPin& PinManager::getInputPin(const std::string& pinName) {
     AbstractInputPin* pin = findInputPin(pinName);
-    if (pin == nullptr) pin = demandInputPin(pinName);
+    if (pin == nullptr) {
+        // A new pin changes what a running layout asks before each process.
+        const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
+        pin = demandInputPin(pinName);
+    }
     if (pin == nullptr) failUnknownPin("input", *this, inputs_, pinName);
     return *pin;
 }

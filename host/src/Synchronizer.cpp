@@ -32,9 +32,11 @@ void Synchronizer::wait(Poco::FastMutex& mutex, Poco::Event& event) {
         waiting_.push_back(&event);
         readers_.fetch_add(1);
     }
+    if (waitCounter_ != nullptr) waitCounter_->fetch_add(1);
     mutex.unlock();
     event.wait();
     mutex.lock();
+    if (waitCounter_ != nullptr) waitCounter_->fetch_sub(1);
     std::lock_guard lock(mutex_);
     std::erase(waiting_, &event);
     readers_.fetch_sub(1);

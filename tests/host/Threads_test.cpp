@@ -175,6 +175,49 @@ TEST(Threads, ASourceWaitsForARoomyBufferElsewhere) {
     for (std::size_t i = 0; i < relay.seen.size(); ++i) ASSERT_EQ(relay.seen[i], static_cast<double>(i));
 }
 
+TEST(Threads, ASourceDoesNotWaitForAReaderThatWaitsForIt) {
+    CountingSource source("source", 2000);
+    ScriptedFilter reader("reader", [](ScriptedFilter& self) {
+        while (self.a.readNext()) {
+        }
+        while (self.b.readNext()) {
+        }
+    });
+    LayoutManager readers("readers"), sources("sources");
+    sources.add(source);
+    readers.add(reader);
+    connect(source.out, reader.a, {.bufferSize = 16, .synchronous = true});
+    connect(source.out, reader.b, {.bufferSize = 2});
+    readers.start();
+    sources.start();
+    sources.wait();
+    readers.stop();  // it waits for data that will not come
+    readers.wait();
+    EXPECT_EQ(reader.a.getCounts().put, 2000u);
+}
+
+TEST(Threads, AReaderMayLeaveItsStandingLayoutWhileItIsFed) {
+    CountingSource source("source", 1e9);
+    Relay reader("reader");
+    LayoutManager sources("sources");
+    auto readers = std::make_unique<LayoutManager>("readers");
+    sources.add(source);
+    connect(source.out, reader.a, {.bufferSize = 4});
+    for (int i = 0; i < 20; ++i) {
+        readers->add(reader);
+        if (i == 0) sources.start();
+        if (i % 2 == 0) {
+            readers->remove(reader);
+        } else {
+            readers = std::make_unique<LayoutManager>("readers");
+        }
+    }
+    sources.stop();
+    sources.wait();
+    const PinCounts counts = reader.a.getCounts();
+    EXPECT_EQ(counts.put, counts.taken + counts.dropped + counts.discarded + counts.buffered);
+}
+
 /// Sends numbered samples on "out" as long as it is called, and checks that those that come on "a" ascend.
 class Exchanger : public CountingSource {
 public:

@@ -154,6 +154,7 @@ private:
     std::atomic<bool> planStale_{true};
     std::atomic<bool> fed_{false};
     std::atomic<bool> sleeping_{false};
+    std::atomic<int> waitingReaders_{0};  // filters that wait for data inside process
     std::atomic<bool> stopRequested_{false};
     std::atomic<bool> running_{false};
     std::shared_ptr<std::atomic<bool>> ended_ = std::make_shared<std::atomic<bool>>(false);

@@ -44,6 +44,9 @@ public:
     /// Lets `wait` wait again.  [any thread]
     void resume();
 
+    /// Where to count the readers that wait here; lent, null for nowhere.  [no process running]
+    void setWaitCounter(std::atomic<int>* counter) { waitCounter_ = counter; }
+
 private:
     friend class DisablerLocker;
     friend class ProcessScope;
@@ -65,7 +68,8 @@ private:
 
     std::atomic<std::uint64_t> state_{0};
     std::atomic<unsigned> readers_{0};  // threads inside wait()
-    std::mutex mutex_;                  // guards what follows; a leaf below the buffers' mutexes
+    std::atomic<int>* waitCounter_ = nullptr;
+    std::mutex mutex_;  // guards what follows; a leaf below the buffers' mutexes
     std::condition_variable changed_;
     std::vector<Poco::Event*> waiting_;
     unsigned processWaiting_ = 0;
