@@ -41,7 +41,6 @@ void KalmanSolver::step(const KalmanStep& step) {
         problem_->measurement(step.zref, 0, zPred_.data(), J_.get(), G_.get());
     }
     if (step.n == 4 && step.m == 6) return stepOfSize<4, 6>(step);
-    if (step.n == 4 && step.m == 3) return stepOfSize<4, 3>(step);
     predict(step);
     correct(step);
 }

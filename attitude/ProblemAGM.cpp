@@ -13,22 +13,27 @@ namespace {
 // 2^-53.
 constexpr double kSmallHalfAngle = 0x1p-27;
 
+struct Square {
+    double at[4][4];
+};
+
 // diagonal I + Omega(x, y, z), the matrix of the quaternion product from the right.
-void fillRateMatrix(double diagonal, double x, double y, double z, double* const* rows) {
-    const double values[4][4] = {
-        {diagonal, -x, -y, -z}, {x, diagonal, z, -y}, {y, -z, diagonal, x}, {z, y, -x, diagonal}};
-    for (int i = 0; i < 4; ++i) std::copy_n(values[i], 4, rows[i]);
+Square rateMatrix(double diagonal, double x, double y, double z) {
+    return {{{diagonal, -x, -y, -z}, {x, diagonal, z, -y}, {y, -z, diagonal, x}, {z, y, -x, diagonal}}};
+}
+
+void copyTo(double* const* rows, const Square& matrix) {
+    for (int i = 0; i < 4; ++i) std::copy_n(matrix.at[i], 4, rows[i]);
 }
 
 // x := Phi x / |Phi x|
-void moveOnUnitSphere(const double* const* phi, double* x) {
+void moveOnUnitSphere(const Square& phi, double* x) {
     double moved[4];
-    double squares = 0.0;
     for (int i = 0; i < 4; ++i) {
-        moved[i] = (phi[i][0] * x[0] + phi[i][1] * x[1]) + (phi[i][2] * x[2] + phi[i][3] * x[3]);
-        squares += moved[i] * moved[i];
+        moved[i] = (phi.at[i][0] * x[0] + phi.at[i][1] * x[1]) + (phi.at[i][2] * x[2] + phi.at[i][3] * x[3]);
     }
-    const double norm = std::sqrt(squares);
+    const double norm =
+        std::sqrt((moved[0] * moved[0] + moved[1] * moved[1]) + (moved[2] * moved[2] + moved[3] * moved[3]));
     for (int i = 0; i < 4; ++i) x[i] = moved[i] / norm;
 }
 
@@ -62,16 +67,20 @@ int ProblemAGM::transition(double* x, int /*n*/, int mode, double* const* F, dou
     if (mode < 1) return 0;
     const double h = u[0][0] * 0.5;
     const double* const rate = u[1];
-    if (mode >= 2) fillRateMatrix(1.0, h * rate[0], h * rate[1], h * rate[2], F);
+    if (mode >= 2) copyTo(F, rateMatrix(1.0, h * rate[0], h * rate[1], h * rate[2]));
     const double speed = std::sqrt(rate[0] * rate[0] + rate[1] * rate[1] + rate[2] * rate[2]);
     const double theta = speed * h;
-    phi_ = F;
+    Square phi;
     if (theta >= kSmallHalfAngle) {
         const double factor = std::sin(theta) / speed;
-        fillRateMatrix(std::cos(theta), factor * rate[0], factor * rate[1], factor * rate[2], phiRows_);
+        phi = rateMatrix(std::cos(theta), factor * rate[0], factor * rate[1], factor * rate[2]);
+        copyTo(phiRows_, phi);
         phi_ = phiRows_;
+    } else {
+        for (int i = 0; i < 4; ++i) std::copy_n(F[i], 4, phi.at[i]);
+        phi_ = F;
     }
-    moveOnUnitSphere(phi_, x);
+    moveOnUnitSphere(phi, x);
     return 0;
 }
 
