@@ -17,7 +17,8 @@ namespace Kavelin::OrientationInternal {
 /// error after one inside it. Each part of it is kept up to date instead, so that a question costs the same
 /// after an hour as after a second but for a logarithm: the mean of the newest quarter, the newest error
 /// inside any band, and the last error outside a band before a place. Band and list may change in any way
-/// between two questions. Memory grows with the list: about 60 bytes an error.
+/// between two questions. Memory grows with the list: about 40 bytes an error, 80 where errors keep jumping
+/// over the band.
 class ConvergenceHistory {
 public:
     /// Forgets both lists.
