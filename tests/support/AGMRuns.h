@@ -25,8 +25,8 @@ inline AGMSample sampleOf(const MotionSample& s) {
     return {.t = s.t, .acc = s.acc, .mag = s.field, .rate = s.rate};
 }
 
-/// Largest error in degrees from `from` (s) on, of an attitude relative to the earth, or to the pose at
-/// `startPose` (s) if that is not negative.
+/// Largest error in degrees from `from` (s) on; `q_earth_ref` is the frame that the estimates are relative
+/// to.
 inline double worstError(AGMEstimator& estimator, const std::vector<MotionSample>& samples, double from,
                          const Eigen::Quaterniond& q_earth_ref = Eigen::Quaterniond::Identity()) {
     double worst = 0;
