@@ -1,31 +1,33 @@
 #include "cli/Interruption.h"
 
-#include <csignal>
+#include <atomic>
 
 namespace Kavelin::Cli {
 
 namespace {
 
-volatile std::sig_atomic_t come = 0;
+std::atomic<bool> come{false};
+static_assert(std::atomic<bool>::is_always_lock_free);  // what a signal handler may touch
 
-extern "C" void noteInterruption(int signal) {
-    come = 1;
-    std::signal(signal, SIG_DFL);
-}
+extern "C" void noteInterruption(int) { come.store(true); }
 
 }  // namespace
 
 Interruption::Interruption() {
-    come = 0;
-    std::signal(SIGINT, noteInterruption);
-    std::signal(SIGTERM, noteInterruption);
+    come.store(false);
+    struct sigaction action {};
+    action.sa_handler = &noteInterruption;
+    action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, &interrupt_);
+    sigaction(SIGTERM, &action, &terminate_);
 }
 
 Interruption::~Interruption() {
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGTERM, SIG_DFL);
+    sigaction(SIGINT, &interrupt_, nullptr);
+    sigaction(SIGTERM, &terminate_, nullptr);
 }
 
-bool Interruption::hasCome() { return come != 0; }
+bool Interruption::hasCome() { return come.load(std::memory_order_relaxed); }
 
 }  // namespace Kavelin::Cli

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <csignal>
+
 namespace Kavelin::Cli {
 
 /// While one of these lives, Ctrl-C and a request to terminate set a flag instead of ending the program, so
@@ -13,6 +15,10 @@ public:
 
     /// Whether it has come.  [any thread]
     static bool hasCome();
+
+private:
+    struct sigaction interrupt_ {
+    }, terminate_{};  // what was in force before
 };
 
 }  // namespace Kavelin::Cli

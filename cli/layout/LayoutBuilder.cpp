@@ -10,12 +10,15 @@
 #include <algorithm>
 
 #include "cli/CommandContext.h"
+#include "cli/fuse/Estimator.h"
 #include "cli/layout/NearestNames.h"
 #include "cli/layout/PropertyAccess.h"
 
 namespace Kavelin::Cli {
 
 namespace {
+
+constexpr const char* kSettingsProperty = "Settings File Name";
 
 template <class Pins>
 std::vector<std::string> namesOf(const Pins& pins) {
@@ -103,9 +106,23 @@ void LayoutBuilder::createFilter(const FilterEntry& entry, Core::LayoutManager& 
 void LayoutBuilder::writeProperties(const FilterEntry& filterEntry) {
     Core::Filter* filter = find(filterEntry.name.text);
     if (filter == nullptr) return;
+    useInstalledSettings(filterEntry, *filter);
     for (const PropertyEntry& entry : filterEntry.properties)
         if (Core::AbstractProperty* property = findProperty(*filter, entry.name))
             write(*filter, *property, entry.value);
+}
+
+void LayoutBuilder::useInstalledSettings(const FilterEntry& entry, Core::Filter& filter) {
+    Core::AbstractProperty* file = filter.getPropertyBag().find(kSettingsProperty);
+    const bool isGiven = std::any_of(entry.properties.begin(), entry.properties.end(),
+                                     [](const PropertyEntry& p) { return p.name.text == kSettingsProperty; });
+    if (file == nullptr || isGiven) return;
+    const std::string installed = installedSettings(file->exactText());
+    if (installed.empty()) return;
+    PropertyValue value;
+    value.text = installed;
+    value.place = entry.name.place;
+    write(filter, *file, value);
 }
 
 void LayoutBuilder::write(Core::Filter& filter, Core::AbstractProperty& property,

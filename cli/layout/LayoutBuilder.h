@@ -57,6 +57,8 @@ private:
     void createFilters(const LayoutEntry& layout);
     void createFilter(const FilterEntry& entry, Core::LayoutManager& layout);
     void writeProperties(const FilterEntry& entry);
+    /// Where the file gives none: the settings file that comes with the program for this type.
+    void useInstalledSettings(const FilterEntry& entry, Core::Filter& filter);
     void write(Core::Filter& filter, Core::AbstractProperty& property, const PropertyValue& value);
     void connect(const ConnectionEntry& entry);
     void activate(Core::Filter& filter, const PlacedText& name);

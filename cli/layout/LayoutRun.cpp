@@ -7,12 +7,14 @@
 #include <ostream>
 
 #include "cli/CommandContext.h"
-#include "cli/Interrupt.h"
+#include "cli/Interruption.h"
 #include "io/EndOfRun.h"
 
 namespace Kavelin::Cli {
 
 namespace {
+
+constexpr std::uint64_t kRowsBetweenLooks = 256;  // at the clock
 
 std::string targetText(const ActionEntry& action) {
     return action.target.filter + ":" + action.target.element;
@@ -32,10 +34,15 @@ std::string plural(std::uint64_t count, const char* noun) {
 
 LayoutRun::LayoutRun(const LayoutFile& file, LayoutBuilder& builder, Core::FlowManager& flow,
                      std::ostream& err, const LayoutRunOptions& options)
-    : file_(file), builder_(builder), flow_(flow), err_(err), options_(options) {}
+    : file_(file),
+      builder_(builder),
+      flow_(flow),
+      err_(err),
+      options_(options),
+      progress_(err, !options.quiet) {}
 
 bool LayoutRun::run() {
-    const InterruptGuard guard;
+    const Interruption interruption;
     prepareLanes();
     shareSchedules();
     if (options_.threads) {
@@ -49,7 +56,7 @@ bool LayoutRun::run() {
     report();
     std::uint64_t errors = failures_.load();
     for (const Lane& lane : lanes_) errors += lane.layout->getErrors().getCount();
-    return errors == 0 && !InterruptGuard::isRaised();
+    return errors == 0 && !Interruption::hasCome();
 }
 
 void LayoutRun::prepareLanes() {
@@ -93,7 +100,7 @@ LayoutRun::Lane* LayoutRun::laneOf(const ActionEntry& action) {
 }
 
 void LayoutRun::beforeRound(Lane& lane, double t) {
-    if (InterruptGuard::isRaised() || stop_.load(std::memory_order_relaxed)) {
+    if (Interruption::hasCome() || stop_.load(std::memory_order_relaxed)) {
         // Between two rows: what was sent has been taken, and layouts that this one feeds end when they are
         // drained.
         if (options_.threads)
@@ -104,8 +111,15 @@ void LayoutRun::beforeRound(Lane& lane, double t) {
     }
     if (lane.rounds++ == 0) lane.first = t;
     lane.last = t;
+    if (progress_.isOn() && lane.rounds % kRowsBetweenLooks == 0) showProgress(lane);
     if (lane.schedule != nullptr)
         lane.schedule->runUntil(t, [this](const ActionEntry& action) { perform(action); });
+}
+
+/// With threads every layout tells its own rows; the line shows who came last.
+void LayoutRun::showProgress(const Lane& lane) {
+    const std::lock_guard lock(reportMutex_);
+    progress_.show(lane.rounds, 0, 0);
 }
 
 void LayoutRun::perform(const ActionEntry& action) {
@@ -126,6 +140,7 @@ void LayoutRun::fail(const std::string& text) {
 
 void LayoutRun::say(const std::string& text) {
     const std::lock_guard lock(reportMutex_);
+    progress_.clear();
     err_ << "kavelin: " << text << std::endl;
 }
 
@@ -145,7 +160,7 @@ void LayoutRun::complete() {
 
 void LayoutRun::report() {
     reportRepeats();
-    if (InterruptGuard::isRaised()) say("interrupted; the rows done are kept");
+    if (Interruption::hasCome()) say("interrupted; the rows done are kept");
     if (options_.quiet) return;
     reportActionsLeft();
     reportNotesAndDrops();

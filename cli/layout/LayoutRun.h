@@ -8,6 +8,7 @@
 #include <list>
 #include <mutex>
 
+#include "cli/fuse/ProgressBar.h"
 #include "cli/layout/ActionSchedule.h"
 #include "cli/layout/LayoutBuilder.h"
 
@@ -44,6 +45,7 @@ private:
     Lane* laneOf(const ActionEntry& action);
     void hook(Lane& lane);
     void beforeRound(Lane& lane, double t);
+    void showProgress(const Lane& lane);
     void perform(const ActionEntry& action);
     void complete();
     void fail(const std::string& text);
@@ -60,6 +62,7 @@ private:
     const LayoutRunOptions options_;
     std::list<Lane> lanes_;
     std::list<ActionSchedule> schedules_;
+    ProgressBar progress_;  // guarded by reportMutex_
     std::mutex reportMutex_;
     std::atomic<bool> stop_{false};
     std::atomic<std::uint64_t> failures_{0};  // beside those in the layouts' logs

@@ -98,9 +98,6 @@ TEST(CheckCommand, ASoundLayoutHasNoMistakes) { expectCheck({{"sound", chain(), 
 
 TEST(CheckCommand, UnknownNames) {
     expectCheck({
-        {"type",
-         file(R"({"name": "a", "type": "TestSorce"})"),
-         {R"(2:23: no filter type is named "TestSorce"; did you mean "TestSource"? Filter types: TestSource, TestScale, TestSink)"}},
         {"plugin",
          R"({"plugins": ["./no.so"], "layouts": []})",
          {"1:14: There is no plugin file 'DIR/./no.so'"}},
@@ -129,6 +126,15 @@ TEST(CheckCommand, UnknownNames) {
          {R"(5:34: scale (TestScale): no command is named "Gain"; commands: Reset)",
           R"(5:66: scale (TestScale): no property is named "Nought"; properties: Gain, Mode, Weights, Use, Count, Text, Fixed)"}},
     });
+}
+
+TEST(CheckCommand, AnUnknownTypeNamesTheNearest) {
+    const Result result = kavelin({"check", file(R"({"name": "a", "type": "TestSorce"})")});
+    ASSERT_EQ(result.messages.size(), 2u);
+    EXPECT_THAT(
+        result.messages[0],
+        testing::StartsWith(
+            R"(DIR/f.json:2:23: no filter type is named "TestSorce"; did you mean "TestSource"? Filter types: )"));
 }
 
 TEST(CheckCommand, RefusedValues) {
