@@ -56,12 +56,7 @@ struct PluginModule : testing::Test {
 
 TEST_F(PluginModule, OffersItsTypesInOrderAndDescribesItself) {
     plugins().load(kPlugin);
-    std::vector<std::string> expected;
-    for (const char* type : kTypes) {
-        if (plugins().findPluginOf(type) != nullptr) expected.emplace_back(type);
-    }
-    EXPECT_EQ(plugins().getTypeNames(), expected);
-    EXPECT_GE(expected.size(), 11u);
+    EXPECT_THAT(plugins().getTypeNames(), testing::ElementsAreArray(kTypes));
     ASSERT_EQ(plugins().getPlugins().size(), 1u);
     const PluginMetaData& data = plugins().getPlugins()[0]->getMetaData();
     EXPECT_THAT((std::vector<std::string>{data.version, data.hostVersion, data.name, data.description,
