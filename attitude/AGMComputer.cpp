@@ -43,7 +43,24 @@ Matrix3 rotationToReference(const Quaternion& q) {
 }  // namespace
 
 AGMComputer::AGMComputer(std::unique_ptr<ProblemAGM> problem, AGMVariant variant)
-    : problem_(std::move(problem)), solver_(problem_.get()), variant_(variant) {}
+    : problem_(std::move(problem)),
+      solver_(problem_.get()),
+      variant_(variant),
+      rowsOfS_(rowsOf(S_)),
+      rowsOfRootQ_(rowsOf(rootQ_)),
+      rowsOfRootR_(rowsOf(rootR_)),
+      rowsOfInput_{&dt_, nullptr} {
+    step_ = {.n = 4,
+             .m = 6,
+             .x = Xhat_.data(),
+             .S = rowsOfS_.data(),
+             .rootQ = rowsOfRootQ_.data(),
+             .rootR = rowsOfRootR_.data(),
+             .z = z_.data(),
+             .zref = zref_.data(),
+             .u = rowsOfInput_,
+             .innovation = innovation_.data()};
+}
 
 bool AGMComputer::load(const std::string& fileName) {
     if (!problem_->readSettings(fileName, true)) return false;
@@ -70,6 +87,7 @@ void AGMComputer::reset(bool fromFile) {
     aProper_.setZero();
     rootQ_.setZero();
     rootR_.setZero();
+    isOnlyDiagonal_[0] = isOnlyDiagonal_[1] = rootQIsOnlyDiagonal_ = true;
     // Deliberate: references already handed on outlive a restart. Only what is no number does not.
     if (!zref_.allFinite()) zref_.setZero();
     estimate_ = AGMEstimate();
@@ -163,10 +181,10 @@ void AGMComputer::gateMagnetometer(const AGMSample& sample, const Matrix3& R_sen
     estimate_.magFlag = held || !isFieldConsistent(z_.head<3>(), sample.mag, predicted);
     if (estimate_.magFlag) {
         z_.tail<3>() = predicted;
-        setPerturbedNoise(3);
+        setPerturbedNoise(1);
     } else {
         z_.tail<3>() = sample.mag;
-        setNoise(3, deviation, alphaM_);
+        setNoise(1, deviation, alphaM_);
     }
 }
 
@@ -179,46 +197,48 @@ bool AGMComputer::isFieldConsistent(const Vector3& acc, const Vector3& mag,
 
 // Noise root of an unperturbed sensor: element by element, from Rdstat at no deviation to Rddyn at the
 // threshold.
-void AGMComputer::setNoise(int offset, double deviation, double threshold) {
-    auto block = rootR_.block<3, 3>(offset, offset);
-    if (noiseIsDiagonal_ && std::isfinite(deviation / threshold)) {
-        const auto stationary = Rdstat_.diagonal().array();
-        block.setZero();
-        block.diagonal() =
-            (stationary + (Rddyn_.diagonal().array() - stationary) * deviation / threshold).sqrt();
+void AGMComputer::setNoise(int sensor, double deviation, double threshold) {
+    const double share = deviation / threshold;
+    if (noiseIsDiagonal_ && std::isfinite(share)) {
+        const Eigen::Array3d least = Rdstat_.diagonal();
+        setNoiseDiagonal(sensor, (least + (Rddyn_.diagonal().array() - least) * share).sqrt());
     } else {
-        block = (Rdstat_.array() + (Rddyn_ - Rdstat_).array() * deviation / threshold).sqrt();
+        isOnlyDiagonal_[sensor] = false;
+        rootR_.block<3, 3>(3 * sensor, 3 * sensor) =
+            (Rdstat_.array() + (Rddyn_ - Rdstat_).array() * share).sqrt();
     }
 }
 
-void AGMComputer::setPerturbedNoise(int offset) { rootR_.block<3, 3>(offset, offset) = rootRddyn_; }
+void AGMComputer::setPerturbedNoise(int sensor) {
+    if (noiseIsDiagonal_) return setNoiseDiagonal(sensor, rootRddyn_.diagonal());
+    rootR_.block<3, 3>(3 * sensor, 3 * sensor) = rootRddyn_;
+}
+
+// The zeros around are left as they are where they are there: the solver reads what was written long ago at
+// once.
+void AGMComputer::setNoiseDiagonal(int sensor, const Eigen::Array3d& roots) {
+    auto block = rootR_.block<3, 3>(3 * sensor, 3 * sensor);
+    if (!isOnlyDiagonal_[sensor]) block.setZero();
+    isOnlyDiagonal_[sensor] = true;
+    block.diagonal() = roots;
+}
 
 void AGMComputer::setProcessNoise() {
     const double scale = dt_ * dt_ * processNoiseScale_;
     if (processNoiseIsDiagonal_ && std::isfinite(scale)) {
-        rootQ_.setZero();
+        if (!rootQIsOnlyDiagonal_) rootQ_.setZero();
+        rootQIsOnlyDiagonal_ = true;
         rootQ_.diagonal() = (Qd_.diagonal().array() * scale / 4.0).sqrt();
     } else {
+        rootQIsOnlyDiagonal_ = false;
         rootQ_ = (Qd_.array() * scale / 4.0).sqrt();
     }
 }
 
 void AGMComputer::correct(const AGMSample& sample) {
-    const auto S = rowsOf(S_);
-    const auto rootQ = rowsOf(rootQ_);
-    const auto rootR = rowsOf(rootR_);
-    const double* const u[2] = {&dt_, sample.rate.data()};
-    solver_.step({.n = 4,
-                  .m = 6,
-                  .x = Xhat_.data(),
-                  .S = S.data(),
-                  .rootQ = rootQ.data(),
-                  .rootR = rootR.data(),
-                  .z = z_.data(),
-                  .zref = zref_.data(),
-                  .u = u,
-                  .started = solverStarted_ ? 1 : 0,
-                  .innovation = innovation_.data()});
+    rowsOfInput_[1] = sample.rate.data();
+    step_.started = solverStarted_ ? 1 : 0;
+    solver_.step(step_);
     solverStarted_ = true;
     Xhat_ /= std::sqrt(Xhat_.dot(Xhat_));
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <memory>
 #include <string>
 
@@ -110,13 +111,20 @@ protected:
 private:
     void beginTriple(double t);
     bool isFieldConsistent(const Vector3& acc, const Vector3& mag, const Vector3& magPredicted) const;
-    void setNoise(int offset, double deviation, double threshold);
-    void setPerturbedNoise(int offset);
+    void setNoise(int sensor, double deviation, double threshold);
+    void setPerturbedNoise(int sensor);
+    void setNoiseDiagonal(int sensor, const Eigen::Array3d& roots);
     void setProcessNoise();
 
     std::unique_ptr<ProblemAGM> problem_;
     KalmanSolver solver_;
     AGMVariant variant_;
+    KalmanStep step_;  // what never changes of it: sizes, and where everything is
+    std::array<double*, 4> rowsOfS_, rowsOfRootQ_;
+    std::array<double*, 6> rowsOfRootR_;
+    const double* rowsOfInput_[2];
+    bool isOnlyDiagonal_[2] = {true, true};  // each sensor's block of rootR_ is zero off its diagonal
+    bool rootQIsOnlyDiagonal_ = true;
 };
 
 }  // namespace Kavelin::OrientationInternal

@@ -20,6 +20,7 @@
 // between the root and the next column, (A - p) + p |r_j| / sigma; the divisions by sigma^2 and a.a run beside the root.
 // Where a.a is far below r_j^2 the factor of p has few digits left, but as |p| <= |A| that is rounding of A.
 
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -138,15 +139,19 @@ template <int Size>
 [[gnu::flatten]] bool isDiagonal(const double* const* rows) {
     using namespace Reflections;
     Bits any = {};
+    std::uint64_t neighbours = 0;
     unrolled<Size>([&](auto i) {
         unrolled<Size / 2>([&](auto k) {
-            Bits bits;
-            std::memcpy(&bits, rows[i] + 2 * k, sizeof bits);
-            if constexpr (k == i / 2) bits[i % 2] = 0;
-            any |= bits;
+            if constexpr (k == i / 2) {  // alone, as the diagonal may have been written just now, by itself
+                neighbours |= std::bit_cast<std::uint64_t>(rows[i][i ^ 1]);
+            } else {
+                Bits bits;
+                std::memcpy(&bits, rows[i] + 2 * k, sizeof bits);
+                any |= bits;
+            }
         });
     });
-    return (any[0] | any[1]) == 0;
+    return (any[0] | any[1] | neighbours) == 0;
 }
 
 /// S := R1 of the block of rootQ above S F^T, rootQ being diagonal. Any S comes in, an upper triangular one goes out.
