@@ -363,7 +363,7 @@ TYPED_TEST(FilterAGMAttitudeTest, AllocatesNothingOnceItRuns) {
         filter.process();
     }
     EXPECT_EQ(Tests::heapCalls.load(), before);
-    if (KAVELIN_HEAP_CALLS_COUNTED) EXPECT_GT(before, 0u);
+    EXPECT_TRUE(before > 0 || !KAVELIN_HEAP_CALLS_COUNTED);
 }
 
 }  // namespace
