@@ -83,11 +83,6 @@ void ResultFile::text(std::string_view text) {
     used_ += text.size();
 }
 
-void ResultFile::number(double value) {
-    reserve(kLongestNumber);
-    used_ = static_cast<std::size_t>(writeNumber(buffer_.data() + used_, value) - buffer_.data());
-}
-
 void ResultFile::endRow() {
     text("\n");
     lastRowEnd_ = used_;

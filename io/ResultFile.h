@@ -7,6 +7,9 @@
 
 namespace Kavelin::RecordingIO {
 
+/// Shortest text that reads back as the same double, at `into` (room for 32 characters).  @return behind it.
+char* writeNumber(char* into, double value);
+
 /// Writes a table of numbers, row by row, in constant memory. The rows go to `PATH.part`, which takes the
 /// name PATH when it is complete, so whoever reads PATH never sees half of it. "-" is standard output; what
 /// exists and is no ordinary file (a pipe, a device) is written directly.
@@ -24,8 +27,14 @@ public:
     /// Appends text as it stands, within a row.
     void text(std::string_view text);
     /// Appends a number in shortest round-trip form; "nan", "inf", "-inf" for the others.
-    void number(double value);
-    void separator() { text(","); }
+    void number(double value) {
+        reserve(kLongestNumber);
+        used_ = static_cast<std::size_t>(writeNumber(buffer_.data() + used_, value) - buffer_.data());
+    }
+    void separator() {
+        reserve(1);
+        buffer_[used_++] = ',';
+    }
     /// Ends a row; now and then writes a block.  Raises Poco::WriteFileException as `finish` does.
     void endRow();
 
@@ -45,7 +54,8 @@ private:
     static constexpr std::size_t kLongestNumber = 32;
 
     void reserve(std::size_t size) {
-        if (buffer_.size() - used_ < size) buffer_.resize(2 * buffer_.size() + size);
+        if (buffer_.size() - used_ < size) [[unlikely]]
+            buffer_.resize(2 * buffer_.size() + size);
     }
     void flush();
     [[noreturn]] void fail(int error);
@@ -63,8 +73,5 @@ private:
     std::uint64_t headerLines_ = 0;  // in the buffer
     std::uint64_t bytesWritten_ = 0;
 };
-
-/// Shortest text that reads back as the same double, at `into` (room for 32 characters).  @return behind it.
-char* writeNumber(char* into, double value);
 
 }  // namespace Kavelin::RecordingIO

@@ -9,7 +9,7 @@
 namespace Kavelin::Cli {
 
 /// Draws a run with gnuplot: Euler angles over time, below them flags and quality, below those the error
-/// against the reference where there is one. Keeps at most a few thousand rows, evenly spread, however long
+/// against the reference where there is one. Keeps at most two thousand rows, evenly spread, however long
 /// the run is.
 class AttitudePlot {
 public:
@@ -25,7 +25,7 @@ public:
     void draw(double turn);
 
 private:
-    static constexpr std::size_t kMostRows = 4000;
+    static constexpr std::size_t kMostRows = 2000;
 
     struct Line {
         std::string name;

@@ -199,9 +199,10 @@ void FuseSink::writeAttitude() {
 void FuseSink::writeExtras() {
     for (std::size_t i = 0; i < extras_.size(); ++i) {
         const std::size_t size = extras_[i].rows * extras_[i].cols;
+        const double* elements = pins_[i]->present ? pins_[i]->pin.value().data() : nullptr;
         for (std::size_t e = 0; e < size; ++e) {
             file_.separator();
-            if (pins_[i]->present) file_.number(extra(i, e));
+            if (elements) file_.number(elements[e]);
         }
     }
 }
