@@ -89,13 +89,13 @@ void AttitudePlot::draw(double turn) {
     const std::string part = file_ + ".part";
     const PipeEndsQuietly guard;
     std::FILE* gnuplot = ::popen("gnuplot 2>/dev/null", "w");
-    if (!gnuplot) throw Poco::NotFoundException("cannot start gnuplot for '" + file_ + "'");
+    if (!gnuplot) throw Poco::WriteFileException("cannot start gnuplot for '" + file_ + "'");
     const std::string text = script(part, turn);
     const bool written = std::fwrite(text.data(), 1, text.size(), gnuplot) == text.size();
     const int status = ::pclose(gnuplot);
     std::error_code ignored;
     if (WIFEXITED(status) && WEXITSTATUS(status) == 127) {
-        throw Poco::NotFoundException("no picture '" + file_ + "': gnuplot is not installed");
+        throw Poco::WriteFileException("no picture '" + file_ + "': gnuplot is not installed");
     }
     if (!written || status != 0 || !std::filesystem::exists(part, ignored)) {
         throw Poco::WriteFileException("gnuplot could not draw '" + file_ + "'");

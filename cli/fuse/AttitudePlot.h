@@ -20,7 +20,7 @@ public:
     void add(const FuseSink& sink);
 
     /// Draws.  @param turn rad, to be taken out of heading errors.
-    /// @throws Poco::NotFoundException where gnuplot is not installed, Poco::WriteFileException when it
+    /// @throws Poco::WriteFileException where gnuplot is not installed, or when it
     /// fails.
     void draw(double turn);
 
