@@ -45,12 +45,10 @@ bool LayoutRun::run() {
     const Interruption interruption;
     prepareLanes();
     shareSchedules();
-    if (options_.threads) {
-        flow_.start();
-        flow_.wait();
-    } else {
+    if (options_.threads)
+        runThreads();
+    else
         flow_.runToEnd();
-    }
     for (Lane& lane : lanes_) lane.layout->setRoundHook({});
     complete();
     report();
@@ -61,7 +59,7 @@ bool LayoutRun::run() {
 
 void LayoutRun::prepareLanes() {
     for (Core::LayoutManager* layout : flow_.getLayouts()) {
-        lanes_.push_back({layout});
+        lanes_.push_back({layout, layout->hasSources()});
         layout->setStopOnError(options_.stopOnError);
         layout->getErrors().setListener([this](const Core::ProcessError& error) {
             say(error.layout + "/" + error.filter + " " + at(error.timeStamp) + ": " + errorText(error));
@@ -89,7 +87,7 @@ void LayoutRun::shareSchedules() {
 }
 
 LayoutRun::Lane* LayoutRun::laneOf(const ActionEntry& action) {
-    const auto hasSources = [](const Lane& lane) { return lane.layout->hasSources(); };
+    const auto hasSources = [](const Lane& lane) { return lane.hasSources; };
     const auto first = std::find_if(lanes_.begin(), lanes_.end(), hasSources);
     if (first == lanes_.end()) return nullptr;
     if (!options_.threads) return &*first;
@@ -130,6 +128,16 @@ void LayoutRun::perform(const ActionEntry& action) {
         fail("action " + at(action.at) + " on " + targetText(action) + ": " +
              (message.empty() ? Core::exceptionType(error) : message));
     }
+}
+
+void LayoutRun::runThreads() {
+    flow_.start();
+    for (const Lane& lane : lanes_)
+        if (lane.hasSources) lane.layout->wait();
+    // Nothing new comes: a filter that waits for data inside its process would do so for ever.
+    for (const Lane& lane : lanes_)
+        for (Core::Filter* filter : lane.layout->getFilters()) filter->getSynchronizer()->interrupt();
+    flow_.wait();
 }
 
 void LayoutRun::fail(const std::string& text) {

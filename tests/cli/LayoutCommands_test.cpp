@@ -163,10 +163,10 @@ TEST(CheckCommand, RefusedValues) {
          {R"(3:10: scale (TestScale), "Count": takes a whole number from 0; this is -1)"}},
         {"label",
          scale("\"Mode\": \"fail\""),
-         {R"(3:9: scale (TestScale), "Mode": 'fail' is no label of 'Mode'; there are 'plain', 'fails')"}},
+         {R"(3:9: scale (TestScale), "Mode": 'fail' is no label of 'Mode'; there are 'plain', 'fails', 'greedy')"}},
         {"label's index",
-         scale("\"Mode\": 2"),
-         {R"(3:9: scale (TestScale), "Mode": 2 is no index of a label, 0 to 1; labels: plain, fails)"}},
+         scale("\"Mode\": 3"),
+         {R"(3:9: scale (TestScale), "Mode": 3 is no index of a label, 0 to 2; labels: plain, fails, greedy)"}},
         {"matrix",
          scale("\"Weights\": 3"),
          {R"(3:12: scale (TestScale), "Weights": takes a matrix, such as [[1, 2, 3]]; this is 3)"}},
@@ -188,7 +188,7 @@ TEST(CheckCommand, RefusedValues) {
          {}},
         {"of an action",
          chain(kScale, R"("actions": [{"at": 1, "set": "scale:Mode", "value": 7}])"),
-         {R"(5:53: scale (TestScale), "Mode": 7 is no index of a label, 0 to 1; labels: plain, fails)"}},
+         {R"(5:53: scale (TestScale), "Mode": 7 is no index of a label, 0 to 2; labels: plain, fails, greedy)"}},
     });
 }
 
@@ -308,6 +308,16 @@ TEST(RunCommand, LayoutsInThreadsLoseNothing) {
     for (const std::string& line : TestLog::lines())
         if (line.starts_with("sink")) times.push_back(line.substr(0, 10));
     EXPECT_THAT(times, ElementsAre("sink:x 0.0", "sink:x 1.0", "sink:x 2.0"));
+}
+
+TEST(RunCommand, AFilterThatWaitsForDataInsideProcessDoesNotHoldUpTheEnd) {
+    std::string text = twoLayouts();
+    text.replace(text.find("\"to\": \"scale:in\""), 16, R"("to": "scale:in", "synchronous": true)");
+    const Result result = kavelin({"run", "--threads", "--quiet", "--set", "scale:Mode=greedy", text});
+    EXPECT_EQ(result.status, kDone);
+    EXPECT_EQ(std::count_if(TestLog::lines().begin(), TestLog::lines().end(),
+                            [](const std::string& line) { return line.starts_with("sink:x"); }),
+              3);
 }
 
 TEST(RunCommand, ASignalCompletesTheRowsDone) {

@@ -60,7 +60,8 @@ private:
     int sent_ = 0;
 };
 
-/// Sends "in" times "Gain"; in the mode "fails" it raises at every odd value.
+/// Sends "in" times "Gain"; in the mode "fails" it raises at every odd value, in the
+/// mode "greedy" it reads all that there is.
 class TestScale : public Filter {
 public:
     static constexpr const char* kTypeName = "TestScale";
@@ -68,13 +69,17 @@ public:
     std::string typeName() const override { return kTypeName; }
     void process() override {
         if (!in_.readNext()) return;
+        do sendScaled();
+        while (mode_.value() == 2 && in_.readNext());
+    }
+
+private:
+    void sendScaled() {
         const double value = in_.value()(0, 0);
         if (mode_.value() == 1 && static_cast<int>(value) % 2 == 1) throw Poco::RuntimeException("odd value");
         out_.value()(0, 0) = gain_.value() * value;
         out_.send(in_.lastTimeStamp());
     }
-
-private:
     void onReset() {
         if (!use_.get()) throw Poco::IllegalStateException("nothing to reset");
         TestLog::add(getName() + " reset, gain " + std::to_string(static_cast<int>(gain_.get())));
@@ -83,7 +88,7 @@ private:
     InputPin<Matrix> second_{"second", this};  // never read
     OutputPin<Matrix> out_{"out", this, Matrix::Zero(1, 1)};
     ValueProperty<double> gain_{"Gain", this, 1.0};
-    EnumProperty<std::string> mode_{"Mode", this, {"plain", "fails"}, 0};
+    EnumProperty<std::string> mode_{"Mode", this, {"plain", "fails", "greedy"}, 0};
     ValueProperty<Matrix> weights_{"Weights", this, Matrix::Identity(2, 2)};
     ValueProperty<bool> use_{"Use", this, true};
     ValueProperty<unsigned> count_{"Count", this, 7};
