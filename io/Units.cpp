@@ -1,5 +1,7 @@
 #include "io/Units.h"
 
+#include <span>
+
 #include "attitude/AngleConstants.h"
 #include "io/Text.h"
 
@@ -16,49 +18,53 @@ struct NamedUnit {
     Unit unit;
 };
 
-// The first name of a quantity is its base unit.
-const NamedUnit kUnits[] = {
-    {Quantity::kTime, "s", {1.0, 1.0}},
-    {Quantity::kTime, "sec", {1.0, 1.0}},
-    {Quantity::kTime, "seconds", {1.0, 1.0}},
-    {Quantity::kTime, "ms", {1.0, 1e3}},
-    {Quantity::kTime, "us", {1.0, 1e6}},
-    {Quantity::kTime, "\xC2\xB5s", {1.0, 1e6}},
-    {Quantity::kTime, "ns", {1.0, 1e9}},
-    {Quantity::kAcceleration, "m/s^2", {1.0, 1.0}},
-    {Quantity::kAcceleration, "m/s2", {1.0, 1.0}},
-    {Quantity::kAcceleration, "m/s\xC2\xB2", {1.0, 1.0}},
-    {Quantity::kAcceleration, "m/s/s", {1.0, 1.0}},
-    {Quantity::kAcceleration, "g", {kStandardGravity, 1.0}},
-    {Quantity::kAcceleration, "mg", {kStandardGravity, 1e3}},
-    {Quantity::kRate, "rad/s", {1.0, 1.0}},
-    {Quantity::kRate, "deg/s", {kPi, 180.0}},
-    {Quantity::kRate, "\xC2\xB0/s", {kPi, 180.0}},
-    {Quantity::kRate, "dps", {kPi, 180.0}},
-    {Quantity::kRate, "mdps", {kPi, 180e3}},
-    {Quantity::kField, "uT", {1.0, 1.0}},
-    {Quantity::kField, "\xC2\xB5T", {1.0, 1.0}},
-    {Quantity::kField, "nT", {1.0, 1e3}},
-    {Quantity::kField, "mT", {1e3, 1.0}},
-    {Quantity::kField, "G", {1e2, 1.0}},
-    {Quantity::kField, "gauss", {1e2, 1.0}},
-    {Quantity::kField, "mG", {1.0, 1e1}},
-    {Quantity::kAngle, "rad", {1.0, 1.0}},
-    {Quantity::kAngle, "deg", {kPi, 180.0}},
-    {Quantity::kAngle, "\xC2\xB0", {kPi, 180.0}},
-};
+// The first name of a quantity is its base unit. Made at the first call: pi, from another header, may not be
+// there yet when the program's constants are set up.
+std::span<const NamedUnit> units() {
+    static const NamedUnit kUnits[] = {
+        {Quantity::kTime, "s", {1.0, 1.0}},
+        {Quantity::kTime, "sec", {1.0, 1.0}},
+        {Quantity::kTime, "seconds", {1.0, 1.0}},
+        {Quantity::kTime, "ms", {1.0, 1e3}},
+        {Quantity::kTime, "us", {1.0, 1e6}},
+        {Quantity::kTime, "\xC2\xB5s", {1.0, 1e6}},
+        {Quantity::kTime, "ns", {1.0, 1e9}},
+        {Quantity::kAcceleration, "m/s^2", {1.0, 1.0}},
+        {Quantity::kAcceleration, "m/s2", {1.0, 1.0}},
+        {Quantity::kAcceleration, "m/s\xC2\xB2", {1.0, 1.0}},
+        {Quantity::kAcceleration, "m/s/s", {1.0, 1.0}},
+        {Quantity::kAcceleration, "g", {kStandardGravity, 1.0}},
+        {Quantity::kAcceleration, "mg", {kStandardGravity, 1e3}},
+        {Quantity::kRate, "rad/s", {1.0, 1.0}},
+        {Quantity::kRate, "deg/s", {kPi, 180.0}},
+        {Quantity::kRate, "\xC2\xB0/s", {kPi, 180.0}},
+        {Quantity::kRate, "dps", {kPi, 180.0}},
+        {Quantity::kRate, "mdps", {kPi, 180e3}},
+        {Quantity::kField, "uT", {1.0, 1.0}},
+        {Quantity::kField, "\xC2\xB5T", {1.0, 1.0}},
+        {Quantity::kField, "nT", {1.0, 1e3}},
+        {Quantity::kField, "mT", {1e3, 1.0}},
+        {Quantity::kField, "G", {1e2, 1.0}},
+        {Quantity::kField, "gauss", {1e2, 1.0}},
+        {Quantity::kField, "mG", {1.0, 1e1}},
+        {Quantity::kAngle, "rad", {1.0, 1.0}},
+        {Quantity::kAngle, "deg", {kPi, 180.0}},
+        {Quantity::kAngle, "\xC2\xB0", {kPi, 180.0}},
+    };
+    return kUnits;
+}
 
 }  // namespace
 
 std::optional<Unit> findUnit(Quantity quantity, std::string_view name) {
-    for (const NamedUnit& candidate : kUnits) {
+    for (const NamedUnit& candidate : units()) {
         if (candidate.quantity == quantity && equalsIgnoringCase(candidate.name, name)) return candidate.unit;
     }
     return std::nullopt;
 }
 
 std::string_view baseUnit(Quantity quantity) {
-    for (const NamedUnit& candidate : kUnits) {
+    for (const NamedUnit& candidate : units()) {
         if (candidate.quantity == quantity) return candidate.name;
     }
     return "";
@@ -66,7 +72,7 @@ std::string_view baseUnit(Quantity quantity) {
 
 std::string unitNames(Quantity quantity) {
     std::string names;
-    for (const NamedUnit& candidate : kUnits) {
+    for (const NamedUnit& candidate : units()) {
         if (candidate.quantity != quantity) continue;
         if (!names.empty()) names += ", ";
         names += candidate.name;
