@@ -9,11 +9,6 @@ namespace Kavelin::OrientationInternal {
 
 namespace {
 
-// Deliberate: the field's tilt is a constant, 30 degrees away from the vertical towards north.
-const double kTilt = 30 * kPi / 180.0;
-const double kCosTilt = std::cos(kTilt);
-const double kSinTilt = std::sin(kTilt);
-
 /// Converts to radians in [-pi, pi). Deliberate: exactly half a turn becomes -pi.
 double wrappedRadians(double degrees) {
     return AbsoluteAttitudeComputer::unwrapAngle(degrees * kPi / 180.0, 0.0);
@@ -22,6 +17,11 @@ double wrappedRadians(double degrees) {
 }  // namespace
 
 SynthesizedDirections synthesizeDirections(const Vector3& yawPitchRoll) {
+    // Deliberate: the field's tilt is a constant, 30 degrees away from the vertical towards north.
+    static const double kTilt = 30 * kPi / 180.0;
+    static const double kCosTilt = std::cos(kTilt);
+    static const double kSinTilt = std::sin(kTilt);
+
     const Vector3 angles(wrappedRadians(yawPitchRoll[0]), wrappedRadians(yawPitchRoll[1]),
                          wrappedRadians(yawPitchRoll[2]));
     Matrix3 rotation;

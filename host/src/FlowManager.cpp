@@ -138,7 +138,8 @@ void FlowManager::wait() {
 }
 
 void FlowManager::stop() {
-    for (LayoutManager* layout : getLayouts()) layout->stop();
+    std::lock_guard lock(mutex_);  // none is destroyed meanwhile
+    for (const auto& layout : layouts_) layout->stop();
 }
 
 void FlowManager::setVariable(const std::string& name, const std::string& value) {

@@ -19,9 +19,8 @@ constexpr std::size_t kBitsPerWord = 64;
 // More samples than any filter will see: what the counters say is to be found out by asking the pins.
 constexpr std::uint64_t kUnknown = std::uint64_t{1} << 62;
 
-// A pin fed by a filter that is in no layout can receive as long as the program runs.
-bool isFedFromOutside(const AbstractOutputPin& output, const LayoutManager* layout) {
-    return layout == nullptr || output.getManager() == nullptr;
+LayoutManager* layoutOf(const Pin& pin) {
+    return pin.getManager() == nullptr ? nullptr : pin.getManager()->getManager();
 }
 
 }  // namespace
@@ -135,6 +134,7 @@ void LayoutManager::rebuildPlan() {
         plan_[i].filter->received_ = plan_[i].filter->taken_ + kUnknown;
         markReady(i);
     }
+    endWaitsForNothing();
 }
 
 std::vector<std::size_t> LayoutManager::planCallOrder() const {
@@ -162,8 +162,8 @@ void LayoutManager::planInputs(std::size_t position) {
             output->getManager() == nullptr ? nullptr : output->getManager()->getManager();
         if (from == this) continue;
         entry.fedFromElsewhere = true;
-        if (isFedFromOutside(*output, from)) {
-            fedFromOutside_ = true;
+        if (from == nullptr) {
+            fedFromOutside_ = true;  // it can receive as long as the program runs
         } else {
             upstream_.push_back(from->ended_);
         }
@@ -410,13 +410,33 @@ bool LayoutManager::waitForRoom() {
     return !isInterrupted();
 }
 
+// Both under the topology mutex.
+bool LayoutManager::canStillBeFed() const {
+    for (const Filter* filter : filters_) {
+        for (const AbstractInputPin* pin : filter->inputs_) {
+            const AbstractOutputPin* output = pin->getConnectedOutput();
+            if (output == nullptr) continue;
+            const LayoutManager* from = layoutOf(*output);
+            if (from == nullptr || (from != this && !from->ended_->load())) return true;
+        }
+    }
+    return false;
+}
+
+void LayoutManager::endWaitsForNothing() {
+    if (canStillBeFed()) return;
+    for (Filter* filter : filters_) filter->getSynchronizer()->interrupt();
+}
+
 void LayoutManager::wakeReaders() {
     std::lock_guard lock(topologyMutex());
     for (const Filter* filter : filters_) {
         for (const AbstractOutputPin* output : filter->getOutputPins()) {
             for (const AbstractInputPin* input : output->recorded_) {
-                PinManager* const reader = input->getManager();
-                if (reader != nullptr && reader->getManager() != nullptr) reader->getManager()->wake();
+                LayoutManager* const reader = layoutOf(*input);
+                if (reader == nullptr || reader == this) continue;
+                reader->endWaitsForNothing();
+                reader->wake();
             }
         }
     }

@@ -9,6 +9,8 @@
 #include <limits>
 #include <random>
 
+#include "support/OwnFolder.h"
+
 namespace Kavelin::OrientationInternal {
 namespace {
 
@@ -147,7 +149,7 @@ TEST(ProblemAGM, measurementJacobianAgreesWithDifferences) {
 class SettingsFile {
 public:
     explicit SettingsFile(const std::string& text)
-        : path_((std::filesystem::path(testing::TempDir()) / "ProblemAGM_test.par").string()) {
+        : path_((Kavelin::Testing::ownFolder() / "ProblemAGM_test.par").string()) {
         std::ofstream(path_) << text;
     }
     ~SettingsFile() { std::filesystem::remove(path_); }

@@ -9,6 +9,7 @@
 #include "LayoutTestPlugin.h"
 #include "cli/CommandContext.h"
 #include "cli/Commands.h"
+#include "support/OwnFolder.h"
 
 namespace Kavelin::Cli {
 namespace {
@@ -22,7 +23,7 @@ struct Result {
     std::vector<std::string> messages;  // lines on standard error, the folder of the layout as "DIR"
 };
 
-std::filesystem::path folder() { return std::filesystem::path(testing::TempDir()) / "kavelin_layouts"; }
+std::filesystem::path folder() { return Kavelin::Testing::ownFolder(); }
 
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;

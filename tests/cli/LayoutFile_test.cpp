@@ -8,6 +8,7 @@
 #include "cli/CommandContext.h"
 #include "cli/layout/LayoutWriter.h"
 #include "cli/layout/Overrides.h"
+#include "support/OwnFolder.h"
 
 namespace Kavelin::Cli {
 namespace {
@@ -317,10 +318,11 @@ TEST(LayoutFile, FilesThatAreNone) {
 }
 
 TEST(LayoutFile, FolderIsTheFilesOwn) {
-    const std::filesystem::path path = std::filesystem::path(testing::TempDir()) / "folder_layout.json";
+    const std::filesystem::path path = Kavelin::Testing::ownFolder() / "folder_layout.json";
     std::ofstream(path) << "\xEF\xBB\xBF{\"layouts\": []}";  // with a byte order mark
     Mistakes mistakes;
-    EXPECT_TRUE(std::filesystem::equivalent(loadLayout(path, mistakes).folder, testing::TempDir()));
+    EXPECT_TRUE(
+        std::filesystem::equivalent(loadLayout(path, mistakes).folder, Kavelin::Testing::ownFolder()));
     EXPECT_THAT(textsOf(mistakes), ElementsAre());
 }
 

@@ -26,7 +26,7 @@ if(NOT out MATCHES "FilterCompass")
   message(FATAL_ERROR "the installed program does not know its filters: ${out}")
 endif()
 run(${prefix}/bin/kavelin inspect FilterTwice --plugin ${WORK}/consumer/TwicePlugin.so)
-if(NOT out MATCHES "factor +double +default 2")
+if(NOT out MATCHES "factor +double: default 2")
   message(FATAL_ERROR "the installed program does not see the consumer's filter: ${out}")
 endif()
 

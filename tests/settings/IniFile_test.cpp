@@ -8,6 +8,8 @@
 #include <new>
 #include <sstream>
 
+#include "support/OwnFolder.h"
+
 namespace Kavelin::OrientationInternal {
 namespace {
 
@@ -162,7 +164,7 @@ TEST(IniFile, matrixTooLargeIsOutOfMemory) {
 }
 
 TEST(IniFile, readsAFileAndKeepsTheOldContentsWhenItCannot) {
-    const auto folder = std::filesystem::path(testing::TempDir()) / "inifile_test";
+    const auto folder = Kavelin::Testing::ownFolder() / "inifile_test";
     std::filesystem::create_directories(folder);
     const auto path = folder / "a.par";
     std::ofstream(path) << "[A]\nx=1\n";

@@ -130,6 +130,8 @@ private:
     void launch();
     void runThread();
     bool isFedByNobody() const;
+    bool canStillBeFed() const;
+    void endWaitsForNothing();
     void sleepUntilFed();
     bool isOverfed();
     bool waitForRoom();
