@@ -2,23 +2,25 @@
 
 // Prediction and correction of `KalmanSolver` for sizes known to the compiler and diagonal noise roots.
 //
-// With a diagonal noise root r, the pivot row of column j still holds r_j alone when its turn comes: no reflection
-// before touched it. The reflection vector is (r_j - sigma, a), with a the N elements of column j in the rows A below
-// (the rows of S) and sigma^2 = r_j^2 + a.a. With d = a^T A,
+// With a diagonal noise root r, the pivot row of column j still holds r_j alone when its turn comes: no
+// reflection before touched it. The reflection vector is (r_j - sigma, a), with a the N elements of column j
+// in the rows A below (the rows of S) and sigma^2 = r_j^2 + a.a. With d = a^T A,
 //
 //     pivot row:   sigma, then d / sigma           (row j of R1, or of [U V]; its sign is free)
 //     rows below:  A -= (1 - |r_j| / sigma) p ,    p = a d / a.a
 //
 // where p is what of A lies along a.//
-// so no reflection runs over more than N + 1 rows, and none over columns that are done. Nor are the rows of [U V]
-// needed for the state: solving U^T y = e from the top, with e what is left of the innovation, gives
-// y_j = e_j / sigma_j; what it takes from the innovations to come, and what it adds to the state, are multiples of d,
+// so no reflection runs over more than N + 1 rows, and none over columns that are done. Nor are the rows of
+// [U V] needed for the state: solving U^T y = e from the top, with e what is left of the innovation, gives
+// y_j = e_j / sigma_j; what it takes from the innovations to come, and what it adds to the state, are
+// multiples of d,
 //
 //     [e, -dx] -= (e_j / sigma_j^2) d .
 //
-// One reflection waits for the one before, so their latency is the cost. In this form only a product and a sum come
-// between the root and the next column, (A - p) + p |r_j| / sigma; the divisions by sigma^2 and a.a run beside the root.
-// Where a.a is far below r_j^2 the factor of p has few digits left, but as |p| <= |A| that is rounding of A.
+// One reflection waits for the one before, so their latency is the cost. In this form only a product and a
+// sum come between the root and the next column, (A - p) + p |r_j| / sigma; the divisions by sigma^2 and a.a
+// run beside the root. Where a.a is far below r_j^2 the factor of p has few digits left, but as |p| <= |A|
+// that is rounding of A.
 
 #include <bit>
 #include <cmath>
@@ -41,9 +43,8 @@ inline Pair both(double value) { return Pair{value, value}; }
 // Calls f with 0, 1, ... Count - 1 as constants, so that elements of local arrays can live in registers.
 template <int Count, class F>
 inline void unrolled(F f) {
-    [&f]<int... I>(std::integer_sequence<int, I...>) {
-        (f(std::integral_constant<int, I>()), ...);
-    }(std::make_integer_sequence<int, Count>());
+    [&f]<int... I>(std::integer_sequence<int, I...>) { (f(std::integral_constant<int, I>()), ...); }
+    (std::make_integer_sequence<int, Count>());
 }
 
 // N rows of an even number of columns.
@@ -84,7 +85,8 @@ struct Reflection {
 template <int N, int Cols>
 inline Pair product(const Pair* a, const Block<N, Cols>& A, int pair) {
     static_assert(N == 4, "the sum is written out in two halves, which need not wait for each other");
-    return (a[0] * A.rows[0][pair] + a[1] * A.rows[1][pair]) + (a[2] * A.rows[2][pair] + a[3] * A.rows[3][pair]);
+    return (a[0] * A.rows[0][pair] + a[1] * A.rows[1][pair]) +
+           (a[2] * A.rows[2][pair] + a[3] * A.rows[3][pair]);
 }
 
 // Takes column J of A as the one to reflect, with d of every pair of columns that is not done.
@@ -117,7 +119,8 @@ inline void end(const Reflection<N>& reflection, const Pair* d, Block<N, Cols>& 
 
 // The product of S, N x N, upper triangular or not, with the transpose of a Cols x N matrix of these rows.
 template <int N, int Cols, bool Triangular, int BlockCols>
-inline void multiplyTransposed(const double* const* S, const double* const* matrix, Block<N, BlockCols>& result) {
+inline void multiplyTransposed(const double* const* S, const double* const* matrix,
+                               Block<N, BlockCols>& result) {
     Pair columns[N][Cols / 2];
     unrolled<N>([&](auto j) {
         unrolled<Cols / 2>([&](auto k) { columns[j][k] = Pair{matrix[2 * k][j], matrix[2 * k + 1][j]}; });
@@ -126,7 +129,8 @@ inline void multiplyTransposed(const double* const* S, const double* const* matr
         constexpr int kFirst = Triangular ? decltype(i)::value : 0;
         unrolled<Cols / 2>([&](auto k) {
             Pair sum = both(S[i][kFirst]) * columns[kFirst][k];
-            unrolled<N - kFirst - 1>([&](auto j) { sum += both(S[i][kFirst + 1 + j]) * columns[kFirst + 1 + j][k]; });
+            unrolled<N - kFirst - 1>(
+                [&](auto j) { sum += both(S[i][kFirst + 1 + j]) * columns[kFirst + 1 + j][k]; });
             result.rows[i][k] = sum;
         });
     });
@@ -154,7 +158,8 @@ template <int Size>
     return (any[0] | any[1] | neighbours) == 0;
 }
 
-/// S := R1 of the block of rootQ above S F^T, rootQ being diagonal. Any S comes in, an upper triangular one goes out.
+/// S := R1 of the block of rootQ above S F^T, rootQ being diagonal. Any S comes in, an upper triangular one
+/// goes out.
 template <int N>
 [[gnu::flatten]] void predictDiagonal(const double* const* F, const double* const* rootQ, double* const* S) {
     using namespace Reflections;
@@ -165,14 +170,17 @@ template <int N>
         const auto reflection = begin<j>(A, rootQ[j][j], d);
         const double inverse = reflection.isNothing ? 0.0 : reflection.sigma * reflection.inverse;
         end<j>(reflection, d, A);
-        unrolled<N>([&](auto k) { S[j][k] = k < j ? 0.0 : k == j ? reflection.sigma : d[k / 2][k % 2] * inverse; });
+        unrolled<N>([&](auto k) {
+            S[j][k] = k < j ? 0.0 : k == j ? reflection.sigma : d[k / 2][k % 2] * inverse;
+        });
     });
 }
 
-/// Corrects x and S by the innovation, rootR being diagonal and S upper triangular; what is below is not read.
+/// Corrects x and S by the innovation, rootR being diagonal and S upper triangular; what is below is not
+/// read.
 template <int N, int M>
-[[gnu::flatten]] void correctDiagonal(const double* const* H, const double* const* rootR, const double* innovation,
-                     double* const* S, double* x) {
+[[gnu::flatten]] void correctDiagonal(const double* const* H, const double* const* rootR,
+                                      const double* innovation, double* const* S, double* x) {
     using namespace Reflections;
     constexpr int kPairs = (M + N) / 2;
     Block<N, M + N> A;
