@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
+#include <ostream>
 #include <vector>
 
 #include "core/BufferStrategyFactory.h"
@@ -17,6 +19,11 @@ struct Kind {
     unsigned size;
     bool lifo;
 };
+
+std::ostream& operator<<(std::ostream& out, const Kind& kind) {
+    static const char* const families[] = {"simple", "thread-safe", "synchronized"};
+    return out << families[static_cast<int>(kind.family)] << (kind.lifo ? " LIFO of " : " of ") << kind.size;
+}
 
 class EveryBuffer : public testing::TestWithParam<Kind> {
 protected:
