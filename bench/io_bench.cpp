@@ -120,10 +120,12 @@ void resultFile(benchmark::State& state) {
     for (auto _ : state) {
         RecordingIO::ResultFile file("/dev/null");
         for (std::uint64_t i = 0; i < kRows; ++i) {
+            double cells[5];
             for (int cell = 0; cell < 5; ++cell) {
-                if (cell > 0) file.separator();
-                file.number(static_cast<double>(i + 1) / static_cast<double>(7 + cell));
+                cells[cell] = static_cast<double>(i + 1) / static_cast<double>(7 + cell);
             }
+            file.number(cells[0]);
+            file.cells(cells + 1, 4);
             file.endRow();
         }
         file.finish();

@@ -1,14 +1,18 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
+#include <memory>
 #include <utility>
 #include <vector>
+
+#include "core/TimeStampedData.h"
 
 namespace Kavelin::Core {
 
 /// A double-ended queue of copies with a fixed capacity; when it is full, the oldest goes first. Its slots
 /// are kept and reused, so that in the steady state nothing is allocated, and are made only as the queue
-/// really grows.
+/// really grows. A sample taken stays where it is: its slot leaves the ring for as long as it is lent.
 template <class D, bool kNewestFirst>
 class QueueBuffer {
 public:
@@ -23,7 +27,7 @@ public:
         } else if (size_ == slots_.size()) {
             grow();
         }
-        slots_[position(size_)] = sample;
+        copySample(sample, *slots_[position(size_)]);
         ++size_;
         return dropped;
     }
@@ -37,7 +41,7 @@ public:
             oldest_ = next(oldest_);
         }
         if (size_ == 0) oldest_ = 0;  // start over in the slots that are warm
-        return &read_;
+        return read_.get();
     }
     void clear() { size_ = oldest_ = 0; }
     unsigned capacity() const { return capacity_; }
@@ -49,18 +53,17 @@ private:
         const std::size_t slot = oldest_ + age;
         return slot < slots_.size() ? slot : slot - slots_.size();
     }
-    // Doubles the ring, oldest first from slot 0 on.
+    // Doubles the full ring, oldest first from slot 0 on.
     void grow() {
         std::size_t wanted = slots_.empty() ? 2 : 2 * slots_.size();
         if (capacity_ != 0 && wanted > capacity_) wanted = capacity_;
-        std::vector<D> larger(wanted);
-        for (std::size_t age = 0; age < size_; ++age) std::swap(larger[age], slots_[position(age)]);
-        slots_ = std::move(larger);
+        std::rotate(slots_.begin(), slots_.begin() + static_cast<std::ptrdiff_t>(oldest_), slots_.end());
+        while (slots_.size() < wanted) slots_.push_back(std::make_unique<D>());
         oldest_ = 0;
     }
 
-    std::vector<D> slots_;
-    D read_{};
+    std::vector<std::unique_ptr<D>> slots_;
+    std::unique_ptr<D> read_ = std::make_unique<D>();
     std::size_t oldest_ = 0;
     std::size_t size_ = 0;
     unsigned capacity_;

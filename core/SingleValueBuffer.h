@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <utility>
 
+#include "core/TimeStampedData.h"
+
 namespace Kavelin::Core {
 
 /// Keeps a copy of the newest sample only.
@@ -14,7 +16,7 @@ public:
 
     std::size_t put(const D& sample) {
         const std::size_t overwritten = empty_ ? 0 : 1;
-        slot_ = sample;
+        copySample(sample, slot_);
         empty_ = false;
         return overwritten;
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+
 #include "core/Matrix.h"
 
 namespace Kavelin::Core {
@@ -10,6 +12,21 @@ struct TimeStampedData {
     T value{};
     double timeStamp = 0.0;
 };
+
+/// Copies a sample into a slot that held one before.
+template <class T>
+void copySample(const TimeStampedData<T>& from, TimeStampedData<T>& to) {
+    to = from;
+}
+/// A connection's samples nearly always have one shape: then there is nothing to do but to copy the elements.
+inline void copySample(const TimeStampedData<Matrix>& from, TimeStampedData<Matrix>& to) {
+    if (from.value.rows() == to.value.rows() && from.value.cols() == to.value.cols()) {
+        std::copy_n(from.value.data(), from.value.size(), to.value.data());
+    } else {
+        to.value = from.value;
+    }
+    to.timeStamp = from.timeStamp;
+}
 
 /// Name of a payload type, the same text in every module.
 template <class T>

@@ -157,18 +157,21 @@ void FilterCsvReader::open() {
 }
 
 FilterCsvReader::Stream& FilterCsvReader::stream() const {
-    if (stale_) {
-        stale_ = false;
-        stream_ = std::make_unique<Stream>(fileName_.get(), options());
-        channelPins_.clear();
-        if (stream_->isUsable()) {
-            for (const Channel& channel : stream_->reader().schema().channels) {
-                channelPins_.push_back(pinCalled(channel.pin));
-            }
-        }
-        stream_->advance();
-    }
+    if (stale_) [[unlikely]]
+        openStream();
     return *stream_;
+}
+
+void FilterCsvReader::openStream() const {
+    stale_ = false;
+    stream_ = std::make_unique<Stream>(fileName_.get(), options());
+    channelPins_.clear();
+    if (stream_->isUsable()) {
+        for (const Channel& channel : stream_->reader().schema().channels) {
+            channelPins_.push_back(pinCalled(channel.pin));
+        }
+    }
+    stream_->advance();
 }
 
 ReaderOptions FilterCsvReader::options() const {

@@ -58,6 +58,7 @@ private:
     class Stream;
 
     Stream& stream() const;
+    void openStream() const;
     ReaderOptions options() const;
     void sendRow();
     void onFileName();

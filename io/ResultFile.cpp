@@ -44,7 +44,7 @@ char* writeNumber(char* into, double value) {
         std::memcpy(into, "nan", 3);
         return into + 3;
     }
-    return std::to_chars(into, into + 32, value).ptr;
+    return std::to_chars(into, into + kLongestNumber, value).ptr;
 }
 
 ResultFile::ResultFile(const std::string& path) : path_(path), target_(path), buffer_(kBlockSize + 4096) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -7,7 +9,11 @@
 
 namespace Kavelin::RecordingIO {
 
-/// Shortest text that reads back as the same double, at `into` (room for 32 characters).  @return behind it.
+/// Room that a number takes at most.
+inline constexpr std::size_t kLongestNumber = 32;
+
+/// Shortest text that reads back as the same double, at `into` (room for `kLongestNumber`).  @return behind
+/// it.
 char* writeNumber(char* into, double value);
 
 /// Writes a table of numbers, row by row, in constant memory. The rows go to `PATH.part`, which takes the
@@ -31,9 +37,21 @@ public:
         reserve(kLongestNumber);
         used_ = static_cast<std::size_t>(writeNumber(buffer_.data() + used_, value) - buffer_.data());
     }
-    void separator() {
-        reserve(1);
-        buffer_[used_++] = ',';
+    /// Appends further cells of a row, each a separator and a number.
+    void cells(const double* values, std::size_t count) {
+        reserve(count * (1 + kLongestNumber));
+        char* at = buffer_.data() + used_;
+        for (std::size_t i = 0; i < count; ++i) {
+            *at++ = ',';
+            at = writeNumber(at, values[i]);
+        }
+        used_ = static_cast<std::size_t>(at - buffer_.data());
+    }
+    /// The same for cells without a value.
+    void emptyCells(std::size_t count) {
+        reserve(count);
+        std::fill_n(buffer_.data() + used_, count, ',');
+        used_ += count;
     }
     /// Ends a row; now and then writes a block.  Raises Poco::WriteFileException as `finish` does.
     void endRow();
@@ -51,7 +69,6 @@ public:
 
 private:
     static constexpr std::size_t kBlockSize = std::size_t{1} << 18;
-    static constexpr std::size_t kLongestNumber = 32;
 
     void reserve(std::size_t size) {
         if (buffer_.size() - used_ < size) [[unlikely]]

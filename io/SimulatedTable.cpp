@@ -18,11 +18,10 @@ double rounded(double value, double steps) {
     return whole == 0.0 ? 0.0 : whole / steps;  // no -0
 }
 
-void vector(ResultFile& file, const Vector3& v, double steps) {
-    for (int axis = 0; axis < 3; ++axis) {
-        file.separator();
-        file.number(rounded(v[axis], steps));
-    }
+template <int kSize>
+void cells(ResultFile& file, Eigen::Matrix<double, kSize, 1> values, double steps) {
+    for (double& value : values) value = rounded(value, steps);
+    file.cells(values.data(), kSize);
 }
 
 }  // namespace
@@ -35,17 +34,14 @@ std::uint64_t writeSimulation(const SimulationOptions& options, bool truth, Resu
     while (!(isStopped && isStopped()) && simulator.next(row)) {
         if (row.isLost) continue;
         file.number(rounded(row.t, kTimeSteps));
-        vector(file, row.acceleration, kAccelerationSteps);
-        vector(file, row.rate, kRateSteps);
+        cells<3>(file, row.acceleration, kAccelerationSteps);
+        cells<3>(file, row.rate, kRateSteps);
         if (row.hasField) {
-            vector(file, row.field, kFieldSteps);
+            cells<3>(file, row.field, kFieldSteps);
         } else {
-            file.text(",,,");
+            file.emptyCells(3);
         }
-        for (int i = 0; truth && i < 4; ++i) {
-            file.separator();
-            file.number(rounded(row.attitude[i], kAttitudeSteps));
-        }
+        if (truth) cells<4>(file, row.attitude, kAttitudeSteps);
         file.endRow();
     }
     return file.rows();

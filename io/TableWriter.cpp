@@ -122,9 +122,10 @@ void TableWriter::writeRow(double time) {
     file_.number(time);
     for (const std::size_t index : order_) {
         const Pin& pin = pins_[index];
-        for (const double cell : pin.cells) {
-            file_.separator();
-            if (pin.filled) file_.number(cell);
+        if (pin.filled) {
+            file_.cells(pin.cells.data(), pin.cells.size());
+        } else {
+            file_.emptyCells(pin.cells.size());
         }
     }
     file_.endRow();

@@ -58,7 +58,7 @@ FuseSink::FuseSink(const std::string& name, const std::vector<Extra>& extras, At
                    RecordingIO::ResultFile& file)
     : Filter(name, true), file_(file), form_(form), extras_(extras), counts_(extras.size()) {
     for (std::size_t i = 0; i < extras_.size(); ++i) {
-        pins_.push_back(std::make_unique<ExtraPin>(extras_[i].name, this));
+        pins_.push_back(std::make_unique<ExtraPin>(extras_[i], this));
         if (extras_[i].name == kScoreName) score_ = i;
     }
     file_.header(headerOf(form_, extras_));
@@ -99,22 +99,20 @@ bool FuseSink::takeAttitude() {
 }
 
 void FuseSink::takeExtras() {
-    for (std::size_t i = 0; i < pins_.size(); ++i) takeExtra(i);
+    for (const auto& extra : pins_) takeExtra(*extra);
     while (biasPin_.readNext()) {
         if (biasPin_.value().size() == 3) bias_ = Eigen::Map<const Eigen::Vector3d>(biasPin_.value().data());
     }
 }
 
 /// Goes on to the sample of this row's time; what is earlier belongs to rows without an attitude.
-void FuseSink::takeExtra(std::size_t index) {
-    ExtraPin& extra = *pins_[index];
+void FuseSink::takeExtra(ExtraPin& extra) const {
     extra.present = false;
     while (extra.ahead || extra.pin.readNext()) {
         extra.ahead = extra.pin.lastTimeStamp() > time_;
         if (extra.ahead) return;
         const auto size = static_cast<std::size_t>(extra.pin.value().size());
-        extra.present =
-            extra.pin.lastTimeStamp() == time_ && size == extras_[index].rows * extras_[index].cols;
+        extra.present = extra.pin.lastTimeStamp() == time_ && size == extra.size;
     }
 }
 
@@ -176,33 +174,30 @@ void FuseSink::writeRow() {
 }
 
 void FuseSink::writeAttitude() {
-    const auto cell = [this](double value) {
-        file_.separator();
-        file_.number(value);
-    };
     switch (form_) {
         case AttitudeForm::kQuaternion:
-            for (const double element : attitude_) cell(element);
+            file_.cells(attitude_.data(), 4);
             break;
         case AttitudeForm::kMatrix: {
             const OrientationInternal::Matrix3 rotation =
                 OrientationInternal::quaternionToRotation(attitude_);
-            for (int i = 0; i < 9; ++i) cell(rotation.data()[i]);
+            file_.cells(rotation.data(), 9);
             break;
         }
-        case AttitudeForm::kEuler:
-            for (const double angle : eulerZyx(attitude_)) cell(angle * kRadiansToDegrees);
+        case AttitudeForm::kEuler: {
+            const Eigen::Vector3d degrees = eulerZyx(attitude_) * kRadiansToDegrees;
+            file_.cells(degrees.data(), 3);
             break;
+        }
     }
 }
 
 void FuseSink::writeExtras() {
-    for (std::size_t i = 0; i < extras_.size(); ++i) {
-        const std::size_t size = extras_[i].rows * extras_[i].cols;
-        const double* elements = pins_[i]->present ? pins_[i]->pin.value().data() : nullptr;
-        for (std::size_t e = 0; e < size; ++e) {
-            file_.separator();
-            if (elements) file_.number(elements[e]);
+    for (const auto& extra : pins_) {
+        if (extra->present) {
+            file_.cells(extra->pin.value().data(), extra->size);
+        } else {
+            file_.emptyCells(extra->size);
         }
     }
 }

@@ -70,15 +70,16 @@ public:
 
 private:
     struct ExtraPin {
-        explicit ExtraPin(const std::string& name, Filter* owner) : pin(name, owner) {}
+        ExtraPin(const Extra& extra, Filter* owner) : pin(extra.name, owner), size(extra.rows * extra.cols) {}
         InputPin<Matrix> pin;
+        std::size_t size;
         bool ahead = false;    // the sample taken last belongs to a later row
         bool present = false;  // it belongs to this row
     };
 
     bool takeAttitude();
     void takeExtras();
-    void takeExtra(std::size_t index);
+    void takeExtra(ExtraPin& extra) const;
     void takeReference();
     void takeOwnReference();
     void compare(const Quaternion& reference);

@@ -265,8 +265,10 @@ bool LayoutManager::hasUnread(const Filter& filter) {
 bool LayoutManager::canTake(const Filter& filter) {
     bool unread = false;
     for (const AbstractInputPin* pin : filter.inputs_) {
+        const bool needed = pin->getIsSynchronous() && !pin->isHolding();
+        if (unread && !needed) continue;
         const bool empty = pin->isEmpty();
-        if (empty && pin->getIsSynchronous() && !pin->isHolding()) return false;
+        if (empty && needed) return false;
         unread |= !empty;
     }
     return unread;

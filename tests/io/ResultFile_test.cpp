@@ -21,8 +21,7 @@ using Tests::TemporaryFolder;
 
 void writeRow(ResultFile& file, double a, double b) {
     file.number(a);
-    file.separator();
-    file.number(b);
+    file.cells(&b, 1);
     file.endRow();
 }
 
