@@ -13,9 +13,9 @@
 namespace {
 
 using namespace Kavelin::Core;
-using Kavelin::Testing::CountingSource;
-using Kavelin::Testing::Relay;
-using Kavelin::Testing::ScriptedFilter;
+using Kavelin::Tests::CountingSource;
+using Kavelin::Tests::Relay;
+using Kavelin::Tests::ScriptedFilter;
 using Sample = TimeStampedData<Matrix>;
 
 // A pin hop: fill the output pin's 1x3 value, send, read on the other side.

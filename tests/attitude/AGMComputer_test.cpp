@@ -1,23 +1,13 @@
 #include "attitude/AGMComputer.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <fstream>
-#include <numbers>
-#include <string>
-#include <vector>
-
 #include "support/DisturbedMotion.h"
 #include "support/OwnFolder.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Tests::Disturbance;
-using Tests::MotionSample;
-using Tests::recordDisturbed;
+using namespace Tests;
 
 constexpr double kDegrees = 180.0 / std::numbers::pi;
 
@@ -160,7 +150,7 @@ TEST(AGMComputer, saysNothingWithoutSettings) {
 
 // Noise with terms off the diagonal, and any factor at the start, go through the solver's general path.
 TEST(AGMComputer, fullNoiseMatricesWork) {
-    const std::string path = (Kavelin::Testing::ownFolder() / "AGMComputer_test.par").string();
+    const std::string path = (ownFolder() / "AGMComputer_test.par").string();
     std::ofstream(path)
         << "[MIG]\n**XhatKK=1\n4 1 1 0 0 0\n**Pf=1\n4 4 .01 0 0 0 0 .01 0 0 0 .002 .01 0 .001 0 0 .01\n"
            "**Qd=1\n4 4 .01 .001 0 0 .001 .01 0 0 0 0 .01 0 0 0 0 .01\n"

@@ -1,17 +1,14 @@
 #include "attitude/AGMComputer_v7.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-
 #include "support/AGMRuns.h"
 #include "support/Matchers.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
+using namespace Tests;
 using Eigen::Vector3d;
-using namespace Kavelin::Tests;
 
 class AGMComputer_v7Test : public testing::Test {
 protected:

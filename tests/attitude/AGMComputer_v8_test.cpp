@@ -1,18 +1,15 @@
 #include "attitude/AGMComputer_v8.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-
 #include "support/AGMRuns.h"
 #include "support/Matchers.h"
 #include "support/TemporaryFolder.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
+using namespace Tests;
 using Eigen::Vector3d;
-using namespace Kavelin::Tests;
 
 class AGMComputer_v8Test : public testing::Test {
 protected:

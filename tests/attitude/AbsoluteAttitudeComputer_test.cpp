@@ -1,24 +1,21 @@
 #include "attitude/AbsoluteAttitudeComputer.h"
 
-#include <cmath>
-#include <limits>
-
 #include "attitude/AngleConstants.h"
 #include "attitude/QuaternionAlgebra.h"
 #include "support/Matchers.h"
 #include "support/RotationCases.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Tests::isNearMatrix;
-using Tests::isSameRotationAs;
+using namespace Tests;
 using Computer = AbsoluteAttitudeComputer;
 
 // Eigen's own classes are the second method.
 TEST(AbsoluteAttitudeComputer, AgreesWithEigenOnEveryHardRotation) {
     const Quaternion start(0.5, -0.5, 0.5, 0.5);
-    for (const auto& c : Tests::rotationCases()) {
+    for (const auto& c : rotationCases()) {
         SCOPED_TRACE(c.name);
         const Eigen::Matrix3d r = c.matrix();
         EXPECT_THAT(Computer::axisAngleToRotation(c.angle, c.axis), isNearMatrix(r, 1e-14));
@@ -32,7 +29,7 @@ TEST(AbsoluteAttitudeComputer, AgreesWithEigenOnEveryHardRotation) {
         const Matrix3 frame = Computer::frameFromGravityAndField(r.transpose() * Vector3(0, 0, 9.81),
                                                                  r.transpose() * Vector3(20, 0, -40));
         EXPECT_THAT(frame, isNearMatrix(r, 1e-14));
-        EXPECT_THAT(frame, Tests::isOrthonormal(1e-14));
+        EXPECT_THAT(frame, isOrthonormal(1e-14));
     }
 }
 
@@ -85,7 +82,7 @@ TEST(AbsoluteAttitudeComputer, PartialFrameTurnsTheFieldByTheGainsShareOfTheWay)
     const double between = Computer::safeAcos(Computer::cosAngleBetween(u, v));
     for (const double gain : {0.0, 0.25, 1.0}) {
         const Matrix3 frame = Computer::partialOrthogonalFrame(u, v, gain);
-        EXPECT_THAT(frame, Tests::isOrthonormal(1e-14));
+        EXPECT_THAT(frame, isOrthonormal(1e-14));
         const Vector3 turned = frame.row(0);
         EXPECT_NEAR(std::acos(turned.dot(u.normalized())), between + (kHalfPi - between) * gain, 1e-14);
         EXPECT_NEAR(turned.dot(u.cross(v).normalized()), 0, 1e-15) << "stays in the plane of u and v";
@@ -97,7 +94,7 @@ TEST(AbsoluteAttitudeComputer, PartialFrameTurnsTheFieldByTheGainsShareOfTheWay)
 TEST(AbsoluteAttitudeComputer, ShortVectorsAndAnglesAtTheirEdges) {
     const Vector3 atThreshold(6e-6, 8e-6, 0);
     ASSERT_EQ(atThreshold.squaredNorm(), kMinimumSquaredNorm);
-    EXPECT_THAT(Computer::normalised(atThreshold), Tests::hasUnitNorm(1e-15));
+    EXPECT_THAT(Computer::normalised(atThreshold), hasUnitNorm(1e-15));
     EXPECT_EQ(Computer::normalised({0.99e-5, 0, 0}), Vector3(0.99e-5, 0, 0)) << "used as it is";
     EXPECT_EQ(Computer::cosAngleBetween({0.5e-5, 0, 0}, {9, 0, 0}), 0.5e-5);
     EXPECT_EQ(Computer::safeAcos(1.0000000001), 0.0);

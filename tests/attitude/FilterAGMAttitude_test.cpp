@@ -1,32 +1,15 @@
-#include <Poco/Exception.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <limits>
-#include <string>
-#include <vector>
 
 #include "attitude/FilterAGMAttitude_v5.h"
 #include "attitude/FilterAGMAttitude_v6.h"
-#include "support/FilterHarness.h"
+#include "support/FilterTest.h"
 #include "support/HeapCalls.h"
-#include "support/Matchers.h"
 #include "support/TemporaryFolder.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::column;
-using testing::ElementsAre;
-using Testing::FilterHarness;
-using Testing::row;
-using Testing::Sent;
-using Tests::isNearMatrix;
-using Tests::isSameRotationAs;
+using namespace Tests;
 
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 const Matrix kIdentity = Matrix::Identity(3, 3);
 const Matrix kAcc = row({0, 0, 10});
 const Matrix kMag = row({30, 0, 40});
@@ -77,7 +60,7 @@ protected:
         return h_.sends();
     }
 
-    Tests::TemporaryFolder folder_;
+    TemporaryFolder folder_;
     FilterHarness<F> h_;
 };
 
@@ -325,7 +308,7 @@ TYPED_TEST(FilterAGMAttitudeTest, RefAndAReloadStartAnew) {
 TYPED_TEST(FilterAGMAttitudeTest, RefGetsRidOfEveryTraceOfANotANumber) {
     this->load();
     const auto first = this->motion(100);
-    const Matrix bad = row({kNan, 1, 2});
+    const Matrix bad = row({kNaN, 1, 2});
     for (const double initTime : {0, 1}) {
         for (const double when : {200.0, 210.0}) {
             for (int pin = 0; pin < 4; ++pin) {
@@ -333,7 +316,7 @@ TYPED_TEST(FilterAGMAttitudeTest, RefGetsRidOfEveryTraceOfANotANumber) {
                 this->h_.set("Init time", std::to_string(static_cast<int>(initTime)));
                 if (when == 210.0) this->motion(200);
                 for (int i = 0; i < 3; ++i) {
-                    this->send(pin == 3 ? kNan : when, pin == 0 ? bad : kAcc, pin == 1 ? bad : kMag,
+                    this->send(pin == 3 ? kNaN : when, pin == 0 ? bad : kAcc, pin == 1 ? bad : kMag,
                                pin == 2 ? bad : kStill);
                 }
                 this->h_.set("Init time", "1");
@@ -356,13 +339,13 @@ TYPED_TEST(FilterAGMAttitudeTest, AllocatesNothingOnceItRuns) {
     filter.getPropertyBag().get("Settings File Name").deSerialize(this->folder_.write("b.par", kSettings));
     std::size_t before = 0;
     for (int i = 0; i < 300; ++i) {
-        if (i == 200) before = Tests::heapCalls.load();
+        if (i == 200) before = heapCalls.load();
         acc.send(i);
         mag.send(i);
         rate.send(i);
         filter.process();
     }
-    EXPECT_EQ(Tests::heapCalls.load(), before);
+    EXPECT_EQ(heapCalls.load(), before);
     EXPECT_TRUE(before > 0 || !KAVELIN_HEAP_CALLS_COUNTED);
 }
 

@@ -1,28 +1,18 @@
 // The pins and properties that FilterAGMAttitude_v7 and _v8 have beyond the common frame, and what all three
 // of the filters with a bias promise of memory.
-#include <Poco/Exception.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
 
 #include "attitude/FilterAGMAttitude_v7.h"
 #include "attitude/FilterAGMAttitude_v8.h"
 #include "attitude/FilterSphericalFilteringAttitude.h"
 #include "support/AGMRuns.h"
 #include "support/FilterDrive.h"
-#include "support/FilterHarness.h"
+#include "support/FilterTest.h"
 #include "support/HeapCalls.h"
-#include "support/Matchers.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using namespace Kavelin::Tests;
-using testing::ElementsAre;
-using Testing::FilterHarness;
-using Testing::row;
+using namespace Tests;
 
 template <class F>
 void feed(FilterHarness<F>& h, const MotionSample& s) {

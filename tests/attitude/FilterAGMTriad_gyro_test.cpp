@@ -1,15 +1,12 @@
 #include "attitude/FilterAGMTriad_gyro.h"
 
-#include "support/FilterHarness.h"
-#include "support/Matchers.h"
+#include "support/FilterTest.h"
 #include "support/WallClock.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::column;
-using Testing::row;
-using Tests::isNearMatrix;
+using namespace Tests;
 
 const Matrix kAcc = column({0, 0, 2});
 const Matrix kMag = column({3, 0, 4});
@@ -29,7 +26,7 @@ protected:
     }
     Matrix sent(const char* pin) { return h_.sent(pin).at(0).value; }
 
-    Testing::FilterHarness<FilterAGMTriad_gyro> h_;
+    FilterHarness<FilterAGMTriad_gyro> h_;
 };
 
 TEST_F(FilterAGMTriadGyroTest, ShowsZeroWhileItWorksWithItsOwnValuesUntilTheyAreWritten) {
@@ -63,7 +60,7 @@ TEST_F(FilterAGMTriadGyroTest, TakesItsThreeInputsTogetherAndSendsFourWithOneRea
         EXPECT_EQ(h_.sends()[i].pin, pins[i]);
         EXPECT_EQ(h_.sends()[i].t, h_.sends()[0].t);
     }
-    EXPECT_THAT(h_.sends()[0].t, Tests::IsWallClock());
+    EXPECT_THAT(h_.sends()[0].t, IsWallClock());
     // The latest of the three times, and the first row of the square.
     EXPECT_THAT(sent("attitude"),
                 isNearMatrix(AbsoluteAttitudeComputer::axisAngleToRotation(-0.3, Vector3::UnitZ())));

@@ -1,12 +1,11 @@
 #include "attitude/FilterAbsoluteAttitude.h"
 
-#include "support/FilterHarness.h"
-#include "support/Matchers.h"
+#include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::row;
+using namespace Tests;
 
 // What it sends is in the program's cases; here, what each call takes.
 TEST(FilterAbsoluteAttitude, TakesOnePairForEachRelativeSample) {
@@ -29,7 +28,7 @@ TEST(FilterAbsoluteAttitude, TakesOnePairForEachRelativeSample) {
     };
     for (const Row& r : rows) {
         SCOPED_TRACE(r.rule);
-        Testing::FilterHarness<FilterAbsoluteAttitude> h;
+        FilterHarness<FilterAbsoluteAttitude> h;
         h.feed("rel", 0, row({1, 2}));  // dropped, and takes no pair with it
         h.process();
         for (const Matrix& m : r.acc) h.feed("3a", 0, m);
@@ -38,7 +37,7 @@ TEST(FilterAbsoluteAttitude, TakesOnePairForEachRelativeSample) {
         h.process(r.rels + 1);
         ASSERT_EQ(h.sends().size(), static_cast<std::size_t>(r.rels));
         if (r.rels > 0) {
-            EXPECT_THAT(h.sends().back().value, Tests::isNearMatrix(r.hasFrame ? inFrame : rel));
+            EXPECT_THAT(h.sends().back().value, isNearMatrix(r.hasFrame ? inFrame : rel));
         }
         EXPECT_EQ(!h.filter().getInputPin("3a").isEmpty(), r.accLeft);
         EXPECT_EQ(!h.filter().getInputPin("3m").isEmpty(), r.magLeft);

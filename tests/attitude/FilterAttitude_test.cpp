@@ -2,17 +2,12 @@
 
 #include <Kavelin/Core/AbstractProperty.h>
 
-#include <cmath>
-
-#include "support/FilterHarness.h"
-#include "support/Matchers.h"
-#include "support/Motion.h"
+#include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::row;
-using Tests::isNearMatrix;
+using namespace Tests;
 
 const Matrix kUp = row({0, 0, 9.81});
 const Matrix kField = row({20, 0, -40});
@@ -28,15 +23,15 @@ protected:
         h_.process();
         return h_.sends().empty() ? Matrix() : h_.sends()[0].value;
     }
-    Matrix send(const Tests::MotionSample& s) { return send(s.acc.transpose(), s.field.transpose()); }
+    Matrix send(const MotionSample& s) { return send(s.acc.transpose(), s.field.transpose()); }
     double coef(const char* name) { return std::stod(h_.get(name)); }
 
-    Testing::FilterHarness<FilterAttitude> h_;
+    FilterHarness<FilterAttitude> h_;
 };
 
 TEST_F(FilterAttitudeTest, StaticModesAreTheTrueAttitudeRelativeToTheReference) {
     const Eigen::Matrix3d R_nwu_enu = Eigen::AngleAxisd(-std::acos(0.0), Vector3::UnitZ()).toRotationMatrix();
-    const auto samples = Tests::record(Tests::Motion(), 20, 10);
+    const auto samples = record(Motion(), 20, 10);
     h_.set("Coef 3a", "1");  // the field turned all the way: both frames are north, west, up
     Eigen::Matrix3d reference = Eigen::Matrix3d::Identity();
     for (std::size_t i = 0; i < samples.size(); ++i) {
@@ -52,10 +47,10 @@ TEST_F(FilterAttitudeTest, StaticModesAreTheTrueAttitudeRelativeToTheReference) 
 }
 
 TEST_F(FilterAttitudeTest, DynamicModesFollowATurnAboutTheirAxis) {
-    const Tests::Curve turn{0.4, 0, {1.3, 0.2, 0.3}, {0.2, 0.6, 1}};
+    const Curve turn{0.4, 0, {1.3, 0.2, 0.3}, {0.2, 0.6, 1}};
     struct Row {
         const char* mode;
-        Tests::Curve yaw, pitch, roll;
+        Curve yaw, pitch, roll;
         Matrix along;  // a field with no part in the plane
     };
     const Row rows[] = {{"dynamic yaw", turn, {}, {}, row({0, 0, 5})},
@@ -63,11 +58,11 @@ TEST_F(FilterAttitudeTest, DynamicModesFollowATurnAboutTheirAxis) {
                         {"dynamic roll", {}, {}, turn, row({5, 0, 0})}};
     for (const Row& r : rows) {
         SCOPED_TRACE(r.mode);
-        Tests::MotionSettings settings;
+        MotionSettings settings;
         settings.yaw = r.yaw;
         settings.pitch = r.pitch;
         settings.roll = r.roll;
-        const auto samples = Tests::record(Tests::Motion(settings), 10, 10);
+        const auto samples = record(Motion(settings), 10, 10);
         h_.set("Mode", r.mode);
         h_.command("Reference");
         EXPECT_EQ(send(kUp, r.along).size(), 0) << "nothing sent, and the request waits";
@@ -80,7 +75,7 @@ TEST_F(FilterAttitudeTest, DynamicModesFollowATurnAboutTheirAxis) {
 }
 
 TEST_F(FilterAttitudeTest, DynamicHorizontalMeasuresAboutGravityAndTurnsAboutZ) {
-    Tests::MotionSettings settings;
+    MotionSettings settings;
     settings.yaw = {0.4, 0, {1.3, 0.2, 0.3}, {}};
     settings.pitch = settings.roll = {};
     settings.pitch.offset = 0.7;  // the unit is tilted, and stays so
@@ -89,7 +84,7 @@ TEST_F(FilterAttitudeTest, DynamicHorizontalMeasuresAboutGravityAndTurnsAboutZ) 
     EXPECT_THAT(send(kUp, row({7, 3, 0})), isNearMatrix(kIdentity))
         << "before a reference: from y, in y and z";
     h_.command("Reference");
-    for (const auto& s : Tests::record(Tests::Motion(settings), 10, 10)) {
+    for (const auto& s : record(Motion(settings), 10, 10)) {
         const double yaw = settings.yaw.at(s.t).value - settings.yaw.at(0).value;
         const Matrix3 expected = AbsoluteAttitudeComputer::axisAngleToRotation(yaw, Vector3::UnitZ());
         ASSERT_THAT(send(s), isNearMatrix(expected, 1e-12)) << s.t;

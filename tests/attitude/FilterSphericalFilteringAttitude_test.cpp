@@ -1,20 +1,12 @@
 #include "attitude/FilterSphericalFilteringAttitude.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-
 #include "support/DisturbedMotion.h"
-#include "support/FilterHarness.h"
-#include "support/Matchers.h"
+#include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using namespace Kavelin::Tests;
-using Testing::column;
-using Testing::FilterHarness;
-using Testing::row;
+using namespace Tests;
 
 class FilterSphericalTest : public testing::Test {
 protected:

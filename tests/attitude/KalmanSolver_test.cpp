@@ -1,19 +1,14 @@
 #include "attitude/KalmanSolver.h"
 
-#include <gtest/gtest.h>
-
 #include <Eigen/Dense>
-#include <cmath>
-#include <limits>
-#include <random>
-#include <stdexcept>
-#include <vector>
 
 #include "attitude/ProblemAGM.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
+using namespace Tests;
 using Column = Eigen::VectorXd;
 
 void copyTo(double* const* rows, const Matrix& matrix) {

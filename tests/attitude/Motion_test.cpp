@@ -1,6 +1,7 @@
 #include "support/Motion.h"
 
 #include "support/Matchers.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::Tests {
 namespace {

@@ -1,19 +1,14 @@
 #include "attitude/ProblemAGM.h"
 
-#include <gtest/gtest.h>
-
 #include <Eigen/Dense>
-#include <cmath>
-#include <filesystem>
-#include <fstream>
-#include <limits>
-#include <random>
 
 #include "support/OwnFolder.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
+using namespace Tests;
 using Eigen::Matrix4d;
 using Eigen::Vector3d;
 using Eigen::Vector4d;
@@ -148,8 +143,7 @@ TEST(ProblemAGM, measurementJacobianAgreesWithDifferences) {
 
 class SettingsFile {
 public:
-    explicit SettingsFile(const std::string& text)
-        : path_((Kavelin::Testing::ownFolder() / "ProblemAGM_test.par").string()) {
+    explicit SettingsFile(const std::string& text) : path_((ownFolder() / "ProblemAGM_test.par").string()) {
         std::ofstream(path_) << text;
     }
     ~SettingsFile() { std::filesystem::remove(path_); }

@@ -1,15 +1,14 @@
 #include "attitude/ProblemAGM_v8.h"
 
-#include <gtest/gtest.h>
-
 #include <Eigen/Geometry>
-#include <random>
 
 #include "support/AGMRuns.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
+using namespace Tests;
 using Vector6d = Eigen::Matrix<double, 6, 1>;
 
 // A Jacobian as the model fills it.
@@ -94,7 +93,7 @@ TEST(ProblemAGM_v8, TransitionIsItsOwnJacobian) {
 TEST(ProblemAGM_v8, ShippedSettingsAreComplete) {
     ProblemAGM_v8 problem;
     EXPECT_FALSE(problem.isUsable());
-    ASSERT_TRUE(problem.readSettings(Tests::shippedSettings("AGMAttitude_v8.par"), true));
+    ASSERT_TRUE(problem.readSettings(shippedSettings("AGMAttitude_v8.par"), true));
     EXPECT_TRUE(problem.isUsable());
     EXPECT_TRUE(problem.isComplete());
     EXPECT_EQ(problem.Rddyn_A(), 124);

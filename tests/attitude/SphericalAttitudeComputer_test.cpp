@@ -1,21 +1,14 @@
 #include "attitude/SphericalAttitudeComputer.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <limits>
-#include <random>
-#include <string>
-
 #include "support/DisturbedMotion.h"
 #include "support/HostileSamples.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
+using namespace Tests;
 using Eigen::Vector3d;
-using namespace Kavelin::Tests;
 
 constexpr double kDegrees = 180.0 / std::numbers::pi;
 

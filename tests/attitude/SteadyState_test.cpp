@@ -1,7 +1,4 @@
 // What every filter of the attitude family owes its layout once it runs: no call to the heap for a sample.
-#include <gtest/gtest.h>
-
-#include <vector>
 
 #include "attitude/FilterAGMTriad_gyro.h"
 #include "attitude/FilterAbsoluteAttitude.h"
@@ -13,11 +10,13 @@
 #include "support/FilterDrive.h"
 #include "support/HeapCalls.h"
 #include "support/Motion.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Sample = Tests::MotionSample;
+using namespace Tests;
+using Sample = MotionSample;
 using Feed = void (*)(const Sample&, std::size_t input, Matrix& value);
 
 void feedSensors(const Sample& s, std::size_t input, Matrix& value) {  // in the order 3a, 3m, then a rotation
@@ -38,14 +37,14 @@ void feedAngle(const Sample& s, std::size_t input, Matrix& value) {
 /// Heap calls over 500 samples, after as many as fill every buffer's ring.
 template <class F>
 std::size_t heapCallsOf(Feed feed, const char* property = nullptr, const char* text = nullptr) {
-    const auto samples = Tests::record(Tests::Motion(), 20, 100);
-    Tests::FilterDrive<F> drive;
+    const auto samples = record(Motion(), 20, 100);
+    FilterDrive<F> drive;
     if (property != nullptr) drive.set(property, text);
     std::vector<Matrix> values(drive.filter().getInputPins().size());
     std::size_t before = 0;
     int sent = 0;
     for (std::size_t i = 0; i < samples.size(); ++i) {
-        if (i == 1500) before = Tests::heapCalls.load();
+        if (i == 1500) before = heapCalls.load();
         for (std::size_t input = 0; input < values.size(); ++input) {
             feed(samples[i], input, values[input]);
             drive.send(input, samples[i].t, values[input]);
@@ -53,14 +52,14 @@ std::size_t heapCallsOf(Feed feed, const char* property = nullptr, const char* t
         sent += drive.process();
     }
     EXPECT_GT(sent, 1500);
-    return Tests::heapCalls.load() - before;
+    return heapCalls.load() - before;
 }
 
 TEST(SteadyState, NoFilterOfTheAttitudeFamilyCallsTheHeap) {
     if (!KAVELIN_HEAP_CALLS_COUNTED) GTEST_SKIP() << "skipped: the sanitizer owns the heap";
-    const std::size_t before = Tests::heapCalls.load();
+    const std::size_t before = heapCalls.load();
     const Matrix counted = Matrix::Ones(3, 3);
-    ASSERT_GT(Tests::heapCalls.load(), before) << "a dynamic matrix is counted: " << counted.size();
+    ASSERT_GT(heapCalls.load(), before) << "a dynamic matrix is counted: " << counted.size();
 
     EXPECT_EQ(heapCallsOf<FilterAbsoluteAttitude>(feedSensors), 0u);
     for (const char* mode : {"static", "dynamic yaw", "dynamic horizontal", "static with coef"}) {

@@ -1,21 +1,20 @@
 #include "attitude/TriadGyroComputer.h"
 
-#include <cmath>
-
 #include "attitude/AngleConstants.h"
 #include "support/Matchers.h"
 #include "support/Motion.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Tests::isNearMatrix;
+using namespace Tests;
 
 /// Root mean square error, degrees, over a minute of general motion after 1 s of rest.
 double errorOverAMinute(double gain, bool absolute) {
-    Tests::MotionSettings settings;
+    MotionSettings settings;
     settings.rests = {{-1, 1}};
-    const Tests::Motion motion(settings);
+    const Motion motion(settings);
     const Eigen::Matrix3d R_nwu_enu = Eigen::AngleAxisd(-kHalfPi, Vector3::UnitZ()).toRotationMatrix();
     const Eigen::Matrix3d reference = R_nwu_enu * motion.at(0).R_earth_sensor;
     TriadGyroComputer computer;
@@ -23,12 +22,12 @@ double errorOverAMinute(double gain, bool absolute) {
     computer.reset(absolute);
     double squares = 0;
     int count = 0;
-    for (const auto& s : Tests::record(motion, 60, 100)) {
+    for (const auto& s : record(motion, 60, 100)) {
         const auto estimate = computer.advance({s.t, s.acc, s.field, s.rate});
         if (s.t < 2) continue;
         const Eigen::Matrix3d attitude = R_nwu_enu * s.truth.R_earth_sensor;
         const Eigen::Matrix3d truth = absolute ? attitude : attitude * reference.transpose();
-        squares += std::pow(Tests::angleBetween(estimate->rotation, truth), 2);
+        squares += std::pow(angleBetween(estimate->rotation, truth), 2);
         ++count;
     }
     return kRadiansToDegrees * std::sqrt(squares / count);

@@ -1,13 +1,13 @@
-#include <gmock/gmock.h>
-
 #include <Eigen/Geometry>
-#include <random>
 
 #include "cli/fuse/FuseSink.h"
 #include "support/Matchers.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::Cli {
 namespace {
+
+using namespace Tests;
 
 Quaternion composed(double yaw, double pitch, double roll) {
     return OrientationInternal::fromEigen(Eigen::AngleAxisd(yaw, Eigen::Vector3d::UnitZ()) *
@@ -23,7 +23,7 @@ TEST(EulerZyx, makeUpTheSameRotation) {
         const double pitch = i % 4 == 0 ? (i % 8 == 0 ? M_PI / 2 : -M_PI / 2) : angle(random) / 2;
         const Quaternion q = composed(angle(random), pitch, angle(random));
         const Eigen::Vector3d angles = eulerZyx(q);
-        EXPECT_LT(Tests::angleBetween(composed(angles[0], angles[1], angles[2]), q), 2e-6) << i;
+        EXPECT_LT(angleBetween(composed(angles[0], angles[1], angles[2]), q), 2e-6) << i;
         EXPECT_LE(std::abs(angles[1]), M_PI / 2);
         EXPECT_NEAR((eulerZyx(-q) - angles).norm(), 0.0, 1e-12);
     }

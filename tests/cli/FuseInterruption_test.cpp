@@ -1,12 +1,8 @@
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <sstream>
 #include <thread>
 
 #include "cli/CommandContext.h"
@@ -14,9 +10,12 @@
 #include "cli/Plugins.h"
 #include "cli/fuse/FuseRun.h"
 #include "support/TemporaryFolder.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::Cli {
 namespace {
+
+using namespace Tests;
 
 std::string rows(int from, int to) {
     std::string text;
@@ -34,7 +33,7 @@ void writeAll(int fd, const std::string& text) {
 
 /// A recording arrives through a pipe; between its first and its last rows comes the interruption.
 TEST(FuseInterruption, keepsTheRowsDone) {
-    const Tests::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const std::string pipe = folder.path("rec.csv");
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     ::signal(SIGPIPE, SIG_IGN);

@@ -1,29 +1,24 @@
-#include <gmock/gmock.h>
-
 #include <CLI/CLI.hpp>
 #include <csignal>
-#include <fstream>
 #include <regex>
-#include <sstream>
 
 #include "LayoutTestPlugin.h"
 #include "cli/CommandContext.h"
 #include "cli/Commands.h"
 #include "support/OwnFolder.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::Cli {
 namespace {
 
-using testing::ElementsAre;
-using testing::ElementsAreArray;
-using Testing::TestLog;
+using namespace Tests;
 
 struct Result {
     int status = 0;
     std::vector<std::string> messages;  // lines on standard error, the folder of the layout as "DIR"
 };
 
-std::filesystem::path folder() { return Kavelin::Testing::ownFolder(); }
+std::filesystem::path folder() { return ownFolder(); }
 
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
@@ -42,7 +37,7 @@ Result kavelin(std::vector<std::string> arguments) {
     std::filesystem::create_directories(folder());
     std::ofstream(folder() / "f.json") << arguments.back();
     arguments.back() = (folder() / "f.json").string();
-    const Testing::TestPlugin plugin;
+    const TestPlugin plugin;
     std::istringstream in;
     std::ostringstream out, err;
     CommandContext context{in, out, err};

@@ -1,19 +1,15 @@
 #include "cli/layout/LayoutFile.h"
 
-#include <gmock/gmock.h>
-
-#include <cmath>
-#include <fstream>
-
 #include "cli/CommandContext.h"
 #include "cli/layout/LayoutWriter.h"
 #include "cli/layout/Overrides.h"
 #include "support/OwnFolder.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::Cli {
 namespace {
 
-using testing::ElementsAre;
+using namespace Tests;
 
 std::vector<std::string> textsOf(const Mistakes& mistakes) {
     std::vector<std::string> texts;
@@ -318,11 +314,10 @@ TEST(LayoutFile, FilesThatAreNone) {
 }
 
 TEST(LayoutFile, FolderIsTheFilesOwn) {
-    const std::filesystem::path path = Kavelin::Testing::ownFolder() / "folder_layout.json";
+    const std::filesystem::path path = ownFolder() / "folder_layout.json";
     std::ofstream(path) << "\xEF\xBB\xBF{\"layouts\": []}";  // with a byte order mark
     Mistakes mistakes;
-    EXPECT_TRUE(
-        std::filesystem::equivalent(loadLayout(path, mistakes).folder, Kavelin::Testing::ownFolder()));
+    EXPECT_TRUE(std::filesystem::equivalent(loadLayout(path, mistakes).folder, ownFolder()));
     EXPECT_THAT(textsOf(mistakes), ElementsAre());
 }
 

@@ -1,16 +1,15 @@
-#include <gmock/gmock.h>
-
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <set>
 
 #include "cli/layout/LayoutFile.h"
 #include "cli/layout/LayoutKeys.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::Cli {
 namespace {
 
+using namespace Tests;
 using nlohmann::json;
 
 const std::filesystem::path kRoot = KAVELIN_SOURCE_DIR;

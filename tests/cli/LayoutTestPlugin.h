@@ -13,7 +13,7 @@
 #include "core/FilterFactory.h"
 #include "core/FilterKit.h"
 
-namespace Kavelin::Testing {
+namespace Kavelin::Tests {
 
 using namespace OrientationInternal;
 
@@ -133,4 +133,4 @@ public:
     ~TestPlugin() override { Core::FlowManager::instance().getPluginManager().uninstallPlugin(*this); }
 };
 
-}  // namespace Kavelin::Testing
+}  // namespace Kavelin::Tests

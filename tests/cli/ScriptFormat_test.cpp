@@ -1,21 +1,13 @@
 #include "cli/ScriptFormat.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
-
 #include "cli/CommandContext.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::Cli {
 namespace {
 
+using namespace Tests;
 using Core::Matrix;
-using testing::HasSubstr;
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 template <class Line>
 Line parsed(std::string_view text) {

@@ -3,14 +3,12 @@
 #include "attitude/AngleConstants.h"
 #include "attitude/FilterAbsoluteAttitude.h"
 #include "attitude/FilterAttitude.h"
-#include "support/FilterHarness.h"
-#include "support/Matchers.h"
+#include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::row;
-using Tests::isNearMatrix;
+using namespace Tests;
 
 TEST(Filter3a3mGenerator, FeedsTheAttitudeFiltersTheAttitudeItWasGiven) {
     Core::LayoutManager layout("bench");
@@ -30,8 +28,8 @@ TEST(Filter3a3mGenerator, FeedsTheAttitudeFiltersTheAttitudeItWasGiven) {
         Core::connect(generator.getOutputPin("3a"), filter->getInputPin("3a"));
         Core::connect(generator.getOutputPin("3m"), filter->getInputPin("3m"));
     }
-    std::vector<Testing::Sent> sent;
-    Testing::ListeningPin first("attitude", sent), second("abs", sent);
+    std::vector<Sent> sent;
+    ListeningPin first("attitude", sent), second("abs", sent);
     Core::connect(attitude.getOutputPin("attitude"), first);
     Core::connect(absolute.getOutputPin("abs"), second);
 

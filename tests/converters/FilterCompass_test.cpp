@@ -1,22 +1,11 @@
 #include "converters/FilterCompass.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
-#include <numbers>
-
-#include "support/FilterHarness.h"
+#include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::column;
-using Testing::FilterHarness;
-using Testing::row;
-
-constexpr double kPi = std::numbers::pi;
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+using namespace Tests;
 
 TEST(FilterCompass, TurnsFieldsIntoAngles) {
     struct {
@@ -45,7 +34,7 @@ TEST(FilterCompass, TurnsFieldsIntoAngles) {
 
 TEST(FilterCompass, NotANumberHasNoDirection) {
     FilterHarness<FilterCompass> compass;
-    compass.feed("inMag", 0, row({kNan, 1, 1}));
+    compass.feed("inMag", 0, row({kNaN, 1, 1}));
     compass.process();
     ASSERT_EQ(compass.sends().size(), 1u);
     EXPECT_EQ(compass.sends()[0].value(0, 0), 0.0);

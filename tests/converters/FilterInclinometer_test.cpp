@@ -1,20 +1,11 @@
 #include "converters/FilterInclinometer.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <numbers>
-
-#include "support/FilterHarness.h"
+#include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::column;
-using Testing::FilterHarness;
-using Testing::row;
-
-constexpr double kPi = std::numbers::pi;
+using namespace Tests;
 
 TEST(FilterInclinometer, TurnsGravityIntoPitchAndRoll) {
     struct {

@@ -2,21 +2,24 @@
 
 #include "support/Matchers.h"
 #include "support/Motion.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
+using namespace Tests;
+
 TEST(RateIntegrator, TurnsMultiplyUpToTheTrueAttitudeAndBackAgain) {
-    const Tests::Motion motion;
+    const Motion motion;
     RateIntegrator integrator;
     const Eigen::Matrix3d start = motion.at(0).R_earth_sensor;
     Eigen::Matrix3d attitude = start;
     const double h = 0.01;
     integrator.advance(Vector3::Zero(), 0);
     for (int i = 1; i <= 1000; ++i) attitude *= integrator.advance(motion.at((i - 0.5) * h).rate, i * h);
-    EXPECT_LT(Tests::angleBetween(attitude, motion.at(10).R_earth_sensor), 1e-4);
+    EXPECT_LT(angleBetween(attitude, motion.at(10).R_earth_sensor), 1e-4);
     for (int i = 999; i >= 0; --i) attitude *= integrator.advance(motion.at((i + 0.5) * h).rate, i * h);
-    EXPECT_THAT(attitude, Tests::isSameRotationAs(start, 1e-12)) << "time that goes back undoes the turns";
+    EXPECT_THAT(attitude, isSameRotationAs(start, 1e-12)) << "time that goes back undoes the turns";
 }
 
 TEST(RateIntegrator, TimeStampMinusOneMeansNone) {

@@ -1,16 +1,13 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <memory>
 #include <ostream>
-#include <vector>
 
 #include "core/BufferStrategyFactory.h"
 #include "core/TimeStampedData.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::Core {
 namespace {
 
+using namespace Tests;
 using Sample = TimeStampedData<Matrix>;
 
 /// One of the nine: a family, a size and an order.

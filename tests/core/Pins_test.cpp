@@ -1,17 +1,15 @@
 #include <Kavelin/Core/ConnectionOptions.h>
 #include <Kavelin/Core/LayoutManager.h>
-#include <Poco/Exception.h>
-#include <gmock/gmock.h>
 
 #include <ctime>
-#include <memory>
 
 #include "support/TestFilters.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::Core {
 namespace {
 
-using Testing::Relay;
+using namespace Tests;
 using Sample = TimeStampedData<Matrix>;
 
 template <class Strategy>

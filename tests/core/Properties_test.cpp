@@ -1,19 +1,12 @@
 #include <Kavelin/Core/CommandProperty.h>
-#include <Poco/Exception.h>
-#include <gmock/gmock.h>
-
-#include <functional>
-#include <limits>
-#include <string>
-#include <vector>
 
 #include "core/FilterKit.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::Core {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
+using namespace Tests;
 
 enum class Colour { kRed, kGreen };
 

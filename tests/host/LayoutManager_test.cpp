@@ -1,21 +1,12 @@
 #include <Kavelin/Core/FlowManager.h>
-#include <Poco/Exception.h>
-#include <gmock/gmock.h>
-
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "support/TestFilters.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::Core {
 namespace {
 
-using Testing::CountingSource;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using Testing::Relay;
-using Testing::ScriptedFilter;
+using namespace Tests;
 
 std::vector<std::string> namesOf(const std::vector<Filter*>& filters) {
     std::vector<std::string> names;

@@ -1,25 +1,21 @@
 #include <Kavelin/Core/CommandProperty.h>
 #include <Kavelin/Core/ConnectionOptions.h>
 #include <Kavelin/Core/LayoutManager.h>
-#include <Poco/Exception.h>
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
-#include <vector>
 
 #include "core/Handler.h"
 #include "core/RangeProperty.h"
 #include "support/TestFilters.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::Core {
 namespace {
 
-using Testing::CountingSource;
-using Testing::Relay;
-using Testing::ScriptedFilter;
+using namespace Tests;
 
 /// Something one thread waits for and another lets happen.
 class Gate {

@@ -1,15 +1,12 @@
 #include "io/AttitudeErrors.h"
 
-#include <gmock/gmock.h>
-
-#include <cmath>
-#include <random>
-
 #include "attitude/QuaternionAlgebra.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::RecordingIO {
 namespace {
 
+using namespace Tests;
 using OrientationInternal::quaternionProduct;
 
 const double kDegree = M_PI / 180.0;

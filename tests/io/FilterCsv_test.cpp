@@ -1,17 +1,15 @@
 #include <Kavelin/Core/FlowManager.h>
-#include <Poco/Exception.h>
-#include <gmock/gmock.h>
 
 #include "io/FilterCsvReader.h"
 #include "io/FilterCsvWriter.h"
 #include "support/TemporaryFolder.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::RecordingIO {
 namespace {
 
+using namespace Tests;
 using Core::LayoutManager;
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 /// Reader and writer in one layout, wired pin by pin, as a layout file would do it.
 class FilterCsvTest : public testing::Test {
@@ -42,7 +40,7 @@ protected:
         return messages;
     }
 
-    Tests::TemporaryFolder folder_;
+    TemporaryFolder folder_;
     LayoutManager layout_{"layout"};
     FilterCsvReader reader_{"reader"};
     FilterCsvWriter writer_{"writer"};

@@ -1,20 +1,16 @@
 #include "io/RecordingReader.h"
 
-#include <Poco/Exception.h>
-#include <gmock/gmock.h>
 #include <zlib.h>
 
 #include <charconv>
-#include <fstream>
-#include <limits>
-#include <random>
 
 #include "support/TemporaryFolder.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::RecordingIO {
 namespace {
 
-using testing::HasSubstr;
+using namespace Tests;
 
 std::string number(double value) {
     char text[32];
@@ -170,7 +166,7 @@ TEST(RecordingReader, readsTheSameWhateverTheBlocks) {
 }
 
 TEST(RecordingReader, readsGzip) {
-    const Tests::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const std::string path = folder.path("r.csv.gz");
     std::string rows = "0: 3a=1,2,3\n";
     const auto append = [&path](const std::string& text) {  // each call appends a gzip member

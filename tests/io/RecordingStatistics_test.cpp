@@ -1,17 +1,12 @@
 #include "io/RecordingStatistics.h"
 
-#include <gmock/gmock.h>
-
-#include <cmath>
-
 #include "io/Simulator.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::RecordingIO {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
+using namespace Tests;
 
 struct Seen {
     Schema schema;

@@ -1,15 +1,13 @@
 #include "io/ReferenceTrack.h"
 
-#include <Poco/Exception.h>
-#include <gmock/gmock.h>
-
-#include <cmath>
-
 #include "support/Matchers.h"
 #include "support/TemporaryFolder.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::RecordingIO {
 namespace {
+
+using namespace Tests;
 
 /// About the vertical.
 Quaternion turnedBy(double degrees) {
@@ -18,7 +16,7 @@ Quaternion turnedBy(double degrees) {
 }
 
 TEST(ReferenceTrack, interpolatesOnTheShorterArcBetweenNearNeighbours) {
-    const Tests::TemporaryFolder folder;
+    const TemporaryFolder folder;
     ReferenceTrack track(
         folder.write("ref.csv",
                      "t,qw,qx,qy,qz\n"
@@ -38,14 +36,14 @@ TEST(ReferenceTrack, interpolatesOnTheShorterArcBetweenNearNeighbours) {
         const auto pose = track.at(row.time);
         ASSERT_EQ(pose.has_value(), row.degrees.has_value()) << row.time;
         if (!pose) continue;
-        EXPECT_LT(Tests::angleBetween(*pose, turnedBy(*row.degrees)), 1e-7) << row.time;
+        EXPECT_LT(angleBetween(*pose, turnedBy(*row.degrees)), 1e-7) << row.time;
         EXPECT_NEAR(pose->norm(), 1.0, 1e-12);
     }
     EXPECT_THROW(ReferenceTrack(folder.write("none.csv", "t,ax,ay,az\n")), Poco::DataFormatException);
 }
 
 TEST(Intervals, containTheirStartAndNotTheirEnd) {
-    const Tests::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const Intervals some = Intervals::open(folder.write("m.csv", "t_start,t_end\n1,2\n5,6.5\n"));
     for (const double inside : {1.0, 1.999, 5.0, 6.0}) EXPECT_TRUE(some.contains(inside)) << inside;
     for (const double outside : {0.0, 2.0, 4.9, 6.5}) EXPECT_FALSE(some.contains(outside)) << outside;

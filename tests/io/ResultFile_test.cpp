@@ -1,23 +1,18 @@
 #include "io/ResultFile.h"
 
-#include <Poco/Exception.h>
-#include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/resource.h>
 
 #include <charconv>
-#include <cmath>
 #include <cstring>
-#include <filesystem>
-#include <limits>
-#include <random>
 
 #include "support/TemporaryFolder.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::RecordingIO {
 namespace {
 
-using Tests::TemporaryFolder;
+using namespace Tests;
 
 void writeRow(ResultFile& file, double a, double b) {
     file.number(a);

@@ -1,15 +1,13 @@
 #include "io/Schema.h"
 
-#include <Poco/Exception.h>
-#include <gmock/gmock.h>
-
 #include "io/ColumnNames.h"
 #include "io/Text.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::RecordingIO {
 namespace {
 
-using testing::HasSubstr;
+using namespace Tests;
 
 /// "t/1000 3a[1,2,3]*9.80665": what a header was understood as, in one line.
 std::string told(const Schema& schema) {

@@ -1,17 +1,13 @@
 #include "io/Simulator.h"
 
-#include <Poco/Exception.h>
-#include <gmock/gmock.h>
-
-#include <algorithm>
-#include <cmath>
-#include <vector>
-
 #include "io/SimulatedTable.h"
 #include "support/TemporaryFolder.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::RecordingIO {
 namespace {
+
+using namespace Tests;
 
 std::vector<SimulatedRow> simulate(const SimulationOptions& options) {
     Simulator simulator(options);
@@ -123,7 +119,7 @@ TEST(Simulator, addsTheErrorsAskedForAndNothingElse) {
 }
 
 TEST(Simulator, writesTheSameBytesForTheSameSeed) {
-    const Tests::TemporaryFolder folder;
+    const TemporaryFolder folder;
     SimulationOptions options;
     options.seconds = 20;
     options.jitter = 0.3;

@@ -1,17 +1,13 @@
 #include "io/TableWriter.h"
 
-#include <Poco/Exception.h>
-#include <gmock/gmock.h>
-
-#include <cmath>
-
 #include "io/RecordingReader.h"
 #include "support/TemporaryFolder.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::RecordingIO {
 namespace {
 
-using Tests::TemporaryFolder;
+using namespace Tests;
 
 class TableWriterTest : public testing::Test {
 protected:

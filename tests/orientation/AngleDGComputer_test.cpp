@@ -1,24 +1,20 @@
 #include "orientation/AngleDGComputer.h"
 
-#include <gmock/gmock.h>
-
-#include <numbers>
-
 #include "support/Matchers.h"
 #include "support/RotationCases.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
+using namespace Tests;
 using Eigen::AngleAxisd;
 using Eigen::Quaterniond;
-using Tests::isNearMatrix;
-constexpr double kPi = std::numbers::pi;
 
 TEST(AngleDGComputer, TakesAJointApartIntoTheTwistAndTheSwingItWasMadeOf) {
     const Vector3 axis = Vector3(1, 2, -2) / 3;
     const Vector3 across = Vector3(2, 1, 2) / 3;  // at right angles to the axis
-    for (const auto& pose : Tests::rotationCases()) {
+    for (const auto& pose : rotationCases()) {
         const Quaterniond q_earth_d(pose.matrix());
         for (const double twist : {0.0, 1e-8, 0.4, -2.5, 3.1, -kPi}) {
             for (const double swing : {0.0, 1e-8, 0.7, 3.0}) {
@@ -29,7 +25,7 @@ TEST(AngleDGComputer, TakesAJointApartIntoTheTwistAndTheSwingItWasMadeOf) {
                 EXPECT_NEAR(std::remainder(found.twist - twist, 2 * kPi), 0.0, 1e-7) << pose.name;
                 EXPECT_NEAR(found.swing, swing, 1e-7) << pose.name;
                 EXPECT_NEAR(found.angle, joint.angularDistance(Quaterniond::Identity()), 1e-7) << pose.name;
-                EXPECT_THAT(found.relative, Tests::isSameRotationAs(fromEigen(joint), 1e-7));
+                EXPECT_THAT(found.relative, isSameRotationAs(fromEigen(joint), 1e-7));
                 EXPECT_GE(found.relative[0], 0.0);
             }
         }

@@ -1,17 +1,14 @@
 #include "orientation/ChangeOfBasisComputer.h"
 
-#include <gmock/gmock.h>
-
-#include <stdexcept>
-
 #include "support/Matchers.h"
 #include "support/RotationCases.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
+using namespace Tests;
 using Basis = ChangeOfBasisComputer::Basis;
-using Tests::isNearMatrix;
 
 Matrix3 someMatrix() {
     Matrix3 x;
@@ -20,7 +17,7 @@ Matrix3 someMatrix() {
 }
 
 TEST(ChangeOfBasisComputer, TurnsAMatrixIntoTheBasisOfARotation) {
-    for (const auto& rotation : Tests::rotationCases()) {
+    for (const auto& rotation : rotationCases()) {
         ChangeOfBasisComputer orthonormal, general;
         orthonormal.setOrthonormalBasis(rotation.matrix());
         EXPECT_TRUE(general.setGeneralBasis(rotation.matrix()));

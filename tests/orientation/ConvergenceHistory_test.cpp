@@ -1,21 +1,12 @@
 #include "orientation/ConvergenceHistory.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <functional>
-#include <limits>
-#include <random>
-#include <string>
-
 #include "orientation/PlainConvergenceScan.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Tests::PlainConvergenceScan;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
+using namespace Tests;
 
 /// Kinds of recording: each makes the next error of the history so far.
 struct Stream {

@@ -1,20 +1,12 @@
 #include "orientation/FilterAngleDG.h"
 
-#include <Poco/Exception.h>
-#include <gmock/gmock.h>
-
-#include <limits>
-
-#include "support/FilterHarness.h"
-#include "support/Matchers.h"
+#include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::FilterHarness;
-using Testing::row;
+using namespace Tests;
 using Harness = FilterHarness<FilterAngleDG>;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 Matrix turnedAbout(const Eigen::Vector3d& axis, double angle) {
     return Eigen::AngleAxisd(angle, axis.normalized()).toRotationMatrix();
@@ -39,7 +31,7 @@ TEST(FilterAngleDG, PairsOneToOneAndStampsWithTheLater) {
     for (const std::size_t i : {0U, 1U, 2U, 4U, 5U, 6U}) {
         EXPECT_NEAR(h.sends()[i].value(0, 0), expected[i], 1e-12) << i;
     }
-    EXPECT_THAT(h.sends()[7].value, Tests::isNearMatrix(row({std::cos(0.2), std::sin(0.2), 0, 0})));
+    EXPECT_THAT(h.sends()[7].value, isNearMatrix(row({std::cos(0.2), std::sin(0.2), 0, 0})));
 }
 
 TEST(FilterAngleDG, DropsAPairThatIsNoPairOfRotationsAndKeepsTheRequest) {

@@ -1,16 +1,11 @@
 #include "orientation/FilterChangeOfBasis.h"
 
-#include <gmock/gmock.h>
-
-#include "support/FilterHarness.h"
-#include "support/Matchers.h"
+#include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::FilterHarness;
-using Testing::row;
-using Tests::isNearMatrix;
+using namespace Tests;
 using Harness = FilterHarness<FilterChangeOfBasis>;
 
 Matrix someMatrix() { return (Matrix(3, 3) << 1, 2, 3, 4, 5, 6, 7, 8, 10).finished(); }

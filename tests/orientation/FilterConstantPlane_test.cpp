@@ -1,16 +1,12 @@
 #include "orientation/FilterConstantPlane.h"
 
-#include <cmath>
-
 #include "attitude/AngleConstants.h"
-#include "support/FilterHarness.h"
-#include "support/Matchers.h"
-#include "support/Motion.h"
+#include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::row;
+using namespace Tests;
 
 class FilterConstantPlaneTest : public testing::Test {
 protected:
@@ -22,18 +18,18 @@ protected:
     }
     Matrix attitude() const { return h_.sent("attitude").at(0).value; }
 
-    Testing::FilterHarness<FilterConstantPlane> h_;
+    FilterHarness<FilterConstantPlane> h_;
 };
 
 TEST_F(FilterConstantPlaneTest, FollowsTheHeadingOfATurnInThePlane) {
-    Tests::MotionSettings settings;
+    MotionSettings settings;
     settings.yaw = {0.4, 0, {1.3, 0.2, 0.3}, {0.2, 0.6, 1}};
     settings.pitch = settings.roll = {};
-    const Tests::Motion motion(settings);
+    const Motion motion(settings);
     const Eigen::Matrix3d start = motion.at(0).R_earth_sensor;
-    for (const auto& s : Tests::record(motion, 10, 20)) {
+    for (const auto& s : record(motion, 10, 20)) {
         EXPECT_NEAR(angle(s.field.transpose()), settings.yaw.at(s.t).value - settings.yaw.at(0).value, 1e-12);
-        EXPECT_THAT(attitude(), Tests::isNearMatrix(start.transpose() * s.truth.R_earth_sensor, 1e-12));
+        EXPECT_THAT(attitude(), isNearMatrix(start.transpose() * s.truth.R_earth_sensor, 1e-12));
     }
 }
 
@@ -57,12 +53,12 @@ TEST_F(FilterConstantPlaneTest, ReferenceAndEveryWriteOfThePlaneTakeTheNextSampl
 TEST_F(FilterConstantPlaneTest, AxisHasUnitLengthOnlyInTheCallThatSetsThePlane) {
     h_.set("plane.z", "2");
     angle(row({0, 5, 3}));
-    EXPECT_THAT(attitude(), Tests::isNearMatrix(Matrix::Identity(3, 3)));
+    EXPECT_THAT(attitude(), isNearMatrix(Matrix::Identity(3, 3)));
     const double turn = angle(row({5, 5, 3}));
     EXPECT_NEAR(turn, kHalfPi / 2, 1e-15) << "the angle does not know the length";
     const double c = std::cos(turn), s = std::sin(turn);
     const Matrix scaled = (Matrix(3, 3) << c, -2 * s, 0, 2 * s, c, 0, 0, 0, 4 * (1 - c) + c).finished();
-    EXPECT_THAT(attitude(), Tests::isNearMatrix(scaled));
+    EXPECT_THAT(attitude(), isNearMatrix(scaled));
 }
 
 }  // namespace

@@ -1,21 +1,13 @@
 #include "orientation/FilterConvergenceTime.h"
 
-#include <gmock/gmock.h>
-
-#include <limits>
-#include <random>
-#include <stdexcept>
-
 #include "orientation/PlainConvergenceScan.h"
-#include "support/FilterHarness.h"
+#include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::column;
-using Testing::FilterHarness;
-using Testing::row;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using namespace Tests;
+
 using Harness = FilterHarness<FilterConvergenceTime>;
 
 void startRecording(Harness& h) {
@@ -78,7 +70,7 @@ TEST(FilterConvergenceTime, GivesWhatThePlainScanGivesWithSettingsChangedInBetwe
         std::uniform_real_distribution<double> uniform(0, 1);
         Harness h;
         startRecording(h);
-        Tests::PlainConvergenceScan plain;
+        PlainConvergenceScan plain;
         std::vector<double> times;
         double threshold = 1.0, maximum = 5.0;
         for (int i = 0; i < 400; ++i) {

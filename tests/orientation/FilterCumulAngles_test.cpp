@@ -1,23 +1,12 @@
 #include "orientation/FilterCumulAngles.h"
 
-#include <gmock/gmock.h>
-
-#include <limits>
-#include <numbers>
-
-#include "support/FilterHarness.h"
-#include "support/Matchers.h"
+#include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::column;
-using Testing::FilterHarness;
-using Testing::row;
-using Tests::isNearMatrix;
+using namespace Tests;
 using Harness = FilterHarness<FilterCumulAngles>;
-constexpr double kPi = std::numbers::pi;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 /// Feeds one sample, processes, returns the last value of a pin ("nothing" is 0x0).
 Matrix step(Harness& h, const Matrix& angles, const std::string& pin = "cumul") {

@@ -1,22 +1,12 @@
 #include "orientation/FilterFlipDetectionLib.h"
 
-#include <gmock/gmock.h>
-
-#include <functional>
-#include <limits>
-#include <numbers>
-#include <random>
-
-#include "support/FilterHarness.h"
+#include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::FilterHarness;
-using Testing::row;
+using namespace Tests;
 using Harness = FilterHarness<FilterFlipDetectionLib>;
-constexpr double kPi = std::numbers::pi;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 /// Gravity seen from a unit that is tilted by `angle` about x.
 Vector3 tilted(double angle) { return {0, 9.81 * std::sin(angle), 9.81 * std::cos(angle)}; }

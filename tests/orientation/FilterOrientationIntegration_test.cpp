@@ -1,22 +1,12 @@
 #include "orientation/FilterOrientationIntegration.h"
 
-#include <gmock/gmock.h>
-
-#include <cmath>
-#include <limits>
-
-#include "support/FilterHarness.h"
-#include "support/Matchers.h"
-#include "support/Motion.h"
+#include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::column;
-using Testing::FilterHarness;
-using Testing::row;
-using Tests::isNearMatrix;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using namespace Tests;
+
 using Harness = FilterHarness<FilterOrientationIntegration>;
 
 /// Feeds one rate sample, processes, returns what came out ("nothing" is 0x0).
@@ -110,7 +100,7 @@ TEST(FilterOrientationIntegration, DropsRatesOfOtherShapesWithoutATrace) {
 }
 
 TEST(FilterOrientationIntegration, FollowsAMotionAndReplaysItBitForBitAfterAReset) {
-    const auto samples = Tests::record(Tests::Motion(), 20.0, 100.0);
+    const auto samples = record(Motion(), 20.0, 100.0);
     const double bounds[] = {0.02, 1e-4};  // rad, after 20 s at 100 Hz
     for (const int order : {0, 1}) {
         Harness h;
@@ -125,8 +115,7 @@ TEST(FilterOrientationIntegration, FollowsAMotionAndReplaysItBitForBitAfterARese
             return h.sends();
         };
         const auto first = run();
-        EXPECT_LT(Tests::angleBetween(first.back().value, samples.back().truth.R_earth_sensor),
-                  bounds[order]);
+        EXPECT_LT(angleBetween(first.back().value, samples.back().truth.R_earth_sensor), bounds[order]);
         h.command("reset");
         const auto second = run();
         ASSERT_EQ(first.size(), second.size());

@@ -1,17 +1,11 @@
 #include "orientation/FilterOrientationQuality.h"
 
-#include <gmock/gmock.h>
-
-#include <optional>
-
-#include "support/FilterHarness.h"
+#include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::column;
-using Testing::FilterHarness;
-using Testing::row;
+using namespace Tests;
 using Harness = FilterHarness<FilterOrientationQuality>;
 using Settings = std::vector<std::pair<std::string, std::string>>;
 

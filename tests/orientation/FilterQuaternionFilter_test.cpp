@@ -1,17 +1,11 @@
 #include "orientation/FilterQuaternionFilter.h"
 
-#include <Poco/Exception.h>
-#include <gmock/gmock.h>
-
-#include "support/FilterHarness.h"
-#include "support/Matchers.h"
+#include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::column;
-using Testing::FilterHarness;
-using Testing::row;
+using namespace Tests;
 using Harness = FilterHarness<FilterQuaternionFilter>;
 
 Matrix turned(double angle) { return row({std::cos(angle / 2), 0, 0, std::sin(angle / 2)}); }
@@ -92,7 +86,7 @@ TEST(FilterQuaternionFilter, TakesFourElementsOfAnyShapeAndDropsOthers) {
     h.feed("in", 4.0, onto(0.4));
     h.process();
     EXPECT_EQ(h.sends().back().t, 4.0);
-    EXPECT_THAT(h.sends().back().value, Tests::isNearMatrix(onto(0.5)));
+    EXPECT_THAT(h.sends().back().value, isNearMatrix(onto(0.5)));
 }
 
 }  // namespace

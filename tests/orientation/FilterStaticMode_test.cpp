@@ -1,19 +1,11 @@
 #include "orientation/FilterStaticMode.h"
 
-#include <gmock/gmock.h>
-
-#include <limits>
-#include <optional>
-
-#include "support/FilterHarness.h"
-#include "support/Matchers.h"
+#include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Testing::column;
-using Testing::FilterHarness;
-using Testing::row;
+using namespace Tests;
 using Harness = FilterHarness<FilterStaticMode>;
 using Settings = std::vector<std::pair<std::string, std::string>>;
 
@@ -82,7 +74,7 @@ TEST(FilterStaticMode, WritesScoresAsComputedAndFlagsAsUsed) {
         if (row_.mag) h.feed("3m", 2.0, *row_.mag);
         h.process();
         ASSERT_EQ(h.sends().size(), 1U) << row_.name;
-        EXPECT_THAT(h.sends()[0].value, Tests::isNearMatrix(row_.expected)) << row_.name;
+        EXPECT_THAT(h.sends()[0].value, isNearMatrix(row_.expected)) << row_.name;
         EXPECT_EQ(h.sends()[0].t, row_.mag ? 2.0 : 1.0) << row_.name << ": the field's time stamp wins";
     }
 }

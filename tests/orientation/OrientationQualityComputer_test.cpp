@@ -1,15 +1,11 @@
 #include "orientation/OrientationQualityComputer.h"
 
-#include <gtest/gtest.h>
-
-#include <limits>
-#include <string>
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
+using namespace Tests;
 
 TEST(OrientationQualityComputer, JudgesANormByItsRelativeErrorEqualityIncluded) {
     struct Row {

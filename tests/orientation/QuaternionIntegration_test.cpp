@@ -1,18 +1,12 @@
 #include "orientation/QuaternionIntegration.h"
 
-#include <gmock/gmock.h>
-
-#include <limits>
-#include <random>
-
 #include "support/Matchers.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-using Tests::angleBetween;
-using Tests::isNearMatrix;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using namespace Tests;
 
 Quaternion turnOf(const Vector3& rate, double dt) {
     const double norm = rate.norm();

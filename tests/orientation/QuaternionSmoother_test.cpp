@@ -1,18 +1,15 @@
 #include "orientation/QuaternionSmoother.h"
 
-#include <gmock/gmock.h>
-
 #include <deque>
-#include <numbers>
-#include <random>
 
 #include "support/Matchers.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
+using namespace Tests;
 using Eigen::Quaterniond;
-using Tests::isNearMatrix;
 
 Quaternion randomUnit(std::mt19937& random) {
     std::normal_distribution<double> normal;
@@ -107,7 +104,7 @@ TEST(QuaternionSmoother, TakesAChangeOfSignForATurn) {
     const Quaternion q(0.8, 0.6, 0, 0);
     std::vector<double> away;
     for (const int sign : {1, 1, 1, -1, -1, -1, -1}) {
-        away.push_back(Tests::angleBetween(smoother.step(sign * q), q));
+        away.push_back(angleBetween(smoother.step(sign * q), q));
     }
     EXPECT_LT(away[2], 1e-12);
     // for exactly -1 the logarithm's vector part is zero, so a still unit comes through
@@ -118,7 +115,7 @@ TEST(QuaternionSmoother, TakesAChangeOfSignForATurn) {
     for (int i = 0; i < 12; ++i) {
         const double half = 1e-3 * i;
         const Quaternion turned(std::cos(half), std::sin(half), 0, 0);
-        worst = std::max(worst, Tests::angleBetween(turning.step(i < 6 ? turned : -turned), turned));
+        worst = std::max(worst, angleBetween(turning.step(i < 6 ? turned : -turned), turned));
     }
     EXPECT_NEAR(worst, std::numbers::pi / 2, 2e-3);
 }

@@ -1,15 +1,12 @@
 #include "orientation/StaticModeComputer.h"
 
-#include <gtest/gtest.h>
-
-#include <limits>
-#include <string>
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
+using namespace Tests;
+
 const Vector3 kDown(0, 0, 10);
 const Vector3 kNorth(20, 0, 0);
 

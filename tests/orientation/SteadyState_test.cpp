@@ -1,7 +1,4 @@
 // What every filter of the orientation family owes its layout once it runs: no call to the heap for a sample.
-#include <gtest/gtest.h>
-
-#include <vector>
 
 #include "orientation/FilterAngleDG.h"
 #include "orientation/FilterChangeOfBasis.h"
@@ -13,27 +10,30 @@
 #include "orientation/FilterStaticMode.h"
 #include "support/FilterDrive.h"
 #include "support/HeapCalls.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
+
+using namespace Tests;
 
 /// Heap calls over 500 samples, after as many as fill every buffer's ring.
 /// @param samples one for each input pin, in the order of their creation.
 template <class F>
 std::size_t heapCallsOf(const std::vector<Matrix>& samples, const char* property = nullptr,
                         const char* text = "") {
-    Tests::FilterDrive<F> drive;
+    FilterDrive<F> drive;
     if (property != nullptr) drive.set(property, text);
     std::size_t before = 0;
     int sent = 0;
     for (int i = 0; i < 2000; ++i) {
-        if (i == 1500) before = Tests::heapCalls.load();
+        if (i == 1500) before = heapCalls.load();
         for (std::size_t input = 0; input < samples.size(); ++input)
             drive.send(input, 0.01 * i, samples[input]);
         sent += drive.process();
     }
     EXPECT_GE(sent, 2000);
-    return Tests::heapCalls.load() - before;
+    return heapCalls.load() - before;
 }
 
 TEST(SteadyState, NoFilterOfTheOrientationFamilyCallsTheHeap) {

@@ -1,26 +1,16 @@
 #include <Kavelin/Core/CommandProperty.h>
 #include <Kavelin/Core/FlowManager.h>
-#include <Poco/Exception.h>
 #include <dlfcn.h>
-#include <gmock/gmock.h>
 
 #include <array>
 #include <cstdio>
-#include <functional>
-#include <memory>
-#include <sstream>
-#include <string>
-#include <vector>
 
-#include "support/FilterHarness.h"
+#include "support/FilterTest.h"
 
 namespace Kavelin::Core {
 namespace {
 
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
+using namespace Tests;
 
 const std::string kPlugin = "KavelinPluginOrientationInternal";
 const std::string kModules = KAVELIN_TEST_MODULES "/";
@@ -102,7 +92,7 @@ TEST_F(PluginModule, LoadsRunsAndUnloadsAgainAndAgain) {
         layout.add(plugins().createFilter("FilterEchoA", "echo"));
         layout.add(plugins().createFilter("FilterCompass", "compass"));
         FlowManager::instance().connect("echo:out", "compass:inMag");
-        OutputPin<Matrix> feeder("feeder", nullptr, Testing::row({1, 0, 0}));
+        OutputPin<Matrix> feeder("feeder", nullptr, row({1, 0, 0}));
         connect(feeder, layout.findFilter("echo")->getInputPin("in"));
         feeder.send(i);
         layout.runToEnd();
@@ -121,9 +111,9 @@ TEST_F(PluginModule, PinsOfTwoModulesConnect) {
         Filter& a = one.add(plugins().createFilter("FilterEchoA", "a"));
         Filter& b = (sameLayout ? one : two).add(plugins().createFilter("FilterEchoB", "b"));
         connect(a.getOutputPin("out"), b.getInputPin("in"), {.synchronous = true});
-        std::vector<Testing::Sent> log;
-        Testing::ListeningPin end("end", log);
-        OutputPin<Matrix> feeder("feeder", nullptr, Testing::row({1, 2}));
+        std::vector<Sent> log;
+        ListeningPin end("end", log);
+        OutputPin<Matrix> feeder("feeder", nullptr, row({1, 2}));
         connect(feeder, a.getInputPin("in"));
         connect(b.getOutputPin("out"), end);
         feeder.send(5);
@@ -131,7 +121,7 @@ TEST_F(PluginModule, PinsOfTwoModulesConnect) {
         two.runToEnd();
         ASSERT_EQ(log.size(), 1u);
         EXPECT_EQ(log[0].t, 7.0);
-        EXPECT_EQ(log[0].value, Testing::row({1, 2}));
+        EXPECT_EQ(log[0].value, row({1, 2}));
         disconnect(end);
     }
 }
@@ -169,7 +159,7 @@ TEST_F(PluginModule, AFilterInARunningLayoutStopsItWhenDestroyed) {
     LayoutManager layout("layout");
     FilterPtr filter = plugins().createFilter("FilterEchoA", "echo");
     layout.add(*filter);
-    OutputPin<Matrix> feeder("feeder", nullptr, Testing::row({1}));
+    OutputPin<Matrix> feeder("feeder", nullptr, row({1}));
     connect(feeder, filter->getInputPin("in"));
     layout.start();
     filter.reset();

@@ -1,17 +1,14 @@
 #include "settings/IniFile.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
 #include <new>
-#include <sstream>
 
 #include "support/OwnFolder.h"
+#include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
+
+using namespace Tests;
 
 IniFile parsed(const std::string& text) {
     IniFile file("dir/x.par");
@@ -164,7 +161,7 @@ TEST(IniFile, matrixTooLargeIsOutOfMemory) {
 }
 
 TEST(IniFile, readsAFileAndKeepsTheOldContentsWhenItCannot) {
-    const auto folder = Kavelin::Testing::ownFolder() / "inifile_test";
+    const auto folder = ownFolder() / "inifile_test";
     std::filesystem::create_directories(folder);
     const auto path = folder / "a.par";
     std::ofstream(path) << "[A]\nx=1\n";

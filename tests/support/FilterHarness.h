@@ -13,7 +13,7 @@
 #include "core/InputPin.h"
 #include "core/OutputPin.h"
 
-namespace Kavelin::Testing {
+namespace Kavelin::Tests {
 
 using Core::Matrix;
 
@@ -115,4 +115,4 @@ private:
     std::unique_ptr<F> filter_;  // goes first: its pins detach from those above
 };
 
-}  // namespace Kavelin::Testing
+}  // namespace Kavelin::Tests

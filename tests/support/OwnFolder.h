@@ -4,7 +4,7 @@
 
 #include "support/TemporaryFolder.h"
 
-namespace Kavelin::Testing {
+namespace Kavelin::Tests {
 
 /// A folder of this test program's own, gone with it: the same test may run in several builds at a time.
 inline std::filesystem::path ownFolder() {
@@ -12,4 +12,4 @@ inline std::filesystem::path ownFolder() {
     return std::filesystem::path(folder.path(".")).parent_path();
 }
 
-}  // namespace Kavelin::Testing
+}  // namespace Kavelin::Tests

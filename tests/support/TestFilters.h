@@ -10,7 +10,7 @@
 #include "core/InputPin.h"
 #include "core/OutputPin.h"
 
-namespace Kavelin::Testing {
+namespace Kavelin::Tests {
 
 using Core::Matrix;
 
@@ -64,4 +64,4 @@ public:
     std::vector<double> seen;
 };
 
-}  // namespace Kavelin::Testing
+}  // namespace Kavelin::Tests

@@ -1,0 +1,7 @@
+#pragma once
+
+/// What the test of a filter needs.
+#include "support/FilterHarness.h"
+#include "support/Matchers.h"
+#include "support/Motion.h"
+#include "support/TestKit.h"
