@@ -85,8 +85,8 @@ void recordingReader(benchmark::State& state, bool statistics) {
         RecordingIO::RecordingStatistics seen(reader.schema());
         double sum = 0.0;
         while (reader.next() == RecordingReader::Next::kRow) {
-            sum += reader.time() + reader.values(2)[2];
-            if (statistics) seen.add(reader);
+            sum += reader.row().time() + reader.row().values(2)[2];
+            if (statistics) seen.add(reader.row());
         }
         benchmark::DoNotOptimize(sum);
         benchmark::DoNotOptimize(seen);

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <csignal>
+#include <functional>
+#include <thread>
 
 namespace Kavelin::Cli {
 
@@ -8,7 +10,9 @@ namespace Kavelin::Cli {
 /// that a command can complete the rows done. A second one ends it.
 class Interruption {
 public:
-    Interruption();
+    /// @param act called when it comes, in a thread of its own: for what waits and does not look at the flag. Of
+    /// those that live at one time, one may have it.
+    explicit Interruption(std::function<void()> act = {});
     ~Interruption();
     Interruption(const Interruption&) = delete;
     Interruption& operator=(const Interruption&) = delete;
@@ -19,6 +23,7 @@ public:
 private:
     struct sigaction interrupt_ {
     }, terminate_{};  // what was in force before
+    std::thread watcher_;
 };
 
 }  // namespace Kavelin::Cli

@@ -17,12 +17,12 @@ using namespace Kavelin::RecordingIO;
 /// What must hold of any bytes: rows have finite times that do not decrease, values that are there are
 /// numbers.
 void requireSound(const RecordingReader& reader, double& latest) {
-    if (!std::isfinite(reader.time()) || reader.time() < latest) std::abort();
-    latest = reader.time();
+    if (!std::isfinite(reader.row().time()) || reader.row().time() < latest) std::abort();
+    latest = reader.row().time();
     for (std::size_t i = 0; i < reader.schema().channels.size(); ++i) {
-        if (!reader.has(i)) continue;
+        if (!reader.row().has(i)) continue;
         for (std::size_t e = 0; e < reader.schema().channels[i].size(); ++e) {
-            if (std::isnan(reader.values(i)[e])) std::abort();
+            if (std::isnan(reader.row().values(i)[e])) std::abort();
         }
     }
 }
@@ -34,7 +34,7 @@ void readAll(std::string_view bytes, const ReaderOptions& options, std::size_t b
     for (auto next = reader.next(); next != RecordingReader::Next::kEnd; next = reader.next()) {
         if (next != RecordingReader::Next::kRow) continue;
         requireSound(reader, latest);
-        statistics.add(reader);
+        statistics.add(reader.row());
     }
     statistics.finish();
     statistics.warnings(reader.schema());

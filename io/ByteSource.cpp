@@ -2,6 +2,8 @@
 
 #include <Poco/Exception.h>
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
@@ -9,6 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 
 namespace Kavelin::RecordingIO {
 
@@ -34,11 +37,15 @@ private:
 /// Bytes as they stand in the file.
 class FileSource : public ByteSource {
 public:
-    FileSource(int fd, std::string path, std::uint64_t total)
-        : descriptor_(fd), path_(std::move(path)), total_(total) {}
+    /// @param mayWait whether reading may have to wait for somebody else: for a pipe, a terminal, a socket.
+    FileSource(int fd, std::string path, std::uint64_t total, bool mayWait)
+        : descriptor_(fd), path_(std::move(path)), total_(total) {
+        if (mayWait) closed_.emplace(::eventfd(0, EFD_CLOEXEC));
+    }
 
     std::size_t read(char* into, std::size_t size) override {
         for (;;) {
+            if (closed_ && waitIsOver()) return 0;
             const ::ssize_t count = ::read(descriptor_.get(), into, size);
             if (count >= 0) {
                 consumed_ += static_cast<std::uint64_t>(count);
@@ -48,15 +55,27 @@ public:
         }
     }
 
+    void close() override {
+        const std::uint64_t one = 1;
+        if (closed_ && ::write(closed_->get(), &one, sizeof one) < 0) return;  // it has been closed before
+    }
     std::uint64_t consumed() const override { return consumed_; }
     std::uint64_t total() const override { return total_; }
-    const std::string& path() const { return path_; }
 
 private:
+    /// Waits for bytes.  @return whether it was closed instead.
+    bool waitIsOver() const {
+        ::pollfd events[] = {{closed_->get(), POLLIN, 0}, {descriptor_.get(), POLLIN, 0}};
+        while (::poll(events, 2, -1) < 0 && errno == EINTR) {
+        }
+        return events[0].revents != 0;
+    }
+
     Descriptor descriptor_;
     std::string path_;
     std::uint64_t total_;
     std::uint64_t consumed_ = 0;
+    std::optional<Descriptor> closed_;  // an event; absent where nothing waits
 };
 
 /// The decompressed bytes of a gzip file, of one member or of several in a row.
@@ -82,6 +101,7 @@ public:
         return wanted - stream_.avail_out;
     }
 
+    void close() override { packed_->close(); }
     std::uint64_t consumed() const override { return packed_->consumed(); }
     std::uint64_t total() const override { return packed_->total(); }
 
@@ -135,6 +155,7 @@ public:
         return count;
     }
 
+    void close() override { rest_->close(); }
     std::uint64_t consumed() const override { return rest_->consumed(); }
     std::uint64_t total() const override { return rest_->total(); }
 
@@ -182,7 +203,10 @@ std::unique_ptr<ByteSource> unpackedWhereGzip(std::unique_ptr<ByteSource> file, 
 
 std::unique_ptr<ByteSource> openSource(const std::string& path) {
     if (path == "-") {
-        return unpackedWhereGzip(std::make_unique<FileSource>(STDIN_FILENO, "standard input", 0), path);
+        struct ::stat status {};
+        const bool ordinary = ::fstat(STDIN_FILENO, &status) == 0 && S_ISREG(status.st_mode);
+        return unpackedWhereGzip(
+            std::make_unique<FileSource>(STDIN_FILENO, "standard input", 0, !ordinary), path);
     }
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0 && errno == ENOENT) throw Poco::FileNotFoundException("no file '" + path + "'");
@@ -193,9 +217,9 @@ std::unique_ptr<ByteSource> openSource(const std::string& path) {
         ::close(fd);
         throw Poco::OpenFileException("cannot read '" + path + "'", std::string("it is a folder"));
     }
-    const std::uint64_t total =
-        known && S_ISREG(status.st_mode) ? static_cast<std::uint64_t>(status.st_size) : 0;
-    return unpackedWhereGzip(std::make_unique<FileSource>(fd, path, total), path);
+    const bool ordinary = known && S_ISREG(status.st_mode);
+    const std::uint64_t total = ordinary ? static_cast<std::uint64_t>(status.st_size) : 0;
+    return unpackedWhereGzip(std::make_unique<FileSource>(fd, path, total, !ordinary), path);
 }
 
 std::unique_ptr<ByteSource> memorySource(std::string_view bytes) {

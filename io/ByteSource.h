@@ -16,6 +16,9 @@ public:
     /// Reads up to `size` bytes to `into`; 0 at the end.  Raises Poco::ReadFileException.
     virtual std::size_t read(char* into, std::size_t size) = 0;
 
+    /// Makes a `read` that waits, and all later ones, tell the end.  [any thread]
+    virtual void close() {}
+
     /// Bytes of the file taken so far and in all, for a progress bar; 0 in all where it is not known.
     virtual std::uint64_t consumed() const { return 0; }
     virtual std::uint64_t total() const { return 0; }

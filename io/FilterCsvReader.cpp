@@ -2,9 +2,12 @@
 
 #include <Poco/Exception.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <limits>
 
 #include "io/ColumnNames.h"
+#include "io/ReadAhead.h"
 #include "io/Text.h"
 
 namespace Kavelin::RecordingIO {
@@ -37,40 +40,33 @@ public:
     /// Never throws: a file that cannot be used is a fault like others, and the end.
     Stream(const std::string& path, const ReaderOptions& options) {
         try {
-            reader_.emplace(RecordingReader::open(path, options));
-            statistics_.emplace(reader_->schema());
+            recording_.emplace(RecordingReader::open(path, options));
+            statistics_.emplace(recording_->schema());
         } catch (const Poco::Exception& refusal) {
             refusal_.reset(refusal.clone());
             hasFaults_ = true;
+            ended_ = true;
         }
     }
 
     bool isUsable() const { return !refusal_; }
-    const RecordingReader& reader() const { return *reader_; }
+    ReadAhead& recording() { return *recording_; }
     const RecordingStatistics& statistics() const { return *statistics_; }
+    const FaultCounts& counts() const { return counts_; }
 
-    bool hasRow() const { return hasRow_; }
-    bool hasFaults() const { return hasFaults_; }
-    double time() const { return hasRow_ ? reader_->time() : 0.0; }
-
-    /// Looks for the next row; collects the faults before it.
-    void advance() {
+    /// Whether there is a row to send; looks for it, and collects the faults before it. False also where an
+    /// interruption ended the wait for it.
+    bool hasRow() {
+        if (!hasRow_ && !ended_) look();
+        return hasRow_;
+    }
+    const Row& row() const { return recording_->row(); }
+    void rowIsSent() {
+        statistics_->add(row());
         hasRow_ = false;
-        while (reader_) {
-            const RecordingReader::Next next = reader_->next();
-            if (next == RecordingReader::Next::kEnd) {
-                statistics_->finish();
-                return;
-            }
-            if (next == RecordingReader::Next::kRow) {
-                hasRow_ = true;
-                statistics_->add(*reader_);
-                return;
-            }
-            note();
-        }
     }
 
+    bool hasFaults() const { return hasFaults_; }
     void raiseFaults() {
         hasFaults_ = false;
         if (refusal_) refusal_->rethrow();
@@ -83,23 +79,38 @@ public:
 private:
     static constexpr std::uint64_t kShownOfEachKind = 10;
 
+    void look() {
+        while (const auto next = recording_->next()) {
+            if (next == ReadAhead::Next::kFault) {
+                note();
+                continue;
+            }
+            hasRow_ = next == ReadAhead::Next::kRow;
+            ended_ = !hasRow_;
+            if (ended_) statistics_->finish();
+            return;
+        }
+    }
+
     void note() {
-        const Fault fault = reader_->fault();
-        const std::uint64_t count = reader_->faults(fault);
+        const Fault fault = recording_->fault();
+        const std::uint64_t count = counts_.add(fault);
         hasFaults_ = true;
         if (count > kShownOfEachKind + 1) return;
         if (!faults_.empty()) faults_ += "\n";
         faults_ += count <= kShownOfEachKind
-                       ? reader_->message()
-                       : reader_->name() + ": more rows left out: " + std::string(faultName(fault));
+                       ? recording_->message()
+                       : recording_->name() + ": more rows left out: " + std::string(faultName(fault));
     }
 
-    std::optional<RecordingReader> reader_;
+    std::optional<ReadAhead> recording_;
     std::optional<RecordingStatistics> statistics_;
     std::unique_ptr<Poco::Exception> refusal_;
     bool hasRow_ = false;
+    bool ended_ = false;
     bool hasFaults_ = false;
     std::string faults_;
+    FaultCounts counts_;
 };
 
 FilterCsvReader::FilterCsvReader(const std::string& name) : Filter(name, true) {}
@@ -109,48 +120,67 @@ FilterCsvReader::~FilterCsvReader() = default;
 void FilterCsvReader::process() {
     Stream& open = stream();
     if (open.hasRow()) {
-        sendRow();
-        open.advance();
+        sendRow(open.row());
+        open.rowIsSent();
     }
     // A host takes a source that fails without getting on for broken: faults wait for a later time stamp.
-    const bool getsOn = !open.hasRow() || open.time() > currentTime_;
+    const bool getsOn = !open.hasRow() || open.row().time() > currentTime_;
     if (open.hasFaults() && getsOn) open.raiseFaults();
 }
 
-void FilterCsvReader::sendRow() {
-    const RecordingReader& reader = stream_->reader();
-    currentTime_ = reader.time();
-    const bool upright = columns_.value();
-    for (std::size_t i = 0; i < channelPins_.size(); ++i) {
-        if (!reader.has(i) || !channelPins_[i]) continue;
-        const Channel& channel = reader.schema().channels[i];
-        const bool turned = upright && channel.rows == 1;
-        const auto rows = static_cast<Eigen::Index>(turned ? channel.cols : channel.rows);
-        const auto cols = static_cast<Eigen::Index>(turned ? channel.rows : channel.cols);
-        channelPins_[i]->value() = Eigen::Map<const Matrix>(reader.values(i), rows, cols);
-        channelPins_[i]->send(currentTime_);
+void FilterCsvReader::sendRow(const Row& row) {
+    currentTime_ = row.time();
+    for (std::size_t i = 0; i < lanes_.size(); ++i) {
+        const Lane& lane = lanes_[i];
+        if (!lane.pin || !row.has(i)) continue;
+        const bool turned = lane.isVector && columns_.value();
+        Matrix& value = lane.pin->value();
+        value.resize(turned ? lane.cols : lane.rows, turned ? lane.rows : lane.cols);
+        std::copy_n(row.values(i), value.size(), value.data());
+        lane.pin->send(currentTime_);
     }
 }
 
-double FilterCsvReader::nextTimeStamp() const { return stream().time(); }
+double FilterCsvReader::nextTimeStamp() const {
+    Stream& open = stream();
+    return open.hasRow() ? open.row().time() : currentTime_;
+}
 
 bool FilterCsvReader::atEnd() const {
-    const Stream& open = stream();
+    Stream& open = stream();
     return !open.hasRow() && !open.hasFaults();
 }
 
-std::vector<std::string> FilterCsvReader::runNotes() const {
-    if (!stream_ || !stream_->isUsable()) return {};
-    return stream_->statistics().warnings(stream_->reader().schema());
+void FilterCsvReader::interrupt() {
+    const std::lock_guard lock(streamMutex_);
+    isInterrupted_ = true;
+    if (stream_ && stream_->isUsable()) stream_->recording().interrupt();
 }
 
-const RecordingReader* FilterCsvReader::reader() const {
-    return stream_ && stream_->isUsable() ? &stream_->reader() : nullptr;
+void FilterCsvReader::resume() {
+    const std::lock_guard lock(streamMutex_);
+    isInterrupted_ = false;
+    if (stream_ && stream_->isUsable()) stream_->recording().resume();
 }
+
+double FilterCsvReader::progress() const {
+    return isOpen() ? stream_->recording().progress() : std::numeric_limits<double>::quiet_NaN();
+}
+
+std::vector<std::string> FilterCsvReader::runNotes() const {
+    if (!isOpen()) return {};
+    return stream_->statistics().warnings(stream_->recording().schema());
+}
+
+bool FilterCsvReader::isOpen() const { return stream_ && stream_->isUsable(); }
+
+const Schema* FilterCsvReader::schema() const { return isOpen() ? &stream_->recording().schema() : nullptr; }
 
 const RecordingStatistics* FilterCsvReader::statistics() const {
-    return stream_ && stream_->isUsable() ? &stream_->statistics() : nullptr;
+    return isOpen() ? &stream_->statistics() : nullptr;
 }
+
+const FaultCounts* FilterCsvReader::faults() const { return isOpen() ? &stream_->counts() : nullptr; }
 
 void FilterCsvReader::open() {
     if (!stream().isUsable()) stream().raiseFaults();
@@ -164,14 +194,17 @@ FilterCsvReader::Stream& FilterCsvReader::stream() const {
 
 void FilterCsvReader::openStream() const {
     stale_ = false;
-    stream_ = std::make_unique<Stream>(fileName_.get(), options());
-    channelPins_.clear();
-    if (stream_->isUsable()) {
-        for (const Channel& channel : stream_->reader().schema().channels) {
-            channelPins_.push_back(pinCalled(channel.pin));
+    auto opened = std::make_unique<Stream>(fileName_.get(), options());
+    lanes_.clear();
+    if (opened->isUsable()) {
+        for (const Channel& channel : opened->recording().schema().channels) {
+            lanes_.push_back({pinCalled(channel.pin), static_cast<Eigen::Index>(channel.rows),
+                              static_cast<Eigen::Index>(channel.cols), channel.rows == 1});
         }
     }
-    stream_->advance();
+    const std::lock_guard lock(streamMutex_);
+    stream_ = std::move(opened);
+    if (isInterrupted_ && stream_->isUsable()) stream_->recording().interrupt();
 }
 
 ReaderOptions FilterCsvReader::options() const {

@@ -3,6 +3,7 @@
 #include <Kavelin/Core/Source.h>
 
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -43,24 +44,36 @@ public:
     std::string typeName() const override { return kTypeName; }
     double nextTimeStamp() const override;  // [layout thread]
     bool atEnd() const override;            // [layout thread]
+    void interrupt() override;              // [any thread]
+    void resume() override;                 // [any thread]
+    double progress() const override;       // [layout thread]
     std::vector<std::string> runNotes() const override;
 
-    /// The reader and what it has seen so far; null before the file was opened.  [layout thread, or not
-    /// running]
-    const RecordingReader* reader() const;
+    /// What the header says, what the rows sent so far hold, and what was left out before them; null before the
+    /// file was opened.  [layout thread, or not running]
+    const Schema* schema() const;
     const RecordingStatistics* statistics() const;
-    /// Opens the file now, rather than with the first row.  @throws as RecordingReader::open.  [as reader]
+    const FaultCounts* faults() const;
+    /// Opens the file now, rather than with the first row.  @throws as RecordingReader::open.  [as schema]
     void open();
     /// Time stamp of the row sent last.  [layout thread]
     double currentTime() const { return currentTime_; }
 
 private:
     class Stream;
+    /// Where a channel goes out; no pin where there was none of that name in time.
+    struct Lane {
+        OutputPin<Matrix>* pin;
+        Eigen::Index rows;
+        Eigen::Index cols;
+        bool isVector;
+    };
 
     Stream& stream() const;
     void openStream() const;
     ReaderOptions options() const;
-    void sendRow();
+    bool isOpen() const;
+    void sendRow(const Row& row);
     void onFileName();
     void onMapping(const std::string& mapping);
     void onUnits(const std::string& units);
@@ -87,9 +100,10 @@ private:
 
     std::vector<std::unique_ptr<OutputPin<Matrix>>> otherPins_;
     mutable bool stale_ = true;  // the properties changed since the file was opened
+    mutable std::vector<Lane> lanes_;  // by channel
+    mutable std::mutex streamMutex_;   // held to replace the stream, and by who may not be the layout's thread
     mutable std::unique_ptr<Stream> stream_;
-    mutable std::vector<OutputPin<Matrix>*>
-        channelPins_;  // by channel; null where there was no such pin in time
+    bool isInterrupted_ = false;
     double currentTime_ = 0.0;
 };
 

@@ -11,40 +11,43 @@ LineReader::LineReader(std::unique_ptr<ByteSource> source, std::size_t blockSize
     : source_(std::move(source)), block_(blockSize) {}
 
 bool LineReader::next(std::string_view& line) {
-    std::size_t searched = begin_;
-    for (;;) {
-        const void* found = std::memchr(block_.data() + searched, '\n', end_ - searched);
-        if (found) {
-            const auto stop = static_cast<std::size_t>(static_cast<const char*>(found) - block_.data());
-            line = {block_.data() + begin_, stop - begin_};
-            begin_ = stop + 1;
-            terminated_ = true;
-            break;
-        }
+    while (!hasLine()) {
         const std::size_t pending = end_ - begin_;
         if (pending == block_.size()) {
             skipRestOfLine();
             throw Poco::DataFormatException("a line is longer than " + std::to_string(block_.size()) +
                                             " bytes");
         }
-        if (!fill()) {
-            if (pending == 0) return false;
-            line = {block_.data() + begin_, pending};
-            begin_ = end_;
-            terminated_ = false;
-            break;
-        }
-        searched = begin_ + pending;
+        if (fill()) continue;
+        if (pending == 0) return false;
+        terminated_ = false;
+        take(line, end_, end_);
+        return true;
     }
-    ++number_;
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    terminated_ = true;
+    take(line, feed_, feed_ + 1);
     return true;
+}
+
+bool LineReader::hasLine() {
+    if (feed_ < end_ && block_[feed_] == '\n') return true;
+    const void* found = std::memchr(block_.data() + feed_, '\n', end_ - feed_);
+    feed_ = found ? static_cast<std::size_t>(static_cast<const char*>(found) - block_.data()) : end_;
+    return found != nullptr;
+}
+
+void LineReader::take(std::string_view& line, std::size_t stop, std::size_t next) {
+    line = {block_.data() + begin_, stop - begin_};
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    begin_ = feed_ = next;
+    ++number_;
 }
 
 /// Moves what is pending to the front of the block and reads behind it.
 bool LineReader::fill() {
     const std::size_t pending = end_ - begin_;
     if (begin_ > 0 && pending > 0) std::memmove(block_.data(), block_.data() + begin_, pending);
+    feed_ -= begin_;
     begin_ = 0;
     end_ = pending;
     const std::size_t count = source_->read(block_.data() + end_, block_.size() - end_);
@@ -55,11 +58,10 @@ bool LineReader::fill() {
 void LineReader::skipRestOfLine() {
     ++number_;
     for (;;) {
-        begin_ = end_ = 0;
+        begin_ = end_ = feed_ = 0;
         if (!fill()) return;
-        const void* found = std::memchr(block_.data(), '\n', end_);
-        if (!found) continue;
-        begin_ = static_cast<std::size_t>(static_cast<const char*>(found) - block_.data()) + 1;
+        if (!hasLine()) continue;
+        begin_ = ++feed_;
         return;
     }
 }

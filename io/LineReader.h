@@ -22,6 +22,12 @@ public:
     /// longer than a block (the line is passed over by the next call).
     bool next(std::string_view& line);
 
+    /// Whether the next line has been read already, up to its line feed, so that `next` will not read.
+    bool hasLine();
+
+    /// Makes a read that waits, and all later ones, tell the end.  [any thread]
+    void close() { source_->close(); }
+
     /// Number of the line last returned, from 1.
     std::uint64_t number() const { return number_; }
     /// False when the line last returned ended with the file and not with a line feed.
@@ -30,12 +36,14 @@ public:
 
 private:
     bool fill();
+    void take(std::string_view& line, std::size_t stop, std::size_t next);
     void skipRestOfLine();
 
     std::unique_ptr<ByteSource> source_;
     std::vector<char> block_;
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
+    std::size_t feed_ = 0;  // no line feed lies between `begin_` and here
     std::uint64_t number_ = 0;
     bool terminated_ = true;
 };

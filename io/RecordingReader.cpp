@@ -3,11 +3,11 @@
 #include <Poco/Exception.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <numeric>
 
 #include "io/Text.h"
 
@@ -40,7 +40,8 @@ bool readNumber(std::string_view text, bool commaIsPoint, double& value) {
     }
     const char* end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, value);
-    return error == std::errc() && stop == end;
+    // What is infinite was no measurement, and would leave nothing but not-a-numbers behind it.
+    return error == std::errc() && stop == end && !std::isinf(value);
 }
 
 }  // namespace
@@ -89,14 +90,12 @@ void RecordingReader::prepareChannels(const ReaderOptions& options) {
     std::size_t offset = 0;
     for (const Channel& channel : schema_.channels) {
         for (const std::size_t column : channel.columns) isUsed_[column] = true;
-        ChannelState state;
-        state.offset = offset;
-        state.repeats = contains(options.repeat, channel.pin);
-        state.together = contains(options.together, channel.pin);
-        states_.push_back(state);
+        states_.push_back({.repeats = contains(options.repeat, channel.pin),
+                           .together = contains(options.together, channel.pin)});
+        row_.slots_.push_back({.offset = offset});
         offset += channel.size();
     }
-    values_.assign(offset, kNaN);
+    row_.elements_.assign(offset, kNaN);
 }
 
 RecordingReader::Next RecordingReader::next() {
@@ -154,7 +153,8 @@ inline const char* RecordingReader::parseCell(const char* at, const char* end, s
     const char* start = at;
     while (start < end && *start == ' ') ++start;
     const auto [stop, error] = std::from_chars(start, end, cells_[column]);
-    if (error == std::errc() && (stop == end || *stop == schema_.separator)) return stop;
+    const bool isWhole = stop == end || *stop == schema_.separator;
+    if (error == std::errc() && isWhole && std::isfinite(cells_[column])) return stop;
     return parseUncommonCell(at, end, column);
 }
 
@@ -194,7 +194,7 @@ bool RecordingReader::refuseExtraCells(const char* at, const char* end) {
 
 bool RecordingReader::takeTime() {
     if (!schema_.timeColumn) {
-        time_ = static_cast<double>(rows_) / rate_;
+        row_.time_ = static_cast<double>(rows_) / rate_;
         return true;
     }
     const double time = schema_.timeUnit.apply(cells_[*schema_.timeColumn]);
@@ -208,30 +208,30 @@ bool RecordingReader::takeTime() {
         return refuse(Fault::kTimeBackwards,
                       "time runs backwards: " + std::string(now) + " s after " + std::string(before) + " s");
     }
-    time_ = latest_ = time;
+    row_.time_ = latest_ = time;
     return true;
 }
 
 void RecordingReader::takeChannels() {
     bool complete = true;
     for (std::size_t i = 0; i < states_.size(); ++i) {
-        takeChannel(schema_.channels[i], states_[i]);
-        if (states_[i].together && !states_[i].sent) complete = false;
+        takeChannel(schema_.channels[i], states_[i], row_.slots_[i]);
+        if (states_[i].together && !row_.has(i)) complete = false;
     }
     if (complete) return;
-    for (ChannelState& state : states_) {
-        if (state.together) state.sent = false;
+    for (std::size_t i = 0; i < states_.size(); ++i) {
+        if (states_[i].together) row_.slots_[i].sent = false;
     }
 }
 
-void RecordingReader::takeChannel(const Channel& channel, ChannelState& state) {
-    state.measured = std::none_of(channel.columns.begin(), channel.columns.end(),
-                                  [this](std::size_t column) { return std::isnan(cells_[column]); });
-    state.repeated = !state.measured && state.repeats && state.seen;
-    state.sent = state.measured || state.repeated;
-    if (!state.measured) return;
+void RecordingReader::takeChannel(const Channel& channel, ChannelState& state, Row::Slot& slot) {
+    slot.measured = std::none_of(channel.columns.begin(), channel.columns.end(),
+                                 [this](std::size_t column) { return std::isnan(cells_[column]); });
+    slot.repeated = !slot.measured && state.repeats && state.seen;
+    slot.sent = slot.measured || slot.repeated;
+    if (!slot.measured) return;
     state.seen = true;
-    double* value = values_.data() + state.offset;
+    double* value = row_.elements_.data() + slot.offset;
     if (channel.unit.isIdentity()) {
         for (const std::size_t column : channel.columns) *value++ = cells_[column];
     } else {
@@ -248,12 +248,7 @@ std::string RecordingReader::place() const { return name_ + ":" + std::to_string
 bool RecordingReader::refuse(Fault fault, const std::string& what) {
     fault_ = fault;
     message_ = place() + what;
-    ++faults_[static_cast<std::size_t>(fault)];
     return false;
-}
-
-std::uint64_t RecordingReader::faults() const {
-    return std::accumulate(faults_.begin(), faults_.end(), std::uint64_t{0});
 }
 
 }  // namespace Kavelin::RecordingIO

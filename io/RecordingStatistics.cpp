@@ -52,21 +52,24 @@ RecordingStatistics::RecordingStatistics(const Schema& schema)
     : channels_(schema.channels.size()),
       accelerationIndex_(vectorIndexOf(schema, "3a")),
       rateIndex_(vectorIndexOf(schema, "3g")) {
-    for (std::size_t i = 0; i < channels_.size(); ++i) channels_[i].pin = schema.channels[i].pin;
+    for (std::size_t i = 0; i < channels_.size(); ++i) {
+        channels_[i].pin = schema.channels[i].pin;
+        channels_[i].size = schema.channels[i].size();
+    }
 }
 
-void RecordingStatistics::add(const RecordingReader& reader) {
-    const double time = reader.time();
+void RecordingStatistics::add(const Row& row) {
+    const double time = row.time();
     if (rows_++ == 0) firstTime_ = time;
     lastTime_ = time;
     steps_.add(time);
     for (std::size_t i = 0; i < channels_.size(); ++i) {
         ChannelCount& channel = channels_[i];
-        if (reader.has(i) && reader.isRepeated(i)) ++channel.repeated;
-        if (!reader.isMeasured(i)) continue;
-        const double* value = reader.values(i);
+        if (row.has(i) && row.isRepeated(i)) ++channel.repeated;
+        if (!row.isMeasured(i)) continue;
+        const double* value = row.values(i);
         double square = 0.0;
-        for (std::size_t e = 0; e < reader.schema().channels[i].size(); ++e) square += value[e] * value[e];
+        for (std::size_t e = 0; e < channel.size; ++e) square += value[e] * value[e];
         if (channel.values++ == 0) channel.first = time;
         channel.last = time;
         channel.sumOfSquares += square;
@@ -74,9 +77,9 @@ void RecordingStatistics::add(const RecordingReader& reader) {
     }
     const std::size_t both = std::max(accelerationIndex_, rateIndex_);
     if (!rest_.isWatching() || both >= channels_.size()) return;
-    if (!reader.isMeasured(accelerationIndex_) || !reader.isMeasured(rateIndex_)) return;
-    rest_.add(time, Eigen::Map<const Eigen::Vector3d>(reader.values(accelerationIndex_)),
-              Eigen::Map<const Eigen::Vector3d>(reader.values(rateIndex_)));
+    if (!row.isMeasured(accelerationIndex_) || !row.isMeasured(rateIndex_)) return;
+    rest_.add(time, Eigen::Map<const Eigen::Vector3d>(row.values(accelerationIndex_)),
+              Eigen::Map<const Eigen::Vector3d>(row.values(rateIndex_)));
 }
 
 double RecordingStatistics::rate() const {

@@ -4,8 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "io/RecordingReader.h"
 #include "io/RestWatch.h"
+#include "io/Row.h"
+#include "io/Schema.h"
 #include "io/StepMonitor.h"
 
 namespace Kavelin::RecordingIO {
@@ -16,6 +17,7 @@ class RecordingStatistics {
 public:
     struct ChannelCount {
         std::string pin;
+        std::size_t size = 0;      ///< elements of a value
         std::uint64_t values = 0;  ///< measured, not repeated
         std::uint64_t repeated = 0;
         double sumOfSquares = 0.0;  ///< of the vectors' norms
@@ -29,8 +31,7 @@ public:
 
     explicit RecordingStatistics(const Schema& schema);
 
-    /// Takes in the row that the reader's `next` found.
-    void add(const RecordingReader& reader);
+    void add(const Row& row);
     /// Call it once, behind the last row.
     void finish() { steps_.finish(); }
 

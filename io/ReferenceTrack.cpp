@@ -42,12 +42,12 @@ bool ReferenceTrack::advance() {
     for (;;) {
         const RecordingReader::Next next = reader_.next();
         if (next == RecordingReader::Next::kEnd) return false;
-        if (next == RecordingReader::Next::kFault || !reader_.has(channel_)) continue;
-        const double* q = reader_.values(channel_);
+        if (next == RecordingReader::Next::kFault || !reader_.row().has(channel_)) continue;
+        const double* q = reader_.row().values(channel_);
         const Quaternion attitude(q[0], q[1], q[2], q[3]);
         if (!(attitude.norm() > 0.5)) continue;
         before_ = after_;
-        after_ = Pose{reader_.time(), attitude.normalized()};
+        after_ = Pose{reader_.row().time(), attitude.normalized()};
         return true;
     }
 }
@@ -60,7 +60,8 @@ Intervals Intervals::open(const std::string& path) {
     intervals.always_ = false;
     for (auto next = reader.next(); next != RecordingReader::Next::kEnd; next = reader.next()) {
         if (next == RecordingReader::Next::kFault) throw Poco::DataFormatException(reader.message());
-        if (reader.has(0)) intervals.intervals_.emplace_back(reader.time(), reader.values(0)[0]);
+        const Row& row = reader.row();
+        if (row.has(0)) intervals.intervals_.emplace_back(row.time(), row.values(0)[0]);
     }
     return intervals;
 }

@@ -24,7 +24,7 @@ std::optional<std::size_t> channelOf(const RecordingIO::Schema& schema, std::str
 
 // A sensor's value in this row; not a number where the row has none.
 Eigen::Vector3d sensorValue(const RecordingIO::RecordingReader& reader, std::optional<std::size_t> channel) {
-    if (channel && reader.has(*channel)) return Eigen::Vector3d::Map(reader.values(*channel));
+    if (channel && reader.row().has(*channel)) return Eigen::Vector3d::Map(reader.row().values(*channel));
     return Eigen::Vector3d::Constant(std::numeric_limits<double>::quiet_NaN());
 }
 
@@ -38,13 +38,13 @@ void addFile(Recording& recording, const fs::path& file) {
     using Next = RecordingIO::RecordingReader::Next;
     for (Next next = reader.next(); next != Next::kEnd; next = reader.next()) {
         if (next == Next::kFault) throw std::runtime_error(reader.message());
-        const double t = reader.time();
+        const double t = reader.row().time();
         if (acc && rate) {
             recording.samples.push_back(
                 {t, sensorValue(reader, acc), sensorValue(reader, rate), sensorValue(reader, field)});
         }
-        if (truth && reader.has(*truth)) {
-            const double* q = reader.values(*truth);
+        if (truth && reader.row().has(*truth)) {
+            const double* q = reader.row().values(*truth);
             recording.truth.push_back({t, Eigen::Quaterniond(q[0], q[1], q[2], q[3]).normalized()});
         }
     }

@@ -22,6 +22,7 @@ namespace {
 
 const char* const kSettingsProperty = "Settings File Name";
 const double kGyroscopeRange = 2000.0;  // degrees/s; where most gyroscopes end
+constexpr std::uint64_t kRowsBetweenLooks = 256;  // at the clock
 
 /// Between filters that take each round's sample in that round: lent, not copied.
 const Core::ConnectionOptions kNewestOnly{.bufferSize = 1};
@@ -101,7 +102,7 @@ void FuseRun::setUpCompanion(Core::Filter*& filter, const char* type, const char
 }
 
 bool FuseRun::hasChannel(const std::string& pin) const {
-    return reader_.reader()->schema().find(pin) != nullptr;
+    return reader_.schema()->find(pin) != nullptr;
 }
 
 void FuseRun::requireSensors() const {
@@ -109,7 +110,7 @@ void FuseRun::requireSensors() const {
         const bool needed = estimator_.pairsInputs || feed.from != "3m";
         if (!needed || hasChannel(feed.from)) continue;
         throw UsageError(options_.type + " needs \"" + feed.from + "\", which " + options_.recording +
-                         " does not have; understood there: " + reader_.reader()->schema().understood);
+                         " does not have; understood there: " + reader_.schema()->understood);
     }
 }
 
@@ -222,20 +223,21 @@ void FuseRun::connectAll() {
 }
 
 void FuseRun::run() {
-    const Interruption interruption;
+    const Interruption interruption([this] { reader_.interrupt(); });
     ProgressBar progress(context_.err, !options_.quiet);
-    std::uint64_t rows = 0;
+    bool hasFailed = false;
+    // A run ends between two rows: what was sent has then been written.
+    layout_.setRoundHook([&](double) {
+        if (Interruption::hasCome() || (hasFailed && options_.stopOnError)) layout_.stop();
+    });
     sink_->setObserver([&](const FuseSink& sink) {
         if (plot_) plot_->add(sink);
-        if (++rows % 1024 != 0) return;
-        if (Interruption::hasCome()) layout_.stop();
-        if (progress.isOn()) {
-            const RecordingIO::ByteSource& source = reader_.reader()->source();
-            progress.show(rows, source.consumed(), source.total());
+        if (progress.isOn() && sink.attitudes() % kRowsBetweenLooks == 0) {
+            progress.show(sink.attitudes(), reader_.progress());
         }
     });
-    layout_.setStopOnError(options_.stopOnError);
     layout_.getErrors().setListener([&](const Core::ProcessError& error) {
+        hasFailed = true;
         progress.clear();
         const bool speaksForItself = error.filter == reader_.getName() || error.filter == sink_->getName();
         const std::string where =
@@ -244,6 +246,7 @@ void FuseRun::run() {
         context_.status = kDoneWithErrors;
     });
     layout_.runToEnd();
+    layout_.setRoundHook({});
     progress.clear();
     file_->finish();
     if (Interruption::hasCome()) {
@@ -263,8 +266,9 @@ void FuseRun::summarise() {
     if (options_.quiet) return;
     const FuseSummary summary{options_.recording,
                               options_.type,
-                              *reader_.reader(),
+                              *reader_.schema(),
                               *reader_.statistics(),
+                              *reader_.faults(),
                               *sink_,
                               errors_ ? &*errors_ : nullptr,
                               dropped(),

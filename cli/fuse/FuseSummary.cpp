@@ -32,13 +32,13 @@ std::string rowsLine(const FuseSummary& summary) {
 }
 
 std::string lossLine(const FuseSummary& summary) {
-    std::string text = "rows left out " + std::to_string(summary.reader.faults());
+    std::string text = "rows left out " + std::to_string(summary.faults.total());
     std::string kinds;
     for (std::size_t i = 0; i < RecordingIO::kFaultCount; ++i) {
         const auto fault = static_cast<Fault>(i);
-        if (summary.reader.faults(fault) == 0) continue;
+        if (summary.faults.of(fault) == 0) continue;
         kinds += (kinds.empty() ? "" : ", ") + std::string(faultName(fault)) + " " +
-                 std::to_string(summary.reader.faults(fault));
+                 std::to_string(summary.faults.of(fault));
     }
     if (!kinds.empty()) text += " (" + kinds + ")";
     return text + "; gaps " + std::to_string(summary.statistics.steps().gaps()) + "; samples dropped " +
@@ -84,7 +84,7 @@ std::string errorLine(const RecordingIO::AttitudeErrors* errors) {
 
 std::string warningLines(const FuseSummary& summary) {
     std::string text;
-    for (const std::string& warning : summary.statistics.warnings(summary.reader.schema())) {
+    for (const std::string& warning : summary.statistics.warnings(summary.schema)) {
         text += "warning: " + warning + "\n";
     }
     const RecordingIO::RestWatch& rest = summary.statistics.rest();

@@ -5,7 +5,7 @@
 
 #include "cli/fuse/FuseSink.h"
 #include "io/AttitudeErrors.h"
-#include "io/RecordingReader.h"
+#include "io/Fault.h"
 #include "io/RecordingStatistics.h"
 
 namespace Kavelin::Cli {
@@ -14,8 +14,9 @@ namespace Kavelin::Cli {
 struct FuseSummary {
     std::string recording;
     std::string type;
-    const RecordingIO::RecordingReader& reader;
+    const RecordingIO::Schema& schema;
     const RecordingIO::RecordingStatistics& statistics;
+    const RecordingIO::FaultCounts& faults;
     const FuseSink& sink;
     const RecordingIO::AttitudeErrors* errors;  ///< null without a reference
     std::uint64_t dropped;

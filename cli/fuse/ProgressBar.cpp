@@ -13,7 +13,7 @@ ProgressBar::ProgressBar(std::ostream& err, bool wanted)
 
 ProgressBar::~ProgressBar() { clear(); }
 
-void ProgressBar::show(std::uint64_t rows, std::uint64_t done, std::uint64_t total) {
+void ProgressBar::show(std::uint64_t rows, double share) {
     if (!on_) return;
     const Clock::time_point now = Clock::now();
     const double elapsed = std::chrono::duration<double>(now - start_).count();
@@ -23,8 +23,8 @@ void ProgressBar::show(std::uint64_t rows, std::uint64_t done, std::uint64_t tot
     char text[120];
     int length = std::snprintf(text, sizeof text, "\r%llu rows, %.0f rows/s",
                                static_cast<unsigned long long>(rows), static_cast<double>(rows) / elapsed);
-    if (total > 0 && done > 0) {
-        const double share = std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
+    if (share > 0.0) {
+        share = std::min(1.0, share);
         length += std::snprintf(text + length, sizeof text - static_cast<std::size_t>(length),
                                 ", %.0f %%, %.0f s left", 100.0 * share, elapsed * (1.0 - share) / share);
     }

@@ -16,8 +16,9 @@ public:
     ProgressBar& operator=(const ProgressBar&) = delete;
 
     bool isOn() const { return on_; }
-    /// Shows the state, if enough time has passed.  @param done, total bytes; total 0: not known.
-    void show(std::uint64_t rows, std::uint64_t done, std::uint64_t total);
+    /// Shows the state, if enough time has passed.  @param share of all that is done, 0 to 1; not a number: not
+    /// known.
+    void show(std::uint64_t rows, double share);
     /// Takes the line away.
     void clear();
 

@@ -3,6 +3,7 @@
 #include <Kavelin/Core/AbstractInputPin.h>
 
 #include <algorithm>
+#include <limits>
 #include <map>
 #include <ostream>
 
@@ -42,7 +43,7 @@ LayoutRun::LayoutRun(const LayoutFile& file, LayoutBuilder& builder, Core::FlowM
       progress_(err, !options.quiet) {}
 
 bool LayoutRun::run() {
-    const Interruption interruption;
+    const Interruption interruption([this] { interruptSources(); });
     prepareLanes();
     shareSchedules();
     if (options_.threads)
@@ -60,12 +61,20 @@ bool LayoutRun::run() {
 void LayoutRun::prepareLanes() {
     for (Core::LayoutManager* layout : flow_.getLayouts()) {
         lanes_.push_back({layout, layout->hasSources()});
-        layout->setStopOnError(options_.stopOnError);
         layout->getErrors().setListener([this](const Core::ProcessError& error) {
             say(error.layout + "/" + error.filter + " " + at(error.timeStamp) + ": " + errorText(error));
             if (options_.stopOnError) stop_.store(true);
         });
         hook(lanes_.back());
+    }
+}
+
+/// A source that waits for a live stream does not come to look whether it should stop.
+void LayoutRun::interruptSources() {
+    for (Core::LayoutManager* layout : flow_.getLayouts()) {
+        for (Core::Filter* filter : layout->getFilters()) {
+            if (auto* source = dynamic_cast<Core::Source*>(filter)) source->interrupt();
+        }
     }
 }
 
@@ -117,7 +126,13 @@ void LayoutRun::beforeRound(Lane& lane, double t) {
 /// With threads every layout tells its own rows; the line shows who came last.
 void LayoutRun::showProgress(const Lane& lane) {
     const std::lock_guard lock(reportMutex_);
-    progress_.show(lane.rounds, 0, 0);
+    double share = std::numeric_limits<double>::quiet_NaN();
+    for (const Core::Filter* filter : lane.layout->getFilters()) {
+        if (const auto* source = dynamic_cast<const Core::Source*>(filter)) {
+            if (const double own = source->progress(); !(share <= own)) share = own;
+        }
+    }
+    progress_.show(lane.rounds, share);
 }
 
 void LayoutRun::perform(const ActionEntry& action) {

@@ -45,6 +45,7 @@ private:
     void shareSchedules();
     Lane* laneOf(const ActionEntry& action);
     void hook(Lane& lane);
+    void interruptSources();
     void beforeRound(Lane& lane, double t);
     void showProgress(const Lane& lane);
     void perform(const ActionEntry& action);

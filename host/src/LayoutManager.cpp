@@ -326,6 +326,7 @@ void LayoutManager::beginRun(bool mayWait) {
     planStale_.store(true);
     // In the caller's thread nobody else could bring what a reader waits for.
     for (Filter* filter : filters_) {
+        if (auto* source = dynamic_cast<Source*>(filter)) source->resume();
         if (mayWait) {
             filter->getSynchronizer()->resume();
         } else {
@@ -351,7 +352,10 @@ void LayoutManager::launch() {
 
 void LayoutManager::stop() {
     stopRequested_.store(true);
-    for (Filter* filter : filters_) filter->getSynchronizer()->interrupt();
+    for (Filter* filter : filters_) {
+        filter->getSynchronizer()->interrupt();
+        if (auto* source = dynamic_cast<Source*>(filter)) source->interrupt();
+    }
     wake();
     RoomGate::instance().open();
 }

@@ -1,5 +1,7 @@
 #include <Kavelin/Core/NamedObject.h>
 #include <Kavelin/Core/Source.h>
+
+#include <limits>
 #include <Util/System/Visitor.h>
 
 namespace Kavelin::Core {
@@ -7,6 +9,7 @@ namespace Kavelin::Core {
 NamedObject::NamedObject(const std::string& name) : name_(name) {}
 NamedObject::~NamedObject() = default;
 Source::~Source() = default;
+double Source::progress() const { return std::numeric_limits<double>::quiet_NaN(); }
 
 }  // namespace Kavelin::Core
 

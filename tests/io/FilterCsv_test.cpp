@@ -112,7 +112,7 @@ TEST_F(FilterCsvTest, doesNotDrownItsHostInMessages) {
     EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 501);
     EXPECT_EQ(errors().size(), 11u);
     EXPECT_THAT(errors().back(), HasSubstr("more rows left out: text in a number"));
-    EXPECT_EQ(reader_.reader()->faults(), 500u);
+    EXPECT_EQ(reader_.faults()->total(), 500u);
 }
 
 TEST_F(FilterCsvTest, hasNotesForTheEndOfARun) {

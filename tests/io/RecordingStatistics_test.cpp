@@ -1,5 +1,7 @@
 #include "io/RecordingStatistics.h"
 
+#include "io/RecordingReader.h"
+
 #include "io/Simulator.h"
 #include "support/TestKit.h"
 
@@ -18,7 +20,7 @@ Seen seen(const std::string& text, const ReaderOptions& options = {}) {
     RecordingReader reader(memorySource(text), "r.csv", options);
     RecordingStatistics statistics(reader.schema());
     for (auto next = reader.next(); next != RecordingReader::Next::kEnd; next = reader.next()) {
-        if (next == RecordingReader::Next::kRow) statistics.add(reader);
+        if (next == RecordingReader::Next::kRow) statistics.add(reader.row());
     }
     statistics.finish();
     return {reader.schema(), statistics};

@@ -81,8 +81,8 @@ TEST_F(TableWriterTest, writesWhatTheReaderReadsBackBitForBit) {
     EXPECT_EQ(reader.schema().channels[0].rows, 3u);
     for (int i = 0; i < 100; ++i) {
         ASSERT_EQ(reader.next(), RecordingReader::Next::kRow);
-        EXPECT_EQ(reader.time(), i / 7.0);
-        for (int e = 0; e < 9; ++e) EXPECT_EQ(reader.values(0)[e], std::sin(i + e) / 3.0);
+        EXPECT_EQ(reader.row().time(), i / 7.0);
+        for (int e = 0; e < 9; ++e) EXPECT_EQ(reader.row().values(0)[e], std::sin(i + e) / 3.0);
     }
     EXPECT_EQ(reader.next(), RecordingReader::Next::kEnd);
 }

@@ -14,6 +14,14 @@ public:
     virtual double nextTimeStamp() const = 0;
     /// True when there is nothing more to come.  [layout thread]
     virtual bool atEnd() const = 0;
+
+    /// A source that waits for somebody outside returns, and is at its end until `resume`. A stop of its layout
+    /// calls this, a start calls `resume`.  [any thread]
+    virtual void interrupt() {}
+    virtual void resume() {}
+
+    /// Share of the stream, 0 to 1, that has passed; not a number where it is not known.  [layout thread]
+    virtual double progress() const;
 };
 
 }  // namespace Kavelin::Core

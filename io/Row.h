@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+namespace Kavelin::RecordingIO {
+
+/// One row of a recording: its time and, channel by channel, what it holds.
+class Row {
+public:
+    /// What became of a channel in this row.
+    struct Slot {
+        std::size_t offset = 0;  ///< of its elements among all
+        bool measured = false;   ///< the row itself holds a value
+        bool sent = false;       ///< a value goes out
+        bool repeated = false;   ///< ... which is an earlier row's
+    };
+
+    /// s
+    double time() const { return time_; }
+    bool isMeasured(std::size_t channel) const { return slots_[channel].measured; }
+    bool has(std::size_t channel) const { return slots_[channel].sent; }
+    bool isRepeated(std::size_t channel) const { return slots_[channel].repeated; }
+    /// The channel's elements, row by row, in the units that leave the reader; the row's life long.
+    const double* values(std::size_t channel) const { return elements_.data() + slots_[channel].offset; }
+
+private:
+    friend class RecordingReader;
+
+    double time_ = 0.0;
+    std::vector<double> elements_;
+    std::vector<Slot> slots_;
+};
+
+}  // namespace Kavelin::RecordingIO
