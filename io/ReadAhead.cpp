@@ -6,22 +6,18 @@ namespace Kavelin::RecordingIO {
 
 namespace {
 
-constexpr std::size_t kBatches = 4;
+constexpr std::size_t kBatches = 5;  // one of them with whoever takes the rows
 constexpr std::size_t kBatchLines = 256;
 
 }  // namespace
 
-ReadAhead::ReadAhead(RecordingReader reader) : reader_(std::move(reader)), taken_(std::make_unique<Batch>()) {
-    for (std::size_t i = 0; i < kBatches; ++i) empty_.push_back(std::make_unique<Batch>());
+ReadAhead::ReadAhead(RecordingReader reader)
+    : reader_(std::move(reader)), exchange_(kBatches), taken_(exchange_.takeEmpty()) {
     thread_ = std::thread([this] { run(); });
 }
 
 ReadAhead::~ReadAhead() {
-    {
-        const std::lock_guard lock(mutex_);
-        closing_ = true;
-    }
-    changed_.notify_all();
+    exchange_.close();
     reader_.close();
     thread_.join();
 }
@@ -31,10 +27,10 @@ ReadAhead::~ReadAhead() {
 
 void ReadAhead::run() {
     while (!ended_) {
-        std::unique_ptr<Batch> batch = emptyBatch();
+        std::unique_ptr<Batch> batch = exchange_.takeEmpty();
         if (!batch) return;
         fill(*batch);
-        handOver(std::move(batch));
+        exchange_.giveFull(std::move(batch));
     }
 }
 
@@ -57,23 +53,6 @@ void ReadAhead::fill(Batch& batch) {
     batch.consumed = reader_.source().consumed();
 }
 
-std::unique_ptr<ReadAhead::Batch> ReadAhead::emptyBatch() {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return closing_ || !empty_.empty(); });
-    if (closing_) return nullptr;
-    std::unique_ptr<Batch> batch = std::move(empty_.back());
-    empty_.pop_back();
-    return batch;
-}
-
-void ReadAhead::handOver(std::unique_ptr<Batch> batch) {
-    {
-        const std::lock_guard lock(mutex_);
-        full_.push_back(std::move(batch));
-    }
-    changed_.notify_all();
-}
-
 // Whoever takes the rows
 // -------------------------------------------------------------------------------------------
 
@@ -88,15 +67,10 @@ std::optional<ReadAhead::Next> ReadAhead::next() {
 }
 
 bool ReadAhead::takeBatch() {
-    {
-        std::unique_lock lock(mutex_);
-        changed_.wait(lock, [this] { return interrupted_ || !full_.empty(); });
-        if (full_.empty()) return false;
-        empty_.push_back(std::move(taken_));
-        taken_ = std::move(full_.front());
-        full_.pop_front();
-    }
-    changed_.notify_all();
+    std::unique_ptr<Batch> next = exchange_.takeFull();
+    if (!next) return false;
+    std::swap(taken_, next);
+    exchange_.giveEmpty(std::move(next));
     met_ = rowsTaken_ = faultsTaken_ = 0;
     return true;
 }
@@ -105,19 +79,6 @@ double ReadAhead::progress() const {
     const std::uint64_t total = reader_.source().total();
     if (total == 0) return std::numeric_limits<double>::quiet_NaN();
     return static_cast<double>(taken_->consumed) / static_cast<double>(total);
-}
-
-void ReadAhead::interrupt() {
-    {
-        const std::lock_guard lock(mutex_);
-        interrupted_ = true;
-    }
-    changed_.notify_all();
-}
-
-void ReadAhead::resume() {
-    const std::lock_guard lock(mutex_);
-    interrupted_ = false;
 }
 
 }  // namespace Kavelin::RecordingIO

@@ -1,22 +1,20 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "io/BatchExchange.h"
 #include "io/RecordingReader.h"
 
 namespace Kavelin::RecordingIO {
 
-/// Reads a recording in a thread of its own, up to a thousand rows ahead of whoever takes them: what is spent on
-/// parsing numbers and on waiting for the disk is spent beside the filters. Rows of a live pipe are handed over
-/// as they come.
+/// Reads a recording in a thread of its own, up to a thousand rows ahead of whoever takes them: what is spent
+/// on parsing numbers and on waiting for the disk is spent beside the filters. Rows of a live pipe are handed
+/// over as they come.
 class ReadAhead {
 public:
     using Next = RecordingReader::Next;
@@ -43,9 +41,9 @@ public:
     double progress() const;
 
     /// From here on `next` does not wait, and one that waits returns.  [any thread]
-    void interrupt();
+    void interrupt() { exchange_.setInterrupted(true); }
     /// `next` waits again.  [any thread]
-    void resume();
+    void resume() { exchange_.setInterrupted(false); }
 
 private:
     struct FaultEntry {
@@ -62,19 +60,11 @@ private:
 
     void run();
     void fill(Batch& batch);
-    std::unique_ptr<Batch> emptyBatch();
-    void handOver(std::unique_ptr<Batch> batch);
     bool takeBatch();
 
     RecordingReader reader_;  // the thread's, but for what never changes
     bool ended_ = false;      // the thread's: it has met the end
-
-    std::mutex mutex_;  // guards what follows
-    std::condition_variable changed_;
-    std::deque<std::unique_ptr<Batch>> full_;
-    std::vector<std::unique_ptr<Batch>> empty_;
-    bool interrupted_ = false;
-    bool closing_ = false;
+    BatchExchange<Batch> exchange_;
 
     // Whoever takes the rows.
     std::unique_ptr<Batch> taken_;

@@ -21,7 +21,7 @@ using RecordingIO::Alignment;
 namespace {
 
 const char* const kSettingsProperty = "Settings File Name";
-const double kGyroscopeRange = 2000.0;  // degrees/s; where most gyroscopes end
+const double kGyroscopeRange = 2000.0;            // degrees/s; where most gyroscopes end
 constexpr std::uint64_t kRowsBetweenLooks = 256;  // at the clock
 
 /// Between filters that take each round's sample in that round: lent, not copied.
@@ -101,9 +101,7 @@ void FuseRun::setUpCompanion(Core::Filter*& filter, const char* type, const char
     if (plugins.findPluginOf(type)) filter = &layout_.add(plugins.createFilter(type, name));
 }
 
-bool FuseRun::hasChannel(const std::string& pin) const {
-    return reader_.schema()->find(pin) != nullptr;
-}
+bool FuseRun::hasChannel(const std::string& pin) const { return reader_.schema()->find(pin) != nullptr; }
 
 void FuseRun::requireSensors() const {
     for (const Estimator::Feed& feed : estimator_.feeds) {
@@ -248,6 +246,7 @@ void FuseRun::run() {
     layout_.runToEnd();
     layout_.setRoundHook({});
     progress.clear();
+    sink_->finish();
     file_->finish();
     if (Interruption::hasCome()) {
         context_.err << "kavelin: interrupted; the " << file_->rows() << " rows done are kept\n";

@@ -56,12 +56,12 @@ Eigen::Vector3d eulerZyx(const Quaternion& q) {
 
 FuseSink::FuseSink(const std::string& name, const std::vector<Extra>& extras, AttitudeForm form,
                    RecordingIO::ResultFile& file)
-    : Filter(name, true), file_(file), form_(form), extras_(extras), counts_(extras.size()) {
+    : Filter(name, true), rows_(file), form_(form), extras_(extras), counts_(extras.size()) {
     for (std::size_t i = 0; i < extras_.size(); ++i) {
         pins_.push_back(std::make_unique<ExtraPin>(extras_[i], this));
         if (extras_[i].name == kScoreName) score_ = i;
     }
-    file_.header(headerOf(form_, extras_));
+    file.header(headerOf(form_, extras_));
 }
 
 void FuseSink::setErrors(RecordingIO::AttitudeErrors* errors, RecordingIO::ReferenceTrack* track,
@@ -162,11 +162,11 @@ double FuseSink::extra(std::size_t index, std::size_t element) const {
 }
 
 void FuseSink::writeRow() {
-    file_.number(time_);
+    rows_.number(time_);
     writeAttitude();
     writeExtras();
     try {
-        file_.endRow();
+        rows_.endRow();
     } catch (const Poco::WriteFileException&) {
         getManager()->stop();  // nothing more can be kept
         throw;
@@ -176,17 +176,17 @@ void FuseSink::writeRow() {
 void FuseSink::writeAttitude() {
     switch (form_) {
         case AttitudeForm::kQuaternion:
-            file_.cells(attitude_.data(), 4);
+            rows_.cells(attitude_.data(), 4);
             break;
         case AttitudeForm::kMatrix: {
             const OrientationInternal::Matrix3 rotation =
                 OrientationInternal::quaternionToRotation(attitude_);
-            file_.cells(rotation.data(), 9);
+            rows_.cells(rotation.data(), 9);
             break;
         }
         case AttitudeForm::kEuler: {
             const Eigen::Vector3d degrees = eulerZyx(attitude_) * kRadiansToDegrees;
-            file_.cells(degrees.data(), 3);
+            rows_.cells(degrees.data(), 3);
             break;
         }
     }
@@ -195,9 +195,9 @@ void FuseSink::writeAttitude() {
 void FuseSink::writeExtras() {
     for (const auto& extra : pins_) {
         if (extra->present) {
-            file_.cells(extra->pin.value().data(), extra->size);
+            rows_.cells(extra->pin.value().data(), extra->size);
         } else {
-            file_.emptyCells(extra->size);
+            rows_.emptyCells(extra->size);
         }
     }
 }

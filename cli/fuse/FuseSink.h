@@ -12,7 +12,7 @@
 #include "core/FilterKit.h"
 #include "io/AttitudeErrors.h"
 #include "io/ReferenceTrack.h"
-#include "io/ResultFile.h"
+#include "io/WriteBehind.h"
 
 namespace Kavelin::Cli {
 
@@ -41,6 +41,9 @@ public:
 
     void process() override;  // [layout thread]
     std::string typeName() const override { return "FuseSink"; }
+
+    /// Waits until all rows are in the file.  Raises what writing them raised.
+    void finish() { rows_.finish(); }
 
     /// Where the time of an attitude comes from when its filter stamps with the wall clock.
     void setClock(std::function<double()> clock) { clock_ = std::move(clock); }
@@ -88,7 +91,7 @@ private:
     void writeAttitude();
     void writeExtras();
 
-    RecordingIO::ResultFile& file_;
+    RecordingIO::WriteBehind rows_;
     AttitudeForm form_;
     std::function<double()> clock_;
     Observer observer_;
