@@ -1,13 +1,10 @@
 #include "bench/support/Recording.h"
 
 #include <algorithm>
-#include <fstream>
 #include <limits>
 #include <optional>
 #include <stdexcept>
 #include <string>
-
-#include "io/RecordingReader.h"
 
 namespace Kavelin::Bench {
 
@@ -50,24 +47,7 @@ void addFile(Recording& recording, const fs::path& file) {
     }
 }
 
-void addMovement(Recording& recording, const fs::path& file) {
-    std::ifstream stream(file);
-    std::string header;
-    std::getline(stream, header);
-    double begin = 0.0;
-    double end = 0.0;
-    for (char comma = 0; stream >> begin >> comma >> end;) recording.movement.emplace_back(begin, end);
-    if (recording.movement.empty())
-        throw std::runtime_error(file.string() + " holds no interval t_start,t_end");
-}
-
 }  // namespace
-
-bool Recording::counts(double t) const {
-    return movement.empty() || std::any_of(movement.begin(), movement.end(), [t](const auto& interval) {
-               return t >= interval.first && t < interval.second;
-           });
-}
 
 Recording loadRecording(const fs::path& folder) {
     Recording recording;
@@ -79,7 +59,8 @@ Recording loadRecording(const fs::path& folder) {
         addFile(recording, folder / "imu.csv");
         addFile(recording, folder / "reference.csv");
     }
-    if (fs::exists(folder / "movement.csv")) addMovement(recording, folder / "movement.csv");
+    const fs::path movement = folder / "movement.csv";
+    if (fs::exists(movement)) recording.movement = RecordingIO::Intervals::open(movement.string());
     return recording;
 }
 

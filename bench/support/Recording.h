@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "io/ReferenceTrack.h"
+
 namespace Kavelin::Bench {
 
 /// One row of a recording: t in s, specific force in m/s^2, rate in rad/s, field in uT, all in the sensor
@@ -25,12 +27,12 @@ struct TruePose {
 struct Recording {
     std::string name;
     std::vector<Sample> samples;
-    std::vector<TruePose> truth;  ///< rows without a reference are left out
-    std::vector<std::pair<double, double>>
-        movement;              ///< [start, end) in s, where errors count; empty: everywhere
-    bool headingKnown = true;  ///< false: the reference's heading is arbitrary
+    std::vector<TruePose> truth;      ///< rows without a reference are left out
+    RecordingIO::Intervals movement;  ///< where errors count
+    double countFrom = 0.0;           ///< s; and from when on
+    bool headingKnown = true;         ///< false: the reference's heading is arbitrary
 
-    bool counts(double t) const;
+    bool counts(double t) const { return t >= countFrom && movement.contains(t); }
 };
 
 /// Reads a folder that holds `recording.csv` (with `movement.csv`), or `imu.csv` and `reference.csv`.

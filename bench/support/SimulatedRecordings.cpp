@@ -13,7 +13,7 @@ Recording simulate(const std::string& name, const Tests::Disturbance& fault) {
         recording.samples.push_back({s.t, s.acc, s.rate, s.field});
         recording.truth.push_back({s.t, s.truth.q_earth_sensor});
     }
-    recording.movement = {{5.0, fault.duration}};
+    recording.countFrom = 5.0;
     recording.headingKnown = fault.fieldEvery != 0;
     return recording;
 }
