@@ -1,13 +1,10 @@
-// The pins and properties that FilterAGMAttitude_v7 and _v8 have beyond the common frame, and what all three
-// of the filters with a bias promise of memory.
-
+// The pins and properties that FilterAGMAttitude_v7 and _v8 have beyond the common frame.
+#include "attitude/FilterAGMAttitude_v5.h"
+#include "attitude/FilterAGMAttitude_v6.h"
 #include "attitude/FilterAGMAttitude_v7.h"
 #include "attitude/FilterAGMAttitude_v8.h"
-#include "attitude/FilterSphericalFilteringAttitude.h"
-#include "support/AGMRuns.h"
-#include "support/FilterDrive.h"
+#include "support/Estimators.h"
 #include "support/FilterTest.h"
-#include "support/HeapCalls.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
@@ -95,52 +92,21 @@ TEST(FilterAGMAttitude_v7, SendsTheQuaternionToo) {
                 ElementsAre("attitude", "3a_prop", "3pb_mag", "flag_acc", "flag_mag", "attitudeQ"));
 }
 
-TEST(FilterAGMAttitude, WithoutItsSettingsFileSaysWhichOne) {
-    const auto sample = recordDisturbed({.duration = 1})[0];
-    FilterHarness<FilterAGMAttitude_v7> v7;
-    FilterHarness<FilterAGMAttitude_v8> v8;
-    const auto message = [&](auto& h) -> std::string {
-        try {
-            feed(h, sample);
-        } catch (const Poco::IOException& e) {
-            return e.message();
-        }
-        return "nothing raised";
-    };
-    EXPECT_EQ(message(v7), "Failed to open settings file './FILTER/AGMAttitude_v7.par'");
-    EXPECT_EQ(message(v8), "Failed to open settings file './FILTER/AGMAttitude_v8.par'");
-}
-
-// Start, rest, motion, a magnet, a missing field and a lost sensor: no path may allocate once the first
-// samples went through.
 template <class F>
-void expectNoAllocation(const char* settings) {
-    FilterDrive<F> drive;
-    if (settings) drive.set("Settings File Name", shippedSettings(settings).c_str());
-    auto samples = recordDisturbed({.duration = 20, .magnetFrom = 12, .magnetTo = 14});
-    for (MotionSample& s : samples) {
-        if (s.t > 16 && s.t < 17) s.field.setConstant(NAN);
-        if (s.t > 17 && s.t < 18) s.acc.setConstant(NAN);
-    }
-    std::size_t before = 0;
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        if (i == 1500) before = heapCalls.load();  // every buffer's ring was filled once
-        const auto& inputs = drive.filter().getInputPins();
-        for (std::size_t pin = 0; pin < 3; ++pin) {
-            const std::string& name = inputs[pin]->getName();
-            const auto& s = samples[i];
-            drive.send(pin, s.t, (name == "3a" ? s.acc : name == "3g" ? s.rate : s.field).transpose());
-        }
-        drive.process();
-    }
-    EXPECT_EQ(heapCalls.load(), before);
-}
+class FilterWithoutSettings : public testing::Test {};
+using AllVersions =
+    testing::Types<FilterAGMAttitude_v5, FilterAGMAttitude_v6, FilterAGMAttitude_v7, FilterAGMAttitude_v8>;
+TYPED_TEST_SUITE(FilterWithoutSettings, AllVersions);
 
-TEST(FiltersWithABias, AllocateNothingOnceTheyRun) {
-    if (!KAVELIN_HEAP_CALLS_COUNTED) GTEST_SKIP() << "skipped: the sanitizer owns the heap";
-    expectNoAllocation<FilterSphericalFilteringAttitude>(nullptr);
-    expectNoAllocation<FilterAGMAttitude_v7>("AGMAttitude_v7.par");
-    expectNoAllocation<FilterAGMAttitude_v8>("AGMAttitude_v8.par");
+TYPED_TEST(FilterWithoutSettings, SaysWhichFileItLacksAtEachTriple) {
+    FilterHarness<TypeParam> h;
+    const std::string file = std::string(TypeParam::kTypeName).replace(0, 6, "./FILTER/") + ".par";
+    for (int i = 0; i < 2; ++i) {
+        h.command("Ref");  // with nothing loaded: still not ready
+        EXPECT_EQ(outcome([&] { feed(h, recordDisturbed({.duration = 1})[0]); }),
+                  "Poco::IOException: Failed to open settings file '" + file + "'");
+    }
+    EXPECT_TRUE(h.sends().empty());
 }
 
 }  // namespace

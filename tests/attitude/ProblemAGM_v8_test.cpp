@@ -2,7 +2,7 @@
 
 #include <Eigen/Geometry>
 
-#include "support/AGMRuns.h"
+#include "support/Estimators.h"
 #include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {

@@ -65,16 +65,6 @@ struct Listener : PropertyObserver {
     std::vector<std::string> heard;
 };
 
-/// "class: message" of what `action` raises, or "accepted".
-std::string outcome(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const std::exception& error) {
-        return exceptionType(error) + ": " + exceptionMessage(error);
-    }
-    return "accepted";
-}
-
 TEST(Properties, RefusalsNameValueAndBounds) {
     Settings s;
     const auto write = [&](const char* property, const char* text) {

@@ -28,15 +28,6 @@ constexpr const char* kTypes[] = {
 
 PluginManager& plugins() { return FlowManager::instance().getPluginManager(); }
 
-std::string outcome(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const std::exception& error) {
-        return exceptionType(error) + ": " + exceptionMessage(error);
-    }
-    return "accepted";
-}
-
 struct PluginModule : testing::Test {
     ~PluginModule() override {
         FlowManager::instance().clear();

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <Kavelin/Core/AbstractProperty.h>
 #include <Kavelin/Core/ConnectionOptions.h>
 #include <Kavelin/Core/Filter.h>
 
-#include <initializer_list>
 #include <memory>
 #include <vector>
 
@@ -14,21 +14,20 @@ namespace Kavelin::Tests {
 
 /// Drives one filter through real pins as a layout in one thread does: an output pin feeds each input pin
 /// through its default buffer, and each output pin is read.
-template <class F>
-class FilterDrive {
+class DrivenFilter {
 public:
-    FilterDrive() {
-        for (Core::AbstractInputPin* input : filter_.getInputPins()) {
+    /// Connects a filter; it must go before this does, so that its pins detach from those here.
+    void attach(Core::Filter& filter) {
+        filter_ = &filter;
+        for (Core::AbstractInputPin* input : filter.getInputPins()) {
             feeders_.push_back(std::make_unique<Core::OutputPin<Core::Matrix>>(input->getName(), nullptr));
             Core::connect(*feeders_.back(), *input, {.direct = true});
         }
-        for (Core::AbstractOutputPin* output : filter_.getOutputPins()) {
+        for (Core::AbstractOutputPin* output : filter.getOutputPins()) {
             takers_.push_back(std::make_unique<Core::InputPin<Core::Matrix>>(output->getName(), nullptr));
             Core::connect(*output, *takers_.back(), {.direct = true});
         }
     }
-
-    F& filter() { return filter_; }
 
     /// Sends one sample to the input pin that was created as number `input`.
     template <class Value>
@@ -39,8 +38,8 @@ public:
     /// Calls process once and reads what came out; gives the number of samples read.
     int process() {
         {
-            const Core::Synchronizer::ProcessScope scope(*filter_.getSynchronizer());
-            filter_.process();
+            const Core::Synchronizer::ProcessScope scope(*filter_->getSynchronizer());
+            filter_->process();
         }
         int count = 0;
         for (const auto& taker : takers_) count += taker->readNext() ? 1 : 0;
@@ -50,13 +49,24 @@ public:
     const Core::Matrix& received(std::size_t output) const { return takers_[output]->value(); }
     /// Writes a property from its text form.
     void set(const char* property, const char* text) {
-        filter_.getPropertyBag().get(property).deSerialize(text);
+        filter_->getPropertyBag().get(property).deSerialize(text);
     }
 
 private:
+    Core::Filter* filter_ = nullptr;
     std::vector<std::unique_ptr<Core::OutputPin<Core::Matrix>>> feeders_;
     std::vector<std::unique_ptr<Core::InputPin<Core::Matrix>>> takers_;
-    F filter_{"benched"};  // goes first: its pins detach from those above
+};
+
+/// The same with a filter of its own.
+template <class F>
+class FilterDrive : public DrivenFilter {
+public:
+    FilterDrive() { attach(filter_); }
+    F& filter() { return filter_; }
+
+private:
+    F filter_{"benched"};
 };
 
 }  // namespace Kavelin::Tests

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kavelin/Core/ErrorLog.h>
 #include <Poco/Exception.h>
 #include <gmock/gmock.h>
 
@@ -19,8 +20,6 @@
 #include <utility>
 #include <vector>
 
-#include "core/Matrix.h"
-
 /// What most tests need, whatever they test.
 namespace Kavelin::Tests {
 
@@ -33,5 +32,16 @@ using testing::IsEmpty;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kPi = std::numbers::pi;
+
+/// "class: message" of what `action` raises, or "accepted".
+template <class Action>
+std::string outcome(const Action& action) {
+    try {
+        action();
+    } catch (const std::exception& error) {
+        return Core::exceptionType(error) + ": " + Core::exceptionMessage(error);
+    }
+    return "accepted";
+}
 
 }  // namespace Kavelin::Tests
