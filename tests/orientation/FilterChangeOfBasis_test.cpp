@@ -44,6 +44,8 @@ TEST(FilterChangeOfBasis, ChoosesTheInverseByTheElementsOfTheBasis) {
     // one filter goes through all of them
     const Row rows[] = {{"identity", Matrix::Identity(3, 3), x},
                         {"a rotation", turn, turn.transpose() * x * turn},
+                        {"a singular 2x2 has no Q", Matrix::Ones(2, 2), {}},
+                        {"4x3 does not fit", Matrix::Ones(4, 3), {}},
                         {"3x2: the Q of the rotation", columns, turn.transpose() * x * columns},
                         {"4x4 does not fit", Matrix::Identity(4, 4), {}},
                         {"a singular 4x4", Matrix::Ones(4, 4), {}},

