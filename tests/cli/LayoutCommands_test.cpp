@@ -7,6 +7,7 @@
 #include "cli/Commands.h"
 #include "support/OwnFolder.h"
 #include "support/TestKit.h"
+#include "support/TextRows.h"
 
 namespace Kavelin::Cli {
 namespace {
@@ -70,58 +71,70 @@ std::string chain(const std::string& scale = kScale, const std::string& rest = "
     return file(kSource + "," + scale + "," + kSink, kChain + (rest.empty() ? "" : ",\n" + rest));
 }
 
-struct CheckRow {
-    const char* rule;
-    std::string text;
-    std::vector<std::string> messages;
-};
+/// A layout file of the chain's scale, of properties of the scale or the source, of actions on the chain.
+std::string fileOf(const std::string& kind, const std::string& text) {
+    const auto with = [&](const char* name, const char* type) {
+        return std::string("{\"name\": \"") + name + "\", \"type\": \"" + type + "\", \"properties\": {\n" +
+               text + "}}";
+    };
+    if (kind == "chain") return chain(text);
+    if (kind == "scale") return chain(with("scale", "TestScale"));
+    if (kind == "source") return file(with("source", "TestSource"));
+    if (kind == "actions") return chain(kScale, "\"actions\": [" + text + "]");
+    return text;
+}
 
-void expectCheck(const std::vector<CheckRow>& rows) {
-    for (const CheckRow& row : rows) {
-        Result result = kavelin({"check", row.text});
-        EXPECT_EQ(result.status, row.messages.empty() ? kDone : kUnusable) << row.rule;
-        const std::size_t count = row.messages.size();
-        std::vector<std::string> expected;
-        for (const std::string& message : row.messages) expected.push_back("DIR/f.json:" + message);
+TEST(CheckCommand, SaysEveryMistakeInOnePass) {
+    for (const auto& row : textRows(R"rows(
+chain {"name": "scale", "type": "TestScale"}
+file {"plugins": ["./no.so"], "layouts": []} ! 1:14: There is no plugin file 'DIR/./no.so'
+file {"plugins": [], "layouts": [{"name": "l", "filters": [\n{"name": "source", "type": "TestSource"},{"name": "sink", "type": "TestSink"}\n]}],\n"connections": [{"from": "source:ou", "to": "sink:x"}]}
+! 4:26: source (TestSource): no output is named "ou"; did you mean "out"? Outputs: out, other
+file {"plugins": [], "layouts": [{"name": "l", "filters": [\n{"name": "source", "type": "TestSource"},{"name": "scale", "type": "TestScale"},{"name": "sink", "type": "TestSink"}\n]}],\n"connections": [{"from": "source:out", "to": "scale:i2"}, {"from": "scale:out", "to": "sink:x"}],\n"actions": []}
+! 4:46: scale (TestScale): no input is named "i2"; did you mean "in"? Inputs: in, second
+file {"plugins": [], "layouts": [{"name": "l", "filters": [\n{"name": "source", "type": "TestSource"},{"name": "scale", "type": "TestScale"}\n]}],\n"connections": [{"from": "scale:in", "to": "source:out"}]}
+! 2:51: scale (TestScale) is no source and has no connected input: it is never called; inputs: in, second
+! 4:26: scale (TestScale): "in" is an input; "from" takes an output: out
+! 4:44: source (TestSource): "out" is an output; "to" takes an input: none
+chain {"name": "scale", "type": "TestScale", "properties": {\n"gian": 2, "Reset": 1, "Mode": 0}, "commands": ["reset", "Mode"]}
+! 3:1: scale (TestScale): no property is named "gian"; did you mean "Gain"? Properties: Gain, Mode, Weights, Use, Count, Text, Fixed
+! 3:21: scale (TestScale), "Reset": is a command and has no value; "commands" or an action with "command" activates it
+! 3:49: scale (TestScale): no command is named "reset"; did you mean "Reset"? Commands: Reset
+! 3:58: scale (TestScale): no command is named "Mode"; commands: Reset
+actions {"at": 1, "command": "scale:Gain"}, {"at": 2, "set": "scale:Nought", "value": 1}
+! 5:34: scale (TestScale): no command is named "Gain"; commands: Reset
+! 5:66: scale (TestScale): no property is named "Nought"; properties: Gain, Mode, Weights, Use, Count, Text, Fixed
+source "Rows": 11 ! 3:9: source (TestSource), "Rows": 11 does not fit in [0;10], (step : 1)
+source "Rows": 1.5 ! 3:9: source (TestSource), "Rows": takes a whole number; this is 1.5
+source "Rows": 1e0
+scale "Gain": true ! 3:9: scale (TestScale), "Gain": takes a number; this is true
+scale "Gain": "much" ! 3:9: scale (TestScale), "Gain": 'much' is no double
+scale "Count": -1 ! 3:10: scale (TestScale), "Count": takes a whole number from 0; this is -1
+scale "Mode": "fail" ! 3:9: scale (TestScale), "Mode": 'fail' is no label of 'Mode'; there are 'plain', 'fails', 'greedy'
+scale "Mode": 3 ! 3:9: scale (TestScale), "Mode": 3 is no index of a label, 0 to 2; labels: plain, fails, greedy
+scale "Weights": 3 ! 3:12: scale (TestScale), "Weights": takes a matrix, such as [[1, 2, 3]]; this is 3
+scale "Use": [[1]] ! 3:8: scale (TestScale), "Use": takes true or false; this is a matrix
+scale "Fixed": 2 ! 3:10: scale (TestScale), "Fixed": Property 'Fixed' is not writable
+source "File Name": "missing.csv" ! 3:14: source (TestSource), "File Name": There is no file DIR/missing.csv
+source "File Name": "${NO_SUCH}/a.csv"
+! 3:14: source (TestSource), "File Name": variable "NO_SUCH" is not set; give --var NO_SUCH=..., or put it under "variables" or in the environment
+scale "Gain": "nan", "Mode": "fails", "Weights": [["inf", 1]], "Use": 0, "Count": "3", "Text": 5
+actions {"at": 1, "set": "scale:Mode", "value": 7} ! 5:53: scale (TestScale), "Mode": 7 is no index of a label, 0 to 2; labels: plain, fails, greedy
+file {"plugins": [], "layouts": [{"name": "l", "filters": [\n{"name": "a", "type": "TestSink", "propertes": {}}, {"name": "source", "type": "TestSource", "properties": {"Rows": 99}}\n]}]}
+! 2:10: a (TestSink) is no source and has no connected input: it is never called; inputs: none
+! 2:35: unknown key "propertes" in a filter; did you mean "properties"? It takes: name, type, properties, commands
+! 2:117: source (TestSource), "Rows": 99 does not fit in [0;10], (step : 1)
+)rows")) {
+        const Result result = kavelin({"check", fileOf(row[0], row[1])});
+        std::vector<std::string> expected(row.begin() + 2, row.end());
+        const std::size_t count = expected.size();
+        EXPECT_EQ(result.status, count == 0 ? kDone : kUnusable) << row[1];
+        for (std::string& mistake : expected) mistake = "DIR/f.json:" + mistake;
         if (count > 0)
             expected.push_back("kavelin: " + std::to_string(count) + " mistake" + (count > 1 ? "s" : "") +
                                " in DIR/f.json");
-        EXPECT_THAT(result.messages, ElementsAreArray(expected)) << row.rule;
+        EXPECT_THAT(result.messages, ElementsAreArray(expected)) << row[1];
     }
-}
-
-TEST(CheckCommand, ASoundLayoutHasNoMistakes) { expectCheck({{"sound", chain(), {}}}); }
-
-TEST(CheckCommand, UnknownNames) {
-    expectCheck({
-        {"plugin",
-         R"({"plugins": ["./no.so"], "layouts": []})",
-         {"1:14: There is no plugin file 'DIR/./no.so'"}},
-        {"output",
-         file(kSource + "," + kSink, R"("connections": [{"from": "source:ou", "to": "sink:x"}])"),
-         {R"(4:26: source (TestSource): no output is named "ou"; did you mean "out"? Outputs: out, other)"}},
-        {"input",
-         chain(kScale, R"("actions": [])").replace(chain().find("scale:in"), 8, "scale:i2"),
-         {R"(4:46: scale (TestScale): no input is named "i2"; did you mean "in"? Inputs: in, second)"}},
-        {"wrong direction",
-         file(kSource + "," + kScale, R"("connections": [{"from": "scale:in", "to": "source:out"}])"),
-         {R"(2:51: scale (TestScale) is no source and has no connected input: it is never called; inputs: in, second)",
-          R"(4:26: scale (TestScale): "in" is an input; "from" takes an output: out)",
-          R"(4:44: source (TestSource): "out" is an output; "to" takes an input: none)"}},
-        {"property",
-         chain(R"({"name": "scale", "type": "TestScale", "properties": {
-"gian": 2, "Reset": 1, "Mode": 0}, "commands": ["reset", "Mode"]})"),
-         {R"(3:1: scale (TestScale): no property is named "gian"; did you mean "Gain"? Properties: Gain, Mode, Weights, Use, Count, Text, Fixed)",
-          R"(3:21: scale (TestScale), "Reset": is a command and has no value; "commands" or an action with "command" activates it)",
-          R"(3:49: scale (TestScale): no command is named "reset"; did you mean "Reset"? Commands: Reset)",
-          R"(3:58: scale (TestScale): no command is named "Mode"; commands: Reset)"}},
-        {"actions",
-         chain(
-             kScale,
-             R"("actions": [{"at": 1, "command": "scale:Gain"}, {"at": 2, "set": "scale:Nought", "value": 1}])"),
-         {R"(5:34: scale (TestScale): no command is named "Gain"; commands: Reset)",
-          R"(5:66: scale (TestScale): no property is named "Nought"; properties: Gain, Mode, Weights, Use, Count, Text, Fixed)"}},
-    });
 }
 
 TEST(CheckCommand, AnUnknownTypeNamesTheNearest) {
@@ -131,71 +144,6 @@ TEST(CheckCommand, AnUnknownTypeNamesTheNearest) {
         result.messages[0],
         testing::StartsWith(
             R"(DIR/f.json:2:23: no filter type is named "TestSorce"; did you mean "TestSource"? Filter types: )"));
-}
-
-TEST(CheckCommand, RefusedValues) {
-    const auto scale = [](const std::string& property) {
-        return chain("{\"name\": \"scale\", \"type\": \"TestScale\", \"properties\": {\n" + property + "}}");
-    };
-    const auto source = [](const std::string& property) {
-        return file("{\"name\": \"source\", \"type\": \"TestSource\", \"properties\": {\n" + property + "}}");
-    };
-    expectCheck({
-        {"range",
-         source("\"Rows\": 11"),
-         {R"(3:9: source (TestSource), "Rows": 11 does not fit in [0;10], (step : 1))"}},
-        {"fraction",
-         source("\"Rows\": 1.5"),
-         {R"(3:9: source (TestSource), "Rows": takes a whole number; this is 1.5)"}},
-        {"whole", source("\"Rows\": 1e0"), {}},
-        {"boolean for a number",
-         scale("\"Gain\": true"),
-         {R"(3:9: scale (TestScale), "Gain": takes a number; this is true)"}},
-        {"text for a number",
-         scale("\"Gain\": \"much\""),
-         {R"(3:9: scale (TestScale), "Gain": 'much' is no double)"}},
-        {"negative",
-         scale("\"Count\": -1"),
-         {R"(3:10: scale (TestScale), "Count": takes a whole number from 0; this is -1)"}},
-        {"label",
-         scale("\"Mode\": \"fail\""),
-         {R"(3:9: scale (TestScale), "Mode": 'fail' is no label of 'Mode'; there are 'plain', 'fails', 'greedy')"}},
-        {"label's index",
-         scale("\"Mode\": 3"),
-         {R"(3:9: scale (TestScale), "Mode": 3 is no index of a label, 0 to 2; labels: plain, fails, greedy)"}},
-        {"matrix",
-         scale("\"Weights\": 3"),
-         {R"(3:12: scale (TestScale), "Weights": takes a matrix, such as [[1, 2, 3]]; this is 3)"}},
-        {"matrix for a boolean",
-         scale("\"Use\": [[1]]"),
-         {R"(3:8: scale (TestScale), "Use": takes true or false; this is a matrix)"}},
-        {"not writable",
-         scale("\"Fixed\": 2"),
-         {R"(3:10: scale (TestScale), "Fixed": Property 'Fixed' is not writable)"}},
-        {"file",
-         source("\"File Name\": \"missing.csv\""),
-         {R"(3:14: source (TestSource), "File Name": There is no file DIR/missing.csv)"}},
-        {"variable",
-         source("\"File Name\": \"${NO_SUCH}/a.csv\""),
-         {R"(3:14: source (TestSource), "File Name": variable "NO_SUCH" is not set; give --var NO_SUCH=..., or put it under "variables" or in the environment)"}},
-        {"good ones",
-         scale(
-             R"("Gain": "nan", "Mode": "fails", "Weights": [["inf", 1]], "Use": 0, "Count": "3", "Text": 5)"),
-         {}},
-        {"of an action",
-         chain(kScale, R"("actions": [{"at": 1, "set": "scale:Mode", "value": 7}])"),
-         {R"(5:53: scale (TestScale), "Mode": 7 is no index of a label, 0 to 2; labels: plain, fails, greedy)"}},
-    });
-}
-
-TEST(CheckCommand, SaysStructureAndContentsInOnePass) {
-    expectCheck(
-        {{"both",
-          file(
-              R"({"name": "a", "type": "TestSink", "propertes": {}}, {"name": "source", "type": "TestSource", "properties": {"Rows": 99}})"),
-          {R"(2:10: a (TestSink) is no source and has no connected input: it is never called; inputs: none)",
-           R"(2:35: unknown key "propertes" in a filter; did you mean "properties"? It takes: name, type, properties, commands)",
-           R"(2:117: source (TestSource), "Rows": 99 does not fit in [0;10], (step : 1))"}}});
 }
 
 TEST(CheckCommand, OverridesAreCheckedToo) {

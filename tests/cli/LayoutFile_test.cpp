@@ -5,6 +5,7 @@
 #include "cli/layout/Overrides.h"
 #include "support/OwnFolder.h"
 #include "support/TestKit.h"
+#include "support/TextRows.h"
 
 namespace Kavelin::Cli {
 namespace {
@@ -104,177 +105,103 @@ TEST(LayoutFile, ValuesHaveTheTextFormThatPropertiesRead) {
     }
 }
 
-struct BrokenRow {
-    const char* rule;
-    std::string text;
-    std::vector<std::string> mistakes;
-};
+std::vector<std::string> mistakesOf(std::string_view text) {
+    Mistakes mistakes;
+    parseLayout(text, mistakes);
+    return textsOf(mistakes);
+}
 
-void expectMistakes(const std::vector<BrokenRow>& rows) {
-    for (const BrokenRow& row : rows) {
-        Mistakes mistakes;
-        parseLayout(row.text, mistakes);
-        EXPECT_THAT(textsOf(mistakes), testing::ElementsAreArray(row.mistakes)) << row.rule;
+/// A layout file of a filter, of a property's value, of a connection, of an action.
+std::string fileOf(const std::string& kind, const std::string& text) {
+    const std::string head = "{\"layouts\": [{\"name\": \"l\", \"filters\": [\n";
+    const std::string two =
+        head + R"({"name": "in", "type": "T"}, {"name": "out", "type": "T"})" + "\n]}],\n";
+    if (kind == "filter") return head + text + "\n]}]}";
+    if (kind == "property")
+        return head + R"({"name": "a", "type": "T", "properties": {)" + "\n\"p\": " + text + "}}\n]}]}";
+    if (kind == "connection") return two + "\"connections\": [\n" + text + "]}";
+    if (kind == "action") return two + "\"actions\": [\n" + text + "]}";
+    return text;
+}
+
+TEST(LayoutFile, MistakesSayWhereAndWhatWouldBeRight) {
+    for (const auto& row : textRows(R"rows(
+file {"layouts": [],\n} ! 2:1: no JSON: syntax error while parsing object key - unexpected '}'; expected string literal
+file {\n  "layouts" []} ! 2:13: no JSON: syntax error while parsing object separator - unexpected '['; expected ':'
+file {"layouts ! 1:2: no JSON: syntax error while parsing object key - invalid string: missing closing quote; expected string literal
+file {"a": 1e999} ! 1:7: no JSON: number overflow parsing '1e999'
+file {} {} ! 1:4: no JSON: syntax error while parsing value - unexpected '{'; expected end of input
+file [] ! 1:1: a layout file is an object {...}; this is an array
+file {} ! 1:1: a layout file needs "layouts": an array of objects
+file {"layouts": [], "conections": []}
+! 1:17: unknown key "conections" in a layout file; did you mean "connections"? It takes: $schema, description, plugins, variables, layouts, connections, actions
+filter {"name": "a", "type": "T", "colour": 1} ! 2:28: unknown key "colour" in a filter; it takes: name, type, properties, commands
+filter {"name": "a", "type": "T", "type": "U"} ! 2:28: "type" stands twice in a filter; the first is at 2:15
+filter {"name": "a"} ! 2:1: a filter needs "type": a text that is not empty
+filter {"name": "", "type": 3}
+! 2:10: "name" of a filter takes a text that is not empty; this is ""
+! 2:22: "type" of a filter takes a text that is not empty; this is 3
+filter {"name": "a:b", "type": "T"} ! 2:10: filter name "a:b" has a colon, which parts filter and pin in "filter:pin"; leave it out
+file {"plugins": [1],\n"variables": {"A": 2, "B": "", "B": ""},\n"layouts": {}}
+! 1:14: a plugin is given by its name, a text; this is a number
+! 2:20: the value of variable "A" is a text; this is a number
+! 2:32: variable "B" is given twice
+! 3:12: "layouts" of a layout file takes an array of objects; this is an object
+file {"layouts": [3, {"name": "l", "filters": ["f"]}]}
+! 1:14: a layout is an object {...}; this is a number
+! 1:43: a filter is an object {...}; this is a text
+property null ! 3:6: a property's value is a text, a number, a boolean or a matrix (an array of rows); this is null
+property [1, 2] ! 3:7: a matrix is an array of rows, such as [[1, 2, 3]]; this row is a number
+property [[1, 2], [3]] ! 3:15: row 1 of the matrix has 1 elements, row 0 has 2
+property [[1, "2"]] ! 3:11: an element of a matrix is a number or one of the texts "nan", "inf", "-inf"; this is a text
+property 1, "p": 2 ! 3:9: property "p" is given twice
+connection {} ! 5:1: a connection needs "from": a text ! 5:1: a connection needs "to": a text
+connection {"from": "in", "to": "out:"}
+! 5:10: "from" takes the form "filter:pin"; this is "in"
+! 5:22: "to" takes the form "filter:pin"; this is "out:"
+connection {"from": "inn:a", "to": "elsewhere:b"}
+! 5:10: no filter is named "inn"; did you mean "in"? Filters: in, out
+! 5:25: no filter is named "elsewhere"; filters: in, out
+connection {"from": "in:a", "to": "out:a", "buffer": -1, "order": "FIFO", "synchronous": 1}
+! 5:43: "buffer" of a connection takes a whole number from 0 to 4294967295; this is -1
+! 5:56: "order" of a connection takes "fifo" or "lifo"; this is "FIFO"
+! 5:79: "synchronous" of a connection takes true or false; this is 1
+connection {"from": "in:a", "to": "out:a", "buffer": 1.5} ! 5:43: "buffer" of a connection takes a whole number from 0 to 4294967295; this is 1.5
+connection {"from": "in:a", "to": "out:a"},\n{"from": "in:b", "to": "out:a"} ! 6:24: input "out:a" has a source already; an input takes one connection
+action {"command": "in:Reset"} ! 5:1: an action needs "at": a number
+action {"at": 1} ! 5:1: an action has either "command" or "set" with "value"; this has neither
+action {"at": 1, "command": "in:c", "set": "in:p", "value": 1} ! 5:1: an action has either "command" or "set" with "value"; this has both
+action {"at": 1, "set": "in:p"} ! 5:1: an action with "set" needs "value"
+action {"at": 1, "command": "in:c", "value": 1} ! 5:1: an action with "command" has no "value"; a property is written with "set"
+action {"at": "1", "set": "In2:p", "value": {}}
+! 5:8: "at" of an action takes a number; this is "1"
+! 5:20: no filter is named "In2"; did you mean "in"? Filters: in, out
+! 5:38: "value" of an action takes a text, a number, a boolean or a matrix; this is an object
+file {"plugins": ["P", "P"], "layouts": [{"name": "l", "filters": [{"name": "a", "type": "T"}]},\n{"name": "l", "filters": [{"name": "a", "type": "T"}]}]}
+! 1:19: plugin "P" is given twice; once is enough
+! 2:10: layout name "l" is given twice; each layout has its own
+! 2:36: filter name "a" is given twice; names are unique over all layouts of a file
+)rows")) {
+        std::vector<std::string> mistakes(row.begin() + 2, row.end());
+        for (std::string& mistake : mistakes) mistake = "f:" + mistake;
+        EXPECT_THAT(mistakesOf(fileOf(row[0], row[1])), ElementsAreArray(mistakes)) << row[1];
     }
 }
 
-TEST(LayoutFile, SyntaxErrorsSayWhereAndWhatWasExpected) {
-    expectMistakes({
-        {"empty",
-         "",
-         {"f:1:1: no JSON: syntax error while parsing value - unexpected end of input; expected '[', '{', or "
-          "a literal"}},
-        {"comma at the end",
-         "{\"layouts\": [],\n}",
-         {"f:2:1: no JSON: syntax error while parsing object key - unexpected '}'; expected string literal"}},
-        {"colon missing",
-         "{\n  \"layouts\" []}",
-         {"f:2:13: no JSON: syntax error while parsing object separator - unexpected '['; expected ':'"}},
-        {"text not ended",
-         "{\"layouts",
-         {"f:1:2: no JSON: syntax error while parsing object key - invalid string: missing closing quote; "
-          "expected string literal"}},
-        {"columns count characters",
-         "{\"\xC3\xA9\xC3\xA9\" 1}",
-         {"f:1:7: no JSON: syntax error while parsing object separator - unexpected number literal; expected "
-          "':'"}},
-        {"bad UTF-8",
-         "{\"\xFF\": 1}",
-         {"f:1:2: no JSON: syntax error while parsing object key - invalid string: ill-formed UTF-8 byte; "
-          "expected string literal"}},
-        {"number too large", "{\"a\": 1e999}", {"f:1:7: no JSON: number overflow parsing '1e999'"}},
-        {"more behind the end",
-         "{} {}",
-         {"f:1:4: no JSON: syntax error while parsing value - unexpected '{'; expected end of input"}},
-        {"deep nesting", std::string(70, '['), {"f:1:65: nested deeper than 64 levels; a layout needs 7"}},
-    });
-}
-
-/// A file whose only filter, connection and action are the given ones.
-std::string fileWith(const std::string& filter, const std::string& rest = "") {
-    return "{\"layouts\": [{\"name\": \"l\", \"filters\": [\n" + filter + "\n]}]" + rest + "}";
-}
-
-const std::string kFilters = R"({"name": "in", "type": "T"}, {"name": "out", "type": "T"})";
-
-std::string connectionRow(const std::string& connection) {
-    return fileWith(kFilters, ",\n\"connections\": [\n" + connection + "]");
-}
-
-std::string actionRow(const std::string& action) {
-    return fileWith(kFilters, ",\n\"actions\": [\n" + action + "]");
-}
-
-TEST(LayoutFile, WrongKeysAndTypes) {
-    expectMistakes({
-        {"no object", "[]", {"f:1:1: a layout file is an object {...}; this is an array"}},
-        {"no layouts", "{}", {R"(f:1:1: a layout file needs "layouts": an array of objects)"}},
-        {"unknown key, one is near",
-         R"({"layouts": [], "conections": []})",
-         {R"(f:1:17: unknown key "conections" in a layout file; did you mean "connections"? It takes: $schema, description, plugins, variables, layouts, connections, actions)"}},
-        {"unknown key, none is near",
-         fileWith(R"({"name": "a", "type": "T", "colour": 1})"),
-         {R"(f:2:28: unknown key "colour" in a filter; it takes: name, type, properties, commands)"}},
-        {"key twice",
-         fileWith(R"({"name": "a", "type": "T", "type": "U"})"),
-         {R"(f:2:28: "type" stands twice in a filter; the first is at 2:15)"}},
-        {"key missing",
-         fileWith(R"({"name": "a"})"),
-         {R"(f:2:1: a filter needs "type": a text that is not empty)"}},
-        {"name empty",
-         fileWith(R"({"name": "", "type": 3})"),
-         {R"(f:2:10: "name" of a filter takes a text that is not empty; this is "")",
-          R"(f:2:22: "type" of a filter takes a text that is not empty; this is 3)"}},
-        {"colon in a name",
-         fileWith(R"({"name": "a:b", "type": "T"})"),
-         {R"(f:2:10: filter name "a:b" has a colon, which parts filter and pin in "filter:pin"; leave it out)"}},
-        {"plugins, variables",
-         "{\"plugins\": [1],\n\"variables\": {\"A\": 2, \"B\": \"\", \"B\": \"\"},\n\"layouts\": {}}",
-         {"f:1:14: a plugin is given by its name, a text; this is a number",
-          R"(f:2:20: the value of variable "A" is a text; this is a number)",
-          R"(f:2:32: variable "B" is given twice)",
-          R"(f:3:12: "layouts" of a layout file takes an array of objects; this is an object)"}},
-        {"elements of the wrong type",
-         R"({"layouts": [3, {"name": "l", "filters": ["f"]}]})",
-         {"f:1:14: a layout is an object {...}; this is a number",
-          "f:1:43: a filter is an object {...}; this is a text"}},
-    });
-}
-
-TEST(LayoutFile, WrongPropertyValues) {
-    const auto property = [](const std::string& value) {
-        return fileWith("{\"name\": \"a\", \"type\": \"T\", \"properties\": {\n\"p\": " + value + "}}");
-    };
-    expectMistakes({
-        {"null",
-         property("null"),
-         {"f:3:6: a property's value is a text, a number, a boolean or a matrix (an array of rows); this is "
-          "null"}},
-        {"flat array",
-         property("[1, 2]"),
-         {"f:3:7: a matrix is an array of rows, such as [[1, 2, 3]]; this row is a number"}},
-        {"ragged", property("[[1, 2], [3]]"), {"f:3:15: row 1 of the matrix has 1 elements, row 0 has 2"}},
-        {"element",
-         property("[[1, \"2\"]]"),
-         {R"(f:3:11: an element of a matrix is a number or one of the texts "nan", "inf", "-inf"; this is a text)"}},
-        {"twice", property("1, \"p\": 2"), {R"(f:3:9: property "p" is given twice)"}},
-    });
-}
-
-TEST(LayoutFile, WrongConnections) {
-    expectMistakes({
-        {"ends missing",
-         connectionRow("{}"),
-         {R"(f:5:1: a connection needs "from": a text)", R"(f:5:1: a connection needs "to": a text)"}},
-        {"form of an end",
-         connectionRow(R"({"from": "in", "to": "out:"})"),
-         {R"(f:5:10: "from" takes the form "filter:pin"; this is "in")",
-          R"(f:5:22: "to" takes the form "filter:pin"; this is "out:")"}},
-        {"no such filter",
-         connectionRow(R"({"from": "inn:a", "to": "elsewhere:b"})"),
-         {R"(f:5:10: no filter is named "inn"; did you mean "in"? Filters: in, out)",
-          R"(f:5:25: no filter is named "elsewhere"; filters: in, out)"}},
-        {"buffer and order",
-         connectionRow(R"({"from": "in:a", "to": "out:a", "buffer": -1, "order": "FIFO", "synchronous": 1})"),
-         {R"(f:5:43: "buffer" of a connection takes a whole number from 0 to 4294967295; this is -1)",
-          R"(f:5:56: "order" of a connection takes "fifo" or "lifo"; this is "FIFO")",
-          R"(f:5:79: "synchronous" of a connection takes true or false; this is 1)"}},
-        {"fraction",
-         connectionRow(R"({"from": "in:a", "to": "out:a", "buffer": 1.5})"),
-         {R"(f:5:43: "buffer" of a connection takes a whole number from 0 to 4294967295; this is 1.5)"}},
-        {"second source",
-         connectionRow("{\"from\": \"in:a\", \"to\": \"out:a\"},\n{\"from\": \"in:b\", \"to\": \"out:a\"}"),
-         {R"(f:6:24: input "out:a" has a source already; an input takes one connection)"}},
-    });
-}
-
-TEST(LayoutFile, WrongActionsAndNamesGivenTwice) {
-    expectMistakes({
-        {"no time", actionRow(R"({"command": "in:Reset"})"), {R"(f:5:1: an action needs "at": a number)"}},
-        {"nothing to do",
-         actionRow(R"({"at": 1})"),
-         {R"(f:5:1: an action has either "command" or "set" with "value"; this has neither)"}},
-        {"both",
-         actionRow(R"({"at": 1, "command": "in:c", "set": "in:p", "value": 1})"),
-         {R"(f:5:1: an action has either "command" or "set" with "value"; this has both)"}},
-        {"value missing",
-         actionRow(R"({"at": 1, "set": "in:p"})"),
-         {R"(f:5:1: an action with "set" needs "value")"}},
-        {"value too much",
-         actionRow(R"({"at": 1, "command": "in:c", "value": 1})"),
-         {R"(f:5:1: an action with "command" has no "value"; a property is written with "set")"}},
-        {"no such filter",
-         actionRow(R"({"at": "1", "set": "In2:p", "value": {}})"),
-         {R"(f:5:8: "at" of an action takes a number; this is "1")",
-          R"(f:5:20: no filter is named "In2"; did you mean "in"? Filters: in, out)",
-          R"(f:5:38: "value" of an action takes a text, a number, a boolean or a matrix; this is an object)"}},
-        {"names twice",
-         R"({"plugins": ["P", "P"], "layouts": [{"name": "l", "filters": [{"name": "a", "type": "T"}]},
-{"name": "l", "filters": [{"name": "a", "type": "T"}]}]})",
-         {R"(f:1:19: plugin "P" is given twice; once is enough)",
-          R"(f:2:10: layout name "l" is given twice; each layout has its own)",
-          R"(f:2:36: filter name "a" is given twice; names are unique over all layouts of a file)"}},
-    });
+TEST(LayoutFile, TextThatIsNoJson) {
+    const std::string syntax = "no JSON: syntax error while parsing ";
+    EXPECT_THAT(mistakesOf(""), ElementsAre("f:1:1: " + syntax +
+                                            "value - unexpected end of input; expected "
+                                            "'[', '{', or a literal"));
+    EXPECT_THAT(
+        mistakesOf("{\"\xC3\xA9\xC3\xA9\" 1}"),
+        ElementsAre("f:1:7: " + syntax + "object separator - unexpected number literal; expected ':'"))
+        << "columns count characters";
+    EXPECT_THAT(mistakesOf("{\"\xFF\": 1}"),
+                ElementsAre("f:1:2: " + syntax +
+                            "object key - invalid string: ill-formed UTF-8 byte; expected string literal"));
+    EXPECT_THAT(mistakesOf(std::string(70, '[')),
+                ElementsAre("f:1:65: nested deeper than 64 levels; a layout needs 7"));
 }
 
 TEST(LayoutFile, OverridesReplaceOrAppend) {
