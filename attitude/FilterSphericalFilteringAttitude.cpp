@@ -19,11 +19,7 @@ void FilterSphericalFilteringAttitude::process() {
     rate_.consume();
     acc_.consume();
     double t = std::max(rate_.lastTimeStamp(), acc_.lastTimeStamp());
-    Eigen::Vector3d field = Eigen::Vector3d::Constant(std::numeric_limits<double>::quiet_NaN());
-    if (field_.readNext()) {
-        t = std::max(t, field_.lastTimeStamp());
-        if (useField_.value() && isRow3(field_.value())) field = Eigen::Vector3d::Map(field_.value().data());
-    }
+    const Eigen::Vector3d field = takeField(t);
     if (!isRow3(rate_.value()) || !isRow3(acc_.value())) return;
     computer_.setSettings(settings());
     if (!computer_.advance(t, Eigen::Vector3d::Map(acc_.value().data()),
@@ -31,6 +27,22 @@ void FilterSphericalFilteringAttitude::process() {
         return;
     }
     send(t);
+}
+
+/// The field sample that goes with a pair of time `t`, which becomes the largest of the three; not a number
+/// where there is none. Of several that are no later than the pair the newest counts: a magnetometer that is
+/// faster than the others, or that went on while they paused, would otherwise lag behind them for ever.
+Eigen::Vector3d FilterSphericalFilteringAttitude::takeField(double& t) {
+    Eigen::Vector3d field = Eigen::Vector3d::Constant(std::numeric_limits<double>::quiet_NaN());
+    const double pairTime = t;
+    bool isOlder = true;
+    while (isOlder && field_.readNext()) {
+        t = std::max(t, field_.lastTimeStamp());
+        if (isRow3(field_.value())) field = Eigen::Vector3d::Map(field_.value().data());
+        isOlder = field_.fetch() && field_.heldTimeStamp() <= pairTime;
+    }
+    if (!useField_.value()) field.setConstant(std::numeric_limits<double>::quiet_NaN());
+    return field;
 }
 
 SphericalAttitudeComputer::Settings FilterSphericalFilteringAttitude::settings() const {

@@ -11,11 +11,12 @@ namespace Kavelin::OrientationInternal {
 /// the estimator for who only wants the right orientation (see SphericalAttitudeComputer for how).
 ///
 /// In, each a 1x3 row in the sensor frame: "3a" m/s^2, "3g" rad/s, "3m" any constant unit. "3a" and "3g" are
-/// taken together; a "3m" is taken with them if one has come. A pair of other shape is dropped; a "3m" of
-/// other shape or not a number is none. Out, stamped with the largest time stamp taken, in this order:
-/// "attitudeQ" 1x4 (w, x, y, z) and "attitude" 3x3, sensor to earth (East, North, Up); "3g_bias" 1x3 rad/s;
-/// "3a_prop" 1x3 m/s^2, earth frame, without gravity; "flag_rest"; "flag_mag", 1.0 while the field is
-/// disturbed or there is none. Nothing is sent before the first usable acceleration.
+/// taken together, and with them a "3m" if one has come: of several that are no later than the pair, the
+/// newest. A pair of other shape is dropped; a "3m" of other shape or not a number is none. Out, stamped with
+/// the largest time stamp taken, in this order: "attitudeQ" 1x4 (w, x, y, z) and "attitude" 3x3, sensor to
+/// earth (East, North, Up); "3g_bias" 1x3 rad/s; "3a_prop" 1x3 m/s^2, earth frame, without gravity;
+/// "flag_rest"; "flag_mag", 1.0 while the field is disturbed or there is none. Nothing is sent before the
+/// first usable acceleration.
 class FilterSphericalFilteringAttitude : public Filter {
 public:
     static constexpr const char* kTypeName = "FilterSphericalFilteringAttitude";
@@ -27,6 +28,7 @@ public:
 private:
     void onReset() { computer_.reset(); }
     SphericalAttitudeComputer::Settings settings() const;
+    Eigen::Vector3d takeField(double& t);
     void send(double t);
 
     InputPin<Matrix> acc_{"3a", this};

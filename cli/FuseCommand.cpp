@@ -28,6 +28,12 @@ void fuse(FuseOptions options, CommandContext& context) {
     FuseRun(options, context).run();
 }
 
+std::vector<std::string> formNames(const std::map<std::string, AttitudeForm>& forms) {
+    std::vector<std::string> names;
+    for (const auto& [name, form] : forms) names.push_back(name);
+    return names;
+}
+
 void addResultOptions(CLI::App& command, FuseOptions& options) {
     static const std::map<std::string, AttitudeForm> kForms = {{"quaternion", AttitudeForm::kQuaternion},
                                                                {"matrix", AttitudeForm::kMatrix},
@@ -35,11 +41,11 @@ void addResultOptions(CLI::App& command, FuseOptions& options) {
     command.add_option("-o,--output", options.output, "File to write; - is standard output")
         ->capture_default_str();
     command
-        .add_option(
-            "--as", options.form,
+        .add_option_function<std::string>(
+            "--as", [&options](const std::string& name) { options.form = kForms.at(name); },
             "What an attitude is written as: quaternion (qw, qx, qy, qz), matrix, or euler (degrees; yaw, "
             "pitch, roll: intrinsic turns about z, y, x)")
-        ->transform(CLI::CheckedTransformer(kForms).description(""))
+        ->check(CLI::IsMember(formNames(kForms)).description(""))
         ->type_name("quaternion|matrix|euler");
     command.add_option("--plot", options.plot, "Draw orientation, flags and errors over time")
         ->type_name("FILE.svg|FILE.png");
@@ -57,6 +63,7 @@ void addRecordingOptions(CLI::App& command, FuseOptions& options) {
         .add_option("--units", options.units, "Units that the header does not give: \"3a=g, 3g=deg/s, t=ms\"")
         ->group(group);
     command.add_option("--rate", options.rate, "Rows a second, for a recording without time stamps")
+        ->check(CLI::Range(0.0, 1e6).description(""))
         ->group(group);
 }
 
@@ -90,7 +97,10 @@ void addFuseCommand(CLI::App& app, CommandContext& context) {
         ->add_option("RECORDING", options->recording,
                      "Table with a header (.csv, .csv.gz); - is standard input")
         ->required();
-    command->add_option("--filter", options->type, "Filter type that estimates the attitude")
+    command
+        ->add_option("--filter", options->type,
+                     "Filter type that estimates the attitude; without it " + std::string(kDefaultTypes[0]))
+        ->check([](const std::string& name) { return name.empty() ? "a filter type is expected" : ""; })
         ->type_name("TYPE");
     command
         ->add_option(

@@ -79,6 +79,8 @@ public:
         noteTaken();
         return true;
     }
+    /// Time stamp of the sample held.
+    double heldTimeStamp() const { return current_->timeStamp; }
     /// Consumes the sample held: its time stamp becomes the last one, its value stays readable.
     void consume() {
         lastTimeStamp_ = current_->timeStamp;

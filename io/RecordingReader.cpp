@@ -213,12 +213,16 @@ bool RecordingReader::takeTime() {
 }
 
 void RecordingReader::takeChannels() {
-    bool complete = true;
+    bool all = true;
+    bool some = false;
     for (std::size_t i = 0; i < states_.size(); ++i) {
         takeChannel(schema_.channels[i], states_[i], row_.slots_[i]);
-        if (states_[i].together && !row_.has(i)) complete = false;
+        if (!states_[i].together) continue;
+        all &= row_.has(i);
+        some |= row_.isMeasured(i);
     }
-    if (complete) return;
+    row_.together_ = !some ? Row::Share::kNone : all ? Row::Share::kAll : Row::Share::kSome;
+    if (all) return;
     for (std::size_t i = 0; i < states_.size(); ++i) {
         if (states_[i].together) row_.slots_[i].sent = false;
     }
@@ -243,7 +247,9 @@ bool RecordingReader::isComment(std::string_view line) const {
     return line.front() == '#' || line.front() == '%' || line.substr(0, 2) == "//";
 }
 
-std::string RecordingReader::place() const { return name_ + ":" + std::to_string(lines_.number()) + ": "; }
+std::string RecordingReader::place() const {
+    return name_ + (lines_.number() > 0 ? ":" + std::to_string(lines_.number()) : "") + ": ";
+}
 
 bool RecordingReader::refuse(Fault fault, const std::string& what) {
     fault_ = fault;

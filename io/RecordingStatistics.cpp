@@ -63,6 +63,8 @@ void RecordingStatistics::add(const Row& row) {
     if (rows_++ == 0) firstTime_ = time;
     lastTime_ = time;
     steps_.add(time);
+    if (row.together() == Row::Share::kSome) ++partialRows_;
+    if (row.together() == Row::Share::kAll) ++completeRows_;
     for (std::size_t i = 0; i < channels_.size(); ++i) {
         ChannelCount& channel = channels_[i];
         if (row.has(i) && row.isRepeated(i)) ++channel.repeated;
@@ -76,10 +78,12 @@ void RecordingStatistics::add(const Row& row) {
         channel.greatestSquare = std::max(channel.greatestSquare, square);
     }
     const std::size_t both = std::max(accelerationIndex_, rateIndex_);
-    if (!rest_.isWatching() || both >= channels_.size()) return;
-    if (!row.isMeasured(accelerationIndex_) || !row.isMeasured(rateIndex_)) return;
-    rest_.add(time, Eigen::Map<const Eigen::Vector3d>(row.values(accelerationIndex_)),
-              Eigen::Map<const Eigen::Vector3d>(row.values(rateIndex_)));
+    if (both >= channels_.size() || !row.isMeasured(accelerationIndex_) || !row.isMeasured(rateIndex_))
+        return;
+    const Eigen::Vector3d acceleration(row.values(accelerationIndex_));
+    const Eigen::Vector3d rate(row.values(rateIndex_));
+    rates_.add(time, acceleration, rate);
+    if (rest_.isWatching()) rest_.add(time, acceleration, rate);
 }
 
 double RecordingStatistics::rate() const {
@@ -107,25 +111,34 @@ std::vector<std::string> RecordingStatistics::warnings(const Schema& schema) con
             out.push_back("pin \"" + channel.pin + "\" is 0 in every row: is that sensor switched off?");
         }
         if (channel.repeated > 0) {
-            out.push_back("pin \"" + channel.pin + "\": in " + std::to_string(channel.repeated) +
-                          " rows without a value its last one was repeated");
+            out.push_back("pin \"" + channel.pin + "\": in " + counted(channel.repeated, "row") +
+                          " without a value its last one was repeated");
         }
     }
-    warnOfUnits(schema, out);
+    if (partialRows_ > 0) {
+        out.push_back("in " + counted(partialRows_, "row") +
+                      " some of the pins that go together had no value: none of them was sent there");
+    }
+    warnOfRates(schema, out);
+    warnOfForce(out);
     warnOfTime(out);
     return out;
 }
 
-void RecordingStatistics::warnOfUnits(const Schema& schema, std::vector<std::string>& out) const {
+void RecordingStatistics::warnOfRates(const Schema& schema, std::vector<std::string>& out) const {
     const ChannelCount* rate = find("3g");
-    if (rate && rate->values > 0 &&
-        (rate->rootMeanSquare() > kImplausibleMeanRate ||
-         rate->greatestSquare > kImplausibleRate * kImplausibleRate)) {
-        const bool declared = schema.find("3g")->isUnitDeclared;
-        out.push_back("the gyroscope's rates (" + shortNumber(rate->rootMeanSquare()) +
-                      " rad/s in the mean) are too high for rad/s" +
-                      (declared ? "; is the unit given for 3g right?" : ": deg/s? Then say so: 3g=deg/s"));
-    }
+    if (!rate || rate->values == 0) return;
+    const bool isTooHigh = rate->rootMeanSquare() > kImplausibleMeanRate ||
+                           rate->greatestSquare > kImplausibleRate * kImplausibleRate;
+    if (!isTooHigh && !rates_.isContradicted()) return;
+    out.push_back("the gyroscope's rates (" + shortNumber(rate->rootMeanSquare()) +
+                  " rad/s in the mean) are too high for " +
+                  (isTooHigh ? "rad/s" : "an accelerometer that shows no tilt") +
+                  (schema.find("3g")->isUnitDeclared ? "; is the unit given for 3g right?"
+                                                     : ": deg/s? Then say so: 3g=deg/s"));
+}
+
+void RecordingStatistics::warnOfForce(std::vector<std::string>& out) const {
     const ChannelCount* force = find("3a");
     if (!force || force->values == 0 || force->greatestSquare == 0.0) return;
     const double mean = force->rootMeanSquare();
@@ -138,12 +151,12 @@ void RecordingStatistics::warnOfUnits(const Schema& schema, std::vector<std::str
 
 void RecordingStatistics::warnOfTime(std::vector<std::string>& out) const {
     if (steps_.gaps() > 0) {
-        out.push_back(std::to_string(steps_.gaps()) + (steps_.gaps() == 1 ? " gap" : " gaps") +
-                      " in the time stamps; the longest lasts " + shortNumber(steps_.longest().length) +
+        out.push_back(counted(steps_.gaps(), "gap") + " in the time stamps; the longest lasts " +
+                      shortNumber(steps_.longest().length) +
                       " s, after t = " + timeStamp(steps_.longest().after) + " s");
     }
     if (steps_.repeats() > 0) {
-        out.push_back(std::to_string(steps_.repeats()) + " rows have the time stamp of the row before");
+        out.push_back(counted(steps_.repeats(), "row") + " with the time stamp of the row before");
     }
     if (steps_.usualStep() >= 1.0 && rows_ > 2) {
         out.push_back("the usual step between rows is " + shortNumber(steps_.usualStep()) +

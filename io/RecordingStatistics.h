@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "io/RateCheck.h"
 #include "io/RestWatch.h"
 #include "io/Row.h"
 #include "io/Schema.h"
@@ -36,6 +37,9 @@ public:
     void finish() { steps_.finish(); }
 
     std::uint64_t rows() const { return rows_; }
+    /// Rows with some, and with all, of the channels that are sent together.
+    std::uint64_t partialRows() const { return partialRows_; }
+    std::uint64_t completeRows() const { return completeRows_; }
     double seconds() const { return rows_ > 1 ? lastTime_ - firstTime_ : 0.0; }
     double rate() const;
     const StepMonitor& steps() const { return steps_; }
@@ -49,16 +53,20 @@ public:
     std::vector<std::string> warnings(const Schema& schema) const;
 
 private:
-    void warnOfUnits(const Schema& schema, std::vector<std::string>& out) const;
+    void warnOfRates(const Schema& schema, std::vector<std::string>& out) const;
+    void warnOfForce(std::vector<std::string>& out) const;
     void warnOfTime(std::vector<std::string>& out) const;
 
     std::vector<ChannelCount> channels_;
     std::size_t accelerationIndex_;
     std::size_t rateIndex_;
     std::uint64_t rows_ = 0;
+    std::uint64_t partialRows_ = 0;
+    std::uint64_t completeRows_ = 0;
     double firstTime_ = 0.0;
     double lastTime_ = 0.0;
     StepMonitor steps_;
+    RateCheck rates_;
     RestWatch rest_;
 };
 

@@ -11,6 +11,17 @@ namespace {
 
 const double kLongestStep = 0.5;  // s; what happened in more cannot be told from its ends
 
+RecordingReader openIntervals(const std::string& path) {
+    ReaderOptions options;
+    options.mapping = "t = t_start; end = t_end";
+    try {
+        return RecordingReader::open(path, options);
+    } catch (const Poco::DataFormatException&) {
+        throw Poco::DataFormatException(path +
+                                        ": a table of intervals has the columns t_start and t_end, in s");
+    }
+}
+
 }  // namespace
 
 ReferenceTrack::ReferenceTrack(const std::string& path) : reader_(RecordingReader::open(path, {})) {
@@ -53,15 +64,19 @@ bool ReferenceTrack::advance() {
 }
 
 Intervals Intervals::open(const std::string& path) {
-    ReaderOptions options;
-    options.mapping = "t = t_start; end = t_end";
-    RecordingReader reader = RecordingReader::open(path, options);
+    RecordingReader reader = openIntervals(path);
     Intervals intervals;
     intervals.always_ = false;
     for (auto next = reader.next(); next != RecordingReader::Next::kEnd; next = reader.next()) {
         if (next == RecordingReader::Next::kFault) throw Poco::DataFormatException(reader.message());
         const Row& row = reader.row();
-        if (row.has(0)) intervals.intervals_.emplace_back(row.time(), row.values(0)[0]);
+        if (!row.has(0)) continue;
+        const double end = row.values(0)[0];
+        if (!(row.time() < end)) {
+            throw Poco::DataFormatException(path + ":" + std::to_string(reader.line()) +
+                                            ": an interval ends before it begins");
+        }
+        intervals.intervals_.emplace_back(row.time(), end);
     }
     return intervals;
 }

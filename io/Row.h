@@ -21,6 +21,9 @@ public:
     bool isMeasured(std::size_t channel) const { return slots_[channel].measured; }
     bool has(std::size_t channel) const { return slots_[channel].sent; }
     bool isRepeated(std::size_t channel) const { return slots_[channel].repeated; }
+    /// Of the channels that are sent together, those that the row can send: with some, none of them is sent.
+    enum class Share { kNone, kSome, kAll };
+    Share together() const { return together_; }
     /// The channel's elements, row by row, in the units that leave the reader; the row's life long.
     const double* values(std::size_t channel) const { return elements_.data() + slots_[channel].offset; }
 
@@ -28,6 +31,7 @@ private:
     friend class RecordingReader;
 
     double time_ = 0.0;
+    Share together_ = Share::kNone;
     std::vector<double> elements_;
     std::vector<Slot> slots_;
 };

@@ -65,6 +65,7 @@ public:
         noteUnknown();
         describe();
         refuseUseless();
+        judgeOptions();
         return std::move(schema_);
     }
 
@@ -228,15 +229,32 @@ private:
     }
 
     void refuseUseless() {
+        std::string understood = "understood were " + schema_.understood;
+        if (!schema_.unknownColumns.empty()) understood += ", not " + listed(schema_.unknownColumns);
         if (schema_.channels.empty()) {
-            throw Poco::DataFormatException("no column with measurements: understood were " +
-                                            schema_.understood + ", not " + listed(schema_.unknownColumns) +
+            throw Poco::DataFormatException("no column with measurements: " + understood +
                                             "; name them ax, ay, az, gx, ... or map them to pins");
         }
         if (schema_.timeColumn || options_.rate > 0.0) return;
-        throw Poco::DataFormatException("no time column: understood were " + schema_.understood + ", not " +
-                                        listed(schema_.unknownColumns) +
+        throw Poco::DataFormatException("no time column: " + understood +
                                         "; a column t, time or timestamp is needed, or the rate of the rows");
+    }
+
+    /// What is asked for and has no effect was meant to have one.
+    void judgeOptions() {
+        for (const auto& [pin, unit] : options_.units) {
+            if (schema_.find(pin) || (pin == "t" && schema_.timeColumn)) continue;
+            if (quantityOfPin(pin) == Quantity::kNone) {
+                throw Poco::DataFormatException("a unit is given for '" + pin +
+                                                "', which is no pin of this recording; understood were " +
+                                                schema_.understood);
+            }
+            schema_.notes.push_back("the unit given for '" + pin +
+                                    "' is not used: there are no such columns");
+        }
+        if (schema_.timeColumn && options_.rate > 0.0) {
+            schema_.notes.push_back("the rate given is not used: the rows have time stamps");
+        }
     }
 
     std::vector<std::string> rawNames() const {

@@ -66,4 +66,8 @@ std::string listed(const std::vector<std::string>& items, std::size_t shown) {
     return out;
 }
 
+std::string counted(std::uint64_t count, const std::string& noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 }  // namespace Kavelin::RecordingIO

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,5 +21,8 @@ std::vector<std::string> splitCells(std::string_view line, char separator);
 
 /// "a, b and 3 more": at most `shown` of the items, for messages.
 std::string listed(const std::vector<std::string>& items, std::size_t shown = 12);
+
+/// "1 row", "2 rows".
+std::string counted(std::uint64_t count, const std::string& noun);
 
 }  // namespace Kavelin::RecordingIO

@@ -4,10 +4,14 @@
 #include <stdio.h>
 #include <sys/wait.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
 
 #include "attitude/AngleConstants.h"
 #include "cli/CommandContext.h"
@@ -49,12 +53,31 @@ bool endsWith(const std::string& text, const std::string& end) {
     return text.size() > end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
+/// Whether a picture has its end: gnuplot does not notice when a disk is full.
+bool isComplete(const std::string& picture) {
+    std::ifstream in(picture, std::ios::binary | std::ios::ate);
+    const std::streamoff size = std::min<std::streamoff>(in.tellg(), 32);
+    std::string end(static_cast<std::size_t>(std::max<std::streamoff>(size, 0)), '\0');
+    in.seekg(-size, std::ios::end);
+    in.read(end.data(), size);
+    return in && (end.find("</svg>") != std::string::npos || end.find("IEND") != std::string::npos);
+}
+
 }  // namespace
 
 AttitudePlot::AttitudePlot(std::string file, std::string title)
-    : file_(std::move(file)), title_(std::move(title)) {
-    if (endsWith(file_, ".svg") || endsWith(file_, ".png")) return;
-    throw UsageError("--plot '" + file_ + "': a picture's file name ends in .svg or .png");
+    : file_(std::move(file)), part_(file_ + ".part"), title_(std::move(title)) {
+    if (!endsWith(file_, ".svg") && !endsWith(file_, ".png")) {
+        throw UsageError("--plot '" + file_ + "': a picture's file name ends in .svg or .png");
+    }
+    std::FILE* begun = std::fopen(part_.c_str(), "w");
+    if (!begun) throw UsageError("--plot '" + file_ + "' cannot be written: " + std::strerror(errno));
+    std::fclose(begun);
+}
+
+AttitudePlot::~AttitudePlot() {
+    std::error_code isDrawn;
+    std::filesystem::remove(part_, isDrawn);
 }
 
 void AttitudePlot::add(const FuseSink& sink) {
@@ -86,21 +109,21 @@ bool AttitudePlot::hasErrors() const {
 }
 
 void AttitudePlot::draw(double turn) {
-    const std::string part = file_ + ".part";
     const PipeEndsQuietly guard;
-    std::FILE* gnuplot = ::popen("gnuplot 2>/dev/null", "w");
+    std::FILE* gnuplot = ::popen("gnuplot >/dev/null 2>&1", "w");
     if (!gnuplot) throw Poco::WriteFileException("cannot start gnuplot for '" + file_ + "'");
-    const std::string text = script(part, turn);
+    const std::string text = script(part_, turn);
     const bool written = std::fwrite(text.data(), 1, text.size(), gnuplot) == text.size();
     const int status = ::pclose(gnuplot);
-    std::error_code ignored;
     if (WIFEXITED(status) && WEXITSTATUS(status) == 127) {
         throw Poco::WriteFileException("no picture '" + file_ + "': gnuplot is not installed");
     }
-    if (!written || status != 0 || !std::filesystem::exists(part, ignored)) {
-        throw Poco::WriteFileException("gnuplot could not draw '" + file_ + "'");
+    if (!written || status != 0) throw Poco::WriteFileException("gnuplot could not draw '" + file_ + "'");
+    if (!isComplete(part_)) {
+        throw Poco::WriteFileException("the picture '" + file_ +
+                                       "' could not be written whole: is the disk full?");
     }
-    std::filesystem::rename(part, file_);
+    std::filesystem::rename(part_, file_);
 }
 
 std::string AttitudePlot::script(const std::string& target, double turn) const {

@@ -13,15 +13,20 @@ namespace Kavelin::Cli {
 /// the run is.
 class AttitudePlot {
 public:
-    /// @throws UsageError for a file name that does not end in .svg or .png.
+    /// @throws UsageError for a file name that does not end in .svg or .png, and for one that cannot be
+    /// written.
     AttitudePlot(std::string file, std::string title);
+    /// Takes away what was begun and not drawn.
+    ~AttitudePlot();
+    AttitudePlot(const AttitudePlot&) = delete;
+    AttitudePlot& operator=(const AttitudePlot&) = delete;
 
     /// Takes the sink's present row, or leaves it out.
     void add(const FuseSink& sink);
 
     /// Draws.  @param turn rad, to be taken out of heading errors.
-    /// @throws Poco::WriteFileException where gnuplot is not installed, or when it
-    /// fails.
+    /// @throws Poco::WriteFileException where gnuplot is not installed, when it fails, or when the disk is
+    /// full.
     void draw(double turn);
 
 private:
@@ -47,6 +52,7 @@ private:
     std::string errorPanel(double turn) const;
 
     std::string file_;
+    std::string part_;  // drawn into, then given the file's name
     std::string title_;
     std::vector<Line> lines_;
     std::vector<Row> rows_;

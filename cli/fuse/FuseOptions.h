@@ -29,4 +29,8 @@ struct FuseOptions {
     std::vector<std::string> plugins;
 };
 
+/// Makes sure that the files to write are nobody else's: neither each other nor one that is read.
+/// @throws UsageError.
+void requireOwnFiles(const FuseOptions& options);
+
 }  // namespace Kavelin::Cli

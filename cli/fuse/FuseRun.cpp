@@ -3,6 +3,7 @@
 #include <Kavelin/Core/CommandProperty.h>
 #include <Kavelin/Core/ConnectionOptions.h>
 #include <Poco/Exception.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <ostream>
@@ -54,16 +55,11 @@ void printLines(std::ostream& err, const std::string& prefix, const std::string&
 }  // namespace
 
 FuseRun::FuseRun(const FuseOptions& options, CommandContext& context) : options_(options), context_(context) {
+    requireOwnFiles(options_);
     setUpEstimator();
     setUpReader();
     requireSensors();
-    setUpCompanion(quality_, "FilterOrientationQuality", "quality");
-    setUpCompanion(static_, "FilterStaticMode", "static");
-    // Its default is meant for degrees/s; the reader sends rad/s.
-    if (quality_) {
-        const double range = kGyroscopeRange * OrientationInternal::kDegreesToRadians;
-        quality_->getPropertyBag().get("SaturationGyro").deSerialize(std::to_string(range));
-    }
+    setUpCompanions();
     applySettings();
     setUpErrors();
     if (!options_.plot.empty()) plot_ = std::make_unique<AttitudePlot>(options_.plot, options_.recording);
@@ -96,6 +92,20 @@ void FuseRun::setUpReader() {
     reader_.open();
 }
 
+void FuseRun::setUpCompanions() {
+    setUpCompanion(quality_, "FilterOrientationQuality", "quality");
+    setUpCompanion(static_, "FilterStaticMode", "static");
+    // Its default is meant for degrees/s; the reader sends rad/s.
+    if (quality_) {
+        const double range = kGyroscopeRange * OrientationInternal::kDegreesToRadians;
+        quality_->getPropertyBag().get("SaturationGyro").deSerialize(std::to_string(range));
+    }
+    // A sensor that is not there says nothing against rest.
+    if (static_ && !hasChannel("3m")) {
+        for (const char* use : {"UseMag", "UseCosGB"}) static_->getPropertyBag().get(use).deSerialize("0");
+    }
+}
+
 void FuseRun::setUpCompanion(Core::Filter*& filter, const char* type, const char* name) {
     Core::PluginManager& plugins = Core::FlowManager::instance().getPluginManager();
     if (plugins.findPluginOf(type)) filter = &layout_.add(plugins.createFilter(type, name));
@@ -104,11 +114,20 @@ void FuseRun::setUpCompanion(Core::Filter*& filter, const char* type, const char
 bool FuseRun::hasChannel(const std::string& pin) const { return reader_.schema()->find(pin) != nullptr; }
 
 void FuseRun::requireSensors() const {
+    const RecordingIO::Schema& schema = *reader_.schema();
     for (const Estimator::Feed& feed : estimator_.feeds) {
-        const bool needed = estimator_.pairsInputs || feed.from != "3m";
-        if (!needed || hasChannel(feed.from)) continue;
-        throw UsageError(options_.type + " needs \"" + feed.from + "\", which " + options_.recording +
-                         " does not have; understood there: " + reader_.schema()->understood);
+        const RecordingIO::Channel* channel = schema.find(feed.from);
+        if (channel && (channel->rows != 1 || channel->cols != 3)) {
+            throw UsageError("\"" + feed.from + "\" is " + std::to_string(channel->rows) + "x" +
+                             std::to_string(channel->cols) + " in " + options_.recording +
+                             "; a sensor has three columns, x, y and z, in one row");
+        }
+        const bool needed = estimator_.pairsInputs || feed.from != "3m" || estimator_.feeds.size() == 1;
+        if (!needed || channel) continue;
+        std::string what = options_.type + " needs \"" + feed.from + "\", which " + options_.recording +
+                           " does not have; understood there: " + schema.understood;
+        for (const std::string& note : schema.notes) what += "\n" + note;
+        throw UsageError(what);
     }
 }
 
@@ -166,9 +185,16 @@ std::optional<Alignment> FuseRun::alignment() const {
 
 void FuseRun::setUpErrors() {
     if (!options_.reference.empty()) track_.emplace(options_.reference);
-    if (!options_.movement.empty()) intervals_ = RecordingIO::Intervals::open(options_.movement);
+    const bool hasReference = track_ || hasChannel("quat");
+    if (!options_.movement.empty()) {
+        if (!hasReference) {
+            throw UsageError("--movement says where errors count, but there is no reference: " +
+                             options_.recording + " has no quaternion, and no --reference is given");
+        }
+        intervals_ = RecordingIO::Intervals::open(options_.movement);
+    }
     const auto aligned = alignment();
-    if (aligned && (track_ || hasChannel("quat"))) errors_.emplace(*aligned);
+    if (aligned && hasReference) errors_.emplace(*aligned);
 }
 
 void FuseRun::setUpSink() {
@@ -185,6 +211,12 @@ void FuseRun::setUpSink() {
 }
 
 void FuseRun::connectAll() {
+    connectEstimator();
+    connectCompanions();
+    connectSink();
+}
+
+void FuseRun::connectEstimator() {
     if (estimator_.wantsColumns) {
         std::vector<std::string> pins;
         for (const Estimator::Feed& feed : estimator_.feeds) pins.push_back(feed.from);
@@ -200,13 +232,28 @@ void FuseRun::connectAll() {
         }
         Core::connect(*from, filter_->getInputPin(feed.to));
     }
-    for (Core::Filter* companion : {quality_, static_}) {
-        for (const char* pin : {"3a", "3g", "3m"}) {
-            if (companion && hasChannel(pin)) {
-                Core::connect(reader_.getOutputPin(pin), companion->getInputPin(pin), kNewestOnly);
-            }
+}
+
+void FuseRun::connectCompanions() {
+    const auto feed = [this](Core::AbstractOutputPin& from, Core::Filter& to) {
+        Core::connect(from, to.getInputPin(from.getName()), kNewestOnly);
+    };
+    const bool holds = static_ && hasChannel("3a") && hasChannel("3m");
+    if (holds) layout_.add(holder_);
+    for (const char* pin : {"3a", "3g", "3m"}) {
+        if (!hasChannel(pin)) continue;
+        Core::AbstractOutputPin& from = reader_.getOutputPin(pin);
+        if (quality_) feed(from, *quality_);
+        if (Core::AbstractOutputPin* held = holds ? holder_.findOutputPin(pin) : nullptr) {
+            feed(from, holder_);
+            feed(*held, *static_);
+        } else if (static_) {
+            feed(from, *static_);
         }
     }
+}
+
+void FuseRun::connectSink() {
     const auto toSink = [this](Core::Filter* filter, const std::string& from, const std::string& to,
                                const Core::ConnectionOptions& options = {}) {
         if (filter) Core::connect(filter->getOutputPin(from), sink_->getInputPin(to), options);
@@ -222,7 +269,9 @@ void FuseRun::connectAll() {
 
 void FuseRun::run() {
     const Interruption interruption([this] { reader_.interrupt(); });
-    ProgressBar progress(context_.err, !options_.quiet);
+    // Rows and the bar on one terminal would run into each other.
+    const bool rowsAreSeen = options_.output == "-" && ::isatty(STDOUT_FILENO) == 1;
+    ProgressBar progress(context_.err, !options_.quiet && !rowsAreSeen);
     bool hasFailed = false;
     // A run ends between two rows: what was sent has then been written.
     layout_.setRoundHook([&](double) {
@@ -258,21 +307,34 @@ void FuseRun::run() {
 
 void FuseRun::summarise() {
     if (sink_->attitudes() == 0) {
-        context_.err << "kavelin: no attitude came out of " << options_.type
-                     << ": is the recording shorter than its start phase, or a sensor without values?\n";
+        context_.err << "kavelin: no attitude came out of " << options_.type << ": " << whyNoAttitude()
+                     << "\n";
         context_.status = kDoneWithErrors;
     }
     if (options_.quiet) return;
-    const FuseSummary summary{options_.recording,
-                              options_.type,
-                              *reader_.schema(),
-                              *reader_.statistics(),
-                              *reader_.faults(),
-                              *sink_,
-                              errors_ ? &*errors_ : nullptr,
-                              dropped(),
-                              estimator_.uses("3g")};
+    const FuseSummary summary{.recording = options_.recording,
+                              .type = options_.type,
+                              .schema = *reader_.schema(),
+                              .statistics = *reader_.statistics(),
+                              .faults = *reader_.faults(),
+                              .sink = *sink_,
+                              .errors = errors_ ? &*errors_ : nullptr,
+                              .hasOwnReference = !track_ && hasChannel("quat"),
+                              .dropped = dropped(),
+                              .usesGyroscope = estimator_.uses("3g")};
     context_.err << summaryText(summary) << std::flush;
+}
+
+std::string FuseRun::whyNoAttitude() const {
+    const RecordingIO::RecordingStatistics& statistics = *reader_.statistics();
+    if (statistics.partialRows() > 0 && statistics.completeRows() == 0) {
+        std::string pins;
+        for (const Estimator::Feed& feed : estimator_.feeds) {
+            if (feed.from != "3m" || estimator_.pairsInputs) pins += (pins.empty() ? "" : ", ") + feed.from;
+        }
+        return "no row holds a value for all of " + pins + ", which it takes together";
+    }
+    return "is the recording shorter than its start phase, or a sensor without values?";
 }
 
 std::uint64_t FuseRun::dropped() const {

@@ -10,6 +10,7 @@
 #include "cli/fuse/AttitudePlot.h"
 #include "cli/fuse/ColumnTurner.h"
 #include "cli/fuse/Estimator.h"
+#include "cli/fuse/FieldHolder.h"
 #include "cli/fuse/FuseOptions.h"
 #include "cli/fuse/FuseSink.h"
 #include "io/FilterCsvReader.h"
@@ -33,6 +34,7 @@ public:
 private:
     void setUpReader();
     void setUpEstimator();
+    void setUpCompanions();
     void setUpCompanion(Core::Filter*& filter, const char* type, const char* name);
     void applySettings();
     void applySetting(const std::string& text);
@@ -40,7 +42,11 @@ private:
     void setUpErrors();
     void setUpSink();
     void connectAll();
+    void connectEstimator();
+    void connectCompanions();
+    void connectSink();
     void summarise();
+    std::string whyNoAttitude() const;
 
     bool hasChannel(const std::string& pin) const;
     std::optional<RecordingIO::Alignment> alignment() const;
@@ -50,6 +56,7 @@ private:
     CommandContext& context_;
     RecordingIO::FilterCsvReader reader_{"recording"};
     std::unique_ptr<ColumnTurner> turner_;
+    FieldHolder holder_{"holder"};
     std::unique_ptr<RecordingIO::ResultFile> file_;
     std::optional<RecordingIO::AttitudeErrors> errors_;
     std::optional<RecordingIO::ReferenceTrack> track_;

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "attitude/AngleConstants.h"
+#include "io/Text.h"
 
 namespace Kavelin::Cli {
 
@@ -22,7 +23,7 @@ std::string percent(double share) { return number(100.0 * share, 3) + " %"; }
 
 std::string rowsLine(const FuseSummary& summary) {
     const RecordingIO::RecordingStatistics& statistics = summary.statistics;
-    std::string text = summary.recording + ": " + std::to_string(statistics.rows()) + " rows in " +
+    std::string text = summary.recording + ": " + RecordingIO::counted(statistics.rows(), "row") + " in " +
                        number(statistics.seconds()) + " s";
     std::string rates;
     for (const auto& channel : statistics.channels()) {
@@ -70,14 +71,23 @@ std::string biasLine(const FuseSink& sink) {
     return "gyroscope bias found " + number(sink.bias()->norm() * kRadiansToDegrees, 3) + " degrees/s\n";
 }
 
-std::string errorLine(const RecordingIO::AttitudeErrors* errors) {
-    if (!errors) return {};
-    const RecordingIO::ErrorFigures figures = errors->figures();
-    if (figures.count == 0) return "no row has both an attitude and a reference\n";
+std::string errorLine(const FuseSummary& summary) {
+    if (!summary.errors) {
+        if (!summary.hasOwnReference) return {};
+        return "not compared with the reference: the attitude is in a frame of its own (--align chooses "
+               "one)\n";
+    }
+    const RecordingIO::ErrorFigures figures = summary.errors->figures();
+    if (figures.count == 0) {
+        return "no row has both an attitude and a reference" +
+               std::string(summary.hasOwnReference
+                               ? "; --reference " + summary.recording + " takes it between its rows as well\n"
+                               : "\n");
+    }
     std::string text = "error against the reference: total " + number(figures.total) + ", heading " +
                        number(figures.heading) + ", tilt " + number(figures.inclination) +
-                       " degrees, RMS over " + std::to_string(figures.count) + " rows";
-    const std::string_view aligned = alignmentName(errors->alignment());
+                       " degrees, RMS over " + RecordingIO::counted(figures.count, "row");
+    const std::string_view aligned = alignmentName(summary.errors->alignment());
     if (!aligned.empty()) text += ", " + std::string(aligned);
     return text + "\n";
 }
@@ -104,9 +114,10 @@ std::string timeText(double time) {
 }
 
 std::string summaryText(const FuseSummary& summary) {
-    return rowsLine(summary) + summary.type + ": " + std::to_string(summary.sink.attitudes()) +
-           " attitudes\n" + lossLine(summary) + flagLine(summary.sink) + staticLine(summary.sink) +
-           biasLine(summary.sink) + errorLine(summary.errors) + warningLines(summary);
+    return rowsLine(summary) + summary.type + ": " +
+           RecordingIO::counted(summary.sink.attitudes(), "attitude") + "\n" + lossLine(summary) +
+           flagLine(summary.sink) + staticLine(summary.sink) + biasLine(summary.sink) + errorLine(summary) +
+           warningLines(summary);
 }
 
 }  // namespace Kavelin::Cli

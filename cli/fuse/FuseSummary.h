@@ -18,7 +18,8 @@ struct FuseSummary {
     const RecordingIO::RecordingStatistics& statistics;
     const RecordingIO::FaultCounts& faults;
     const FuseSink& sink;
-    const RecordingIO::AttitudeErrors* errors;  ///< null without a reference
+    const RecordingIO::AttitudeErrors* errors;  ///< null where nothing is compared
+    bool hasOwnReference;                       ///< the recording holds a quaternion, and no other was given
     std::uint64_t dropped;
     bool usesGyroscope;
 };

@@ -56,6 +56,21 @@ TEST_F(FilterSphericalTest, AccelerationAndRateAreTakenTogetherAndTheFieldOnlyIf
     EXPECT_EQ(h_.sent("attitude").size(), 2u) << "a missing field is a step without it";
 }
 
+TEST_F(FilterSphericalTest, OfSeveralFieldsTheNewestThatIsNoLaterThanThePairCounts) {
+    h_.feed("3m", 0.0, row({20, 0, -40}));
+    h_.feed("3m", 0.1, row({0, 20, -40}));
+    h_.feed("3m", 0.2, row({-20, 0, -40}));
+    h_.feed("3a", 0.1, row({0, 0, 9.81}));
+    h_.feed("3g", 0.1, row({0, 0, 0}));
+    h_.process();
+    EXPECT_EQ(h_.sends().back().t, 0.1);
+    EXPECT_THAT(h_.sent("attitude").back().value, isNearMatrix(Matrix(Matrix::Identity(3, 3))));
+    h_.feed("3a", 0.15, row({0, 0, 9.81}));
+    h_.feed("3g", 0.15, row({0, 0, 0}));
+    h_.process();
+    EXPECT_EQ(h_.sends().back().t, 0.2) << "one that is there is taken, whenever it was";
+}
+
 TEST_F(FilterSphericalTest, PairsOfOtherShapeAreConsumedAndDropped) {
     for (const Matrix& bad : {column({0, 0, 9.81}), row({0, 0}), row({0, 0, 9.81, 1}), Matrix()}) {
         h_.feed("3a", 0, bad);

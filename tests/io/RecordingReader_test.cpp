@@ -121,7 +121,7 @@ TEST(RecordingReader, refusesFilesThatCannotBeUsed) {
         }
         return "accepted";
     };
-    EXPECT_EQ(refusal(""), "r.csv:0: the file is empty: there is no header and no row");
+    EXPECT_EQ(refusal(""), "r.csv: the file is empty: there is no header and no row");
     EXPECT_EQ(refusal("# only\n\n"), "r.csv:2: no header: there are only comments and empty lines");
     EXPECT_THAT(refusal("1,2,3\n4,5,6\n"), HasSubstr("r.csv:1: no header: the first line holds numbers"));
     EXPECT_THROW(RecordingReader::open("/nowhere/r.csv", {}), Poco::FileNotFoundException);

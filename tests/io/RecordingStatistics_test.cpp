@@ -1,7 +1,6 @@
 #include "io/RecordingStatistics.h"
 
 #include "io/RecordingReader.h"
-
 #include "io/Simulator.h"
 #include "support/TestKit.h"
 
@@ -47,6 +46,10 @@ TEST(RecordingStatistics, warnsOfUnitsThatCannotBeRight) {
     EXPECT_THAT(seen(simulated(1, 1)).warnings(), IsEmpty());
     EXPECT_THAT(seen(simulated(1, 180 / M_PI)).warnings(),
                 ElementsAre(HasSubstr("too high for rad/s: deg/s? Then say so: 3g=deg/s")));
+    std::string slow = "t,ax,ay,az,gx,gy,gz\n";
+    for (int i = 0; i < 40; ++i) slow += std::to_string(0.1 * i) + ",0.1,0,9.8,0,0.5,0\n";
+    EXPECT_THAT(seen(slow).warnings(),
+                ElementsAre(HasSubstr("too high for an accelerometer that shows no tilt: deg/s?")));
     EXPECT_THAT(seen(simulated(1 / 9.80665, 1)).warnings(),
                 ElementsAre(HasSubstr("not gravity: g? Then say so: 3a=g")));
     ReaderOptions declared;
@@ -124,7 +127,7 @@ TEST(RecordingStatistics, warnsOfGapsEqualTimesAndUndeclaredMilliseconds) {
     EXPECT_THAT(
         seen("t,ax,ay,az\n0,0,0,9.8\n0.1,0,0,9.8\n0.2,0,0,9.8\n5.3,0,0,9.8\n5.3,0,0,9.8\n").warnings(),
         ElementsAre(HasSubstr("1 gap in the time stamps; the longest lasts 5.1 s, after t = 0.2 s"),
-                    HasSubstr("1 rows have the time stamp of the row before")));
+                    HasSubstr("1 row with the time stamp of the row before")));
     EXPECT_THAT(seen("t,ax,ay,az\n0,0,0,9.8\n10,0,0,9.8\n20,0,0,9.8\n").warnings(),
                 ElementsAre(HasSubstr("is the time in ms or us? Then say so: t=ms")));
 }

@@ -49,6 +49,8 @@ TEST(Intervals, containTheirStartAndNotTheirEnd) {
     for (const double outside : {0.0, 2.0, 4.9, 6.5}) EXPECT_FALSE(some.contains(outside)) << outside;
     EXPECT_TRUE(Intervals().contains(-1e9));
     EXPECT_THROW(Intervals::open(folder.write("x.csv", "from,to\n1,2\n")), Poco::DataFormatException);
+    EXPECT_THROW(Intervals::open(folder.write("y.csv", "t_start,t_end\n1,2\n4,3\n")),
+                 Poco::DataFormatException);
 }
 
 }  // namespace

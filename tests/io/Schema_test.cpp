@@ -92,10 +92,14 @@ TEST(Schema, refusesHeadersWithAReason) {
         {"an absurd shape", "t,a,b", "p=a,b as 9223372036854775809x4", "", "names 2 columns, not as many"},
         {"no equals sign", "t,a", "p a", "", "has no '='"},
         {"two columns of time", "t,u,ax,ay,az", "t=t,u", "", "gives the time more than one column"},
+        {"only a time", "t", "", "", "no column with measurements: understood were t; name them"},
+        {"a unit for no pin", "t,gx,gy,gz", "", "gyr=deg/s",
+         "'gyr', which is no pin of this recording; understood were t, 3g"},
     };
     for (const Row& row : rows) {
         SchemaOptions options;
         options.mapping = row.mapping;
+        options.units = parseUnits(row.units);
         try {
             understandHeader(row.header, options);
             ADD_FAILURE() << row.rule << " was accepted";
@@ -107,10 +111,15 @@ TEST(Schema, refusesHeadersWithAReason) {
 }
 
 TEST(Schema, saysWhatItLeavesOut) {
-    const Schema schema = understandHeader("t,ax,ay,az,gx,gy,pressure", {});
+    SchemaOptions options;
+    options.units = {{"3a", "g"}, {"3m", "G"}};
+    options.rate = 50;
+    const Schema schema = understandHeader("t,ax,ay,az,gx,gy,pressure", options);
     EXPECT_THAT(schema.unknownColumns, testing::ElementsAre("gx", "gy", "pressure"));
-    ASSERT_EQ(schema.notes.size(), 1u);
-    EXPECT_EQ(schema.notes[0], "pin \"3g\" is not sent: beside gx, gy there is no column for z");
+    EXPECT_THAT(schema.notes,
+                testing::ElementsAre("pin \"3g\" is not sent: beside gx, gy there is no column for z",
+                                     "the unit given for '3m' is not used: there are no such columns",
+                                     "the rate given is not used: the rows have time stamps"));
 }
 
 }  // namespace
