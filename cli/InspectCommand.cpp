@@ -12,6 +12,7 @@ namespace {
 
 struct InspectOptions {
     std::string type;
+    bool hasType = false;  // an empty one is a type that there is not
     bool json = false;
     std::vector<std::string> plugins;
 };
@@ -19,14 +20,14 @@ struct InspectOptions {
 void inspect(const InspectOptions& options, CommandContext& context) {
     loadPlugins(context, options.plugins);
     const nlohmann::ordered_json description =
-        options.type.empty() ? describePlugins() : describeType(options.type);
+        options.hasType ? describeType(options.type) : describePlugins();
     if (options.json) {
         context.out << description.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
                     << '\n';
-    } else if (options.type.empty()) {
-        printPlugins(context.out, description);
-    } else {
+    } else if (options.hasType) {
         printType(context.out, description);
+    } else {
+        printPlugins(context.out, description);
     }
 }
 
@@ -36,10 +37,13 @@ void addInspectCommand(CLI::App& app, CommandContext& context) {
     const auto options = std::make_shared<InspectOptions>();
     CLI::App* command =
         app.add_subcommand("inspect", "Show plugins and filter types, or the pins and properties of one");
-    command->add_option("TYPE", options->type, "Filter type, e.g. FilterCompass");
+    const CLI::Option* type = command->add_option("TYPE", options->type, "Filter type, e.g. FilterCompass");
     command->add_flag("--json", options->json, "For programs: one JSON object");
     addPluginOption(*command, options->plugins);
-    command->callback([options, &context] { inspect(*options, context); });
+    command->callback([options, type, &context] {
+        options->hasType = type->count() > 0;
+        inspect(*options, context);
+    });
 }
 
 }  // namespace Kavelin::Cli
