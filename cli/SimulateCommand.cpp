@@ -1,10 +1,15 @@
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
+#include <charconv>
+#include <limits>
 #include <memory>
 #include <ostream>
 
 #include "cli/CommandContext.h"
 #include "cli/Commands.h"
 #include "cli/Interruption.h"
+#include "cli/fuse/ProgressBar.h"
 #include "io/SimulatedTable.h"
 
 namespace Kavelin::Cli {
@@ -13,12 +18,40 @@ namespace {
 
 using RecordingIO::SimulationOptions;
 
+constexpr std::uint64_t kRowsBetweenLooks = 256;  // at the clock
+
 struct SimulateOptions {
     SimulationOptions simulation;
     std::string output = "-";
-    std::uint64_t rows = 0;
+    std::uint64_t rows = 0;  ///< 0: as `seconds` says
     bool withoutTruth = false;
 };
+
+/// What a text must be for an option that takes a whole number; the parser itself would take -1 for 2^64-1.
+CLI::Validator wholeNumberFrom(std::uint64_t least) {
+    const auto check = [least](const std::string& text) -> std::string {
+        std::uint64_t number = 0;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+        if (error == std::errc() && end == text.data() + text.size() && number >= least) return {};
+        return "takes a whole number from " + std::to_string(least) + " to " +
+               std::to_string(std::numeric_limits<std::uint64_t>::max()) + "; this is '" + text + "'";
+    };
+    return {check, "", "whole number"};
+}
+
+void write(const SimulateOptions& options, RecordingIO::ResultFile& file, CommandContext& context) {
+    const SimulationOptions& simulation = options.simulation;
+    const bool showsRows = options.output == "-" && ::isatty(STDOUT_FILENO) == 1;
+    ProgressBar progress(context.err, !showsRows);
+    const double rows = simulation.seconds * simulation.rate * (1.0 - simulation.missing);
+    const auto isStopped = [&] {
+        if (progress.isOn() && file.rows() % kRowsBetweenLooks == 0)
+            progress.show(file.rows(), static_cast<double>(file.rows()) / rows);
+        return Interruption::hasCome();
+    };
+    RecordingIO::writeSimulation(simulation, !options.withoutTruth, file, isStopped);
+    file.finish();
+}
 
 void simulate(SimulateOptions options, CommandContext& context) {
     // Half a row less than the last: no rounding can add or lose one.
@@ -28,10 +61,9 @@ void simulate(SimulateOptions options, CommandContext& context) {
     const Interruption interruption;
     context.out.flush();
     RecordingIO::ResultFile file(options.output);
-    RecordingIO::writeSimulation(options.simulation, !options.withoutTruth, file, Interruption::hasCome);
-    file.finish();
+    write(options, file, context);
     if (!Interruption::hasCome()) return;
-    context.err << "kavelin: interrupted after " << file.rows() << " rows, which are kept" << std::endl;
+    context.err << "kavelin: interrupted; the rows done are kept" << std::endl;
     context.status = kDoneWithErrors;
 }
 
@@ -50,6 +82,7 @@ void addErrorOptions(CLI::App& command, SimulationOptions& simulation) {
     add("--jitter", simulation.jitter, "By which share of a row's time its time stamp is late at most");
     add("--missing", simulation.missing, "Share of the rows that are lost");
     command.add_option("--mag-every", simulation.magnetometerEvery, "Rows from one field sample to the next")
+        ->check(wholeNumberFrom(1))
         ->capture_default_str()
         ->group(group);
 }
@@ -64,9 +97,13 @@ void addSimulateCommand(CLI::App& app, CommandContext& context) {
     command->add_option("-o,--output", options->output, "File to write; - is standard output")
         ->capture_default_str();
     command->add_option("--seed", simulation.seed, "Same seed, same bytes, on any machine")
+        ->check(wholeNumberFrom(0))
         ->capture_default_str();
-    command->add_option("--seconds", simulation.seconds, "Length")->capture_default_str();
-    command->add_option("--rows", options->rows, "Length in rows, instead of --seconds");
+    CLI::Option* seconds =
+        command->add_option("--seconds", simulation.seconds, "Length")->capture_default_str();
+    command->add_option("--rows", options->rows, "Length in rows, 1 or more, instead of --seconds")
+        ->check(wholeNumberFrom(1))
+        ->excludes(seconds);
     command->add_option("--rate", simulation.rate, "Rows a second")->capture_default_str();
     command->add_option("--first-rest", simulation.firstRest, "Rest at the start, s")->capture_default_str();
     command->add_option("--turning", simulation.rateRms, "Rate of full motion, each axis, RMS, rad/s")

@@ -27,7 +27,7 @@ void cells(ResultFile& file, Eigen::Matrix<double, kSize, 1> values, double step
 }  // namespace
 
 std::uint64_t writeSimulation(const SimulationOptions& options, bool truth, ResultFile& file,
-                              bool (*isStopped)()) {
+                              const std::function<bool()>& isStopped) {
     Simulator simulator(options);
     file.header(truth ? "t,ax,ay,az,gx,gy,gz,mx,my,mz,qw,qx,qy,qz" : "t,ax,ay,az,gx,gy,gz,mx,my,mz");
     SimulatedRow row;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 
 #include "io/ResultFile.h"
 #include "io/Simulator.h"
@@ -11,6 +12,6 @@ namespace Kavelin::RecordingIO {
 /// `qw,qx,qy,qz`. Values are rounded to what a sensor of this kind resolves, which keeps the file small.
 /// @param isStopped asked before each row; true ends the recording there.  @return rows written.
 std::uint64_t writeSimulation(const SimulationOptions& options, bool truth, ResultFile& file,
-                              bool (*isStopped)() = nullptr);
+                              const std::function<bool()>& isStopped = {});
 
 }  // namespace Kavelin::RecordingIO
