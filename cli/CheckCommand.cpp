@@ -17,14 +17,11 @@ void check(const LayoutOptions& options, CommandContext& context) {
     const LayoutFile layout = readLayout(options, mistakes);
     LayoutBuilder builder(layout, Core::FlowManager::instance(), mistakes);
     builder.build();
-    builder.checkNames();
     builder.findIdle(mistakes);
-    builder.tryActions();
+    builder.check();
     if (mistakes.empty()) return;
     printMistakes(context, options.file, mistakes);
-    const std::string count =
-        mistakes.size() == 1 ? "1 mistake" : std::to_string(mistakes.size()) + " mistakes";
-    throw UsageError(count + " in " + options.file);
+    throw UsageError(countText(mistakes) + " in " + options.file);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "cli/LayoutOptions.h"
 #include "cli/layout/LayoutRun.h"
 #include "cli/layout/LayoutWriter.h"
+#include "io/ResultFile.h"
 
 namespace Kavelin::Cli {
 
@@ -22,8 +23,7 @@ struct RunCommandOptions {
 void requireNone(const Mistakes& mistakes, const std::string& file, CommandContext& context) {
     if (mistakes.empty()) return;
     printMistakes(context, file, mistakes);
-    throw UsageError(file +
-                     " cannot be run; mend it, or ask `kavelin check` for everything that is wrong with it");
+    throw UsageError(file + " cannot be run: " + countText(mistakes));
 }
 
 void save(const LayoutBuilder& builder, const std::string& file) {
@@ -32,10 +32,14 @@ void save(const LayoutBuilder& builder, const std::string& file) {
     if (!stream.flush()) throw std::runtime_error(file + " cannot be written");
 }
 
-void makeFolder(const std::string& folder) {
+/// The folder that ${OUT} stands for; relative, it is meant as file names in the layout are.
+void makeFolder(const LayoutFile& layout) {
+    const std::string out = Core::FlowManager::instance().expandVariables("${OUT}");
+    if (out.empty()) return;
+    const std::filesystem::path folder = layout.folder / out;
     std::error_code error;
-    if (!folder.empty()) std::filesystem::create_directories(folder, error);
-    if (error) throw UsageError("the folder " + folder + " cannot be made: " + error.message());
+    std::filesystem::create_directories(folder, error);
+    if (error) throw UsageError("the folder " + folder.string() + " cannot be made: " + error.message());
 }
 
 void run(const RunCommandOptions& options, CommandContext& context) {
@@ -43,13 +47,16 @@ void run(const RunCommandOptions& options, CommandContext& context) {
     const LayoutFile layout = readLayout(options.layout, mistakes);
     LayoutBuilder builder(layout, Core::FlowManager::instance(), mistakes);
     builder.build();
-    builder.checkNames();
+    builder.check();
     requireNone(mistakes, options.layout.file, context);
+    builder.rebuild();
     builder.findIdle(idle);
     printMistakes(context, options.layout.file, idle);
-    makeFolder(options.layout.out);
+    makeFolder(layout);
     builder.activateCommands();
+    builder.prepareRun();
     requireNone(mistakes, options.layout.file, context);
+    if (!options.save.empty()) RecordingIO::ResultFile::requireWritable(options.save);
     LayoutRun layoutRun(layout, builder, Core::FlowManager::instance(), context.err, options.run);
     if (!layoutRun.run()) context.status = kDoneWithErrors;
     if (!options.save.empty()) save(builder, options.save);

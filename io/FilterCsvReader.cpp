@@ -167,6 +167,10 @@ double FilterCsvReader::progress() const {
     return isOpen() ? stream_->recording().progress() : std::numeric_limits<double>::quiet_NaN();
 }
 
+void FilterCsvReader::prepareRun() {
+    if (!canBeReadOnlyOnce(fileName_.get())) open();
+}
+
 std::vector<std::string> FilterCsvReader::runNotes() const {
     if (!isOpen()) return {};
     return stream_->statistics().warnings(stream_->recording().schema());

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "core/FilterKit.h"
-#include "io/EndOfRun.h"
 #include "io/RecordingReader.h"
 #include "io/RecordingStatistics.h"
+#include "io/RunParticipant.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -33,7 +33,7 @@ using OrientationInternal::ValueProperty;
 /// The file is opened when its first row is asked for. A row that cannot be used is an exception out of
 /// `process`, with file and line in its message, and the next call goes on behind it: after ten of one kind
 /// the message is the same for all further ones, so that a host that lists distinct messages does not drown.
-class FilterCsvReader : public Filter, public Core::Source, public EndOfRun {
+class FilterCsvReader : public Filter, public Core::Source, public RunParticipant {
 public:
     static constexpr const char* kTypeName = "FilterCsvReader";
 
@@ -47,10 +47,12 @@ public:
     void interrupt() override;              // [any thread]
     void resume() override;                 // [any thread]
     double progress() const override;       // [layout thread]
+    /// Opens the file, unless it could be waited for or be read only once.
+    void prepareRun() override;
     std::vector<std::string> runNotes() const override;
 
-    /// What the header says, what the rows sent so far hold, and what was left out before them; null before the
-    /// file was opened.  [layout thread, or not running]
+    /// What the header says, what the rows sent so far hold, and what was left out before them; null before
+    /// the file was opened.  [layout thread, or not running]
     const Schema* schema() const;
     const RecordingStatistics* statistics() const;
     const FaultCounts* faults() const;
@@ -99,9 +101,9 @@ private:
     ValueProperty<std::string> together_{"Together", this, "", handler(this, &FilterCsvReader::onText)};
 
     std::vector<std::unique_ptr<OutputPin<Matrix>>> otherPins_;
-    mutable bool stale_ = true;  // the properties changed since the file was opened
+    mutable bool stale_ = true;        // the properties changed since the file was opened
     mutable std::vector<Lane> lanes_;  // by channel
-    mutable std::mutex streamMutex_;   // held to replace the stream, and by who may not be the layout's thread
+    mutable std::mutex streamMutex_;  // held to replace the stream, and by who may not be the layout's thread
     mutable std::unique_ptr<Stream> stream_;
     bool isInterrupted_ = false;
     double currentTime_ = 0.0;

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "core/FilterKit.h"
-#include "io/EndOfRun.h"
+#include "io/RunParticipant.h"
 #include "io/TableWriter.h"
 
 namespace Kavelin::RecordingIO {
@@ -22,7 +22,7 @@ using OrientationInternal::Matrix;
 /// The file is created with the first sample, under a temporary name, and takes its own when the run is
 /// completed, the file name changes or the filter goes. A sample of another shape and a disk without room are
 /// exceptions out of `process`; after a failure to write, samples are taken and dropped.
-class FilterCsvWriter : public Filter, public EndOfRun {
+class FilterCsvWriter : public Filter, public RunParticipant {
 public:
     static constexpr const char* kTypeName = "FilterCsvWriter";
 
@@ -30,7 +30,9 @@ public:
 
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
-    void completeRun() override;  // [any thread, the layout not running]
+    std::string resultFile() const override;  // [any thread, the layout not running]
+    void prepareRun() override;               // [as resultFile]
+    void completeRun() override;              // [as resultFile]
 
 protected:
     Core::AbstractInputPin* demandInputPin(const std::string& pinName) override;
@@ -43,6 +45,7 @@ private:
     };
 
     void openTable();
+    void requireFileName() const;
     void takeWaiting();
     std::size_t earliest() const;
     void write(std::size_t index);

@@ -17,9 +17,15 @@ namespace Kavelin::RecordingIO {
 
 namespace {
 
+constexpr const char* kTemporaryEnding = ".part";
+
 bool isOrdinaryOrNew(const std::string& path) {
     struct ::stat status {};
     return ::stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode);
+}
+
+[[noreturn]] void refuse(const std::string& path, int error) {
+    throw Poco::CreateFileException("cannot write '" + path + "'", std::string(std::strerror(error)));
 }
 
 std::string withLinksResolved(const std::string& path) {
@@ -55,11 +61,25 @@ ResultFile::ResultFile(const std::string& path) : path_(path), target_(path), bu
     std::string name = path;
     if (isOrdinaryOrNew(path)) {
         target_ = withLinksResolved(path);
-        name = temporary_ = target_ + ".part";
+        name = temporary_ = target_ + kTemporaryEnding;
     }
     fd_ = ::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (fd_ < 0)
-        throw Poco::CreateFileException("cannot write '" + path + "'", std::string(std::strerror(errno)));
+    if (fd_ < 0) refuse(path, errno);
+}
+
+void ResultFile::requireWritable(const std::string& path) {
+    if (path == "-") return;
+    if (!isOrdinaryOrNew(path)) {  // opening a pipe would wait for its reader
+        if (std::filesystem::is_directory(path)) refuse(path, EISDIR);
+        if (::access(path.c_str(), W_OK) != 0) refuse(path, errno);
+        return;
+    }
+    const std::string temporary = withLinksResolved(path) + kTemporaryEnding;
+    const bool wasThere = ::access(temporary.c_str(), F_OK) == 0;
+    const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    if (fd < 0) refuse(path, errno);
+    ::close(fd);
+    if (!wasThere) ::unlink(temporary.c_str());
 }
 
 ResultFile::~ResultFile() {
@@ -116,7 +136,7 @@ void ResultFile::flush() {
 
 void ResultFile::fail(int error) {
     used_ = lastRowEnd_ = 0;
-    const std::string kept = std::to_string(rows_) + " rows are kept";
+    const std::string kept = rows_ == 1 ? "1 row is kept" : std::to_string(rows_) + " rows are kept";
     if (!temporary_.empty() && ::ftruncate(fd_, static_cast<::off_t>(bytesWritten_)) != 0) {
         bytesWritten_ = 0;
     }

@@ -28,6 +28,10 @@ public:
     /// Keeps the rows done, as `finish` does; a failure then is lost.
     ~ResultFile();
 
+    /// Makes sure that a ResultFile of that path can be made, and makes none: what is there stays as it is.
+    /// Raises as the constructor.
+    static void requireWritable(const std::string& path);
+
     /// Writes the line of column names, without its line feed; before the first row.
     void header(std::string_view names);
     /// Appends text as it stands, within a row.

@@ -13,6 +13,7 @@
 #include "cli/fuse/Estimator.h"
 #include "cli/layout/NearestNames.h"
 #include "cli/layout/PropertyAccess.h"
+#include "io/RunParticipant.h"
 
 namespace Kavelin::Cli {
 
@@ -44,14 +45,27 @@ std::filesystem::path folderFor(const PropertyValue& value, const LayoutFile& fi
 LayoutBuilder::LayoutBuilder(const LayoutFile& file, Core::FlowManager& flow, Mistakes& mistakes)
     : file_(file), flow_(flow), mistakes_(mistakes) {}
 
-LayoutBuilder::~LayoutBuilder() {
+LayoutBuilder::~LayoutBuilder() { destroy(); }
+
+void LayoutBuilder::destroy() {
     filters_.clear();
+    fileUses_.clear();
     for (const std::string& layout : layouts_) flow_.destroyLayout(layout);
+    layouts_.clear();
 }
 
 void LayoutBuilder::build() {
     loadPlugins();
     setVariables();
+    make();
+}
+
+void LayoutBuilder::rebuild() {
+    destroy();
+    make();
+}
+
+void LayoutBuilder::make() {
     for (const LayoutEntry& layout : file_.layouts) createFilters(layout);
     for (const LayoutEntry& layout : file_.layouts)
         for (const FilterEntry& filter : layout.filters) writeProperties(filter);
@@ -129,10 +143,19 @@ void LayoutBuilder::write(Core::Filter& filter, Core::AbstractProperty& property
                           const PropertyValue& value) {
     try {
         writeProperty(property, value, folderFor(value, file_));
+        if (property.describe().kind == "file name") noteFile(filter, property, value.place);
     } catch (const std::exception& error) {
         say(value.place,
             named(filter) + ", " + inQuotes(property.getName()) + ": " + refusalText(property, value, error));
     }
+}
+
+void LayoutBuilder::noteFile(const Core::Filter& filter, const Core::AbstractProperty& property,
+                             const Place& place) {
+    FileUse use{named(filter), property.getName(), flow_.expandVariables(property.exactText()), false, place};
+    const auto* participant = dynamic_cast<const RecordingIO::RunParticipant*>(&filter);
+    use.isWritten = participant != nullptr && participant->resultFile() == use.file;
+    if (!use.file.empty()) fileUses_.push_back(std::move(use));
 }
 
 void LayoutBuilder::connect(const ConnectionEntry& entry) {
@@ -191,6 +214,12 @@ Core::CommandProperty* LayoutBuilder::findCommand(Core::Filter& filter, const Pl
     return command;
 }
 
+void LayoutBuilder::check() {
+    checkNames();
+    tryActions();
+    findFileConflicts(fileUses_, mistakes_);
+}
+
 void LayoutBuilder::checkNames() {
     for (const LayoutEntry& layout : file_.layouts)
         for (const FilterEntry& entry : layout.filters)
@@ -210,14 +239,14 @@ void LayoutBuilder::checkNames() {
 void LayoutBuilder::tryActions() {
     std::vector<const ActionEntry*> writes;
     for (const ActionEntry& action : file_.actions)
-        if (action.kind == ActionEntry::Kind::set) writes.push_back(&action);
+        if (action.value) writes.push_back(&action);
     std::stable_sort(writes.begin(), writes.end(),
                      [](const ActionEntry* a, const ActionEntry* b) { return a->at < b->at; });
     for (const ActionEntry* action : writes) {
         Core::Filter* filter = find(action->target.filter);
         Core::AbstractProperty* property =
             filter == nullptr ? nullptr : filter->getPropertyBag().find(action->target.element);
-        if (property != nullptr) write(*filter, *property, action->value);
+        if (property != nullptr) write(*filter, *property, *action->value);
     }
 }
 
@@ -256,11 +285,33 @@ void LayoutBuilder::activate(Core::Filter& filter, const PlacedText& name) {
     }
 }
 
+void LayoutBuilder::prepareRun() {
+    for (const auto& [name, filter] : filters_) {
+        auto* participant = dynamic_cast<RecordingIO::RunParticipant*>(filter);
+        const bool mayBeMended = std::any_of(file_.actions.begin(), file_.actions.end(),
+                                             [&wanted = name](const ActionEntry& action) {
+                                                 return action.value && action.target.filter == wanted;
+                                             });
+        if (participant == nullptr || mayBeMended) continue;
+        try {
+            participant->prepareRun();
+        } catch (const std::exception& error) {
+            say(placeOfFile(*filter), named(*filter) + ": " + Core::exceptionMessage(error));
+        }
+    }
+}
+
+Place LayoutBuilder::placeOfFile(const Core::Filter& filter) const {
+    const auto use = std::find_if(fileUses_.begin(), fileUses_.end(),
+                                  [&](const FileUse& one) { return one.filter == named(filter); });
+    return use == fileUses_.end() ? file_.findFilter(filter.getName())->name.place : use->place;
+}
+
 void LayoutBuilder::perform(const ActionEntry& action) {
     Core::AbstractProperty& property =
         find(action.target.filter)->getPropertyBag().get(action.target.element);
     if (action.kind == ActionEntry::Kind::set)
-        writeProperty(property, action.value, folderFor(action.value, file_));
+        writeProperty(property, *action.value, folderFor(*action.value, file_));
     else
         dynamic_cast<Core::CommandProperty&>(property).activate();
 }

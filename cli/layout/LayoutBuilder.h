@@ -5,6 +5,7 @@
 #include <map>
 #include <string>
 
+#include "cli/layout/FileConflicts.h"
 #include "cli/layout/LayoutFile.h"
 
 namespace Kavelin::Core {
@@ -27,18 +28,23 @@ public:
 
     void build();
 
-    /// Adds a mistake for every command and action that names what does not exist.
-    void checkNames();
+    /// Adds what else is wrong with what was built: commands and actions that name what does not exist,
+    /// values of actions that are refused, files that a filter writes and another uses. The properties then
+    /// are as the last action leaves them.
+    void check();
+
+    /// Builds everything but plugins and variables anew: properties are as the file says again.
+    void rebuild();
 
     /// Adds to `idle` every filter that would never be called: it is no source and has no connected input.
     void findIdle(Mistakes& idle) const;
 
-    /// Writes what the actions will write, in the order of their times, and adds a mistake for what is
-    /// refused: only for a layout that is not run afterwards.
-    void tryActions();
-
     /// Activates the "commands" of all filters, in the order of the file; what one raises is a mistake.
     void activateCommands();
+
+    /// Lets the filters make sure that their files can be used; what they raise is a mistake. A filter that
+    /// an action writes to is left out: the action may come in time.
+    void prepareRun();
 
     /// Activates a command, or writes a property. What it names must exist.  @throws as the handler or the
     /// write.
@@ -54,13 +60,20 @@ public:
 private:
     void loadPlugins();
     void setVariables();
+    void make();
+    void destroy();
     void createFilters(const LayoutEntry& layout);
     void createFilter(const FilterEntry& entry, Core::LayoutManager& layout);
     void writeProperties(const FilterEntry& entry);
     /// Where the file gives none: the settings file that comes with the program for this type.
     void useInstalledSettings(const FilterEntry& entry, Core::Filter& filter);
     void write(Core::Filter& filter, Core::AbstractProperty& property, const PropertyValue& value);
+    void noteFile(const Core::Filter& filter, const Core::AbstractProperty& property, const Place& place);
+    Place placeOfFile(const Core::Filter& filter) const;
     void connect(const ConnectionEntry& entry);
+    void checkNames();
+    /// Writes what the actions will write, in the order of their times.
+    void tryActions();
     void activate(Core::Filter& filter, const PlacedText& name);
     Core::AbstractOutputPin* findOutput(const Target& from);
     Core::AbstractInputPin* findInput(const Target& to);
@@ -73,6 +86,7 @@ private:
     Mistakes& mistakes_;
     std::map<std::string, Core::Filter*> filters_;
     std::vector<std::string> layouts_;
+    std::vector<FileUse> fileUses_;
 };
 
 /// Plugins that are loaded where a layout file names none.

@@ -64,7 +64,8 @@ struct ActionEntry {
     double at = 0.0;  ///< stream time, s
     Kind kind = Kind::command;
     Target target;
-    PropertyValue value;  ///< what "set" writes
+    std::optional<PropertyValue>
+        value;  ///< what "set" writes; absent where the file gives none, or none of use
     Place place;
 };
 

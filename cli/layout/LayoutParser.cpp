@@ -189,10 +189,12 @@ ActionEntry LayoutParser::action(const JsonNode& node) {
     if (set) {
         entry.kind = ActionEntry::Kind::set;
         entry.target = target(object, "set", "\"filter:property\"");
-        if (const JsonNode* value = object.find("value"))
-            readPropertyValue(*value, entry.value, mistakes_);
-        else if (!object.has("value"))
+        PropertyValue value;
+        if (const JsonNode* given = object.find("value")) {
+            if (readPropertyValue(*given, value, mistakes_)) entry.value = std::move(value);
+        } else if (!object.has("value")) {
             say(node.place, "an action with \"set\" needs \"value\"");
+        }
     } else {
         entry.target = target(object, "command", "\"filter:command\"");
         if (command && object.has("value"))

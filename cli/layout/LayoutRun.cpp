@@ -9,7 +9,7 @@
 
 #include "cli/CommandContext.h"
 #include "cli/Interruption.h"
-#include "io/EndOfRun.h"
+#include "io/RunParticipant.h"
 
 namespace Kavelin::Cli {
 
@@ -170,7 +170,7 @@ void LayoutRun::say(const std::string& text) {
 void LayoutRun::complete() {
     for (const Lane& lane : lanes_) {
         for (Core::Filter* filter : lane.layout->getFilters()) {
-            auto* open = dynamic_cast<RecordingIO::EndOfRun*>(filter);
+            auto* open = dynamic_cast<RecordingIO::RunParticipant*>(filter);
             if (open == nullptr) continue;
             try {
                 open->completeRun();
@@ -227,7 +227,7 @@ void LayoutRun::reportActionsLeft() {
 void LayoutRun::reportNotesAndDrops() {
     for (const Lane& lane : lanes_) {
         for (const Core::Filter* filter : lane.layout->getFilters()) {
-            if (const auto* source = dynamic_cast<const RecordingIO::EndOfRun*>(filter))
+            if (const auto* source = dynamic_cast<const RecordingIO::RunParticipant*>(filter))
                 for (const std::string& note : source->runNotes()) say(filter->getName() + ": " + note);
             for (const Core::AbstractInputPin* pin : filter->getInputPins()) {
                 const Core::PinCounts counts = pin->getCounts();

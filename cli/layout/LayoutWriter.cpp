@@ -105,7 +105,7 @@ std::string actionText(const ActionEntry& action) {
     appendNumber(at, action.at);
     std::vector<std::string> parts{member("at", at),
                                    textMember(set ? "set" : "command", targetText(action.target))};
-    if (set) parts.push_back(member("value", valueText(action.value)));
+    if (action.value) parts.push_back(member("value", valueText(*action.value)));
     return enclose('{', parts, '}');
 }
 

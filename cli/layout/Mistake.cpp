@@ -14,6 +14,10 @@ std::string toText(const Mistake& mistake, const std::string& fileName) {
            mistake.text;
 }
 
+std::string countText(const Mistakes& mistakes) {
+    return std::to_string(mistakes.size()) + (mistakes.size() == 1 ? " mistake" : " mistakes");
+}
+
 void sortByPlace(Mistakes& mistakes) {
     const auto key = [](const Mistake& m) {
         const int last = std::numeric_limits<int>::max();

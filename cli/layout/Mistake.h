@@ -27,6 +27,9 @@ std::string toText(const Mistake& mistake, const std::string& fileName);
 /// @return the text between double quotes, as messages name what the user wrote.
 inline std::string inQuotes(std::string_view text) { return "\"" + std::string(text) + "\""; }
 
+/// @return "1 mistake", "3 mistakes".
+std::string countText(const Mistakes& mistakes);
+
 /// Orders by place in the file; what came from the command line goes last. Equal places keep their order.
 void sortByPlace(Mistakes& mistakes);
 

@@ -119,6 +119,7 @@ source "File Name": "missing.csv" ! 3:14: source (TestSource), "File Name": Ther
 source "File Name": "${NO_SUCH}/a.csv"
 ! 3:14: source (TestSource), "File Name": variable "NO_SUCH" is not set; give --var NO_SUCH=..., or put it under "variables" or in the environment
 scale "Gain": "nan", "Mode": "fails", "Weights": [["inf", 1]], "Use": 0, "Count": "3", "Text": 5
+actions {"at": 1, "set": "scale:Mode"} ! 5:13: an action with "set" needs "value"
 actions {"at": 1, "set": "scale:Mode", "value": 7} ! 5:53: scale (TestScale), "Mode": 7 is no index of a label, 0 to 2; labels: plain, fails, greedy
 file {"plugins": [], "layouts": [{"name": "l", "filters": [\n{"name": "a", "type": "TestSink", "propertes": {}}, {"name": "source", "type": "TestSource", "properties": {"Rows": 99}}\n]}]}
 ! 2:10: a (TestSink) is no source and has no connected input: it is never called; inputs: none
@@ -182,13 +183,14 @@ TEST(RunCommand, ActionsComeBeforeTheFirstRowAtOrAfterTheirTime) {
 
 TEST(RunCommand, ErrorsAreReportedOnceAndCounted) {
     const std::string source = R"({"name": "source", "type": "TestSource", "properties": {"Rows": 6}})";
-    const std::string scale = R"({"name": "scale", "type": "TestScale", "properties": {"Mode": "fails"}})";
+    const std::string scale =
+        R"({"name": "scale", "type": "TestScale", "properties": {"Mode": "fails", "Use": false}})";
     const std::string text = file(source + "," + scale + "," + kSink,
-                                  kChain + R"(, "actions": [{"at": 4, "set": "scale:Gain", "value": "x"}])");
+                                  kChain + R"(, "actions": [{"at": 4, "command": "scale:Reset"}])");
     Result result = kavelin({"run", text});
     EXPECT_EQ(result.status, kDoneWithErrors);
     EXPECT_THAT(result.messages, ElementsAre("kavelin: l/scale at 1 s: odd value",
-                                             "kavelin: action at 4 s on scale:Gain: 'x' is no double",
+                                             "kavelin: action at 4 s on scale:Reset: nothing to reset",
                                              "kavelin: l/scale, 3 times in all: odd value",
                                              "kavelin: 6 rows, stream time 0 s to 5 s"));
     EXPECT_THAT(TestLog::lines(), ElementsAre("sink:x 0.0 0.0", "sink:x 2.0 2.0", "sink:x 4.0 4.0"));
@@ -212,13 +214,14 @@ TEST(RunCommand, DropsAreReportedPerPin) {
 
 TEST(RunCommand, ALayoutWithMistakesIsNotRun) {
     const Result result =
-        kavelin({"run", chain(R"({"name": "scale", "type": "TestScale", "properties": {"Gain": []}})")});
+        kavelin({"run", chain(R"({"name": "scale", "type": "TestScale", "properties": {"Gain": []}})",
+                              R"("actions": [{"at": 9, "set": "scale:Count", "value": "x"}])")});
     EXPECT_EQ(result.status, kUnusable);
     EXPECT_THAT(
         result.messages,
         ElementsAre(R"(DIR/f.json:2:104: scale (TestScale), "Gain": takes a number; this is a matrix)",
-                    "kavelin: DIR/f.json cannot be run; mend it, or ask `kavelin check` for everything that "
-                    "is wrong with it"));
+                    R"(DIR/f.json:5:54: scale (TestScale), "Count": 'x' is no unsigned int)",
+                    "kavelin: DIR/f.json cannot be run: 2 mistakes"));
     EXPECT_THAT(TestLog::lines(), ElementsAre());
 }
 

@@ -60,7 +60,7 @@ TEST(LayoutFile, ReadsEveryElementWithItsPlace) {
     EXPECT_EQ(layout.actions[0].kind, ActionEntry::Kind::command);
     EXPECT_EQ(layout.actions[1].kind, ActionEntry::Kind::set);
     EXPECT_EQ(layout.actions[1].at, 10.0);
-    EXPECT_EQ(layout.actions[1].value.text, "1");
+    EXPECT_EQ(layout.actions[1].value->text, "1");
 }
 
 TEST(LayoutFile, WhatIsWrittenReadsBackTheSame) {

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cli/layout/Mistake.h"
+
+namespace Kavelin::Cli {
+
+/// A file that a property of a filter names.
+struct FileUse {
+    std::string filter;    ///< as messages name it
+    std::string property;  ///< its name
+    std::string file;      ///< path, variables expanded; "-" is standard input or output
+    bool isWritten = false;
+    Place place;
+};
+
+/// Adds a mistake for every file that a filter writes while another reads or writes it: data would be lost.
+/// Paths that lead to one file are one file, whether it is there already or not. Pipes and devices may be
+/// shared; standard output takes one table.
+void findFileConflicts(const std::vector<FileUse>& uses, Mistakes& mistakes);
+
+}  // namespace Kavelin::Cli

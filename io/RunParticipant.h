@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Kavelin::RecordingIO {
+
+/// A filter that has something to do before the first row of a run and behind the last. Whoever runs layouts
+/// asks each filter for it with a dynamic_cast, also across modules: hence the visibility.
+class __attribute__((visibility("default"))) RunParticipant {
+public:
+    virtual ~RunParticipant() = default;
+
+    /// The file that a run would write now, variables expanded: a path, "-" for standard output, or empty for
+    /// none.  [any thread, the layout not running]
+    virtual std::string resultFile() const { return {}; }
+
+    /// Makes sure that the files of the run can be used; reads no row and leaves results of earlier runs as
+    /// they are.  Raises what is in the way.  [as resultFile]
+    virtual void prepareRun() {}
+
+    /// Completes what the run left open: files get their names.  Raises what writing raises.  [as resultFile]
+    virtual void completeRun() {}
+
+    /// One sentence for each thing in the data that needs a person's eye.  [as resultFile]
+    virtual std::vector<std::string> runNotes() const { return {}; }
+};
+
+}  // namespace Kavelin::RecordingIO
