@@ -13,6 +13,8 @@
 #include <cstring>
 #include <filesystem>
 
+#include "io/Text.h"
+
 namespace Kavelin::RecordingIO {
 
 namespace {
@@ -136,7 +138,7 @@ void ResultFile::flush() {
 
 void ResultFile::fail(int error) {
     used_ = lastRowEnd_ = 0;
-    const std::string kept = rows_ == 1 ? "1 row is kept" : std::to_string(rows_) + " rows are kept";
+    const std::string kept = counted(rows_, "row") + (rows_ == 1 ? " is kept" : " are kept");
     if (!temporary_.empty() && ::ftruncate(fd_, static_cast<::off_t>(bytesWritten_)) != 0) {
         bytesWritten_ = 0;
     }

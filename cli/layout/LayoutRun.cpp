@@ -10,10 +10,13 @@
 #include "cli/CommandContext.h"
 #include "cli/Interruption.h"
 #include "io/RunParticipant.h"
+#include "io/Text.h"
 
 namespace Kavelin::Cli {
 
 namespace {
+
+using RecordingIO::counted;
 
 constexpr std::uint64_t kRowsBetweenLooks = 256;  // at the clock
 
@@ -25,10 +28,6 @@ std::string at(double t) { return "at " + numberText(t) + " s"; }
 
 std::string errorText(const Core::ProcessError& error) {
     return error.message.empty() ? error.type : error.message;
-}
-
-std::string plural(std::uint64_t count, const char* noun) {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
 }  // namespace
@@ -198,7 +197,7 @@ void LayoutRun::report() {
     if (rounds == 0)
         say("nothing to do: no source had a row");
     else
-        say(plural(rounds, "row") + ", stream time " + numberText(first) + " s to " + numberText(last) +
+        say(counted(rounds, "row") + ", stream time " + numberText(first) + " s to " + numberText(last) +
             " s");
 }
 
@@ -209,11 +208,11 @@ void LayoutRun::reportRepeats() {
         for (const Core::ProcessError& error : log.getErrors()) {
             listed += error.count;
             if (error.count > 1)
-                say(error.layout + "/" + error.filter + ", " + plural(error.count, "time") +
+                say(error.layout + "/" + error.filter + ", " + counted(error.count, "time") +
                     " in all: " + errorText(error));
         }
         if (listed < log.getCount())
-            say(lane.layout->getName() + ": " + plural(log.getCount() - listed, "further error") +
+            say(lane.layout->getName() + ": " + counted(log.getCount() - listed, "further error") +
                 ", not listed");
     }
 }
@@ -233,7 +232,7 @@ void LayoutRun::reportNotesAndDrops() {
                 const Core::PinCounts counts = pin->getCounts();
                 if (counts.dropped == 0) continue;
                 say(pin->fullName() + " dropped " + std::to_string(counts.dropped) + " of " +
-                    plural(counts.put, "sample") + " (buffer of " + std::to_string(pin->getBufferSize()) +
+                    counted(counts.put, "sample") + " (buffer of " + std::to_string(pin->getBufferSize()) +
                     ")");
             }
         }

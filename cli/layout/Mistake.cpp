@@ -4,6 +4,8 @@
 #include <limits>
 #include <utility>
 
+#include "io/Text.h"
+
 namespace Kavelin::Cli {
 
 std::string toText(const Mistake& mistake, const std::string& fileName) {
@@ -14,9 +16,7 @@ std::string toText(const Mistake& mistake, const std::string& fileName) {
            mistake.text;
 }
 
-std::string countText(const Mistakes& mistakes) {
-    return std::to_string(mistakes.size()) + (mistakes.size() == 1 ? " mistake" : " mistakes");
-}
+std::string countText(const Mistakes& mistakes) { return RecordingIO::counted(mistakes.size(), "mistake"); }
 
 void sortByPlace(Mistakes& mistakes) {
     const auto key = [](const Mistake& m) {
