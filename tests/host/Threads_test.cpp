@@ -265,6 +265,56 @@ TEST(Threads, TwoLayoutsExchangeWhileAThirdThreadRewiresThem) {
     }
 }
 
+/// Makes an input pin of any name that it is asked for, and reads them all.
+class PinMaker : public Filter {
+public:
+    explicit PinMaker(const std::string& name) : Filter(name, true) {}
+    void process() override {
+        for (const auto& pin : pins_) {
+            while (pin->readNext()) (pin->getName() == "last" ? last : any).open();
+        }
+    }
+    std::string typeName() const override { return "PinMaker"; }
+
+    Gate any, last;  // opened when a pin, and when the one of this name, was read
+
+protected:
+    AbstractInputPin* demandInputPin(const std::string& name) override {
+        return pins_.emplace_back(std::make_unique<InputPin<Matrix>>(name, this)).get();
+    }
+
+private:
+    std::vector<std::unique_ptr<InputPin<Matrix>>> pins_;
+};
+
+TEST(Threads, PinsAreMadeOnDemandWhileTheirLayoutRuns) {
+    for (const bool sameLayout : {true, false}) {
+        CountingSource source("source", 1e9);
+        PinMaker maker("maker");
+        LayoutManager sources("sources"), readers("readers");
+        sources.add(source);
+        (sameLayout ? sources : readers).add(maker);
+        connect(source.out, maker.getInputPin("0"), {.bufferSize = 4});
+        readers.start();
+        sources.start();
+        maker.any.await();
+        for (int i = 1; i < 40; ++i) {
+            const std::string name = i < 39 ? std::to_string(i) : "last";
+            connect(source.out, maker.getInputPin(name), {.bufferSize = 4});
+            EXPECT_EQ(&maker.getInputPin(name), maker.getInputPins().back()) << "made once";
+        }
+        maker.last.await();
+        for (LayoutManager* layout : {&sources, &readers}) layout->stop();
+        for (LayoutManager* layout : {&sources, &readers}) layout->wait();
+        EXPECT_EQ(maker.getInputPins().size(), 40u);
+        for (const AbstractInputPin* pin : maker.getInputPins()) {
+            const PinCounts counts = pin->getCounts();
+            EXPECT_EQ(counts.put, counts.taken + counts.dropped + counts.discarded + counts.buffered);
+            if (sameLayout) EXPECT_EQ(counts.dropped, 0u) << pin->getName();
+        }
+    }
+}
+
 TEST(Threads, DisablersOfTwoFiltersInOppositeOrderDoNotDeadlock) {
     Relay a("a"), b("b");
     int guarded = 0;
