@@ -205,8 +205,8 @@ std::unique_ptr<ByteSource> openSource(const std::string& path) {
     if (path == "-") {
         struct ::stat status {};
         const bool ordinary = ::fstat(STDIN_FILENO, &status) == 0 && S_ISREG(status.st_mode);
-        return unpackedWhereGzip(
-            std::make_unique<FileSource>(STDIN_FILENO, "standard input", 0, !ordinary), path);
+        return unpackedWhereGzip(std::make_unique<FileSource>(STDIN_FILENO, "standard input", 0, !ordinary),
+                                 path);
     }
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0 && errno == ENOENT) throw Poco::FileNotFoundException("no file '" + path + "'");

@@ -29,9 +29,7 @@ public:
     /// @return how many of this kind there are now.
     std::uint64_t add(Fault fault) { return ++counts_[static_cast<std::size_t>(fault)]; }
     std::uint64_t of(Fault fault) const { return counts_[static_cast<std::size_t>(fault)]; }
-    std::uint64_t total() const {
-        return std::accumulate(counts_.begin(), counts_.end(), std::uint64_t{0});
-    }
+    std::uint64_t total() const { return std::accumulate(counts_.begin(), counts_.end(), std::uint64_t{0}); }
 
 private:
     std::array<std::uint64_t, kFaultCount> counts_{};

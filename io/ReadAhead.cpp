@@ -7,7 +7,7 @@ namespace Kavelin::RecordingIO {
 namespace {
 
 constexpr std::size_t kBatches = 5;  // one of them with whoever takes the rows
-constexpr std::size_t kBatchLines = 256;
+constexpr std::size_t kBatchLines = 512;
 
 }  // namespace
 

@@ -12,9 +12,9 @@
 
 namespace Kavelin::RecordingIO {
 
-/// Reads a recording in a thread of its own, up to a thousand rows ahead of whoever takes them: what is spent
-/// on parsing numbers and on waiting for the disk is spent beside the filters. Rows of a live pipe are handed
-/// over as they come.
+/// Reads a recording in a thread of its own, up to two thousand rows ahead of whoever takes them: what is
+/// spent on parsing numbers and on waiting for the disk is spent beside the filters. Rows of a live pipe are
+/// handed over as they come.
 class ReadAhead {
 public:
     using Next = RecordingReader::Next;

@@ -1,13 +1,11 @@
 #include "io/WriteBehind.h"
 
-#include <algorithm>
-
 namespace Kavelin::RecordingIO {
 
 namespace {
 
 constexpr std::size_t kBatches = 4;
-constexpr std::size_t kBatchRows = 256;
+constexpr std::size_t kBatchRows = 512;
 
 }  // namespace
 
@@ -24,8 +22,8 @@ WriteBehind::~WriteBehind() {
 }
 
 void WriteBehind::endRow() {
-    batch_->rowEnds.push_back(batch_->values.size());
-    if (batch_->rowEnds.size() == kBatchRows) {
+    batch_->groups.push_back(0);
+    if (++batch_->rows == kBatchRows) {
         exchange_.giveFull(std::move(batch_));
         batch_ = exchange_.takeEmpty();
     }
@@ -57,36 +55,28 @@ void WriteBehind::run() {
             failure_.reset(failure.clone());
             hasFailed_.store(true, std::memory_order_release);
         }
-        batch->values.clear();
-        batch->isPresent.clear();
-        batch->rowEnds.clear();
+        batch->groups.clear();
+        batch->used = batch->rows = 0;
         exchange_.giveEmpty(std::move(batch));
     }
 }
 
 void WriteBehind::write(const Batch& batch) {
-    std::size_t begin = 0;
-    for (const std::size_t end : batch.rowEnds) {
-        writeRow(batch, begin, end);
-        begin = end;
-    }
-}
-
-/// Neighbours that are all there, or all absent, go together.
-void WriteBehind::writeRow(const Batch& batch, std::size_t begin, std::size_t end) {
-    file_.number(batch.values[begin]);
-    for (std::size_t at = begin + 1; at < end;) {
-        const bool present = batch.isPresent[at];
-        std::size_t stop = at + 1;
-        while (stop < end && batch.isPresent[stop] == present) ++stop;
-        if (present) {
-            file_.cells(batch.values.data() + at, stop - at);
-        } else {
-            file_.emptyCells(stop - at);
+    const double* value = batch.values.data();
+    auto group = batch.groups.begin();
+    for (std::size_t row = 0; row < batch.rows; ++row) {
+        file_.number(*value++);
+        for (; *group != 0; ++group) {
+            if (*group > 0) {
+                file_.cells(value, static_cast<std::size_t>(*group));
+                value += *group;
+            } else {
+                file_.emptyCells(static_cast<std::size_t>(-*group));
+            }
         }
-        at = stop;
+        ++group;
+        file_.endRow();
     }
-    file_.endRow();
 }
 
 }  // namespace Kavelin::RecordingIO

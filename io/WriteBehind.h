@@ -13,7 +13,7 @@
 
 namespace Kavelin::RecordingIO {
 
-/// Turns rows of numbers into text in a thread of its own, up to a thousand rows behind: most of what a
+/// Turns rows of numbers into text in a thread of its own, up to two thousand rows behind: most of what a
 /// result costs is the shortest text of its numbers.
 class WriteBehind {
 public:
@@ -25,14 +25,18 @@ public:
     WriteBehind& operator=(const WriteBehind&) = delete;
 
     // The row being filled, as ResultFile's functions of these names
-    void number(double value) { cells(&value, 1); }
+    void number(double value) {
+        batch_->reserve(1);
+        batch_->values[batch_->used++] = value;
+    }
     void cells(const double* values, std::size_t count) {
-        batch_->values.insert(batch_->values.end(), values, values + count);
-        batch_->isPresent.insert(batch_->isPresent.end(), count, true);
+        batch_->reserve(count);
+        for (std::size_t i = 0; i < count; ++i) batch_->values[batch_->used + i] = values[i];
+        batch_->used += count;
+        if (count > 0) batch_->groups.push_back(static_cast<int>(count));
     }
     void emptyCells(std::size_t count) {
-        batch_->values.insert(batch_->values.end(), count, 0.0);
-        batch_->isPresent.insert(batch_->isPresent.end(), count, false);
+        if (count > 0) batch_->groups.push_back(-static_cast<int>(count));
     }
     /// Ends a row.  Raises, once, what writing an earlier row raised; from then on rows are lost.
     void endRow();
@@ -42,15 +46,21 @@ public:
 
 private:
     struct Batch {
-        std::vector<double> values;  // cell by cell, row behind row
-        std::vector<char> isPresent;
-        std::vector<std::size_t> rowEnds;  // in `values`
+        std::vector<double> values;  // those that are there, row behind row
+        std::size_t used = 0;
+        std::vector<int>
+            groups;  // for each row: cells in a group, negative for empty ones, and 0 for the end
+        std::size_t rows = 0;
+
+        void reserve(std::size_t count) {
+            if (values.size() - used < count) [[unlikely]]
+                values.resize(2 * values.size() + count);
+        }
     };
 
     void raiseFailure();
     void run();
     void write(const Batch& batch);
-    void writeRow(const Batch& batch, std::size_t begin, std::size_t end);
 
     ResultFile& file_;
     BatchExchange<Batch> exchange_;
