@@ -17,8 +17,8 @@ void check(const LayoutOptions& options, CommandContext& context) {
     const LayoutFile layout = readLayout(options, mistakes);
     LayoutBuilder builder(layout, Core::FlowManager::instance(), mistakes);
     builder.build();
-    builder.findIdle(mistakes);
     builder.check();
+    builder.findIdle(mistakes);
     if (mistakes.empty()) return;
     printMistakes(context, options.file, mistakes);
     throw UsageError(countText(mistakes) + " in " + options.file);

@@ -167,7 +167,10 @@ double FilterCsvReader::progress() const {
     return isOpen() ? stream_->recording().progress() : std::numeric_limits<double>::quiet_NaN();
 }
 
-void FilterCsvReader::prepareRun() {
+void FilterCsvReader::checkRun() {
+    if (fileName_.get().empty()) {
+        throw Poco::InvalidArgumentException("'" + getName() + "' has no File Name: no recording to send");
+    }
     if (!canBeReadOnlyOnce(fileName_.get())) open();
 }
 

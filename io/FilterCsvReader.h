@@ -47,8 +47,7 @@ public:
     void interrupt() override;              // [any thread]
     void resume() override;                 // [any thread]
     double progress() const override;       // [layout thread]
-    /// Opens the file, unless it could be waited for or be read only once.
-    void prepareRun() override;
+    void checkRun() override;               // opens the file, unless it might wait or can be read only once
     std::vector<std::string> runNotes() const override;
 
     /// What the header says, what the rows sent so far hold, and what was left out before them; null before

@@ -24,11 +24,13 @@ void FilterCsvWriter::process() {
 
 std::string FilterCsvWriter::resultFile() const { return fileName_.get(); }
 
-void FilterCsvWriter::prepareRun() {
-    if (inputs_.empty()) return;  // it will write nothing
-    requireFileName();
-    ResultFile::requireWritable(fileName_.get());
+void FilterCsvWriter::checkRun() {
+    if (fileName_.get().empty()) {
+        throw Poco::InvalidArgumentException("'" + getName() + "' has no File Name: its samples are dropped");
+    }
 }
+
+void FilterCsvWriter::prepareRun() { ResultFile::requireWritable(fileName_.get()); }
 
 void FilterCsvWriter::completeRun() {
     const std::unique_ptr<TableWriter> table = std::move(table_);
@@ -48,17 +50,11 @@ Core::AbstractInputPin* FilterCsvWriter::demandInputPin(const std::string& pinNa
 void FilterCsvWriter::openTable() {
     if (table_) return;
     hasFailed_ = true;  // until the table is there
-    requireFileName();
+    checkRun();
     auto table = std::make_unique<TableWriter>(fileName_.get());
     for (const auto& input : inputs_) table->addPin(input->pin.getName());
     table_ = std::move(table);
     hasFailed_ = false;
-}
-
-void FilterCsvWriter::requireFileName() const {
-    if (fileName_.get().empty()) {
-        throw Poco::InvalidArgumentException("'" + getName() + "' has no File Name: its samples are dropped");
-    }
 }
 
 void FilterCsvWriter::takeWaiting() {

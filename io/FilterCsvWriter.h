@@ -31,6 +31,7 @@ public:
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
     std::string resultFile() const override;  // [any thread, the layout not running]
+    void checkRun() override;                 // [as resultFile]
     void prepareRun() override;               // [as resultFile]
     void completeRun() override;              // [as resultFile]
 
@@ -45,7 +46,6 @@ private:
     };
 
     void openTable();
-    void requireFileName() const;
     void takeWaiting();
     std::size_t earliest() const;
     void write(std::size_t index);

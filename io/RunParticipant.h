@@ -15,8 +15,12 @@ public:
     /// none.  [any thread, the layout not running]
     virtual std::string resultFile() const { return {}; }
 
-    /// Makes sure that the files of the run can be used; reads no row and leaves results of earlier runs as
-    /// they are.  Raises what is in the way.  [as resultFile]
+    /// Makes sure that the files of a run are named and that what it reads can be read; sends no row.  Raises
+    /// what is wrong.  [as resultFile]
+    virtual void checkRun() {}
+
+    /// Makes sure that the run can write its files; leaves those of earlier runs as they are.  Raises what is
+    /// in the way.  [as resultFile]
     virtual void prepareRun() {}
 
     /// Completes what the run left open: files get their names.  Raises what writing raises.  [as resultFile]

@@ -216,6 +216,8 @@ Core::CommandProperty* LayoutBuilder::findCommand(Core::Filter& filter, const Pl
 
 void LayoutBuilder::check() {
     checkNames();
+    // A file name that was refused is a mistake already, and has left the filter without one.
+    if (mistakes_.empty()) askParticipants(&RecordingIO::RunParticipant::checkRun);
     tryActions();
     findFileConflicts(fileUses_, mistakes_);
 }
@@ -285,7 +287,9 @@ void LayoutBuilder::activate(Core::Filter& filter, const PlacedText& name) {
     }
 }
 
-void LayoutBuilder::prepareRun() {
+void LayoutBuilder::prepareRun() { askParticipants(&RecordingIO::RunParticipant::prepareRun); }
+
+void LayoutBuilder::askParticipants(void (RecordingIO::RunParticipant::*question)()) {
     for (const auto& [name, filter] : filters_) {
         auto* participant = dynamic_cast<RecordingIO::RunParticipant*>(filter);
         const bool mayBeMended = std::any_of(file_.actions.begin(), file_.actions.end(),
@@ -294,7 +298,7 @@ void LayoutBuilder::prepareRun() {
                                              });
         if (participant == nullptr || mayBeMended) continue;
         try {
-            participant->prepareRun();
+            (participant->*question)();
         } catch (const std::exception& error) {
             say(placeOfFile(*filter), named(*filter) + ": " + Core::exceptionMessage(error));
         }

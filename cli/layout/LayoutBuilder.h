@@ -12,6 +12,10 @@ namespace Kavelin::Core {
 class CommandProperty;
 }
 
+namespace Kavelin::RecordingIO {
+class RunParticipant;
+}
+
 namespace Kavelin::Cli {
 
 /// Builds in the flow manager what a layout file describes: plugins, variables, layouts, filters, properties,
@@ -29,8 +33,8 @@ public:
     void build();
 
     /// Adds what else is wrong with what was built: commands and actions that name what does not exist,
-    /// values of actions that are refused, files that a filter writes and another uses. The properties then
-    /// are as the last action leaves them.
+    /// files that are not named or cannot be read, values of actions that are refused, files that a filter
+    /// writes and another uses. The properties then are as the last action leaves them.
     void check();
 
     /// Builds everything but plugins and variables anew: properties are as the file says again.
@@ -42,8 +46,7 @@ public:
     /// Activates the "commands" of all filters, in the order of the file; what one raises is a mistake.
     void activateCommands();
 
-    /// Lets the filters make sure that their files can be used; what they raise is a mistake. A filter that
-    /// an action writes to is left out: the action may come in time.
+    /// Lets the filters make sure that their files can be written; what they raise is a mistake.
     void prepareRun();
 
     /// Activates a command, or writes a property. What it names must exist.  @throws as the handler or the
@@ -69,6 +72,8 @@ private:
     void useInstalledSettings(const FilterEntry& entry, Core::Filter& filter);
     void write(Core::Filter& filter, Core::AbstractProperty& property, const PropertyValue& value);
     void noteFile(const Core::Filter& filter, const Core::AbstractProperty& property, const Place& place);
+    /// What they raise is a mistake. A filter that an action writes to is left out: it may come in time.
+    void askParticipants(void (RecordingIO::RunParticipant::*question)());
     Place placeOfFile(const Core::Filter& filter) const;
     void connect(const ConnectionEntry& entry);
     void checkNames();
