@@ -31,21 +31,33 @@ void writeAll(int fd, const std::string& text) {
     }
 }
 
-/// A recording arrives through a pipe; between its first and its last rows comes the interruption.
-TEST(FuseInterruption, keepsTheRowsDone) {
-    const TemporaryFolder folder;
+/// A recording arrives through a pipe, the interruption after some of its rows. Then come the others, or
+/// nothing at all while the pipe stays open.
+class FuseInterruption : public testing::TestWithParam<bool> {
+protected:
+    static constexpr int kBegun = 50000;
+    static constexpr int kAll = 200000;
+
+    void feed(int fd) {
+        writeAll(fd, "t,ax,ay,az,mx,my,mz\n" + rows(0, kBegun));
+        ::kill(::getpid(), SIGINT);
+        if (GetParam()) {
+            writeAll(fd, rows(kBegun, kAll));
+        } else {
+            hasEnded_.wait(false);
+        }
+        ::close(fd);
+    }
+
+    std::atomic<bool> hasEnded_{false};
+};
+
+TEST_P(FuseInterruption, keepsTheRowsDone) {
+    const Tests::TemporaryFolder folder;
     const std::string pipe = folder.path("rec.csv");
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     ::signal(SIGPIPE, SIG_IGN);
-    const int begun = 50000;
-    const int all = 200000;
-    std::thread feeder([&] {
-        const int fd = ::open(pipe.c_str(), O_WRONLY);
-        writeAll(fd, "t,ax,ay,az,mx,my,mz\n" + rows(0, begun));
-        ::kill(::getpid(), SIGINT);
-        writeAll(fd, rows(begun, all));
-        ::close(fd);
-    });
+    std::thread feeder([&] { feed(::open(pipe.c_str(), O_WRONLY)); });
 
     std::istringstream in;
     std::ostringstream out;
@@ -63,6 +75,8 @@ TEST(FuseInterruption, keepsTheRowsDone) {
         FuseRun run(options, context);
         run.run();
     }
+    hasEnded_.store(true);
+    hasEnded_.notify_all();
     feeder.join();
 
     EXPECT_EQ(context.status, kDoneWithErrors);
@@ -71,9 +85,12 @@ TEST(FuseInterruption, keepsTheRowsDone) {
     const std::string table = folder.read("out.csv");
     const auto lines = std::count(table.begin(), table.end(), '\n');
     EXPECT_GT(lines, 1000);
-    EXPECT_LT(lines, all);
+    EXPECT_LT(lines, kAll);
     EXPECT_EQ(table.back(), '\n');
 }
+
+INSTANTIATE_TEST_SUITE_P(APipe, FuseInterruption, testing::Bool(),
+                         [](const auto& kind) { return kind.param ? "ThatGoesOn" : "ThatFallsSilent"; });
 
 }  // namespace
 }  // namespace Kavelin::Cli
