@@ -119,17 +119,5 @@ TEST_F(FilterSphericalTest, PropertiesReachTheEstimator) {
     EXPECT_THROW(h_.set("Gravity time constant", "0"), Poco::RangeException);
 }
 
-TEST_F(FilterSphericalTest, ResetStartsAnewWithTheNextSample) {
-    const auto samples = recordDisturbed({.duration = 5});
-    run(samples);
-    const auto first = h_.sent("attitudeQ");
-    h_.clear();
-    h_.command("Reset");
-    run(samples);
-    const auto second = h_.sent("attitudeQ");
-    ASSERT_EQ(first.size(), second.size());
-    for (std::size_t i = 0; i < first.size(); ++i) ASSERT_EQ(first[i].value, second[i].value) << i;
-}
-
 }  // namespace
 }  // namespace Kavelin::OrientationInternal

@@ -51,14 +51,6 @@ Vector6d predict(ProblemAGM& problem, const Vector4d& q) {
     return h;
 }
 
-TEST(ProblemAGM, transitionTurnsByTheRate) {
-    ProblemAGM problem;
-    const double half = std::sqrt(0.5);
-    const Vector3d quarterTurnPerSecond(0, 0, 2 * std::atan(1.0));
-    EXPECT_TRUE(
-        move(problem, {1, 0, 0, 0}, 1.0, quarterTurnPerSecond).x.isApprox(Vector4d(half, 0, 0, half), 1e-15));
-}
-
 // Against the exponential's series, which needs no branch, from far below the limit 2^-27 of the half angle
 // to a turn.
 TEST(ProblemAGM, transitionAgreesWithTheSeriesOnBothSidesOfTheSmallAngle) {
@@ -162,9 +154,6 @@ const char* const kWhole =
 
 TEST(ProblemAGM, readsEverySetting) {
     ProblemAGM problem;
-    EXPECT_EQ(problem.initialState(), Matrix::Zero(4, 1));
-    EXPECT_EQ(problem.initialCovariance(), Matrix::Zero(4, 4));
-    EXPECT_EQ(problem.auxVector1(), Matrix::Zero(4, 1));
     EXPECT_FALSE(problem.isComplete());
     ASSERT_TRUE(problem.readSettings(SettingsFile(kWhole).path(), true));
     EXPECT_TRUE(problem.isComplete());

@@ -90,15 +90,5 @@ TEST(ProblemAGM_v8, TransitionIsItsOwnJacobian) {
     }
 }
 
-TEST(ProblemAGM_v8, ShippedSettingsAreComplete) {
-    ProblemAGM_v8 problem;
-    EXPECT_FALSE(problem.isUsable());
-    ASSERT_TRUE(problem.readSettings(shippedSettings("AGMAttitude_v8.par"), true));
-    EXPECT_TRUE(problem.isUsable());
-    EXPECT_TRUE(problem.isComplete());
-    EXPECT_EQ(problem.Rddyn_A(), 124);
-    EXPECT_EQ(problem.T_ref(), 2);
-}
-
 }  // namespace
 }  // namespace Kavelin::OrientationInternal

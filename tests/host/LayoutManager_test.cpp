@@ -17,10 +17,7 @@ std::vector<std::string> namesOf(const std::vector<Filter*>& filters) {
 TEST(LayoutManager, CallsAfterWhatFeedsAndKeepsTheListInCircles) {
     Relay d("d"), a("a"), b("b"), c("c");
     LayoutManager layout("layout");
-    for (Filter* filter : {static_cast<Filter*>(&d), static_cast<Filter*>(&a), static_cast<Filter*>(&b),
-                           static_cast<Filter*>(&c)}) {
-        layout.add(*filter);
-    }
+    addTo(layout, d, a, b, c);
     EXPECT_THAT(namesOf(layout.getCallOrder()), ElementsAre("d", "a", "b", "c"));
     connect(b.out, d.a);  // d hangs on the circle of a and b
     connect(a.out, b.a);
@@ -40,9 +37,7 @@ TEST(LayoutManager, OneRoundBringsAllOfATimeStampTogether) {
         if (a) calls.push_back(std::to_string(static_cast<int>(self.a.lastTimeStamp())) + (b ? "ab" : "a"));
     });
     LayoutManager layout("layout");
-    layout.add(both);
-    layout.add(slow);
-    layout.add(fast);
+    addTo(layout, both, slow, fast);
     connect(fast.out, both.a);
     connect(slow.out, both.b);
     layout.runToEnd();
@@ -61,9 +56,7 @@ TEST(LayoutManager, FeedbackIsReadInTheNextRound) {
     });
     Relay second("second");
     LayoutManager layout("layout");
-    layout.add(source);
-    layout.add(first);
-    layout.add(second);
+    addTo(layout, source, first, second);
     connect(source.out, first.a);
     connect(first.out, second.a);
     connect(second.out, first.b);
@@ -82,8 +75,7 @@ TEST(LayoutManager, AFilterWithAnEmptySynchronousPinIsNotCalled) {
     });
     LayoutManager layout("layout"), other("other");
     layout.add(reader);
-    other.add(source);
-    other.add(late);
+    addTo(other, source, late);
     connect(source.out, reader.a, {.synchronous = true});
     connect(late.out, reader.b, {.synchronous = true});
     other.runToEnd();
@@ -104,9 +96,7 @@ TEST(LayoutManager, AFailingFilterIsReportedOnceAndTheRunGoesOn) {
     });
     Relay after("after");
     LayoutManager layout("layout");
-    layout.add(source);
-    layout.add(failing);
-    layout.add(after);
+    addTo(layout, source, failing, after);
     connect(source.out, failing.a);
     connect(source.out, after.a);
     layout.runToEnd();
@@ -128,8 +118,7 @@ TEST(LayoutManager, StopOnErrorEndsTheRun) {
         throw std::out_of_range("no");
     });
     LayoutManager layout("layout");
-    layout.add(source);
-    layout.add(failing);
+    addTo(layout, source, failing);
     connect(source.out, failing.a);
     layout.setStopOnError(true);
     layout.runToEnd();
@@ -177,8 +166,7 @@ TEST(LayoutManager, WhatWasTakenOrDroppedBeforeDoesNotHideSamples) {
         relay.process();  // outside any layout
     }
     LayoutManager layout("layout");
-    layout.add(writer);
-    layout.add(relay);
+    addTo(layout, writer, relay);
     for (int i = 0; i < 9; ++i) writer.out.send(i);  // drops five
     while (layout.runPending()) {
     }
@@ -219,10 +207,7 @@ TEST(FlowManager, SaysWhatExistsWhenAConnectionCannotBe) {
     CountingSource source("source", 1), other("other", 1);
     Relay relay("relay");
     LayoutManager& layout = flow.createLayout("layout");
-    for (Filter* filter :
-         {static_cast<Filter*>(&source), static_cast<Filter*>(&other), static_cast<Filter*>(&relay)}) {
-        layout.add(*filter);
-    }
+    addTo(layout, source, other, relay);
     const auto refusal = [&](const char* from, const char* to) -> std::string {
         try {
             flow.connect(from, to);

@@ -137,8 +137,7 @@ TEST(Threads, ProcessNeverSeesHalfAChange) {
     Pair pair(torn);
     CountingSource source("source", 20000);
     LayoutManager layout("layout");
-    layout.add(source);
-    layout.add(pair);
+    addTo(layout, source, pair);
     connect(source.out, pair.a);
     layout.start();
     std::vector<std::thread> writers;
@@ -158,8 +157,7 @@ TEST(Threads, ASourceWaitsForARoomyBufferElsewhere) {
     Relay relay("relay"), idle("idle");
     LayoutManager readers("readers"), sources("sources");
     sources.add(source);
-    readers.add(relay);
-    readers.add(idle);
+    addTo(readers, relay, idle);
     connect(source.out, relay.a, {.bufferSize = 8});
     connect(source.out, idle.b, {.bufferSize = 8});  // never read: must not hold the source up
     readers.start();
@@ -345,8 +343,7 @@ TEST(Threads, StoppedAndStartedAgain) {
     CountingSource source("source", 1e9);
     Relay relay("relay");
     LayoutManager layout("layout");
-    layout.add(source);
-    layout.add(relay);
+    addTo(layout, source, relay);
     connect(source.out, relay.a);
     for (int i = 0; i < 20; ++i) {
         layout.start();

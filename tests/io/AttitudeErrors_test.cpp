@@ -21,17 +21,6 @@ Quaternion randomQuaternion(std::mt19937& random) {
     return Quaternion(normal(random), normal(random), normal(random), normal(random)).normalized();
 }
 
-TEST(PairErrors, followTheirDefinition) {
-    std::mt19937 random(11);
-    for (int i = 0; i < 1000; ++i) {
-        const Quaternion q = randomQuaternion(random);
-        const PairErrors errors = PairErrors::of(q);
-        EXPECT_NEAR(errors.total(), 2.0 * std::acos(std::abs(q[0])), 1e-7);
-        EXPECT_NEAR(std::abs(errors.heading), std::abs(2.0 * std::atan(q[3] / q[0])), 1e-12);
-        EXPECT_NEAR(errors.inclination, 2.0 * std::acos(std::min(1.0, std::hypot(q[0], q[3]))), 1e-7);
-    }
-}
-
 TEST(AttitudeErrors, splitsTurnAndTilt) {
     const struct {
         const char* rule;

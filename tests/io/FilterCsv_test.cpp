@@ -52,23 +52,6 @@ TEST_F(FilterCsvTest, copiesARecordingOfSeveralRates) {
     EXPECT_THAT(errors(), ElementsAre());
 }
 
-TEST_F(FilterCsvTest, readsBackWhatItWrote) {
-    const std::string first =
-        run("t,qw,qx,qy,qz,ax,ay,az\n0,1,0,0,0,1,2,3\n0.5,.5,.5,.5,.5,4,5,6\n", {"quat", "3a"});
-    LayoutManager layout("again");
-    FilterCsvReader reader("reader");
-    FilterCsvWriter writer("writer");
-    layout.add(reader);
-    layout.add(writer);
-    reader.getPropertyBag().get("File Name").deSerialize(folder_.path("out.csv"));
-    writer.getPropertyBag().get("File Name").deSerialize(folder_.path("again.csv"));
-    Core::connect(reader.getOutputPin("quat"), writer.getInputPin("quat"));
-    Core::connect(reader.getOutputPin("3a"), writer.getInputPin("3a"));
-    layout.runToEnd();
-    writer.completeRun();
-    EXPECT_EQ(folder_.read("again.csv"), first);
-}
-
 TEST_F(FilterCsvTest, sendsColumnsAndMappedPins) {
     set("Columns", "1");
     set("Mapping", "flag = button; R = a,b,c,d as 2x2");

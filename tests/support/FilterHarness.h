@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -89,6 +90,14 @@ public:
     /// Writes a property from its text form.
     void set(const std::string& property, const std::string& text) {
         filter_->getPropertyBag().get(property).deSerialize(text);
+    }
+    /// The same for each of "name=text name=text ...".
+    void setAll(const std::string& assignments) {
+        std::istringstream words(assignments);
+        for (std::string word; words >> word;) {
+            const std::size_t at = word.find('=');
+            set(word.substr(0, at), word.substr(at + 1));
+        }
     }
     std::string get(const std::string& property) const {
         std::string text;

@@ -14,6 +14,12 @@ namespace Kavelin::Tests {
 
 using Core::Matrix;
 
+/// Adds filters to a layout, in this order.
+template <class Layout, class... Filters>
+void addTo(Layout& layout, Filters&... filters) {
+    (layout.add(filters), ...);
+}
+
 /// Sends 1x1 samples first, first + step, ... below `end`, value and time stamp alike, on "out".
 class CountingSource : public Core::Filter, public Core::Source {
 public:
