@@ -145,15 +145,12 @@ TEST(Simulator, writesTheSameBytesForTheSameSeed) {
 }
 
 TEST(Simulator, refusesWhatCannotBe) {
-    SimulationOptions options;
-    options.rate = 0.0;
-    EXPECT_THROW(Simulator{options}, Poco::InvalidArgumentException);
-    options = {};
-    options.gyroNoise = -1.0;
-    EXPECT_THROW(Simulator{options}, Poco::InvalidArgumentException);
-    options = {};
-    options.missing = 1.0;
-    EXPECT_THROW(Simulator{options}, Poco::InvalidArgumentException);
+    SimulationOptions rate, noise, missing;
+    rate.rate = 0.0;
+    noise.gyroNoise = -1.0;
+    missing.missing = 1.0;
+    for (const SimulationOptions& options : {rate, noise, missing})
+        EXPECT_THROW(Simulator{options}, Poco::InvalidArgumentException);
 }
 
 }  // namespace
