@@ -1,24 +1,17 @@
 #include "cli/fuse/FuseOptions.h"
 
-#include <filesystem>
+#include <utility>
 
 #include "cli/CommandContext.h"
+#include "cli/SameFile.h"
 
 namespace Kavelin::Cli {
 
-namespace fs = std::filesystem;
-
 namespace {
 
-/// Also where one of them is yet to be written, or goes through a link. Standard streams and devices are
-/// nobody's.
-bool isSameFile(const std::string& a, const std::string& b) {
-    if (a.empty() || b.empty() || a == "-" || b == "-") return false;
-    std::error_code unknown;
-    if (fs::exists(a, unknown) && !fs::is_regular_file(a, unknown)) return false;
-    return fs::weakly_canonical(fs::absolute(a, unknown), unknown) ==
-               fs::weakly_canonical(fs::absolute(b, unknown), unknown) ||
-           fs::equivalent(a, b, unknown);
+bool areFilesInConflict(const std::string& a, const std::string& b) {
+    const auto isFile = [](const std::string& name) { return !name.empty() && name != "-"; };
+    return isFile(a) && isFile(b) && isSameFile(a, b);
 }
 
 }  // namespace
@@ -35,12 +28,12 @@ void requireOwnFiles(const FuseOptions& options) {
                                                                   {"--plot", options.plot}};
     for (const auto& [option, target] : written) {
         for (const auto& [what, source] : read) {
-            if (!isSameFile(target, source)) continue;
+            if (!areFilesInConflict(target, source)) continue;
             throw UsageError(std::string(option) + " '" + target + "' is " + what +
                              ", which would be lost: name another file");
         }
     }
-    if (isSameFile(options.output, options.plot)) {
+    if (areFilesInConflict(options.output, options.plot)) {
         throw UsageError("-o and --plot are both '" + options.output + "': name two files");
     }
 }

@@ -298,7 +298,8 @@ void FuseRun::run() {
     sink_->finish();
     file_->finish();
     if (Interruption::hasCome()) {
-        context_.err << "kavelin: interrupted; the " << file_->rows() << " rows done are kept\n";
+        context_.err << "kavelin: interrupted; " << RecordingIO::counted(file_->rows(), "row")
+                     << " done and kept\n";
         context_.status = kDoneWithErrors;
     }
     summarise();

@@ -1,27 +1,17 @@
 #include "cli/layout/FileConflicts.h"
 
 #include <algorithm>
-#include <filesystem>
+
+#include "cli/SameFile.h"
 
 namespace Kavelin::Cli {
 
 namespace {
 
-namespace fs = std::filesystem;
-
-bool isOneFile(const std::string& a, const std::string& b) {
-    std::error_code error;
-    const fs::path first = fs::weakly_canonical(fs::absolute(a), error);
-    const fs::path second = fs::weakly_canonical(fs::absolute(b), error);
-    const fs::file_status status = fs::status(first, error);
-    if (fs::exists(status)) return fs::is_regular_file(status) && fs::equivalent(first, second, error);
-    return first == second;
-}
-
 bool isInConflict(const FileUse& written, const FileUse& other) {
     if (written.filter == other.filter) return false;
     const bool isStandard = written.file == "-" || other.file == "-";
-    return isStandard ? other.isWritten && written.file == other.file : isOneFile(written.file, other.file);
+    return isStandard ? other.isWritten && written.file == other.file : isSameFile(written.file, other.file);
 }
 
 }  // namespace
