@@ -83,6 +83,12 @@ TEST_F(AGMComputer_v8Test, AFieldThatComesLateBecomesNorth) {
     }
     EXPECT_LT(worst(errorsOver(computer_, samples), 15.1), 3.0);
     EXPECT_FALSE(computer_.estimate().magFlag);
+
+    // An attitude that was handed in keeps its heading.
+    const Eigen::Quaterniond q_other_earth(Eigen::AngleAxisd(1.2, Vector3::UnitZ()));
+    computer_.restart();
+    ASSERT_TRUE(computer_.setNextAttitude(fromEigen(q_other_earth * samples[0].truth.q_earth_sensor)));
+    EXPECT_LT(worst(errorsOver(computer_, samples, true, q_other_earth.conjugate()), 15.1), 3.0);
 }
 
 TEST_F(AGMComputer_v8Test, WithoutAFieldTheVerticalIsKept) {
