@@ -244,10 +244,11 @@ void FuseRun::connectCompanions() {
         if (!hasChannel(pin)) continue;
         Core::AbstractOutputPin& from = reader_.getOutputPin(pin);
         if (quality_) feed(from, *quality_);
-        if (Core::AbstractOutputPin* held = holds ? holder_.findOutputPin(pin) : nullptr) {
+        if (!static_ || from.getName() == "3g") continue;  // it makes nothing of rates
+        if (holds) {
             feed(from, holder_);
-            feed(*held, *static_);
-        } else if (static_) {
+            feed(holder_.getOutputPin(pin), *static_);
+        } else {
             feed(from, *static_);
         }
     }
