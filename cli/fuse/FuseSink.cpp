@@ -145,16 +145,14 @@ void FuseSink::count() {
         ++counts_[i].sent;
         if (extra(i) != 0.0) ++counts_[i].raised;
     }
-    if (time_ > lastTime_) {
-        totalTime_ += time_ - lastTime_;
-        if (score_ && extra(*score_, kOverallFlag) == 1.0) staticTime_ += time_ - lastTime_;
+    if (score_ && pins_[*score_]->present && time_ > lastTime_) {
+        scoredTime_ += time_ - lastTime_;
+        if (extra(*score_, kOverallFlag) == 1.0) staticTime_ += time_ - lastTime_;
     }
     lastTime_ = time_;
 }
 
-double FuseSink::staticShare() const {
-    return score_ ? staticTime_ / totalTime_ : std::numeric_limits<double>::quiet_NaN();
-}
+double FuseSink::staticShare() const { return staticTime_ / scoredTime_; }
 
 double FuseSink::extra(std::size_t index, std::size_t element) const {
     if (!pins_[index]->present) return std::numeric_limits<double>::quiet_NaN();

@@ -65,8 +65,7 @@ public:
         std::uint64_t raised = 0;
     };
     const Count& count(std::size_t index) const { return counts_[index]; }
-    /// Share of the time during which the static mode's overall flag was raised; NaN without time or static
-    /// mode.
+    /// Share of the time with a static score during which its overall flag was raised; NaN without such time.
     double staticShare() const;
     /// rad/s; the last bias sent.
     const std::optional<Eigen::Vector3d>& bias() const { return bias_; }
@@ -108,7 +107,7 @@ private:
     std::uint64_t attitudes_ = 0;
     std::vector<Count> counts_;
     double staticTime_ = 0.0;
-    double totalTime_ = 0.0;
+    double scoredTime_ = 0.0;
     double lastTime_ = std::numeric_limits<double>::quiet_NaN();
     std::optional<Eigen::Vector3d> bias_;
 
