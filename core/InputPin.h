@@ -79,7 +79,7 @@ public:
         noteTaken();
         return true;
     }
-    /// Time stamp of the sample held.
+    /// Time stamp of the sample held; there must be one.
     double heldTimeStamp() const { return current_->timeStamp; }
     /// Consumes the sample held: its time stamp becomes the last one, its value stays readable.
     void consume() {
