@@ -16,8 +16,8 @@ public:
     ProgressBar& operator=(const ProgressBar&) = delete;
 
     bool isOn() const { return on_; }
-    /// Shows the state, if enough time has passed.  @param share of all that is done, 0 to 1; not a number: not
-    /// known.
+    /// Shows the state, if enough time has passed.  @param share of all that is done, 0 to 1; not a number:
+    /// not known.
     void show(std::uint64_t rows, double share);
     /// Takes the line away.
     void clear();

@@ -15,8 +15,8 @@ public:
     /// True when there is nothing more to come.  [layout thread]
     virtual bool atEnd() const = 0;
 
-    /// A source that waits for somebody outside returns, and is at its end until `resume`. A stop of its layout
-    /// calls this, a start calls `resume`.  [any thread]
+    /// A source that waits for somebody outside returns, and is at its end until `resume`. A stop of its
+    /// layout calls this, a start calls `resume`.  [any thread]
     virtual void interrupt() {}
     virtual void resume() {}
 
