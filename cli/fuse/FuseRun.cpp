@@ -28,12 +28,6 @@ constexpr std::uint64_t kRowsBetweenLooks = 256;  // at the clock
 /// Between filters that take each round's sample in that round: lent, not copied.
 const Core::ConnectionOptions kNewestOnly{.bufferSize = 1};
 
-std::string joined(const std::vector<std::string>& texts) {
-    std::string out;
-    for (const std::string& text : texts) out += (out.empty() ? "" : ",") + text;
-    return out;
-}
-
 std::vector<std::string> propertyNames(const Core::Filter& filter) {
     std::vector<std::string> names;
     for (const Core::AbstractProperty* property : filter.getPropertyBag().getProperties()) {
@@ -81,15 +75,19 @@ void FuseRun::setUpReader() {
     set("Units", options_.units);
     set("Rate", std::to_string(options_.rate));
     // Half a pair would be paired with the next row's other half.
-    std::vector<std::string> pins;
-    for (const Estimator::Feed& feed : estimator_.feeds) {
-        if (feed.from != "3m" || estimator_.pairsInputs) pins.push_back(feed.from);
-    }
-    set("Together", joined(pins));
+    set("Together", pinsTakenTogether());
     if (estimator_.pairsInputs) set("Repeat", "3m");
     set("File Name", options_.recording);
     layout_.add(reader_);
     reader_.open();
+}
+
+std::string FuseRun::pinsTakenTogether() const {
+    std::string pins;
+    for (const Estimator::Feed& feed : estimator_.feeds) {
+        if (feed.from != "3m" || estimator_.pairsInputs) pins += (pins.empty() ? "" : ", ") + feed.from;
+    }
+    return pins;
 }
 
 void FuseRun::setUpCompanions() {
@@ -330,11 +328,7 @@ void FuseRun::summarise() {
 std::string FuseRun::whyNoAttitude() const {
     const RecordingIO::RecordingStatistics& statistics = *reader_.statistics();
     if (statistics.partialRows() > 0 && statistics.completeRows() == 0) {
-        std::string pins;
-        for (const Estimator::Feed& feed : estimator_.feeds) {
-            if (feed.from != "3m" || estimator_.pairsInputs) pins += (pins.empty() ? "" : ", ") + feed.from;
-        }
-        return "no row holds a value for all of " + pins + ", which it takes together";
+        return "no row holds a value for all of " + pinsTakenTogether() + ", which it takes together";
     }
     return "is the recording shorter than its start phase, or a sensor without values?";
 }

@@ -47,6 +47,7 @@ private:
     void connectSink();
     void summarise();
     std::string whyNoAttitude() const;
+    std::string pinsTakenTogether() const;
 
     bool hasChannel(const std::string& pin) const;
     std::optional<RecordingIO::Alignment> alignment() const;
