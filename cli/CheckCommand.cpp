@@ -17,7 +17,7 @@ void check(const LayoutOptions& options, CommandContext& context) {
     const LayoutFile layout = readLayout(options, mistakes);
     LayoutBuilder builder(layout, Core::FlowManager::instance(), mistakes);
     builder.build();
-    builder.check();
+    builder.check({{.filter = "kavelin", .property = "LAYOUT", .file = options.file, .place = {}}});
     builder.findIdle(mistakes);
     if (mistakes.empty()) return;
     printMistakes(context, options.file, mistakes);

@@ -3,6 +3,7 @@
 #include <semaphore.h>
 
 #include <atomic>
+#include <ctime>
 
 namespace Kavelin::Cli {
 
@@ -19,9 +20,20 @@ extern "C" void noteInterruption(int) {
     ::sem_post(&noted);
 }
 
+std::atomic<bool> isOver{false};
+
 void waitUntilNoted() {
     while (::sem_wait(&noted) != 0) {  // another signal
     }
+}
+
+void waitAWhile() {
+    ::timespec until{};
+    ::clock_gettime(CLOCK_REALTIME, &until);
+    until.tv_nsec += 100'000'000;
+    until.tv_sec += until.tv_nsec / 1'000'000'000;
+    until.tv_nsec %= 1'000'000'000;
+    ::sem_timedwait(&noted, &until);
 }
 
 }  // namespace
@@ -37,9 +49,13 @@ Interruption::Interruption(std::function<void()> act) {
     sigaction(SIGINT, &action, &interrupt_);
     sigaction(SIGTERM, &action, &terminate_);
     if (!act) return;
+    isOver.store(false);
     watcher_ = std::thread([act = std::move(act)] {
         waitUntilNoted();
-        if (hasCome()) act();
+        while (hasCome() && !isOver.load()) {
+            act();
+            waitAWhile();
+        }
     });
 }
 
@@ -47,7 +63,8 @@ Interruption::~Interruption() {
     sigaction(SIGINT, &interrupt_, nullptr);
     sigaction(SIGTERM, &terminate_, nullptr);
     if (!watcher_.joinable()) return;
-    ::sem_post(&noted);  // nothing came: the watcher may go
+    isOver.store(true);
+    ::sem_post(&noted);
     watcher_.join();
 }
 

@@ -47,7 +47,12 @@ void run(const RunCommandOptions& options, CommandContext& context) {
     const LayoutFile layout = readLayout(options.layout, mistakes);
     LayoutBuilder builder(layout, Core::FlowManager::instance(), mistakes);
     builder.build();
-    builder.check();
+    std::vector<FileUse> alsoUsed{
+        {.filter = "kavelin", .property = "LAYOUT", .file = options.layout.file, .place = {}}};
+    if (!options.save.empty()) {
+        alsoUsed.push_back({"kavelin", "--save", options.save, true, {.option = "--save " + options.save}});
+    }
+    builder.check(alsoUsed);
     requireNone(mistakes, options.layout.file, context);
     builder.rebuild();
     builder.findIdle(idle);

@@ -1,3 +1,6 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <vector>
@@ -33,6 +36,13 @@ void requireKnownCommand(const CLI::App& app, int argc, char** argv) {
     throw UsageError("there is no command \"" + std::string(argv[1]) + "\"; there are " + commands);
 }
 
+/// A closed standard stream's number would go to the next file opened, and messages into the result.
+void openStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(stream, F_GETFD) < 0 && ::open("/dev/null", O_RDWR) < 0) return;
+    }
+}
+
 void configure(CLI::App& app, CommandContext& context) {
     app.failure_message(failureMessage);
     app.require_subcommand(1);
@@ -45,6 +55,7 @@ void configure(CLI::App& app, CommandContext& context) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    openStandardStreams();
     CommandContext context{std::cin, std::cout, std::cerr};
     CLI::App app{"Orientation from inertial and magnetic sensor data: filters, layouts, recordings.",
                  "kavelin"};

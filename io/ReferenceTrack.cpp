@@ -53,7 +53,11 @@ bool ReferenceTrack::advance() {
     for (;;) {
         const RecordingReader::Next next = reader_.next();
         if (next == RecordingReader::Next::kEnd) return false;
-        if (next == RecordingReader::Next::kFault || !reader_.row().has(channel_)) continue;
+        if (next == RecordingReader::Next::kFault) {
+            if (faults_++ == 0) firstFault_ = reader_.message();
+            continue;
+        }
+        if (!reader_.row().has(channel_)) continue;
         const double* q = reader_.row().values(channel_);
         const Quaternion attitude(q[0], q[1], q[2], q[3]);
         if (!(attitude.norm() > 0.5)) continue;

@@ -21,6 +21,10 @@ public:
     /// neighbours more than half a second apart.  @param time s, not decreasing from call to call.
     std::optional<Quaternion> at(double time);
 
+    /// Rows left out so far, and what was wrong with the first of them, with file and line.
+    std::uint64_t faults() const { return faults_; }
+    const std::string& firstFault() const { return firstFault_; }
+
 private:
     struct Pose {
         double time;
@@ -32,6 +36,8 @@ private:
     std::size_t channel_ = 0;
     std::optional<Pose> before_;
     std::optional<Pose> after_;
+    std::uint64_t faults_ = 0;
+    std::string firstFault_;
 };
 
 /// Intervals of time in which something counts; none at all means always.

@@ -9,9 +9,16 @@ namespace Kavelin::Cli {
 
 namespace {
 
-bool areFilesInConflict(const std::string& a, const std::string& b) {
-    const auto isFile = [](const std::string& name) { return !name.empty() && name != "-"; };
-    return isFile(a) && isFile(b) && isSameFile(a, b);
+bool isFile(const std::string& name) { return !name.empty() && name != "-"; }
+
+/// @return the path by which `written` would overwrite `other`: its own, or that under which a result is
+/// written until it is complete; empty where the two are nothing to each other.
+std::string pathInConflict(const std::string& written, const std::string& other) {
+    if (!isFile(written) || !isFile(other)) return {};
+    for (const std::string& path : {written, written + ".part"}) {
+        if (isSameFile(path, other)) return path;
+    }
+    return {};
 }
 
 }  // namespace
@@ -28,12 +35,13 @@ void requireOwnFiles(const FuseOptions& options) {
                                                                   {"--plot", options.plot}};
     for (const auto& [option, target] : written) {
         for (const auto& [what, source] : read) {
-            if (!areFilesInConflict(target, source)) continue;
-            throw UsageError(std::string(option) + " '" + target + "' is " + what +
-                             ", which would be lost: name another file");
+            const std::string path = pathInConflict(target, source);
+            if (path.empty()) continue;
+            throw UsageError(std::string(option) + " '" + target + "': '" + path + "' is " + what +
+                             ", which would be lost; name another file");
         }
     }
-    if (areFilesInConflict(options.output, options.plot)) {
+    if (!pathInConflict(options.output, options.plot).empty()) {
         throw UsageError("-o and --plot are both '" + options.output + "': name two files");
     }
 }

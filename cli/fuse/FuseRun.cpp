@@ -301,6 +301,11 @@ void FuseRun::run() {
                      << " done and kept\n";
         context_.status = kDoneWithErrors;
     }
+    if (track_ && track_->faults() > 0) {
+        context_.err << "kavelin: " << RecordingIO::counted(track_->faults(), "row")
+                     << " of the reference left out; the first: " << track_->firstFault() << "\n";
+        context_.status = kDoneWithErrors;
+    }
     summarise();
     if (plot_) plot_->draw(errors_ ? errors_->turn() : 0.0);
 }
@@ -333,9 +338,11 @@ std::string FuseRun::whyNoAttitude() const {
     return "is the recording shorter than its start phase, or a sensor without values?";
 }
 
+/// What overflows at the sink waited for an attitude that did not come: no filter misses it.
 std::uint64_t FuseRun::dropped() const {
     std::uint64_t sum = 0;
     for (const Core::Filter* filter : layout_.getFilters()) {
+        if (filter == sink_.get()) continue;
         for (const Core::AbstractInputPin* pin : filter->getInputPins()) sum += pin->getCounts().dropped;
     }
     return sum;

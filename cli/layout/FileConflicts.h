@@ -16,9 +16,10 @@ struct FileUse {
     Place place;
 };
 
-/// Adds a mistake for every file that a filter writes while another reads or writes it: data would be lost.
+/// Adds a mistake for every file that a filter writes, under its name or that of its unfinished part, while
+/// another reads or writes it: data would be lost.
 /// Paths that lead to one file are one file, whether it is there already or not. Pipes and devices may be
-/// shared; standard output takes one table.
+/// shared; standard output takes one table, and standard input gives one.
 void findFileConflicts(const std::vector<FileUse>& uses, Mistakes& mistakes);
 
 }  // namespace Kavelin::Cli

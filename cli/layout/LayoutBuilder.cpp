@@ -214,12 +214,14 @@ Core::CommandProperty* LayoutBuilder::findCommand(Core::Filter& filter, const Pl
     return command;
 }
 
-void LayoutBuilder::check() {
+void LayoutBuilder::check(const std::vector<FileUse>& alsoUsed) {
     checkNames();
     // A file name that was refused is a mistake already, and has left the filter without one.
     if (mistakes_.empty()) askParticipants(&RecordingIO::RunParticipant::checkRun);
     tryActions();
-    findFileConflicts(fileUses_, mistakes_);
+    std::vector<FileUse> uses = fileUses_;
+    uses.insert(uses.end(), alsoUsed.begin(), alsoUsed.end());
+    findFileConflicts(uses, mistakes_);
 }
 
 void LayoutBuilder::checkNames() {

@@ -34,8 +34,8 @@ public:
 
     /// Adds what else is wrong with what was built: commands and actions that name what does not exist,
     /// files that are not named or cannot be read, values of actions that are refused, files that a filter
-    /// writes and another uses. The properties then are as the last action leaves them.
-    void check();
+    /// writes and another uses, or one of `alsoUsed`. The properties then are as the last action leaves them.
+    void check(const std::vector<FileUse>& alsoUsed);
 
     /// Builds everything but plugins and variables anew: properties are as the file says again.
     void rebuild();

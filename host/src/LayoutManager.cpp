@@ -23,6 +23,24 @@ LayoutManager* layoutOf(const Pin& pin) {
     return pin.getManager() == nullptr ? nullptr : pin.getManager()->getManager();
 }
 
+/// Whether connections lead from this layout over others back to it.
+bool feedsItself(const LayoutManager& layout) {
+    std::lock_guard lock(topologyMutex());
+    std::vector<const LayoutManager*> reached{&layout};
+    for (std::size_t i = 0; i < reached.size(); ++i) {
+        for (const Filter* filter : reached[i]->getFilters()) {
+            for (const AbstractInputPin* pin : filter->getInputPins()) {
+                const AbstractOutputPin* output = pin->getConnectedOutput();
+                const LayoutManager* from = output == nullptr ? nullptr : layoutOf(*output);
+                if (from == nullptr || from == reached[i]) continue;
+                if (from == &layout) return true;
+                if (std::find(reached.begin(), reached.end(), from) == reached.end()) reached.push_back(from);
+            }
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 LayoutManager::LayoutManager(const std::string& name) : NamedObject(name) {}
@@ -372,7 +390,9 @@ void LayoutManager::runThread() {
         const bool did = runRound();
         RoomGate::instance().openIfWanted();
         if (did) continue;
-        if (!sources_.empty() || fedByNobody) break;
+        if (fedByNobody) break;
+        // Its own sources have ended. Who feeds it may still; but nobody is waited for who waits for this.
+        if (!sources_.empty() && (fedFromOutside_ || feedsItself(*this))) break;
         sleepUntilFed();
     }
     ended_->store(true);
