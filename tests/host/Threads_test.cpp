@@ -169,6 +169,27 @@ TEST(Threads, ASourceWaitsForARoomyBufferElsewhere) {
     for (std::size_t i = 0; i < relay.seen.size(); ++i) ASSERT_EQ(relay.seen[i], static_cast<double>(i));
 }
 
+TEST(Threads, ALayoutWithASourceOfItsOwnTakesAllThatIsFedToIt) {
+    for (const bool mutually : {false, true}) {
+        CountingSource source("source", 20000), own("own", 10);
+        Relay relay("relay"), back("back");
+        LayoutManager readers("readers"), sources("sources");
+        addTo(sources, source, back);
+        addTo(readers, own, relay);
+        connect(source.out, relay.a, {.bufferSize = 8});
+        // Then neither may wait for the other's end.
+        if (mutually) connect(own.out, back.a, {.bufferSize = 8});
+        readers.start();
+        sources.start();
+        sources.wait();
+        readers.wait();
+        if (!mutually) {
+            EXPECT_EQ(relay.seen.size(), 20000u);
+        }
+        EXPECT_TRUE(readers.hasEnded() && sources.hasEnded());
+    }
+}
+
 TEST(Threads, ASourceDoesNotWaitForAReaderThatWaitsForIt) {
     CountingSource source("source", 2000);
     ScriptedFilter reader("reader", [](ScriptedFilter& self) {
