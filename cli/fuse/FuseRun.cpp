@@ -285,17 +285,27 @@ void FuseRun::run() {
     layout_.getErrors().setListener([&](const Core::ProcessError& error) {
         hasFailed = true;
         progress.clear();
-        const bool speaksForItself = error.filter == reader_.getName() || error.filter == sink_->getName();
-        const std::string where =
-            speaksForItself ? "" : error.filter + " at t = " + timeText(error.timeStamp) + ": ";
-        printLines(context_.err, where, error.message.empty() ? error.type : error.message);
-        context_.status = kDoneWithErrors;
+        tell(error);
     });
     layout_.runToEnd();
     layout_.setRoundHook({});
     progress.clear();
     sink_->finish();
     file_->finish();
+    tellWhatIsMissing();
+    summarise();
+    if (plot_) plot_->draw(errors_ ? errors_->turn() : 0.0);
+}
+
+void FuseRun::tell(const Core::ProcessError& error) {
+    const bool speaksForItself = error.filter == reader_.getName() || error.filter == sink_->getName();
+    const std::string where =
+        speaksForItself ? "" : error.filter + " at t = " + timeText(error.timeStamp) + ": ";
+    printLines(context_.err, where, error.message.empty() ? error.type : error.message);
+    context_.status = kDoneWithErrors;
+}
+
+void FuseRun::tellWhatIsMissing() {
     if (Interruption::hasCome()) {
         context_.err << "kavelin: interrupted; " << RecordingIO::counted(file_->rows(), "row")
                      << " done and kept\n";
@@ -306,8 +316,6 @@ void FuseRun::run() {
                      << " of the reference left out; the first: " << track_->firstFault() << "\n";
         context_.status = kDoneWithErrors;
     }
-    summarise();
-    if (plot_) plot_->draw(errors_ ? errors_->turn() : 0.0);
 }
 
 void FuseRun::summarise() {

@@ -45,6 +45,8 @@ private:
     void connectEstimator();
     void connectCompanions();
     void connectSink();
+    void tell(const Core::ProcessError& error);
+    void tellWhatIsMissing();
     void summarise();
     std::string whyNoAttitude() const;
     std::string pinsTakenTogether() const;

@@ -1,8 +1,8 @@
 #include <Kavelin/Core/NamedObject.h>
 #include <Kavelin/Core/Source.h>
+#include <Util/System/Visitor.h>
 
 #include <limits>
-#include <Util/System/Visitor.h>
 
 namespace Kavelin::Core {
 

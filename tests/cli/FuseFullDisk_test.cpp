@@ -6,11 +6,8 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
-#include "cli/CommandContext.h"
-#include "cli/Plugins.h"
-#include "cli/fuse/FuseRun.h"
+#include "cli/FuseTrial.h"
 #include "support/TemporaryFolder.h"
 
 namespace Kavelin::Cli {
@@ -19,21 +16,13 @@ namespace {
 const int kNoDisk = 77;
 
 std::string fuse(const std::string& recording, const std::string& output) {
-    std::istringstream in;
-    std::ostringstream out;
-    std::ostringstream err;
-    CommandContext context{in, out, err};
-    loadPlugins(context, {});
-    FuseOptions options;
-    options.recording = recording;
-    options.output = output;
-    options.type = "FilterAttitude";
+    FuseTrial trial(recording, output);
     try {
-        FuseRun(options, context).run();
+        trial.run();
     } catch (const Poco::Exception& failure) {
-        err << failure.displayText();
+        trial.err << failure.displayText();
     }
-    return err.str();
+    return trial.err.str();
 }
 
 /// In a process of its own, which alone sees the small disk.

@@ -5,10 +5,8 @@
 
 #include <thread>
 
-#include "cli/CommandContext.h"
+#include "cli/FuseTrial.h"
 #include "cli/Interruption.h"
-#include "cli/Plugins.h"
-#include "cli/fuse/FuseRun.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestKit.h"
 
@@ -59,28 +57,19 @@ TEST_P(FuseInterruption, keepsTheRowsDone) {
     ::signal(SIGPIPE, SIG_IGN);
     std::thread feeder([&] { feed(::open(pipe.c_str(), O_WRONLY)); });
 
-    std::istringstream in;
-    std::ostringstream out;
-    std::ostringstream err;
-    CommandContext context{in, out, err};
-    loadPlugins(context, {});
-    FuseOptions options;
-    options.recording = pipe;
-    options.output = folder.path("out.csv");
-    options.type = "FilterAttitude";
+    FuseTrial trial(pipe, folder.path("out.csv"));
     {
         // From here on the signal is caught; the feeder may go no further than a pipe's room before the run
         // reads.
         const Interruption caught;
-        FuseRun run(options, context);
-        run.run();
+        trial.run();
     }
     hasEnded_.store(true);
     hasEnded_.notify_all();
     feeder.join();
 
-    EXPECT_EQ(context.status, kDoneWithErrors);
-    EXPECT_THAT(err.str(), testing::HasSubstr("interrupted; "));
+    EXPECT_EQ(trial.context.status, kDoneWithErrors);
+    EXPECT_THAT(trial.err.str(), testing::HasSubstr("interrupted; "));
     EXPECT_FALSE(std::filesystem::exists(folder.path("out.csv.part")));
     const std::string table = folder.read("out.csv");
     const auto lines = std::count(table.begin(), table.end(), '\n');
