@@ -229,8 +229,11 @@ private:
     }
 
     void refuseUseless() {
-        std::string understood = "understood were " + schema_.understood;
-        if (!schema_.unknownColumns.empty()) understood += ", not " + listed(schema_.unknownColumns);
+        const bool isAnyKnown = schema_.timeColumn || !schema_.channels.empty();
+        std::string understood = isAnyKnown ? "understood were " + schema_.understood : "understood was none";
+        if (!schema_.unknownColumns.empty()) {
+            understood += (isAnyKnown ? ", not " : " of ") + listed(schema_.unknownColumns);
+        }
         if (schema_.channels.empty()) {
             throw Poco::DataFormatException("no column with measurements: " + understood +
                                             "; name them ax, ay, az, gx, ... or map them to pins");
