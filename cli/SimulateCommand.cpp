@@ -9,6 +9,7 @@
 #include "cli/CommandContext.h"
 #include "cli/Commands.h"
 #include "cli/Interruption.h"
+#include "cli/SimulateFaults.h"
 #include "cli/fuse/ProgressBar.h"
 #include "io/SimulatedTable.h"
 
@@ -106,6 +107,9 @@ void addSimulateCommand(CLI::App& app, CommandContext& context) {
         ->excludes(seconds);
     command->add_option("--rate", simulation.rate, "Rows a second")->capture_default_str();
     command->add_option("--first-rest", simulation.firstRest, "Rest at the start, s")->capture_default_str();
+    command->add_flag_callback(
+        "--no-rests", [&simulation] { simulation.rests = false; },
+        "Full motion from the first rest to the end, no other rests");
     command->add_option("--turning", simulation.rateRms, "Rate of full motion, each axis, RMS, rad/s")
         ->capture_default_str();
     command->add_option("--shaking", simulation.accelerationRms, "Acceleration of full motion, RMS, m/s^2")
@@ -115,6 +119,7 @@ void addSimulateCommand(CLI::App& app, CommandContext& context) {
         ->capture_default_str();
     command->add_flag("--no-truth", options->withoutTruth, "Leave out the true quaternion qw, qx, qy, qz");
     addErrorOptions(*command, simulation);
+    addFaultOptions(*command, simulation.faults);
     command->callback([options, &context] { simulate(*options, context); });
 }
 

@@ -117,6 +117,7 @@ Simulator::Simulator(const SimulationOptions& options)
     : options_(checked(options)),
       random_(options.seed),
       step_(1.0 / options.rate),
+      faults_(options.faults),
       motion_({2.0, 5.0, 6.0, 14.0, 0.6}, options.firstRest),
       bursts_({6.0, 14.0, 0.3, 0.8, 0.1}, options.firstRest + 6.0),
       disturbances_({12.0, 25.0, 3.0, 7.0, 0.5}, options.firstRest + 12.0),
@@ -136,21 +137,35 @@ bool Simulator::next(SimulatedRow& row) {
     row.t = nominal;
     if (options_.jitter > 0.0) row.t += options_.jitter * step_ * random_.uniform(0.0, 1.0);
     row.isLost = options_.missing > 0.0 && random_.uniform() < options_.missing;
-    const Vector3 force = accelerationEarth_ + burst(nominal) + Vector3(0.0, 0.0, options_.gravity);
-    row.acceleration = turnedBack(attitude_, force) + noise(options_.accelerometerNoise);
-    row.rate = rate_ + bias_ + noise(options_.gyroNoise);
-    row.field = turnedBack(attitude_, fieldEarth_ + disturbance(nominal)) + noise(options_.magnetometerNoise);
+    row.isLost = row.isLost || options_.faults.isInGap(nominal);
+    sense(nominal, row);
     row.hasField = row_ % options_.magnetometerEvery == 0;
     row.attitude = attitude_;
     ++row_;
     return true;
 }
 
+void Simulator::sense(double t, SensorValues& values) {
+    const Vector3 force = accelerationEarth_ + burst(t) + Vector3(0.0, 0.0, options_.gravity);
+    values.acceleration = turnedBack(attitude_, force);
+    const Vector3 accelerationNoise = noise(options_.accelerometerNoise);
+    values.rate = rate_;
+    const Vector3 rateNoise = noise(options_.gyroNoise);
+    const Vector3 fieldNoise = noise(options_.magnetometerNoise);
+    values.field = turnedBack(attitude_, fieldEarth_ + disturbance(t) + faults_.magnetAt(t));
+    faults_.distort(values);
+    values.acceleration += accelerationNoise;
+    values.rate += bias_;
+    values.rate += rateNoise;
+    values.field += fieldNoise;
+    faults_.cut(t, values);
+}
+
 /// Turns by the rate that the gyroscope then shows: the mean over the time since the row before.
 void Simulator::move(double t) {
     const double share = motion_.at(t, random_);
     if (motion_.hasBegun()) strength_ = random_.uniform(0.3, 1.0);
-    const double amplitude = share * strength_;
+    const double amplitude = options_.rests ? share * strength_ : smoothStep((t - options_.firstRest) / 0.6);
     rate_ = amplitude * options_.rateRms * turning_.next(random_);
     // Without its slow part: a hand does not fly away.
     accelerationEarth_ =

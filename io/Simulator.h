@@ -4,6 +4,7 @@
 
 #include "attitude/RotationTypes.h"
 #include "io/Random.h"
+#include "io/SensorFaults.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -17,6 +18,7 @@ struct SimulationOptions {
     double seconds = 60.0;
     double rate = 100.0;                  ///< rows a second
     double firstRest = 4.0;               ///< s of rest at the start
+    bool rests = true;                    ///< false: full motion from the first rest to the end
     double rateRms = 1.5;                 ///< rad/s, each axis, while in full motion
     double accelerationRms = 1.0;         ///< m/s^2, each axis, while in full motion
     double gravity = 9.81;                ///< m/s^2
@@ -31,14 +33,12 @@ struct SimulationOptions {
     double jitter = 0.0;                  ///< share of a row's time by which its time stamp is off at most
     double missing = 0.0;                 ///< share of the rows that are lost
     std::uint64_t magnetometerEvery = 1;  ///< rows from one field sample to the next
+    FaultOptions faults;
 };
 
 /// One row: what the sensors say, and the truth.
-struct SimulatedRow {
-    double t = 0.0;        ///< s
-    Vector3 acceleration;  ///< m/s^2, specific force, sensor frame
-    Vector3 rate;          ///< rad/s, sensor frame
-    Vector3 field;         ///< uT, sensor frame
+struct SimulatedRow : SensorValues {
+    double t = 0.0;  ///< s
     bool hasField = true;
     bool isLost = false;  ///< not to be written
     Quaternion attitude;  ///< w, x, y, z, sensor to earth (East, magnetic North, Up); unit norm
@@ -96,6 +96,7 @@ private:
     void move(double t);
     Vector3 burst(double t);
     Vector3 disturbance(double t);
+    void sense(double t, SensorValues& values);
     Vector3 noise(double deviation);
     Vector3 direction();
 
@@ -103,6 +104,7 @@ private:
     Random random_;
     std::uint64_t row_ = 0;
     double step_;
+    SensorFaults faults_;
     Episodes motion_;
     Episodes bursts_;
     Episodes disturbances_;

@@ -118,6 +118,91 @@ TEST(Simulator, addsTheErrorsAskedForAndNothingElse) {
     EXPECT_EQ(clean[10].rate.norm(), 0.0);
 }
 
+/// A fault, and what it makes of the values that the same seed gives without it, at a time.
+struct FaultRow {
+    const char* name;
+    std::function<void(SimulationOptions&)> set;
+    std::function<void(double t, const SimulatedRow& clean, SensorValues& expected)> effect;
+};
+
+const FaultRow kFaultRows[] = {
+    {"hard and soft iron, in this order",
+     [](auto& o) {
+         o.faults.softIron.diagonal() << 2, 1, 1;
+         o.faults.hardIron = {5, 0, 0};
+     },
+     [](double, auto& clean, auto& v) { v.field.x() = 2 * clean.field.x() + 5; }},
+    {"a magnet of the room for a time",
+     [](auto& o) {
+         o.faults.magnet = {0, 0, 30};
+         o.faults.magnetFrom = 3;
+         o.faults.magnetTo = 6;
+     },
+     [](double t, auto& clean, auto& v) {
+         if (t >= 3 && t < 6) v.field += turnedBack(clean.attitude, {0, 0, 30});
+     }},
+    {"scale and offset of the gyroscope",
+     [](auto& o) {
+         o.faults.gyroScale = {0.1, 0, 0};
+         o.faults.gyroOffset = {0, 1, 0};
+     },
+     [](double, auto& clean, auto& v) { v.rate += Vector3(0.1 * clean.rate.x(), 1, 0); }},
+    {"range before axes before unit",
+     [](auto& o) {
+         o.faults.acceleration.range = 5;
+         o.faults.acceleration.mounting << 0, -1, 0, 1, 0, 0, 0, 0, 1;
+         o.faults.acceleration.factor = 0.1;
+     },
+     [](double, auto& clean, auto& v) {
+         const Vector3 a = clean.acceleration.cwiseMax(-5).cwiseMin(5);
+         v.acceleration = 0.1 * Vector3(-a.y(), a.x(), a.z());
+     }},
+    {"one axis dead, the others stuck, from a time on",
+     [](auto& o) {
+         o.faults.rate.axes = {SensorFault::Axis::kDead, SensorFault::Axis::kAlive,
+                               SensorFault::Axis::kStuck};
+         o.faults.failFrom = 1e-9;  // the second row, at rest
+     },
+     [](double t, auto& clean, auto& v) {
+         if (t > 0) v.rate = Vector3(0, clean.rate.y(), 0);
+     }},
+};
+
+TEST(Simulator, addsEachFaultAndLeavesMotionAndTruthAsTheyWere) {
+    SimulationOptions options = perfect();
+    options.seconds = 12;
+    options.disturbance = options.burst = 10;
+    const std::vector<SimulatedRow> clean = simulate(options);
+    for (const FaultRow& fault : kFaultRows) {
+        SimulationOptions faulty = options;
+        fault.set(faulty);
+        const std::vector<SimulatedRow> rows = simulate(faulty);
+        ASSERT_EQ(rows.size(), clean.size());
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            SensorValues expected = clean[i];
+            fault.effect(rows[i].t, clean[i], expected);
+            ASSERT_LT((rows[i].acceleration - expected.acceleration).norm(), 1e-12) << fault.name << i;
+            ASSERT_LT((rows[i].rate - expected.rate).norm(), 1e-12) << fault.name << i;
+            ASSERT_LT((rows[i].field - expected.field).norm(), 1e-12) << fault.name << i;
+            ASSERT_EQ(rows[i].attitude, clean[i].attitude) << fault.name << i;
+        }
+    }
+}
+
+TEST(Simulator, losesRowsInGapsAndNeverRestsWhenAskedTo) {
+    SimulationOptions options = perfect();
+    options.firstRest = 0;
+    options.rests = false;
+    options.faults.gap = 0.5;
+    options.faults.gapEvery = 7;
+    const std::vector<SimulatedRow> rows = simulate(options);
+    EXPECT_EQ(std::count_if(rows.begin(), rows.end(), [](auto& row) { return row.isLost; }), 400);
+    EXPECT_FALSE(rows[699].isLost);
+    EXPECT_TRUE(rows[705].isLost);
+    EXPECT_FALSE(rows[755].isLost);
+    EXPECT_EQ(std::count_if(rows.begin() + 100, rows.end(), [](auto& r) { return r.rate.norm() < 0.01; }), 0);
+}
+
 TEST(Simulator, writesTheSameBytesForTheSameSeed) {
     const TemporaryFolder folder;
     SimulationOptions options;
@@ -145,11 +230,12 @@ TEST(Simulator, writesTheSameBytesForTheSameSeed) {
 }
 
 TEST(Simulator, refusesWhatCannotBe) {
-    SimulationOptions rate, noise, missing;
-    rate.rate = 0.0;
+    SimulationOptions rate, noise, missing, range, magnet;
+    rate.rate = range.faults.field.range = 0.0;
+    magnet.faults.magnetFrom = magnet.faults.magnetTo = 3.0;
     noise.gyroNoise = -1.0;
     missing.missing = 1.0;
-    for (const SimulationOptions& options : {rate, noise, missing})
+    for (const SimulationOptions& options : {rate, noise, missing, range, magnet})
         EXPECT_THROW(Simulator{options}, Poco::InvalidArgumentException);
 }
 
