@@ -7,7 +7,7 @@ FilterChangeOfBasis::FilterChangeOfBasis(const std::string& name) : Filter(name,
 void FilterChangeOfBasis::process() {
     if (!in_.readNext() || in_.value().size() != 9) return;
     takeBasis();
-    if (!basis_.hasValue()) {
+    if (!hasBasis_) {
         out_.value() = in_.value();
     } else if (!computer_.apply(firstNine(in_.value()), out_.value())) {
         return;
@@ -17,6 +17,7 @@ void FilterChangeOfBasis::process() {
 
 void FilterChangeOfBasis::takeBasis() {
     if (!basis_.readNext()) return;
+    hasBasis_ = true;
     if (basis_.value().size() == 9) {
         computer_.setOrthonormalBasis(basis_.value());
     } else {

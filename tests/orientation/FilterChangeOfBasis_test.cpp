@@ -33,6 +33,20 @@ TEST(FilterChangeOfBasis, PassesMatricesUntilABasisCame) {
     EXPECT_EQ(step(h, someMatrix()), 4 * someMatrix());  // the basis stays
 }
 
+TEST(FilterChangeOfBasis, KeepsItsBasisWhateverBecomesOfThePin) {
+    Harness h;
+    h.feed("Change-Of-Basis", 0.0, 2 * Matrix::Identity(3, 3));
+    EXPECT_EQ(step(h, someMatrix()), 4 * someMatrix());
+    Core::AbstractInputPin& pin = h.filter().getInputPin("Change-Of-Basis");
+    pin.rebuildBuffer();
+    EXPECT_EQ(step(h, someMatrix()), 4 * someMatrix()) << "rebuffered";
+    Core::disconnect(pin);
+    EXPECT_EQ(step(h, someMatrix()), 4 * someMatrix()) << "detached";
+    Core::LayoutManager layout("layout");
+    layout.add(h.filter());
+    EXPECT_EQ(step(h, someMatrix()), 4 * someMatrix()) << "in a layout";
+}
+
 TEST(FilterChangeOfBasis, ChoosesTheInverseByTheElementsOfTheBasis) {
     struct Row {
         const char* name;
