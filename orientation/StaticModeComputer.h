@@ -15,7 +15,7 @@ struct StaticModeScores {
 };
 
 /// Rates acceleration and magnetic field against a reference that is captured from the stream.
-/// Before anything was captured the reference norms and the reference angle are 0.0, which scores 0.0.
+/// What was never captured scores 0.0, whatever the vectors are.
 class StaticModeComputer {
 public:
     /// Asks for a new reference: the vectors of the next call become it.
@@ -40,7 +40,7 @@ private:
     bool referenceRequested_ = true;
     Reference acceleration_;
     Reference field_;
-    double angle_ = 0.0;  // rad
+    std::optional<double> angle_;  // rad; nothing before it was captured
 };
 
 }  // namespace Kavelin::OrientationInternal
