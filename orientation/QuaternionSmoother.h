@@ -20,12 +20,12 @@ Quaternion quaternionLogarithm(const Quaternion& q);
 /// throws.
 Quaternion quaternionExponential(const Quaternion& logarithm);
 
-/// Smooths a stream of quaternions on the rotation group with a kernel over the last n of them.
+/// Corrects a stream of quaternions on the rotation group with a kernel over the last n of them.
 ///
 /// The logarithms of the turns between neighbours are summed with weights derived from the kernel, and the
 /// exponential of the sum corrects the newest quaternion. Until n quaternions are there, each passes
 /// unchanged. Deliberate: the weights are those of a correction of the middle quaternion, but the newest is
-/// corrected; so a steady turn passes without lag, and much of the noise of the newest quaternion passes too.
+/// corrected; so a steady turn passes without lag, and white noise comes out larger than it went in.
 /// Deliberate: signs are not aligned, so a neighbour that changes its sign without turning counts as a large
 /// turn.
 class QuaternionSmoother {
