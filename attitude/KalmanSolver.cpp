@@ -1,9 +1,8 @@
 #include "attitude/KalmanSolver.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
-#include <stdexcept>
-#include <string>
 
 #include "attitude/DiagonalNoiseSteps.h"
 
@@ -31,11 +30,7 @@ void KalmanSolver::init(int n, int m) {
 
 void KalmanSolver::step(const KalmanStep& step) {
     if (step.started < 0) return;
-    if (step.n < 1 || step.m < 1 || step.n > n_ || step.m > m_) {
-        throw std::invalid_argument("KalmanSolver::step of " + std::to_string(step.n) + " states and " +
-                                    std::to_string(step.m) + " measurements after init of " +
-                                    std::to_string(n_) + " and " + std::to_string(m_));
-    }
+    assert(step.n >= 1 && step.m >= 1 && step.n <= n_ && step.m <= m_);
     if (step.started == 0) {
         problem_->transition(step.x, step.n, 0, J_.get(), G_.get(), step.u);
         problem_->measurement(step.zref, 0, zPred_.data(), J_.get(), G_.get());

@@ -43,7 +43,7 @@ struct KalmanStep {
 /// one triangular system for each state component. Signs of the rows of [U V] cancel in it, so that any sign
 /// convention of the reflections gives the same state and the same S+^T S+.
 ///
-/// Steps of 4 states with 6 or 3 measurements and diagonal noise roots take a path with sizes known to the
+/// Steps of 4 states with 6 measurements and diagonal noise roots take a path with sizes known to the
 /// compiler
 /// (`DiagonalNoiseSteps.h`); the two agree to rounding.
 ///
@@ -58,8 +58,8 @@ public:
     /// Sets the dimensions and allocates the workspace, all zero; releases what was allocated before.
     void init(int n, int m);
 
-    /// Runs one prediction and one correction. Never allocates.
-    /// @throws std::invalid_argument for dimensions below 1 or larger than those of `init`.
+    /// Runs one prediction and one correction. Never allocates, never throws. Deliberate: nothing is checked
+    /// in a release build; dimensions below 1, or larger than those of `init`, are undefined behaviour.
     void step(const KalmanStep& step);
 
 private:

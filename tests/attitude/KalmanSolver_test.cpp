@@ -242,15 +242,5 @@ TEST(KalmanSolver, startedFlag) {
     }
 }
 
-TEST(KalmanSolver, refusesDimensionsItHasNoRoomFor) {
-    LinearProblem problem(Matrix::Identity(4, 4), Matrix::Zero(6, 4));
-    KalmanSolver solver(&problem);
-    EXPECT_THROW(solver.step({.n = 4, .m = 6}), std::invalid_argument);
-    solver.init(4, 6);
-    EXPECT_THROW(solver.step({.n = 5, .m = 6}), std::invalid_argument);
-    EXPECT_THROW(solver.step({.n = 4, .m = 7}), std::invalid_argument);
-    EXPECT_THROW(solver.step({.n = 0, .m = 6}), std::invalid_argument);
-}
-
 }  // namespace
 }  // namespace Kavelin::OrientationInternal
