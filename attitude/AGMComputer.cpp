@@ -69,6 +69,7 @@ bool AGMComputer::load(const std::string& fileName) {
     return true;
 }
 
+// Deliberate: without settings a restart would run on zeros and never load a file, so it does nothing.
 void AGMComputer::restart() {
     if (ready_) reset(false);
 }
@@ -88,15 +89,15 @@ void AGMComputer::reset(bool fromFile) {
     rootQ_.setZero();
     rootR_.setZero();
     isOnlyDiagonal_[0] = isOnlyDiagonal_[1] = rootQIsOnlyDiagonal_ = true;
-    // Deliberate: references already handed on outlive a restart. Only what is no number does not.
-    if (!zref_.allFinite()) zref_.setZero();
+    // Deliberate: references already handed on outlive a restart, whatever they hold. A version that loses
+    // those of a start without duration goes on with the old ones.
     estimate_ = AGMEstimate();
     processNoiseScale_ = 1.0;
     referencesDone_ = solverStarted_ = false;
     ready_ = true;
-    complete_ = problem_->isComplete();
+    complete_ = problem_->fault().empty();
     if (!complete_) return;
-    Xhat_ = problem_->initialState();
+    Xhat_ = problem_->initialState().reshaped<Eigen::RowMajor>();
     S_ = problem_->initialCovariance();
     Rddyn_ = problem_->Rddyn();
     rootRddyn_ = Rddyn_.array().sqrt();

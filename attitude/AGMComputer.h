@@ -41,6 +41,7 @@ public:
 
     bool load(const std::string& fileName) override;
     bool isReady() const override { return ready_; }
+    std::string settingsFault() const override { return problem_->fault(); }
     void restart() override;
     void setInitTime(double seconds) override { initTime_ = seconds; }
     bool advance(const AGMSample& sample) override;

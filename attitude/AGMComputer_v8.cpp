@@ -41,7 +41,7 @@ AGMComputer_v8::AGMComputer_v8() : solver_(&problem_) { solver_.init(4, 6); }
 bool AGMComputer_v8::load(const std::string& fileName) {
     if (!problem_.readSettings(fileName, true)) return false;
     loaded_ = true;
-    usable_ = problem_.isUsable();
+    usable_ = problem_.fault().empty();
     processNoise_ = usable_ ? problem_.Qd()(0, 0) : 0.0;
     startDuration_ = problem_.T_ref();
     restart();

@@ -31,6 +31,7 @@ public:
 
     bool load(const std::string& fileName) override;
     bool isReady() const override { return loaded_; }
+    std::string settingsFault() const override { return problem_.fault(); }
     /// An attitude that was handed in, and the lock, stay.
     void restart() override { state_ = State{}; }
     void setInitTime(double seconds) override { startDuration_ = seconds; }

@@ -37,14 +37,18 @@ public:
     /// Says whether settings were loaded.
     virtual bool isReady() const = 0;
 
+    /// What of the settings loaded cannot be used, entry by entry, and what would be right; empty when the
+    /// estimator can run.
+    virtual std::string settingsFault() const = 0;
+
     /// Starts anew with the settings there are; does nothing before any were loaded.
     virtual void restart() = 0;
 
     /// Sets how long the start lasts (s), with effect on the triples to come; a load overwrites it.
     virtual void setInitTime(double seconds) = 0;
 
-    /// Works one triple in.  @return true when there is a new estimate; always false when the settings lack
-    /// something that the estimator needs. Never throws, whatever the sample holds, and allocates nothing.
+    /// Works one triple in.  @return true when there is a new estimate; always false while the settings have
+    /// a fault. Never throws, whatever the sample holds, and allocates nothing.
     virtual bool advance(const AGMSample& sample) = 0;
 
     /// The last estimate; lent until the next triple.

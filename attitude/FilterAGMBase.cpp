@@ -11,9 +11,10 @@ namespace {
 
 // Deliberate: one row or three columns is enough, so a 3x1 column is refused and a 5x3 matrix gives its first
 // row.
-bool isAccepted(const Matrix& sample) {
-    return (sample.rows() == 1 || sample.cols() == 3) && sample.size() >= 3;
-}
+bool isAccepted(const Matrix& sample) { return sample.rows() == 1 || sample.cols() == 3; }
+
+// A 1x2 row is accepted, and there is nothing to compute from it.
+bool isVector(const Matrix& sample) { return sample.size() >= 3; }
 
 }  // namespace
 
@@ -31,7 +32,11 @@ void FilterAGMBase::process() {
     acc_.consume();
     mag_.consume();
     if (!isAccepted(rate_.value()) || !isAccepted(acc_.value()) || !isAccepted(mag_.value())) return;
-    if (!estimator_->isReady()) return loadSettings();
+    const bool isFirst = !estimator_->isReady();
+    if (isFirst) loadSettings();
+    tellSettingsFault();
+    if (isFirst) return;
+    if (!isVector(rate_.value()) || !isVector(acc_.value()) || !isVector(mag_.value())) return;
     const double t = std::max({rate_.lastTimeStamp(), acc_.lastTimeStamp(), mag_.lastTimeStamp()});
     if (!estimator_->advance({.t = t,
                               .acc = firstThree(acc_.value()),
@@ -63,6 +68,17 @@ void FilterAGMBase::onInitTime(const int& seconds) { estimator_->setInitTime(sec
 void FilterAGMBase::loadSettings() {
     const std::string file = settingsFile_.get();
     if (!estimator_->load(file)) throw Poco::IOException("Failed to open settings file '" + file + "'");
+    settingsFaultTold_ = false;
+}
+
+// Deliberate: a file with a fault is loaded all the same, and its triples are dropped; only the first of them
+// is an error, so that whoever runs the filter hears of it, and once.
+void FilterAGMBase::tellSettingsFault() {
+    if (settingsFaultTold_) return;
+    settingsFaultTold_ = true;
+    const std::string fault = estimator_->settingsFault();
+    if (fault.empty()) return;
+    throw Poco::DataFormatException("Settings file '" + settingsFile_.get() + "' cannot be used: " + fault);
 }
 
 void FilterAGMBase::onRef() { estimator_->restart(); }

@@ -17,7 +17,8 @@ namespace Kavelin::OrientationInternal {
 /// order count.
 class FilterAGMBase : public Filter {
 public:
-    /// @throws Poco::IOException when no settings are loaded yet and the file named cannot be read.
+    /// @throws Poco::IOException when no settings are loaded yet and the file named cannot be read;
+    /// Poco::DataFormatException at the first triple with settings that cannot be used.
     void process() override;  // [layout thread]
 
 protected:
@@ -35,10 +36,12 @@ protected:
 private:
     void onInitTime(const int& seconds);
     void loadSettings();
+    void tellSettingsFault();
     void onRef();
     void sendEstimate(double t);
 
     std::unique_ptr<AGMEstimator> estimator_;
+    bool settingsFaultTold_ = false;  // since the last load
 
     InputPin<Matrix> acc_{"3a", this};   // 1x3, m/s^2, sensor frame
     InputPin<Matrix> mag_{"3m", this};   // 1x3, unit of the settings, sensor frame

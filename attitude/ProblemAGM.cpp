@@ -56,8 +56,17 @@ void fillRotationJacobian(const double* q, const Eigen::Vector3d& g2, double* co
     for (int i = 0; i < 3; ++i) std::copy_n(values[i], 4, rows[i]);
 }
 
-bool hasSize(const Matrix& matrix, Eigen::Index rows, Eigen::Index cols) {
-    return matrix.rows() == rows && matrix.cols() == cols;
+std::string sizeText(Eigen::Index rows, Eigen::Index cols) {
+    return std::to_string(rows) + "x" + std::to_string(cols);
+}
+
+// Adds what is wrong with the size of one matrix of section "MIG", if anything is.
+void requireSize(std::string& fault, const char* entry, const Matrix& matrix, Eigen::Index rows,
+                 Eigen::Index cols) {
+    if (matrix.rows() == rows && matrix.cols() == cols) return;
+    fault += (fault.empty() ? "" : "; ") + std::string(entry) + " of section MIG ";
+    fault += matrix.size() == 0 ? "is missing or no matrix" : "is " + sizeText(matrix.rows(), matrix.cols());
+    fault += ", it must be " + sizeText(rows, cols);
 }
 
 }  // namespace
@@ -121,9 +130,15 @@ bool ProblemAGM::readSettings(const std::string& fileName, bool flag) {
     return true;
 }
 
-bool ProblemAGM::isComplete() const {
-    return hasSize(settings_.XhatKK, 4, 1) && hasSize(settings_.Pf, 4, 4) && hasSize(settings_.Qd, 4, 4) &&
-           hasSize(settings_.Rddyn, 3, 3) && hasSize(settings_.Rdstat, 3, 3);
+std::string ProblemAGM::fault() const {
+    std::string fault;
+    const Matrix& start = settings_.XhatKK;
+    if (start.rows() != 1 || start.cols() != 4) requireSize(fault, "**XhatKK", start, 4, 1);
+    requireSize(fault, "**Pf", settings_.Pf, 4, 4);
+    requireSize(fault, "**Qd", settings_.Qd, 4, 4);
+    requireSize(fault, "**Rddyn", settings_.Rddyn, 3, 3);
+    requireSize(fault, "**Rdstat", settings_.Rdstat, 3, 3);
+    return fault;
 }
 
 }  // namespace Kavelin::OrientationInternal

@@ -8,7 +8,7 @@ namespace Kavelin::OrientationInternal {
 
 /// Parameters of the AGM estimators as their settings file gives them; a matrix that is missing there is 0x0.
 struct AGMSettings {
-    Matrix XhatKK = Matrix::Zero(4, 1);  // quaternion at the start (w, x, y, z)
+    Matrix XhatKK = Matrix::Zero(4, 1);  // quaternion at the start (w, x, y, z), or 1x4
     Matrix Pf = Matrix::Zero(4, 4);      // upper square-root factor of its covariance
     Matrix Rddyn;                        // 3x3, squared units of the sensors: noise of a perturbed sensor
     Matrix Rdstat;                       // 3x3, the same: noise of an unperturbed sensor
@@ -67,8 +67,9 @@ public:
     double T_setref() const { return settings_.T_setref; }
     double QCoeff() const { return settings_.QCoeff; }
 
-    /// Says whether every matrix has the size that the estimators need; a file may leave some out.
-    bool isComplete() const;
+    /// Names each matrix that has not the size the estimators need, with both sizes; empty when all have. The
+    /// quaternion at the start may be a row as well.
+    std::string fault() const;
 
 protected:
     AGMSettings settings_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <sstream>
 
 #include "attitude/SmallRotation.h"
 #include "settings/IniFile.h"
@@ -92,13 +93,28 @@ bool ProblemAGM_v8::readSettings(const std::string& fileName, bool flag) {
     return true;
 }
 
-bool ProblemAGM_v8::isUsable() const {
-    const auto positive = [](double x) { return x > 0.0 && std::isfinite(x); };
-    const auto notNegative = [](double x) { return x >= 0.0 && std::isfinite(x); };
-    const AGMSettings_v8& f = further_;
-    return settings_.Qd.size() > 0 && notNegative(settings_.Qd(0, 0)) && positive(f.Rdstat_A) &&
-           positive(f.Rdstat_M) && positive(f.tau_B) && notNegative(f.Rdyn0_A) && notNegative(f.Rddyn_A) &&
-           notNegative(f.Rdyn0_M) && notNegative(f.Rddyn_M) && notNegative(f.T_ref);
+std::string ProblemAGM_v8::fault() const {
+    std::string fault;
+    const auto add = [&fault](const std::string& what) { fault += (fault.empty() ? "" : "; ") + what; };
+    const auto require = [&add](const char* entry, double value, bool aboveZero) {
+        if (std::isfinite(value) && (aboveZero ? value > 0.0 : value >= 0.0)) return;
+        std::ostringstream number;
+        number << value;
+        add(std::string(entry) + " is " + number.str() +
+            (aboveZero ? ", it must be above 0" : ", it must not be below 0"));
+    };
+    if (settings_.Qd.size() == 0) add("**Qd of section MIG is missing or no matrix, it must be 4x4");
+    if (settings_.Qd.size() > 0)
+        require("the first element of **Qd of section MIG", settings_.Qd(0, 0), false);
+    require("Rdstat_A of section Resolution", further_.Rdstat_A, true);
+    require("Rdyn0_A of section Resolution", further_.Rdyn0_A, false);
+    require("Rddyn_A of section Resolution", further_.Rddyn_A, false);
+    require("Rdstat_M of section Resolution", further_.Rdstat_M, true);
+    require("Rdyn0_M of section Resolution", further_.Rdyn0_M, false);
+    require("Rddyn_M of section Resolution", further_.Rddyn_M, false);
+    require("tau_B of section Resolution", further_.tau_B, true);
+    require("T_ref of section Resolution", further_.T_ref, false);
+    return fault;
 }
 
 }  // namespace Kavelin::OrientationInternal

@@ -35,9 +35,9 @@ public:
     /// Reads what `ProblemAGM` reads, then the further parameters; a number that is missing is printed and 0.
     bool readSettings(const std::string& fileName, bool flag) override;
 
-    /// Says whether the estimator can run on what was read: **Qd has an element, not below 0, and the static
-    /// deviations and tau_B are above 0. All numbers finite.
-    bool isUsable() const;
+    /// Names each entry that the estimator cannot run on; empty when it can: **Qd has an element, not below
+    /// 0, and the static deviations and tau_B are above 0. All numbers finite. It needs no other matrix.
+    std::string fault() const;
 
     /// Chooses the sensors that the next measurements are made of.
     void measureWith(bool accelerometer, bool magnetometer);

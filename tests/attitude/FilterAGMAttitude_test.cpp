@@ -20,6 +20,11 @@ const char* const kSettings =
     "**Rdstat=1\n3 3 1 0 0 0 1 0 0 0 1\n"
     "[Resolution]\nalpha_A=1\nalpha_M=5\nalpha_C=1800\nT_setref=1\nT_A=0.5\nT_M=1\nQCoeff=0\n";
 
+std::string with(const std::string& from, const std::string& to) {
+    std::string text = kSettings;
+    return text.replace(text.find(from), from.size(), to);
+}
+
 template <class F>
 class FilterAGMAttitudeTest : public testing::Test {
 protected:
@@ -119,28 +124,46 @@ TYPED_TEST(FilterAGMAttitudeTest, RefusedSettingsFileLeavesNameSettingsAndRun) {
     EXPECT_FALSE(this->send(11.0).empty());
 }
 
-TYPED_TEST(FilterAGMAttitudeTest, IncompleteSettingsDropTriplesUntilACompleteFileIsLoaded) {
-    const std::string whole = kSettings;
+TYPED_TEST(FilterAGMAttitudeTest, UnusableSettingsAreSaidOnceAndDropTriplesUntilOthersAreLoaded) {
     const struct {
         const char* from;
         const char* to;
-    } faults[] = {{"**Pf", "**P"},
-                  {"4 1 1 0 0 0", "1 4 1 0 0 0"},
-                  {"3 3 100", "2 3 100"},
-                  {"**Rdstat=1", "**Rdstat=0"}};
+        const char* fault;
+    } faults[] = {
+        {"**Pf", "**P", "**Pf of section MIG is missing or no matrix, it must be 4x4"},
+        {"4 1 1 0 0 0", "2 2 1 0 0 0", "**XhatKK of section MIG is 2x2, it must be 4x1"},
+        {"3 3 100", "2 3 100", "**Rddyn of section MIG is 2x3, it must be 3x3"},
+        {"**Rdstat=1", "**Rdstat=0", "**Rdstat of section MIG is missing or no matrix, it must be 3x3"}};
     for (const auto& fault : faults) {
         SCOPED_TRACE(fault.to);
-        std::string text = whole;
-        text.replace(text.find(fault.from), std::string(fault.from).size(), fault.to);
         testing::internal::CaptureStdout();
-        this->load(text);
-        for (int i = 0; i < 5; ++i) EXPECT_TRUE(this->send(10.0 + i).empty());
+        this->load(with(fault.from, fault.to));
+        EXPECT_EQ(outcome([this] { this->send(10.0); }), "Poco::DataFormatException: Settings file '" +
+                                                             this->h_.get("Settings File Name") +
+                                                             "' cannot be used: " + fault.fault);
+        for (int i = 1; i < 5; ++i) EXPECT_TRUE(this->send(10.0 + i).empty());
         this->h_.command("Ref");
         EXPECT_TRUE(this->send(20.0).empty());
         testing::internal::GetCapturedStdout();
         this->start();
         EXPECT_FALSE(this->send(11.0).empty());
     }
+}
+
+TYPED_TEST(FilterAGMAttitudeTest, TheStartQuaternionIsARowOrAColumn) {
+    this->load(with("4 1 1 0 0 0", "4 1 0.6 0 0.8 0"));
+    const auto column = this->motion(100);
+    this->load(with("4 1 1 0 0 0", "1 4 0.6 0 0.8 0"));
+    EXPECT_FALSE(column.empty());
+    EXPECT_TRUE(same(column, this->motion(100), 0.0));
+}
+
+// The order is shape, load, elements: a row of two is a row, and loads.
+TYPED_TEST(FilterAGMAttitudeTest, ASampleOfOneRowLoadsTheSettingsHoweverShortItIs) {
+    const auto outcomeOf = [this](const Matrix& acc) { return outcome([&] { this->send(0.0, acc); }); };
+    EXPECT_NE(outcomeOf(row({0, 0})).find("Poco::IOException"), std::string::npos);
+    EXPECT_NE(outcomeOf(Matrix(0, 3)).find("Poco::IOException"), std::string::npos);
+    EXPECT_EQ(outcomeOf(column({0, 0, 10})), "accepted");
 }
 
 TYPED_TEST(FilterAGMAttitudeTest, InitTimeFromTheFileWinsAndAChangeCountsAtOnce) {

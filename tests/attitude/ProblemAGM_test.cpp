@@ -154,9 +154,9 @@ const char* const kWhole =
 
 TEST(ProblemAGM, readsEverySetting) {
     ProblemAGM problem;
-    EXPECT_FALSE(problem.isComplete());
+    EXPECT_NE(problem.fault(), "");
     ASSERT_TRUE(problem.readSettings(SettingsFile(kWhole).path(), true));
-    EXPECT_TRUE(problem.isComplete());
+    EXPECT_EQ(problem.fault(), "");
     EXPECT_EQ(problem.initialState(), (Matrix{{1}, {0}, {0}, {0}}));
     EXPECT_EQ(problem.initialCovariance()(1, 0), 5);
     EXPECT_EQ(problem.Qd()(3, 3), 2);
@@ -175,7 +175,7 @@ TEST(ProblemAGM, missingFileChangesNothingMissingEntriesAreEmpty) {
     ProblemAGM problem;
     ASSERT_TRUE(problem.readSettings(SettingsFile(kWhole).path(), true));
     EXPECT_FALSE(problem.readSettings("no/such/file.par", true));
-    EXPECT_TRUE(problem.isComplete());
+    EXPECT_EQ(problem.fault(), "");
 
     testing::internal::CaptureStdout();
     ASSERT_TRUE(problem.readSettings(SettingsFile("[MIG]\n[Resolution]\nalpha_A=x\n").path(), false));
@@ -185,7 +185,7 @@ TEST(ProblemAGM, missingFileChangesNothingMissingEntriesAreEmpty) {
     EXPECT_NE(printed.find("Unable to locate specified value: QCoeff\n"), std::string::npos);
     EXPECT_EQ(problem.Qd().size(), 0);
     EXPECT_EQ(problem.alpha_A(), 0.0);
-    EXPECT_FALSE(problem.isComplete());
+    EXPECT_NE(problem.fault(), "");
 }
 
 }  // namespace
