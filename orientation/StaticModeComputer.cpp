@@ -37,10 +37,10 @@ double StaticModeComputer::angleScore(const Vector3& acceleration, const Vector3
         angle_ =
             std::acos(dotInOrder(field_.vector, acceleration_.vector) / acceleration_.norm / field_.norm);
     }
-    if (!angle_) return 0.0;
     const double angle =
         std::acos(dotInOrder(acceleration, field) / lengthOf(acceleration) / lengthOf(field));
-    double deviation = std::abs(angle - *angle_);
+    if (!angle_ && !std::isnan(angle)) return 0.0;
+    double deviation = std::abs(angle - angle_.value_or(0.0));
     if (deviation > kLargestDeviation) deviation = kLargestDeviation;
     return (kLargestDeviation - deviation) / kLargestDeviation;
 }

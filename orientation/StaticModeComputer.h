@@ -15,7 +15,7 @@ struct StaticModeScores {
 };
 
 /// Rates acceleration and magnetic field against a reference that is captured from the stream.
-/// What was never captured scores 0.0, whatever the vectors are.
+/// What was never captured scores 0.0; the angle of two vectors that have none scores NaN even then.
 class StaticModeComputer {
 public:
     /// Asks for a new reference: the vectors of the next call become it.
