@@ -5,14 +5,12 @@
 #include <Kavelin/Core/FlowManager.h>
 
 #include <algorithm>
-#include <filesystem>
 
 #include "cli/CommandContext.h"
 #include "io/Text.h"
 
 namespace Kavelin::Cli {
 
-namespace fs = std::filesystem;
 using RecordingIO::Alignment;
 
 namespace {
@@ -84,11 +82,6 @@ std::vector<std::string> typesWithAttitude() {
     return types;
 }
 
-fs::path programFolder() {
-    std::error_code unknown;
-    return fs::read_symlink("/proc/self/exe", unknown).parent_path();
-}
-
 }  // namespace
 
 bool Estimator::uses(const std::string& recordingPin) const {
@@ -117,14 +110,6 @@ Estimator describeEstimator(Core::Filter& filter) {
     }
     estimator.wantsColumns = estimator.stampsWithWallClock = filter.typeName() == "FilterAGMTriad_gyro";
     return estimator;
-}
-
-std::string installedSettings(const std::string& defaultName) {
-    const fs::path name = fs::path(defaultName).filename();
-    const fs::path file = programFolder() / KAVELIN_DATA_FROM_PROGRAM / "FILTER" / name;
-    std::error_code unknown;
-    if (name.empty() || !fs::is_regular_file(file, unknown)) return {};
-    return fs::weakly_canonical(file, unknown).string();
 }
 
 }  // namespace Kavelin::Cli

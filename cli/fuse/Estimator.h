@@ -38,8 +38,4 @@ struct Estimator {
 /// @throws UsageError, naming the types that would do, when the filter has no attitude or no sensor pin.
 Estimator describeEstimator(Core::Filter& filter);
 
-/// The installed settings file for a type whose property "Settings File Name" names `defaultName`: of the
-/// same file name, in the folder FILTER of the program's data.  @return empty when there is none.
-std::string installedSettings(const std::string& defaultName);
-
 }  // namespace Kavelin::Cli

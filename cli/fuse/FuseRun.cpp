@@ -11,6 +11,7 @@
 
 #include "attitude/AngleConstants.h"
 #include "cli/Interruption.h"
+#include "cli/SettingsFile.h"
 #include "cli/fuse/FuseSummary.h"
 #include "cli/fuse/ProgressBar.h"
 #include "io/Text.h"
@@ -21,7 +22,6 @@ using RecordingIO::Alignment;
 
 namespace {
 
-const char* const kSettingsProperty = "Settings File Name";
 const double kGyroscopeRange = 2000.0;            // degrees/s; where most gyroscopes end
 constexpr std::uint64_t kRowsBetweenLooks = 256;  // at the clock
 
@@ -133,11 +133,12 @@ void FuseRun::applySettings() {
     const bool given = std::any_of(
         options_.settings.begin(), options_.settings.end(),
         [](const std::string& text) { return text.starts_with(std::string(kSettingsProperty) + "="); });
-    if (Core::AbstractProperty* file = filter_->getPropertyBag().find(kSettingsProperty); file && !given) {
-        std::string name;
-        file->serialize(name);
-        const std::string installed = installedSettings(name);
-        if (!installed.empty()) file->deSerialize(installed);
+    if (const std::string file = defaultSettings(*filter_); !given && !file.empty()) {
+        try {
+            filter_->getPropertyBag().get(kSettingsProperty).deSerialize(file);
+        } catch (const Poco::Exception& refusal) {
+            throw UsageError(refusal.message() + "; --set '" + kSettingsProperty + "=...' names another");
+        }
     }
     for (const std::string& text : options_.settings) applySetting(text);
 }
@@ -298,6 +299,7 @@ void FuseRun::run() {
 }
 
 void FuseRun::tell(const Core::ProcessError& error) {
+    if (error.filter == filter_->getName()) hasEstimatorFailed_ = true;
     const bool speaksForItself = error.filter == reader_.getName() || error.filter == sink_->getName();
     const std::string where =
         speaksForItself ? "" : error.filter + " at t = " + timeText(error.timeStamp) + ": ";
@@ -334,12 +336,14 @@ void FuseRun::summarise() {
                               .errors = errors_ ? &*errors_ : nullptr,
                               .hasOwnReference = !track_ && hasChannel("quat"),
                               .dropped = dropped(),
+                              .settings = settingsInUse(*filter_),
                               .usesGyroscope = estimator_.uses("3g")};
     context_.err << summaryText(summary) << std::flush;
 }
 
 std::string FuseRun::whyNoAttitude() const {
     const RecordingIO::RecordingStatistics& statistics = *reader_.statistics();
+    if (hasEstimatorFailed_) return "it raised the error above";
     if (statistics.partialRows() > 0 && statistics.completeRows() == 0) {
         return "no row holds a value for all of " + pinsTakenTogether() + ", which it takes together";
     }

@@ -71,6 +71,7 @@ private:
     Core::Filter* filter_ = nullptr;
     Core::Filter* quality_ = nullptr;
     Core::Filter* static_ = nullptr;
+    bool hasEstimatorFailed_ = false;
 };
 
 }  // namespace Kavelin::Cli

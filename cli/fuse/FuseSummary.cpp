@@ -114,8 +114,9 @@ std::string timeText(double time) {
 }
 
 std::string summaryText(const FuseSummary& summary) {
+    const std::string settings = summary.settings.empty() ? "" : "settings: " + summary.settings + "\n";
     return rowsLine(summary) + summary.type + ": " +
-           RecordingIO::counted(summary.sink.attitudes(), "attitude") + "\n" + lossLine(summary) +
+           RecordingIO::counted(summary.sink.attitudes(), "attitude") + "\n" + settings + lossLine(summary) +
            flagLine(summary.sink) + staticLine(summary.sink) + biasLine(summary.sink) + errorLine(summary) +
            warningLines(summary);
 }

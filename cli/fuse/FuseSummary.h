@@ -21,6 +21,7 @@ struct FuseSummary {
     const RecordingIO::AttitudeErrors* errors;  ///< null where nothing is compared
     bool hasOwnReference;                       ///< the recording holds a quaternion, and no other was given
     std::uint64_t dropped;
+    std::string settings;  ///< the estimator's settings file; empty where it has none
     bool usesGyroscope;
 };
 

@@ -10,7 +10,7 @@
 #include <algorithm>
 
 #include "cli/CommandContext.h"
-#include "cli/fuse/Estimator.h"
+#include "cli/SettingsFile.h"
 #include "cli/layout/NearestNames.h"
 #include "cli/layout/PropertyAccess.h"
 #include "io/RunParticipant.h"
@@ -18,8 +18,6 @@
 namespace Kavelin::Cli {
 
 namespace {
-
-constexpr const char* kSettingsProperty = "Settings File Name";
 
 template <class Pins>
 std::vector<std::string> namesOf(const Pins& pins) {
@@ -120,23 +118,19 @@ void LayoutBuilder::createFilter(const FilterEntry& entry, Core::LayoutManager& 
 void LayoutBuilder::writeProperties(const FilterEntry& filterEntry) {
     Core::Filter* filter = find(filterEntry.name.text);
     if (filter == nullptr) return;
-    useInstalledSettings(filterEntry, *filter);
+    useDefaultSettings(filterEntry, *filter);
     for (const PropertyEntry& entry : filterEntry.properties)
         if (Core::AbstractProperty* property = findProperty(*filter, entry.name))
             write(*filter, *property, entry.value);
 }
 
-void LayoutBuilder::useInstalledSettings(const FilterEntry& entry, Core::Filter& filter) {
-    Core::AbstractProperty* file = filter.getPropertyBag().find(kSettingsProperty);
+void LayoutBuilder::useDefaultSettings(const FilterEntry& entry, Core::Filter& filter) {
     const bool isGiven = std::any_of(entry.properties.begin(), entry.properties.end(),
                                      [](const PropertyEntry& p) { return p.name.text == kSettingsProperty; });
-    if (file == nullptr || isGiven) return;
-    const std::string installed = installedSettings(file->exactText());
-    if (installed.empty()) return;
     PropertyValue value;
-    value.text = installed;
+    value.text = defaultSettings(filter);
     value.place = entry.name.place;
-    write(filter, *file, value);
+    if (!isGiven && !value.text.empty()) write(filter, filter.getPropertyBag().get(kSettingsProperty), value);
 }
 
 void LayoutBuilder::write(Core::Filter& filter, Core::AbstractProperty& property,

@@ -68,8 +68,8 @@ private:
     void createFilters(const LayoutEntry& layout);
     void createFilter(const FilterEntry& entry, Core::LayoutManager& layout);
     void writeProperties(const FilterEntry& entry);
-    /// Where the file gives none: the settings file that comes with the program for this type.
-    void useInstalledSettings(const FilterEntry& entry, Core::Filter& filter);
+    /// Where the file gives no settings file: the user's own, else that which comes with the program.
+    void useDefaultSettings(const FilterEntry& entry, Core::Filter& filter);
     void write(Core::Filter& filter, Core::AbstractProperty& property, const PropertyValue& value);
     void noteFile(const Core::Filter& filter, const Core::AbstractProperty& property, const Place& place);
     /// What they raise is a mistake. A filter that an action writes to is left out: it may come in time.

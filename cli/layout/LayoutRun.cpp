@@ -9,6 +9,7 @@
 
 #include "cli/CommandContext.h"
 #include "cli/Interruption.h"
+#include "cli/SettingsFile.h"
 #include "io/RunParticipant.h"
 #include "io/Text.h"
 
@@ -226,6 +227,8 @@ void LayoutRun::reportActionsLeft() {
 void LayoutRun::reportNotesAndDrops() {
     for (const Lane& lane : lanes_) {
         for (const Core::Filter* filter : lane.layout->getFilters()) {
+            if (const std::string file = settingsInUse(*filter); !file.empty())
+                say(filter->getName() + ": settings: " + file);
             if (const auto* source = dynamic_cast<const RecordingIO::RunParticipant*>(filter))
                 for (const std::string& note : source->runNotes()) say(filter->getName() + ": " + note);
             for (const Core::AbstractInputPin* pin : filter->getInputPins()) {
