@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <optional>
 
 namespace Kavelin::RecordingIO {
 
@@ -40,7 +39,7 @@ public:
     /// @param mayWait whether reading may have to wait for somebody else: for a pipe, a terminal, a socket.
     FileSource(int fd, std::string path, std::uint64_t total, bool mayWait)
         : descriptor_(fd), path_(std::move(path)), total_(total) {
-        if (mayWait) closed_.emplace(::eventfd(0, EFD_CLOEXEC));
+        if (mayWait) closed_ = std::make_shared<Descriptor>(::eventfd(0, EFD_CLOEXEC));
     }
 
     std::size_t read(char* into, std::size_t size) override {
@@ -55,10 +54,14 @@ public:
         }
     }
 
-    void close() override {
-        const std::uint64_t one = 1;
-        if (closed_ && ::write(closed_->get(), &one, sizeof one) < 0) return;  // it has been closed before
+    std::function<void()> closer() override {
+        if (!closed_) return {};
+        return [closed = closed_] {
+            const std::uint64_t one = 1;
+            if (::write(closed->get(), &one, sizeof one) < 0) return;  // it has been closed before
+        };
     }
+    bool mayWait() const override { return closed_ != nullptr; }
     std::uint64_t consumed() const override { return consumed_; }
     std::uint64_t total() const override { return total_; }
 
@@ -75,7 +78,7 @@ private:
     std::string path_;
     std::uint64_t total_;
     std::uint64_t consumed_ = 0;
-    std::optional<Descriptor> closed_;  // an event; absent where nothing waits
+    std::shared_ptr<const Descriptor> closed_;  // an event; null where nothing waits
 };
 
 /// The decompressed bytes of a gzip file, of one member or of several in a row.
@@ -100,10 +103,6 @@ public:
         }
         return wanted - stream_.avail_out;
     }
-
-    void close() override { packed_->close(); }
-    std::uint64_t consumed() const override { return packed_->consumed(); }
-    std::uint64_t total() const override { return packed_->total(); }
 
 private:
     static constexpr std::size_t kInputSize = std::size_t{1} << 18;
@@ -144,25 +143,103 @@ private:
 /// Hands out the first bytes, which were read to look at them, before the rest.
 class PrefixedSource : public ByteSource {
 public:
-    PrefixedSource(std::string prefix, std::unique_ptr<ByteSource> rest)
-        : prefix_(std::move(prefix)), rest_(std::move(rest)) {}
+    PrefixedSource(std::string prefix, ByteSource& rest) : prefix_(std::move(prefix)), rest_(rest) {}
 
     std::size_t read(char* into, std::size_t size) override {
-        if (used_ == prefix_.size()) return rest_->read(into, size);
+        if (used_ == prefix_.size()) return rest_.read(into, size);
         const std::size_t count = std::min(size, prefix_.size() - used_);
         std::memcpy(into, prefix_.data() + used_, count);
         used_ += count;
         return count;
     }
 
-    void close() override { rest_->close(); }
-    std::uint64_t consumed() const override { return rest_->consumed(); }
-    std::uint64_t total() const override { return rest_->total(); }
-
 private:
     std::string prefix_;
     std::size_t used_ = 0;
-    std::unique_ptr<ByteSource> rest_;
+    ByteSource& rest_;
+};
+
+struct ForeignFormat {
+    std::string_view begin;
+    const char* message;
+};
+
+const char* const kZip =
+    "the file is a zip archive (.zip, .xlsx and others): unpack it, or save the table as CSV";
+const char* const kUtf16 =
+    "the file is in UTF-16: convert it to UTF-8, such as with iconv -f UTF-16 -t UTF-8 OLD >NEW";
+const char* const kPacked = "the file is compressed, and not by gzip: unpack it first";
+const char* const kBinary = "the file is in a binary format: export it as CSV";
+
+const ForeignFormat kForeign[] = {
+    {"PK\x03\x04", kZip},
+    {"\xFF\xFE", kUtf16},
+    {"\xFE\xFF", kUtf16},
+    {"BZh", kPacked},
+    {"\xFD"
+     "7zX",
+     kPacked},
+    {"\x28\xB5\x2F\xFD", kPacked},
+    {"7z\xBC\xAF", kPacked},
+    {"\x89HDF", kBinary},
+    {"MATL", kBinary},
+    {"\x93NUM", kBinary},
+    {"ULog", kBinary},
+    {"SQLi", kBinary},
+    {"#ROS", kBinary},
+    {"PAR1", kBinary},
+    {"%PDF", kBinary},
+};
+
+/// Raises where the first bytes are those of something that is no table in plain text.
+void refuseForeign(std::string_view first) {
+    for (const ForeignFormat& format : kForeign) {
+        if (first.starts_with(format.begin)) throw Poco::DataFormatException(format.message);
+    }
+    // A letter and a zero, or the other way round: UTF-16 without a mark.
+    if (first.size() == 4 && first[0] == '\0' && first[1] != '\0' && first[2] == '\0')
+        throw Poco::DataFormatException(kUtf16);
+    if (first.size() == 4 && first[0] != '\0' && first[1] == '\0' && first[2] != '\0' && first[3] == '\0')
+        throw Poco::DataFormatException(kUtf16);
+}
+
+/// Looks at a file's first bytes, when they are wanted, to see what it is.
+class RecognisedSource : public ByteSource {
+public:
+    RecognisedSource(std::unique_ptr<ByteSource> file, std::string path)
+        : file_(std::move(file)), path_(std::move(path)) {}
+
+    std::size_t read(char* into, std::size_t size) override {
+        if (!source_) recognise();
+        return source_->read(into, size);
+    }
+
+    std::function<void()> closer() override { return file_->closer(); }
+    bool mayWait() const override { return file_->mayWait(); }
+    std::uint64_t consumed() const override { return file_->consumed(); }
+    std::uint64_t total() const override { return file_->total(); }
+
+private:
+    static constexpr std::size_t kLongestMark = 4;
+
+    void recognise() {
+        std::string first(kLongestMark, '\0');
+        std::size_t have = 0;
+        while (have < first.size()) {
+            const std::size_t count = file_->read(first.data() + have, first.size() - have);
+            if (count == 0) break;
+            have += count;
+        }
+        first.resize(have);
+        const bool isGzip = first.starts_with("\x1f\x8b");
+        refuseForeign(first);
+        source_ = std::make_unique<PrefixedSource>(std::move(first), *file_);
+        if (isGzip) source_ = std::make_unique<GzipSource>(std::move(source_), path_);
+    }
+
+    std::unique_ptr<ByteSource> file_;
+    std::string path_;
+    std::unique_ptr<ByteSource> source_;  // null before the first read
 };
 
 class MemorySource : public ByteSource {
@@ -184,19 +261,11 @@ private:
     std::size_t used_ = 0;
 };
 
-std::unique_ptr<ByteSource> unpackedWhereGzip(std::unique_ptr<ByteSource> file, const std::string& path) {
-    std::string magic(2, '\0');
-    std::size_t have = 0;
-    while (have < magic.size()) {
-        const std::size_t count = file->read(magic.data() + have, magic.size() - have);
-        if (count == 0) break;
-        have += count;
-    }
-    magic.resize(have);
-    const bool gzip = magic == "\x1f\x8b";
-    auto whole = std::make_unique<PrefixedSource>(std::move(magic), std::move(file));
-    if (gzip) return std::make_unique<GzipSource>(std::move(whole), path);
-    return whole;
+/// Does not wait for a pipe's writer; whoever reads does.
+int openWithoutWaiting(const std::string& path) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd >= 0) ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+    return fd;
 }
 
 }  // namespace
@@ -205,10 +274,10 @@ std::unique_ptr<ByteSource> openSource(const std::string& path) {
     if (path == "-") {
         struct ::stat status {};
         const bool ordinary = ::fstat(STDIN_FILENO, &status) == 0 && S_ISREG(status.st_mode);
-        return unpackedWhereGzip(std::make_unique<FileSource>(STDIN_FILENO, "standard input", 0, !ordinary),
-                                 path);
+        auto file = std::make_unique<FileSource>(STDIN_FILENO, "standard input", 0, !ordinary);
+        return std::make_unique<RecognisedSource>(std::move(file), path);
     }
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int fd = openWithoutWaiting(path);
     if (fd < 0 && errno == ENOENT) throw Poco::FileNotFoundException("no file '" + path + "'");
     if (fd < 0) throw Poco::OpenFileException("cannot open '" + path + "'", reason(errno));
     struct ::stat status {};
@@ -219,7 +288,7 @@ std::unique_ptr<ByteSource> openSource(const std::string& path) {
     }
     const bool ordinary = known && S_ISREG(status.st_mode);
     const std::uint64_t total = ordinary ? static_cast<std::uint64_t>(status.st_size) : 0;
-    return unpackedWhereGzip(std::make_unique<FileSource>(fd, path, total, !ordinary), path);
+    return std::make_unique<RecognisedSource>(std::make_unique<FileSource>(fd, path, total, !ordinary), path);
 }
 
 std::unique_ptr<ByteSource> memorySource(std::string_view bytes) {

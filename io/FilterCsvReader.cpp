@@ -37,10 +37,15 @@ bool canBeReadOnlyOnce(const std::string& path) {
 /// met on the way to that row wait until they can be raised.
 class FilterCsvReader::Stream {
 public:
+    using Announce = std::function<void(std::function<void()>)>;
+
     /// Never throws: a file that cannot be used is a fault like others, and the end.
-    Stream(const std::string& path, const ReaderOptions& options) {
+    /// @param announce told how to break the wait for the header, before it begins.
+    Stream(const std::string& path, const ReaderOptions& options, const Announce& announce) {
         try {
-            recording_.emplace(RecordingReader::open(path, options));
+            std::unique_ptr<ByteSource> source = openSource(path);
+            announce(source->closer());
+            recording_.emplace(RecordingReader(std::move(source), RecordingReader::nameOf(path), options));
             statistics_.emplace(recording_->schema());
         } catch (const Poco::Exception& refusal) {
             refusal_.reset(refusal.clone());
@@ -49,7 +54,12 @@ public:
         }
     }
 
-    bool isUsable() const { return !refusal_; }
+    bool isUsable() const { return recording_.has_value(); }
+    /// Takes the end of an interrupted wait for the header for no fault.
+    void forgive() {
+        refusal_.reset();
+        hasFaults_ = false;
+    }
     ReadAhead& recording() { return *recording_; }
     const RecordingStatistics& statistics() const { return *statistics_; }
     const FaultCounts& counts() const { return counts_; }
@@ -122,6 +132,8 @@ void FilterCsvReader::process() {
     if (open.hasRow()) {
         sendRow(open.row());
         open.rowIsSent();
+        // What was sent must not wait until a live recording's next row is there.
+        if (!open.hasFaults() && open.recording().mayWait()) return;
     }
     // A host takes a source that fails without getting on for broken: faults wait for a later time stamp.
     const bool getsOn = !open.hasRow() || open.row().time() > currentTime_;
@@ -154,6 +166,7 @@ bool FilterCsvReader::atEnd() const {
 void FilterCsvReader::interrupt() {
     const std::lock_guard lock(streamMutex_);
     isInterrupted_ = true;
+    if (stopOpening_) stopOpening_();
     if (stream_ && stream_->isUsable()) stream_->recording().interrupt();
 }
 
@@ -201,7 +214,8 @@ FilterCsvReader::Stream& FilterCsvReader::stream() const {
 
 void FilterCsvReader::openStream() const {
     stale_ = false;
-    auto opened = std::make_unique<Stream>(fileName_.get(), options());
+    auto opened = std::make_unique<Stream>(
+        fileName_.get(), options(), [this](std::function<void()> stop) { announceOpening(std::move(stop)); });
     lanes_.clear();
     if (opened->isUsable()) {
         for (const Channel& channel : opened->recording().schema().channels) {
@@ -210,8 +224,21 @@ void FilterCsvReader::openStream() const {
         }
     }
     const std::lock_guard lock(streamMutex_);
+    stopOpening_ = {};
     stream_ = std::move(opened);
-    if (isInterrupted_ && stream_->isUsable()) stream_->recording().interrupt();
+    if (!isInterrupted_) return;
+    if (stream_->isUsable()) {
+        stream_->recording().interrupt();
+    } else {
+        stream_->forgive();
+        stale_ = true;
+    }
+}
+
+void FilterCsvReader::announceOpening(std::function<void()> stop) const {
+    const std::lock_guard lock(streamMutex_);
+    stopOpening_ = std::move(stop);
+    if (isInterrupted_ && stopOpening_) stopOpening_();
 }
 
 ReaderOptions FilterCsvReader::options() const {

@@ -2,6 +2,7 @@
 
 #include <Kavelin/Core/Source.h>
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -72,6 +73,7 @@ private:
 
     Stream& stream() const;
     void openStream() const;
+    void announceOpening(std::function<void()> stop) const;
     ReaderOptions options() const;
     bool isOpen() const;
     void sendRow(const Row& row);
@@ -104,6 +106,7 @@ private:
     mutable std::vector<Lane> lanes_;  // by channel
     mutable std::mutex streamMutex_;  // held to replace the stream, and by who may not be the layout's thread
     mutable std::unique_ptr<Stream> stream_;
+    mutable std::function<void()> stopOpening_;  // while a header is waited for; guarded by streamMutex_
     bool isInterrupted_ = false;
     double currentTime_ = 0.0;
 };

@@ -30,7 +30,15 @@ void FilterCsvWriter::checkRun() {
     }
 }
 
-void FilterCsvWriter::prepareRun() { ResultFile::requireWritable(fileName_.get()); }
+void FilterCsvWriter::prepareRun() {
+    ResultFile::requireWritable(fileName_.get());
+    for (const auto& input : inputs_) {
+        auto* source = input->pin.getSource();
+        if (source == nullptr) continue;
+        const Matrix& value = source->value();
+        input->expected = {static_cast<std::size_t>(value.rows()), static_cast<std::size_t>(value.cols())};
+    }
+}
 
 void FilterCsvWriter::completeRun() {
     const std::unique_ptr<TableWriter> table = std::move(table_);
@@ -52,7 +60,7 @@ void FilterCsvWriter::openTable() {
     hasFailed_ = true;  // until the table is there
     checkRun();
     auto table = std::make_unique<TableWriter>(fileName_.get());
-    for (const auto& input : inputs_) table->addPin(input->pin.getName());
+    for (const auto& input : inputs_) table->addPin(input->pin.getName(), input->expected);
     table_ = std::move(table);
     hasFailed_ = false;
 }

@@ -42,7 +42,8 @@ private:
     struct Column {
         explicit Column(const std::string& name, FilterCsvWriter* owner) : pin(name, owner) {}
         InputPin<Matrix> pin;
-        bool waits = false;  // a sample was taken and is not in the table yet
+        TableWriter::Shape expected{0, 0};  // that of its source before the run
+        bool waits = false;           // a sample was taken and is not in the table yet
     };
 
     void openTable();

@@ -27,6 +27,8 @@ public:
 
     const Schema& schema() const { return reader_.schema(); }
     const std::string& name() const { return reader_.name(); }
+    /// Whether a row may have to be waited for: as ByteSource.
+    bool mayWait() const { return reader_.source().mayWait(); }
 
     /// Advances to the next row, fault or the end, in the file's order; waits for it.
     /// @return nothing when `interrupt` broke the wait: the next call goes on where this one was.

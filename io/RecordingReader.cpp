@@ -54,8 +54,10 @@ std::string_view faultName(Fault fault) {
 }
 
 RecordingReader RecordingReader::open(const std::string& path, const ReaderOptions& options) {
-    return RecordingReader(openSource(path), path == "-" ? "standard input" : path, options);
+    return RecordingReader(openSource(path), nameOf(path), options);
 }
+
+std::string RecordingReader::nameOf(const std::string& path) { return path == "-" ? "standard input" : path; }
 
 RecordingReader::RecordingReader(std::unique_ptr<ByteSource> source, std::string name,
                                  const ReaderOptions& options, std::size_t blockSize)

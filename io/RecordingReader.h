@@ -31,6 +31,9 @@ public:
     /// Poco::DataFormatException ("rec.csv:1: ...") for an empty file or a header without use.
     static RecordingReader open(const std::string& path, const ReaderOptions& options);
 
+    /// What messages call the file: "standard input" for "-".
+    static std::string nameOf(const std::string& path);
+
     RecordingReader(std::unique_ptr<ByteSource> source, std::string name, const ReaderOptions& options,
                     std::size_t blockSize = LineReader::kBlockSize);
 

@@ -26,6 +26,11 @@ bool isOrdinaryOrNew(const std::string& path) {
     return ::stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode);
 }
 
+bool isOrdinary(int fd) {
+    struct ::stat status {};
+    return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+}
+
 [[noreturn]] void refuse(const std::string& path, int error) {
     throw Poco::CreateFileException("cannot write '" + path + "'", std::string(std::strerror(error)));
 }
@@ -58,6 +63,7 @@ char* writeNumber(char* into, double value) {
 ResultFile::ResultFile(const std::string& path) : path_(path), target_(path), buffer_(kBlockSize + 4096) {
     if (path == "-") {
         fd_ = STDOUT_FILENO;
+        isLive_ = !isOrdinary(fd_);
         return;
     }
     std::string name = path;
@@ -67,6 +73,7 @@ ResultFile::ResultFile(const std::string& path) : path_(path), target_(path), bu
     }
     fd_ = ::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     if (fd_ < 0) refuse(path, errno);
+    isLive_ = !isOrdinary(fd_);
 }
 
 void ResultFile::requireWritable(const std::string& path) {
@@ -112,7 +119,6 @@ void ResultFile::endRow() {
     if (used_ >= kBlockSize) flush();
 }
 
-/// Writes the buffer; called only where it ends with a complete line.
 void ResultFile::flush() {
     if (fd_ < 0) return;
     std::size_t done = 0;
@@ -134,6 +140,12 @@ void ResultFile::flush() {
     bytesWritten_ += done;
     rowsWritten_ = rows_;
     used_ = lastRowEnd_ = headerLines_ = 0;
+}
+
+void ResultFile::restart() {
+    used_ = lastRowEnd_ = headerLines_ = 0;
+    rows_ = rowsWritten_ = bytesWritten_ = 0;
+    if (::ftruncate(fd_, 0) != 0 || ::lseek(fd_, 0, SEEK_SET) != 0) fail(errno);
 }
 
 void ResultFile::fail(int error) {

@@ -59,6 +59,10 @@ public:
     }
     /// Ends a row; now and then writes a block.  Raises Poco::WriteFileException as `finish` does.
     void endRow();
+    /// Writes the rows ended so far; not within a row.  Raises as `endRow`.
+    void flush();
+    /// Takes back all that was written, of an ordinary file: the next is its header.  Raises as `endRow`.
+    void restart();
 
     /// Writes what is left and gives the file its name.  Raises Poco::WriteFileException when the disk is
     /// full or the file cannot be written; the complete rows that found room then are kept under PATH, and
@@ -70,6 +74,9 @@ public:
     const std::string& path() const { return path_; }
     /// Whether the result is an ordinary file, that may be read and replaced once it is complete.
     bool isReplaceable() const { return !temporary_.empty(); }
+    /// Whether somebody may be waiting for each row: a pipe, a terminal, a socket, a device.
+    bool isLive() const { return isLive_; }
+    bool hasUnwritten() const { return used_ > 0; }
 
 private:
     static constexpr std::size_t kBlockSize = std::size_t{1} << 18;
@@ -78,7 +85,6 @@ private:
         if (buffer_.size() - used_ < size) [[unlikely]]
             buffer_.resize(2 * buffer_.size() + size);
     }
-    void flush();
     [[noreturn]] void fail(int error);
     void close();
 
@@ -86,6 +92,7 @@ private:
     std::string target_;     // where the result ends up: `path_` with links resolved
     std::string temporary_;  // empty: written directly
     int fd_ = -1;
+    bool isLive_ = false;
     std::vector<char> buffer_;
     std::size_t used_ = 0;
     std::size_t lastRowEnd_ = 0;  // in the buffer

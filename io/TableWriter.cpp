@@ -45,27 +45,45 @@ TableWriter::~TableWriter() {
     }
 }
 
-std::size_t TableWriter::addPin(const std::string& name) {
-    pins_.emplace_back().name = name;
+std::size_t TableWriter::addPin(const std::string& name, const Shape& expected) {
+    const std::lock_guard lock(mutex_);
+    Pin& pin = pins_.emplace_back();
+    pin.name = name;
+    pin.expected = expected;
     return pins_.size() - 1;
+}
+
+void TableWriter::Pin::fix(const Shape& first) {
+    shape = first;
+    cells.resize(first.size());
+}
+
+/// Whether a sample has the pin's columns; the first one may lie otherwise than was expected.
+bool TableWriter::Pin::takes(const Shape& sample) {
+    if (isExpectation &&
+        columnNames(name, shape.rows, shape.cols) == columnNames(name, sample.rows, sample.cols)) {
+        shape = sample;
+    }
+    isExpectation = false;
+    return shape == sample;
 }
 
 void TableWriter::put(std::size_t index, double time, const double* elements, std::size_t rows,
                       std::size_t cols) {
+    const std::lock_guard lock(mutex_);
     Pin& pin = pins_[index];
     if (hasRow_ && (time != time_ || pin.filled)) endRow();
     if (pin.size() == 0) {
-        pin.rows = rows;
-        pin.cols = cols;
-        pin.cells.resize(rows * cols);
+        pin.fix({rows, cols});
         if (begun_ && rows * cols > 0) {
             order_.push_back(index);
             isRagged_ = true;
         }
     }
-    if (rows != pin.rows || cols != pin.cols) {
-        throw Poco::DataFormatException("pin '" + pin.name + "' began with " + std::to_string(pin.rows) +
-                                        "x" + std::to_string(pin.cols) + " and now sends " +
+    if (!pin.takes({rows, cols})) {
+        throw Poco::DataFormatException("pin '" + pin.name + "' began with " +
+                                        std::to_string(pin.shape.rows) + "x" +
+                                        std::to_string(pin.shape.cols) + " and now sends " +
                                         std::to_string(rows) + "x" + std::to_string(cols) + ": not written");
     }
     if (!hasRow_) ++rows_;
@@ -73,15 +91,21 @@ void TableWriter::put(std::size_t index, double time, const double* elements, st
     time_ = time;
     pin.filled = true;
     std::copy(elements, elements + rows * cols, pin.cells.begin());
+    if (++filled_ == pins_.size()) {
+        endRow();  // whatever comes next begins another
+    } else {
+        startTicks();
+    }
 }
 
 void TableWriter::endRow() {
     hasRow_ = false;
-    if (!begun_ && held_.size() < kMostHeldRows && !allShapesKnown()) {
+    filled_ = 0;
+    if (!begun_ && held_.size() < kMostHeldRows && !knowsColumns()) {
         holdRow();
     } else {
         if (!begun_) beginTable();
-        writeRow(time_);
+        writeRow(out_, time_);
     }
     for (Pin& pin : pins_) pin.filled = false;
 }
@@ -94,47 +118,103 @@ void TableWriter::holdRow() {
     held_.push_back(std::move(row));
 }
 
-bool TableWriter::allShapesKnown() const {
-    return std::all_of(pins_.begin(), pins_.end(), [](const Pin& pin) { return pin.size() > 0; });
+bool TableWriter::knowsColumns() const {
+    return std::all_of(pins_.begin(), pins_.end(), [this](const Pin& pin) {
+        return pin.size() > 0 || (file_.isLive() && pin.expected.size() > 0);
+    });
 }
 
 /// Writes the header and the rows held back for it; the row being filled keeps its cells.
 void TableWriter::beginTable() {
     begun_ = true;
-    for (std::size_t i = 0; i < pins_.size(); ++i) {
-        if (pins_[i].size() > 0) order_.push_back(i);
-    }
-    file_.header(header());
-    const std::vector<Pin> current = pins_;
-    for (HeldRow& row : held_) {
-        for (Pin& pin : pins_) pin.filled = false;
-        for (auto& [index, cells] : row.cells) {
-            pins_[index].filled = true;
-            pins_[index].cells = std::move(cells);
+    if (file_.isLive()) {
+        for (Pin& pin : pins_) {
+            if (pin.size() > 0) continue;
+            pin.fix(pin.expected);
+            pin.isExpectation = true;
         }
-        writeRow(row.time);
     }
-    pins_ = current;
+    if (shown_ > 0) file_.restart();
+    orderColumns();
+    file_.header(header());
+    writeHeldRows(out_);
     held_ = {};
 }
 
-void TableWriter::writeRow(double time) {
-    file_.number(time);
+void TableWriter::orderColumns() {
+    order_.clear();
+    for (std::size_t i = 0; i < pins_.size(); ++i) {
+        if (pins_[i].size() > 0) order_.push_back(i);
+    }
+}
+
+template <class Rows>
+void TableWriter::writeHeldRows(Rows& rows) {
+    const std::vector<Pin> current = pins_;
+    for (const HeldRow& row : held_) {
+        for (Pin& pin : pins_) pin.filled = false;
+        for (const auto& [index, cells] : row.cells) {
+            pins_[index].filled = true;
+            pins_[index].cells = cells;
+        }
+        writeRow(rows, row.time);
+    }
+    pins_ = current;
+}
+
+template <class Rows>
+void TableWriter::writeRow(Rows& rows, double time) {
+    rows.number(time);
     for (const std::size_t index : order_) {
         const Pin& pin = pins_[index];
         if (pin.filled) {
-            file_.cells(pin.cells.data(), pin.cells.size());
+            rows.cells(pin.cells.data(), pin.cells.size());
         } else {
-            file_.emptyCells(pin.cells.size());
+            rows.emptyCells(pin.cells.size());
         }
     }
-    file_.endRow();
+    rows.endRow();
+}
+
+// What has to happen though nothing comes
+// --------------------------------------------------------------------------
+
+void TableWriter::startTicks() {
+    if (ticks_ || !(file_.isLive() || (file_.isReplaceable() && !begun_))) return;
+    ticks_ = true;
+    out_.startTicks();
+}
+
+/// [writing thread]
+bool TableWriter::tick() {
+    const std::unique_lock lock(mutex_, std::try_to_lock);
+    if (!lock) return true;  // something comes
+    if (!file_.isLive()) {
+        if (!begun_) showHeldRows();
+    } else if (hasRow_ && rows_ == rowsAtTick_) {
+        endRow();
+    }
+    rowsAtTick_ = rows_;
+    ticks_ = file_.isLive() ? hasRow_ : !begun_;
+    return ticks_;
+}
+
+/// The unfinished file gets what is held, under a header that may change.
+void TableWriter::showHeldRows() {
+    if (held_.size() == shown_) return;
+    shown_ = held_.size();
+    file_.restart();
+    orderColumns();
+    file_.header(header());
+    writeHeldRows(file_);
+    file_.flush();
 }
 
 std::string TableWriter::header() const {
     std::string text = "t";
     for (const std::size_t index : order_) {
-        for (const std::string& name : columnNames(pins_[index].name, pins_[index].rows, pins_[index].cols)) {
+        for (const std::string& name :
+             columnNames(pins_[index].name, pins_[index].shape.rows, pins_[index].shape.cols)) {
             text += "," + headerCell(name);
         }
     }
@@ -142,10 +222,14 @@ std::string TableWriter::header() const {
 }
 
 void TableWriter::finish() {
-    if (hasRow_) endRow();
-    if (!begun_) beginTable();
-    const bool ragged = isRagged_;
-    isRagged_ = false;
+    bool ragged = false;
+    {
+        const std::lock_guard lock(mutex_);
+        if (hasRow_) endRow();
+        if (!begun_) beginTable();
+        std::swap(ragged, isRagged_);
+    }
+    out_.finish();
     file_.finish();
     if (ragged) padEarlierRows();
 }

@@ -4,12 +4,18 @@ namespace Kavelin::RecordingIO {
 
 namespace {
 
-constexpr std::size_t kBatches = 4;
-constexpr std::size_t kBatchRows = 512;
+using namespace std::chrono_literals;
+
+constexpr std::size_t kBatchRows = 512;  // enough to write without waiting for more
+constexpr std::size_t kMostRows = 2048;  // whoever fills rows then waits
+constexpr auto kLivePause = 5ms;
+constexpr std::chrono::milliseconds kLiveTick = 20ms;
+constexpr std::chrono::milliseconds kFilePause = 500ms;  // between two ticks as well
 
 }  // namespace
 
-WriteBehind::WriteBehind(ResultFile& file) : file_(file), exchange_(kBatches), batch_(exchange_.takeEmpty()) {
+WriteBehind::WriteBehind(ResultFile& file, Tick tick)
+    : file_(file), tick_(std::move(tick)), pause_(file.isLive() ? kLivePause : kFilePause) {
     thread_ = std::thread([this] { run(); });
 }
 
@@ -21,19 +27,48 @@ WriteBehind::~WriteBehind() {
     }
 }
 
+void WriteBehind::Batch::append(const Batch& row) {
+    values.insert(values.end(), row.values.begin(), row.values.end());
+    groups.insert(groups.end(), row.groups.begin(), row.groups.end());
+    ++rows;
+}
+
+void WriteBehind::Batch::clear() {
+    values.clear();
+    groups.clear();
+    rows = 0;
+}
+
 void WriteBehind::endRow() {
-    batch_->groups.push_back(0);
-    if (++batch_->rows == kBatchRows) {
-        exchange_.giveFull(std::move(batch_));
-        batch_ = exchange_.takeEmpty();
+    row_.groups.push_back(0);
+    std::size_t rows = 0;
+    {
+        std::unique_lock lock(mutex_);
+        change_.wait(lock, [this] { return waiting_.rows < kMostRows; });
+        waiting_.append(row_);
+        rows = waiting_.rows;
     }
+    if (rows == 1 || rows == kBatchRows) change_.notify_all();
+    row_.clear();
     raiseFailure();
+}
+
+void WriteBehind::startTicks() {
+    {
+        const std::lock_guard lock(mutex_);
+        if (wantsTick_) return;
+        wantsTick_ = true;
+    }
+    change_.notify_all();
 }
 
 void WriteBehind::finish() {
     if (!thread_.joinable()) return;
-    exchange_.giveFull(std::move(batch_));
-    exchange_.close();
+    {
+        const std::lock_guard lock(mutex_);
+        ended_ = true;
+    }
+    change_.notify_all();
     thread_.join();
     raiseFailure();
 }
@@ -45,19 +80,62 @@ void WriteBehind::raiseFailure() {
     failure->rethrow();
 }
 
+// In the writing thread
+// --------------------------------------------------------------------------------------------
+
 void WriteBehind::run() {
-    bool isWritable = true;
-    while (std::unique_ptr<Batch> batch = exchange_.takeFull()) {
-        try {
-            if (isWritable) write(*batch);
-        } catch (const Poco::Exception& failure) {
-            isWritable = false;
-            failure_.reset(failure.clone());
-            hasFailed_.store(true, std::memory_order_release);
-        }
-        batch->groups.clear();
-        batch->used = batch->rows = 0;
-        exchange_.giveEmpty(std::move(batch));
+    Batch batch;
+    std::unique_lock lock(mutex_);
+    for (;;) {
+        waitForRows(lock);
+        if (waiting_.rows == 0) return;
+        std::swap(batch, waiting_);
+        lock.unlock();
+        change_.notify_all();
+        guarded([&] { write(batch); });
+        batch.clear();
+        lock.lock();
+    }
+}
+
+bool WriteBehind::isDue() const { return ended_ || waiting_.rows >= kBatchRows; }
+
+/// Until there are rows to write, or no more will come.
+void WriteBehind::waitForRows(std::unique_lock<std::mutex>& lock) {
+    while (waiting_.rows == 0 && !ended_) idle(lock);
+    change_.wait_until(lock, written_ + pause_, [this] { return isDue(); });
+}
+
+/// Waits for a row; where none comes in time, writes what its file still holds, or ticks.
+void WriteBehind::idle(std::unique_lock<std::mutex>& lock) {
+    const auto hasCome = [this] { return waiting_.rows > 0 || ended_; };
+    if (holds_) {
+        if (change_.wait_until(lock, written_ + pause_, hasCome)) return;
+        lock.unlock();
+        guarded([this] { flush(); });
+        lock.lock();
+    } else if (!wantsTick_) {
+        change_.wait(lock, [&] { return hasCome() || wantsTick_; });
+    } else {
+        if (change_.wait_for(lock, file_.isLive() ? kLiveTick : kFilePause, hasCome)) return;
+        wantsTick_ = false;  // before the tick: whoever asks meanwhile gets another
+        lock.unlock();
+        bool again = false;
+        guarded([&] { again = tick_(); });
+        lock.lock();
+        wantsTick_ = wantsTick_ || again;
+    }
+}
+
+template <class Act>
+void WriteBehind::guarded(const Act& act) {
+    if (!isWritable_) return;
+    try {
+        act();
+    } catch (const Poco::Exception& failure) {
+        isWritable_ = false;
+        failure_.reset(failure.clone());
+        hasFailed_.store(true, std::memory_order_release);
     }
 }
 
@@ -77,6 +155,14 @@ void WriteBehind::write(const Batch& batch) {
         ++group;
         file_.endRow();
     }
+    holds_ = true;
+    if (file_.isLive() || Clock::now() - written_ >= pause_) flush();
+}
+
+void WriteBehind::flush() {
+    holds_ = false;
+    file_.flush();
+    written_ = Clock::now();
 }
 
 }  // namespace Kavelin::RecordingIO

@@ -1,7 +1,10 @@
 #include <Kavelin/Core/FlowManager.h>
 
+#include <future>
+
 #include "io/FilterCsvReader.h"
 #include "io/FilterCsvWriter.h"
+#include "support/NamedPipe.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestKit.h"
 
@@ -112,6 +115,20 @@ TEST_F(FilterCsvTest, refusesFilesAtOnceWhereItCan) {
     set("File Name", folder_.write("odd.csv", "u,v\n1,2\n"));
     layout_.runToEnd();
     EXPECT_THAT(errors(), ElementsAre(HasSubstr("odd.csv:1: no column with measurements")));
+}
+
+TEST_F(FilterCsvTest, anInterruptionEndsTheWaitForAHeader) {
+    const std::string path = folder_.path("live.csv");
+    const NamedPipe pipe(path);
+    set("File Name", path);
+    writer_.getPropertyBag().get("File Name").deSerialize(folder_.path("out.csv"));
+    connect("3a");
+    auto running = std::async(std::launch::async, [this] { layout_.runToEnd(); });
+    while (running.wait_for(std::chrono::seconds(0)) != std::future_status::ready) reader_.interrupt();
+    EXPECT_THAT(errors(), ElementsAre());
+    pipe.write("t,ax,ay,az\n0,1,2,3\n");
+    reader_.resume();
+    EXPECT_EQ(reader_.nextTimeStamp(), 0.0);
 }
 
 TEST_F(FilterCsvTest, theWriterRefusesPinsItCannotName) {

@@ -1,36 +1,16 @@
 #include "io/ReadAhead.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <future>
 
+#include "support/NamedPipe.h"
 #include "support/TemporaryFolder.h"
 
 namespace Kavelin::RecordingIO {
 namespace {
 
 using Next = ReadAhead::Next;
-
-/// A named pipe, both of its ends open: what is written stays until it is read, and there is no end.
-class Pipe {
-public:
-    explicit Pipe(const std::string& path) : path_(path) {
-        EXPECT_EQ(::mkfifo(path.c_str(), 0600), 0);
-        fd_ = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
-    }
-    ~Pipe() { ::close(fd_); }
-    void write(const std::string& text) {
-        EXPECT_EQ(::write(fd_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    }
-    RecordingReader open() const { return RecordingReader::open(path_, {}); }
-
-private:
-    std::string path_;
-    int fd_;
-};
 
 TEST(ReadAhead, tellsRowsAndFaultsInTheOrderOfTheFile) {
     std::string text = "t,ax,ay,az\n";
@@ -59,9 +39,10 @@ TEST(ReadAhead, tellsRowsAndFaultsInTheOrderOfTheFile) {
 
 TEST(ReadAhead, handsOverARowOfALivePipeBeforeTheNextIsThere) {
     const Tests::TemporaryFolder folder;
-    Pipe pipe(folder.path("live.csv"));
+    const std::string path = folder.path("live.csv");
+    const Tests::NamedPipe pipe(path);
     pipe.write("t,ax,ay,az\n");
-    ReadAhead ahead(pipe.open());
+    ReadAhead ahead(RecordingReader::open(path, {}));
     for (int i = 0; i < 3; ++i) {
         pipe.write(std::to_string(i) + ",1,2,3\n" + std::to_string(i + 1) + ",4");
         ASSERT_EQ(ahead.next(), Next::kRow);
@@ -74,9 +55,10 @@ TEST(ReadAhead, handsOverARowOfALivePipeBeforeTheNextIsThere) {
 
 TEST(ReadAhead, anInterruptionBreaksTheWaitAndLosesNothing) {
     const Tests::TemporaryFolder folder;
-    Pipe pipe(folder.path("live.csv"));
+    const std::string path = folder.path("live.csv");
+    const Tests::NamedPipe pipe(path);
     pipe.write("t,ax,ay,az\n0,1,2,3\n");
-    ReadAhead ahead(pipe.open());
+    ReadAhead ahead(RecordingReader::open(path, {}));
     ASSERT_EQ(ahead.next(), Next::kRow);
     auto waiting = std::async(std::launch::async, [&ahead] { return ahead.next(); });
     ahead.interrupt();

@@ -1,6 +1,9 @@
 #include "io/TableWriter.h"
 
+#include <thread>
+
 #include "io/RecordingReader.h"
+#include "support/NamedPipe.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestKit.h"
 
@@ -92,6 +95,34 @@ TEST_F(TableWriterTest, isATableEvenWithoutASample) {
     table.addPin("a");
     table.finish();
     EXPECT_EQ(text(), "t\n");
+}
+
+TEST_F(TableWriterTest, aRowGoesDownAPipeBeforeTheNextIsThere) {
+    const NamedPipe pipe(path());
+    TableWriter table(path());
+    const std::size_t a = table.addPin("a", {3, 1});
+    const std::size_t late = table.addPin("late", {2, 1});
+    const std::size_t b = table.addPin("b");
+    table.put(b, 0.0, kCells, 1, 1);
+    table.put(a, 0.0, kCells, 1, 3);
+    EXPECT_EQ(pipe.readLine(), "t,a.x,a.y,a.z,late.00,late.10,b");
+    EXPECT_EQ(pipe.readLine(), "0,0.5,1.5,2.5,,,0.5");
+    table.put(a, 1.0, kCells, 1, 3);
+    table.put(late, 1.0, kCells, 2, 1);
+    table.put(b, 1.0, kCells, 1, 1);
+    EXPECT_EQ(pipe.readLine(), "1,0.5,1.5,2.5,0.5,1.5,0.5");
+    EXPECT_THROW(table.put(late, 2.0, kCells, 1, 2), Poco::DataFormatException);
+}
+
+TEST_F(TableWriterTest, anUnfinishedFileHasTheRowsThatAreHeldForTheirHeader) {
+    TableWriter table(path());
+    const std::size_t late = table.addPin("late");
+    const std::size_t early = table.addPin("early");
+    table.put(early, 0.0, kCells, 1, 1);
+    table.put(early, 1.0, kCells, 1, 1);
+    while (folder_.read("out.csv.part") != "t,early\n0,0.5\n") std::this_thread::yield();
+    table.put(late, 1.0, kCells, 1, 1);
+    while (folder_.read("out.csv.part") != "t,late,early\n0,,0.5\n1,0.5,0.5\n") std::this_thread::yield();
 }
 
 }  // namespace
