@@ -7,6 +7,7 @@
 #include "attitude/FilterAGMTriad_gyro.h"
 #include "attitude/FilterAbsoluteAttitude.h"
 #include "attitude/FilterAttitude.h"
+#include "attitude/FilterSO3Attitude.h"
 #include "attitude/FilterSphericalFilteringAttitude.h"
 #include "attitude/FilterXSENSAttitude.h"
 #include "converters/Filter3a3mGenerator.h"
@@ -50,6 +51,7 @@ constexpr Core::RegistryRow kRows[] = {
     Core::row<FilterOrientationIntegration>(),
     Core::row<FilterOrientationQuality>(),
     Core::row<FilterQuaternionFilter>(),
+    Core::row<FilterSO3Attitude>(),
     Core::row<FilterSphericalFilteringAttitude>(),
     Core::row<FilterStaticMode>(),
     Core::row<FilterXSENSAttitude>(),

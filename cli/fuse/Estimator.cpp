@@ -31,6 +31,7 @@ const KnownType kKnownTypes[] = {
     {"FilterAGMTriad_gyro", true, std::nullopt},
     {"FilterAttitude", true, Alignment::kHeading},
     {"FilterOrientationIntegration", false, Alignment::kStart},
+    {"FilterSO3Attitude", false, Alignment::kNone},
     {"FilterSphericalFilteringAttitude", false, Alignment::kNone},
 };
 

@@ -13,7 +13,7 @@ protected:
     E estimator_;
 };
 
-using Estimators = testing::Types<VersionSix, VersionSeven, VersionEight, Spherical>;
+using Estimators = testing::Types<VersionSix, VersionSeven, VersionEight, Spherical, ErrorState>;
 TYPED_TEST_SUITE(AttitudeEstimators, Estimators);
 
 TYPED_TEST(AttitudeEstimators, StayWithinTheirBoundOnMotion) {
@@ -21,31 +21,32 @@ TYPED_TEST(AttitudeEstimators, StayWithinTheirBoundOnMotion) {
         const char* name;
         Disturbance fault;
         double from;      // s
-        double bound[4];  // degrees, largest error from there on, of each estimator; 0: not asked of it
+        double bound[5];  // degrees, largest error from there on, of each estimator; 0: not asked of it
     };
     const Row rows[] = {
         // The rate is held for a whole sample: at 50 Hz that, not the estimator, is most of the error.
-        {"50 Hz", {.frequency = 50}, 5, {2.7, 2.2, 2, 2}},
-        {"100 Hz", {.frequency = 100}, 5, {2, 1.2, 1.2, 1.4}},
-        {"200 Hz", {}, 5, {1.7, 0.6, 0.6, 1}},
-        {"400 Hz", {.frequency = 400}, 5, {1.5, 0.4, 0.4, 0.6}},
-        {"fast", {.duration = 40, .speed = 3, .rateBias = 0.005}, 5, {1.6, 1.2, 1.2, 1.4}},
-        {"jitter", {.jitter = 0.8}, 5, {1.7, 0.6, 0.6, 1.2}},
-        {"one set in five lost", {.lost = 0.2}, 5, {1.8, 0.9, 0.9, 1.3}},
-        {"field at every tenth set", {.fieldEvery = 10}, 5, {0, 0.6, 0.5, 1.1}},
-        {"no field", {.fieldEvery = 0}, 5, {0, 0.5, 0.4, 0.5}},
-        {"bias seen in a short rest", {.duration = 200, .rateBias = 0.03}, 5, {4.5, 0.7, 0.7, 2.2}},
-        {"start in motion", {.rest = 0, .rateBias = 0}, 10, {0, 0, 0.5, 0.5}},
-        {"start beside a magnet", {.duration = 120, .magnetTo = 10}, 70, {0, 0, 0, 1}},
-        {"a magnet", {.magnetFrom = 20, .magnetTo = 30}, 5, {4, 0.6, 1.8, 1.2}},
-        {"after it", {.magnetFrom = 20, .magnetTo = 30}, 45, {1.7, 0.6, 1.1, 1.2}},
-        {"shaking", {.shakeFrom = 20, .shakeTo = 30}, 5, {10, 1, 7, 1.3}},
-        {"after it", {.shakeFrom = 20, .shakeTo = 30}, 35, {1.7, 0.6, 2.7, 1.3}},
+        {"50 Hz", {.frequency = 50}, 5, {2.7, 2.2, 2, 2, 1.8}},
+        {"100 Hz", {.frequency = 100}, 5, {2, 1.2, 1.2, 1.4, 1.2}},
+        {"200 Hz", {}, 5, {1.7, 0.6, 0.6, 1, 0.9}},
+        {"400 Hz", {.frequency = 400}, 5, {1.5, 0.4, 0.4, 0.6, 0.6}},
+        {"fast", {.duration = 40, .speed = 3, .rateBias = 0.005}, 5, {1.6, 1.2, 1.2, 1.4, 1.5}},
+        {"jitter", {.jitter = 0.8}, 5, {1.7, 0.6, 0.6, 1.2, 0.9}},
+        {"one set in five lost", {.lost = 0.2}, 5, {1.8, 0.9, 0.9, 1.3, 1}},
+        {"field at every tenth set", {.fieldEvery = 10}, 5, {0, 0.6, 0.5, 1.1, 1}},
+        {"no field", {.fieldEvery = 0}, 5, {0, 0.5, 0.4, 0.5, 0.4}},
+        {"bias seen in a short rest", {.duration = 200, .rateBias = 0.03}, 5, {4.5, 0.7, 0.7, 2.2, 1.1}},
+        {"start in motion", {.rest = 0, .rateBias = 0}, 10, {0, 0, 0.5, 0.5, 0.7}},
+        {"start beside a magnet", {.duration = 120, .magnetTo = 10}, 70, {0, 0, 0, 1, 1.1}},
+        {"a magnet", {.magnetFrom = 20, .magnetTo = 30}, 5, {4, 0.6, 1.8, 1.2, 1}},
+        {"after it", {.magnetFrom = 20, .magnetTo = 30}, 45, {1.7, 0.6, 1.1, 1.2, 1}},
+        {"shaking", {.shakeFrom = 20, .shakeTo = 30}, 5, {10, 1, 7, 1.3, 0.8}},
+        {"after it", {.shakeFrom = 20, .shakeTo = 30}, 35, {1.7, 0.6, 2.7, 1.3, 0.8}},
     };
     constexpr int kColumn = std::is_same_v<TypeParam, VersionSix>     ? 0
                             : std::is_same_v<TypeParam, VersionSeven> ? 1
                             : std::is_same_v<TypeParam, VersionEight> ? 2
-                                                                      : 3;
+                            : std::is_same_v<TypeParam, Spherical>    ? 3
+                                                                      : 4;
     for (const Row& row : rows) {
         if (row.bound[kColumn] == 0) continue;
         this->estimator_.restart();
@@ -65,7 +66,7 @@ TYPED_TEST(AttitudeEstimators, LeaveNoTraceAtARestart) {
 // Versions 5 and 6 are not asked: there a value that is not a number stays until "Ref".
 template <class E>
 class GuardedEstimators : public AttitudeEstimators<E> {};
-using Guarded = testing::Types<VersionSeven, VersionEight, Spherical>;
+using Guarded = testing::Types<VersionSeven, VersionEight, Spherical, ErrorState>;
 TYPED_TEST_SUITE(GuardedEstimators, Guarded);
 
 TYPED_TEST(GuardedEstimators, StayFiniteWhateverComesIn) {
@@ -88,7 +89,7 @@ TYPED_TEST(GuardedEstimators, StayFiniteWhateverComesIn) {
 
 template <class E>
 class EstimatorsOfAnEarthFrame : public AttitudeEstimators<E> {};
-using OfAnEarthFrame = testing::Types<VersionEight, Spherical>;
+using OfAnEarthFrame = testing::Types<VersionEight, Spherical, ErrorState>;
 TYPED_TEST_SUITE(EstimatorsOfAnEarthFrame, OfAnEarthFrame);
 
 TYPED_TEST(EstimatorsOfAnEarthFrame, LearnTheBiasAtRestAndSaySo) {

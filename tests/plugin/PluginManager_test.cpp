@@ -16,15 +16,30 @@ const std::string kPlugin = "KavelinPluginOrientationInternal";
 const std::string kModules = KAVELIN_TEST_MODULES "/";
 
 // The order in which the plugin lists its types.
-constexpr const char* kTypes[] = {
-    "Filter3a3mGenerator",      "FilterAbsoluteAttitude", "FilterAGMAttitude_v5",
-    "FilterAGMAttitude_v6",     "FilterAGMAttitude_v7",   "FilterAGMAttitude_v8",
-    "FilterAGMTriad_gyro",      "FilterAngleDG",          "FilterAttitude",
-    "FilterChangeOfBasis",      "FilterCompass",          "FilterConstantPlane",
-    "FilterConvergenceTime",    "FilterCumulAngles",      "FilterFlipDetectionLib",
-    "FilterInclinometer",       "FilterOmegaToMatrix",    "FilterOrientationIntegration",
-    "FilterOrientationQuality", "FilterQuaternionFilter", "FilterSphericalFilteringAttitude",
-    "FilterStaticMode",         "FilterXSENSAttitude"};
+constexpr const char* kTypes[] = {"Filter3a3mGenerator",
+                                  "FilterAbsoluteAttitude",
+                                  "FilterAGMAttitude_v5",
+                                  "FilterAGMAttitude_v6",
+                                  "FilterAGMAttitude_v7",
+                                  "FilterAGMAttitude_v8",
+                                  "FilterAGMTriad_gyro",
+                                  "FilterAngleDG",
+                                  "FilterAttitude",
+                                  "FilterChangeOfBasis",
+                                  "FilterCompass",
+                                  "FilterConstantPlane",
+                                  "FilterConvergenceTime",
+                                  "FilterCumulAngles",
+                                  "FilterFlipDetectionLib",
+                                  "FilterInclinometer",
+                                  "FilterOmegaToMatrix",
+                                  "FilterOrientationIntegration",
+                                  "FilterOrientationQuality",
+                                  "FilterQuaternionFilter",
+                                  "FilterSO3Attitude",
+                                  "FilterSphericalFilteringAttitude",
+                                  "FilterStaticMode",
+                                  "FilterXSENSAttitude"};
 
 PluginManager& plugins() { return FlowManager::instance().getPluginManager(); }
 

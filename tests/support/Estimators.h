@@ -4,6 +4,7 @@
 #include "attitude/AGMComputer_v7.h"
 #include "attitude/AGMComputer_v8.h"
 #include "attitude/SphericalAttitudeComputer.h"
+#include "attitude/so3/SO3AttitudeComputer.h"
 #include "support/DisturbedMotion.h"
 #include "support/TestKit.h"
 
@@ -64,6 +65,18 @@ struct Spherical : OrientationInternal::SphericalAttitudeComputer {
     bool take(const MotionSample& s) { return advance(s.t, s.acc, s.rate, s.field); }
     void restart() { reset(); }
     bool isSound() const { return bias().allFinite() && properAcceleration().allFinite(); }
+    static constexpr bool kIsRelative = false;
+};
+
+struct ErrorState : OrientationInternal::SO3AttitudeComputer {
+    bool take(const MotionSample& s) { return advance(s.t, s.acc, s.rate, s.field); }
+    void restart() { reset(); }
+    bool isSound() const {
+        const auto& p = covariance().matrix();
+        return bias().allFinite() && accBias().allFinite() && hardIron().allFinite() &&
+               linearAcceleration().allFinite() && tiltDeviation() >= 0 && headingDeviation() >= 0 &&
+               p.allFinite() && p == p.transpose();
+    }
     static constexpr bool kIsRelative = false;
 };
 

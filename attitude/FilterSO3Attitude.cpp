@@ -1,0 +1,94 @@
+#include "attitude/FilterSO3Attitude.h"
+
+#include <limits>
+
+namespace Kavelin::OrientationInternal {
+
+namespace {
+
+bool isRow3(const Matrix& sample) { return sample.rows() == 1 && sample.cols() == 3; }
+
+}  // namespace
+
+FilterSO3Attitude::FilterSO3Attitude(const std::string& name) : Filter(name, true) {}
+
+void FilterSO3Attitude::process() {
+    takeStartAttitude();
+    if (!rate_.fetch()) return;
+    if (rate_.heldTimeStamp() < rate_.lastTimeStamp()) track_.restart();  // the clock was set back
+    if (!takeAccelerations(rate_.heldTimeStamp())) return;
+    rate_.consume();
+    const double t = rate_.lastTimeStamp();
+    const Eigen::Vector3d field = takeField(t);
+    if (!isRow3(rate_.value())) return;
+    computer_.setSettings(settings());
+    const Eigen::Vector3d rate = Eigen::Vector3d::Map(rate_.value().data());
+    if (computer_.advance(t, track_.at(t), rate, field)) send(t);
+}
+
+void FilterSO3Attitude::onReset() {
+    computer_.reset();
+    track_.restart();
+}
+
+// Takes accelerations until one is no earlier than `t`. @return false when there is none yet.
+bool FilterSO3Attitude::takeAccelerations(double t) {
+    while (!track_.reaches(t)) {
+        if (!acc_.readNext()) return false;
+        if (!isRow3(acc_.value())) continue;
+        track_.add(acc_.lastTimeStamp(), Eigen::Vector3d::Map(acc_.value().data()));
+    }
+    return true;
+}
+
+void FilterSO3Attitude::takeStartAttitude() {
+    while (quat0_.readNext()) {
+        const Matrix& q = quat0_.value();
+        if (q.rows() == 1 && q.cols() == 4) computer_.setNextAttitude(q.transpose());
+    }
+}
+
+// The newest field that is no later than `t`; not a number where there is none. Later ones stay for later
+// rates.
+Eigen::Vector3d FilterSO3Attitude::takeField(double t) {
+    Eigen::Vector3d field = Eigen::Vector3d::Constant(std::numeric_limits<double>::quiet_NaN());
+    while (field_.fetch() && !(field_.heldTimeStamp() > t)) {
+        field_.consume();
+        if (isRow3(field_.value())) field = Eigen::Vector3d::Map(field_.value().data());
+    }
+    if (!useField_.value()) field.setConstant(std::numeric_limits<double>::quiet_NaN());
+    return field;
+}
+
+SO3::Settings FilterSO3Attitude::settings() const {
+    return {.gyroscopeNoise = gyroscopeNoise_.value(),
+            .biasDrift = biasDrift_.value(),
+            .accelerometerNoise = accNoise_.value(),
+            .fieldNoise = fieldNoise_.value(),
+            .restRate = restRate_.value(),
+            .restAcceleration = restAcceleration_.value(),
+            .restTime = restTime_.value(),
+            .biasLimit = biasLimit_.value(),
+            .accelerometerRange = accRange_.value()};
+}
+
+void FilterSO3Attitude::send(double t) {
+    const Eigen::Quaterniond q = computer_.attitude();
+    attitudeQ_.value() << q.w(), q.x(), q.y(), q.z();
+    attitude_.value() = q.toRotationMatrix();
+    bias_.value() = computer_.bias().transpose();
+    accBias_.value() = computer_.accBias().transpose();
+    hardIron_.value() = computer_.hardIron().transpose();
+    linearAcceleration_.value() = computer_.linearAcceleration().transpose();
+    deviations_.value() << computer_.tiltDeviation(), computer_.headingDeviation();
+    restFlag_.value()(0, 0) = computer_.atRest() ? 1.0 : 0.0;
+    fieldFlag_.value()(0, 0) = computer_.fieldDisturbed() ? 1.0 : 0.0;
+    magnetFlag_.value()(0, 0) = computer_.hardIron() != Eigen::Vector3d::Zero() ? 1.0 : 0.0;
+    for (OutputPin<Matrix>* pin :
+         {&attitudeQ_, &attitude_, &bias_, &accBias_, &hardIron_, &linearAcceleration_, &deviations_,
+          &restFlag_, &fieldFlag_, &magnetFlag_}) {
+        pin->send(t);
+    }
+}
+
+}  // namespace Kavelin::OrientationInternal

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <Eigen/Core>
+#include <limits>
+
+namespace Kavelin::OrientationInternal::SO3 {
+
+/// The newest two accelerations, to tell that of an instant between them: for sensors whose rates or time
+/// stamps differ. Never throws. [layout thread]
+class AccelerationTrack {
+public:
+    void add(double t, const Eigen::Vector3d& acc) {
+        before_ = after_;
+        after_ = {t, acc};
+    }
+    void restart() { *this = AccelerationTrack(); }
+
+    /// Whether an acceleration has come that is no earlier than `t` (s).
+    bool reaches(double t) const { return after_.t >= t - kSameInstant; }
+
+    /// The acceleration at `t`, which the track reaches: that of the same instant, or what lies on the line
+    /// between its neighbours. Not a number where these are too far apart, or there is none before.
+    Eigen::Vector3d at(double t) const {
+        constexpr double kLongestBridge = 0.15;  // s; a hand's acceleration is another after it
+        const double sinceBefore = t - before_.t;
+        const double between = after_.t - before_.t;
+        if (t >= after_.t - kSameInstant && t <= after_.t + kSameInstant) return after_.acc;
+        if (!(sinceBefore >= 0.0 && between <= kLongestBridge)) {
+            return Eigen::Vector3d::Constant(std::numeric_limits<double>::quiet_NaN());
+        }
+        return before_.acc + sinceBefore / between * (after_.acc - before_.acc);
+    }
+
+private:
+    static constexpr double kSameInstant = 1e-6;  // s, less than any sensor's clock tells
+
+    struct Timed {
+        double t = std::numeric_limits<double>::quiet_NaN();
+        Eigen::Vector3d acc = Eigen::Vector3d::Zero();
+    };
+    Timed before_;
+    Timed after_;
+};
+
+}  // namespace Kavelin::OrientationInternal::SO3
