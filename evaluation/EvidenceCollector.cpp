@@ -1,0 +1,115 @@
+#include "evaluation/EvidenceCollector.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+const double kGapFactor = 5.0;  // usual steps
+const double kStart = 5.0;      // s, in which an estimator may still be unsure
+const double kStepGain = 0.02;
+
+Evidence::Sensor of(const SensorWatch& watch) {
+    Evidence::Sensor sensor{.samples = watch.samples(), .unusable = watch.unusable(), .norm = watch.norm()};
+    for (int axis = 0; axis < 3; ++axis) sensor.axes[static_cast<std::size_t>(axis)] = watch.axis(axis);
+    return sensor;
+}
+
+std::optional<double> root(std::optional<double> meanSquare) {
+    if (meanSquare) *meanSquare = std::sqrt(*meanSquare);
+    return meanSquare;
+}
+
+}  // namespace
+
+double Evidence::Sensor::clippedShare() const {
+    return std::max({axes[0].clippedShare, axes[1].clippedShare, axes[2].clippedShare});
+}
+
+double Evidence::Sensor::stuckShare() const {
+    return std::max({axes[0].stuckShare, axes[1].stuckShare, axes[2].stuckShare});
+}
+
+void EvidenceCollector::add(const ResultSample& sample) {
+    addTime(sample.t);
+    addSensors(sample);
+    addEstimate(sample);
+}
+
+void EvidenceCollector::addTime(double t) {
+    if (rows_++ == 0) firstTime_ = lastTime_ = t;
+    const double step = t - lastTime_;
+    lastTime_ = t;
+    if (step <= 0.0) return;
+    if (usualStep_ > 0.0 && step > kGapFactor * usualStep_) {
+        gapSeconds_ += step;
+        longestGap_ = std::max(longestGap_, step);
+    } else {
+        usualStep_ += (usualStep_ > 0.0 ? kStepGain : 1.0) * (step - usualStep_);
+    }
+}
+
+void EvidenceCollector::addSensors(const ResultSample& sample) {
+    if (sample.rate) {
+        rateTurn_.addRate(sample.t, *sample.rate);
+        gravityFit_.addRate(sample.t, *sample.rate);
+        fieldFit_.addRate(sample.t, *sample.rate);
+    }
+    if (sample.acceleration) {
+        accelerationTurn_.addDirection(sample.t, *sample.acceleration);
+        gravityFit_.addVector(sample.t, *sample.acceleration);
+    }
+    if (sample.field) {
+        fieldTurn_.addDirection(sample.t, *sample.field);
+        fieldFit_.addVector(sample.t, *sample.field);
+    }
+    const double a = accelerationTurn_.turned(), g = rateTurn_.turned(), m = fieldTurn_.turned();
+    if (sample.acceleration) acceleration_.add(sample.t, *sample.acceleration, std::max(g, m));
+    if (sample.rate) rate_.add(sample.t, *sample.rate, std::max(a, m));
+    if (sample.field) field_.add(sample.t, *sample.field, std::max(a, g));
+}
+
+void EvidenceCollector::addEstimate(const ResultSample& sample) {
+    if (sample.bias && sample.bias->allFinite()) bias_ = sample.bias;
+    if (sample.hardIron && sample.hardIron->allFinite()) hardIron_ = sample.hardIron;
+    if (sample.hasBodyMagnet) hasBodyMagnet_ = hasBodyMagnet_ || *sample.hasBodyMagnet;
+    if (sample.isAtRest) rest_.add(*sample.isAtRest ? 1.0 : 0.0);
+    if (sample.isDisturbed) disturbed_.add(*sample.isDisturbed ? 1.0 : 0.0);
+    if (sample.t - firstTime_ > kStart) {
+        if (sample.tiltSigma) tiltSigma_.add(*sample.tiltSigma * *sample.tiltSigma);
+        if (sample.headingSigma) headingSigma_.add(*sample.headingSigma * *sample.headingSigma);
+    }
+    if (!sample.attitude) return;
+    std::optional<Vector3> rate = sample.rate;
+    if (rate && bias_) *rate -= *bias_;
+    estimate_.add(sample.t, *sample.attitude, sample.acceleration, rate);
+    if (!sample.field) return;
+    fieldInEarth_.add(sample.t, *sample.attitude,
+                      hardIron_ ? Vector3(*sample.field - *hardIron_) : *sample.field);
+}
+
+Evidence EvidenceCollector::evidence() const {
+    Evidence evidence;
+    evidence.seconds = lastTime_ - firstTime_;
+    evidence.gapSeconds = gapSeconds_;
+    evidence.longestGap = longestGap_;
+    evidence.acceleration = of(acceleration_);
+    evidence.rate = of(rate_);
+    evidence.field = of(field_);
+    evidence.gravityFit = gravityFit_.result();
+    evidence.fieldFit = fieldFit_.result();
+    evidence.fieldInEarth = fieldInEarth_.evidence();
+    evidence.estimate = estimate_.evidence();
+    evidence.tiltSigma = root(tiltSigma_.mean());
+    evidence.headingSigma = root(headingSigma_.mean());
+    evidence.bias = bias_;
+    evidence.hardIron = hardIron_;
+    evidence.restShare = rest_.mean();
+    evidence.disturbedShare = disturbed_.mean();
+    evidence.hasBodyMagnet = hasBodyMagnet_;
+    return evidence;
+}
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstdint>
+
+#include "attitude/RotationTypes.h"
+#include "evaluation/Histogram.h"
+
+namespace Kavelin::RecordingIO {
+
+using OrientationInternal::Matrix3;
+using OrientationInternal::Quaternion;
+using OrientationInternal::Vector3;
+
+/// What the field looks like in the earth frame of an estimate: a right attitude and an undisturbed,
+/// calibrated field give the same vector all the time. Shares are of the mean field's norm.
+struct FieldEvidence {
+    /// Distances from the usual value that half, three quarters and nine tenths of the time keep.
+    struct Spread {
+        double half = 0.0;
+        double threeQuarters = 0.0;
+        double nineTenths = 0.0;
+    };
+
+    double seconds = 0.0;   ///< of motion: a unit that rests shows the same field whatever is wrong
+    double norm = 0.0;      ///< mean, in the field's unit
+    Spread normSpread;      ///< share, about the median
+    double dip = 0.0;       ///< rad, of the mean field
+    Spread dipSpread;       ///< rad, about the median
+    Spread northSpread;     ///< rad, of the field's horizontal direction about the estimate's north
+    Spread azimuthSpread;   ///< rad, of the same about its own mean
+    double coverage = 0.0;  ///< 0: always the same orientation; towards 1: all
+    Vector3 hardIron = Vector3::Zero();  ///< the field's unit; what the field shows beyond what was taken off
+    double hardIronDeviation = 1.0;      ///< share, standard deviation of its largest component
+    double scatter = 0.0;  ///< share: what is left of the field with no hard iron, and with that one
+    double scatterLeft = 0.0;
+};
+
+/// Gathers it, in constant memory.  Never throws.  The joint fit of field and hard iron is linear least
+/// squares of m_earth = R (m - h): both drop out in closed form.
+class FieldWatch {
+public:
+    /// @param q sensor to earth  @param field sensor frame, what the estimator knows of hard iron taken off
+    void add(double t, const Quaternion& q, const Vector3& field);
+    FieldEvidence evidence() const;
+
+private:
+    void closeWindow();
+    void accumulate(double weight);
+
+    struct Window {
+        double start = 0.0;
+        double length = 0.0;
+        int count = 0;
+        Matrix3 rotation = Matrix3::Zero();
+        Vector3 earth = Vector3::Zero();
+        double norm = 0.0;
+    } window_;
+    bool hasLast_ = false;
+    double lastTime_ = 0.0;
+    Matrix3 lastRotation_ = Matrix3::Identity();
+
+    double motion_ = 0.0;  // s
+    double weight_ = 0.0;  // motion, and a little of the rest
+    double norm_ = 0.0;
+    double firstNorm_ = 0.0;
+    double east_ = 0.0, north_ = 0.0;  // of the field's horizontal direction
+    Histogram<400> norms_{-1.0, 1.0};  // logarithm, of the share of the first norm
+    Histogram<180> dips_{-1.5708, 1.5708};
+    Histogram<360> azimuths_{-3.14159, 3.14159};
+    Matrix3 rotation_ = Matrix3::Zero();
+    Vector3 earth_ = Vector3::Zero();
+    Vector3 body_ = Vector3::Zero();
+    double squares_ = 0.0;
+};
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+
+#include "attitude/RotationTypes.h"
+
+namespace Kavelin::RecordingIO {
+
+using OrientationInternal::Vector3;
+
+/// How far a unit has turned, forth and back added up, as one sensor shows it: coarse, but blind to noise.
+class TurnMeter {
+public:
+    /// A direction that stands still in the earth: gravity or the field. Counts each change by 0.3 rad.
+    void addDirection(double t, const Vector3& vector) {
+        const double norm = vector.norm();
+        if (!std::isfinite(norm) || norm <= 0.0) return;
+        const double gain = time_ ? std::clamp((t - *time_) / kSmooth, 0.0, 1.0) : 1.0;
+        time_ = t;
+        smooth_ += gain * (vector / norm - smooth_);
+        if (smooth_.norm() < 0.5) return;
+        const Vector3 now = smooth_.normalized();
+        if (anchor_.squaredNorm() == 0.0) anchor_ = now;
+        if ((now - anchor_).norm() < kStep) return;
+        turned_ += kStep;
+        anchor_ = now;
+    }
+    /// @param rate rad/s; slower than 0.3 may be a bias
+    void addRate(double t, const Vector3& rate) {
+        const double size = rate.norm();
+        if (!std::isfinite(size)) return;
+        if (time_ && size > kLeastRate) turned_ += size * std::clamp(t - *time_, 0.0, 0.2);
+        time_ = t;
+    }
+    /// rad
+    double turned() const { return turned_; }
+
+private:
+    static constexpr double kSmooth = 0.2;     // s
+    static constexpr double kStep = 0.3;       // rad
+    static constexpr double kLeastRate = 0.3;  // rad/s
+
+    std::optional<double> time_;
+    Vector3 smooth_ = Vector3::Zero();
+    Vector3 anchor_ = Vector3::Zero();
+    double turned_ = 0.0;
+};
+
+}  // namespace Kavelin::RecordingIO
