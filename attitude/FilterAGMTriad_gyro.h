@@ -39,7 +39,7 @@ private:
     InputPin<Matrix> acc_{"3a", this};
     InputPin<Matrix> mag_{"3m", this};
     InputPin<Matrix> rate_{"3g", this};
-    InputPin<Matrix> reset_{"reset", this};
+    InputPin<Matrix> reset_{"reset", this, AnyTime{}};
     OutputPin<Matrix> quaternion_{"attitudeQ", this, Eigen::Vector4d::UnitX()};
     OutputPin<Matrix> attitude_{"attitude", this, Matrix::Identity(3, 3)};
     OutputPin<Matrix> properAcceleration_{"Acceleration Propre", this, Matrix::Zero(3, 1)};

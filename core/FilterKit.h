@@ -15,6 +15,7 @@
 
 namespace Kavelin::OrientationInternal {
 
+using Core::AnyTime;
 using Core::CommandProperty;
 using Core::EnumEnumProperty;
 using Core::EnumProperty;

@@ -18,6 +18,8 @@ class OutputPinBase;
 
 /// Tag for an input pin that never makes its filter wait.
 struct NonBlocking {};
+/// Tag for an input pin whose samples need not be of the time of those that its filter takes with them.
+struct AnyTime {};
 
 /// Typed reading end: keeps what it receives in a buffer strategy, chosen by how writer and reader run.
 template <class T>
@@ -86,6 +88,12 @@ public:
         lastTimeStamp_ = current_->timeStamp;
         sample_ = current_;
         current_ = nullptr;
+        noteConsumed();
+    }
+    /// Lets go of the sample held, unused: nothing goes with it.
+    void passOver() {
+        current_ = nullptr;
+        notePassedOver();
     }
     /// The sample consumed last, lent until the next is taken.
     const T& value() const { return sample_->value; }
@@ -149,6 +157,9 @@ public:
     InputPin(const std::string& name, PinManager* owner) : Pin(name, owner), InputPinBase<T>(name, owner) {}
     InputPin(const std::string& name, PinManager* owner, NonBlocking) : InputPin(name, owner) {
         this->setIsBlocking(false);
+    }
+    InputPin(const std::string& name, PinManager* owner, AnyTime) : InputPin(name, owner) {
+        this->setIsPaired(false);
     }
 };
 

@@ -10,6 +10,7 @@
 
 namespace Kavelin::RecordingIO {
 
+using OrientationInternal::AnyTime;
 using OrientationInternal::FileNameProperty;
 using OrientationInternal::Filter;
 using OrientationInternal::handler;
@@ -40,7 +41,7 @@ protected:
 
 private:
     struct Column {
-        explicit Column(const std::string& name, FilterCsvWriter* owner) : pin(name, owner) {}
+        explicit Column(const std::string& name, FilterCsvWriter* owner) : pin(name, owner, AnyTime{}) {}
         InputPin<Matrix> pin;
         TableWriter::Shape expected{0, 0};  // that of its source before the run
         bool waits = false;           // a sample was taken and is not in the table yet

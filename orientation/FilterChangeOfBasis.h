@@ -25,7 +25,7 @@ public:
 private:
     void takeBasis();
 
-    InputPin<Matrix> basis_{"Change-Of-Basis", this};
+    InputPin<Matrix> basis_{"Change-Of-Basis", this, AnyTime{}};
     InputPin<Matrix> in_{"input matrix", this};
     OutputPin<Matrix> out_{"output matrix", this, Matrix::Identity(3, 3)};
     // Deliberate: never read. The number of elements of the basis decides how it is inverted.

@@ -27,7 +27,8 @@ public:
 
 private:
     struct Lane {
-        Lane(const std::string& pin, Filter* owner) : in(pin, owner), out(pin, owner) {}
+        Lane(const std::string& pin, Filter* owner)
+            : in(pin, owner, OrientationInternal::AnyTime{}), out(pin, owner) {}
         OrientationInternal::InputPin<OrientationInternal::Matrix> in;
         OrientationInternal::OutputPin<OrientationInternal::Matrix> out;
     };

@@ -23,7 +23,7 @@ public:
 private:
     using Matrix = OrientationInternal::Matrix;
     OrientationInternal::InputPin<Matrix> acceleration_{"3a", this};
-    OrientationInternal::InputPin<Matrix> field_{"3m", this};
+    OrientationInternal::InputPin<Matrix> field_{"3m", this, OrientationInternal::AnyTime{}};
     OrientationInternal::OutputPin<Matrix> accelerationOut_{"3a", this};
     OrientationInternal::OutputPin<Matrix> fieldOut_{"3m", this};
 };

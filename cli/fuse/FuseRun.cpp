@@ -11,6 +11,7 @@
 
 #include "attitude/AngleConstants.h"
 #include "cli/Interruption.h"
+#include "cli/PairingText.h"
 #include "cli/SettingsFile.h"
 #include "cli/fuse/FuseSummary.h"
 #include "cli/fuse/ProgressBar.h"
@@ -294,6 +295,7 @@ void FuseRun::run() {
     sink_->finish();
     file_->finish();
     tellWhatIsMissing();
+    tellPairing();
     summarise();
     if (plot_) plot_->draw(errors_ ? errors_->turn() : 0.0);
 }
@@ -317,6 +319,21 @@ void FuseRun::tellWhatIsMissing() {
         context_.err << "kavelin: " << RecordingIO::counted(track_->faults(), "row")
                      << " of the reference left out; the first: " << track_->firstFault() << "\n";
         context_.status = kDoneWithErrors;
+    }
+}
+
+/// Samples that do not belong together make a result that is wrong without looking so.
+void FuseRun::tellPairing() {
+    for (const Core::Filter* filter : layout_.getFilters()) {
+        const Core::PairingReport pairing = filter->getPairing();
+        if (pairing.unlike > 0) {
+            context_.err << "kavelin: " << differenceText(filter->typeName(), pairing) << "\n";
+            context_.status = kDoneWithErrors;
+        } else if (!options_.quiet && pairing.largestDifference > 0.0) {
+            context_.err << "kavelin: " << differenceText(filter->typeName(), pairing) << "\n";
+        }
+        if (!options_.quiet && !pairing.unpaired.empty())
+            context_.err << "kavelin: " << unpairedText(filter->typeName(), pairing) << "\n";
     }
 }
 

@@ -47,6 +47,7 @@ private:
     void connectSink();
     void tell(const Core::ProcessError& error);
     void tellWhatIsMissing();
+    void tellPairing();
     void summarise();
     std::string whyNoAttitude() const;
     std::string pinsTakenTogether() const;

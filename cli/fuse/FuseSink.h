@@ -72,7 +72,8 @@ public:
 
 private:
     struct ExtraPin {
-        ExtraPin(const Extra& extra, Filter* owner) : pin(extra.name, owner), size(extra.rows * extra.cols) {}
+        ExtraPin(const Extra& extra, Filter* owner)
+            : pin(extra.name, owner, OrientationInternal::AnyTime{}), size(extra.rows * extra.cols) {}
         InputPin<Matrix> pin;
         std::size_t size;
         bool ahead = false;    // the sample taken last belongs to a later row
@@ -96,9 +97,9 @@ private:
     Observer observer_;
     std::vector<Extra> extras_;
 
-    InputPin<Matrix> attitudePin_{"attitude", this};
-    InputPin<Matrix> referencePin_{"reference", this};
-    InputPin<Matrix> biasPin_{"3g_bias", this};
+    InputPin<Matrix> attitudePin_{"attitude", this, OrientationInternal::AnyTime{}};
+    InputPin<Matrix> referencePin_{"reference", this, OrientationInternal::AnyTime{}};
+    InputPin<Matrix> biasPin_{"3g_bias", this, OrientationInternal::AnyTime{}};
     std::vector<std::unique_ptr<ExtraPin>> pins_;
     std::optional<std::size_t> score_;  // which extra is the static mode's
 

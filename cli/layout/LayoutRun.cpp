@@ -9,6 +9,7 @@
 
 #include "cli/CommandContext.h"
 #include "cli/Interruption.h"
+#include "cli/PairingText.h"
 #include "cli/SettingsFile.h"
 #include "io/RunParticipant.h"
 #include "io/Text.h"
@@ -183,6 +184,7 @@ void LayoutRun::complete() {
 
 void LayoutRun::report() {
     reportRepeats();
+    reportPairing();
     if (Interruption::hasCome()) say("interrupted; the rows done are kept");
     if (options_.quiet) return;
     reportActionsLeft();
@@ -215,6 +217,21 @@ void LayoutRun::reportRepeats() {
         if (listed < log.getCount())
             say(lane.layout->getName() + ": " + counted(log.getCount() - listed, "further error") +
                 ", not listed");
+    }
+}
+
+/// Samples that do not belong together make a result that is wrong without looking so.
+void LayoutRun::reportPairing() {
+    for (const Lane& lane : lanes_) {
+        for (const Core::Filter* filter : lane.layout->getFilters()) {
+            const Core::PairingReport pairing = filter->getPairing();
+            if (pairing.unlike > 0)
+                fail(lane.layout->getName() + "/" + differenceText(filter->getName(), pairing));
+            else if (!options_.quiet && pairing.largestDifference > 0.0)
+                say(lane.layout->getName() + "/" + differenceText(filter->getName(), pairing));
+            if (!options_.quiet && !pairing.unpaired.empty())
+                say(lane.layout->getName() + "/" + unpairedText(filter->getName(), pairing));
+        }
     }
 }
 

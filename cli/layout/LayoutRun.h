@@ -55,6 +55,7 @@ private:
     void say(const std::string& text);
     void report();
     void reportRepeats();
+    void reportPairing();
     void reportActionsLeft();
     void reportNotesAndDrops();
 

@@ -1,6 +1,8 @@
 #include <Kavelin/Core/Filter.h>
 #include <Kavelin/Core/LayoutManager.h>
 
+#include "PairingWatch.h"
+
 namespace Kavelin::Core {
 
 Filter::Filter(const std::string& name, bool schedulable)
@@ -10,6 +12,21 @@ Filter::~Filter() {
     if (getManager() != nullptr) getManager()->forget(*this);
 }
 
-void Filter::setManager(LayoutManager* layout) { PinManager::setManager(layout); }
+void Filter::setManager(LayoutManager* layout) {
+    PinManager::setManager(layout);
+    pairing_.reset();
+}
+
+PairingReport Filter::getPairing() const {
+    return pairing_ == nullptr ? PairingReport() : pairing_->report();
+}
+
+void Filter::watchPairing() {
+    auto watch = pairing_ == nullptr ? std::make_unique<PairingWatch>() : std::move(pairing_);
+    watch->update(getInputPins());
+    if (watch->isOn()) pairing_ = std::move(watch);
+}
+
+void Filter::comparePairing() { pairing_->note(); }
 
 }  // namespace Kavelin::Core

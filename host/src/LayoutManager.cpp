@@ -149,6 +149,7 @@ void LayoutManager::rebuildPlan() {
     ready_.assign(plan_.size() / kBitsPerWord + 1, 0);
     for (std::size_t i = 0; i < plan_.size(); ++i) {
         planInputs(i);
+        plan_[i].filter->watchPairing();
         plan_[i].filter->received_ = plan_[i].filter->taken_ + kUnknown;
         markReady(i);
     }
@@ -299,6 +300,7 @@ bool LayoutManager::serve(Entry& entry) {
     while (canTake(filter)) {
         const std::uint64_t before = filter.taken_;
         callGuarded(filter);
+        filter.notePairing();
         if (filter.taken_ == before) return took;
         took = true;
         // The usual end, known without asking every pin: all that came was taken.

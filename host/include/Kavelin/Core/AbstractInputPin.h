@@ -25,6 +25,11 @@ public:
     void setIsBlocking(bool blocking) { blocking_ = blocking; }
     bool getIsBlocking() const { return blocking_; }
 
+    /// False: samples of this pin need not be of the time of those that the filter takes with them, or the
+    /// filter sees to that itself. True at the start for a blocking pin.  [as setIsBlocking]
+    void setIsPaired(bool paired) { paired_ = paired; }
+    bool getIsPaired() const { return blocking_ && paired_; }
+
     /// True for a blocking pin of a synchronous connection.
     bool getIsSynchronous() const { return blocking_ && synchronous_; }
     /// Samples kept: 1 is a single value, 0 keeps nothing.
@@ -45,6 +50,10 @@ public:
     virtual bool isHolding() const = 0;
     /// [any thread, synchronizers disabled or nobody writing]
     virtual PinCounts getCounts() const = 0;
+    /// Samples that the filter used, and those that it took and passed over because nothing goes with them.
+    /// [reader's thread, or nobody reading]
+    std::uint64_t getConsumed() const { return consumed_; }
+    std::uint64_t getPassedOver() const { return passedOver_; }
     /// True when more than half of a buffer that drops when full is taken.  [any thread]
     virtual bool isOverHalfFull() const = 0;
     /// Chooses and builds the buffer anew; what was buffered is discarded.  [synchronizers disabled]
@@ -62,6 +71,9 @@ protected:
     }
     /// The typed pin tells its host that it took a sample out of its buffer.  [reader's thread]
     void noteTaken() { ++*taken_; }
+    /// The typed pin tells its host what became of the sample that it took.  [reader's thread]
+    void noteConsumed() { ++consumed_; }
+    void notePassedOver() { ++passedOver_; }
     /// The typed pin tells whether its writer may run on another thread.  [synchronizers disabled]
     void setIsFedFromElsewhere(bool elsewhere);
 
@@ -73,6 +85,7 @@ private:
     void noteReceivedFromElsewhere();
 
     bool blocking_ = true;
+    bool paired_ = true;
     bool synchronous_ = false;
     bool lifo_ = false;
     unsigned bufferSize_ = kDefaultBufferSize;
@@ -84,6 +97,8 @@ private:
     std::uint64_t readyBit_ = 0;
     std::uint64_t* received_ = &unobserved_;
     std::uint64_t* taken_ = &unobserved_;
+    std::uint64_t consumed_ = 0;
+    std::uint64_t passedOver_ = 0;
     LayoutManager* fedLayout_ = nullptr;  // the layout to wake, where the writer may run on another thread
 };
 

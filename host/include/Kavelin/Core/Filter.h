@@ -1,9 +1,14 @@
 #pragma once
 
+#include <Kavelin/Core/PairingReport.h>
 #include <Kavelin/Core/PinManager.h>
 #include <Kavelin/Core/PropertyBagOwner.h>
 
+#include <memory>
+
 namespace Kavelin::Core {
+
+class PairingWatch;
 
 /// A processing block: takes samples from its input pins, computes, sends on its output pins.
 class KAVELIN_API Filter : public PinManager, public PropertyBagOwner {
@@ -20,12 +25,25 @@ public:
 
     bool isSchedulable() const { return schedulable_; }
 
+    /// How the samples of its inputs fitted together since it entered its layout; no sets where it has fewer
+    /// than two inputs to match.  [layout thread, or the layout not running]
+    PairingReport getPairing() const;
+
 protected:
     void setManager(LayoutManager* layout) override;
 
 private:
     friend class LayoutManager;
+
+    void watchPairing();
+    /// What a layout does after each call of `process`.
+    void notePairing() {
+        if (pairing_ != nullptr) comparePairing();
+    }
+    void comparePairing();
+
     const bool schedulable_;
+    std::unique_ptr<PairingWatch> pairing_;  // null while there is nothing to compare
 };
 
 }  // namespace Kavelin::Core

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <Kavelin/Core/PairingReport.h>
+
+#include <string>
+
+namespace Kavelin::Cli {
+
+/// How far the times of samples that a filter took together lie apart, for the end of a run. Those that do
+/// not belong together are an error.  @pre there is a difference
+std::string differenceText(const std::string& filter, const Core::PairingReport& pairing);
+
+/// Which samples found no partner.  @pre there are some
+std::string unpairedText(const std::string& filter, const Core::PairingReport& pairing);
+
+}  // namespace Kavelin::Cli

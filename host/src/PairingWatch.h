@@ -1,0 +1,49 @@
+#pragma once
+
+#include <Kavelin/Core/PairingReport.h>
+#include <Kavelin/Core/SampleInterval.h>
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+namespace Kavelin::Core {
+
+class AbstractInputPin;
+
+/// Compares the time stamps of what each call of a filter's `process` consumes, one sample of each input.
+///
+/// An input belongs to the sets as long as every call that consumes something consumes as many of its samples
+/// as of the others. A filter that can do without an input, or takes several of its samples in one call,
+/// shows so by its first such call; the sets are then counted from there, without that input.
+class PairingWatch {
+public:
+    /// Takes over the filter's connected inputs; what is known of those that it had stays.
+    void update(const std::vector<AbstractInputPin*>& inputs);
+    /// To be called after each call of `process`.  [layout thread]
+    void note();
+    /// [layout thread, or the layout not running]
+    PairingReport report() const;
+    /// Whether there are inputs to compare.
+    bool isOn() const { return lanes_.size() > 1; }
+
+private:
+    struct Lane {
+        AbstractInputPin* pin;
+        std::uint64_t seen;      // of its samples consumed
+        std::uint64_t consumed;  // by the last call
+        SampleInterval interval;
+    };
+
+    void leaveOutOthers();
+    void compare();
+    void judge(double difference);
+
+    std::vector<Lane> lanes_;
+    std::vector<const AbstractInputPin*> others_;  // inputs that are no part of the sets
+    PairingReport sofar_;
+    std::array<double, 16> early_{};  // differences before the interval was known
+    std::size_t earlyCount_ = 0;
+};
+
+}  // namespace Kavelin::Core
