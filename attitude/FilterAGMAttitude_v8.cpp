@@ -20,7 +20,7 @@ void FilterAGMAttitude_v8::takeFurther() {
         const Matrix& q = quat0_.value();
         if (q.rows() == 1 && q.cols() == 4) computer_.setNextAttitude(q.transpose());
     }
-    computer_.setLocked(lockedByPin_ || lockedByHand_.value());
+    computer_.setLocked(lockedByPin_ || lockedByHand_.get());
 }
 
 void FilterAGMAttitude_v8::sendFurther(double t) {

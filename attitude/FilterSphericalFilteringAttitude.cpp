@@ -41,17 +41,17 @@ Eigen::Vector3d FilterSphericalFilteringAttitude::takeField(double& t) {
         if (isRow3(field_.value())) field = Eigen::Vector3d::Map(field_.value().data());
         isOlder = field_.fetch() && field_.heldTimeStamp() <= pairTime;
     }
-    if (!useField_.value()) field.setConstant(std::numeric_limits<double>::quiet_NaN());
+    if (!useField_.get()) field.setConstant(std::numeric_limits<double>::quiet_NaN());
     return field;
 }
 
 SphericalAttitudeComputer::Settings FilterSphericalFilteringAttitude::settings() const {
-    return {.gravityTimeConstant = gravityTime_.value(),
-            .fieldNoise = fieldNoise_.value(),
-            .rest = {.rateLimit = restRate_.value(),
-                     .accelerationLimit = restAcceleration_.value(),
-                     .biasLimit = biasLimit_.value(),
-                     .duration = restTime_.value()}};
+    return {.gravityTimeConstant = gravityTime_.get(),
+            .fieldNoise = fieldNoise_.get(),
+            .rest = {.rateLimit = restRate_.get(),
+                     .accelerationLimit = restAcceleration_.get(),
+                     .biasLimit = biasLimit_.get(),
+                     .duration = restTime_.get()}};
 }
 
 void FilterSphericalFilteringAttitude::send(double t) {

@@ -121,11 +121,7 @@ void ScriptRunner::execute(const CommandLine& line) {
 }
 
 void ScriptRunner::execute(const ProcessLine& line) {
-    for (std::uint64_t i = 0; i < line.times; ++i)
-        reportWhatItRaises([&] {
-            const Core::Synchronizer::ProcessScope scope(*filter_.getSynchronizer());
-            filter_.process();
-        });
+    for (std::uint64_t i = 0; i < line.times; ++i) reportWhatItRaises([&] { filter_.processOnce(); });
 }
 
 void ScriptRunner::execute(const QueryLine& line) {

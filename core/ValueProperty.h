@@ -67,12 +67,14 @@ public:
         return description;
     }
 
-    /// The value, read under the property's lock (which costs next to nothing inside process).  [any thread]
+    /// The value, read under the property's lock: the way in which a filter's `process` reads it, right in a
+    /// layout, where it costs a look-up in the thread's own memory, and in a program that calls `process`
+    /// itself.  [any thread]
     T get() const {
         const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
         return value_;
     }
-    /// The value in place.  [inside process, or synchronizer disabled]
+    /// The value in place, for what is too large to copy.  [synchronizer entered or disabled]
     const T& value() const { return value_; }
     /// Checks, assigns, tells the observers if it is another value.
     /// @throws what `validate` throws; the old value stays then and nobody hears of it.  [any thread]

@@ -23,7 +23,7 @@ void FilterConstantPlane::process() {
 /// properties say, so a normal of another length makes "attitude" no rotation there. Its angle does not
 /// depend on the length.
 Vector3 FilterConstantPlane::axisForThisSample(const Vector3& field) {
-    Vector3 axis(planeX_.value(), planeY_.value(), planeZ_.value());
+    Vector3 axis(planeX_.get(), planeY_.get(), planeZ_.get());
     if (!planeChanged_) return axis;
     planeChanged_ = false;
     const double squaredNorm = axis.squaredNorm();

@@ -44,10 +44,10 @@ void FilterConvergenceTime::evaluate() {
     if (!finalError) return;
     finalAngle_.value()(0, 0) = *finalError;
     finalAngle_.sendNow();
-    if (maximumAccuracy_.value() <= *finalError) return;  // a final error that is not a number goes on
+    if (maximumAccuracy_.get() <= *finalError) return;  // a final error that is not a number goes on
 
     convergenceTime_.value()(0, 0) = 0.0;
-    if (const auto entry = history_.entryIntoBand(*finalError, threshold_.value())) {
+    if (const auto entry = history_.entryIntoBand(*finalError, threshold_.get())) {
         convergenceTime_.value()(0, 0) = history_.timeOfEntry(*entry);
     }
     convergenceTime_.sendNow();

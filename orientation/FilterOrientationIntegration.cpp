@@ -58,8 +58,8 @@ void FilterOrientationIntegration::integrate(const Vector3& rate, double t) {
         q = firstFour(previous_.value());
     }
     const double dt = t - previousTime_;
-    q = order_.value() == 0 ? integrateConstantRate(q, rate, dt)
-                            : integrateLinearRate(q, previousRate_, rate, dt);
+    q = order_.get() == 0 ? integrateConstantRate(q, rate, dt)
+                          : integrateLinearRate(q, previousRate_, rate, dt);
     quaternion_.value() = q.transpose();
 }
 

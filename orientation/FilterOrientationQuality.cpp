@@ -10,14 +10,13 @@ void FilterOrientationQuality::process() {
     double t = 0.0;
     const auto acceleration = takeVector(acc_, t);
     const auto field = takeVector(mag_, t);
-    double accVerdict =
-        acceleration ? computer_.judgeAcceleration(*acceleration, thresholdAcc_.value()) : 0.0;
-    double fieldVerdict = field ? computer_.judgeField(*field, thresholdMag_.value()) : 0.0;
+    double accVerdict = acceleration ? computer_.judgeAcceleration(*acceleration, thresholdAcc_.get()) : 0.0;
+    double fieldVerdict = field ? computer_.judgeField(*field, thresholdMag_.get()) : 0.0;
     const double rateVerdict = judgeRate();
-    if (useAngle_.value() && acceleration && field) computer_.captureAngle();
+    if (useAngle_.get() && acceleration && field) computer_.captureAngle();
     if (!acceleration && !field) return;
-    if (!useAcc_.value()) accVerdict = 1.0;
-    if (!useMag_.value()) fieldVerdict = 1.0;
+    if (!useAcc_.get()) accVerdict = 1.0;
+    if (!useMag_.get()) fieldVerdict = 1.0;
 
     gesture_.value()(0, 0) = gesture(accVerdict, rateVerdict);
     gesture_.send(t);
@@ -28,10 +27,10 @@ void FilterOrientationQuality::process() {
 
 /// Deliberate: with "UseGyr" off the rate pin is not read at all, so its buffer fills.
 double FilterOrientationQuality::judgeRate() {
-    if (!useGyr_.value()) return 1.0;
+    if (!useGyr_.get()) return 1.0;
     double rateTime = 0.0;  // never stamps a result
     const auto rate = takeVector(gyr_, rateTime);
-    return rate ? OrientationQualityComputer::judgeRate(*rate, saturation_.value()) : 1.0;
+    return rate ? OrientationQualityComputer::judgeRate(*rate, saturation_.get()) : 1.0;
 }
 
 double FilterOrientationQuality::gesture(double acceleration, double rate) const {

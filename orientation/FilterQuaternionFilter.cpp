@@ -15,7 +15,7 @@ std::span<const double> elementsOf(const Matrix& matrix) {
 }  // namespace
 
 FilterQuaternionFilter::FilterQuaternionFilter(const std::string& name)
-    : Filter(name, true), smoother_(elementsOf(kernel_.value())) {}
+    : Filter(name, true), smoother_(elementsOf(kernel_.get())) {}
 
 void FilterQuaternionFilter::onKernel(const Matrix& kernel) {
     if (kernel.size() < 3) throw Poco::DataFormatException("Need at least 3 coefficients");
@@ -27,7 +27,7 @@ void FilterQuaternionFilter::onKernel(const Matrix& kernel) {
 
 void FilterQuaternionFilter::process() {
     if (kernelChanged_) {
-        smoother_ = QuaternionSmoother(elementsOf(kernel_.value()));
+        smoother_ = QuaternionSmoother(elementsOf(kernel_.get()));
         kernelChanged_ = false;
     }
     if (!in_.readNext() || in_.value().size() != 4) return;

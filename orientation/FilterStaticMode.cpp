@@ -20,12 +20,12 @@ void FilterStaticMode::process() {
 }
 
 void FilterStaticMode::write(const StaticModeScores& scores) {
-    const double acceleration = useAcc_.value() ? scores.acceleration : 1.0;
-    const double field = useMag_.value() ? scores.field : 1.0;
-    const double angle = useAngle_.value() ? scores.angle : 1.0;
+    const double acceleration = useAcc_.get() ? scores.acceleration : 1.0;
+    const double field = useMag_.get() ? scores.field : 1.0;
+    const double angle = useAngle_.get() ? scores.angle : 1.0;
     const double overall = acceleration * field * angle;
     const auto flag = [](double score, const RangeProperty<double>& threshold) {
-        return score > threshold.value() ? 1.0 : 0.0;
+        return score > threshold.get() ? 1.0 : 0.0;
     };
     score_.value() << overall, flag(overall, thresholdAll_),     //
         scores.acceleration, flag(acceleration, thresholdAcc_),  //

@@ -12,6 +12,11 @@ Filter::~Filter() {
     if (getManager() != nullptr) getManager()->forget(*this);
 }
 
+void Filter::processOnce() {
+    const Synchronizer::ProcessScope scope(*getSynchronizer());
+    process();
+}
+
 void Filter::setManager(LayoutManager* layout) {
     PinManager::setManager(layout);
     pairing_.reset();

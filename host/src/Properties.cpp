@@ -97,10 +97,6 @@ std::string AbstractProperty::exactText() const {
     return text;
 }
 
-Synchronizer* AbstractProperty::getSynchronizer() const {
-    return bag_ == nullptr ? nullptr : bag_->getSynchronizer();
-}
-
 void AbstractProperty::addObserver(PropertyObserver& observer) {
     const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
     observers_.push_back(&observer);

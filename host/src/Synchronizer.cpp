@@ -6,20 +6,7 @@
 
 namespace Kavelin::Core {
 
-namespace {
-
-// What the calling thread is doing. Initial-exec: the library is loaded with the program, and this is read at
-// every property access inside process.
-struct ThreadState {
-    Synchronizer* process = nullptr;
-    Synchronizer* disabled[2] = {nullptr, nullptr};
-
-    bool owns(const Synchronizer* s) const { return s == process || s == disabled[0] || s == disabled[1]; }
-    bool idle() const { return process == nullptr && disabled[0] == nullptr && disabled[1] == nullptr; }
-};
-thread_local constinit ThreadState thisThread __attribute__((tls_model("initial-exec")));
-
-}  // namespace
+thread_local constinit Synchronizer::Held Synchronizer::held_;
 
 Synchronizer::Synchronizer() { waiting_.reserve(4); }
 Synchronizer::~Synchronizer() = default;
@@ -91,15 +78,8 @@ void Synchronizer::enable() {
     changed_.notify_all();
 }
 
-Synchronizer::DisablerLocker::DisablerLocker(Synchronizer* first, Synchronizer* second) {
-    const ThreadState& thread = thisThread;
-    const bool needFirst = first != nullptr && !thread.owns(first);
-    const bool needSecond = second != nullptr && second != first && !thread.owns(second);
-    if (needFirst || needSecond) acquire(needFirst ? first : nullptr, needSecond ? second : nullptr);
-}
-
 void Synchronizer::DisablerLocker::acquire(Synchronizer* first, Synchronizer* second) {
-    if (!thisThread.idle()) {
+    if (!held_.none()) {
         throw Poco::IllegalStateException(
             "Only the own filter may be changed from inside process, a change handler or an observer");
     }
@@ -107,26 +87,25 @@ void Synchronizer::DisablerLocker::acquire(Synchronizer* first, Synchronizer* se
     for (Synchronizer* synchronizer : {first, second}) {
         if (synchronizer != nullptr) synchronizer->disable();
     }
-    taken_[0] = thisThread.disabled[0] = first;
-    taken_[1] = thisThread.disabled[1] = second;
+    held_.disabled[0] = taken_[0] = first;
+    held_.disabled[1] = taken_[1] = second;
 }
 
-Synchronizer::DisablerLocker::~DisablerLocker() {
-    if (taken_[0] == nullptr && taken_[1] == nullptr) return;
-    thisThread.disabled[0] = thisThread.disabled[1] = nullptr;
+void Synchronizer::DisablerLocker::release() {
+    held_.disabled[0] = held_.disabled[1] = nullptr;
     for (Synchronizer* synchronizer : {taken_[1], taken_[0]}) {
         if (synchronizer != nullptr) synchronizer->enable();
     }
 }
 
 Synchronizer::ProcessScope::ProcessScope(Synchronizer& synchronizer)
-    : synchronizer_(synchronizer), outer_(thisThread.process) {
+    : synchronizer_(synchronizer), outer_(held_.process) {
     synchronizer_.enterProcess();
-    thisThread.process = &synchronizer_;
+    held_.process = &synchronizer_;
 }
 
 Synchronizer::ProcessScope::~ProcessScope() {
-    thisThread.process = outer_;
+    held_.process = outer_;
     synchronizer_.leaveProcess();
 }
 

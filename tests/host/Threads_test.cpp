@@ -133,23 +133,28 @@ TEST(Threads, ProcessNeverSeesHalfAChange) {
         RangeProperty<int> right{"right", this, {.maximum = 1000000}};
         RangeProperty<int> left{"left", this, {.maximum = 1000000}, handler(this, &Pair::onLeft)};
     };
-    std::atomic<int> torn{0};
-    Pair pair(torn);
-    CountingSource source("source", 20000);
-    LayoutManager layout("layout");
-    addTo(layout, source, pair);
-    connect(source.out, pair.a);
-    layout.start();
-    std::vector<std::thread> writers;
-    for (int w = 0; w < 2; ++w) {
-        writers.emplace_back([&pair, w] {
-            for (int i = 0; i < 500; ++i) pair.left.set(1000 * w + i);
-        });
+    for (const bool byHand : {false, true}) {
+        std::atomic<int> torn{0};
+        Pair pair(torn);
+        CountingSource source("source", 20000);
+        LayoutManager layout("layout");
+        layout.add(source);
+        if (!byHand) layout.add(pair);
+        connect(source.out, pair.a, {.bufferSize = 20000});
+        if (byHand) layout.runToEnd();
+        if (!byHand) layout.start();
+        std::vector<std::thread> writers;
+        for (int w = 0; w < 2; ++w) {
+            writers.emplace_back([&pair, w] {
+                for (int i = 0; i < 500; ++i) pair.left.set(1000 * w + i);
+            });
+        }
+        for (int i = 0; byHand && i < 20000; ++i) pair.processOnce();
+        for (std::thread& writer : writers) writer.join();
+        layout.wait();
+        EXPECT_EQ(torn, 0) << (byHand ? "by hand" : "in a layout");
+        EXPECT_EQ(pair.a.getCounts().taken, 20000u);
     }
-    for (std::thread& writer : writers) writer.join();
-    layout.wait();
-    EXPECT_EQ(torn, 0);
-    EXPECT_EQ(pair.a.getCounts().taken, 20000u);
 }
 
 TEST(Threads, ASourceWaitsForARoomyBufferElsewhere) {

@@ -37,10 +37,7 @@ public:
     }
     /// Calls process once and reads what came out; gives the number of samples read.
     int process() {
-        {
-            const Core::Synchronizer::ProcessScope scope(*filter_->getSynchronizer());
-            filter_->process();
-        }
+        filter_->processOnce();
         int count = 0;
         for (const auto& taker : takers_) count += taker->readNext() ? 1 : 0;
         return count;

@@ -68,12 +68,8 @@ public:
         feeder.value() = value;
         feeder.send(t);
     }
-    /// Calls process with the filter's synchronizer entered, as a layout does.
     void process(int times = 1) {
-        for (int i = 0; i < times; ++i) {
-            const Core::Synchronizer::ProcessScope scope(*filter_->getSynchronizer());
-            filter_->process();
-        }
+        for (int i = 0; i < times; ++i) filter_->processOnce();
     }
     /// Everything sent since the last `clear`, in order.
     const std::vector<Sent>& sends() const { return log_; }

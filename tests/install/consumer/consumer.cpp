@@ -20,7 +20,7 @@ int main() {
 
     field.value() << 0.0, 1.0, 0.0;
     field.send(0.5);
-    compass->process();
+    compass->processOnce();
     if (!angles.readNext()) return 1;
     std::printf("t %g heading %.4f\n", angles.lastTimeStamp(), angles.value()(0, 0));
     compass->getOutputPin("out").detachInput(angles, false);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Kavelin/Core/NamedObject.h>
+#include <Kavelin/Core/PropertyBag.h>
 #include <Poco/Any.h>
 #include <Util/System/Visitor.h>
 
@@ -11,7 +12,6 @@
 namespace Kavelin::Core {
 
 class AbstractProperty;
-class PropertyBag;
 class PropertyBagOwner;
 class Synchronizer;
 
@@ -64,7 +64,7 @@ public:
     virtual PropertyDescription describe() const = 0;
 
     /// What a write holds disabled; null where the owner has none.
-    Synchronizer* getSynchronizer() const;
+    Synchronizer* getSynchronizer() const { return bag_ == nullptr ? nullptr : bag_->getSynchronizer(); }
 
     /// The observer is lent until it is removed.  [any thread]
     void addObserver(PropertyObserver& observer);

@@ -44,12 +44,27 @@ public:
     /// Lets `wait` wait again.  [any thread]
     void resume();
 
+    /// Whether the calling thread runs `process` inside this synchronizer or holds it disabled: what it reads
+    /// then needs no further lock.  [any thread]
+    bool isHeldHere() const { return held_.has(this); }
+
     /// Where to count the readers that wait here; lent, null for nowhere.  [no process running]
     void setWaitCounter(std::atomic<int>* counter) { waitCounter_ = counter; }
 
 private:
     friend class DisablerLocker;
     friend class ProcessScope;
+
+    // What the calling thread is doing. Initial-exec: the library is loaded with the program, and this is
+    // read at every property access inside process.
+    struct Held {
+        const Synchronizer* process = nullptr;
+        const Synchronizer* disabled[2] = {nullptr, nullptr};
+
+        bool has(const Synchronizer* s) const { return s == process || s == disabled[0] || s == disabled[1]; }
+        bool none() const { return process == nullptr && disabled[0] == nullptr && disabled[1] == nullptr; }
+    };
+    static thread_local constinit Held held_ __attribute__((tls_model("initial-exec")));
 
     // Low half: threads inside process. High half: disablers that hold or want this synchronizer.
     static constexpr std::uint64_t kProcess = 1;
@@ -83,13 +98,20 @@ class KAVELIN_API Synchronizer::DisablerLocker {
 public:
     /// @throws Poco::IllegalStateException from inside `process`, a change handler or an observer of another
     /// filter.
-    DisablerLocker(Synchronizer* first, Synchronizer* second);
-    ~DisablerLocker();
+    DisablerLocker(Synchronizer* first, Synchronizer* second) {
+        const bool needFirst = first != nullptr && !first->isHeldHere();
+        const bool needSecond = second != nullptr && second != first && !second->isHeldHere();
+        if (needFirst || needSecond) acquire(needFirst ? first : nullptr, needSecond ? second : nullptr);
+    }
+    ~DisablerLocker() {
+        if (taken_[0] != nullptr || taken_[1] != nullptr) release();
+    }
     DisablerLocker(const DisablerLocker&) = delete;
     DisablerLocker& operator=(const DisablerLocker&) = delete;
 
 private:
     void acquire(Synchronizer* first, Synchronizer* second);
+    void release();
     Synchronizer* taken_[2] = {nullptr, nullptr};
 };
 
@@ -106,7 +128,7 @@ public:
 
 private:
     Synchronizer& synchronizer_;
-    Synchronizer* outer_;
+    const Synchronizer* outer_;
 };
 
 }  // namespace Kavelin::Core
