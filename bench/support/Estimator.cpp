@@ -7,8 +7,10 @@
 #include "attitude/FilterAGMAttitude_v6.h"
 #include "attitude/FilterAGMAttitude_v7.h"
 #include "attitude/FilterAGMAttitude_v8.h"
+#include "attitude/FilterSO3Attitude.h"
 #include "attitude/FilterSphericalFilteringAttitude.h"
 #include "attitude/SphericalAttitudeComputer.h"
+#include "attitude/so3/SO3AttitudeComputer.h"
 #include "support/FilterDrive.h"
 
 namespace Kavelin::Bench {
@@ -17,8 +19,9 @@ namespace {
 
 using namespace OrientationInternal;
 
-// The spherical filter's arithmetic alone, without pins.
-class BareSpherical : public Estimator {
+// The arithmetic alone, without pins, of an estimator that needs no settings file.
+template <class Computer>
+class Bare : public Estimator {
 public:
     std::optional<Eigen::Quaterniond> step(const Sample& s) override {
         if (!computer_.advance(s.t, s.acc, s.rate, s.field)) return std::nullopt;
@@ -26,7 +29,7 @@ public:
     }
 
 private:
-    SphericalAttitudeComputer computer_;
+    Computer computer_;
 };
 
 std::string settingsFile(const char* name) {
@@ -100,12 +103,14 @@ std::vector<EstimatorEntry> allEstimators() {
     constexpr Alignment kNone = Alignment::kNone;
     constexpr Alignment kStart = Alignment::kStart;
     return {
+        entry<FilterEstimator<FilterSO3Attitude>>("SO3Attitude", kNone),
         entry<FilterEstimator<FilterSphericalFilteringAttitude>>("SphericalFilteringAttitude", kNone),
         entry<FilterEstimator<FilterAGMAttitude_v8>>("AGMAttitude_v8", kNone, "AGMAttitude_v8.par"),
         entry<FilterEstimator<FilterAGMAttitude_v7>>("AGMAttitude_v7", kStart, "AGMAttitude_v7.par"),
         entry<FilterEstimator<FilterAGMAttitude_v6>>("AGMAttitude_v6", kStart, "AGMAttitude_v6.par"),
         entry<FilterEstimator<FilterAGMAttitude_v5>>("AGMAttitude_v5", kStart, "AGMAttitude_v5.par"),
-        entry<BareSpherical>("spherical, bare", kNone),
+        entry<Bare<SO3AttitudeComputer>>("SO3, bare", kNone),
+        entry<Bare<SphericalAttitudeComputer>>("spherical, bare", kNone),
         entry<BareAGM<AGMComputer_v8>>("v8, bare", kNone, "AGMAttitude_v8.par"),
         entry<BareAGM<AGMComputer_v7>>("v7, bare", kStart, "AGMAttitude_v7.par"),
         entry<BareAGM<AGMComputer_v6>>("v6, bare", kStart, "AGMAttitude_v6.par"),
