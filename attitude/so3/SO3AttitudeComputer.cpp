@@ -184,12 +184,12 @@ void SO3AttitudeComputer::beginRun() {
     if (nextAttitude_) takeGivenAttitude();
 }
 
-// The attitude handed in has a frame of its own. The filter goes on in that of magnetic north, which it may
-// know already, and turns what it gives.
+// The attitude handed in has a frame of its own. Where north is known already the filter goes on in the frame
+// of that, and turns what it gives; otherwise the first field tells how far the two are apart.
 void SO3AttitudeComputer::takeGivenAttitude() {
     const Eigen::Quaterniond apart = *nextAttitude_ * state_.nominal.attitude.conjugate();
     const double length = std::hypot(apart.w(), apart.z());
-    if (length > 0.0) {
+    if (state_.field.known() && length > 0.0) {
         state_.toGiven = Eigen::Quaterniond(apart.w() / length, 0.0, 0.0, apart.z() / length);
     }
     state_.nominal.attitude = state_.toGiven.conjugate() * *nextAttitude_;
