@@ -9,6 +9,7 @@
 #include <string>
 
 #include "core/BufferStrategyFactory.h"
+#include "core/StagedQueue.h"
 #include "core/TimeStampedData.h"
 
 namespace Kavelin::Core {
@@ -33,6 +34,7 @@ public:
     }
     ~InputPinBase() override {
         if (source_ != nullptr) source_->detach(*this, false);
+        endStaging();
     }
 
     /// Forgets the sample held, the last time stamp and all that is buffered.
@@ -44,6 +46,7 @@ public:
     }
     /// Builds the buffer anew for the present source, layouts and attributes.  [synchronizers disabled]
     virtual void rebuildStrategy() {
+        endStaging();
         retireStrategy();
         const BufferFamily family = chooseFamily();
         setIsFedFromElsewhere(family != BufferFamily::kSimple);
@@ -58,12 +61,11 @@ public:
     }
     /// Buffers one sample. Called by output pins only.  [writer's thread]
     virtual void receive(const Sample& sample) {
-        if (strategy_ == nullptr) {
-            unbuffered_.fetch_add(1, std::memory_order_relaxed);
-            return;
-        }
-        strategy_->put(sample);
-        noteReceived();
+        if (stage_ == nullptr || !stage_->push(sample)) buffer(sample);
+    }
+    std::shared_ptr<Stage> beginStaging(RoundCounter round) override {
+        stage_ = std::make_shared<StagedQueue<Sample, InputPinBase>>(*this, std::move(round));
+        return stage_;
     }
 
     // For the owning filter's process  [layout thread]
@@ -119,6 +121,21 @@ public:
     }
 
 private:
+    friend StagedQueue<Sample, InputPinBase>;
+
+    void buffer(const Sample& sample) {
+        if (strategy_ == nullptr) {
+            unbuffered_.fetch_add(1, std::memory_order_relaxed);
+            return;
+        }
+        strategy_->put(sample);
+        noteReceived();
+    }
+    void endStaging() {
+        if (stage_ == nullptr) return;
+        stage_->close();
+        stage_ = nullptr;
+    }
     static LayoutManager* layoutOf(const PinManager* filter) {
         return filter == nullptr ? nullptr : filter->getManager();
     }
@@ -142,6 +159,8 @@ private:
 
     OutputPinBase<T>* source_ = nullptr;
     std::unique_ptr<AbstractBufferStrategy<Sample>> strategy_;
+    std::shared_ptr<StagedQueue<Sample, InputPinBase>>
+        stage_;                        // in a run with threads, of samples sent by another
     const Sample* current_ = nullptr;  // taken from the strategy, not consumed yet
     double lastTimeStamp_ = 0.0;
     const Sample* sample_ = nullptr;  // consumed last

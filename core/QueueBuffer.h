@@ -19,7 +19,9 @@ public:
     using Sample = D;
     explicit QueueBuffer(unsigned capacity) : capacity_(capacity) {}
 
-    std::size_t put(const D& sample) {
+    /// @param sample a D, or what `copySample` makes one of.  @return how many samples were dropped for it.
+    template <class From>
+    std::size_t put(const From& sample) {
         const std::size_t dropped = size_ == capacity_ && capacity_ != 0 ? 1 : 0;
         if (dropped != 0) {
             oldest_ = next(oldest_);

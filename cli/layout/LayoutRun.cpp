@@ -48,10 +48,14 @@ bool LayoutRun::run() {
     prepareLanes();
     shareSchedules();
     if (options_.threads)
-        runThreads();
+        flow_.runToEndInThreads();
     else
         flow_.runToEnd();
-    for (Lane& lane : lanes_) lane.layout->setRoundHook({});
+    for (Lane& lane : lanes_) {
+        lane.layout->setRoundHook({});
+        lane.layout->setFedRoundHook({});
+    }
+    performOverdue();
     complete();
     report();
     std::uint64_t errors = failures_.load();
@@ -61,7 +65,7 @@ bool LayoutRun::run() {
 
 void LayoutRun::prepareLanes() {
     for (Core::LayoutManager* layout : flow_.getLayouts()) {
-        lanes_.push_back({layout, layout->hasSources()});
+        lanes_.push_back({.layout = layout});
         layout->getErrors().setListener([this](const Core::ProcessError& error) {
             say(error.layout + "/" + error.filter + " " + at(error.timeStamp) + ": " + errorText(error));
             if (options_.stopOnError) stop_.store(true);
@@ -81,10 +85,11 @@ void LayoutRun::interruptSources() {
 
 void LayoutRun::hook(Lane& lane) {
     lane.layout->setRoundHook([this, &lane](double t) { beforeRound(lane, t); });
+    lane.layout->setFedRoundHook([this, &lane](double t) { performDue(lane, t); });
 }
 
 /// In one thread all layouts share a schedule, so actions follow each other as their times do. With threads
-/// an action belongs to its filter's layout, or to the first with sources where that one has none.
+/// an action belongs to its filter's layout, which comes to its time when the rows before have passed it.
 void LayoutRun::shareSchedules() {
     std::map<Lane*, std::vector<const ActionEntry*>> actions;
     for (const ActionEntry& action : file_.actions) actions[laneOf(action)].push_back(&action);
@@ -97,14 +102,10 @@ void LayoutRun::shareSchedules() {
 }
 
 LayoutRun::Lane* LayoutRun::laneOf(const ActionEntry& action) {
-    const auto hasSources = [](const Lane& lane) { return lane.hasSources; };
-    const auto first = std::find_if(lanes_.begin(), lanes_.end(), hasSources);
-    if (first == lanes_.end()) return nullptr;
-    if (!options_.threads) return &*first;
+    if (!options_.threads) return &lanes_.front();
     const Core::LayoutManager* layout = builder_.find(action.target.filter)->getManager();
-    const auto own =
-        std::find_if(lanes_.begin(), lanes_.end(), [&](const Lane& lane) { return lane.layout == layout; });
-    return hasSources(*own) ? &*own : &*first;
+    return &*std::find_if(lanes_.begin(), lanes_.end(),
+                          [&](const Lane& lane) { return lane.layout == layout; });
 }
 
 void LayoutRun::beforeRound(Lane& lane, double t) {
@@ -120,8 +121,21 @@ void LayoutRun::beforeRound(Lane& lane, double t) {
     if (lane.rounds++ == 0) lane.first = t;
     lane.last = t;
     if (progress_.isOn() && lane.rounds % kRowsBetweenLooks == 0) showProgress(lane);
+    performDue(lane, t);
+}
+
+void LayoutRun::performDue(Lane& lane, double t) {
     if (lane.schedule != nullptr)
         lane.schedule->runUntil(t, [this](const ActionEntry& action) { perform(action); });
+}
+
+/// With threads, no row comes to a layout that no source reaches, but the time of its actions may have.
+void LayoutRun::performOverdue() {
+    if (!options_.threads || stop_.load()) return;
+    for (const Lane& source : lanes_) {
+        if (source.rounds == 0) continue;
+        for (Lane& lane : lanes_) performDue(lane, source.last);
+    }
 }
 
 /// With threads every layout tells its own rows; the line shows who came last.
@@ -144,16 +158,6 @@ void LayoutRun::perform(const ActionEntry& action) {
         fail("action " + at(action.at) + " on " + targetText(action) + ": " +
              (message.empty() ? Core::exceptionType(error) : message));
     }
-}
-
-void LayoutRun::runThreads() {
-    flow_.start();
-    for (const Lane& lane : lanes_)
-        if (lane.hasSources) lane.layout->wait();
-    // Nothing new comes: a filter that waits for data inside its process would do so for ever.
-    for (const Lane& lane : lanes_)
-        for (Core::Filter* filter : lane.layout->getFilters()) filter->getSynchronizer()->interrupt();
-    flow_.wait();
 }
 
 void LayoutRun::fail(const std::string& text) {

@@ -35,7 +35,6 @@ private:
     /// What belongs to one layout; with threads, touched by its thread alone while it runs.
     struct Lane {
         Core::LayoutManager* layout = nullptr;
-        bool hasSources = false;
         ActionSchedule* schedule = nullptr;
         std::uint64_t rounds = 0;
         double first = 0.0, last = 0.0;
@@ -47,9 +46,10 @@ private:
     void hook(Lane& lane);
     void interruptSources();
     void beforeRound(Lane& lane, double t);
+    void performDue(Lane& lane, double t);
+    void performOverdue();
     void showProgress(const Lane& lane);
     void perform(const ActionEntry& action);
-    void runThreads();
     void complete();
     void fail(const std::string& text);
     void say(const std::string& text);

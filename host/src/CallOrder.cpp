@@ -4,13 +4,8 @@
 
 namespace Kavelin::Core {
 
-namespace {
-
-using Edges = std::vector<std::pair<std::size_t, std::size_t>>;
-
-// reach[a][b]: a feeds b, directly or through others. Layouts are small; Warshall's closure is the plainest
-// way.
-std::vector<std::vector<bool>> closure(std::size_t count, const Edges& edges) {
+// Layouts are small; Warshall's closure is the plainest way.
+std::vector<std::vector<bool>> reachability(std::size_t count, const Edges& edges) {
     std::vector<std::vector<bool>> reach(count, std::vector<bool>(count, false));
     for (const auto& [from, to] : edges) reach[from][to] = true;
     for (std::size_t via = 0; via < count; ++via) {
@@ -24,10 +19,8 @@ std::vector<std::vector<bool>> closure(std::size_t count, const Edges& edges) {
     return reach;
 }
 
-}  // namespace
-
 std::vector<std::size_t> callOrder(std::size_t count, const Edges& edges) {
-    const auto reach = closure(count, edges);
+    const auto reach = reachability(count, edges);
     std::vector<std::size_t> order;
     std::vector<bool> placed(count, false);
     // Inside a circle only the list counts: who stands earlier in it comes first.

@@ -6,10 +6,14 @@
 
 namespace Kavelin::Core {
 
+/// (from, to) as positions in a list.
+using Edges = std::vector<std::pair<std::size_t, std::size_t>>;
+
+/// Element [a][b] is whether a feeds b, directly or through others.
+std::vector<std::vector<bool>> reachability(std::size_t count, const Edges& edges);
+
 /// Order in which to call `count` filters so that each comes after those that feed it. Filters that feed each
 /// other in a circle keep the order of the list, and so do those that have nothing to do with each other.
-/// @param edges (from, to) as positions in the list.
-std::vector<std::size_t> callOrder(std::size_t count,
-                                   const std::vector<std::pair<std::size_t, std::size_t>>& edges);
+std::vector<std::size_t> callOrder(std::size_t count, const Edges& edges);
 
 }  // namespace Kavelin::Core

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "Lane.h"
+#include "LayoutGroups.h"
 #include "NameList.h"
 
 namespace Kavelin::Core {
@@ -18,6 +20,25 @@ std::pair<std::string, std::string> splitEndPoint(const std::string& text) {
         throw Poco::SyntaxException("'" + text + "' names no pin; the form is filter:pin");
     }
     return {text.substr(0, colon), text.substr(colon + 1)};
+}
+
+/// Runs a round of the layout whose sources are next, the first in the list of those with equal times.
+/// @return false when there is none, or one of the layouts was stopped.
+bool runNextRound(const std::vector<LayoutManager*>& layouts) {
+    LayoutManager* next = nullptr;
+    double nextTime = 0.0;
+    for (LayoutManager* layout : layouts) {
+        if (layout->wasStopped()) return false;
+        const std::optional<double> time = layout->nextTimeStamp();
+        if (!time || (next != nullptr && !(*time < nextTime))) continue;
+        next = layout;
+        nextTime = *time;
+    }
+    const bool stopped = std::any_of(layouts.begin(), layouts.end(),
+                                     [](const LayoutManager* layout) { return layout->wasStopped(); });
+    if (next == nullptr || stopped) return false;
+    next->runRound();
+    return true;
 }
 
 }  // namespace
@@ -103,34 +124,35 @@ void FlowManager::runToEnd() {
     const std::vector<LayoutManager*> layouts = getLayouts();
     for (LayoutManager* layout : layouts) layout->requireNotRunning("run all in this thread");
     for (LayoutManager* layout : layouts) layout->beginRun(false);
-    while (true) {
-        bool took = true;
-        while (took) {
+    const std::vector<LayoutGroup> groups = groupLayouts(layouts, connectionsBetween(layouts));
+    do {
+        for (bool took = true; took;) {
             took = false;
-            for (LayoutManager* layout : layouts) took |= !layout->isInterrupted() && layout->runPending();
+            for (const LayoutGroup& group : groups) took |= settle(group);
         }
-        LayoutManager* next = nullptr;
-        double nextTime = 0.0;
-        for (LayoutManager* layout : layouts) {
-            if (layout->isInterrupted()) continue;
-            const std::optional<double> time = layout->nextTimeStamp();
-            if (!time || (next != nullptr && !(*time < nextTime))) continue;
-            next = layout;
-            nextTime = *time;
-        }
-        const bool stopped = std::any_of(layouts.begin(), layouts.end(),
-                                         [](const LayoutManager* layout) { return layout->isInterrupted(); });
-        if (next == nullptr || stopped) break;
-        next->runRound();
-    }
-    for (LayoutManager* layout : layouts) layout->ended_->store(true);
+    } while (runNextRound(layouts));
+    for (LayoutManager* layout : layouts) layout->endRun();
 }
 
-void FlowManager::start() {
+void FlowManager::start() { startLanes(true); }
+
+void FlowManager::runToEndInThreads() {
+    startLanes(false);
+    wait();
+}
+
+void FlowManager::startLanes(bool staysOpen) {
     const std::vector<LayoutManager*> layouts = getLayouts();
     for (LayoutManager* layout : layouts) layout->requireNotRunning("start all");
-    for (LayoutManager* layout : layouts) layout->beginRun(true);
-    for (LayoutManager* layout : layouts) layout->launch();
+    for (LayoutManager* layout : layouts) layout->beginRun(false);
+    const auto lanes = std::make_shared<const Lanes>(planLanes(layouts, staysOpen));
+    for (const auto& lane : *lanes) {
+        for (LayoutManager* layout : lane->layouts()) layout->enterLane(lane->bell());
+    }
+    for (const auto& lane : *lanes) {
+        Lane* const own = lane.get();
+        own->layouts().front()->launch([lanes, own] { own->run(); });
+    }
 }
 
 void FlowManager::wait() {

@@ -7,6 +7,7 @@
 #include <bit>
 #include <stdexcept>
 
+#include "Bell.h"
 #include "CallOrder.h"
 #include "RoomGate.h"
 #include "Topology.h"
@@ -135,7 +136,7 @@ void LayoutManager::rebuildPlan() {
     plan_.clear();
     sources_.clear();
     feeds_.clear();
-    upstream_.clear();
+    feeders_.clear();
     fedFromOutside_ = false;
     for (const std::size_t position : planCallOrder()) {
         Filter* const filter = filters_[position];
@@ -153,7 +154,7 @@ void LayoutManager::rebuildPlan() {
         plan_[i].filter->received_ = plan_[i].filter->taken_ + kUnknown;
         markReady(i);
     }
-    endWaitsForNothing();
+    updateWaits();
 }
 
 std::vector<std::size_t> LayoutManager::planCallOrder() const {
@@ -184,9 +185,16 @@ void LayoutManager::planInputs(std::size_t position) {
         if (from == nullptr) {
             fedFromOutside_ = true;  // it can receive as long as the program runs
         } else {
-            upstream_.push_back(from->ended_);
+            noteFeeder(feeders_, *from);
+            noteFeeder(formerFeeders_, *from);
         }
     }
+}
+
+void LayoutManager::noteFeeder(std::vector<Feeder>& feeders, const LayoutManager& layout) {
+    const bool known = std::any_of(feeders.begin(), feeders.end(),
+                                   [&](const Feeder& feeder) { return feeder.ended == layout.ended_; });
+    if (!known) feeders.push_back({&layout, layout.ended_});
 }
 
 void LayoutManager::planFeeds(Filter& filter) {
@@ -337,13 +345,14 @@ void LayoutManager::runToEnd() {
     beginRun(false);
     while (!isInterrupted() && runRound()) {
     }
-    ended_->store(true);
+    endRun();
 }
 
 void LayoutManager::beginRun(bool mayWait) {
     stopRequested_.store(false);
     ended_->store(false);
     planStale_.store(true);
+    formerFeeders_.clear();
     // In the caller's thread nobody else could bring what a reader waits for.
     for (Filter* filter : filters_) {
         if (auto* source = dynamic_cast<Source*>(filter)) source->resume();
@@ -361,14 +370,22 @@ void LayoutManager::beginRun(bool mayWait) {
 void LayoutManager::start() {
     requireNotRunning("start it");
     beginRun(true);
-    launch();
+    enterLane(nullptr);
+    launch([this] { runThread(); });
 }
 
-void LayoutManager::launch() {
+void LayoutManager::enterLane(std::shared_ptr<Bell> bell) {
     wait();
-    running_.store(true);
-    thread_ = std::thread([this] { runThread(); });
+    {
+        std::lock_guard lock(sleepMutex_);
+        bell_ = std::move(bell);
+        running_.store(true);
+    }
+    std::lock_guard lock(topologyMutex());
+    runningLayouts().push_back(this);
 }
+
+void LayoutManager::launch(std::function<void()> run) { thread_ = std::thread(std::move(run)); }
 
 void LayoutManager::stop() {
     stopRequested_.store(true);
@@ -381,39 +398,72 @@ void LayoutManager::stop() {
 }
 
 void LayoutManager::wait() {
+    {
+        // Another layout's thread may be running this one.
+        std::unique_lock lock(sleepMutex_);
+        wakeUp_.wait(lock, [this] { return !running_.load(); });
+    }
     if (thread_.joinable()) thread_.join();
 }
 
 void LayoutManager::runThread() {
     while (!isInterrupted()) {
         refreshPlan();
-        const bool fedByNobody = isFedByNobody();  // asked first: what came before the end is then seen
+        const bool nothingComes = nothingCanCome({this}, true);  // asked first: what came before is then seen
         if (!waitForRoom()) break;
         const bool did = runRound();
         RoomGate::instance().openIfWanted();
         if (did) continue;
-        if (fedByNobody) break;
-        // Its own sources have ended. Who feeds it may still; but nobody is waited for who waits for this.
-        if (!sources_.empty() && (fedFromOutside_ || feedsItself(*this))) break;
+        if (nothingComes) break;
+        // Its own sources have ended. Other layouts may still feed it; but one that waits for this layout's
+        // end in turn is not waited for.
+        if (!sources_.empty() && feedsItself(*this)) break;
         sleepUntilFed();
     }
-    ended_->store(true);
-    wakeReaders();
-    running_.store(false);
+    endRun();
 }
 
-bool LayoutManager::isFedByNobody() const {
-    return !fedFromOutside_ &&
-           std::all_of(upstream_.begin(), upstream_.end(), [](const auto& ended) { return ended->load(); });
+void LayoutManager::endRun() {
+    ended_->store(true);
+    {
+        std::lock_guard lock(topologyMutex());
+        std::erase(runningLayouts(), this);
+        for (LayoutManager* layout : runningLayouts()) {
+            layout->updateWaits();
+            layout->wake();
+        }
+    }
+    std::lock_guard lock(sleepMutex_);
+    running_.store(false);
+    wakeUp_.notify_all();
+}
+
+/// Whether whatever fed the group has ended.  @param staysOpen then a layout that has had neither sources nor
+/// feeders may still get some, and one that is fed from outside the layouts is fed as long as the program
+/// runs.
+bool LayoutManager::nothingCanCome(const std::vector<LayoutManager*>& group, bool staysOpen) {
+    bool hasSources = false, wasFed = false, fedFromOutside = false;
+    for (const LayoutManager* layout : group) {
+        hasSources |= !layout->sources_.empty();
+        fedFromOutside |= layout->fedFromOutside_;
+        for (const Feeder& feeder : layout->feeders_.empty() ? layout->formerFeeders_ : layout->feeders_) {
+            if (std::find(group.begin(), group.end(), feeder.layout) != group.end()) continue;
+            if (!feeder.ended->load()) return false;
+            wasFed = true;
+        }
+    }
+    return !staysOpen || hasSources || (wasFed && !fedFromOutside);
+}
+
+void LayoutManager::beforeFedRound(double timeStamp) {
+    if (fedRoundHook_) fedRoundHook_(timeStamp);
 }
 
 void LayoutManager::sleepUntilFed() {
     std::unique_lock lock(sleepMutex_);
     sleeping_.store(true);
     RoomGate::instance().openIfWanted();
-    wakeUp_.wait(lock, [this] {
-        return fed_.load() || planStale_.load() || stopRequested_.load() || isFedByNobody();
-    });
+    wakeUp_.wait(lock, [this] { return hasNews() || stopRequested_.load() || nothingCanCome({this}, true); });
     sleeping_.store(false);
 }
 
@@ -451,23 +501,9 @@ bool LayoutManager::canStillBeFed() const {
     return false;
 }
 
-void LayoutManager::endWaitsForNothing() {
-    if (canStillBeFed()) return;
-    for (Filter* filter : filters_) filter->getSynchronizer()->interrupt();
-}
-
-void LayoutManager::wakeReaders() {
-    std::lock_guard lock(topologyMutex());
-    for (const Filter* filter : filters_) {
-        for (const AbstractOutputPin* output : filter->getOutputPins()) {
-            for (const AbstractInputPin* input : output->recorded_) {
-                LayoutManager* const reader = layoutOf(*input);
-                if (reader == nullptr || reader == this) continue;
-                reader->endWaitsForNothing();
-                reader->wake();
-            }
-        }
-    }
+void LayoutManager::updateWaits() {
+    const bool fed = canStillBeFed();
+    for (Filter* filter : filters_) filter->getSynchronizer()->setIsFed(fed);
 }
 
 void LayoutManager::noteFed() {
@@ -479,12 +515,14 @@ void LayoutManager::noteFed() {
 
 void LayoutManager::noteTopologyChange() {
     planStale_.store(true);
+    if (isRunning()) updateWaits();
     if (sleeping_.load()) wake();
 }
 
 void LayoutManager::wake() {
     std::lock_guard lock(sleepMutex_);
     wakeUp_.notify_all();
+    if (bell_) bell_->ring();
 }
 
 }  // namespace Kavelin::Core

@@ -1,5 +1,6 @@
 #include <Kavelin/Core/NamedObject.h>
 #include <Kavelin/Core/Source.h>
+#include <Kavelin/Core/Stage.h>
 #include <Util/System/Visitor.h>
 
 #include <limits>
@@ -9,6 +10,7 @@ namespace Kavelin::Core {
 NamedObject::NamedObject(const std::string& name) : name_(name) {}
 NamedObject::~NamedObject() = default;
 Source::~Source() = default;
+Stage::~Stage() = default;
 double Source::progress() const { return std::numeric_limits<double>::quiet_NaN(); }
 
 }  // namespace Kavelin::Core

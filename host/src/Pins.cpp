@@ -18,6 +18,11 @@ std::mutex& topologyMutex() {
     return mutex;
 }
 
+std::vector<LayoutManager*>& runningLayouts() {
+    static std::vector<LayoutManager*> layouts;
+    return layouts;
+}
+
 namespace {
 
 template <class P>
@@ -86,6 +91,8 @@ void AbstractInputPin::setBufferAttributes(unsigned size, bool lifo, bool synchr
 void AbstractInputPin::setIsFedFromElsewhere(bool elsewhere) {
     fedLayout_ = elsewhere ? layoutOf(*this) : nullptr;
 }
+
+std::shared_ptr<Stage> AbstractInputPin::beginStaging(RoundCounter) { return nullptr; }
 
 void AbstractInputPin::noteReceivedFromElsewhere() { fedLayout_->noteFed(); }
 

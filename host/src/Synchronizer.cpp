@@ -14,7 +14,7 @@ Synchronizer::~Synchronizer() = default;
 void Synchronizer::wait(Poco::FastMutex& mutex, Poco::Event& event) {
     {
         std::lock_guard lock(mutex_);
-        if (interrupted_ || state_.load() >= kDisabler) return;
+        if (interrupted_ || !fed_ || state_.load() >= kDisabler) return;
         event.reset();  // a signal from before the buffer was found empty says nothing
         waiting_.push_back(&event);
         readers_.fetch_add(1);
@@ -43,6 +43,13 @@ void Synchronizer::interrupt() {
 void Synchronizer::resume() {
     std::lock_guard lock(mutex_);
     interrupted_ = false;
+}
+
+void Synchronizer::setIsFed(bool fed) {
+    std::lock_guard lock(mutex_);
+    fed_ = fed;
+    if (fed) return;
+    for (Poco::Event* event : waiting_) event->set();
 }
 
 void Synchronizer::enterProcessSlowly() {

@@ -91,6 +91,53 @@ TEST(Threads, AConnectionChangeDoesNotWaitForData) {
     disconnect(waiting.reader.a);
     EXPECT_FALSE(waiting.secondRead);
     EXPECT_EQ(waiting.reader.a.getConnectedOutput(), nullptr);
+    EXPECT_TRUE(waiting.layout.isRunning()) << "another feeder may come";
+}
+
+TEST(Threads, AReaderWaitsAgainAfterAReconnection) {
+    Gate first, second;
+    std::vector<double> seen;
+    ScriptedFilter reader("reader", [&](ScriptedFilter& self) {
+        if (!self.a.readNext()) return;
+        (self.a.lastTimeStamp() < 2 ? first : second).open();
+        seen.push_back(self.a.readNext() ? self.a.lastTimeStamp() : -1);
+    });
+    Relay writer("writer");
+    LayoutManager readers("readers"), writers("writers");
+    readers.add(reader);
+    writers.add(writer);
+    connect(writer.out, reader.a, {.bufferSize = 4, .synchronous = true});
+    readers.start();
+    writer.out.send(1);
+    first.await();
+    disconnect(reader.a);
+    connect(writer.out, reader.a, {.bufferSize = 4, .synchronous = true});
+    writer.out.send(2);
+    second.await();
+    writer.out.send(3);
+    while (reader.a.getCounts().taken < 3) std::this_thread::yield();
+    readers.stop();
+    readers.wait();
+    EXPECT_THAT(seen, testing::ElementsAre(-1, 3));
+}
+
+TEST(Threads, ALayoutWithoutSourcesEndsWhenAllThatFedItHaveEnded) {
+    for (const bool connectedAtTheEnd : {true, false}) {
+        CountingSource source("source", 1e9);
+        Relay relay("relay");
+        LayoutManager readers("readers"), sources("sources");
+        sources.add(source);
+        readers.add(relay);
+        readers.start();  // with no feeder yet
+        sources.start();
+        connect(source.out, relay.a, {.bufferSize = 4});
+        while (relay.a.getCounts().taken == 0) std::this_thread::yield();
+        if (!connectedAtTheEnd) disconnect(relay.a);
+        EXPECT_TRUE(readers.isRunning());
+        sources.stop();
+        sources.wait();
+        readers.wait();
+    }
 }
 
 TEST(Threads, OnlyTheOwnFilterCanBeDisabledFromInside) {

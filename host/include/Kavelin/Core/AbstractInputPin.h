@@ -2,9 +2,11 @@
 
 #include <Kavelin/Core/Pin.h>
 #include <Kavelin/Core/PinCounts.h>
+#include <Kavelin/Core/Stage.h>
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 namespace Kavelin::Core {
 
@@ -58,6 +60,9 @@ public:
     virtual bool isOverHalfFull() const = 0;
     /// Chooses and builds the buffer anew; what was buffered is discarded.  [synchronizers disabled]
     virtual void rebuildBuffer() = 0;
+    /// From now on what is sent goes onto a stage first, marked with the writer's round, until the stage is
+    /// closed or the buffer is built anew. The default is a pin that cannot: null.  [synchronizers disabled]
+    virtual std::shared_ptr<Stage> beginStaging(RoundCounter round);
 
 protected:
     /// The typed pin tells its host that a sample lies in its buffer.  [writer's thread]

@@ -41,16 +41,23 @@ public:
     void connect(const std::string& output, const std::string& input, const ConnectionOptions& options = {});
     void disconnect(const std::string& input);
 
-    /// Runs all layouts in the caller's thread to their end: whatever one sends reaches the others before the
-    /// next source row (the one with the smallest time stamp of all) is read, so nothing is dropped for want
-    /// of a turn, and the same input gives the same output.
+    /// Runs all layouts in the caller's thread to their end, in rounds: the layout whose sources have the
+    /// smallest time stamp of all takes one row, then every layout, each after those that feed it, takes all
+    /// that was sent to it. So nothing is dropped for want of a turn, and the same input gives the same
+    /// output.
     void runToEnd();
-    /// Starts a thread for each layout. All of them count as begun before the first thread runs, so none ends
-    /// for want of a start of what feeds it.  @throws Poco::IllegalStateException while one of them runs.
+    /// The same with a thread for each layout, or for each circle of layouts that feed each other. Every
+    /// layout goes through the same rounds in the same order as with `runToEnd`, so its output is the same to
+    /// the bit; it may be some hundred rounds behind those that feed it.
+    void runToEndInThreads();
+    /// Starts the threads of such a run and returns; a layout that no source reaches runs until it is
+    /// stopped. What is connected between two layouts meanwhile delivers at once, outside the rounds. In
+    /// such a run no reader waits for data inside `process`: all of a round is there when it is called.
+    /// @throws Poco::IllegalStateException while one of the layouts runs.
     void start();
     /// Waits until all layouts have ended.
     void wait();
-    /// Asks a `runToEnd` in any thread, and all layouts, to stop.  [any thread, signal handlers excepted]
+    /// Asks a run in whatever threads, and all layouts, to stop.  [any thread, signal handlers excepted]
     void stop();
 
     // Variables
@@ -64,6 +71,8 @@ public:
 private:
     FlowManager();
     ~FlowManager();
+
+    void startLanes(bool staysOpen);
 
     std::unique_ptr<PluginManager> plugins_;
     mutable std::mutex mutex_;

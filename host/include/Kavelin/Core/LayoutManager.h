@@ -14,6 +14,8 @@
 
 namespace Kavelin::Core {
 
+class Bell;
+
 /// Runs a group of filters, in one thread of its own or in the caller's.
 ///
 /// It works in rounds: the sources whose next time stamp is smallest are called, then every other filter, in
@@ -55,7 +57,10 @@ public:
 
     // In a thread of its own
     // -------------------------------------------------------------------------------------
-    /// Starts the thread.  @throws Poco::IllegalStateException while it runs.
+    /// Starts the thread. The layout takes what other threads send as it comes, a round of another layout
+    /// perhaps in parts, and a reader waits for data as its connections say; for a run whose results do not
+    /// depend on the threads, see FlowManager. It ends when its sources, or all the layouts that have fed
+    /// it, have ended; with neither, when it is stopped.  @throws Poco::IllegalStateException while it runs.
     void start();
     /// Asks the thread to end after the filter that it is calling; wakes it wherever it waits.  [any thread]
     void stop();
@@ -75,6 +80,8 @@ public:
     bool hasSources();
     /// Called before each source round, in the thread that runs the layout, with the round's time stamp.
     void setRoundHook(RoundHook hook) { roundHook_ = std::move(hook); }
+    /// The same for the rounds that reach it from other layouts in a FlowManager's run with threads.
+    void setFedRoundHook(RoundHook hook) { fedRoundHook_ = std::move(hook); }
 
     // Failures
     // ---------------------------------------------------------------------------------------------------
@@ -88,6 +95,7 @@ private:
     friend class Filter;
     friend class FilterDeleter;
     friend class FlowManager;
+    friend class Lane;
     friend class PinManager;
 
     struct Entry {
@@ -99,6 +107,10 @@ private:
         Filter* filter;
         Source* source;
         bool failed;
+    };
+    struct Feeder {  // a layout that feeds this
+        const LayoutManager* layout;
+        std::shared_ptr<const std::atomic<bool>> ended;
     };
     struct Feed {  // a connection into another layout
         Synchronizer* writer;
@@ -115,6 +127,7 @@ private:
     std::vector<std::size_t> planCallOrder() const;
     void planInputs(std::size_t position);
     void planFeeds(Filter& filter);
+    static void noteFeeder(std::vector<Feeder>& feeders, const LayoutManager& layout);
     void markReady(std::size_t position);
 
     bool callSources();
@@ -127,15 +140,19 @@ private:
     bool isInterrupted() const { return stopRequested_.load(std::memory_order_relaxed); }
 
     void beginRun(bool mayWait);
-    void launch();
+    void endRun();
+    void launch(std::function<void()> run);
+    void enterLane(std::shared_ptr<Bell> bell);
     void runThread();
-    bool isFedByNobody() const;
+    static bool nothingCanCome(const std::vector<LayoutManager*>& group, bool staysOpen);
+    bool hasNews() const { return fed_.load() || planStale_.load(); }
+    void setIsSleeping(bool sleeping) { sleeping_.store(sleeping); }
+    void beforeFedRound(double timeStamp);
     bool canStillBeFed() const;
-    void endWaitsForNothing();
+    void updateWaits();
     void sleepUntilFed();
     bool isOverfed();
     bool waitForRoom();
-    void wakeReaders();
     void noteFed();
     void noteTopologyChange();
     void wake();
@@ -149,9 +166,9 @@ private:
     std::vector<std::uint64_t> ready_;  // a bit for each of plan_: it may have something to take
     std::vector<SourceEntry> sources_;
     std::vector<Feed> feeds_;
-    std::vector<std::shared_ptr<const std::atomic<bool>>>
-        upstream_;                 // has it ended? for each layout that feeds this
-    bool fedFromOutside_ = false;  // some input pin is fed by a filter that is in no layout
+    std::vector<Feeder> feeders_;        // the layouts that feed this
+    std::vector<Feeder> formerFeeders_;  // all that have, since the run began
+    bool fedFromOutside_ = false;        // some input pin is fed by a filter that is in no layout
 
     std::atomic<bool> planStale_{true};
     std::atomic<bool> fed_{false};
@@ -163,8 +180,10 @@ private:
 
     std::mutex sleepMutex_;
     std::condition_variable wakeUp_;
+    std::shared_ptr<Bell> bell_;  // of the lane that runs this, guarded by sleepMutex_
     std::thread thread_;
     RoundHook roundHook_;
+    RoundHook fedRoundHook_;
     double roundTime_ = 0.0;
     ErrorLog errors_;
     bool stopOnError_ = false;

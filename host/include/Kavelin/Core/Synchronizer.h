@@ -43,6 +43,9 @@ public:
     void interrupt();
     /// Lets `wait` wait again.  [any thread]
     void resume();
+    /// Whether anything can still come. While nothing can, `wait` never waits; who waits now is woken.
+    /// [any thread]
+    void setIsFed(bool fed);
 
     /// Whether the calling thread runs `process` inside this synchronizer or holds it disabled: what it reads
     /// then needs no further lock.  [any thread]
@@ -91,6 +94,7 @@ private:
     bool processTurn_ = false;  // the next to go is process, so that a busy writer cannot starve it
     bool disabled_ = false;
     bool interrupted_ = false;
+    bool fed_ = true;
 };
 
 /// Holds up to two synchronizers disabled, taken in a fixed order. Either may be null; both may be the same.
