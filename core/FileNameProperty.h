@@ -22,6 +22,7 @@ public:
         : StringProperty(name, owner), pattern_(std::move(pattern)) {
         setExpandVariables(true);
         set(value);
+        noteInitial();
         reload_ = std::move(reload);  // from here on: the default loads nothing
     }
 

@@ -80,9 +80,15 @@ public:
     /// @throws what `validate` throws; the old value stays then and nobody hears of it.  [any thread]
     void set(const T& value) {
         const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
-        validate(value);
+        try {
+            validate(value);
+        } catch (...) {
+            noteRefused(TextForm<T>::exact(value));
+            throw;
+        }
         const ScopedChangeValueNotifier notifier(this, hasObservers() && !isSameValue(value, value_));
         value_ = value;
+        noteTaken();
     }
 
     /// Replaces the handler, with the synchronizer held disabled.
@@ -100,7 +106,7 @@ protected:
         if (!writable_) throw Poco::NoPermissionException("Property '" + getName() + "' is not writable");
     }
     void callHandler(const T& value) const {
-        if (handler_) handler_(value);
+        if (handler_ && !isSettling()) handler_(value);
     }
     void assignUnchecked(const T& value) { value_ = value; }
 

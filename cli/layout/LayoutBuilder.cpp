@@ -119,9 +119,13 @@ void LayoutBuilder::writeProperties(const FilterEntry& filterEntry) {
     Core::Filter* filter = find(filterEntry.name.text);
     if (filter == nullptr) return;
     useDefaultSettings(filterEntry, *filter);
-    for (const PropertyEntry& entry : filterEntry.properties)
-        if (Core::AbstractProperty* property = findProperty(*filter, entry.name))
-            write(*filter, *property, entry.value);
+    Core::PropertyBag::SavedValues written;
+    for (const PropertyEntry& entry : filterEntry.properties) {
+        Core::AbstractProperty* property = findProperty(*filter, entry.name);
+        if (property != nullptr && write(*filter, *property, entry.value))
+            written.push_back({property->getName(), property->exactText()});
+    }
+    filter->getPropertyBag().settle(written);
 }
 
 void LayoutBuilder::useDefaultSettings(const FilterEntry& entry, Core::Filter& filter) {
@@ -133,14 +137,16 @@ void LayoutBuilder::useDefaultSettings(const FilterEntry& entry, Core::Filter& f
     if (!isGiven && !value.text.empty()) write(filter, filter.getPropertyBag().get(kSettingsProperty), value);
 }
 
-void LayoutBuilder::write(Core::Filter& filter, Core::AbstractProperty& property,
+bool LayoutBuilder::write(Core::Filter& filter, Core::AbstractProperty& property,
                           const PropertyValue& value) {
     try {
         writeProperty(property, value, folderFor(value, file_));
         if (property.describe().kind == "file name") noteFile(filter, property, value.place);
+        return true;
     } catch (const std::exception& error) {
         say(value.place,
             named(filter) + ", " + inQuotes(property.getName()) + ": " + refusalText(property, value, error));
+        return false;
     }
 }
 
@@ -328,9 +334,12 @@ LayoutFile LayoutBuilder::capture(const std::filesystem::path& folder) const {
             const Core::Filter* filter = find(entry.name.text);
             if (filter == nullptr) continue;
             entry.properties.clear();
-            for (const Core::AbstractProperty* property : filter->getPropertyBag().getProperties())
-                if (property->hasValue() && property->isWritable())
-                    entry.properties.push_back({{property->getName(), {}}, presentValue(*property, folder)});
+            const Core::PropertyBag& bag = filter->getPropertyBag();
+            for (const Core::SavedValue& saved : bag.save()) {
+                const Core::AbstractProperty& property = bag.get(saved.name);
+                if (saved.kind == Core::SavedValue::Kind::written && property.isWritable())
+                    entry.properties.push_back({{saved.name, {}}, presentValue(property, folder)});
+            }
         }
     }
     return result;

@@ -56,7 +56,9 @@ public:
     /// The filter of that name; null where it could not be built.
     Core::Filter* find(const std::string& filter) const;
 
-    /// The file with the present value of every property that can be written back.
+    /// The file with the present value of every property that was written, in the order of the writes: so it
+    /// brings the filters into the state in which they are. A default is left out, for it need not be what
+    /// the filter works with.
     /// @param folder file names below it are written relative to it.
     LayoutFile capture(const std::filesystem::path& folder) const;
 
@@ -70,7 +72,8 @@ private:
     void writeProperties(const FilterEntry& entry);
     /// Where the file gives no settings file: the user's own, else that which comes with the program.
     void useDefaultSettings(const FilterEntry& entry, Core::Filter& filter);
-    void write(Core::Filter& filter, Core::AbstractProperty& property, const PropertyValue& value);
+    /// @return whether the value was taken; what refuses it is a mistake.
+    bool write(Core::Filter& filter, Core::AbstractProperty& property, const PropertyValue& value);
     void noteFile(const Core::Filter& filter, const Core::AbstractProperty& property, const Place& place);
     /// What they raise is a mistake. A filter that an action writes to is left out: it may come in time.
     void askParticipants(void (RecordingIO::RunParticipant::*question)());

@@ -107,9 +107,12 @@ Core::Matrix matrixOf(const std::string& text) {
     return matrix;
 }
 
-std::string withoutFolder(const std::string& text, const std::filesystem::path& folder) {
+/// A file name as a layout in `folder` has to give it: a relative one is meant from the current folder so
+/// far.
+std::string movedTo(const std::filesystem::path& folder, const std::string& text) {
+    const std::string whole = placedFileName(text, std::filesystem::current_path());
     const std::string prefix = (folder / "").string();
-    return !folder.empty() && text.starts_with(prefix) ? text.substr(prefix.size()) : text;
+    return !folder.empty() && whole.starts_with(prefix) ? whole.substr(prefix.size()) : whole;
 }
 
 }  // namespace
@@ -148,7 +151,7 @@ PropertyValue presentValue(const Core::AbstractProperty& property, const std::fi
         value.kind = Kind::number;
         value.number = std::strtod(text.c_str(), nullptr);
     } else if (kind == "file name") {
-        value.text = withoutFolder(text, folder);
+        value.text = movedTo(folder, text);
     }
     return value;
 }

@@ -16,7 +16,7 @@ void writeProperty(Core::AbstractProperty& property, const PropertyValue& value,
                    const std::filesystem::path& folder);
 
 /// The present value itself, numbers in full, so that `writeProperty` brings it back: a label where the
-/// property has labels, a file name as it was written but for a leading `folder`.
+/// property has labels, a file name whole, or without a leading `folder`.
 PropertyValue presentValue(const Core::AbstractProperty& property, const std::filesystem::path& folder);
 
 /// What a refusal says: its message; where it has none (a label index out of range), the labels there are.

@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <exception>
+#include <map>
+#include <utility>
 
 #include "NameList.h"
 
@@ -36,25 +38,63 @@ AbstractProperty& PropertyBag::get(const std::string& name) const {
 PropertyBag::SavedValues PropertyBag::save() const {
     const Synchronizer::DisablerLocker locker(synchronizer_, nullptr);
     SavedValues values;
+    std::map<std::uint64_t, SavedValue> writes;
     for (const AbstractProperty* property : properties_) {
-        if (property->hasValue()) values.emplace_back(property->getName(), property->exactText());
+        if (!property->hasValue()) continue;
+        SavedValue value{property->getName(), property->exactText()};
+        if (property->taken_ > 0) {
+            writes[property->taken_] = std::move(value);
+        } else {
+            value.kind = SavedValue::Kind::initial;
+            values.push_back(std::move(value));
+        }
+        if (property->refused_ > property->taken_) {
+            writes[property->refused_] = {property->getName(), property->refusedText_,
+                                          SavedValue::Kind::refused};
+        }
     }
+    for (auto& [number, value] : writes) values.push_back(std::move(value));
     return values;
 }
 
 void PropertyBag::restore(const SavedValues& values) {
-    for (const auto& [name, text] : values) get(name);
+    for (const SavedValue& value : values) get(value.name);
     const Synchronizer::DisablerLocker locker(synchronizer_, nullptr);
+    SavedValues shown;
     std::string refused;
-    for (const auto& [name, text] : values) {
+    for (const SavedValue& value : values) {
+        AbstractProperty& property = get(value.name);
+        const bool isRefused = value.kind == SavedValue::Kind::refused;
+        const bool isUntouched = value.kind == SavedValue::Kind::initial && property.taken_ == 0 &&
+                                 property.exactText() == value.text;
+        if (!isRefused) shown.push_back(value);
+        if (isUntouched) continue;
         try {
-            get(name).deSerialize(text);
+            property.deSerialize(value.text);
         } catch (const Poco::Exception& error) {
-            refused +=
-                (refused.empty() ? "'" : "; '") + name + "' refuses '" + text + "': " + error.displayText();
+            if (isRefused) continue;
+            shown.pop_back();
+            refused += (refused.empty() ? "'" : "; '") + value.name + "' refuses '" + value.text +
+                       "': " + error.displayText();
         }
     }
+    settle(shown);
     if (!refused.empty()) throw Poco::InvalidArgumentException(refused);
+}
+
+void PropertyBag::settle(const SavedValues& values) {
+    const Synchronizer::DisablerLocker locker(synchronizer_, nullptr);
+    isSettling_ = true;
+    try {
+        for (const SavedValue& value : values) {
+            AbstractProperty& property = get(value.name);
+            if (property.exactText() != value.text) property.deSerialize(value.text);
+        }
+    } catch (...) {
+        isSettling_ = false;
+        throw;
+    }
+    isSettling_ = false;
 }
 
 void PropertyBag::addObserver(PropertyObserver& observer) {
@@ -106,6 +146,18 @@ void AbstractProperty::removeObserver(PropertyObserver& observer) {
     const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
     std::erase(observers_, &observer);
 }
+
+void AbstractProperty::noteTaken() {
+    if (bag_ != nullptr && !bag_->isSettling_) taken_ = ++bag_->writes_;
+}
+
+void AbstractProperty::noteRefused(std::string exactText) {
+    if (bag_ == nullptr) return;
+    refused_ = ++bag_->writes_;
+    refusedText_ = std::move(exactText);
+}
+
+bool AbstractProperty::isSettling() const { return bag_ != nullptr && bag_->isSettling_; }
 
 bool AbstractProperty::hasObservers() const {
     return !observers_.empty() || (bag_ != nullptr && !bag_->observers_.empty());
@@ -171,6 +223,7 @@ void StringProperty::set(const std::string& text) {
         text_.swap(old);
         throw;
     }
+    noteTaken();
     const ScopedChangeValueNotifier notifier(this, hasObservers() && old != text_);
 }
 

@@ -283,14 +283,12 @@ TEST(RunCommand, SavesWhatItsPropertiesAre) {
     EXPECT_THAT(result.messages, ElementsAre("kavelin: l/scale at 1 s: odd value"));
     std::stringstream text;
     text << std::ifstream(saved).rdbuf();
-    EXPECT_THAT(
-        text.str(),
-        testing::HasSubstr(
-            R"("properties": {"Rows": 3, "Period": 1, "File Name": "${X}/a.csv", "Interrupt At": -1})"));
+    EXPECT_THAT(text.str(), testing::HasSubstr(R"("properties": {"File Name": "${X}/a.csv"})"))
+        << "what was never written is left out";
     EXPECT_THAT(text.str(), testing::HasSubstr(R"("Gain": 0.1,)"));
     EXPECT_THAT(text.str(), testing::HasSubstr(R"("Mode": "fails",)"));
     EXPECT_THAT(text.str(), testing::HasSubstr(R"("Weights": [["nan", 1e-17]],)"));
-    EXPECT_THAT(text.str(), testing::HasSubstr(R"("Use": false,)"));
+    EXPECT_THAT(text.str(), testing::HasSubstr(R"("Use": false})"));
     EXPECT_EQ(kavelin({"check", "--var", "X=x", text.str()}).status, kDone);
 }
 

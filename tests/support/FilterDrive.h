@@ -44,6 +44,7 @@ public:
     }
     /// The sample that output pin number `output` sent last and `process` read.
     const Core::Matrix& received(std::size_t output) const { return takers_[output]->value(); }
+    bool hasReceived(std::size_t output) const { return takers_[output]->hasValue(); }
     /// Writes a property from its text form.
     void set(const char* property, const char* text) {
         filter_->getPropertyBag().get(property).deSerialize(text);

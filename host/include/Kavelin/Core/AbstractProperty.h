@@ -5,6 +5,7 @@
 #include <Poco/Any.h>
 #include <Util/System/Visitor.h>
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -75,10 +76,25 @@ protected:
     void notifyAttributeChanged() const;
     bool hasObservers() const;
 
+    /// A write was taken.  [synchronizer disabled]
+    void noteTaken();
+    /// A write was refused; its handler may have acted on it.  @param exactText as `exactText`.
+    /// [synchronizer disabled]
+    void noteRefused(std::string exactText);
+    /// The value is the owner's own: forgets the writes.  [in the constructor of a property]
+    void noteInitial() { taken_ = refused_ = 0; }
+    /// Whether the bag puts a value back, of which no handler is to hear.  [synchronizer disabled]
+    bool isSettling() const;
+
 private:
+    friend class PropertyBag;
+
     void notifyValueChanged() const;
 
     PropertyBag* bag_;
+    std::uint64_t taken_ = 0;    // number of the bag's write that was last taken; 0: none
+    std::uint64_t refused_ = 0;  // the same of the one refused
+    std::string refusedText_;
     std::vector<PropertyObserver*> observers_;
 };
 

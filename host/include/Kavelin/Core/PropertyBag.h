@@ -2,9 +2,8 @@
 
 #include <Kavelin/Core/Export.h>
 
-#include <map>
+#include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace Kavelin::Core {
@@ -13,10 +12,23 @@ class AbstractProperty;
 class PropertyObserver;
 class Synchronizer;
 
+/// A property's value as a bag saves it.
+struct SavedValue {
+    enum class Kind {
+        written,  ///< was written
+        initial,  ///< never written: the owner's own, which need not be what it works with
+        refused,  ///< was refused after the last value that was taken; the handler may have acted on it
+    };
+    std::string name;
+    std::string text;  ///< exact
+    Kind kind = Kind::written;
+    bool operator==(const SavedValue&) const = default;
+};
+
 /// The properties of one owner, in the order of their creation.
 class KAVELIN_API PropertyBag {
 public:
-    using SavedValues = std::vector<std::pair<std::string, std::string>>;  ///< name, exact text; in order
+    using SavedValues = std::vector<SavedValue>;
 
     /// @param synchronizer what a write to one of the properties holds disabled; may be null.
     explicit PropertyBag(Synchronizer* synchronizer);
@@ -30,12 +42,19 @@ public:
     /// Property by name.  @throws Poco::NotFoundException naming what exists.
     AbstractProperty& get(const std::string& name) const;
 
-    /// Every property that has a value, in a text that reads back to exactly that value.
+    /// Every property that has a value, in a text that reads back to exactly that value: those never written
+    /// first, then values taken and refused in the order in which they were, for what a handler does depends
+    /// on what came before it.
     SavedValues save() const;
-    /// Sets the named properties in the given order, each as any write does, handlers and observers included.
+    /// Brings the owner into the state in which they were saved: sets the named properties in the given
+    /// order, each as any write does, handlers and observers included; then settles them. Leaves a property
+    /// alone that was never written, there as here, and has the value already.
     /// @throws Poco::NotFoundException for an unknown name, before anything is changed;
     /// Poco::InvalidArgumentException, naming each refused value and why, after all others have been set.
     void restore(const SavedValues& values);
+    /// Puts back those of the values that the handler of another property has changed since they were set.
+    /// Tells the observers, calls no handler, and leaves the order of the writes as it is.
+    void settle(const SavedValues& values);
 
     /// Observes every property of the bag. The observer is lent.
     void addObserver(PropertyObserver& observer);
@@ -45,6 +64,8 @@ private:
     friend class AbstractProperty;
 
     Synchronizer* synchronizer_;
+    std::uint64_t writes_ = 0;  // taken or refused so far
+    bool isSettling_ = false;
     std::vector<AbstractProperty*> properties_;
     std::vector<PropertyObserver*> observers_;
 };
