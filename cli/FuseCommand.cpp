@@ -108,7 +108,7 @@ void addFuseCommand(CLI::App& app, CommandContext& context) {
             "Set a property of the filter, NAME=VALUE, or activate a command, NAME; with quality: or static: "
             "before it, of those; may be repeated")
         ->type_name("NAME=VALUE")
-        ->take_all();
+        ->allow_extra_args(false);
     addResultOptions(*command, *options);
     addRecordingOptions(*command, *options);
     addErrorOptions(*command, *options);

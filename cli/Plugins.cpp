@@ -39,7 +39,7 @@ void addPluginOption(CLI::App& command, std::vector<std::string>& plugins) {
         .add_option("--plugin", plugins,
                     "Load this plugin too: a module's name, or its path; may be repeated")
         ->type_name("NAME|PATH")
-        ->take_all();
+        ->allow_extra_args(false);
 }
 
 void loadPlugins(CommandContext& context, const std::vector<std::string>& named) {

@@ -202,6 +202,26 @@ ColumnName::ColumnName(std::string_view cell) : raw(cell), name(trimmed(cell)) {
 
 bool ColumnName::isTime() const { return key == "t" || key == "time" || key == "timestamp"; }
 
+bool ColumnName::isSensor() const {
+    static constexpr std::string_view kThings[] = {"sensor", "device", "imu", "node", "unit", "mac"};
+    static constexpr std::string_view kEnds[] = {"", "id", "name", "number", "no", "address", "location"};
+    for (const std::string_view thing : kThings) {
+        for (const std::string_view end : kEnds) {
+            if (key == std::string(thing) + std::string(end)) return true;
+        }
+    }
+    return key == "id" || key == "serial" || key == "serialnumber" || key == "bodypart" || key == "placement";
+}
+
+bool ColumnName::isLinearAcceleration() const {
+    static constexpr std::string_view kNames[] = {
+        "linearacceleration", "linearaccel", "linearacc",        "linacc", "linaccel",
+        "freeacceleration",   "freeacc",     "useracceleration", "useracc"};
+    return !key.empty() && std::any_of(std::begin(kNames), std::end(kNames), [this](std::string_view known) {
+        return std::string_view(key).substr(0, key.size() - 1) == known;
+    });
+}
+
 std::vector<ColumnGroup> groupColumns(const std::vector<ColumnName>& columns, const std::vector<bool>& used) {
     std::vector<bool> taken = used;
     std::vector<ColumnGroup> groups;

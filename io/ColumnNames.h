@@ -18,6 +18,10 @@ struct ColumnName {
     std::string key;   ///< lower case, without blanks, "_", "-" and "."
 
     bool isTime() const;
+    /// "sensor", "Device ID" and the like: which sensor a row is of.
+    bool isSensor() const;
+    /// "Linear Acceleration x", "FreeAcc_X" and the like.
+    bool isLinearAcceleration() const;
 };
 
 /// Columns found to belong together by their names.

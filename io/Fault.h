@@ -17,8 +17,9 @@ enum class Fault {
     kTimeBackwards,  ///< earlier than a row before
     kCutOff,         ///< the file ends in the middle of this row
     kUnreadable,     ///< the file cannot be read on from here, or a line is too long
+    kOtherSensor,    ///< from here on the rows are another sensor's: the end
 };
-inline constexpr std::size_t kFaultCount = 7;
+inline constexpr std::size_t kFaultCount = 8;
 
 /// A few words for a summary: "text in a number", "time backwards", ...
 std::string_view faultName(Fault fault);

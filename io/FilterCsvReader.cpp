@@ -187,6 +187,16 @@ void FilterCsvReader::checkRun() {
     if (!canBeReadOnlyOnce(fileName_.get())) open();
 }
 
+std::optional<double> FilterCsvReader::firstTime() const {
+    if (!isOpen() || stale_ || stream_->recording().mayWait() || !stream_->hasRow()) return std::nullopt;
+    return stream_->row().time();
+}
+
+std::vector<std::string> FilterCsvReader::runErrors() const {
+    if (!isOpen()) return {};
+    return stream_->statistics().errors(stream_->recording().schema());
+}
+
 std::vector<std::string> FilterCsvReader::runNotes() const {
     if (!isOpen()) return {};
     return stream_->statistics().warnings(stream_->recording().schema());

@@ -49,6 +49,8 @@ public:
     void resume() override;                 // [any thread]
     double progress() const override;       // [layout thread]
     void checkRun() override;               // opens the file, unless it might wait or can be read only once
+    std::optional<double> firstTime() const override;
+    std::vector<std::string> runErrors() const override;
     std::vector<std::string> runNotes() const override;
 
     /// What the header says, what the rows sent so far hold, and what was left out before them; null before

@@ -28,6 +28,7 @@ void FilterCsvWriter::checkRun() {
     if (fileName_.get().empty()) {
         throw Poco::InvalidArgumentException("'" + getName() + "' has no File Name: its samples are dropped");
     }
+    requireTableName(fileName_.get());
 }
 
 void FilterCsvWriter::prepareRun() {

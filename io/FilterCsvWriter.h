@@ -44,7 +44,7 @@ private:
         explicit Column(const std::string& name, FilterCsvWriter* owner) : pin(name, owner, AnyTime{}) {}
         InputPin<Matrix> pin;
         TableWriter::Shape expected{0, 0};  // that of its source before the run
-        bool waits = false;           // a sample was taken and is not in the table yet
+        bool waits = false;                 // a sample was taken and is not in the table yet
     };
 
     void openTable();

@@ -39,8 +39,14 @@ bool LineReader::hasLine() {
 void LineReader::take(std::string_view& line, std::size_t stop, std::size_t next) {
     line = {block_.data() + begin_, stop - begin_};
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    last_ = begin_;
     begin_ = feed_ = next;
     ++number_;
+}
+
+void LineReader::putBack() {
+    begin_ = feed_ = last_;
+    --number_;
 }
 
 /// Moves what is pending to the front of the block and reads behind it.

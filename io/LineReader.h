@@ -25,6 +25,11 @@ public:
     /// Whether the next line has been read already, up to its line feed, so that `next` will not read.
     bool hasLine();
 
+    /// Makes the line last returned the next one again; once, and before anything else is asked.
+    void putBack();
+    /// What has been read behind the line last returned.  Valid as that line.
+    std::string_view ahead() const { return {block_.data() + begin_, end_ - begin_}; }
+
     /// Makes a read that waits, and all later ones, tell the end.  [any thread]
     void close() { source_->close(); }
 
@@ -41,6 +46,7 @@ private:
 
     std::unique_ptr<ByteSource> source_;
     std::vector<char> block_;
+    std::size_t last_ = 0;  // where the line last returned began
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
     std::size_t feed_ = 0;  // no line feed lies between `begin_` and here

@@ -15,19 +15,37 @@ namespace Kavelin::RecordingIO {
 
 namespace {
 
+const double kMissing = -9999.0;  // of a whole vector: what many loggers write where they have no value
+const std::size_t kMostSensors = 64;
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 bool contains(const std::vector<std::string>& names, const std::string& name) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-/// A cell for a message: short, and without control characters.
+/// A cell for a message: short, and as a terminal may have it.
 std::string shown(std::string_view cell) {
-    std::string out(cell.substr(0, 40));
-    for (char& c : out) {
-        if (static_cast<unsigned char>(c) < 0x20) c = '?';
-    }
+    const std::string out = printable(cell.substr(0, 40));
     return cell.size() > 40 ? out + "..." : out;
+}
+
+bool holdsNumber(std::string_view cell) {
+    double value = 0.0;
+    return std::from_chars(cell.data(), cell.data() + cell.size(), value).ec == std::errc();
+}
+
+std::string printableLines(std::string_view text) {
+    std::string out;
+    for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
+        out += printable(text.substr(0, end)) + '\n';
+        text.remove_prefix(end + 1);
+    }
+    return out + printable(text);
+}
+
+std::string cellAt(std::string_view line, char separator, std::size_t column) {
+    const std::vector<std::string> cells = splitCells(line, separator);
+    return column < cells.size() ? cells[column] : std::string();
 }
 
 /// Reads a whole text as a number; "1,5" too where a comma cannot separate cells, and "+1.5".
@@ -49,7 +67,7 @@ bool readNumber(std::string_view text, bool commaIsPoint, double& value) {
 std::string_view faultName(Fault fault) {
     static constexpr std::array<std::string_view, kFaultCount> kNames = {
         "text in a number", "too few cells",  "too many cells", "no time stamp",
-        "time backwards",   "end in mid-row", "unreadable"};
+        "time backwards",   "end in mid-row", "unreadable",     "of another sensor"};
     return kNames[static_cast<std::size_t>(fault)];
 }
 
@@ -66,23 +84,95 @@ RecordingReader::RecordingReader(std::unique_ptr<ByteSource> source, std::string
         readHeader(options);
         prepareChannels(options);
     } catch (const Poco::DataFormatException& refusal) {
-        throw Poco::DataFormatException(place() + refusal.message());
+        throw Poco::DataFormatException(place() + printableLines(refusal.message()));
     }
 }
 
 void RecordingReader::readHeader(const ReaderOptions& options) {
     std::string_view line;
+    std::string comment;
     bool any = false;
     while (lines_.next(line)) {
         any = true;
         if (lines_.number() == 1 && line.substr(0, 3) == "\xEF\xBB\xBF") line.remove_prefix(3);
         const std::string_view text = trimmed(line);
-        if (text.empty() || isComment(text) || lowered(text.substr(0, 4)) == "sep=") continue;
-        schema_ = understandHeader(line, options);
+        if (text.empty() || lowered(text.substr(0, 4)) == "sep=") continue;
+        if (isComment(text)) {
+            comment = text.substr(std::min(text.find_first_not_of("#%/"), text.size()));
+            continue;
+        }
+        if (text.find('\0') != std::string_view::npos)
+            throw Poco::DataFormatException(
+                "the file holds bytes that no text has: export it as CSV, in UTF-8");
+        if (!takeCommentedHeader(comment, line, options)) schema_ = understandHeader(line, options);
+        makePrintable();
+        if (schema_.sensorColumn) refuseSeveralSensors(lines_.ahead());
         return;
     }
     throw Poco::DataFormatException(any ? "no header: there are only comments and empty lines"
                                         : "the file is empty: there is no header and no row");
+}
+
+/// Some programs write the names of the columns as a comment before the first row.
+bool RecordingReader::takeCommentedHeader(const std::string& comment, std::string_view line,
+                                          const ReaderOptions& options) {
+    if (comment.empty() || !holdsNumber(trimmed(line))) return false;
+    try {
+        Schema schema = understandHeader(comment, options);
+        if (splitCells(line, schema.separator).size() != schema.columnCount) return false;
+        schema_ = std::move(schema);
+    } catch (const Poco::DataFormatException&) {
+        return false;
+    }
+    lines_.putBack();
+    return true;
+}
+
+/// What messages quote of a header.
+void RecordingReader::makePrintable() {
+    schema_.understood = printable(schema_.understood);
+    for (auto* texts : {&schema_.notes, &schema_.unknownColumns, &schema_.columnNames}) {
+        for (std::string& text : *texts) text = printable(text);
+    }
+}
+
+/// Looks into the rows at hand, so that a table of several sensors is refused before anything is made of it.
+/// A number for each row, as a counter has it, is none of a sensor.
+void RecordingReader::refuseSeveralSensors(std::string_view rows) const {
+    std::vector<std::string> sensors;
+    std::size_t count = 0;
+    for (std::size_t end = rows.find('\n'); end != std::string_view::npos; end = rows.find('\n')) {
+        const std::string cell = cellAt(rows.substr(0, end), schema_.separator, *schema_.sensorColumn);
+        rows.remove_prefix(end + 1);
+        if (cell.empty()) continue;
+        ++count;
+        if (!contains(sensors, cell)) sensors.push_back(cell);
+        if (sensors.size() > kMostSensors) return;
+    }
+    if (sensors.size() < 2 || count < 2 * sensors.size()) return;
+    throw Poco::DataFormatException(severalSensors(sensors[0], sensors[1]));
+}
+
+std::string RecordingReader::severalSensors(const std::string& first, const std::string& other) const {
+    return "the table holds several sensors: column '" + schema_.columnNames[*schema_.sensorColumn] +
+           "' has '" + shown(first) + "' and '" + shown(other) +
+           "'; split the file by this column, one file a sensor";
+}
+
+/// Whether a later row is of another sensor than all before it.
+bool RecordingReader::isOtherSensor(std::string_view line) {
+    std::string cell = cellAt(line, schema_.separator, *schema_.sensorColumn);
+    if (cell == sensor_ || cell.empty()) {
+        ++sensorRows_;
+        return false;
+    }
+    if (sensorRows_ < 2) {  // perhaps a counter
+        sensor_ = std::move(cell);
+        sensorRows_ = 1;
+        return false;
+    }
+    refuse(Fault::kOtherSensor, severalSensors(sensor_, cell));
+    return true;
 }
 
 void RecordingReader::prepareChannels(const ReaderOptions& options) {
@@ -114,7 +204,12 @@ RecordingReader::Next RecordingReader::next() {
             return Next::kFault;
         }
         if (line.empty() || isComment(line) || trimmed(line).empty()) continue;
-        if (!parseCells(line) || !takeTime()) return Next::kFault;
+        if (!parseCells(line)) return Next::kFault;
+        if (schema_.sensorColumn && isOtherSensor(line)) {
+            ended_ = true;
+            return Next::kFault;
+        }
+        if (!takeTime()) return Next::kFault;
         takeChannels();
         ++rows_;
         return Next::kRow;
@@ -233,6 +328,10 @@ void RecordingReader::takeChannels() {
 void RecordingReader::takeChannel(const Channel& channel, ChannelState& state, Row::Slot& slot) {
     slot.measured = std::none_of(channel.columns.begin(), channel.columns.end(),
                                  [this](std::size_t column) { return std::isnan(cells_[column]); });
+    slot.marked = cells_[channel.columns.front()] == kMissing && channel.size() > 2 &&
+                  std::all_of(channel.columns.begin(), channel.columns.end(),
+                              [this](std::size_t column) { return cells_[column] == kMissing; });
+    slot.measured = slot.measured && !slot.marked;
     slot.repeated = !slot.measured && state.repeats && state.seen;
     slot.sent = slot.measured || slot.repeated;
     if (!slot.measured) return;

@@ -66,6 +66,11 @@ private:
     };
 
     void readHeader(const ReaderOptions& options);
+    bool takeCommentedHeader(const std::string& comment, std::string_view line, const ReaderOptions& options);
+    void makePrintable();
+    void refuseSeveralSensors(std::string_view rows) const;
+    bool isOtherSensor(std::string_view line);
+    std::string severalSensors(const std::string& first, const std::string& other) const;
     void prepareChannels(const ReaderOptions& options);
     bool parseCells(std::string_view line);
     const char* parseCell(const char* at, const char* end, std::size_t column);
@@ -86,6 +91,8 @@ private:
     std::vector<double> cells_;  // by column; only those in use are written
     std::vector<ChannelState> states_;
     Row row_;
+    std::string sensor_;            // that of the rows so far, as the sensor column has it
+    std::uint64_t sensorRows_ = 0;  // rows of it
     bool ended_ = false;
     double latest_ = 0.0;
     std::uint64_t rows_ = 0;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "attitude/AngleConstants.h"
 #include "io/ResultFile.h"
 #include "io/Text.h"
 
@@ -17,6 +18,10 @@ const double kImplausibleMeanRate = 10.0;  // rad/s, root mean square
 const double kImplausibleRate = 80.0;      // rad/s, a single sample
 const double kLeastGravity = 5.0;          // m/s^2, root mean square of the specific force
 const double kGreatestMeanForce = 60.0;    // m/s^2
+const double kBeyondGyroscopes = 40.0;     // rad/s, root mean square: whatever unit is declared
+const double kLongestStep = 1.0;           // s, of a recording that has rates
+const double kShortestStep = 1e-5;         // s
+const std::uint64_t kFewestRows = 10;      // to judge by their usual step
 
 std::string shortNumber(double value) {
     char text[32];
@@ -68,6 +73,7 @@ void RecordingStatistics::add(const Row& row) {
     for (std::size_t i = 0; i < channels_.size(); ++i) {
         ChannelCount& channel = channels_[i];
         if (row.has(i) && row.isRepeated(i)) ++channel.repeated;
+        if (row.isMarkedMissing(i)) ++channel.marked;
         if (!row.isMeasured(i)) continue;
         const double* value = row.values(i);
         double square = 0.0;
@@ -75,8 +81,12 @@ void RecordingStatistics::add(const Row& row) {
         if (channel.values++ == 0) channel.first = time;
         channel.last = time;
         channel.sumOfSquares += square;
+        if (square > 0.49 && square < 1.96) ++channel.nearOne;
+        if (square < 0.16) ++channel.nearZero;
         channel.greatestSquare = std::max(channel.greatestSquare, square);
     }
+    if (rateIndex_ < channels_.size() && row.isMeasured(rateIndex_))
+        clipping_.add(Eigen::Vector3d(row.values(rateIndex_)));
     const std::size_t both = std::max(accelerationIndex_, rateIndex_);
     if (both >= channels_.size() || !row.isMeasured(accelerationIndex_) || !row.isMeasured(rateIndex_))
         return;
@@ -103,53 +113,48 @@ std::vector<std::string> RecordingStatistics::warnings(const Schema& schema) con
         out.push_back("columns not understood: " + listed(schema.unknownColumns) +
                       "; understood: " + schema.understood);
     }
-    for (const ChannelCount& channel : channels_) {
-        if (channel.values == 0 && rows_ > 0) {
-            out.push_back("pin \"" + channel.pin +
-                          "\" has no value in any row: its columns are empty or nan");
-        } else if (channel.values > 0 && channel.greatestSquare == 0.0) {
-            out.push_back("pin \"" + channel.pin + "\" is 0 in every row: is that sensor switched off?");
-        }
-        if (channel.repeated > 0) {
-            out.push_back("pin \"" + channel.pin + "\": in " + counted(channel.repeated, "row") +
-                          " without a value its last one was repeated");
-        }
-    }
+    warnOfChannels(out);
     if (partialRows_ > 0) {
         out.push_back("in " + counted(partialRows_, "row") +
                       " some of the pins that go together had no value: none of them was sent there");
     }
-    warnOfRates(schema, out);
-    warnOfForce(out);
-    warnOfTime(out);
+    if (clipping_.level() > 0.0) {
+        out.push_back("the gyroscope is at the end of its range, " +
+                      shortNumber(clipping_.level() * OrientationInternal::kRadiansToDegrees) +
+                      " deg/s, in " + counted(clipping_.clipped(), "row") +
+                      ": what it turned beyond that is lost");
+    }
+    if (const ChannelCount* force = find("3a"); force && force->looksLikeGravityInG()) {
+        if (const double mean = force->rootMeanSquare(); mean < kLeastGravity) {
+            out.push_back("the accelerometer shows " + shortNumber(mean) +
+                          " m/s^2 in the mean, which is not gravity: g? Then say so: 3a=g");
+        }
+    }
+    warnOfSteps(out);
     return out;
 }
 
-void RecordingStatistics::warnOfRates(const Schema& schema, std::vector<std::string>& out) const {
-    const ChannelCount* rate = find("3g");
-    if (!rate || rate->values == 0) return;
-    const bool isTooHigh = rate->rootMeanSquare() > kImplausibleMeanRate ||
-                           rate->greatestSquare > kImplausibleRate * kImplausibleRate;
-    if (!isTooHigh && !rates_.isContradicted()) return;
-    out.push_back("the gyroscope's rates (" + shortNumber(rate->rootMeanSquare()) +
-                  " rad/s in the mean) are too high for " +
-                  (isTooHigh ? "rad/s" : "an accelerometer that shows no tilt") +
-                  (schema.find("3g")->isUnitDeclared ? "; is the unit given for 3g right?"
-                                                     : ": deg/s? Then say so: 3g=deg/s"));
+void RecordingStatistics::warnOfChannels(std::vector<std::string>& out) const {
+    for (const ChannelCount& channel : channels_) {
+        const std::string pin = "pin \"" + channel.pin + "\"";
+        if (channel.marked > 0) {
+            out.push_back(pin + ": in " + counted(channel.marked, "row") +
+                          " all its cells are -9999, which was taken for no value");
+        }
+        if (channel.values == 0 && rows_ > 0) {
+            out.push_back(pin + " has no value in any row" +
+                          (channel.marked > 0 ? "" : ": its columns are empty or nan"));
+        } else if (channel.values > 0 && channel.greatestSquare == 0.0) {
+            out.push_back(pin + " is 0 in every row: is that sensor switched off?");
+        }
+        if (channel.repeated > 0) {
+            out.push_back(pin + ": in " + counted(channel.repeated, "row") +
+                          " without a value its last one was repeated");
+        }
+    }
 }
 
-void RecordingStatistics::warnOfForce(std::vector<std::string>& out) const {
-    const ChannelCount* force = find("3a");
-    if (!force || force->values == 0 || force->greatestSquare == 0.0) return;
-    const double mean = force->rootMeanSquare();
-    if (mean >= kLeastGravity && mean <= kGreatestMeanForce) return;
-    const bool couldBeG = mean > 0.5 && mean < kLeastGravity;
-    out.push_back("the accelerometer shows " + shortNumber(mean) +
-                  " m/s^2 in the mean, which is not gravity" +
-                  (couldBeG ? ": g? Then say so: 3a=g" : "; is the unit given for 3a right?"));
-}
-
-void RecordingStatistics::warnOfTime(std::vector<std::string>& out) const {
+void RecordingStatistics::warnOfSteps(std::vector<std::string>& out) const {
     if (steps_.gaps() > 0) {
         out.push_back(counted(steps_.gaps(), "gap") + " in the time stamps; the longest lasts " +
                       shortNumber(steps_.longest().length) +
@@ -158,10 +163,76 @@ void RecordingStatistics::warnOfTime(std::vector<std::string>& out) const {
     if (steps_.repeats() > 0) {
         out.push_back(counted(steps_.repeats(), "row") + " with the time stamp of the row before");
     }
-    if (steps_.usualStep() >= 1.0 && rows_ > 2) {
-        out.push_back("the usual step between rows is " + shortNumber(steps_.usualStep()) +
-                      " s: is the time in ms or us? Then say so: t=ms");
+}
+
+std::vector<std::string> RecordingStatistics::errors(const Schema& schema) const {
+    std::vector<std::string> out;
+    if (hasWrongTime()) out.push_back(aboutTime(schema));
+    if (hasWrongRates(schema)) out.push_back(aboutRates(schema));
+    const ChannelCount* force = find("3a");
+    if (!force || force->values == 0 || force->greatestSquare == 0.0) return out;
+    const double mean = force->rootMeanSquare();
+    const bool isTooSmall = mean < kLeastGravity && !force->looksLikeGravityInG();
+    if (isTooSmall || mean > kGreatestMeanForce) out.push_back(aboutForce(*force));
+    return out;
+}
+
+bool RecordingStatistics::hasWrongTime() const {
+    const double step = steps_.usualStep();
+    if (rows_ < kFewestRows || step == 0.0) return false;
+    return step < kShortestStep || (step >= kLongestStep && rateIndex_ < channels_.size());
+}
+
+/// The unit that brings the rate of the rows nearest to 100 Hz, which is where most units are.
+std::string RecordingStatistics::aboutTime(const Schema& schema) const {
+    const double step = steps_.usualStep();
+    const double inFile = step * schema.timeUnit.divide / schema.timeUnit.multiply;
+    std::string best;
+    double least = 0.0;
+    for (const char* name : {"s", "ms", "us", "ns"}) {
+        const double distance = std::abs(std::log(findUnit(Quantity::kTime, name)->apply(inFile) * 100.0));
+        if (!best.empty() && distance >= least) continue;
+        best = name;
+        least = distance;
     }
+    return "the usual step between rows is " + shortNumber(step) + " s" +
+           (schema.isTimeUnitDeclared ? ", by the unit that is given for t" : "") + ": is the time in " +
+           best + "? Then say so: t=" + best;
+}
+
+bool RecordingStatistics::hasWrongRates(const Schema& schema) const {
+    const ChannelCount* rate = find("3g");
+    if (!rate || rate->values == 0) return false;
+    const double mean = rate->rootMeanSquare();
+    if (schema.find("3g")->isUnitDeclared) return mean > kBeyondGyroscopes || rates_.isContradicted();
+    return mean > kImplausibleMeanRate || rate->greatestSquare > kImplausibleRate * kImplausibleRate ||
+           rates_.isContradicted();
+}
+
+std::string RecordingStatistics::aboutRates(const Schema& schema) const {
+    const ChannelCount& rate = *find("3g");
+    const double mean = rate.rootMeanSquare();
+    const bool isTooHigh =
+        mean > kImplausibleMeanRate || rate.greatestSquare > kImplausibleRate * kImplausibleRate;
+    const bool isRaw = mean > kBeyondGyroscopes * OrientationInternal::kRadiansToDegrees;
+    std::string text = "the gyroscope's rates (" + shortNumber(mean) +
+                       " rad/s in the mean) are too high for " +
+                       (isTooHigh ? "rad/s" : "an accelerometer that shows no tilt");
+    if (isRaw) return text + ": are they raw counts? Then divide them by the sensor's sensitivity first";
+    return text + (schema.find("3g")->isUnitDeclared ? "; is the unit given for 3g right?"
+                                                     : ": deg/s? Then say so: 3g=deg/s");
+}
+
+std::string RecordingStatistics::aboutForce(const ChannelCount& force) const {
+    const double mean = force.rootMeanSquare();
+    std::string text =
+        "the accelerometer shows " + shortNumber(mean) + " m/s^2 in the mean, which is not gravity";
+    if (mean > kGreatestMeanForce) {
+        return text + ": mg (3a=mg), or raw counts? Divide those by the sensor's sensitivity first";
+    }
+    return text +
+           ": is it linear acceleration, without gravity? No orientation can be told from that; take "
+           "the columns, or the file, of the acceleration with gravity";
 }
 
 }  // namespace Kavelin::RecordingIO

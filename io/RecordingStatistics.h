@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "io/ClipWatch.h"
 #include "io/RateCheck.h"
 #include "io/RestWatch.h"
 #include "io/Row.h"
@@ -21,11 +22,16 @@ public:
         std::size_t size = 0;      ///< elements of a value
         std::uint64_t values = 0;  ///< measured, not repeated
         std::uint64_t repeated = 0;
-        double sumOfSquares = 0.0;  ///< of the vectors' norms
+        std::uint64_t marked = 0;    ///< -9999 in all elements
+        std::uint64_t nearOne = 0;   ///< values with a norm of 0.7 to 1.4
+        std::uint64_t nearZero = 0;  ///< ... and of less than 0.4
+        double sumOfSquares = 0.0;   ///< of the vectors' norms
         double greatestSquare = 0.0;
         double first = 0.0;  ///< s, time of the first value
         double last = 0.0;
 
+        /// Whether the norms are those of gravity in g: mostly about 1, and hardly ever about 0.
+        bool looksLikeGravityInG() const { return 2 * nearOne > values && 10 * nearZero < values; }
         double rate() const;  ///< values a second; 0 for fewer than two
         double rootMeanSquare() const;
     };
@@ -47,15 +53,24 @@ public:
     const std::vector<ChannelCount>& channels() const { return channels_; }
     const ChannelCount* find(std::string_view pin) const;
 
+    const ClipWatch& clipping() const { return clipping_; }
+
     /// One sentence for each thing that needs a person's eye: columns not understood, a channel without a
-    /// value, a gyroscope in deg/s or an accelerometer in g that does not say so, gaps, equal time stamps,
+    /// value, an accelerometer in g that does not say so, a clipped gyroscope, gaps, equal time stamps,
     /// values repeated.
     std::vector<std::string> warnings(const Schema& schema) const;
+    /// The same for what cannot be right, so that results made of it are wrong: rates in deg/s that do not
+    /// say so, raw counts, linear acceleration without gravity, time in a unit that it is not in.
+    std::vector<std::string> errors(const Schema& schema) const;
 
 private:
-    void warnOfRates(const Schema& schema, std::vector<std::string>& out) const;
-    void warnOfForce(std::vector<std::string>& out) const;
-    void warnOfTime(std::vector<std::string>& out) const;
+    bool hasWrongTime() const;
+    bool hasWrongRates(const Schema& schema) const;
+    std::string aboutRates(const Schema& schema) const;
+    std::string aboutTime(const Schema& schema) const;
+    std::string aboutForce(const ChannelCount& force) const;
+    void warnOfChannels(std::vector<std::string>& out) const;
+    void warnOfSteps(std::vector<std::string>& out) const;
 
     std::vector<ChannelCount> channels_;
     std::size_t accelerationIndex_;
@@ -67,6 +82,7 @@ private:
     double lastTime_ = 0.0;
     StepMonitor steps_;
     RateCheck rates_;
+    ClipWatch clipping_;
     RestWatch rest_;
 };
 

@@ -60,6 +60,19 @@ char* writeNumber(char* into, double value) {
     return std::to_chars(into, into + kLongestNumber, value).ptr;
 }
 
+void requireTableName(const std::string& path) {
+    static constexpr std::string_view kOthers[] = {".npy", ".npz",  ".mat",     ".sto",     ".mot",  ".trc",
+                                                   ".c3d", ".bvh",  ".h5",      ".hdf5",    ".xlsx", ".xls",
+                                                   ".ods", ".json", ".parquet", ".feather", ".gz",   ".zip"};
+    const std::string ending = lowered(std::filesystem::path(path).extension().string());
+    for (const std::string_view other : kOthers) {
+        if (ending != other) continue;
+        throw Poco::InvalidArgumentException("'" + path +
+                                             "': results are written as a table of text (CSV), not as " +
+                                             ending + "; name a .csv file");
+    }
+}
+
 ResultFile::ResultFile(const std::string& path) : path_(path), target_(path), buffer_(kBlockSize + 4096) {
     if (path == "-") {
         fd_ = STDOUT_FILENO;

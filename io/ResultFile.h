@@ -16,6 +16,11 @@ inline constexpr std::size_t kLongestNumber = 32;
 /// it.
 char* writeNumber(char* into, double value);
 
+/// Raises Poco::InvalidArgumentException where the name's ending is that of a format which is not written
+/// here
+/// (.npy, .mat, .sto and others): a table under that name would be taken for what it is not.
+void requireTableName(const std::string& path);
+
 /// Writes a table of numbers, row by row, in constant memory. The rows go to `PATH.part`, which takes the
 /// name PATH when it is complete, so whoever reads PATH never sees half of it. "-" is standard output; what
 /// exists and is no ordinary file (a pipe, a device) is written directly.

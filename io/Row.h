@@ -14,12 +14,14 @@ public:
         bool measured = false;   ///< the row itself holds a value
         bool sent = false;       ///< a value goes out
         bool repeated = false;   ///< ... which is an earlier row's
+        bool marked = false;     ///< all its cells hold -9999, which stands for no value
     };
 
     /// s
     double time() const { return time_; }
     bool isMeasured(std::size_t channel) const { return slots_[channel].measured; }
     bool has(std::size_t channel) const { return slots_[channel].sent; }
+    bool isMarkedMissing(std::size_t channel) const { return slots_[channel].marked; }
     bool isRepeated(std::size_t channel) const { return slots_[channel].repeated; }
     /// Of the channels that are sent together, those that the row can send: with some, none of them is sent.
     enum class Share { kNone, kSome, kAll };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,13 @@ public:
 
     /// Completes what the run left open: files get their names.  Raises what writing raises.  [as resultFile]
     virtual void completeRun() {}
+
+    /// s; the time stamp of the first row that a run would send, where it is known without waiting.
+    /// [as resultFile]
+    virtual std::optional<double> firstTime() const { return std::nullopt; }
+
+    /// One sentence for each thing in the data that makes results of it wrong.  [as resultFile]
+    virtual std::vector<std::string> runErrors() const { return {}; }
 
     /// One sentence for each thing in the data that needs a person's eye.  [as resultFile]
     virtual std::vector<std::string> runNotes() const { return {}; }

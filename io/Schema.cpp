@@ -62,6 +62,8 @@ public:
         takeMapping();
         takeTime();
         takeNamedGroups();
+        findSensorColumn();
+        noteLinearAcceleration();
         noteUnknown();
         describe();
         refuseUseless();
@@ -146,8 +148,7 @@ private:
     void takeTimeColumn(std::size_t column, const std::string& unit) {
         used_[column] = true;
         schema_.timeColumn = column;
-        bool declared = false;
-        schema_.timeUnit = unitOf("t", Quantity::kTime, {column}, unit, declared);
+        schema_.timeUnit = unitOf("t", Quantity::kTime, {column}, unit, schema_.isTimeUnitDeclared);
     }
 
     void takeNamedGroups() {
@@ -213,6 +214,28 @@ private:
         return {};
     }
 
+    void findSensorColumn() {
+        for (std::size_t i = 0; i < columns_.size() && !schema_.sensorColumn; ++i) {
+            if (!used_[i] && columns_[i].isSensor()) schema_.sensorColumn = i;
+        }
+    }
+
+    void noteLinearAcceleration() {
+        std::vector<std::size_t> found;
+        for (std::size_t i = 0; i < columns_.size(); ++i) {
+            if (!used_[i] && columns_[i].isLinearAcceleration()) found.push_back(i);
+        }
+        if (found.empty()) return;
+        std::string note = listed(namesOf(found)) + (found.size() == 1 ? " is" : " are") +
+                           " linear acceleration, without gravity: no orientation can be told from it";
+        if (!schema_.find("3a")) {
+            note +=
+                "; take the columns, or the file, of the acceleration with gravity, as the accelerometer "
+                "measures it";
+        }
+        schema_.notes.push_back(note);
+    }
+
     void noteUnknown() {
         for (std::size_t i = 0; i < columns_.size(); ++i) {
             if (!used_[i] && !columns_[i].raw.empty()) schema_.unknownColumns.push_back(columns_[i].raw);
@@ -225,6 +248,7 @@ private:
         for (const Channel& channel : schema_.channels) {
             parts.push_back(channel.pin + " (" + listed(namesOf(channel.columns)) + ")");
         }
+        schema_.columnNames = rawNames();
         schema_.understood = parts.empty() ? "nothing" : listed(parts, parts.size());
     }
 
@@ -235,8 +259,10 @@ private:
             understood += (isAnyKnown ? ", not " : " of ") + listed(schema_.unknownColumns);
         }
         if (schema_.channels.empty()) {
-            throw Poco::DataFormatException("no column with measurements: " + understood +
-                                            "; name them ax, ay, az, gx, ... or map them to pins");
+            std::string why = "no column with measurements: " + understood +
+                              "; name them ax, ay, az, gx, ... or map them to pins";
+            for (const std::string& note : schema_.notes) why += "\n" + note;
+            throw Poco::DataFormatException(why);
         }
         if (schema_.timeColumn || options_.rate > 0.0) return;
         throw Poco::DataFormatException("no time column: " + understood +

@@ -31,11 +31,14 @@ struct Schema {
     std::size_t columnCount = 0;
     std::optional<std::size_t> timeColumn;  ///< absent when the time follows from a given rate
     Unit timeUnit;
+    bool isTimeUnitDeclared = false;
+    std::optional<std::size_t> sensorColumn;  ///< its name says which sensor a row is of; not mapped to a pin
     std::vector<Channel> channels;
     std::vector<std::string> unknownColumns;  ///< not understood and not mapped: skipped
     std::vector<std::string> notes;           ///< what a reader of the summary should know, one sentence each
 
     const Channel* find(std::string_view pin) const;
+    std::vector<std::string> columnNames;  ///< as they stand in the header
     /// "t, 3a (ax, ay, az)": the columns that were understood, as their names stand in the header.
     std::string understood;
 };

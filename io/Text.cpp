@@ -8,6 +8,19 @@ namespace {
 
 char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
+/// Bytes of the UTF-8 character at the front of `text`; 0 where there is none that can be shown.
+std::size_t visibleLength(std::string_view text) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char first = byte(0);
+    if (first < 0x80) return first >= 0x20 && first != 0x7f ? 1 : 0;
+    const std::size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
+    if (first < 0xc2 || first > 0xf4 || text.size() < length) return 0;
+    for (std::size_t i = 1; i < length; ++i) {
+        if ((byte(i) & 0xc0) != 0x80) return 0;
+    }
+    return first == 0xc2 && byte(1) < 0xa0 ? 0 : length;  // the second set of control characters
+}
+
 }  // namespace
 
 std::string_view trimmed(std::string_view text) {
@@ -63,6 +76,22 @@ std::string listed(const std::vector<std::string>& items, std::size_t shown) {
         out += items[i];
     }
     if (items.size() > count) out += " and " + std::to_string(items.size() - count) + " more";
+    return out;
+}
+
+std::string printable(std::string_view text) {
+    static constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string out;
+    while (!text.empty()) {
+        const std::size_t length = visibleLength(text);
+        if (length > 0) {
+            out += text.substr(0, length);
+        } else {
+            const auto byte = static_cast<unsigned char>(text[0]);
+            out += {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]};
+        }
+        text.remove_prefix(std::max<std::size_t>(length, 1));
+    }
     return out;
 }
 

@@ -136,9 +136,17 @@ std::string AttitudePlot::script(const std::string& target, double turn) const {
     text +=
         "set datafile missing 'nan'\nset grid\nset key outside right top\nset lmargin 9\nset rmargin 20\n";
     text += "set multiplot layout " + std::to_string(panels) + ",1 title " + quoted(title_) + " noenhanced\n";
-    text += anglePanel() + linePanel();
-    if (panels == 3) text += errorPanel(turn);
+    const std::string label = "set xlabel '" + timeLabel() + "'\n";
+    text += anglePanel() + (panels == 3 ? "" : label) + linePanel();
+    if (panels == 3) text += label + errorPanel(turn);
     return text + "unset multiplot\nset output\n";
+}
+
+/// Where the axis of time has its 0: seconds since 1970 would have one label for all ticks.
+double AttitudePlot::start() const { return rows_.empty() ? 0.0 : rows_.front().time; }
+
+std::string AttitudePlot::timeLabel() const {
+    return start() == 0.0 ? "s" : "s since t = " + cell(start()) + " s";
 }
 
 std::string AttitudePlot::anglePanel() const {
@@ -148,7 +156,7 @@ std::string AttitudePlot::anglePanel() const {
         // A turn across 180 degrees is no line from top to bottom.
         if (before && (row.angles - before->angles).cwiseAbs().maxCoeff() > OrientationInternal::kPi)
             text += "\n";
-        text += cell(row.time);
+        text += cell(row.time - start());
         for (const double angle : row.angles) text += " " + cell(angle * kRadiansToDegrees);
         text += "\n";
         before = &row;
@@ -163,7 +171,7 @@ std::string AttitudePlot::anglePanel() const {
 std::string AttitudePlot::linePanel() const {
     std::string text = "$lines << EOD\n";
     for (const Row& row : rows_) {
-        text += cell(row.time);
+        text += cell(row.time - start());
         for (const double value : row.lines) text += " " + cell(value);
         text += "\n";
     }
@@ -188,12 +196,12 @@ std::string AttitudePlot::errorPanel(double turn) const {
         }
         const double heading = std::remainder(row.errors->heading - turn, OrientationInternal::kTwoPi);
         const RecordingIO::PairErrors errors{heading, row.errors->inclination};
-        text += cell(row.time) + " " + cell(errors.total() * kRadiansToDegrees) + " " +
+        text += cell(row.time - start()) + " " + cell(errors.total() * kRadiansToDegrees) + " " +
                 cell(std::abs(heading) * kRadiansToDegrees) + " " +
                 cell(errors.inclination * kRadiansToDegrees) + "\n";
     }
     return text +
-           "EOD\nset ylabel 'error, degrees'\nset yrange [0:*]\nset xlabel 's'\n"
+           "EOD\nset ylabel 'error, degrees'\nset yrange [0:*]\n"
            "plot $errors using 1:2 with lines lw 1.5 title 'total', '' using 1:3 with lines title 'heading', "
            "'' using 1:4 with lines title 'tilt'\n";
 }

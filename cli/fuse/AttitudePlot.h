@@ -46,6 +46,8 @@ private:
 
     void chooseLines(const FuseSink& sink);
     bool hasErrors() const;
+    double start() const;
+    std::string timeLabel() const;
     std::string script(const std::string& target, double turn) const;
     std::string anglePanel() const;
     std::string linePanel() const;

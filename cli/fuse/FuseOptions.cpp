@@ -1,9 +1,12 @@
 #include "cli/fuse/FuseOptions.h"
 
+#include <Poco/Exception.h>
+
 #include <utility>
 
 #include "cli/CommandContext.h"
 #include "cli/SameFile.h"
+#include "io/ResultFile.h"
 
 namespace Kavelin::Cli {
 
@@ -25,8 +28,10 @@ std::string pathInConflict(const std::string& written, const std::string& other)
 
 void requireOwnFiles(const FuseOptions& options) {
     if (options.output.empty()) throw UsageError("-o '': a file name is expected, or - for standard output");
-    if (options.output.ends_with(".gz")) {
-        throw UsageError("-o '" + options.output + "': results are written as plain text; leave out the .gz");
+    try {
+        RecordingIO::requireTableName(options.output);
+    } catch (const Poco::InvalidArgumentException& refusal) {
+        throw UsageError("-o " + refusal.message());
     }
     const std::pair<const char*, const std::string&> read[] = {{"the recording", options.recording},
                                                                {"the reference", options.reference},

@@ -37,6 +37,11 @@ std::vector<std::string> propertyNames(const Core::Filter& filter) {
     return names;
 }
 
+/// Just below, since a rate that equals the limit does not count as saturated.
+void setGyroscopeRange(Core::AbstractProperty& property, double range) {
+    property.deSerialize(std::to_string(0.999 * range));
+}
+
 void printLines(std::ostream& err, const std::string& prefix, const std::string& message) {
     std::size_t begin = 0;
     while (begin <= message.size()) {
@@ -96,8 +101,8 @@ void FuseRun::setUpCompanions() {
     setUpCompanion(static_, "FilterStaticMode", "static");
     // Its default is meant for degrees/s; the reader sends rad/s.
     if (quality_) {
-        const double range = kGyroscopeRange * OrientationInternal::kDegreesToRadians;
-        quality_->getPropertyBag().get("SaturationGyro").deSerialize(std::to_string(range));
+        gyroscopeRange_ = &quality_->getPropertyBag().get("SaturationGyro");
+        setGyroscopeRange(*gyroscopeRange_, kGyroscopeRange * OrientationInternal::kDegreesToRadians);
     }
     // A sensor that is not there says nothing against rest.
     if (static_ && !hasChannel("3m")) {
@@ -169,9 +174,11 @@ void FuseRun::applySetting(const std::string& text) {
             throw UsageError("--set '" + text + "': NAME=VALUE is expected");
         } else {
             property->deSerialize(rest.substr(equals + 1));
+            if (property == gyroscopeRange_) gyroscopeRange_ = nullptr;
         }
     } catch (const Poco::Exception& refusal) {
-        const std::string why = refusal.message().empty() ? demangled(typeid(refusal)) : refusal.message();
+        std::string why = refusal.message().empty() ? demangled(typeid(refusal)) : refusal.message();
+        if (property->describe().kind == "bool") why = "1 (true) or 0 (false) is expected";
         throw UsageError("--set '" + text + "': " + why);
     }
 }
@@ -180,6 +187,8 @@ std::optional<Alignment> FuseRun::alignment() const {
     if (options_.alignment == "none") return Alignment::kNone;
     if (options_.alignment == "heading") return Alignment::kHeading;
     if (options_.alignment == "start") return Alignment::kStart;
+    // Without a field even an absolute heading is arbitrary.
+    if (estimator_.alignment == Alignment::kNone && !hasChannel("3m")) return Alignment::kHeading;
     return estimator_.alignment;
 }
 
@@ -277,8 +286,10 @@ void FuseRun::run() {
     // A run ends between two rows: what was sent has then been written.
     layout_.setRoundHook([&](double) {
         if (Interruption::hasCome() || (hasFailed && options_.stopOnError)) layout_.stop();
+        watchClipping();
     });
     sink_->setObserver([&](const FuseSink& sink) {
+        if (sink.attitudes() == 1) rowsBefore_ = completeRows() - 1;
         if (plot_) plot_->add(sink);
         if (progress.isOn() && sink.attitudes() % kRowsBetweenLooks == 0) {
             progress.show(sink.attitudes(), reader_.progress());
@@ -296,6 +307,7 @@ void FuseRun::run() {
     file_->finish();
     tellWhatIsMissing();
     tellPairing();
+    tellWhatIsWrong();
     summarise();
     if (plot_) plot_->draw(errors_ ? errors_->turn() : 0.0);
 }
@@ -337,6 +349,43 @@ void FuseRun::tellPairing() {
     }
 }
 
+/// The quality then counts a gyroscope at the end of its range as saturated, whatever that range is.
+void FuseRun::watchClipping() {
+    const double level = reader_.statistics()->clipping().level();
+    if (!gyroscopeRange_ || level == clipLevel_) return;
+    clipLevel_ = level;
+    const double range = level > 0.0 ? level : kGyroscopeRange * OrientationInternal::kDegreesToRadians;
+    setGyroscopeRange(*gyroscopeRange_, range);
+}
+
+/// Rows with all that the estimator takes together.
+std::uint64_t FuseRun::completeRows() const { return reader_.statistics()->completeRows(); }
+
+std::uint64_t FuseRun::silentRows() const {
+    const std::uint64_t spoken = rowsBefore_ + sink_->attitudes();
+    return completeRows() > spoken ? completeRows() - spoken : 0;
+}
+
+/// What makes the results wrong, said also where no summary is wanted.
+void FuseRun::tellWhatIsWrong() {
+    std::vector<std::string> errors = reader_.statistics()->errors(*reader_.schema());
+    const std::uint64_t rows = reader_.statistics()->rows();
+    const std::uint64_t unused = reader_.faults()->total() + silentRows();
+    if (2 * unused > rows + reader_.faults()->total()) {
+        errors.push_back("most rows could not be used: " + std::to_string(unused) + " of " +
+                         std::to_string(rows + reader_.faults()->total()));
+    }
+    for (const std::string& error : errors) {
+        context_.err << "kavelin: " << options_.recording << ": " << error << "\n";
+        context_.status = kDoneWithErrors;
+    }
+}
+
+bool FuseRun::hasField() const {
+    const RecordingIO::RecordingStatistics::ChannelCount* field = reader_.statistics()->find("3m");
+    return field && field->values > 0;
+}
+
 void FuseRun::summarise() {
     if (sink_->attitudes() == 0) {
         context_.err << "kavelin: no attitude came out of " << options_.type << ": " << whyNoAttitude()
@@ -354,7 +403,9 @@ void FuseRun::summarise() {
                               .hasOwnReference = !track_ && hasChannel("quat"),
                               .dropped = dropped(),
                               .settings = settingsInUse(*filter_),
-                              .usesGyroscope = estimator_.uses("3g")};
+                              .learnsBias = estimator_.uses("3g") && estimator_.hasBiasPin,
+                              .hasField = hasField(),
+                              .silentRows = silentRows()};
     context_.err << summaryText(summary) << std::flush;
 }
 

@@ -46,13 +46,18 @@ private:
     void connectCompanions();
     void connectSink();
     void tell(const Core::ProcessError& error);
+    void watchClipping();
     void tellWhatIsMissing();
+    void tellWhatIsWrong();
     void tellPairing();
     void summarise();
     std::string whyNoAttitude() const;
     std::string pinsTakenTogether() const;
 
     bool hasChannel(const std::string& pin) const;
+    bool hasField() const;
+    std::uint64_t completeRows() const;
+    std::uint64_t silentRows() const;
     std::optional<RecordingIO::Alignment> alignment() const;
     std::uint64_t dropped() const;
 
@@ -72,6 +77,9 @@ private:
     Core::Filter* filter_ = nullptr;
     Core::Filter* quality_ = nullptr;
     Core::Filter* static_ = nullptr;
+    Core::AbstractProperty* gyroscopeRange_ = nullptr;  // of `quality_`; null where the user has set it
+    double clipLevel_ = 0.0;                            // rad/s
+    std::uint64_t rowsBefore_ = 0;                      // the first attitude
     bool hasEstimatorFailed_ = false;
 };
 

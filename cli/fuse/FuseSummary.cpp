@@ -13,6 +13,8 @@ using RecordingIO::Fault;
 
 namespace {
 
+const double kTellingDrift = 10.0;  // degrees
+
 std::string number(double value, int digits = 4) {
     char text[40];
     std::snprintf(text, sizeof text, "%.*g", digits, value);
@@ -47,12 +49,14 @@ std::string lossLine(const FuseSummary& summary) {
 }
 
 /// Flags by the share of rows in which they were raised; qualities by that in which they were bad.
-std::string flagLine(const FuseSink& sink) {
+/// A flag of the field says nothing where there is none.
+std::string flagLine(const FuseSummary& summary) {
+    const FuseSink& sink = summary.sink;
     std::string text;
     for (std::size_t i = 0; i < sink.extras().size(); ++i) {
         const std::string& name = sink.extras()[i].name;
         const FuseSink::Count& count = sink.count(i);
-        if (name == "Score" || count.sent == 0) continue;
+        if (name == "Score" || count.sent == 0 || (name == "flag_mag" && !summary.hasField)) continue;
         const bool isQuality = name.ends_with("Quality");
         const double sent = static_cast<double>(count.sent);
         const double share = static_cast<double>(isQuality ? count.sent - count.raised : count.raised) / sent;
@@ -61,9 +65,12 @@ std::string flagLine(const FuseSink& sink) {
     return text.empty() ? text : text + " of the rows\n";
 }
 
-std::string staticLine(const FuseSink& sink) {
-    const double share = sink.staticShare();
-    return std::isfinite(share) ? "static " + percent(share) + " of the time\n" : "";
+/// The static score compares with the first samples; it does not tell rest, as a turn may change neither.
+std::string staticLine(const FuseSummary& summary) {
+    const double share = summary.sink.staticShare();
+    if (!std::isfinite(share)) return {};
+    return std::string(summary.hasField ? "acceleration and field" : "acceleration's magnitude") +
+           " as at the start in " + percent(share) + " of the time (static score)\n";
 }
 
 std::string biasLine(const FuseSink& sink) {
@@ -92,18 +99,34 @@ std::string errorLine(const FuseSummary& summary) {
     return text + "\n";
 }
 
+/// Without a rest the bias is learnt in motion; how much that cost, the bias found tells behind.
+std::string restLine(const FuseSummary& summary) {
+    const RecordingIO::RestWatch& rest = summary.statistics.rest();
+    if (!summary.learnsBias || summary.statistics.rows() == 0 || rest.hasRested()) return {};
+    const std::string noRest = "warning: no rest of " + number(RecordingIO::RestWatch::kLength) +
+                               " s in the first " + number(RecordingIO::RestWatch::kWithin) + " s";
+    if (!summary.hasField) {
+        return noRest +
+               ", and no field: the gyroscope's bias about the vertical stays unknown, and the "
+               "heading drifts with it\n";
+    }
+    const double drift = summary.sink.biasDrift().angle() * kRadiansToDegrees;
+    if (drift < kTellingDrift) return {};
+    return noRest + ": the gyroscope's bias was found late, and the heading may have drifted by up to " +
+           number(drift, 2) + " degrees until then\n";
+}
+
 std::string warningLines(const FuseSummary& summary) {
     std::string text;
     for (const std::string& warning : summary.statistics.warnings(summary.schema)) {
         text += "warning: " + warning + "\n";
     }
-    const RecordingIO::RestWatch& rest = summary.statistics.rest();
-    if (summary.usesGyroscope && summary.statistics.rows() > 0 && !rest.hasRested()) {
-        text += "warning: no rest of " + number(RecordingIO::RestWatch::kLength) + " s in the first " +
-                number(RecordingIO::RestWatch::kWithin) +
-                " s: the gyroscope's bias is not known, and the heading may be off by tens of degrees\n";
+    if (summary.silentRows > 0 && summary.sink.attitudes() > 0) {
+        text += "warning: " + RecordingIO::counted(summary.silentRows, "row") + " of " +
+                std::to_string(summary.statistics.rows()) + " gave no attitude: " + summary.type +
+                " takes their values for no measurement\n";
     }
-    return text;
+    return text + restLine(summary);
 }
 
 }  // namespace
@@ -117,7 +140,7 @@ std::string summaryText(const FuseSummary& summary) {
     const std::string settings = summary.settings.empty() ? "" : "settings: " + summary.settings + "\n";
     return rowsLine(summary) + summary.type + ": " +
            RecordingIO::counted(summary.sink.attitudes(), "attitude") + "\n" + settings + lossLine(summary) +
-           flagLine(summary.sink) + staticLine(summary.sink) + biasLine(summary.sink) + errorLine(summary) +
+           flagLine(summary) + staticLine(summary) + biasLine(summary.sink) + errorLine(summary) +
            warningLines(summary);
 }
 

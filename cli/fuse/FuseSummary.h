@@ -22,7 +22,10 @@ struct FuseSummary {
     bool hasOwnReference;                       ///< the recording holds a quaternion, and no other was given
     std::uint64_t dropped;
     std::string settings;  ///< the estimator's settings file; empty where it has none
-    bool usesGyroscope;
+    bool learnsBias;       ///< the type takes rates and tells the bias that it found
+    bool hasField;         ///< it takes a field, and the recording has some
+    std::uint64_t
+        silentRows;  ///< behind the first attitude, with all that is taken together, and without one
 };
 
 /// The summary of a run, some lines for a person: rows, rate, gaps, what was left out and dropped, flags,

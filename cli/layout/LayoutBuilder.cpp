@@ -340,9 +340,30 @@ LayoutFile LayoutBuilder::capture(const std::filesystem::path& folder) const {
                 if (saved.kind == Core::SavedValue::Kind::written && property.isWritable())
                     entry.properties.push_back({{saved.name, {}}, presentValue(property, folder)});
             }
+            placeVariables(entry, folder, result);
         }
     }
     return result;
+}
+
+void LayoutBuilder::placeVariables(FilterEntry& entry, const std::filesystem::path& folder,
+                                   LayoutFile& result) const {
+    const std::string target = (folder / "").string();
+    std::string prefix = (file_.folder / "").string();
+    if (prefix == target) return;
+    if (prefix.starts_with(target)) prefix.erase(0, target.size());  // as presentValue shortens it
+    for (PropertyEntry& property : entry.properties) {
+        std::string& text = property.value.text;
+        if (!text.starts_with(prefix + "${")) continue;
+        const std::size_t begin = prefix.size() + 2;
+        const std::string name = text.substr(begin, text.find('}') - begin);
+        const auto variable = std::find_if(result.variables.begin(), result.variables.end(),
+                                           [&](const VariableEntry& one) { return one.name.text == name; });
+        if (variable == result.variables.end()) continue;
+        text.erase(0, prefix.size());
+        const std::filesystem::path value = file_.folder / variable->value.text;
+        variable->value.text = value.lexically_normal().string();
+    }
 }
 
 std::string named(const Core::Filter& filter) { return filter.getName() + " (" + filter.typeName() + ")"; }

@@ -63,6 +63,9 @@ public:
     LayoutFile capture(const std::filesystem::path& folder) const;
 
 private:
+    /// A relative variable in front of a file name is meant from the file's folder: elsewhere it says so
+    /// itself.
+    void placeVariables(FilterEntry& entry, const std::filesystem::path& folder, LayoutFile& result) const;
     void loadPlugins();
     void setVariables();
     void make();

@@ -190,9 +190,8 @@ void LayoutRun::report() {
     reportRepeats();
     reportPairing();
     if (Interruption::hasCome()) say("interrupted; the rows done are kept");
+    reportDataErrors();
     if (options_.quiet) return;
-    reportActionsLeft();
-    reportNotesAndDrops();
     std::uint64_t rounds = 0;
     double first = 0.0, last = 0.0;
     for (const Lane& lane : lanes_) {
@@ -201,11 +200,27 @@ void LayoutRun::report() {
         last = rounds == 0 ? lane.last : std::max(last, lane.last);
         rounds += lane.rounds;
     }
+    if (rounds > 0) reportActions(first, last);
+    reportNotesAndDrops();
     if (rounds == 0)
         say("nothing to do: no source had a row");
     else
         say(counted(rounds, "row") + ", stream time " + numberText(first) + " s to " + numberText(last) +
             " s");
+}
+
+/// What in the data makes the results wrong.
+void LayoutRun::reportDataErrors() {
+    for (const Lane& lane : lanes_) {
+        for (const Core::Filter* filter : lane.layout->getFilters()) {
+            const auto* source = dynamic_cast<const RecordingIO::RunParticipant*>(filter);
+            if (source == nullptr) continue;
+            for (const std::string& error : source->runErrors()) {
+                ++failures_;
+                say(filter->getName() + ": " + error);
+            }
+        }
+    }
 }
 
 void LayoutRun::reportRepeats() {
@@ -239,10 +254,17 @@ void LayoutRun::reportPairing() {
     }
 }
 
-void LayoutRun::reportActionsLeft() {
+/// Actions whose time the rows do not have. One at 0 or before is meant for the start.
+void LayoutRun::reportActions(double first, double last) {
+    const std::string rows = "the rows are from " + numberText(first) + " s to " + numberText(last) + " s";
+    for (const ActionEntry& action : file_.actions) {
+        if (action.at <= 0.0 || action.at >= first) continue;
+        say("action " + at(action.at) + " on " + targetText(action) +
+            " was done before the first row: " + rows);
+    }
     for (const ActionSchedule& schedule : schedules_)
         for (const ActionEntry* action : schedule.left())
-            say("action " + at(action->at) + " on " + targetText(*action) + ": the stream ended before");
+            say("action " + at(action->at) + " on " + targetText(*action) + " was not done: " + rows);
 }
 
 void LayoutRun::reportNotesAndDrops() {

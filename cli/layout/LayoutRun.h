@@ -56,7 +56,8 @@ private:
     void report();
     void reportRepeats();
     void reportPairing();
-    void reportActionsLeft();
+    void reportDataErrors();
+    void reportActions(double first, double last);
     void reportNotesAndDrops();
 
     const LayoutFile& file_;

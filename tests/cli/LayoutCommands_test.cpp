@@ -177,8 +177,10 @@ TEST(RunCommand, ActionsComeBeforeTheFirstRowAtOrAfterTheirTime) {
     EXPECT_EQ(result.status, kDone);
     EXPECT_THAT(TestLog::lines(), ElementsAre("scale reset, gain 3", "sink:x 0.0 0.0", "scale reset, gain 3",
                                               "sink:x 1.0 5.0", "sink:x 2.0 14."));
-    EXPECT_THAT(result.messages, ElementsAre("kavelin: action at 9 s on scale:Reset: the stream ended before",
-                                             "kavelin: 3 rows, stream time 0 s to 2 s"));
+    EXPECT_THAT(
+        result.messages,
+        ElementsAre("kavelin: action at 9 s on scale:Reset was not done: the rows are from 0 s to 2 s",
+                    "kavelin: 3 rows, stream time 0 s to 2 s"));
 }
 
 TEST(RunCommand, ErrorsAreReportedOnceAndCounted) {

@@ -13,6 +13,7 @@ struct Seen {
     Schema schema;
     RecordingStatistics statistics;
     std::vector<std::string> warnings() const { return statistics.warnings(schema); }
+    std::vector<std::string> errors() const { return statistics.errors(schema); }
 };
 
 Seen seen(const std::string& text, const ReaderOptions& options = {}) {
@@ -42,21 +43,72 @@ std::string simulated(double forceFactor, double rateFactor, double seconds = 20
     return text;
 }
 
-TEST(RecordingStatistics, warnsOfUnitsThatCannotBeRight) {
-    EXPECT_THAT(seen(simulated(1, 1)).warnings(), IsEmpty());
-    EXPECT_THAT(seen(simulated(1, 180 / M_PI)).warnings(),
-                ElementsAre(HasSubstr("too high for rad/s: deg/s? Then say so: 3g=deg/s")));
+TEST(RecordingStatistics, tellsUnitsThatCannotBeRight) {
+    const double degrees = 180 / M_PI;
+    const struct {
+        const char* rule;
+        double force, rate;
+        const char* error;
+    } rows[] = {
+        {"as it should be", 1, 1, ""},
+        {"rates in deg/s", 1, degrees, "too high for rad/s: deg/s? Then say so: 3g=deg/s"},
+        {"raw counts of a gyroscope", 1, 131 * degrees, "are they raw counts?"},
+        {"raw counts of an accelerometer", 1670, 1, "or raw counts?"},
+        {"linear acceleration is as small", 0.02, 1, "is it linear acceleration, without gravity?"},
+    };
+    for (const auto& row : rows) {
+        const Seen told = seen(simulated(row.force, row.rate));
+        if (*row.error)
+            EXPECT_THAT(told.errors(), ElementsAre(HasSubstr(row.error))) << row.rule;
+        else
+            EXPECT_THAT(told.errors(), IsEmpty()) << row.rule;
+        EXPECT_THAT(told.warnings(), IsEmpty()) << row.rule;
+    }
     std::string slow = "t,ax,ay,az,gx,gy,gz\n";
     for (int i = 0; i < 40; ++i) slow += std::to_string(0.1 * i) + ",0.1,0,9.8,0,0.5,0\n";
-    EXPECT_THAT(seen(slow).warnings(),
+    EXPECT_THAT(seen(slow).errors(),
                 ElementsAre(HasSubstr("too high for an accelerometer that shows no tilt: deg/s?")));
     EXPECT_THAT(seen(simulated(1 / 9.80665, 1)).warnings(),
                 ElementsAre(HasSubstr("not gravity: g? Then say so: 3a=g")));
+    EXPECT_THAT(seen(simulated(1 / 9.80665, 1)).errors(), IsEmpty());
     ReaderOptions declared;
     declared.units = {{"3a", "g"}, {"3g", "deg/s"}};
-    EXPECT_THAT(seen(simulated(1 / 9.80665, 180 / M_PI), declared).warnings(), IsEmpty());
-    EXPECT_THAT(seen(simulated(100, 1)).warnings(),
-                ElementsAre(HasSubstr("is the unit given for 3a right?")));
+    const Seen right = seen(simulated(1 / 9.80665, degrees), declared);
+    EXPECT_THAT(right.warnings(), IsEmpty());
+    EXPECT_THAT(right.errors(), IsEmpty());
+}
+
+TEST(RecordingStatistics, tellsTheUnitOfTimeFromTheUsualStep) {
+    const struct {
+        const char* header;
+        double step;
+        const char* unit;
+    } rows[] = {{"t", 10, "ms"},       {"t", 10000, "us"},    {"t", 1e7, "ns"}, {"t (ms)", 1e7, "ns"},
+                {"t (us)", 1e7, "ns"}, {"t (ns)", 0.01, "s"}, {"t", 0.01, ""},  {"t (ms)", 5, ""}};
+    for (const auto& row : rows) {
+        std::string text = std::string(row.header) + ",ax,ay,az,gx,gy,gz\n";
+        for (int i = 0; i < 20; ++i) text += std::to_string(i * row.step) + ",0,0,9.8,0,0,0.01\n";
+        const auto errors = seen(text).errors();
+        if (*row.unit)
+            EXPECT_THAT(errors, ElementsAre(testing::EndsWith("Then say so: t=" + std::string(row.unit))));
+        else
+            EXPECT_THAT(errors, IsEmpty()) << row.header << row.step;
+    }
+}
+
+TEST(ClipWatch, findsTheEndOfTheRange) {
+    const auto level = [](double range, int repeats) {
+        ClipWatch watch;
+        for (int i = 0; i < 1000; ++i) {
+            const double t = 0.02 * (i / repeats);
+            const Eigen::Vector3d rate(6 * std::sin(t), 3 * std::cos(3 * t), 0.1 * t);
+            watch.add(rate.cwiseMax(-range).cwiseMin(range));
+        }
+        return watch.level();
+    };
+    EXPECT_EQ(level(4.0, 1), 4.0);
+    EXPECT_EQ(level(100.0, 1), 0.0);
+    EXPECT_EQ(level(100.0, 5), 0.0);  // samples sent several times stand still too
 }
 
 TEST(RecordingStatistics, warnsOfChannelsWithoutValues) {
@@ -123,13 +175,11 @@ TEST(StepMonitor, findsGapsAmongJitteringSteps) {
     EXPECT_EQ(still.usualStep(), 0.0);
 }
 
-TEST(RecordingStatistics, warnsOfGapsEqualTimesAndUndeclaredMilliseconds) {
+TEST(RecordingStatistics, warnsOfGapsAndEqualTimes) {
     EXPECT_THAT(
         seen("t,ax,ay,az\n0,0,0,9.8\n0.1,0,0,9.8\n0.2,0,0,9.8\n5.3,0,0,9.8\n5.3,0,0,9.8\n").warnings(),
         ElementsAre(HasSubstr("1 gap in the time stamps; the longest lasts 5.1 s, after t = 0.2 s"),
                     HasSubstr("1 row with the time stamp of the row before")));
-    EXPECT_THAT(seen("t,ax,ay,az\n0,0,0,9.8\n10,0,0,9.8\n20,0,0,9.8\n").warnings(),
-                ElementsAre(HasSubstr("is the time in ms or us? Then say so: t=ms")));
 }
 
 }  // namespace
