@@ -28,8 +28,7 @@ RoundLink& Lane::link(Lane& from, Lane& to) {
 void Lane::run() {
     // Every lane begins with the round of what lies in its buffers already.
     std::optional<Round> next = Round{-std::numeric_limits<double>::infinity(), Round::kBeforeAll, 0};
-    while (next && awaitHeads() && awaitRoom()) {
-        perform(*next);
+    while (next && awaitHeads() && awaitRoom() && perform(*next)) {
         publish(*next);
         next = awaitNextRound();
     }
@@ -63,7 +62,8 @@ std::optional<Round> Lane::nextRound() {
     return next;
 }
 
-void Lane::perform(const Round& round) {
+/// @return false when a stop came before the sources were called: then there is no such round.
+bool Lane::perform(const Round& round) {
     LayoutManager* beginner = nullptr;
     for (std::size_t i = 0; i < layouts_.size(); ++i) {
         if (positions_[i] == round.source) {
@@ -79,8 +79,9 @@ void Lane::perform(const Round& round) {
         feeder.link->take();
         if (feeder.lane->wantsRoom_.load() && !feeder.link->isHalfFull()) feeder.lane->bell_->ring();
     }
-    if (beginner != nullptr) beginner->runRound();
+    const bool happened = beginner == nullptr || beginner->runRound() || !beginner->wasStopped();
     settle(layouts_);
+    return happened;
 }
 
 void Lane::publish(const Round& round) {

@@ -53,7 +53,7 @@ private:
     void sleep(std::uint32_t seen);
     std::optional<Round> awaitNextRound();
     std::optional<Round> nextRound();
-    void perform(const Round& round);
+    bool perform(const Round& round);
     void publish(const Round& round);
     void end();
 

@@ -258,15 +258,17 @@ bool LayoutManager::callSources() {
         roundHook_(*time);
         refreshPlan();
     }
+    bool called = false;
     for (SourceEntry& entry : sources_) {
         if (isInterrupted()) break;
         if (entry.failed || entry.source->atEnd() || entry.source->nextTimeStamp() > *time) continue;
         const Synchronizer::ProcessScope scope(*entry.filter->getSynchronizer());
+        called = true;
         const bool returned = callGuarded(*entry.filter);
         // A source that fails without getting on would be called for ever.
         entry.failed = !returned && !entry.source->atEnd() && entry.source->nextTimeStamp() <= *time;
     }
-    return true;
+    return called;
 }
 
 bool LayoutManager::callReady() {
