@@ -119,13 +119,9 @@ void LayoutBuilder::writeProperties(const FilterEntry& filterEntry) {
     Core::Filter* filter = find(filterEntry.name.text);
     if (filter == nullptr) return;
     useDefaultSettings(filterEntry, *filter);
-    Core::PropertyBag::SavedValues written;
-    for (const PropertyEntry& entry : filterEntry.properties) {
-        Core::AbstractProperty* property = findProperty(*filter, entry.name);
-        if (property != nullptr && write(*filter, *property, entry.value))
-            written.push_back({property->getName(), property->exactText()});
-    }
-    filter->getPropertyBag().settle(written);
+    for (const PropertyEntry& entry : filterEntry.properties)
+        if (Core::AbstractProperty* property = findProperty(*filter, entry.name))
+            write(*filter, *property, entry.value);
 }
 
 void LayoutBuilder::useDefaultSettings(const FilterEntry& entry, Core::Filter& filter) {
@@ -137,16 +133,14 @@ void LayoutBuilder::useDefaultSettings(const FilterEntry& entry, Core::Filter& f
     if (!isGiven && !value.text.empty()) write(filter, filter.getPropertyBag().get(kSettingsProperty), value);
 }
 
-bool LayoutBuilder::write(Core::Filter& filter, Core::AbstractProperty& property,
+void LayoutBuilder::write(Core::Filter& filter, Core::AbstractProperty& property,
                           const PropertyValue& value) {
     try {
         writeProperty(property, value, folderFor(value, file_));
         if (property.describe().kind == "file name") noteFile(filter, property, value.place);
-        return true;
     } catch (const std::exception& error) {
         say(value.place,
             named(filter) + ", " + inQuotes(property.getName()) + ": " + refusalText(property, value, error));
-        return false;
     }
 }
 

@@ -75,8 +75,7 @@ private:
     void writeProperties(const FilterEntry& entry);
     /// Where the file gives no settings file: the user's own, else that which comes with the program.
     void useDefaultSettings(const FilterEntry& entry, Core::Filter& filter);
-    /// @return whether the value was taken; what refuses it is a mistake.
-    bool write(Core::Filter& filter, Core::AbstractProperty& property, const PropertyValue& value);
+    void write(Core::Filter& filter, Core::AbstractProperty& property, const PropertyValue& value);
     void noteFile(const Core::Filter& filter, const Core::AbstractProperty& property, const Place& place);
     /// What they raise is a mistake. A filter that an action writes to is left out: it may come in time.
     void askParticipants(void (RecordingIO::RunParticipant::*question)());
