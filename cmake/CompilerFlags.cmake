@@ -2,6 +2,8 @@
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -ffp-contract=off -fno-omit-frame-pointer)
 # Mathematical functions need not set errno, which nothing here reads: square roots then are one instruction.
 add_compile_options(-fno-math-errno)
+# As the typed layer asks of everybody (core/CMakeLists.txt), for what is built without it too.
+add_compile_definitions(EIGEN_MAX_ALIGN_BYTES=16)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # Unique symbols would pin a plugin in memory after it was unloaded.
   add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)

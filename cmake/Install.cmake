@@ -28,6 +28,6 @@ install(FILES cli/completion/kavelin DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-c
 install(EXPORT KavelinTargets NAMESPACE Kavelin:: DESTINATION ${package_dir})
 configure_package_config_file(cmake/KavelinCoreConfig.cmake.in ${PROJECT_BINARY_DIR}/KavelinCoreConfig.cmake
   INSTALL_DESTINATION ${package_dir})
-write_basic_package_version_file(${PROJECT_BINARY_DIR}/KavelinCoreConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/KavelinCoreConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/KavelinCoreConfig.cmake ${PROJECT_BINARY_DIR}/KavelinCoreConfigVersion.cmake
   cmake/KavelinPlugin.cmake cmake/plugin_exports.map DESTINATION ${package_dir})

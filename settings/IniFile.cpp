@@ -89,7 +89,7 @@ void IniFile::parse(std::istream& input) {
 void IniFile::parseLine(const std::string& line, std::istream& input) {
     if (line.empty() || line.starts_with(kCommentMark)) return;
     if (line.front() == '[' && line.back() == ']') {
-        keys_.push_back({trimmed(std::string_view(line).substr(1, line.size() - 2)), {}, {}});
+        keys_.push_back({trimmed(std::string_view(line).substr(1, line.size() - 2)), {}, {}, {}});
         return;
     }
     const size_t equals = line.find('=');
@@ -97,16 +97,17 @@ void IniFile::parseLine(const std::string& line, std::istream& input) {
     const std::string name = trimmed(std::string_view(line).substr(0, equals));
     const std::string value = trimmed(std::string_view(line).substr(equals + 1));
     if (name.starts_with(kBlockMark)) {
-        add(trimmed(withoutBlockMark(name)), takeLines(input, leadingCount(value)));
+        add(trimmed(withoutBlockMark(name)), takeLines(input, leadingCount(value)), true);
     } else {
-        add(name, value);
+        add(name, value, false);
     }
 }
 
-void IniFile::add(const std::string& name, std::string value) {
+void IniFile::add(const std::string& name, std::string value, bool isBlock) {
     if (keys_.empty()) return;
     keys_.back().valueNames.push_back(name);
     keys_.back().values.push_back(std::move(value));
+    keys_.back().isBlock.push_back(isBlock);
 }
 
 int IniFile::findKey(const std::string& section) const {
@@ -117,9 +118,13 @@ int IniFile::findKey(const std::string& section) const {
 
 int IniFile::findValue(int section, const std::string& name) const {
     if (section < 0 || std::cmp_greater_equal(section, keys_.size())) return -1;
-    const auto& names = keys_[static_cast<size_t>(section)].valueNames;
-    const auto found = std::find(names.begin(), names.end(), withoutBlockMark(name));
-    return found == names.end() ? -1 : static_cast<int>(found - names.begin());
+    const Section& key = keys_[static_cast<size_t>(section)];
+    const std::string_view plain = withoutBlockMark(name);
+    const bool blocksOnly = plain.size() != name.size();
+    for (size_t i = 0; i < key.valueNames.size(); ++i) {
+        if (key.valueNames[i] == plain && (key.isBlock[i] || !blocksOnly)) return static_cast<int>(i);
+    }
+    return -1;
 }
 
 std::string IniFile::getValue(const std::string& section, const std::string& name) const {

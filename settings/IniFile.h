@@ -22,8 +22,8 @@ using Core::Matrix;
 ///  special;
 ///  - a line without "=": skipped. An entry or block before the first section belongs to none and is dropped.
 ///
-/// A block's name is stored without its "**", and found with or without it. Of equal names in a section the
-/// first counts. A UTF-8 byte order mark at the start is skipped.
+/// A block's name is stored without its "**", and found with or without it; a name with "**" finds blocks
+/// only. Of equal names in a section the first counts. A UTF-8 byte order mark at the start is skipped.
 class IniFile {
 public:
     /// Keeps the file's name; reads nothing yet.
@@ -66,10 +66,11 @@ private:
         std::string name;
         std::vector<std::string> valueNames;  // index for index with `values`, in file order
         std::vector<std::string> values;
+        std::vector<bool> isBlock;
     };
 
     void parseLine(const std::string& line, std::istream& input);
-    void add(const std::string& name, std::string value);
+    void add(const std::string& name, std::string value, bool isBlock);
 
     std::string path_;
     std::vector<Section> keys_;

@@ -4,6 +4,7 @@
 #include <Poco/Environment.h>
 #include <Poco/Exception.h>
 #include <dlfcn.h>
+#include <link.h>
 
 #include <algorithm>
 #include <map>
@@ -25,6 +26,7 @@ struct PluginManager::Module {
     std::vector<Plugin*> plugins;  // what it installed
 
     explicit Module(const fs::path& file);
+    bool isNamed(const std::string& nameOrPath) const;
     ~Module() {
         if (handle != nullptr) ::dlclose(handle);
     }
@@ -90,13 +92,58 @@ fs::path resolve(const std::string& nameOrPath) {
                                       listNames(tried) + " (KAVELIN_PLUGIN_PATH adds folders)");
 }
 
+constexpr std::string_view kHostLibrary = "libKavelinCore.so.";
+
+// The host library's name in a message of the loader, "libKavelinCore.so.1.2: cannot open"; empty without
+// one.
+std::string hostNamedIn(const std::string& message) {
+    const std::size_t at = message.find(kHostLibrary);
+    if (at == std::string::npos) return {};
+    return message.substr(at, message.find_first_not_of("0123456789.", at + kHostLibrary.size()) - at);
+}
+
+// The host library that a loaded module names among those it needs; empty when it names none.
+std::string hostNeededBy(void* handle) {
+    const link_map* map = nullptr;
+    if (::dlinfo(handle, RTLD_DI_LINKMAP, &map) != 0) return {};
+    const char* strings = nullptr;
+    for (const ElfW(Dyn)* entry = map->l_ld; entry->d_tag != DT_NULL; ++entry) {
+        if (entry->d_tag == DT_STRTAB) strings = reinterpret_cast<const char*>(entry->d_un.d_ptr);
+    }
+    for (const ElfW(Dyn)* entry = map->l_ld; strings != nullptr && entry->d_tag != DT_NULL; ++entry) {
+        if (entry->d_tag != DT_NEEDED) continue;
+        const std::string_view needed = strings + entry->d_un.d_val;
+        if (needed.starts_with(kHostLibrary)) return std::string(needed);
+    }
+    return {};
+}
+
+// Another version of the host library has other classes, and would be a second host.
+void requireOwnHost(const fs::path& module, const std::string& library) {
+    if (library.empty() || library == KAVELIN_CORE_SONAME) return;
+    const auto version = [](std::string_view name) { return std::string(name.substr(kHostLibrary.size())); };
+    throw Poco::LibraryLoadException("'" + module.string() + "' was built for KavelinCore " +
+                                     version(library) + "; this is KavelinCore " +
+                                     version(KAVELIN_CORE_SONAME) + ". Build it again for this one");
+}
+
 }  // namespace
+
+// Whether the module is meant by a name or a path; its file may be gone.
+bool PluginManager::Module::isNamed(const std::string& nameOrPath) const {
+    if (nameOrPath.find('/') != std::string::npos) return fs::weakly_canonical(nameOrPath) == path;
+    return path.filename() == (nameOrPath.ends_with(".so") ? nameOrPath : nameOrPath + ".so");
+}
 
 PluginManager::Module::Module(const fs::path& file) : path(file) {
     handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr)
-        throw Poco::LibraryLoadException("Cannot load '" + path.string() + "': " + ::dlerror());
+    if (handle == nullptr) {
+        const std::string error = ::dlerror();
+        requireOwnHost(path, hostNamedIn(error));
+        throw Poco::LibraryLoadException("Cannot load '" + path.string() + "': " + error);
+    }
     try {
+        requireOwnHost(path, hostNeededBy(handle));
         find(start, "dllStartPlugin");
         find(stop, "dllStopPlugin");
         find(version, "dllGetKavelinVersion");
@@ -165,22 +212,25 @@ void PluginManager::load(const std::string& nameOrPath) {
 
 void PluginManager::unload(const std::string& nameOrPath) {
     std::lock_guard loading(state_->loading);
-    const fs::path path = resolve(nameOrPath);
     const auto found = std::find_if(state_->modules.begin(), state_->modules.end(),
-                                    [&](const auto& module) { return module->path == path; });
-    if (found == state_->modules.end())
-        throw Poco::NotFoundException("'" + path.string() + "' is not loaded");
+                                    [&](const auto& module) { return module->isNamed(nameOrPath); });
+    if (found == state_->modules.end()) throw Poco::NotFoundException("'" + nameOrPath + "' is not loaded");
+    unload(static_cast<std::size_t>(found - state_->modules.begin()));
+}
+
+void PluginManager::unload(std::size_t position) {
+    const Module& module = *state_->modules[position];
     {
         std::lock_guard lock(state_->mutex);
-        for (const Plugin* plugin : (*found)->plugins) state_->requireUnused(*plugin);
+        for (const Plugin* plugin : module.plugins) state_->requireUnused(*plugin);
     }
-    (*found)->stop();
-    state_->modules.erase(found);
+    module.stop();
+    state_->modules.erase(state_->modules.begin() + static_cast<std::ptrdiff_t>(position));
 }
 
 void PluginManager::unloadAll() {
     std::lock_guard loading(state_->loading);
-    while (!state_->modules.empty()) unload(state_->modules.back()->path.string());
+    while (!state_->modules.empty()) unload(state_->modules.size() - 1);
 }
 
 void PluginManager::installPlugin(Plugin& plugin) {

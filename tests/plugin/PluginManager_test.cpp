@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "support/FilterTest.h"
+#include "support/TemporaryFolder.h"
 
 namespace Kavelin::Core {
 namespace {
@@ -140,6 +141,10 @@ TEST_F(PluginModule, WhatCannotBeLoadedLeavesNothingBehind) {
     EXPECT_THAT(load("./no/such.so"), HasSubstr("no plugin file './no/such.so'"));
     EXPECT_THAT(load(kModules + "WrongVersion.so"),
                 AllOf(HasSubstr("0.9.7"), HasSubstr("this host is 0.10.0")));
+    for (const char* module : {"ForOldHost.so", "ForAbsentHost.so"}) {
+        EXPECT_THAT(load(kModules + module),
+                    HasSubstr("was built for KavelinCore 1.2; this is KavelinCore 1.3"));
+    }
     EXPECT_THAT(load(kModules + "Incomplete.so"), HasSubstr("has no function dllStopPlugin"));
     EXPECT_THAT(load(KAVELIN_TEST_MODULES "/NotAModule.so"), HasSubstr("Poco::LibraryLoadException"));
     EXPECT_THAT(load(kModules + "EchoAgain.so"),
@@ -150,6 +155,53 @@ TEST_F(PluginModule, WhatCannotBeLoadedLeavesNothingBehind) {
     EXPECT_NE(plugins().createFilter("FilterEchoA", "still there"), nullptr);
     EXPECT_THAT(outcome([] { plugins().createFilter("FilterEkoA", "x"); }),
                 HasSubstr("the nearest are 'FilterEchoA'"));
+}
+
+TEST_F(PluginModule, IsUnloadedAlsoWhereItsFileIsGone) {
+    const TemporaryFolder folder;
+    for (const char* copy : {"One.so", "Another.so"}) {
+        const std::filesystem::path file = folder.path(copy);
+        std::filesystem::copy_file(kModules + "EchoA.so", file);
+        plugins().load(file.string());
+        std::filesystem::remove(file);
+        if (copy[0] == 'O') plugins().unload(file.string());
+        if (copy[0] == 'A') plugins().unloadAll();
+        EXPECT_THAT(plugins().getTypeNames(), IsEmpty());
+    }
+}
+
+TEST_F(PluginModule, BuiltForWiderVectorsReadsMatricesOfOthers) {
+#ifndef KAVELIN_HAS_WIDE_MODULE
+    GTEST_SKIP() << "skipped: not built, the compiler has no -march=x86-64-v3";
+#elif defined(__x86_64__)
+    if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("fma") || !__builtin_cpu_supports("bmi2"))
+        GTEST_SKIP() << "skipped: the processor lacks what -march=x86-64-v3 asks for";
+    plugins().load(kPlugin);
+    plugins().load(kModules + "EchoWide.so");
+    // Several of each, for matrices at addresses of any alignment.
+    LayoutManager layout("layout");
+    std::vector<Sent> log;
+    ListeningPin direct("direct", log), end("end", log);
+    OutputPin<Matrix> feeder("feeder", nullptr, row({0.5, 1, 0.25}));
+    for (int i = 0; i < 16; ++i) {
+        const std::string number = std::to_string(i);
+        Filter& plane = layout.add(plugins().createFilter("FilterConstantPlane", "plane" + number));
+        Filter& echo = layout.add(plugins().createFilter("FilterEchoWide", "echo" + number));
+        connect(feeder, plane.getInputPin("3m"));
+        ConnectionOptions options;
+        if (i % 2 == 0) options.bufferSize = 1;
+        connect(plane.getOutputPin("attitude"), echo.getInputPin("in"), options);
+        if (i < 15) continue;
+        connect(plane.getOutputPin("attitude"), direct);
+        connect(echo.getOutputPin("out"), end);
+    }
+    for (int t = 0; t < 3; ++t) feeder.send(t);
+    layout.runToEnd();
+    ASSERT_EQ(log.size(), 6u);
+    for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(log[3 + i].value, log[i].value);
+    disconnect(direct);
+    disconnect(end);
+#endif
 }
 
 TEST_F(PluginModule, IsNotUnloadedUnderItsFilters) {

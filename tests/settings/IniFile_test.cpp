@@ -50,7 +50,7 @@ TEST(IniFile, valuesByRows) {
         {"byte order mark", "\xEF\xBB\xBF[A]\nx=1\n", "A", "x", "1"},
         {"block found without its mark", "[A]\n**M = 2\na\n b \n", "A", "M", "a\n b \n"},
         {"block found with its mark", "[A]\n ** M=1\na\n", "A", "**M", "a\n"},
-        {"entry found with a mark", "[A]\nM=1\n", "A", "**M", "1"},
+        {"a mark finds blocks only", "[A]\nM=1\n**M=1\nb\n", "A", "**M", "b\n"},
         {"block lines are not parsed", "[A]\n**M=3\n[B]\n//c\nx=1\nx=2\n", "A", "x", "2"},
         {"block lines are kept whole, empty ones too", "[A]\n**M=3\n[B]\n\n//c\nx=2\n", "A", "M",
          "[B]\n\n//c\n"},
@@ -144,7 +144,7 @@ TEST(IniFile, matricesByRows) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.rule);
-        const Matrix read = parsed(std::string("[A]\n") + row.text).getMatrix("A", "**M");
+        const Matrix read = parsed(std::string("[A]\n") + row.text).getMatrix("A", "M");
         ASSERT_EQ(read.rows(), row.matrix.rows());
         ASSERT_EQ(read.cols(), row.matrix.cols());
         EXPECT_EQ(read, row.matrix);

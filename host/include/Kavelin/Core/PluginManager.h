@@ -35,12 +35,12 @@ public:
 
     /// Loads a module by path, or by name ("KavelinPluginOrientationInternal") along the search path, and
     /// starts it. A module that is loaded already is left as it is.
-    /// @throws Poco::FileNotFoundException, Poco::LibraryLoadException (no module, or one of its three
-    /// functions is missing), Poco::InvalidAccessException (another host version), Poco::ExistsException (a
-    /// type name that exists); nothing stays half installed.
+    /// @throws Poco::FileNotFoundException, Poco::LibraryLoadException (no module, built for another
+    /// KavelinCore, or one of its three functions is missing), Poco::InvalidAccessException (another host
+    /// version), Poco::ExistsException (a type name that exists); nothing stays half installed.
     void load(const std::string& nameOrPath);
-    /// Stops and unloads.  @throws Poco::NotFoundException when it is not loaded,
-    /// Poco::IllegalStateException, naming them, while filters of it are alive.
+    /// Stops and unloads, also a module whose file is gone.  @throws Poco::NotFoundException when it is not
+    /// loaded, Poco::IllegalStateException, naming them, while filters of it are alive.
     void unload(const std::string& nameOrPath);
     /// Unloads every module, last loaded first.  @throws Poco::IllegalStateException as `unload`.
     void unloadAll();
@@ -72,6 +72,7 @@ private:
     PluginManager();
     void publish(Plugin& plugin, const std::vector<std::unique_ptr<AbstractFilterFactory>>& factories);
     void withdraw(Plugin& plugin);
+    void unload(std::size_t position);
     void noteDestroyed(AbstractFilterFactory* factory, const std::string& name);
 
     std::unique_ptr<State> state_;
