@@ -7,11 +7,17 @@
 
 namespace Kavelin::Core {
 
+// Named, since g++ 12 fails on a call in the default of a member that a designated initialiser leaves out.
+template <class T>
+inline constexpr T kLowest = std::numeric_limits<T>::lowest();
+template <class T>
+inline constexpr T kHighest = std::numeric_limits<T>::max();
+
 /// Range, step, default and unit of a property, to be read at a glance where it is declared.
 template <class T>
 struct Range {
-    T minimum = std::numeric_limits<T>::lowest();
-    T maximum = std::numeric_limits<T>::max();
+    T minimum = kLowest<T>;
+    T maximum = kHighest<T>;
     T step = T{};  ///< a hint for who edits the value; not enforced
     T value = T{};
     const char* unit = "";
