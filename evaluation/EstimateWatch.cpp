@@ -27,32 +27,24 @@ Vector3 rotationVector(Quaternion q) {
 }  // namespace
 
 void EstimateWatch::add(double t, const Quaternion& q, const std::optional<Vector3>& acceleration,
-                        const std::optional<Vector3>& rate) {
+                        const Vector3& angle, const Vector3& bias) {
     if (!q.allFinite()) {
         isFinite_ = false;
         return;
     }
-    const double step = t - lastTime_;
     if (!hasLast_) firstTime_ = windowStart_ = t;
+    const double step = hasLast_ ? t - lastTime_ : 0.0;
+    const bool counts = t - firstTime_ > kStart;
+    const bool isContinuous = step > 0.0 && step < kLongestStep;
     const Matrix3 rotation = OrientationInternal::quaternionToRotation(q);
-    if (hasLast_ && step > 0.0 && step < kLongestStep) {
+    if (isContinuous) {
         const Quaternion before(last_[0], -last_[1], -last_[2], -last_[3]);
         const Vector3 turn = rotationVector(quaternionProduct(before, q));
         turned_ += turn.norm();
-        if (rate && rate->allFinite() && t - firstTime_ > kStart) {
-            correction_ += rotation * (turn - 0.5 * step * (lastRate_ + *rate));
-        }
-        if (acceleration && acceleration->allFinite()) {
-            const double gain = step / (kForceTime + step);
-            force_ += gain * (rotation * *acceleration - force_);
-            if (t - firstTime_ > kStart) {
-                const double tilt = std::atan2(std::hypot(force_.x(), force_.y()), force_.z());
-                tiltSquares_ += step * tilt * tilt;
-                tiltTime_ += step;
-            }
-        }
-    } else if (acceleration && acceleration->allFinite()) {
-        force_ = rotation * *acceleration;
+        if (counts) correction_ += rotation * (turn - (angle - lastAngle_ - step * bias));
+    }
+    if (acceleration && acceleration->allFinite()) {
+        addForce(isContinuous ? step : 0.0, rotation * *acceleration, counts);
     }
     if (t - windowStart_ >= kWindow) {
         if (t - firstTime_ >= kStart + kWindow) closeWindow();
@@ -62,13 +54,25 @@ void EstimateWatch::add(double t, const Quaternion& q, const std::optional<Vecto
     hasLast_ = true;
     lastTime_ = t;
     last_ = q;
-    if (rate && rate->allFinite()) lastRate_ = *rate;
+    lastAngle_ = angle;
+}
+
+/// @param step s; 0: the mean begins with this one
+void EstimateWatch::addForce(double step, const Vector3& force, bool counts) {
+    force_ += (step > 0.0 ? step / (kForceTime + step) : 1.0) * (force - force_);
+    if (!counts || step <= 0.0) return;
+    const double tilt = std::atan2(std::hypot(force_.x(), force_.y()), force_.z());
+    tiltSquares_ += step * tilt * tilt;
+    tiltTime_ += step;
 }
 
 void EstimateWatch::closeWindow() {
     headingSquares_ += correction_.z() * correction_.z();
     levelSquares_ += 0.5 * (correction_.x() * correction_.x() + correction_.y() * correction_.y());
     ++windows_;
+    if (std::abs(correction_.z()) <= largest_) return;
+    largest_ = std::abs(correction_.z());
+    largestTime_ = windowStart_ + kWindow;
 }
 
 EstimateEvidence EstimateWatch::evidence() const {
@@ -76,6 +80,8 @@ EstimateEvidence EstimateWatch::evidence() const {
     found.seconds = lastTime_ - firstTime_;
     found.isFinite = isFinite_;
     found.turned = turned_;
+    found.largestCorrection = largest_;
+    found.largestCorrectionTime = largestTime_;
     if (tiltTime_ > 0.0) found.tiltResidual = std::sqrt(tiltSquares_ / tiltTime_);
     if (windows_ > 0) {
         found.headingCorrection = std::sqrt(headingSquares_ / windows_);

@@ -18,6 +18,7 @@ struct Evidence {
         std::uint64_t samples = 0;
         std::uint64_t unusable = 0;  ///< not finite
         double norm = 0.0;           ///< mean, m/s^2, rad/s or the field's unit
+        double normDeviation = 0.0;  ///< standard deviation of that
         std::array<SensorWatch::Axis, 3> axes{};
 
         bool isThere() const { return samples > 0; }

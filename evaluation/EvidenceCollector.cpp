@@ -1,7 +1,10 @@
 #include "evaluation/EvidenceCollector.h"
 
+#include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
+
+#include "attitude/QuaternionAlgebra.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -12,7 +15,11 @@ const double kStart = 5.0;      // s, in which an estimator may still be unsure
 const double kStepGain = 0.02;
 
 Evidence::Sensor of(const SensorWatch& watch) {
-    Evidence::Sensor sensor{.samples = watch.samples(), .unusable = watch.unusable(), .norm = watch.norm()};
+    Evidence::Sensor sensor{.samples = watch.samples(),
+                            .unusable = watch.unusable(),
+                            .norm = watch.norm(),
+                            .normDeviation = watch.normDeviation(),
+                            .axes = {}};
     for (int axis = 0; axis < 3; ++axis) sensor.axes[static_cast<std::size_t>(axis)] = watch.axis(axis);
     return sensor;
 }
@@ -35,11 +42,12 @@ double Evidence::Sensor::stuckShare() const {
 void EvidenceCollector::add(const ResultSample& sample) {
     addTime(sample.t);
     addSensors(sample);
+    addClaims(sample);
     addEstimate(sample);
 }
 
 void EvidenceCollector::addTime(double t) {
-    if (rows_++ == 0) firstTime_ = lastTime_ = t;
+    if (rows_++ == 0) firstTime_ = lastTime_ = rateTime_ = t;
     const double step = t - lastTime_;
     lastTime_ = t;
     if (step <= 0.0) return;
@@ -52,42 +60,55 @@ void EvidenceCollector::addTime(double t) {
 }
 
 void EvidenceCollector::addSensors(const ResultSample& sample) {
-    if (sample.rate) {
-        rateTurn_.addRate(sample.t, *sample.rate);
+    if (sample.rate && sample.rate->allFinite()) {
+        angle_ += (sample.t - rateTime_) * 0.5 * (lastRate_ + *sample.rate);
+        rateTime_ = sample.t;
+        lastRate_ = *sample.rate;
         gravityFit_.addRate(sample.t, *sample.rate);
         fieldFit_.addRate(sample.t, *sample.rate);
     }
-    if (sample.acceleration) {
-        accelerationTurn_.addDirection(sample.t, *sample.acceleration);
-        gravityFit_.addVector(sample.t, *sample.acceleration);
+    if (sample.acceleration) gravityFit_.addVector(sample.t, *sample.acceleration);
+    if (sample.field) fieldFit_.addVector(sample.t, *sample.field);
+    if (turnTick_.isDue(sample.t)) {
+        rateTurn_.addAngle(sample.t, angle_);
+        if (sample.acceleration) accelerationTurn_.addDirection(sample.t, *sample.acceleration);
     }
-    if (sample.field) {
-        fieldTurn_.addDirection(sample.t, *sample.field);
-        fieldFit_.addVector(sample.t, *sample.field);
-    }
+    if (sample.field && fieldTick_.isDue(sample.t)) fieldTurn_.addDirection(sample.t, *sample.field);
     const double a = accelerationTurn_.turned(), g = rateTurn_.turned(), m = fieldTurn_.turned();
     if (sample.acceleration) acceleration_.add(sample.t, *sample.acceleration, std::max(g, m));
     if (sample.rate) rate_.add(sample.t, *sample.rate, std::max(a, m));
     if (sample.field) field_.add(sample.t, *sample.field, std::max(a, g));
 }
 
-void EvidenceCollector::addEstimate(const ResultSample& sample) {
+void EvidenceCollector::addClaims(const ResultSample& sample) {
     if (sample.bias && sample.bias->allFinite()) bias_ = sample.bias;
     if (sample.hardIron && sample.hardIron->allFinite()) hardIron_ = sample.hardIron;
     if (sample.hasBodyMagnet) hasBodyMagnet_ = hasBodyMagnet_ || *sample.hasBodyMagnet;
     if (sample.isAtRest) rest_.add(*sample.isAtRest ? 1.0 : 0.0);
     if (sample.isDisturbed) disturbed_.add(*sample.isDisturbed ? 1.0 : 0.0);
-    if (sample.t - firstTime_ > kStart) {
-        if (sample.tiltSigma) tiltSigma_.add(*sample.tiltSigma * *sample.tiltSigma);
-        if (sample.headingSigma) headingSigma_.add(*sample.headingSigma * *sample.headingSigma);
-    }
+    if (sample.t - firstTime_ <= kStart) return;
+    if (sample.tiltSigma) tiltSigma_.add(*sample.tiltSigma * *sample.tiltSigma);
+    if (sample.headingSigma) headingSigma_.add(*sample.headingSigma * *sample.headingSigma);
+}
+
+void EvidenceCollector::addEstimate(const ResultSample& sample) {
     if (!sample.attitude) return;
-    std::optional<Vector3> rate = sample.rate;
-    if (rate && bias_) *rate -= *bias_;
-    estimate_.add(sample.t, *sample.attitude, sample.acceleration, rate);
-    if (!sample.field) return;
-    fieldInEarth_.add(sample.t, *sample.attitude,
-                      hardIron_ ? Vector3(*sample.field - *hardIron_) : *sample.field);
+    if (isRelativeToStart_ && !hasStart_ && sample.acceleration) findStart(sample);
+    const Quaternion q = isRelativeToStart_ ? OrientationInternal::quaternionProduct(start_, *sample.attitude)
+                                            : *sample.attitude;
+    if (!q.allFinite() || estimateTick_.isDue(sample.t)) {
+        estimate_.add(sample.t, q, sample.acceleration, angle_, bias_.value_or(Vector3::Zero()));
+    }
+    if (!sample.field || !northTick_.isDue(sample.t)) return;
+    fieldInEarth_.add(sample.t, q, hardIron_ ? Vector3(*sample.field - *hardIron_) : *sample.field);
+}
+
+/// Turns the pose at the start upright by the shortest turn.
+void EvidenceCollector::findStart(const ResultSample& sample) {
+    const Vector3 up = OrientationInternal::quaternionToRotation(*sample.attitude) * *sample.acceleration;
+    if (!up.allFinite() || up.norm() <= 0.0) return;
+    hasStart_ = true;
+    start_ = OrientationInternal::fromEigen(Eigen::Quaterniond::FromTwoVectors(up, Vector3::UnitZ()));
 }
 
 Evidence EvidenceCollector::evidence() const {

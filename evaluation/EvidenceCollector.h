@@ -23,6 +23,9 @@ struct ResultSample {
 /// Turns a recording and its result, row by row, into evidence. Constant memory.  Never throws.
 class EvidenceCollector {
 public:
+    /// @param isRelativeToStart the attitude is relative to the pose at the start, not to the vertical
+    explicit EvidenceCollector(bool isRelativeToStart = false) : isRelativeToStart_(isRelativeToStart) {}
+
     /// @param sample its time not before that of the last one
     void add(const ResultSample& sample);
     Evidence evidence() const;
@@ -38,8 +41,26 @@ private:
         }
     };
 
+    /// Some watches need not see every sample.
+    class Tick {
+    public:
+        bool isDue(double t) {
+            if (hasLast_ && t - last_ < kStep) return false;
+            hasLast_ = true;
+            last_ = t;
+            return true;
+        }
+
+    private:
+        static constexpr double kStep = 0.04;  // s
+        bool hasLast_ = false;
+        double last_ = 0.0;
+    };
+
     void addTime(double t);
     void addSensors(const ResultSample& sample);
+    void addClaims(const ResultSample& sample);
+    void findStart(const ResultSample& sample);
     void addEstimate(const ResultSample& sample);
 
     std::uint64_t rows_ = 0;
@@ -49,6 +70,15 @@ private:
     double gapSeconds_ = 0.0;
     double longestGap_ = 0.0;
 
+    double rateTime_ = 0.0;
+    Vector3 lastRate_ = Vector3::Zero();
+    Vector3 angle_ = Vector3::Zero();  // integral of the rates, axis by axis
+
+    bool isRelativeToStart_;
+    bool hasStart_ = false;
+    Quaternion start_{1.0, 0.0, 0.0, 0.0};
+
+    Tick turnTick_, fieldTick_, estimateTick_, northTick_;
     SensorWatch acceleration_, rate_, field_;
     TurnMeter accelerationTurn_, rateTurn_, fieldTurn_;
     MotionFit gravityFit_, fieldFit_;

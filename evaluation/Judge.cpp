@@ -17,6 +17,8 @@ using Sensor = Evidence::Sensor;
 
 // What an estimate and its sensors disagree on, in degrees.
 const double kGoodTilt = 5.0, kBadTilt = 10.0;
+const double kBadTiltCorrection = 15.0;               // in 10 s
+const double kLargeCorrection = 12.0;                 // of the heading, in 10 s
 const double kGoodAzimuth = 6.5, kBadAzimuth = 15.0;  // in half of the motion
 const double kGoodAzimuthMostly = 20.0;               // in three quarters of it
 const double kLeastMotion = 3.0;                      // s, to say anything of the field
@@ -43,6 +45,9 @@ const double kGreatestRate = 10.0;                      // rad/s, mean
 const double kFieldChange = 0.06;
 const double kHardIron = 0.08, kHardIronBad = 0.65;  // the latter of the horizontal field
 const double kDisturbedShare = 0.35;                 // of the time
+
+// The acceleration's norm; shares of gravity.
+const double kShaking = 0.03, kShakingBad = 0.15;
 
 const double kShortGap = 0.15;  // s
 const double kGapShare = 0.002;
@@ -99,9 +104,12 @@ public:
         findScale();
         findUnits();
         findBias();
+        findShaking();
         findGaps();
         findFieldFaults();
+        findCorrections();
         findSigmas();
+        if (!tiltIsSeen_) tilt.reset();
         for (auto [finding, effect, verdict] : {std::tuple(&tilt, tiltEffect_, &verdicts_.tilt),
                                                 std::tuple(&heading, headingEffect_, &verdicts_.heading)}) {
             if (!*finding) continue;
@@ -128,6 +136,7 @@ private:
     bool isRateAlive() const { return seen_.rate.stuckShare() < kStuckShare; }
 
     std::optional<Finding> judgeTilt();
+    void judgeTiltOtherwise();
     std::optional<Finding> judgeHeading();
     Finding drift() const;
     void findAxes();
@@ -138,7 +147,9 @@ private:
     void findBroken(const Sensor& sensor, const std::string& name, bool isVital);
     void findFieldFaults();
     void findUnits();
+    void findShaking();
     void findGaps();
+    void findCorrections();
     void findSigmas();
 
     const Evidence& seen_;
@@ -146,6 +157,7 @@ private:
     Verdicts verdicts_;
     Grade tiltEffect_ = Grade::kGood;
     Grade headingEffect_ = Grade::kGood;
+    bool tiltIsSeen_ = true;
     bool isHeadingOff_ = false;
     bool axesAreWrong_ = false;
 };
@@ -155,6 +167,13 @@ std::optional<Finding> Judgement::judgeTilt() {
     tiltEffect_ = off <= kGoodTilt ? Grade::kGood : off <= kBadTilt ? Grade::kDoubtful : Grade::kBad;
     if (tiltEffect_ == Grade::kGood) return std::nullopt;
     return Finding{tiltEffect_, "the mean acceleration is " + whole(off) + " degrees off the vertical", ""};
+}
+
+/// Without a sensor to compare with, what the others pull at the estimate tells.
+void Judgement::judgeTiltOtherwise() {
+    const bool isPulled = seen_.estimate.tiltCorrection * kRadiansToDegrees > kBadTiltCorrection;
+    tiltEffect_ = isPulled ? Grade::kBad : Grade::kDoubtful;
+    tiltIsSeen_ = false;
 }
 
 std::optional<Finding> Judgement::judgeHeading() {
@@ -200,6 +219,7 @@ void Judgement::findAxes() {
     if (axesAreWrong_ && isHeadingOff_) headingEffect_ = Grade::kBad;
     const std::string advice = "bring all sensors into one right-handed frame";
     if (gravitySays && confirmsAxes(field)) {
+        if (tiltEffect_ == Grade::kBad) headingEffect_ = Grade::kBad;  // about which vertical?
         addCause(true, true,
                  "the accelerometer's axes or signs contradict the gyroscope's and the magnetometer's",
                  advice);
@@ -277,7 +297,7 @@ void Judgement::findBroken(const Sensor& sensor, const std::string& name, bool i
     if (!stuck.empty()) {
         const std::string reason = "the " + name + "'s " + stuck + " does not change in " +
                                    percent(sensor.stuckShare()) + " of the time, though the unit turns";
-        if (isVital && sensor.stuckShare() > kStuckBad) tiltEffect_ = Grade::kBad;
+        if (isVital && sensor.stuckShare() > kStuckBad) judgeTiltOtherwise();
         addCause(isVital, true, reason, "check the sensor");
     }
     if (clipped.empty()) return;
@@ -293,12 +313,14 @@ void Judgement::findFieldFaults() {
     const MotionFitResult& fit = seen_.fieldFit;
     const Vector3 known = seen_.hardIron.value_or(Vector3::Zero());
     const Vector3 left = fit.norm > 0.0 ? Vector3(fit.offset - known / fit.norm) : Vector3(Vector3::Zero());
-    const bool isSeen =
-        fit.explained > kOffsetExplained && left.norm() > kOffsetSigmas * fit.offsetDeviation.maxCoeff();
+    // Both the field's motion and the estimate's view of it must show the iron.
+    const bool isSeen = field.hardIron.norm() > 0.5 * left.norm() * fit.norm &&
+                        fit.explained > kOffsetExplained &&
+                        left.norm() > kOffsetSigmas * fit.offsetDeviation.maxCoeff();
     const bool hasOtherCause = !verdicts_.heading.findings.empty();
     if (isSeen && left.norm() > kHardIron) {
         const double share = left.norm() / std::max(0.1, std::cos(field.dip));
-        if (share > kHardIronBad && headingEffect_ != Grade::kGood) headingEffect_ = Grade::kBad;
+        if (share > kHardIronBad && isHeadingOff_) headingEffect_ = Grade::kBad;
         addCause(false, true,
                  "the field changes with the direction by " + percent(left.norm()) + ", hard iron " +
                      number(left.norm() * fit.norm) + " uT",
@@ -329,12 +351,34 @@ void Judgement::findUnits() {
     }
 }
 
+/// What takes every acceleration for gravity is wrong while the unit accelerates, by as much again as the
+/// norm shows.
+void Judgement::findShaking() {
+    if (kind_.usesGyroscope || seen_.acceleration.norm <= 0.0) return;
+    const double share = seen_.acceleration.normDeviation / seen_.acceleration.norm;
+    if (share < kShaking) return;
+    const Finding finding{share > kShakingBad ? Grade::kBad : Grade::kDoubtful,
+                          "the unit accelerates by " + percent(share) +
+                              " of gravity, which an estimator without a gyroscope takes for tilt",
+                          "take one that uses the gyroscope"};
+    addBoth(finding);
+}
+
 void Judgement::findGaps() {
     if (seen_.longestGap < kShortGap || seen_.gapSeconds < kGapShare * seen_.seconds) return;
     addCause(true, true,
              "gaps take " + percent(seen_.gapSeconds / seen_.seconds) + " of the time, up to " +
                  number(seen_.longestGap) + " s",
              "record without gaps");
+}
+
+void Judgement::findCorrections() {
+    const double degrees = seen_.estimate.largestCorrection * kRadiansToDegrees;
+    if (!kind_.usesGyroscope || !usesField() || degrees < kLargeCorrection) return;
+    addCause(false, true,
+             "the heading was corrected by " + whole(degrees) +
+                 " degrees until t = " + number(seen_.estimate.largestCorrectionTime, 6) + " s",
+             "do not use the time before, or start away from iron and magnets");
 }
 
 void Judgement::findSigmas() {

@@ -15,16 +15,16 @@ namespace {
 
 using OrientationInternal::kDegreesToRadians;
 
-const double kBlock = 0.02;       // s
+const double kBlock = 0.04;       // s
 const double kLongestStep = 0.2;  // s; beyond it nothing is known of the motion in between
 const double kBand = 0.5;         // s; motion slower than this counts less
 const double kTurn = 1.0;         // rad; over longer turns small errors of v and w pile up
 const double kSmooth = 0.1;       // s; motion faster than this counts less
-const double kBetween = 0.1;      // s from one equation to the next
+const double kBetween = 0.2;      // s from one equation to the next
 const double kNormTime = 20.0;    // s, averaging time of the usual norm
 const double kNormLimit = 0.05;   // relative deviation of the norm at which an equation counts half
 // Equations of neighbouring times share their noise: so many say as much as one.
-const double kShared = 8.0;
+const double kShared = 4.0;
 const double kBiasPrior = 0.2;    // rad/s
 const double kOffsetPrior = 0.5;  // of the vector's norm
 
@@ -120,8 +120,9 @@ void MotionFit::advance(const Block& from, const Block& to) {
 
 void MotionFit::accumulate() {
     const double weight = sinceLast_ / (1.0 + deviation_ / (kNormLimit * kNormLimit));
-    normal_ += weight * smoothDesign_.transpose() * smoothDesign_;
-    right_ += weight * smoothDesign_.transpose() * smoothChange_;
+    // Lazy: the general product of large matrices costs more than these small ones.
+    normal_ += weight * smoothDesign_.transpose().lazyProduct(smoothDesign_);
+    right_ += weight * smoothDesign_.transpose().lazyProduct(smoothChange_);
     squares_ += weight * smoothChange_.squaredNorm();
     weight_ += weight;
     seconds_ += sinceLast_;

@@ -49,7 +49,7 @@ private:
     using Normal = Eigen::Matrix<double, kUnknowns, kUnknowns>;
     using Unknowns = Eigen::Matrix<double, kUnknowns, 1>;
 
-    /// Means over some 20 ms.
+    /// Means over some 40 ms.
     struct Block {
         double t = 0.0;
         Vector3 angle = Vector3::Zero();  // integral of the rates, axis by axis

@@ -37,7 +37,9 @@ void SensorWatch::add(double t, const Vector3& value, double turned) {
         }
     }
     ++samples_;
-    norm_ += (value.norm() - norm_) / static_cast<double>(samples_);
+    const double square = value.squaredNorm();
+    normSum_ += std::sqrt(square);
+    squares_ += square;
     lastTime_ = t;
     lastTurned_ = turned;
     for (int axis = 0; axis < 3; ++axis)
@@ -57,6 +59,11 @@ void SensorWatch::addTo(Lane& lane, double t, double value, double turned) {
     ++lane.run;
     lane.greatest.take(value, 1.0, lane.run);
     lane.least.take(value, -1.0, lane.run);
+}
+
+double SensorWatch::normDeviation() const {
+    if (samples_ == 0) return 0.0;
+    return std::sqrt(std::max(0.0, squares_ / static_cast<double>(samples_) - norm() * norm()));
 }
 
 SensorWatch::Axis SensorWatch::axis(int index) const {

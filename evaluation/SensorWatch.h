@@ -28,7 +28,8 @@ public:
     std::uint64_t samples() const { return samples_; }
     std::uint64_t unusable() const { return unusable_; }
     Axis axis(int index) const;
-    double norm() const { return norm_; }  ///< mean
+    double norm() const { return samples_ > 0 ? normSum_ / static_cast<double>(samples_) : 0.0; }  ///< mean
+    double normDeviation() const;  ///< standard deviation
 
 private:
     /// Samples at an extreme value, in runs of three or more.
@@ -55,7 +56,8 @@ private:
     double firstTime_ = 0.0;
     double lastTime_ = 0.0;
     double lastTurned_ = 0.0;
-    double norm_ = 0.0;
+    double normSum_ = 0.0;
+    double squares_ = 0.0;
 };
 
 }  // namespace Kavelin::RecordingIO

@@ -27,23 +27,24 @@ public:
         turned_ += kStep;
         anchor_ = now;
     }
-    /// @param rate rad/s; slower than 0.3 may be a bias
-    void addRate(double t, const Vector3& rate) {
-        const double size = rate.norm();
-        if (!std::isfinite(size)) return;
-        if (time_ && size > kLeastRate) turned_ += size * std::clamp(t - *time_, 0.0, 0.2);
+    /// @param angle rad, integral of the rates, axis by axis; turns slower than 0.3 rad/s may be a bias
+    void addAngle(double t, const Vector3& angle) {
+        const double turn = (angle - smooth_).norm();
+        if (time_ && turn > kLeastRate * (t - *time_) && t - *time_ < kLongestStep) turned_ += turn;
         time_ = t;
+        smooth_ = angle;
     }
     /// rad
     double turned() const { return turned_; }
 
 private:
-    static constexpr double kSmooth = 0.2;     // s
-    static constexpr double kStep = 0.3;       // rad
-    static constexpr double kLeastRate = 0.3;  // rad/s
+    static constexpr double kSmooth = 0.2;       // s
+    static constexpr double kStep = 0.3;         // rad
+    static constexpr double kLeastRate = 0.3;    // rad/s
+    static constexpr double kLongestStep = 0.5;  // s
 
     std::optional<double> time_;
-    Vector3 smooth_ = Vector3::Zero();
+    Vector3 smooth_ = Vector3::Zero();  // of the direction; the last angle
     Vector3 anchor_ = Vector3::Zero();
     double turned_ = 0.0;
 };
