@@ -49,6 +49,10 @@ void addResultOptions(CLI::App& command, FuseOptions& options) {
         ->type_name("quaternion|matrix|euler");
     command.add_option("--plot", options.plot, "Draw orientation, flags and errors over time")
         ->type_name("FILE.svg|FILE.png");
+    command
+        .add_option("--summary", options.summary,
+                    "Write what the summary says, the verdict and its evidence for programs")
+        ->type_name("FILE.json");
     command.add_flag("--stop-on-error", options.stopOnError, "End at the first row that cannot be used");
     command.add_flag("--quiet", options.quiet, "No summary, no progress bar; errors only");
 }

@@ -77,6 +77,7 @@ void EstimateWatch::closeWindow() {
 
 EstimateEvidence EstimateWatch::evidence() const {
     EstimateEvidence found;
+    found.isThere = hasLast_ || !isFinite_;
     found.seconds = lastTime_ - firstTime_;
     found.isFinite = isFinite_;
     found.turned = turned_;

@@ -12,6 +12,7 @@ using OrientationInternal::Vector3;
 
 /// How an estimate agrees with the sensors that it was made of.
 struct EstimateEvidence {
+    bool isThere = false;  ///< there was an attitude
     double seconds = 0.0;
     /// rad, root mean square: the angle between up and the mean specific force over some seconds, in the
     /// estimate's earth frame. A hand's linear acceleration has no mean.

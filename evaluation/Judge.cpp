@@ -49,6 +49,7 @@ const double kDisturbedShare = 0.35;                 // of the time
 // The acceleration's norm; shares of gravity.
 const double kShaking = 0.03, kShakingBad = 0.15;
 
+const double kShortest = 8.0;   // s
 const double kShortGap = 0.15;  // s
 const double kGapShare = 0.002;
 
@@ -91,9 +92,12 @@ public:
     Judgement(const Evidence& evidence, const EstimatorKind& kind) : seen_(evidence), kind_(kind) {}
 
     Verdicts verdicts() {
-        if (seen_.estimate.seconds <= 0.0 || !seen_.estimate.isFinite) {
-            addBoth({Grade::kBad,
-                     seen_.estimate.isFinite ? "there is no attitude" : "the attitude is not finite", ""});
+        const EstimateEvidence& estimate = seen_.estimate;
+        if (!estimate.isThere) addBoth({Grade::kBad, "there is no attitude", ""});
+        if (!estimate.isFinite) addBoth({Grade::kBad, "the attitude is not finite", ""});
+        if (!estimate.isThere || !estimate.isFinite) return verdicts_;
+        if (estimate.seconds < kShortest) {
+            addBoth({Grade::kDoubtful, "the recording is too short to be judged", ""});
             return verdicts_;
         }
         // Effects set the grade; causes, which say more, come before them.

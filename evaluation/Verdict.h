@@ -34,6 +34,12 @@ struct Verdicts {
     Verdict heading;
 };
 
+/// A verdict with what it rests on.
+struct Judged {
+    Evidence evidence;
+    Verdicts verdicts;
+};
+
 /// What an estimator claims, and lives on.
 struct EstimatorKind {
     bool usesGyroscope = true;

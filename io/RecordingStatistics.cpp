@@ -93,7 +93,6 @@ void RecordingStatistics::add(const Row& row) {
     const Eigen::Vector3d acceleration(row.values(accelerationIndex_));
     const Eigen::Vector3d rate(row.values(rateIndex_));
     rates_.add(time, acceleration, rate);
-    if (rest_.isWatching()) rest_.add(time, acceleration, rate);
 }
 
 double RecordingStatistics::rate() const {

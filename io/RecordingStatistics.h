@@ -6,7 +6,6 @@
 
 #include "io/ClipWatch.h"
 #include "io/RateCheck.h"
-#include "io/RestWatch.h"
 #include "io/Row.h"
 #include "io/Schema.h"
 #include "io/StepMonitor.h"
@@ -49,7 +48,6 @@ public:
     double seconds() const { return rows_ > 1 ? lastTime_ - firstTime_ : 0.0; }
     double rate() const;
     const StepMonitor& steps() const { return steps_; }
-    const RestWatch& rest() const { return rest_; }
     const std::vector<ChannelCount>& channels() const { return channels_; }
     const ChannelCount* find(std::string_view pin) const;
 
@@ -83,7 +81,6 @@ private:
     StepMonitor steps_;
     RateCheck rates_;
     ClipWatch clipping_;
-    RestWatch rest_;
 };
 
 }  // namespace Kavelin::RecordingIO

@@ -36,8 +36,8 @@ void requireOwnFiles(const FuseOptions& options) {
     const std::pair<const char*, const std::string&> read[] = {{"the recording", options.recording},
                                                                {"the reference", options.reference},
                                                                {"the movement intervals", options.movement}};
-    const std::pair<const char*, const std::string&> written[] = {{"-o", options.output},
-                                                                  {"--plot", options.plot}};
+    const std::pair<const char*, const std::string&> written[] = {
+        {"-o", options.output}, {"--plot", options.plot}, {"--summary", options.summary}};
     for (const auto& [option, target] : written) {
         for (const auto& [what, source] : read) {
             const std::string path = pathInConflict(target, source);
@@ -46,9 +46,14 @@ void requireOwnFiles(const FuseOptions& options) {
                              ", which would be lost; name another file");
         }
     }
-    if (!pathInConflict(options.output, options.plot).empty()) {
-        throw UsageError("-o and --plot are both '" + options.output + "': name two files");
+    for (const auto& [option, target] : written) {
+        for (const auto& [other, source] : written) {
+            if (option == other || pathInConflict(target, source).empty()) continue;
+            throw UsageError(std::string(option) + " and " + other + " are both '" + target +
+                             "': name two files");
+        }
     }
+    if (options.summary == "-") throw UsageError("--summary -: a file name is expected");
 }
 
 }  // namespace Kavelin::Cli

@@ -14,7 +14,8 @@ struct FuseOptions {
     std::string type;
     std::vector<std::string> settings;  ///< "NAME=VALUE", "quality:NAME=VALUE", "static:NAME=VALUE"
     AttitudeForm form = AttitudeForm::kQuaternion;
-    std::string plot;  ///< file, .svg or .png; empty: none
+    std::string plot;     ///< file, .svg or .png; empty: none
+    std::string summary;  ///< file, JSON; empty: none
 
     std::string mapping;
     std::string units;

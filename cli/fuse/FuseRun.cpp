@@ -13,8 +13,10 @@
 #include "cli/Interruption.h"
 #include "cli/PairingText.h"
 #include "cli/SettingsFile.h"
+#include "cli/WholeFile.h"
 #include "cli/fuse/FuseSummary.h"
 #include "cli/fuse/ProgressBar.h"
+#include "cli/fuse/SummaryJson.h"
 #include "io/Text.h"
 
 namespace Kavelin::Cli {
@@ -64,6 +66,7 @@ FuseRun::FuseRun(const FuseOptions& options, CommandContext& context) : options_
     setUpErrors();
     if (!options_.plot.empty()) plot_ = std::make_unique<AttitudePlot>(options_.plot, options_.recording);
     setUpSink();
+    setUpProbe();
     connectAll();
 }
 
@@ -223,6 +226,7 @@ void FuseRun::connectAll() {
     connectEstimator();
     connectCompanions();
     connectSink();
+    connectProbe();
 }
 
 void FuseRun::connectEstimator() {
@@ -275,6 +279,26 @@ void FuseRun::connectSink() {
     toSink(quality_, "gestQuality", "gestQuality");
     toSink(static_, "Score", "Score");
     if (errors_ && !track_) toSink(&reader_, "quat", "reference");
+}
+
+void FuseRun::setUpProbe() {
+    if (!options_.summary.empty()) RecordingIO::ResultFile::requireWritable(options_.summary);
+    if (!estimator_.alignment) return;
+    probe_ = std::make_unique<VerdictProbe>("verdict", *estimator_.alignment == Alignment::kStart);
+    layout_.add(*probe_);
+}
+
+void FuseRun::connectProbe() {
+    if (!probe_) return;
+    for (const char* pin : {"3a", "3g", "3m"}) {
+        if (hasChannel(pin)) Core::connect(reader_.getOutputPin(pin), probe_->getInputPin(pin), kNewestOnly);
+    }
+    Core::connect(filter_->getOutputPin(estimator_.attitudePin), probe_->getInputPin("attitude"),
+                  kNewestOnly);
+    for (const char* pin : {"3g_bias", "3m_hardiron", "sigma", "flag_rest", "flag_mag", "flag_mag_body"}) {
+        Core::AbstractOutputPin* from = filter_->findOutputPin(pin);
+        if (from) Core::connect(*from, probe_->getInputPin(pin), kNewestOnly);
+    }
 }
 
 void FuseRun::run() {
@@ -386,13 +410,36 @@ bool FuseRun::hasField() const {
     return field && field->values > 0;
 }
 
+std::optional<RecordingIO::Judged> FuseRun::judged() const {
+    if (!probe_ || sink_->attitudes() == 0) return std::nullopt;
+    const RecordingIO::EstimatorKind kind{.usesGyroscope = estimator_.uses("3g"),
+                                          .usesField = estimator_.uses("3m"),
+                                          .isHeadingRelative = *estimator_.alignment != Alignment::kNone};
+    const RecordingIO::Evidence evidence = probe_->evidence();
+    return RecordingIO::Judged{evidence, RecordingIO::judge(evidence, kind)};
+}
+
+/// The summary says it too; without one it is an error like any other.
+void FuseRun::tellWhatIsBad(const RecordingIO::Judged& judged) {
+    for (const auto& [name, verdict] :
+         {std::pair("tilt", &judged.verdicts.tilt), std::pair("heading", &judged.verdicts.heading)}) {
+        if (verdict->grade != RecordingIO::Grade::kBad) continue;
+        context_.status = kDoneWithErrors;
+        if (options_.quiet) {
+            context_.err << "kavelin: " << options_.recording << ": " << name << ": " << verdict->text()
+                         << "\n";
+        }
+    }
+}
+
 void FuseRun::summarise() {
     if (sink_->attitudes() == 0) {
         context_.err << "kavelin: no attitude came out of " << options_.type << ": " << whyNoAttitude()
                      << "\n";
         context_.status = kDoneWithErrors;
     }
-    if (options_.quiet) return;
+    const std::optional<RecordingIO::Judged> judged = this->judged();
+    if (judged) tellWhatIsBad(*judged);
     const FuseSummary summary{.recording = options_.recording,
                               .type = options_.type,
                               .schema = *reader_.schema(),
@@ -403,10 +450,11 @@ void FuseRun::summarise() {
                               .hasOwnReference = !track_ && hasChannel("quat"),
                               .dropped = dropped(),
                               .settings = settingsInUse(*filter_),
-                              .learnsBias = estimator_.uses("3g") && estimator_.hasBiasPin,
                               .hasField = hasField(),
-                              .silentRows = silentRows()};
-    context_.err << summaryText(summary) << std::flush;
+                              .silentRows = silentRows(),
+                              .judged = judged ? &*judged : nullptr};
+    if (!options_.quiet) context_.err << summaryText(summary) << std::flush;
+    if (!options_.summary.empty()) writeWholeFile(options_.summary, summaryJson(summary, context_.status));
 }
 
 std::string FuseRun::whyNoAttitude() const {

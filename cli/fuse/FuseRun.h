@@ -13,6 +13,8 @@
 #include "cli/fuse/FieldHolder.h"
 #include "cli/fuse/FuseOptions.h"
 #include "cli/fuse/FuseSink.h"
+#include "cli/fuse/VerdictProbe.h"
+#include "evaluation/Verdict.h"
 #include "io/FilterCsvReader.h"
 
 namespace Kavelin::Cli {
@@ -45,11 +47,15 @@ private:
     void connectEstimator();
     void connectCompanions();
     void connectSink();
+    void setUpProbe();
+    void connectProbe();
     void tell(const Core::ProcessError& error);
     void watchClipping();
     void tellWhatIsMissing();
     void tellWhatIsWrong();
     void tellPairing();
+    std::optional<RecordingIO::Judged> judged() const;
+    void tellWhatIsBad(const RecordingIO::Judged& judged);
     void summarise();
     std::string whyNoAttitude() const;
     std::string pinsTakenTogether() const;
@@ -66,6 +72,7 @@ private:
     RecordingIO::FilterCsvReader reader_{"recording"};
     std::unique_ptr<ColumnTurner> turner_;
     FieldHolder holder_{"holder"};
+    std::unique_ptr<VerdictProbe> probe_;  ///< null for an attitude that cannot be judged
     std::unique_ptr<RecordingIO::ResultFile> file_;
     std::optional<RecordingIO::AttitudeErrors> errors_;
     std::optional<RecordingIO::ReferenceTrack> track_;

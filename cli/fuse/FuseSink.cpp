@@ -103,7 +103,6 @@ void FuseSink::takeExtras() {
     while (biasPin_.readNext()) {
         if (biasPin_.value().size() == 3) bias_ = Eigen::Map<const Eigen::Vector3d>(biasPin_.value().data());
     }
-    if (bias_) biasDrift_.add(time_, *bias_);
 }
 
 /// Goes on to the sample of this row's time; what is earlier belongs to rows without an attitude.

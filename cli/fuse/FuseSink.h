@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "cli/fuse/BiasDrift.h"
 #include "cli/fuse/FuseOptions.h"
 #include "core/FilterKit.h"
 #include "io/AttitudeErrors.h"
@@ -70,7 +69,6 @@ public:
     double staticShare() const;
     /// rad/s; the last bias sent.
     const std::optional<Eigen::Vector3d>& bias() const { return bias_; }
-    const BiasDrift& biasDrift() const { return biasDrift_; }
 
 private:
     struct ExtraPin {
@@ -113,7 +111,6 @@ private:
     double scoredTime_ = 0.0;
     double lastTime_ = std::numeric_limits<double>::quiet_NaN();
     std::optional<Eigen::Vector3d> bias_;
-    BiasDrift biasDrift_;
 
     RecordingIO::AttitudeErrors* errors_ = nullptr;
     RecordingIO::ReferenceTrack* track_ = nullptr;

@@ -13,8 +13,6 @@ using RecordingIO::Fault;
 
 namespace {
 
-const double kTellingDrift = 10.0;  // degrees
-
 std::string number(double value, int digits = 4) {
     char text[40];
     std::snprintf(text, sizeof text, "%.*g", digits, value);
@@ -99,21 +97,10 @@ std::string errorLine(const FuseSummary& summary) {
     return text + "\n";
 }
 
-/// Without a rest the bias is learnt in motion; how much that cost, the bias found tells behind.
-std::string restLine(const FuseSummary& summary) {
-    const RecordingIO::RestWatch& rest = summary.statistics.rest();
-    if (!summary.learnsBias || summary.statistics.rows() == 0 || rest.hasRested()) return {};
-    const std::string noRest = "warning: no rest of " + number(RecordingIO::RestWatch::kLength) +
-                               " s in the first " + number(RecordingIO::RestWatch::kWithin) + " s";
-    if (!summary.hasField) {
-        return noRest +
-               ", and no field: the gyroscope's bias about the vertical stays unknown, and the "
-               "heading drifts with it\n";
-    }
-    const double drift = summary.sink.biasDrift().angle() * kRadiansToDegrees;
-    if (drift < kTellingDrift) return {};
-    return noRest + ": the gyroscope's bias was found late, and the heading may have drifted by up to " +
-           number(drift, 2) + " degrees until then\n";
+std::string verdictLines(const FuseSummary& summary) {
+    if (!summary.judged) return {};
+    return "tilt: " + summary.judged->verdicts.tilt.text() +
+           "\nheading: " + summary.judged->verdicts.heading.text() + "\n";
 }
 
 std::string warningLines(const FuseSummary& summary) {
@@ -126,7 +113,7 @@ std::string warningLines(const FuseSummary& summary) {
                 std::to_string(summary.statistics.rows()) + " gave no attitude: " + summary.type +
                 " takes their values for no measurement\n";
     }
-    return text + restLine(summary);
+    return text;
 }
 
 }  // namespace
@@ -141,7 +128,7 @@ std::string summaryText(const FuseSummary& summary) {
     return rowsLine(summary) + summary.type + ": " +
            RecordingIO::counted(summary.sink.attitudes(), "attitude") + "\n" + settings + lossLine(summary) +
            flagLine(summary) + staticLine(summary) + biasLine(summary.sink) + errorLine(summary) +
-           warningLines(summary);
+           warningLines(summary) + verdictLines(summary);
 }
 
 }  // namespace Kavelin::Cli

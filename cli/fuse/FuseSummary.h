@@ -4,6 +4,7 @@
 #include <string>
 
 #include "cli/fuse/FuseSink.h"
+#include "evaluation/Verdict.h"
 #include "io/AttitudeErrors.h"
 #include "io/Fault.h"
 #include "io/RecordingStatistics.h"
@@ -22,14 +23,14 @@ struct FuseSummary {
     bool hasOwnReference;                       ///< the recording holds a quaternion, and no other was given
     std::uint64_t dropped;
     std::string settings;  ///< the estimator's settings file; empty where it has none
-    bool learnsBias;       ///< the type takes rates and tells the bias that it found
     bool hasField;         ///< it takes a field, and the recording has some
-    std::uint64_t
-        silentRows;  ///< behind the first attitude, with all that is taken together, and without one
+    /// Behind the first attitude, with all that is taken together, and without one.
+    std::uint64_t silentRows;
+    const RecordingIO::Judged* judged;  ///< null for an attitude that cannot be judged
 };
 
 /// The summary of a run, some lines for a person: rows, rate, gaps, what was left out and dropped, flags,
-/// static share, errors against the reference, then one line a warning.
+/// static share, errors against the reference, then one line a warning, and the verdict on tilt and heading.
 std::string summaryText(const FuseSummary& summary);
 
 /// A time stamp with all its digits.

@@ -138,13 +138,6 @@ TEST(RecordingStatistics, countsRatesOfSeveralStreamsInOneFile) {
                 ElementsAre(HasSubstr("in 90 rows without a value its last one")));
 }
 
-TEST(RecordingStatistics, looksForARestAtTheStart) {
-    EXPECT_TRUE(seen(simulated(1, 1, 20, 4)).statistics.rest().hasRested());
-    EXPECT_FALSE(seen(simulated(1, 1, 20, 0.5)).statistics.rest().hasRested());
-    EXPECT_TRUE(seen(simulated(1, 1, 3.5, 4)).statistics.rest().hasRested());
-    EXPECT_FALSE(seen(simulated(1, 1, 2.5, 4)).statistics.rest().hasRested());  // too short to tell
-}
-
 TEST(StepMonitor, findsGapsAmongJitteringSteps) {
     const struct {
         const char* rule;

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+#include "cli/fuse/FuseSummary.h"
+
+namespace Kavelin::Cli {
+
+/// The summary of a run for programs: one JSON object. SI units, angles in degrees; null where there is
+/// nothing to say.  @param status the program's exit status
+std::string summaryJson(const FuseSummary& summary, int status);
+
+}  // namespace Kavelin::Cli
