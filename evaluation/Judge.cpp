@@ -43,8 +43,8 @@ const double kGreatestRate = 10.0;                      // rad/s, mean
 
 // The field; shares of its norm.
 const double kFieldChange = 0.06;
-const double kHardIron = 0.08, kHardIronBad = 0.65;  // the latter of the horizontal field
-const double kDisturbedShare = 0.35;                 // of the time
+const double kHardIron = 0.08, kHardIronBad = 0.65;           // the latter of the horizontal field
+const double kDisturbedShare = 0.35, kMostlyDisturbed = 0.6;  // of the time
 
 // The acceleration's norm; shares of gravity.
 const double kShaking = 0.03, kShakingBad = 0.15;
@@ -55,7 +55,8 @@ const double kGapShare = 0.002;
 
 std::string number(double value, int digits = 2) {
     char text[32];
-    std::snprintf(text, sizeof text, "%.*g", digits, value);
+    std::snprintf(text, sizeof text, "%.*g", std::abs(value) < 100.0 ? digits : 6,
+                  std::abs(value) < 100.0 ? value : std::round(value));
     return text;
 }
 std::string whole(double value) {
@@ -210,7 +211,9 @@ Finding Judgement::drift() const {
     return {Grade::kDoubtful,
             "without a magnetometer it is relative to the start, and may drift by " +
                 number(known * seen_.seconds * kRadiansToDegrees) + " degrees",
-            hasRested ? "" : "let the unit lie still for some seconds, so that the bias is learnt"};
+            hasRested    ? ""
+            : seen_.bias ? "let the unit lie still for some seconds, so that the bias is learnt"
+                         : "take an estimator that learns the gyroscope's bias"};
 }
 
 void Judgement::findAxes() {
@@ -335,7 +338,9 @@ void Judgement::findFieldFaults() {
                      " in half of the motion",
                  "calibrate the magnetometer; keep away from iron and magnets");
     }
-    if (hasOtherCause || !seen_.disturbedShare || *seen_.disturbedShare < kDisturbedShare) return;
+    // Some estimators raise their flag in any fast motion: alone it says little.
+    const double limit = headingEffect_ == Grade::kGood ? kMostlyDisturbed : kDisturbedShare;
+    if (hasOtherCause || !seen_.disturbedShare || *seen_.disturbedShare < limit) return;
     addCause(false, true, "the field is disturbed in " + percent(*seen_.disturbedShare) + " of the time",
              "keep away from iron and magnets");
 }
