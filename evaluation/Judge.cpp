@@ -1,3 +1,5 @@
+#include "evaluation/Judge.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -5,7 +7,6 @@
 #include <tuple>
 
 #include "attitude/AngleConstants.h"
-#include "evaluation/Verdict.h"
 
 namespace Kavelin::RecordingIO {
 

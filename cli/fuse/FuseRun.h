@@ -14,7 +14,7 @@
 #include "cli/fuse/FuseOptions.h"
 #include "cli/fuse/FuseSink.h"
 #include "cli/fuse/VerdictProbe.h"
-#include "evaluation/Verdict.h"
+#include "evaluation/Judge.h"
 #include "io/FilterCsvReader.h"
 
 namespace Kavelin::Cli {

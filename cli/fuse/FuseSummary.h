@@ -4,7 +4,7 @@
 #include <string>
 
 #include "cli/fuse/FuseSink.h"
-#include "evaluation/Verdict.h"
+#include "evaluation/Judge.h"
 #include "io/AttitudeErrors.h"
 #include "io/Fault.h"
 #include "io/RecordingStatistics.h"

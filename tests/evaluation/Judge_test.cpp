@@ -1,4 +1,4 @@
-#include "evaluation/Verdict.h"
+#include "evaluation/Judge.h"
 
 #include "attitude/SphericalAttitudeComputer.h"
 #include "evaluation/EvidenceCollector.h"
@@ -117,7 +117,7 @@ const VerdictRow kVerdictRows[] = {
     {"no motion", [](auto& o) { o.firstRest = 1000; }, kGood, kDoubtful, "hardly turned"},
 };
 
-TEST(Verdict, namesTheFaultAndAgreesWithTheTruth) {
+TEST(Judge, namesTheFaultAndAgreesWithTheTruth) {
     for (const VerdictRow& row : kVerdictRows) {
         SCOPED_TRACE(row.name);
         const Trial trial = tryOut(row.fault);
@@ -134,7 +134,7 @@ TEST(Verdict, namesTheFaultAndAgreesWithTheTruth) {
     }
 }
 
-TEST(Verdict, callsAHeadingWithoutAFieldRelativeAndTellsItsDrift) {
+TEST(Judge, callsAHeadingWithoutAFieldRelativeAndTellsItsDrift) {
     const Trial rested = tryOut([](auto&) {}, 11, false);
     EXPECT_EQ(gradeName(rested.verdicts.tilt.grade), "good");
     EXPECT_THAT(
@@ -146,7 +146,7 @@ TEST(Verdict, callsAHeadingWithoutAFieldRelativeAndTellsItsDrift) {
     EXPECT_THAT(tryOut(neverRests, 11, false).verdicts.heading.text(), HasSubstr("let the unit lie still"));
 }
 
-TEST(Verdict, judgesWhatIsNoAttitude) {
+TEST(Judge, judgesWhatIsNoAttitude) {
     EvidenceCollector nothing;
     EXPECT_EQ(judge(nothing.evidence(), {}).tilt.text(), "bad: there is no attitude");
     EvidenceCollector collector;
