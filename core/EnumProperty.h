@@ -21,7 +21,9 @@ public:
 
     EnumProperty(const std::string& name, PropertyBagOwner* owner, std::vector<std::string> labels, int index,
                  Handler handler = {})
-        : ValueProperty<int>(name, owner, index, std::move(handler)), labels_(std::move(labels)) {}
+        : ValueProperty<int>(name, owner, index, std::move(handler)), labels_(std::move(labels)) {
+        setForm(kPropertyForm<EnumProperty>);
+    }
 
     void accept(Util::System::AbstractVisitor& visitor) const override {
         if (!Util::System::visitAs(visitor, *this)) ValueProperty<int>::accept(visitor);
@@ -44,12 +46,13 @@ public:
         if (labelHandler_) labelHandler_();
         notifyAttributeChanged();
     }
-    std::string exactText() const override {
+    std::string writeExact() const {
         std::string text;
         serialize(text);
         return text;
     }
-    PropertyDescription describe() const override {
+    void readExact(const std::string& text) { deSerialize(text); }
+    PropertyDescription describeForm() const {
         PropertyDescription description;
         description.kind = "enum";
         description.labels = labels_;
@@ -62,7 +65,10 @@ public:
         labels_ = std::move(labels);
         labelsChanged();
     }
-    void setLabelHandler(LabelHandler labelHandler) { labelHandler_ = std::move(labelHandler); }
+    void setLabelHandler(LabelHandler labelHandler) {
+        const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
+        labelHandler_ = std::move(labelHandler);
+    }
 
 private:
     std::string labelOf(int index) const {

@@ -20,6 +20,7 @@ public:
     FileNameProperty(const std::string& name, PropertyBagOwner* owner, const std::string& value,
                      std::string pattern = "*.par", Handler reload = {})
         : StringProperty(name, owner), pattern_(std::move(pattern)) {
+        setForm(kPropertyForm<FileNameProperty>);
         setExpandVariables(true);
         set(value);
         noteInitial();
@@ -29,7 +30,7 @@ public:
     void accept(Util::System::AbstractVisitor& visitor) const override {
         if (!Util::System::visitAs(visitor, *this)) StringProperty::accept(visitor);
     }
-    PropertyDescription describe() const override {
+    PropertyDescription describeForm() const {
         PropertyDescription description;
         description.kind = "file name";
         return description;

@@ -5,6 +5,7 @@
 #include <Kavelin/Core/PinManager.h>
 
 #include <atomic>
+#include <cassert>
 #include <memory>
 #include <string>
 
@@ -24,12 +25,13 @@ struct AnyTime {};
 
 /// Typed reading end: keeps what it receives in a buffer strategy, chosen by how writer and reader run.
 template <class T>
-class InputPinBase : public AbstractInputPin {
+class InputPinBase : public AbstractInputPin, private InputPinState {
 public:
     using Sample = TimeStampedData<T>;
 
     InputPinBase(const std::string& name, PinManager* owner)
         : Pin(name, owner), AbstractInputPin(name, owner) {
+        setState(*this);
         InputPinBase::rebuildStrategy();
     }
     ~InputPinBase() override {
@@ -77,6 +79,10 @@ public:
         return true;
     }
     /// Holds the next sample in the pin, if none is held yet; false when there is none.
+    ///
+    /// Deliberate: with a buffer size of 1 in the writer's thread the pin holds no copy but the writer's own
+    /// sample. The writer's next `send` changes what is held, and makes it unread again: it can then be
+    /// consumed twice. A size of 2 or more holds a copy.
     bool fetch() {
         if (current_ != nullptr) return true;
         if (strategy_ == nullptr || !strategy_->get(current_)) return false;
@@ -84,9 +90,13 @@ public:
         return true;
     }
     /// Time stamp of the sample held; there must be one.
-    double heldTimeStamp() const { return current_->timeStamp; }
+    double heldTimeStamp() const {
+        assert(current_ != nullptr && "no sample is held");
+        return current_->timeStamp;
+    }
     /// Consumes the sample held: its time stamp becomes the last one, its value stays readable.
     void consume() {
+        assert(current_ != nullptr && "no sample is held");
         lastTimeStamp_ = current_->timeStamp;
         sample_ = current_;
         current_ = nullptr;
@@ -97,8 +107,13 @@ public:
         current_ = nullptr;
         notePassedOver();
     }
-    /// The sample consumed last, lent until the next is taken.
-    const T& value() const { return sample_->value; }
+    /// The sample consumed last. The loan ends when the next one is taken (`fetch`, `readNext`), with
+    /// `reset`, and with a change of the connection or of either filter's layout; there is none until the
+    /// next sample is consumed then, as `hasValue` tells, and a call is a mistake that a debug build asserts.
+    const T& value() const {
+        assert(sample_ != nullptr && "no sample was consumed since the pin was reset or reconnected");
+        return sample_->value;
+    }
     /// Whether a sample was consumed since the pin was last reset.
     bool hasValue() const { return sample_ != nullptr; }
     double lastTimeStamp() const { return lastTimeStamp_; }

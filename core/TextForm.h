@@ -4,9 +4,12 @@
 
 #include <array>
 #include <charconv>
+#include <limits>
 #include <locale>
+#include <optional>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <type_traits>
 
 #include "core/Matrix.h"
@@ -30,8 +33,19 @@ inline std::string shortest(double value) {
     return std::string(text.data(), end);
 }
 
+/// The number that streams write as a word and do not read: "nan" and "inf", with or without a sign.
+inline std::optional<double> numberWord(std::string_view word) {
+    const bool minus = word.starts_with('-');
+    if (minus) word.remove_prefix(1);
+    if (word != "nan" && word != "inf") return std::nullopt;
+    const double value =
+        word == "nan" ? std::numeric_limits<double>::quiet_NaN() : std::numeric_limits<double>::infinity();
+    return minus ? -value : value;
+}
+
 /// Text form of a property's value: `write`, `read` (raising Poco::DataFormatException), and `exact`, which
-/// reads back to exactly the value.
+/// `readExact` reads back to exactly the value. Only `readExact` knows "nan" and "inf": the text form is what
+/// streams make of it.
 template <class T>
 struct TextForm {
     static std::string write(const T& value) { return streamed(value); }
@@ -42,6 +56,12 @@ struct TextForm {
         stream >> value;
         if (!stream) throw Poco::DataFormatException("'" + text + "' is no " + kind());
         return value;
+    }
+    static T readExact(const std::string& text) {
+        if constexpr (std::is_same_v<T, double>) {
+            if (const std::optional<double> value = numberWord(text)) return *value;
+        }
+        return read(text);
     }
     static std::string exact(const T& value) {
         if constexpr (std::is_same_v<T, double>) {
@@ -62,6 +82,7 @@ template <>
 struct TextForm<std::string> {
     static std::string write(const std::string& value) { return value; }
     static std::string read(const std::string& text) { return text; }
+    static std::string readExact(const std::string& text) { return text; }
     static std::string exact(const std::string& value) { return value; }
     static const char* kind() { return "text"; }
 };
@@ -81,7 +102,13 @@ struct TextForm<Matrix> {
         for (Eigen::Index i = 0; i < value.size(); ++i) text += " " + element(value.data()[i]);
         return text;
     }
-    static Matrix read(const std::string& text) {
+    static Matrix read(const std::string& text) { return read(text, false); }
+    static Matrix readExact(const std::string& text) { return read(text, true); }
+    static std::string exact(const Matrix& value) { return write(value); }
+    static const char* kind() { return "matrix"; }
+
+private:
+    static Matrix read(const std::string& text, bool wordsToo) {
         std::istringstream stream(text);
         stream.imbue(std::locale::classic());
         const long long rows = readCount(stream, text);
@@ -93,17 +120,25 @@ struct TextForm<Matrix> {
         }
         Matrix value = Matrix::Zero(rows, columns);
         for (Eigen::Index i = 0; i < value.size() && stream >> std::ws && !stream.eof(); ++i) {
-            if (!(stream >> value.data()[i])) {
+            if (!readElement(stream, value.data()[i], wordsToo)) {
                 throw Poco::DataFormatException("Element " + std::to_string(i + 1) +
                                                 " of the matrix is no number");
             }
         }
         return value;
     }
-    static std::string exact(const Matrix& value) { return write(value); }
-    static const char* kind() { return "matrix"; }
-
-private:
+    static bool readElement(std::istringstream& stream, double& element, bool wordsToo) {
+        const auto place = wordsToo ? stream.tellg() : std::istringstream::pos_type();
+        if (stream >> element) return true;
+        if (!wordsToo) return false;
+        stream.clear();
+        stream.seekg(place);
+        std::string word;
+        stream >> word;
+        const std::optional<double> number = numberWord(word);
+        element = number.value_or(0.0);
+        return number.has_value();
+    }
     static std::string element(double value) {
         const std::string plain = streamed(value);
         double back = 0.0;

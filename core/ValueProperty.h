@@ -7,6 +7,7 @@
 #include <Poco/Exception.h>
 #include <Util/System/Functor.h>
 
+#include <functional>
 #include <string>
 #include <utility>
 
@@ -31,7 +32,9 @@ public:
     using Handler = Util::System::Functor<void, Util::System::Seq<const T&>>;
 
     ValueProperty(const std::string& name, PropertyBagOwner* owner, T value, Handler handler = {})
-        : AbstractProperty(name, owner), value_(std::move(value)), handler_(std::move(handler)) {}
+        : AbstractProperty(name, owner), value_(std::move(value)), handler_(std::move(handler)) {
+        this->setForm(kPropertyForm<ValueProperty>);
+    }
 
     void accept(Util::System::AbstractVisitor& visitor) const override {
         if (!Util::System::visitAs(visitor, *this)) AbstractProperty::accept(visitor);
@@ -44,24 +47,32 @@ public:
         out = TextForm<T>::write(value_);
     }
     void deSerialize(const std::string& text) override { set(TextForm<T>::read(text)); }
+    /// Takes a holder of a T, and one of what `getAny` gives.
     void setAny(const Poco::Any& value) override {
+        if (const auto* reference = Poco::AnyCast<std::reference_wrapper<const T>>(&value)) {
+            set(T(reference->get()));
+            return;
+        }
         const T* typed = Poco::AnyCast<T>(&value);
         if (typed == nullptr)
             throw Poco::BadCastException("RefAnyCast: Failed to convert between const Any types");
         set(*typed);
     }
-    Poco::Any getAny() const override { return get(); }
+    /// Holds a `std::reference_wrapper<const T>` to the value itself, so it always shows the present one; it
+    /// ends with the property, and is to be read as `value()` is.
+    Poco::Any getAny() const override { return std::cref(value_); }
     /// Raises to refuse a value; the default asks the writable flag, then the handler.
     /// @throws Poco::NoPermissionException, and what the handler throws.
     virtual void validate(const T& value) const {
         requireWritable();
         callHandler(value);
     }
-    std::string exactText() const override {
+    std::string writeExact() const {
         const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
         return TextForm<T>::exact(value_);
     }
-    PropertyDescription describe() const override {
+    void readExact(const std::string& text) { set(TextForm<T>::readExact(text)); }
+    PropertyDescription describeForm() const {
         PropertyDescription description;
         description.kind = TextForm<T>::kind();
         return description;
@@ -86,9 +97,7 @@ public:
             noteRefused(TextForm<T>::exact(value));
             throw;
         }
-        const ScopedChangeValueNotifier notifier(this, hasObservers() && !isSameValue(value, value_));
-        value_ = value;
-        noteTaken();
+        assign(value);
     }
 
     /// Replaces the handler, with the synchronizer held disabled.
@@ -96,7 +105,13 @@ public:
         const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
         handler_ = std::move(handler);
     }
-    void setWritable(bool writable) { writable_ = writable; }
+    /// Tells the observers if it is a change.  [any thread]
+    void setWritable(bool writable) {
+        const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
+        if (writable == writable_) return;
+        writable_ = writable;
+        notifyAttributeChanged();
+    }
     /// Sets the flag that says whether the property has an effect as things stand. The caller notifies.
     void setEnabled(bool enabled) { enabled_ = enabled; }
     using AbstractProperty::notifyAttributeChanged;
@@ -108,7 +123,12 @@ protected:
     void callHandler(const T& value) const {
         if (handler_ && !isSettling()) handler_(value);
     }
-    void assignUnchecked(const T& value) { value_ = value; }
+    /// Puts a validated value in place and tells the observers if it is another one.  [synchronizer disabled]
+    void assign(const T& value) {
+        const ScopedChangeValueNotifier notifier(this, hasObservers() && !isSameValue(value, value_));
+        value_ = value;
+        noteTaken();
+    }
 
 private:
     T value_;

@@ -58,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const std::string exact = property.exactText();
     try {
-        property.deSerialize(exact);
+        property.setExactText(exact);
     } catch (const Poco::Exception&) {
         std::abort();
     }

@@ -92,8 +92,6 @@ void AbstractInputPin::setIsFedFromElsewhere(bool elsewhere) {
     fedLayout_ = elsewhere ? layoutOf(*this) : nullptr;
 }
 
-std::shared_ptr<Stage> AbstractInputPin::beginStaging(RoundCounter) { return nullptr; }
-
 void AbstractInputPin::noteReceivedFromElsewhere() { fedLayout_->noteFed(); }
 
 AbstractOutputPin::AbstractOutputPin(const std::string& name, PinManager* owner) : Pin(name, owner) {
@@ -106,13 +104,19 @@ AbstractOutputPin::~AbstractOutputPin() {
 }
 
 void AbstractOutputPin::notifyAttached(AbstractInputPin& input, bool& running) {
-    ++synchronousCount_;
     const LayoutManager* layout = layoutOf(input);
     running = layout != nullptr && layout->isRunning();
 }
 
-void AbstractOutputPin::notifyDetached(AbstractInputPin&) {
-    if (synchronousCount_ > 0) --synchronousCount_;
+void AbstractOutputPin::notifyDetached(AbstractInputPin& input) {
+    std::lock_guard lock(topologyMutex());
+    noteTopologyChange(layoutOf(input));
+}
+
+unsigned AbstractOutputPin::getSynchronousCount() const {
+    std::lock_guard lock(topologyMutex());
+    const auto isSynchronous = [](const AbstractInputPin* input) { return input->getIsSynchronous(); };
+    return static_cast<unsigned>(std::count_if(recorded_.begin(), recorded_.end(), isSynchronous));
 }
 
 void AbstractOutputPin::recordConnection(AbstractInputPin& input) {

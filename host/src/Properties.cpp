@@ -57,6 +57,24 @@ PropertyBag::SavedValues PropertyBag::save() const {
     return values;
 }
 
+namespace {
+
+// Why a property refuses a text, whatever it raises; empty when it takes it.
+std::string refusalOf(AbstractProperty& property, const std::string& text) {
+    try {
+        property.setExactText(text);
+        return {};
+    } catch (const Poco::Exception& error) {
+        return error.displayText();
+    } catch (const std::exception& error) {
+        return error.what();
+    } catch (...) {
+        return "something that is no std::exception was raised";
+    }
+}
+
+}  // namespace
+
 void PropertyBag::restore(const SavedValues& values) {
     for (const SavedValue& value : values) get(value.name);
     const Synchronizer::DisablerLocker locker(synchronizer_, nullptr);
@@ -67,15 +85,17 @@ void PropertyBag::restore(const SavedValues& values) {
         const bool isRefused = value.kind == SavedValue::Kind::refused;
         const bool isUntouched = value.kind == SavedValue::Kind::initial && property.taken_ == 0 &&
                                  property.exactText() == value.text;
-        if (!isRefused) shown.push_back(value);
-        if (isUntouched) continue;
-        try {
-            property.deSerialize(value.text);
-        } catch (const Poco::Exception& error) {
-            if (isRefused) continue;
-            shown.pop_back();
-            refused += (refused.empty() ? "'" : "; '") + value.name + "' refuses '" + value.text +
-                       "': " + error.displayText();
+        if (isUntouched) {
+            shown.push_back(value);
+            continue;
+        }
+        const std::string refusal = refusalOf(property, value.text);
+        if (isRefused) continue;
+        if (refusal.empty()) {
+            shown.push_back(value);
+        } else {
+            refused +=
+                (refused.empty() ? "'" : "; '") + value.name + "' refuses '" + value.text + "': " + refusal;
         }
     }
     settle(shown);
@@ -88,7 +108,7 @@ void PropertyBag::settle(const SavedValues& values) {
     try {
         for (const SavedValue& value : values) {
             AbstractProperty& property = get(value.name);
-            if (property.exactText() != value.text) property.deSerialize(value.text);
+            if (property.exactText() != value.text) property.setExactText(value.text);
         }
     } catch (...) {
         isSettling_ = false;
@@ -114,7 +134,8 @@ PropertyObserver::~PropertyObserver() = default;
 void PropertyObserver::valueChanged(const AbstractProperty&) {}
 void PropertyObserver::attributeChanged(const AbstractProperty&) {}
 
-AbstractProperty::AbstractProperty(const std::string& name, PropertyBag* bag) : NamedObject(name), bag_(bag) {
+AbstractProperty::AbstractProperty(const std::string& name, PropertyBag* bag)
+    : NamedObject(name), bag_(bag), form_(&kPropertyForm<AbstractProperty>) {
     if (bag_ == nullptr) return;
     if (bag_->find(name) != nullptr) throw Poco::ExistsException("A property '" + name + "' exists already");
     bag_->properties_.push_back(this);
@@ -131,7 +152,7 @@ void AbstractProperty::accept(Util::System::AbstractVisitor& visitor) const {
     if (!Util::System::visitAs(visitor, *this)) AbstractVisitable::accept(visitor);
 }
 
-std::string AbstractProperty::exactText() const {
+std::string AbstractProperty::writeExact() const {
     std::string text;
     serialize(text);
     return text;
@@ -197,9 +218,13 @@ AbstractProperty::ScopedChangeValueNotifier::~ScopedChangeValueNotifier() noexce
 // Text
 // ------------------------------------------------------------------------------------------------------------
 
-StringProperty::StringProperty(const std::string& name, PropertyBag* bag) : AbstractProperty(name, bag) {}
+StringProperty::StringProperty(const std::string& name, PropertyBag* bag) : AbstractProperty(name, bag) {
+    setForm(kPropertyForm<StringProperty>);
+}
 StringProperty::StringProperty(const std::string& name, PropertyBagOwner* owner)
-    : AbstractProperty(name, owner) {}
+    : AbstractProperty(name, owner) {
+    setForm(kPropertyForm<StringProperty>);
+}
 StringProperty::~StringProperty() = default;
 
 std::string StringProperty::get() const {
@@ -243,7 +268,7 @@ void StringProperty::setAny(const Poco::Any& value) {
 
 Poco::Any StringProperty::getAny() const { return getRaw(); }
 
-PropertyDescription StringProperty::describe() const {
+PropertyDescription StringProperty::describeForm() const {
     PropertyDescription description;
     description.kind = "text";
     return description;
@@ -255,11 +280,15 @@ void StringProperty::applyChange() {}
 // Command
 // ---------------------------------------------------------------------------------------------------------
 
-CommandProperty::CommandProperty(const std::string& name, PropertyBag* bag) : AbstractProperty(name, bag) {}
+CommandProperty::CommandProperty(const std::string& name, PropertyBag* bag) : AbstractProperty(name, bag) {
+    setForm(kPropertyForm<CommandProperty, false>);
+}
 CommandProperty::CommandProperty(const std::string& name, PropertyBagOwner* owner)
-    : AbstractProperty(name, owner) {}
-CommandProperty::CommandProperty(const std::string& name, PropertyBagOwner* owner, Handler handler)
     : AbstractProperty(name, owner) {
+    setForm(kPropertyForm<CommandProperty, false>);
+}
+CommandProperty::CommandProperty(const std::string& name, PropertyBagOwner* owner, Handler handler)
+    : CommandProperty(name, owner) {
     setHandler(std::move(handler));
 }
 CommandProperty::~CommandProperty() = default;
@@ -288,7 +317,7 @@ void CommandProperty::deSerialize(const std::string&) {
 void CommandProperty::setAny(const Poco::Any&) { deSerialize({}); }
 Poco::Any CommandProperty::getAny() const { return {}; }
 
-PropertyDescription CommandProperty::describe() const {
+PropertyDescription CommandProperty::describeForm() const {
     PropertyDescription description;
     description.kind = "command";
     return description;

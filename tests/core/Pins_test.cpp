@@ -95,6 +95,25 @@ TEST(Pins, AFetchedSampleIsHeldUntilConsumed) {
     EXPECT_EQ(reader.a.lastTimeStamp(), 0.0);
 }
 
+TEST(Pins, ASampleHeldFromABufferOfOneIsTheWritersOwn) {
+    Relay writer("writer"), reader("reader");
+    connect(writer.out, reader.a, {.bufferSize = 1, .direct = true});
+    writer.out.send(1);
+    EXPECT_TRUE(reader.a.fetch());
+    writer.out.value()(0, 0) = 7;
+    writer.out.send(2);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(reader.a.readNext()) << "the one held, then the same again";
+        EXPECT_EQ(reader.a.lastTimeStamp(), 2.0);
+        EXPECT_EQ(reader.a.value()(0, 0), 7);
+    }
+    EXPECT_FALSE(reader.a.readNext());
+#ifndef NDEBUG
+    reader.a.reset();
+    EXPECT_DEATH(reader.a.value(), "no sample was consumed");
+#endif
+}
+
 TEST(Pins, AttachedTwiceIsRefusedAndChangesNothing) {
     Relay first("first"), second("second"), reader("reader");
     first.out.attach(reader.a, true);
@@ -113,6 +132,9 @@ TEST(Pins, DetachWithTheFlagLeavesPinsThatAreNotSynchronous) {
     EXPECT_EQ(reader.a.getSource(), nullptr);
     connect(writer.out, reader.a, {.synchronous = true});
     EXPECT_EQ(writer.out.getSynchronousCount(), 1u);
+    reader.a.setIsBlocking(false);
+    EXPECT_EQ(writer.out.getSynchronousCount(), 0u);
+    reader.a.setIsBlocking(true);
     writer.out.detach(reader.a, true);
     EXPECT_EQ(reader.a.getSource(), nullptr);
     EXPECT_EQ(writer.out.getSynchronousCount(), 0u);
@@ -167,12 +189,6 @@ TEST(Pins, PayloadsMustMatch) {
     struct TextPin : AbstractInputPin {
         TextPin() : Pin("text", nullptr), AbstractInputPin("text", nullptr) {}
         const char* payloadType() const override { return "Text"; }
-        double getLastTimeStamp() const override { return 0; }
-        bool isEmpty() const override { return true; }
-        bool isHolding() const override { return false; }
-        PinCounts getCounts() const override { return {}; }
-        bool isOverHalfFull() const override { return false; }
-        void rebuildBuffer() override {}
     } text;
     Relay writer("writer");
     EXPECT_THROW(connect(writer.out, text), Poco::InvalidArgumentException);

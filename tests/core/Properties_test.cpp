@@ -155,16 +155,46 @@ TEST(Properties, AFileThatCannotBeLoadedIsRefused) {
 TEST(Properties, SetRangeMovesAValueOutsideToTheMinimum) {
     Settings s;
     Listener listener;
-    s.count.addObserver(listener);
-    s.count.setRange(5, 6, 1);
-    EXPECT_EQ(s.count.get(), 5);
-    EXPECT_THAT(listener.heard, ElementsAre("count attribute"));
+    s.number.addObserver(listener);
+    s.number.setRange(0.75, 2, 0.25);
+    EXPECT_EQ(s.number.get(), 0.75);
+    EXPECT_THAT(s.heard, ElementsAre("number 0.75"));
+    EXPECT_THAT(listener.heard, ElementsAre("number=0.75", "number attribute"));
+    s.refuse = true;
+    EXPECT_THROW(s.number.setRange(5, 6, 1), Poco::DataFormatException);
+    EXPECT_EQ(s.number.getMaximum(), 2) << "a refused move leaves the bounds";
+    s.number.setWritable(false);
+    s.number.setWritable(false);
+    EXPECT_EQ(listener.heard.size(), 3u) << "writability is heard of, once";
+}
+
+TEST(Properties, ABoundLeftOutIsTheTypesAndADefaultOutsideMovesToTheMinimum) {
+    RangeProperty<int> low{"low", nullptr, {.minimum = 3}};
+    EXPECT_EQ(low.get(), 3);
+    EXPECT_EQ(low.getMaximum(), std::numeric_limits<int>::max());
+    RangeProperty<double> high{"high", nullptr, {.maximum = -1, .value = 5}};
+    EXPECT_EQ(high.get(), std::numeric_limits<double>::lowest());
+}
+
+TEST(Properties, AnAnyRefersToTheValue) {
+    Settings s;
+    const Poco::Any any = s.matrix.getAny();
+    s.matrix.set(Matrix::Zero(1, 1));
+    EXPECT_EQ(Poco::RefAnyCast<std::reference_wrapper<const Matrix>>(any).get().size(), 1);
+    for (const AbstractProperty* property : s.getPropertyBag().getProperties()) {
+        if (!property->hasValue()) continue;
+        const std::string before = property->exactText();
+        const_cast<AbstractProperty*>(property)->setAny(property->getAny());
+        EXPECT_EQ(property->exactText(), before);
+    }
+    s.count.setAny(Poco::Any(4));
+    EXPECT_EQ(s.count.get(), 4);
 }
 
 TEST(Properties, SavedValuesComeBackExactly) {
     Settings s, other;
     s.number.set(0.1 + 0.2);
-    s.matrix.set((Matrix(1, 3) << 1.0 / 3, 1e-300, -0.0).finished());
+    s.matrix.set((Matrix(1, 6) << 1.0 / 3, 1e-300, -0.0, kNaN, kInfinity, -kInfinity).finished());
     s.colour.deSerialize("green");
     s.text.set("two words = here");
     s.flag.set(false);
@@ -175,10 +205,17 @@ TEST(Properties, SavedValuesComeBackExactly) {
     other.getPropertyBag().addObserver(listener);
     other.getPropertyBag().restore(saved);
     EXPECT_EQ(other.number.get(), 0.1 + 0.2);
-    EXPECT_TRUE(isSameValue(other.matrix.get(), s.matrix.get()));
     EXPECT_TRUE(std::signbit(other.matrix.get()(0, 2)));
     EXPECT_EQ(other.getPropertyBag().save(), saved);
     EXPECT_THAT(listener.heard, testing::Contains("colour=green"));
+    s.number.set(kNaN);
+    other.getPropertyBag().restore(s.getPropertyBag().save());
+    EXPECT_TRUE(std::isnan(other.number.get()));
+    for (const char* text : {"nan", "inf", "-inf"}) {
+        EXPECT_THROW(other.number.deSerialize(text), Poco::DataFormatException)
+            << "a text form is a stream's";
+        EXPECT_THROW(other.matrix.deSerialize(std::string("1 1 ") + text), Poco::DataFormatException);
+    }
 }
 
 TEST(Properties, RestoreSetsWhatItCanAndNamesWhatItCannot) {
@@ -188,10 +225,14 @@ TEST(Properties, RestoreSetsWhatItCanAndNamesWhatItCannot) {
                 }),
                 HasSubstr("no property 'nonsense'"));
     EXPECT_EQ(s.count.get(), 3) << "an unknown name changes nothing";
+    struct Thrower {
+        void raise(const bool&) { throw std::out_of_range("odd"); }
+    } thrower;
+    s.flag.setHandler(handler(&thrower, &Thrower::raise));
     EXPECT_THAT(outcome([&] {
-                    s.getPropertyBag().restore({{"number", "7"}, {"count", "8"}});
+                    s.getPropertyBag().restore({{"number", "7"}, {"flag", "0"}, {"count", "8"}});
                 }),
-                HasSubstr("'number' refuses '7'"));
+                AllOf(HasSubstr("'number' refuses '7'"), HasSubstr("'flag' refuses '0': odd")));
     EXPECT_EQ(s.count.get(), 8);
 }
 

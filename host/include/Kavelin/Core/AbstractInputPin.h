@@ -7,11 +7,28 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 namespace Kavelin::Core {
 
 class AbstractOutputPin;
 class LayoutManager;
+
+/// What the host asks a typed input pin, by way of `AbstractInputPin`, whose functions of the same names say
+/// what they mean. A class of its own, so that the pin's virtual operations stand in their fixed order.
+class InputPinState {
+public:
+    virtual double getLastTimeStamp() const = 0;
+    virtual bool isEmpty() const = 0;
+    virtual bool isHolding() const = 0;
+    virtual PinCounts getCounts() const = 0;
+    virtual bool isOverHalfFull() const = 0;
+    virtual void rebuildBuffer() = 0;
+    virtual std::shared_ptr<Stage> beginStaging(RoundCounter) { return nullptr; }
+
+protected:
+    ~InputPinState() = default;
+};
 
 /// Reading end of a connection. The host owns the attributes that decide how samples are kept (size, order,
 /// synchronous flag); the typed pin reads them when it builds its buffer.
@@ -45,26 +62,28 @@ public:
     /// The attached output pin, null while there is none.
     AbstractOutputPin* getConnectedOutput() const { return connected_.load(); }
     /// The most recently consumed sample's time stamp, 0.0 before the first.  [reader's thread]
-    virtual double getLastTimeStamp() const = 0;
+    double getLastTimeStamp() const { return state_->getLastTimeStamp(); }
     /// True when there is nothing to take.  [reader's thread]
-    virtual bool isEmpty() const = 0;
+    bool isEmpty() const { return state_->isEmpty(); }
     /// True when a sample was taken from the buffer and is not consumed yet.  [reader's thread]
-    virtual bool isHolding() const = 0;
+    bool isHolding() const { return state_->isHolding(); }
     /// [any thread, synchronizers disabled or nobody writing]
-    virtual PinCounts getCounts() const = 0;
+    PinCounts getCounts() const { return state_->getCounts(); }
     /// Samples that the filter used, and those that it took and passed over because nothing goes with them.
     /// [reader's thread, or nobody reading]
     std::uint64_t getConsumed() const { return consumed_; }
     std::uint64_t getPassedOver() const { return passedOver_; }
     /// True when more than half of a buffer that drops when full is taken.  [any thread]
-    virtual bool isOverHalfFull() const = 0;
+    bool isOverHalfFull() const { return state_->isOverHalfFull(); }
     /// Chooses and builds the buffer anew; what was buffered is discarded.  [synchronizers disabled]
-    virtual void rebuildBuffer() = 0;
+    void rebuildBuffer() { state_->rebuildBuffer(); }
     /// From now on what is sent goes onto a stage first, marked with the writer's round, until the stage is
-    /// closed or the buffer is built anew. The default is a pin that cannot: null.  [synchronizers disabled]
-    virtual std::shared_ptr<Stage> beginStaging(RoundCounter round);
+    /// closed or the buffer is built anew. Null for a pin that cannot.  [synchronizers disabled]
+    std::shared_ptr<Stage> beginStaging(RoundCounter round) { return state_->beginStaging(std::move(round)); }
 
 protected:
+    /// The typed pin says in its constructor whom to ask.
+    void setState(InputPinState& state) { state_ = &state; }
     /// The typed pin tells its host that a sample lies in its buffer.  [writer's thread]
     void noteReceived() {
         if (fedLayout_ != nullptr) {
@@ -89,6 +108,7 @@ private:
 
     void noteReceivedFromElsewhere();
 
+    InputPinState* state_ = nullptr;
     bool blocking_ = true;
     bool paired_ = true;
     bool synchronous_ = false;

@@ -26,13 +26,13 @@ public:
     /// The attached pins.  [synchronizers disabled]
     virtual std::vector<AbstractInputPin*> getAttachedInputs() const = 0;
     /// How many synchronous input pins are attached.
-    unsigned getSynchronousCount() const { return synchronousCount_; }
+    unsigned getSynchronousCount() const;
 
 protected:
     /// Called after a synchronous input pin was attached.  @param running set when the reader's layout is
     /// running, so that its filter may already be waiting for this pin.
     void notifyAttached(AbstractInputPin& input, bool& running);
-    /// Called after a synchronous input pin was detached.
+    /// Called when a synchronous input pin is detached: who waits for it there is woken.
     void notifyDetached(AbstractInputPin& input);
     /// The typed pin records each new and each ended connection, so that layouts learn of it.
     void recordConnection(AbstractInputPin& input);
@@ -44,7 +44,6 @@ private:
 
     static void noteTopologyChange(LayoutManager* layout);
 
-    unsigned synchronousCount_ = 0;
     std::vector<AbstractInputPin*> recorded_;  // guarded by the topology mutex
 };
 

@@ -35,6 +35,24 @@ struct PropertyDescription {
     std::vector<std::string> labels;
 };
 
+class AbstractProperty;
+
+/// How a property is kept and described. A table of functions, not virtual operations: those stand in a fixed
+/// order, which typed properties continue.
+struct PropertyForm {
+    bool hasValue;
+    std::string (*exactText)(const AbstractProperty&);
+    void (*setExactText)(AbstractProperty&, const std::string&);
+    PropertyDescription (*describe)(const AbstractProperty&);
+};
+
+/// The form of a class with `writeExact`, `readExact` and `describeForm`.
+template <class P, bool kHasValue = true>
+inline constexpr PropertyForm kPropertyForm{
+    kHasValue, [](const AbstractProperty& p) { return static_cast<const P&>(p).writeExact(); },
+    [](AbstractProperty& p, const std::string& text) { static_cast<P&>(p).readExact(text); },
+    [](const AbstractProperty& p) { return static_cast<const P&>(p).describeForm(); }};
+
 /// A named, observable setting in a property bag.
 class KAVELIN_API AbstractProperty : public NamedObject, public Util::System::AbstractVisitable {
 public:
@@ -59,10 +77,17 @@ public:
     virtual Poco::Any getAny() const = 0;
 
     /// False for what has no value to keep (a command).
-    virtual bool hasValue() const { return true; }
-    /// A text that `deSerialize` reads back to exactly the present value.
-    virtual std::string exactText() const;
-    virtual PropertyDescription describe() const = 0;
+    bool hasValue() const { return form_->hasValue; }
+    /// A text that `setExactText` reads back to exactly the present value.
+    std::string exactText() const { return form_->exactText(*this); }
+    /// Sets what `exactText` wrote; reads every text form too.  @throws as `deSerialize`.
+    void setExactText(const std::string& text) { form_->setExactText(*this, text); }
+    PropertyDescription describe() const { return form_->describe(*this); }
+
+    // What the functions above do unless a derived class sets another form.
+    std::string writeExact() const;
+    void readExact(const std::string& text) { deSerialize(text); }
+    PropertyDescription describeForm() const { return {}; }
 
     /// What a write holds disabled; null where the owner has none.
     Synchronizer* getSynchronizer() const { return bag_ == nullptr ? nullptr : bag_->getSynchronizer(); }
@@ -75,6 +100,8 @@ protected:
     /// Tells observers that something other than the value changed.
     void notifyAttributeChanged() const;
     bool hasObservers() const;
+    /// Each derived class sets its own in its constructor. Lent for good.
+    void setForm(const PropertyForm& form) { form_ = &form; }
 
     /// A write was taken.  [synchronizer disabled]
     void noteTaken();
@@ -95,6 +122,7 @@ private:
     std::uint64_t taken_ = 0;    // number of the bag's write that was last taken; 0: none
     std::uint64_t refused_ = 0;  // the same of the one refused
     std::string refusedText_;
+    const PropertyForm* form_;
     std::vector<PropertyObserver*> observers_;
 };
 

@@ -21,14 +21,13 @@ public:
     void activate();
 
     void accept(Util::System::AbstractVisitor& visitor) const override;
-    bool hasValue() const override { return false; }
     /// Yields the empty text.
     void serialize(std::string& out) const override;
     /// @throws Poco::NotImplementedException: a command has no value to set; it is activated.
     void deSerialize(const std::string& text) override;
     void setAny(const Poco::Any& value) override;
     Poco::Any getAny() const override;
-    PropertyDescription describe() const override;
+    PropertyDescription describeForm() const;
 
 private:
     Handler handler_;

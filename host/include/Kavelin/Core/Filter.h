@@ -18,14 +18,12 @@ public:
     Filter(const std::string& name, bool schedulable);
     ~Filter() override;
 
-    /// Consumes what the input pins hold and sends the results.  [layout thread]
-    virtual void process() = 0;
     /// Calls `process` as a layout does, kept apart from property writes, commands and connection changes:
     /// for a program that drives a filter itself.  @throws what `process` throws. [any one thread at a time,
     /// while no layout runs the filter]
     void processOnce();
     /// The filter's class name, the same text as its factory's.
-    virtual std::string typeName() const = 0;
+    std::string typeName() const override = 0;
 
     bool isSchedulable() const { return schedulable_; }
 

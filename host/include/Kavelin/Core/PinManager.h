@@ -20,7 +20,20 @@ public:
     explicit PinManager(const std::string& name);
     ~PinManager() override;
 
+    // These operations stand in a fixed order, which filters of other modules rely on: process,
+    // getSynchronizer, setManager, typeName, and then what this host adds.
+    /// Consumes what the input pins hold and sends the results.  [layout thread]
+    virtual void process() = 0;
     virtual Synchronizer* getSynchronizer() { return &synchronizer_; }
+
+protected:
+    /// Enters (or, with null, leaves) a layout: every buffer that depends on it is built anew.
+    virtual void setManager(LayoutManager* layout);
+
+public:
+    /// Name of the class.
+    virtual std::string typeName() const = 0;
+
     /// The layout that runs this; null when it is in none.
     LayoutManager* getManager() const { return layout_; }
 
@@ -39,8 +52,6 @@ protected:
     /// Called for an input pin that a connection asks for by name and that does not exist. A filter that
     /// makes pins on demand returns the new one; the default has none to give.
     virtual AbstractInputPin* demandInputPin(const std::string& pinName);
-    /// Enters (or, with null, leaves) a layout: every buffer that depends on it is built anew.
-    virtual void setManager(LayoutManager* layout);
 
 private:
     friend class AbstractInputPin;

@@ -24,10 +24,11 @@ public:
     void serialize(std::string& out) const override;
     void deSerialize(const std::string& text) override;
     void setAny(const Poco::Any& value) override;
+    /// Holds a copy of the text as it was written.
     Poco::Any getAny() const override;
-    PropertyDescription describe() const override;
     /// Refuses a value by raising, before it is taken. The default accepts all.
     virtual void validate(const std::string& text) const;
+    PropertyDescription describeForm() const;
 
 protected:
     /// Acts on the new text, which is in place already; raising takes it back.
