@@ -7,6 +7,9 @@ namespace Kavelin::OrientationInternal {
 
 namespace {
 
+constexpr double kLongestHold = 0.1;  // s; in more, a hand has turned the unit
+constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+
 bool isRow3(const Matrix& sample) { return sample.rows() == 1 && sample.cols() == 3; }
 
 }  // namespace
@@ -15,18 +18,50 @@ FilterSphericalFilteringAttitude::FilterSphericalFilteringAttitude(const std::st
     : Filter(name, true) {}
 
 void FilterSphericalFilteringAttitude::process() {
-    if (!rate_.fetch() || !acc_.fetch()) return;
-    rate_.consume();
-    acc_.consume();
-    double t = std::max(rate_.lastTimeStamp(), acc_.lastTimeStamp());
+    if (!takeRate()) return;
+    double t = std::max(rate_.lastTimeStamp(), newest_.time);
     const Eigen::Vector3d field = takeField(t);
-    if (!isRow3(rate_.value()) || !isRow3(acc_.value())) return;
+    if (!isRow3(rate_.value()) || !newest_.isUsable) return;
     computer_.setSettings(settings());
-    if (!computer_.advance(t, Eigen::Vector3d::Map(acc_.value().data()),
-                           Eigen::Vector3d::Map(rate_.value().data()), field)) {
+    if (!computer_.advance(t, newest_.acceleration, Eigen::Vector3d::Map(rate_.value().data()), field)) {
         return;
     }
     send(t);
+}
+
+/// Takes the next rate, and with it the acceleration of its time. Where there is none, the newest one stands
+/// in for a while, so that a lost sample does not look like the end of a rest.
+bool FilterSphericalFilteringAttitude::takeRate() {
+    using Next = Core::StampMatcher::Next;
+    for (;;) {
+        switch (matcher_.next(rate_, acc_)) {
+            case Next::kNone:
+                return false;
+            case Next::kPair:
+                rate_.consume();
+                takeAcceleration();
+                return true;
+            case Next::kSecond:
+                acc_.passOver();
+                break;
+            case Next::kFirst:
+                if (!acc_.hasValue()) {
+                    rate_.passOver();  // nothing can begin without an acceleration
+                    break;
+                }
+                rate_.consume();
+                if (!(rate_.lastTimeStamp() - newest_.time <= kLongestHold))
+                    newest_.acceleration.setConstant(kNone);
+                return true;
+        }
+    }
+}
+
+void FilterSphericalFilteringAttitude::takeAcceleration() {
+    acc_.consume();
+    newest_.time = acc_.lastTimeStamp();
+    newest_.isUsable = isRow3(acc_.value());
+    if (newest_.isUsable) newest_.acceleration = Eigen::Vector3d::Map(acc_.value().data());
 }
 
 /// The field sample that goes with a pair of time `t`, which becomes the largest of the three; not a number

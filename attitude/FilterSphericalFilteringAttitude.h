@@ -4,15 +4,17 @@
 
 #include "attitude/SphericalAttitudeComputer.h"
 #include "core/FilterKit.h"
+#include "core/StampMatcher.h"
 
 namespace Kavelin::OrientationInternal {
 
 /// Estimates the attitude of a sensor unit from acceleration, rate and, where there is one, magnetic field:
 /// the estimator for who only wants the right orientation (see SphericalAttitudeComputer for how).
 ///
-/// In, each a 1x3 row in the sensor frame: "3a" m/s^2, "3g" rad/s, "3m" any constant unit. "3a" and "3g" are
-/// taken together, and with them a "3m" if one has come: of several that are no later than the pair, the
-/// newest. A pair of other shape is dropped; a "3m" of other shape or not a number is none. Out, stamped with
+/// In, each a 1x3 row in the sensor frame: "3a" m/s^2, "3g" rad/s, "3m" any constant unit. A "3g" is
+/// taken with the "3a" of its time (see StampMatcher), or with the newest where that was lost, and with a
+/// "3m" if one has come: of several that are no later than the two, the newest. What has another shape is
+/// dropped with what was taken with it; a "3m" of other shape or not a number is none. Out, stamped with
 /// the largest time stamp taken, in this order: "attitudeQ" 1x4 (w, x, y, z) and "attitude" 3x3, sensor to
 /// earth (East, North, Up); "3g_bias" 1x3 rad/s; "3a_prop" 1x3 m/s^2, earth frame, without gravity;
 /// "flag_rest"; "flag_mag", 1.0 while the field is disturbed or there is none. Nothing is sent before the
@@ -28,6 +30,8 @@ public:
 private:
     void onReset() { computer_.reset(); }
     SphericalAttitudeComputer::Settings settings() const;
+    bool takeRate();
+    void takeAcceleration();
     Eigen::Vector3d takeField(double& t);
     void send(double t);
 
@@ -64,6 +68,12 @@ private:
     ValueProperty<bool> useField_{"Use 3m", this, true};
     CommandProperty reset_{"Reset", this, handler(this, &FilterSphericalFilteringAttitude::onReset)};
 
+    struct {
+        Eigen::Vector3d acceleration{0.0, 0.0, 0.0};
+        double time = 0.0;
+        bool isUsable = false;  // a 1x3 row
+    } newest_;                  // acceleration taken
+    Core::StampMatcher matcher_;
     SphericalAttitudeComputer computer_;
 };
 

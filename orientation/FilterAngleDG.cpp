@@ -42,9 +42,26 @@ void FilterAngleDG::onAxis(const Matrix& axis) {
     computer_.setAxis(firstThree(axis));
 }
 
+/// Whether both hold a sample and these belong together; what nothing goes with is passed over.
+bool FilterAngleDG::fetchPair() {
+    for (;;) {
+        switch (matcher_.next(d_, g_)) {
+            case Core::StampMatcher::Next::kNone:
+                return false;
+            case Core::StampMatcher::Next::kPair:
+                return true;
+            case Core::StampMatcher::Next::kFirst:
+                d_.passOver();
+                break;
+            case Core::StampMatcher::Next::kSecond:
+                g_.passOver();
+                break;
+        }
+    }
+}
+
 void FilterAngleDG::process() {
-    const bool hasD = d_.fetch();
-    if (!g_.fetch() || !hasD) return;  // the one that is there waits for the other
+    if (!fetchPair()) return;
     d_.consume();
     g_.consume();
     const auto q_earth_d = attitudeOf(d_.value());

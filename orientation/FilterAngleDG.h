@@ -3,6 +3,7 @@
 #include <string>
 
 #include "core/FilterKit.h"
+#include "core/StampMatcher.h"
 #include "orientation/AngleDGComputer.h"
 
 namespace Kavelin::OrientationInternal {
@@ -10,8 +11,9 @@ namespace Kavelin::OrientationInternal {
 /// Computes the angle between two units, D and G: a joint angle, with its swing-twist decomposition about
 /// "axis".
 ///
-/// "D", "G": attitudes, sensor to earth, in the same earth frame; 3x3 or 1x4 (w, x, y, z). The n-th of one
-/// goes with the n-th of the other; a pair with another shape, or that is no rotation, is dropped. "angle":
+/// "D", "G": attitudes, sensor to earth, in the same earth frame; 3x3 or 1x4 (w, x, y, z). Those of
+/// one time go together (see StampMatcher), others are passed over; a pair with another shape, or that is no
+/// rotation, is dropped. "angle":
 /// 1x1, rad, the whole rotation, 0 to pi. "twist": 1x1, rad, about the axis, in [-pi, pi). "swing": 1x1, rad,
 /// what remains, 0 to pi. "relative": 1x4, of D to G, w not negative. All are stamped with the later time
 /// stamp of the pair.
@@ -26,6 +28,7 @@ public:
 private:
     /// @throws Poco::DataFormatException unless the axis is 1x3 and has a direction.
     void onAxis(const Matrix& axis);
+    bool fetchPair();
     void onReference() { computer_.requestReference(); }
 
     InputPin<Matrix> d_{"D", this};
@@ -37,6 +40,7 @@ private:
     ValueProperty<Matrix> axis_{"axis", this, Matrix{{0, 0, 1}}, handler(this, &FilterAngleDG::onAxis)};
     CommandProperty reference_{"Reference", this, handler(this, &FilterAngleDG::onReference)};
 
+    Core::StampMatcher matcher_;
     AngleDGComputer computer_;
 };
 

@@ -98,6 +98,9 @@ PairingReport PairingWatch::report() const {
         const std::uint64_t unpaired = lane.pin->getPassedOver() + counts.dropped + left;
         if (unpaired > 0) report.unpaired.push_back({lane.pin->getName(), unpaired});
     }
+    for (const AbstractInputPin* pin : others_) {
+        if (pin->getPassedOver() > 0) report.unpaired.push_back({pin->getName(), pin->getPassedOver()});
+    }
     for (std::size_t i = 0; i < earlyCount_ && report.interval > 0.0; ++i) {
         if (early_[i] > 0.5 * report.interval) ++report.unlike;
     }

@@ -103,6 +103,25 @@ TEST_F(FilterSphericalTest, FollowsTheMotionAndReportsTheBias) {
     EXPECT_EQ(h_.sent("flag_rest").back().value, row({0}));
 }
 
+TEST_F(FilterSphericalTest, LostAndSlowerAccelerationsDoNotShiftThePairs) {
+    const auto samples = recordDisturbed({.duration = 30, .rateBias = 0.02});
+    for (const int kept : {2, 50}) {  // every second acceleration only; one in fifty lost
+        FilterHarness<FilterSphericalFilteringAttitude> h;
+        for (std::size_t i = 0; i < samples.size(); ++i) {
+            const MotionSample& s = samples[i];
+            const bool isLost = (i % static_cast<std::size_t>(kept) == 1);
+            if (!isLost) h.feed("3a", s.t, s.acc.transpose());
+            if (i % 50 != 7) h.feed("3g", s.t, s.rate.transpose());
+            h.feed("3m", s.t, s.field.transpose());
+            h.process(2);
+        }
+        EXPECT_THAT(h.sent("attitudeQ").back().value, isSameRotationAs(samples.back().truth.wxyz(), 0.02))
+            << kept;
+        EXPECT_THAT(h.sent("3g_bias").back().value, isNearMatrix(row({0.01155, -0.01155, 0.01155}), 2e-3))
+            << kept;
+    }
+}
+
 TEST_F(FilterSphericalTest, PropertiesReachTheEstimator) {
     const auto samples = recordDisturbed({.duration = 3.5, .rateBias = 0.02});
     h_.set("Use 3m", "0");

@@ -15,11 +15,12 @@ Matrix turnedAbout(const Eigen::Vector3d& axis, double angle) {
 TEST(FilterAngleDG, PairsOneToOneAndStampsWithTheLater) {
     Harness h;
     h.feed("G", 1.0, turnedAbout({0, 0, 1}, 0.3));
-    h.feed("G", 2.0, turnedAbout({1, 0, 0}, 0.4));
     h.process(2);
     EXPECT_TRUE(h.sends().empty());
     h.feed("D", 1.5, row({1, 0, 0, 0}));
-    h.feed("D", 1.6, row({-2, 0, 0, 0}));  // any length and sign
+    h.process(2);
+    h.feed("G", 2.0, turnedAbout({1, 0, 0}, 0.4));
+    h.feed("D", 2.0, row({-2, 0, 0, 0}));  // any length and sign
     h.process(2);
     ASSERT_EQ(h.sends().size(), 8U);
     const char* const pins[] = {"angle", "twist", "swing", "relative"};
@@ -32,6 +33,42 @@ TEST(FilterAngleDG, PairsOneToOneAndStampsWithTheLater) {
         EXPECT_NEAR(h.sends()[i].value(0, 0), expected[i], 1e-12) << i;
     }
     EXPECT_THAT(h.sends()[7].value, isNearMatrix(row({std::cos(0.2), std::sin(0.2), 0, 0})));
+}
+
+double knee(double t) { return 0.5 + 0.5 * std::sin(5.0 * t); }  // rad; at most 2.5 rad/s
+
+TEST(FilterAngleDG, TakesAttitudesOfOneTimeTogether) {
+    const struct {
+        const char* name;
+        double start, step;  // of G; D has 0 and 0.01 s
+        unsigned lostOneIn;
+        double error;  // rad: the knee's speed times half of the smaller step
+        std::size_t least;
+    } rows[] = {
+        {"the same clock", 0.0, 0.01, 0, 1e-9, 1990},  // the first step is not known
+        {"lost samples", 0.0, 0.01, 50, 1e-9, 1950},
+        {"a late start", 3.0, 0.01, 0, 1e-9, 1690},
+        {"half the rate", 0.0, 0.02, 0, 1e-9, 990},
+        {"a clock of its own", 0.004, 0.0103, 0, 2.5 * 0.0051, 1850},
+    };
+    for (const auto& r : rows) {
+        Harness h;
+        unsigned g = 0;
+        for (int d = 0; d < 2000; ++d) {
+            const double now = 0.01 * d;
+            h.feed("D", now, row({1, 0, 0, 0}));
+            for (; r.start + r.step * g < now + 1e-9; ++g) {
+                if (r.lostOneIn == 0 || g % r.lostOneIn != 7) {
+                    const double t = r.start + r.step * g;
+                    h.feed("G", t, turnedAbout({0, 0, 1}, knee(t)));
+                }
+            }
+            h.process(2);
+        }
+        EXPECT_GE(h.sent("angle").size(), r.least) << r.name;
+        for (const Sent& angle : h.sent("angle"))
+            ASSERT_NEAR(angle.value(0, 0), knee(angle.t), r.error) << r.name << " at " << angle.t;
+    }
 }
 
 TEST(FilterAngleDG, DropsAPairThatIsNoPairOfRotationsAndKeepsTheRequest) {
