@@ -1,5 +1,7 @@
 #include "cli/PairingText.h"
 
+#include <Kavelin/Core/AbstractInputPin.h>
+
 #include <cstdio>
 
 #include "io/Text.h"
@@ -27,11 +29,21 @@ std::string differenceText(const std::string& filter, const Core::PairingReport&
            step + "). Bring the inputs onto one clock with a FilterResampler before this filter";
 }
 
-std::string unpairedText(const std::string& filter, const Core::PairingReport& pairing) {
+bool isMostlyUnpaired(const Core::Filter& filter, const Core::PairingReport& pairing) {
+    std::size_t inputs = 0, without = 0;
+    for (const Core::AbstractInputPin* pin : filter.getInputPins())
+        if (pin->getIsPaired() && pin->getConnectedOutput() != nullptr) ++inputs;
+    for (const Core::PairingReport::Unpaired& one : pairing.unpaired)
+        if (one.count > pairing.sets) ++without;
+    return inputs > 1 && without == inputs;
+}
+
+std::string unpairedText(const std::string& filter, const Core::PairingReport& pairing, bool mostly) {
     std::string pins;
     for (const Core::PairingReport::Unpaired& one : pairing.unpaired)
         pins += (pins.empty() ? "" : ", ") + std::to_string(one.count) + " of " + one.pin;
-    return filter + ": samples without a partner: " + pins;
+    return filter + ": samples without a partner: " + pins +
+           (mostly ? ". Their clocks do not agree; the property Shift of a FilterResampler moves one" : "");
 }
 
 }  // namespace Kavelin::Cli

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kavelin/Core/Filter.h>
 #include <Kavelin/Core/PairingReport.h>
 
 #include <string>
@@ -11,6 +12,9 @@ namespace Kavelin::Cli {
 std::string differenceText(const std::string& filter, const Core::PairingReport& pairing);
 
 /// Which samples found no partner.  @pre there are some
-std::string unpairedText(const std::string& filter, const Core::PairingReport& pairing);
+std::string unpairedText(const std::string& filter, const Core::PairingReport& pairing, bool mostly = false);
+
+/// Whether, of every input that the filter matches, more samples found no partner than found one.
+bool isMostlyUnpaired(const Core::Filter& filter, const Core::PairingReport& pairing);
 
 }  // namespace Kavelin::Cli

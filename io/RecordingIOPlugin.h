@@ -4,7 +4,8 @@
 
 namespace Kavelin::RecordingIO {
 
-/// The plugin object: offers the source that reads recordings and the sink that writes results.
+/// The plugin object: offers the source that reads recordings, the sink that writes results, and the
+/// filter that brings pins onto one clock.
 class RecordingIOPlugin : public Core::DefaultPlugin {
 public:
     RecordingIOPlugin();

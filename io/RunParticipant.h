@@ -24,6 +24,10 @@ public:
     /// in the way.  [as resultFile]
     virtual void prepareRun() {}
 
+    /// Sends what waits for samples that can no longer come. What it feeds is called afterwards.
+    /// [the layout not running]
+    virtual void finishStream() {}
+
     /// Completes what the run left open: files get their names.  Raises what writing raises.  [as resultFile]
     virtual void completeRun() {}
 

@@ -67,7 +67,7 @@ void LayoutBuilder::make() {
     for (const LayoutEntry& layout : file_.layouts) createFilters(layout);
     for (const LayoutEntry& layout : file_.layouts)
         for (const FilterEntry& filter : layout.filters) writeProperties(filter);
-    for (const ConnectionEntry& connection : file_.connections) connect(connection);
+    connectAll();
 }
 
 void LayoutBuilder::loadPlugins() {
@@ -150,6 +150,23 @@ void LayoutBuilder::noteFile(const Core::Filter& filter, const Core::AbstractPro
     const auto* participant = dynamic_cast<const RecordingIO::RunParticipant*>(&filter);
     use.isWritten = participant != nullptr && participant->resultFile() == use.file;
     if (!use.file.empty()) fileUses_.push_back(std::move(use));
+}
+
+/// Some filters make an output for each input that they are asked for: a connection from there is made once
+/// that to the input is, wherever it stands in the file.
+void LayoutBuilder::connectAll() {
+    std::vector<const ConnectionEntry*> left;
+    for (const ConnectionEntry& entry : file_.connections) left.push_back(&entry);
+    for (bool more = true; more;) {
+        more = false;
+        std::erase_if(left, [&](const ConnectionEntry* entry) {
+            const Core::Filter* filter = find(entry->from.filter);
+            if (filter == nullptr || filter->findOutputPin(entry->from.element) == nullptr) return false;
+            connect(*entry);
+            return more = true;
+        });
+    }
+    for (const ConnectionEntry* entry : left) connect(*entry);
 }
 
 void LayoutBuilder::connect(const ConnectionEntry& entry) {

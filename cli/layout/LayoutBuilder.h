@@ -80,6 +80,7 @@ private:
     /// What they raise is a mistake. A filter that an action writes to is left out: it may come in time.
     void askParticipants(void (RecordingIO::RunParticipant::*question)());
     Place placeOfFile(const Core::Filter& filter) const;
+    void connectAll();
     void connect(const ConnectionEntry& entry);
     void checkNames();
     /// Writes what the actions will write, in the order of their times.

@@ -55,6 +55,7 @@ bool LayoutRun::run() {
         lane.layout->setRoundHook({});
         lane.layout->setFedRoundHook({});
     }
+    finishStreams();
     performOverdue();
     complete();
     report();
@@ -172,6 +173,23 @@ void LayoutRun::say(const std::string& text) {
     err_ << "kavelin: " << text << std::endl;
 }
 
+void LayoutRun::finishStreams() {
+    for (const Lane& lane : lanes_) {
+        for (Core::Filter* filter : lane.layout->getCallOrder()) {
+            auto* participant = dynamic_cast<RecordingIO::RunParticipant*>(filter);
+            if (participant == nullptr) continue;
+            try {
+                participant->finishStream();
+            } catch (const std::exception& error) {
+                fail(lane.layout->getName() + "/" + filter->getName() + ": " + Core::exceptionMessage(error));
+            }
+            while (std::any_of(lanes_.begin(), lanes_.end(),
+                               [](const Lane& one) { return one.layout->runPending(); })) {
+            }
+        }
+    }
+}
+
 void LayoutRun::complete() {
     for (const Lane& lane : lanes_) {
         for (Core::Filter* filter : lane.layout->getFilters()) {
@@ -248,7 +266,9 @@ void LayoutRun::reportPairing() {
                 fail(lane.layout->getName() + "/" + differenceText(filter->getName(), pairing));
             else if (!options_.quiet && pairing.largestDifference > 0.0)
                 say(lane.layout->getName() + "/" + differenceText(filter->getName(), pairing));
-            if (!options_.quiet && !pairing.unpaired.empty())
+            if (isMostlyUnpaired(*filter, pairing))
+                fail(lane.layout->getName() + "/" + unpairedText(filter->getName(), pairing, true));
+            else if (!options_.quiet && !pairing.unpaired.empty())
                 say(lane.layout->getName() + "/" + unpairedText(filter->getName(), pairing));
         }
     }

@@ -50,6 +50,7 @@ private:
     void performOverdue();
     void showProgress(const Lane& lane);
     void perform(const ActionEntry& action);
+    void finishStreams();
     void complete();
     void fail(const std::string& text);
     void say(const std::string& text);
