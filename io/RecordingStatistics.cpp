@@ -22,6 +22,7 @@ const double kBeyondGyroscopes = 40.0;     // rad/s, root mean square: whatever 
 const double kLongestStep = 1.0;           // s, of a recording that has rates
 const double kShortestStep = 1e-5;         // s
 const std::uint64_t kFewestRows = 10;      // to judge by their usual step
+const std::uint64_t kEnoughRows = 50;      // for more than a suspicion
 
 std::string shortNumber(double value) {
     char text[32];
@@ -130,6 +131,9 @@ std::vector<std::string> RecordingStatistics::warnings(const Schema& schema) con
         }
     }
     warnOfSteps(out);
+    if (rows_ < kEnoughRows) {
+        for (const std::string& suspicion : suspicions(schema)) out.push_back(suspicion);
+    }
     return out;
 }
 
@@ -165,6 +169,10 @@ void RecordingStatistics::warnOfSteps(std::vector<std::string>& out) const {
 }
 
 std::vector<std::string> RecordingStatistics::errors(const Schema& schema) const {
+    return rows_ < kEnoughRows ? std::vector<std::string>{} : suspicions(schema);
+}
+
+std::vector<std::string> RecordingStatistics::suspicions(const Schema& schema) const {
     std::vector<std::string> out;
     if (hasWrongTime()) out.push_back(aboutTime(schema));
     if (hasWrongRates(schema)) out.push_back(aboutRates(schema));

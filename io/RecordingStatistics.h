@@ -58,10 +58,12 @@ public:
     /// values repeated.
     std::vector<std::string> warnings(const Schema& schema) const;
     /// The same for what cannot be right, so that results made of it are wrong: rates in deg/s that do not
-    /// say so, raw counts, linear acceleration without gravity, time in a unit that it is not in.
+    /// say so, raw counts, linear acceleration without gravity, time in a unit that it is not in. A handful
+    /// of rows gives no more than a suspicion, which is among the warnings.
     std::vector<std::string> errors(const Schema& schema) const;
 
 private:
+    std::vector<std::string> suspicions(const Schema& schema) const;
     bool hasWrongTime() const;
     bool hasWrongRates(const Schema& schema) const;
     std::string aboutRates(const Schema& schema) const;
