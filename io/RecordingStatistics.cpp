@@ -22,7 +22,7 @@ const double kBeyondGyroscopes = 40.0;     // rad/s, root mean square: whatever 
 const double kLongestStep = 1.0;           // s, of a recording that has rates
 const double kShortestStep = 1e-5;         // s
 const std::uint64_t kFewestRows = 10;      // to judge by their usual step
-const std::uint64_t kEnoughRows = 50;      // for more than a suspicion
+const std::uint64_t kEnoughRows = 20;      // for more than a suspicion
 
 std::string shortNumber(double value) {
     char text[32];
