@@ -12,7 +12,8 @@ namespace Kavelin::Cli {
 namespace {
 
 /// The types to take where none is named, the best first: the first that is there.
-const char* const kDefaultTypes[] = {"FilterSphericalFilteringAttitude", "FilterAGMAttitude_v6"};
+const char* const kDefaultTypes[] = {"FilterSO3Attitude", "FilterSphericalFilteringAttitude",
+                                     "FilterAGMAttitude_v6"};
 
 std::string defaultType() {
     const Core::PluginManager& plugins = Core::FlowManager::instance().getPluginManager();
