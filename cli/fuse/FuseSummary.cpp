@@ -54,7 +54,8 @@ std::string flagLine(const FuseSummary& summary) {
     for (std::size_t i = 0; i < sink.extras().size(); ++i) {
         const std::string& name = sink.extras()[i].name;
         const FuseSink::Count& count = sink.count(i);
-        if (name == "Score" || count.sent == 0 || (name == "flag_mag" && !summary.hasField)) continue;
+        if (name == "Score" || count.sent == 0 || (name.starts_with("flag_mag") && !summary.hasField))
+            continue;
         const bool isQuality = name.ends_with("Quality");
         const double sent = static_cast<double>(count.sent);
         const double share = static_cast<double>(isQuality ? count.sent - count.raised : count.raised) / sent;

@@ -144,7 +144,8 @@ Json flagsJson(const FuseSummary& summary) {
     for (std::size_t i = 0; i < sink.extras().size(); ++i) {
         const std::string& name = sink.extras()[i].name;
         const FuseSink::Count& count = sink.count(i);
-        if (name == "Score" || count.sent == 0 || (name == "flag_mag" && !summary.hasField)) continue;
+        if (name == "Score" || count.sent == 0 || (name.starts_with("flag_mag") && !summary.hasField))
+            continue;
         const bool isQuality = name.ends_with("Quality");
         const std::uint64_t of = isQuality ? count.sent - count.raised : count.raised;
         flags[name] = static_cast<double>(of) / static_cast<double>(count.sent);

@@ -158,6 +158,8 @@ PropertyValue presentValue(const Core::AbstractProperty& property, const std::fi
 
 std::string refusalText(const Core::AbstractProperty& property, const PropertyValue& value,
                         const std::exception& error) {
+    if (property.describe().kind == "bool" && dynamic_cast<const Poco::DataFormatException*>(&error))
+        return shown(value) + " is neither 1 (true) nor 0 (false)";
     const std::string message = Core::exceptionMessage(error);
     if (!message.empty()) return message;
     const std::vector<std::string> labels = property.describe().labels;

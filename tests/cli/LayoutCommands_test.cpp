@@ -113,6 +113,7 @@ scale "Count": -1 ! 3:10: scale (TestScale), "Count": takes a whole number from 
 scale "Mode": "fail" ! 3:9: scale (TestScale), "Mode": 'fail' is no label of 'Mode'; there are 'plain', 'fails', 'greedy'
 scale "Mode": 3 ! 3:9: scale (TestScale), "Mode": 3 is no index of a label, 0 to 2; labels: plain, fails, greedy
 scale "Weights": 3 ! 3:12: scale (TestScale), "Weights": takes a matrix, such as [[1, 2, 3]]; this is 3
+scale "Use": "maybe" ! 3:8: scale (TestScale), "Use": "maybe" is neither 1 (true) nor 0 (false)
 scale "Use": [[1]] ! 3:8: scale (TestScale), "Use": takes true or false; this is a matrix
 scale "Fixed": 2 ! 3:10: scale (TestScale), "Fixed": Property 'Fixed' is not writable
 source "File Name": "missing.csv" ! 3:14: source (TestSource), "File Name": There is no file DIR/missing.csv
