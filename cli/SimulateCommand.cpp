@@ -11,6 +11,7 @@
 #include "cli/Interruption.h"
 #include "cli/SimulateFaults.h"
 #include "cli/fuse/ProgressBar.h"
+#include "io/ResultFile.h"
 #include "io/SimulatedTable.h"
 
 namespace Kavelin::Cli {
@@ -59,6 +60,7 @@ void simulate(SimulateOptions options, CommandContext& context) {
     if (options.rows > 0) {
         options.simulation.seconds = (static_cast<double>(options.rows) - 0.5) / options.simulation.rate;
     }
+    RecordingIO::requireTableName(options.output);
     const Interruption interruption;
     context.out.flush();
     RecordingIO::ResultFile file(options.output);

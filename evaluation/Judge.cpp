@@ -18,13 +18,16 @@ using Sensor = Evidence::Sensor;
 
 // What an estimate and its sensors disagree on, in degrees.
 const double kGoodTilt = 5.0, kBadTilt = 10.0;
+const double kTiltPerShaking = 30.0;                  // by a deviation of the acceleration's norm of 1
 const double kBadTiltCorrection = 15.0;               // in 10 s
 const double kLargeCorrection = 12.0;                 // of the heading, in 10 s
 const double kGoodAzimuth = 6.5, kBadAzimuth = 15.0;  // in half of the motion
 const double kGoodAzimuthMostly = 20.0;               // in three quarters of it
 const double kLeastMotion = 3.0;                      // s, to say anything of the field
+const double kMotionToTrust = 8.0;                    // s, to call a heading good
 const double kGoodSigmaTilt = 3.0, kBadSigmaTilt = 15.0;
 const double kGoodSigmaHeading = 8.0, kBadSigmaHeading = 40.0;
+const double kUnknown = 170.0;  // a standard deviation that says nothing
 
 // Sensors against each other; shares of the motion that is explained.
 const double kAxesGain = 0.25, kAxesExplained = 0.4, kAxesConfirmed = 0.2;
@@ -50,8 +53,9 @@ const double kDisturbedShare = 0.35, kMostlyDisturbed = 0.6;  // of the time
 // The acceleration's norm; shares of gravity.
 const double kShaking = 0.03, kShakingBad = 0.15;
 
-const double kShortest = 8.0;   // s
-const double kShortGap = 0.15;  // s
+const double kShortest = 8.0;      // s
+const std::uint64_t kFewest = 50;  // samples
+const double kShortGap = 0.15;     // s
 const double kGapShare = 0.002;
 
 std::string number(double value, int digits = 2) {
@@ -98,7 +102,7 @@ public:
         if (!estimate.isThere) addBoth({Grade::kBad, "there is no attitude", ""});
         if (!estimate.isFinite) addBoth({Grade::kBad, "the attitude is not finite", ""});
         if (!estimate.isThere || !estimate.isFinite) return verdicts_;
-        if (estimate.seconds < kShortest) {
+        if (estimate.seconds < kShortest || seen_.acceleration.samples < kFewest) {
             addBoth({Grade::kDoubtful, "the recording is too short to be judged", ""});
             return verdicts_;
         }
@@ -170,7 +174,11 @@ private:
 
 std::optional<Finding> Judgement::judgeTilt() {
     const double off = seen_.estimate.tiltResidual * kRadiansToDegrees;
-    tiltEffect_ = off <= kGoodTilt ? Grade::kGood : off <= kBadTilt ? Grade::kDoubtful : Grade::kBad;
+    // What shakes has a mean acceleration of its own.
+    const Sensor& force = seen_.acceleration;
+    const double shaking = force.norm > 0.0 ? force.normDeviation / force.norm : 0.0;
+    const double bad = kBadTilt + kTiltPerShaking * shaking;
+    tiltEffect_ = off <= kGoodTilt ? Grade::kGood : off <= bad ? Grade::kDoubtful : Grade::kBad;
     if (tiltEffect_ == Grade::kGood) return std::nullopt;
     return Finding{tiltEffect_, "the mean acceleration is " + whole(off) + " degrees off the vertical", ""};
 }
@@ -193,7 +201,11 @@ std::optional<Finding> Judgement::judgeHeading() {
     const auto& spread = kind_.isHeadingRelative ? field.azimuthSpread : field.northSpread;
     const double half = spread.half * kRadiansToDegrees;
     const double most = spread.threeQuarters * kRadiansToDegrees;
-    if (half <= kGoodAzimuth && most <= kGoodAzimuthMostly) return std::nullopt;
+    if (half <= kGoodAzimuth && most <= kGoodAzimuthMostly) {
+        if (field.seconds >= kMotionToTrust) return std::nullopt;
+        return Finding{Grade::kDoubtful, "the unit turned for no more than " + number(field.seconds) + " s",
+                       "turn it about all axes for longer"};
+    }
     // Where the field itself changes, the gyroscope may well have kept the heading.
     const bool isSteady = field.normSpread.half < kFieldChange && isFieldAlive();
     isHeadingOff_ = half >= kBadAzimuth;
@@ -306,6 +318,9 @@ void Judgement::findBroken(const Sensor& sensor, const std::string& name, bool i
         const std::string reason = "the " + name + "'s " + stuck + " does not change in " +
                                    percent(sensor.stuckShare()) + " of the time, though the unit turns";
         if (isVital && sensor.stuckShare() > kStuckBad) judgeTiltOtherwise();
+        const bool isDead = std::all_of(sensor.axes.begin(), sensor.axes.end(),
+                                        [](const auto& axis) { return axis.stuckShare > kStuckBad; });
+        if (isVital && isDead) tiltEffect_ = headingEffect_ = Grade::kBad;
         addCause(isVital, true, reason, "check the sensor");
     }
     if (clipped.empty()) return;
@@ -395,7 +410,11 @@ void Judgement::findSigmas() {
     // What an estimator says of itself holds where nothing contradicts it.
     const auto add = [](Verdict& verdict, const std::optional<double>& sigma, double good, double bad) {
         if (!sigma || *sigma * kRadiansToDegrees <= good) return;
-        const double degrees = *sigma * kRadiansToDegrees;
+        const double degrees = std::min(*sigma * kRadiansToDegrees, 180.0);
+        if (degrees > kUnknown) {
+            verdict.add({Grade::kDoubtful, "the estimator does not know it yet", ""});
+            return;
+        }
         verdict.add({degrees > bad ? Grade::kBad : Grade::kDoubtful,
                      "the estimator itself gives a standard deviation of " + number(degrees) + " degrees",
                      ""});

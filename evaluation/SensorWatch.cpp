@@ -77,7 +77,9 @@ SensorWatch::Axis SensorWatch::axis(int index) const {
     const double usualRun = static_cast<double>(samples_) / static_cast<double>(lane.changes + 1);
     if (lane.changes < kFewestChanges || usualRun > 0.5 * static_cast<double>(kRun)) return axis;
     const double count = static_cast<double>(samples_);
-    axis.clippedShare = static_cast<double>(lane.greatest.inRuns + lane.least.inRuns) / count;
+    // A run of zeros is a sensor that has died.
+    const auto clipped = [](const auto& extreme) { return extreme.value != 0.0 ? extreme.inRuns : 0; };
+    axis.clippedShare = static_cast<double>(clipped(lane.greatest) + clipped(lane.least)) / count;
     axis.limit = std::max(lane.greatest.inRuns > 0 ? std::abs(lane.greatest.value) : 0.0,
                           lane.least.inRuns > 0 ? std::abs(lane.least.value) : 0.0);
     return axis;

@@ -203,14 +203,16 @@ ColumnName::ColumnName(std::string_view cell) : raw(cell), name(trimmed(cell)) {
 bool ColumnName::isTime() const { return key == "t" || key == "time" || key == "timestamp"; }
 
 bool ColumnName::isSensor() const {
-    static constexpr std::string_view kThings[] = {"sensor", "device", "imu", "node", "unit", "mac"};
+    static constexpr std::string_view kThings[] = {"sensor", "device",  "imu",  "node", "unit",
+                                                   "mac",    "segment", "limb", "body"};
     static constexpr std::string_view kEnds[] = {"", "id", "name", "number", "no", "address", "location"};
     for (const std::string_view thing : kThings) {
         for (const std::string_view end : kEnds) {
             if (key == std::string(thing) + std::string(end)) return true;
         }
     }
-    return key == "id" || key == "serial" || key == "serialnumber" || key == "bodypart" || key == "placement";
+    return key == "id" || key == "serial" || key == "serialnumber" || key == "bodypart" ||
+           key == "placement" || key == "side" || key == "location" || key == "joint";
 }
 
 bool ColumnName::isLinearAcceleration() const {

@@ -71,6 +71,10 @@ void FilterResampler::checkRun() {
     if (clock_ == nullptr && rate_.get() <= 0.0)
         throw Poco::InvalidArgumentException(
             "Clock names the pin whose time stamps count, or Rate is above 0");
+    const bool hasGuide = std::any_of(lanes_.begin(), lanes_.end(),
+                                      [](const auto& lane) { return !lane->isOptional && !lane->isNewest; });
+    if (clock_ == nullptr && !hasGuide)
+        throw Poco::InvalidArgumentException("Rate needs a pin that is neither in Newest nor in Optional");
 }
 
 FilterResampler::Lane* FilterResampler::laneCalled(const std::string& name) const {
@@ -174,14 +178,25 @@ void FilterResampler::sendInstant() {
     const auto isWanting = [](const auto& lane) { return lane->state != At::kValue && !lane->isOptional; };
     const auto wanting = std::find_if(lanes_.begin(), lanes_.end(), isWanting);
     if (wanting != lanes_.end()) {
-        ++leftOut_;
-        ++(*wanting)->missing;
+        const std::uint64_t instants = 1 + skipTicksUntil((*wanting)->track.lastTime());
+        leftOut_ += instants;
+        (*wanting)->missing += instants;
         return;
     }
     ++sent_;
     for (const auto& lane : lanes_) {
         if (lane->state == At::kValue) lane->out.send(instant_);
     }
+}
+
+/// Passes over the instants of a rate up to `t`, in which a pin that is needed has no value: after a clock
+/// that jumps they may be billions.  @return how many.
+std::uint64_t FilterResampler::skipTicksUntil(double t) {
+    const double next = std::ceil(t * rate_.get());
+    if (clock_ != nullptr || !(next > tick_)) return 0;
+    const double skipped = next - tick_;
+    tick_ = next;
+    return static_cast<std::uint64_t>(std::min(skipped, 1e18));
 }
 
 void FilterResampler::finishStream() {
@@ -191,10 +206,12 @@ void FilterResampler::finishStream() {
 }
 
 void FilterResampler::completeRun() {
-    if (sent_ > 0 || leftOut_ == 0) return;
-    throw Poco::DataFormatException("no instant of " + std::to_string(leftOut_) +
-                                    " has a value of every pin: do the time stamps of the pins agree, and is "
-                                    "Greatest gap longer than their steps?");
+    if (leftOut_ <= sent_) return;
+    throw Poco::DataFormatException(
+        (sent_ == 0 ? "no instant of " : "only " + counted(sent_, "instant") + " of ") +
+        std::to_string(sent_ + leftOut_) + (sent_ <= 1 ? " has" : " have") +
+        " a value of every pin: do the time stamps of the pins agree, and is "
+        "Greatest gap longer than their steps?");
 }
 
 std::vector<std::string> FilterResampler::runNotes() const {

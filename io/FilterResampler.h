@@ -64,6 +64,7 @@ private:
     void look(Lane& lane);
     bool mayWait() const;
     void sendInstant();
+    std::uint64_t skipTicksUntil(double t);
 
     OrientationInternal::ValueProperty<std::string> clockName_{"Clock", this, "",
                                                                handler(this, &FilterResampler::onList)};

@@ -19,7 +19,7 @@ const double kImplausibleRate = 80.0;      // rad/s, a single sample
 const double kLeastGravity = 5.0;          // m/s^2, root mean square of the specific force
 const double kGreatestMeanForce = 60.0;    // m/s^2
 const double kBeyondGyroscopes = 40.0;     // rad/s, root mean square: whatever unit is declared
-const double kLongestStep = 1.0;           // s, of a recording that has rates
+const double kLongestStep = 2.0;           // s, of a recording that has rates
 const double kShortestStep = 1e-5;         // s
 const std::uint64_t kFewestRows = 10;      // to judge by their usual step
 const std::uint64_t kEnoughRows = 20;      // for more than a suspicion
@@ -180,7 +180,7 @@ std::vector<std::string> RecordingStatistics::suspicions(const Schema& schema) c
     if (!force || force->values == 0 || force->greatestSquare == 0.0) return out;
     const double mean = force->rootMeanSquare();
     const bool isTooSmall = mean < kLeastGravity && !force->looksLikeGravityInG();
-    if (isTooSmall || mean > kGreatestMeanForce) out.push_back(aboutForce(*force));
+    if (isTooSmall || mean > kGreatestMeanForce) out.push_back(aboutForce(schema, *force));
     return out;
 }
 
@@ -195,16 +195,17 @@ std::string RecordingStatistics::aboutTime(const Schema& schema) const {
     const double step = steps_.usualStep();
     const double inFile = step * schema.timeUnit.divide / schema.timeUnit.multiply;
     std::string best;
-    double least = 0.0;
+    double least = std::abs(std::log(step * 100.0)) - 1e-9;  // of the unit in force
     for (const char* name : {"s", "ms", "us", "ns"}) {
         const double distance = std::abs(std::log(findUnit(Quantity::kTime, name)->apply(inFile) * 100.0));
-        if (!best.empty() && distance >= least) continue;
+        if (distance >= least) continue;
         best = name;
         least = distance;
     }
-    return "the usual step between rows is " + shortNumber(step) + " s" +
-           (schema.isTimeUnitDeclared ? ", by the unit that is given for t" : "") + ": is the time in " +
-           best + "? Then say so: t=" + best;
+    const std::string text = "the usual step between rows is " + shortNumber(step) + " s" +
+                             (schema.isTimeUnitDeclared ? ", by the unit that is given for t" : "");
+    if (best.empty()) return text + ": no unit makes that a rate of a sensor; is that column the time?";
+    return text + ": is the time in " + best + "? Then say so: t=" + best;
 }
 
 bool RecordingStatistics::hasWrongRates(const Schema& schema) const {
@@ -230,10 +231,11 @@ std::string RecordingStatistics::aboutRates(const Schema& schema) const {
                                                      : ": deg/s? Then say so: 3g=deg/s");
 }
 
-std::string RecordingStatistics::aboutForce(const ChannelCount& force) const {
+std::string RecordingStatistics::aboutForce(const Schema& schema, const ChannelCount& force) const {
     const double mean = force.rootMeanSquare();
     std::string text =
         "the accelerometer shows " + shortNumber(mean) + " m/s^2 in the mean, which is not gravity";
+    if (schema.find("3a")->isUnitDeclared) return text + "; is the unit given for 3a right?";
     if (mean > kGreatestMeanForce) {
         return text + ": mg (3a=mg), or raw counts? Divide those by the sensor's sensitivity first";
     }

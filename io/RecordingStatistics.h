@@ -68,7 +68,7 @@ private:
     bool hasWrongRates(const Schema& schema) const;
     std::string aboutRates(const Schema& schema) const;
     std::string aboutTime(const Schema& schema) const;
-    std::string aboutForce(const ChannelCount& force) const;
+    std::string aboutForce(const Schema& schema, const ChannelCount& force) const;
     void warnOfChannels(std::vector<std::string>& out) const;
     void warnOfSteps(std::vector<std::string>& out) const;
 

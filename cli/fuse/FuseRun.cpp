@@ -191,7 +191,7 @@ std::optional<Alignment> FuseRun::alignment() const {
     if (options_.alignment == "heading") return Alignment::kHeading;
     if (options_.alignment == "start") return Alignment::kStart;
     // Without a field even an absolute heading is arbitrary.
-    if (estimator_.alignment == Alignment::kNone && !hasChannel("3m")) return Alignment::kHeading;
+    if (estimator_.alignment == Alignment::kNone && !usesField()) return Alignment::kHeading;
     return estimator_.alignment;
 }
 
@@ -405,6 +405,12 @@ void FuseRun::tellWhatIsWrong() {
     }
 }
 
+bool FuseRun::usesField() const {
+    const Core::PropertyBag& properties = filter_->getPropertyBag();
+    const Core::AbstractProperty* use = properties.find("Use 3m");
+    return estimator_.uses("3m") && hasChannel("3m") && (!use || use->exactText() != "0");
+}
+
 bool FuseRun::hasField() const {
     const RecordingIO::RecordingStatistics::ChannelCount* field = reader_.statistics()->find("3m");
     return field && field->values > 0;
@@ -413,10 +419,15 @@ bool FuseRun::hasField() const {
 std::optional<RecordingIO::Judged> FuseRun::judged() const {
     if (!probe_ || sink_->attitudes() == 0) return std::nullopt;
     const RecordingIO::EstimatorKind kind{.usesGyroscope = estimator_.uses("3g"),
-                                          .usesField = estimator_.uses("3m"),
+                                          .usesField = usesField(),
                                           .isHeadingRelative = *estimator_.alignment != Alignment::kNone};
     const RecordingIO::Evidence evidence = probe_->evidence();
-    return RecordingIO::Judged{evidence, RecordingIO::judge(evidence, kind)};
+    RecordingIO::Judged judged{evidence, RecordingIO::judge(evidence, kind)};
+    for (const std::string& fault : reader_.statistics()->errors(*reader_.schema())) {
+        for (RecordingIO::Verdict* verdict : {&judged.verdicts.tilt, &judged.verdicts.heading})
+            verdict->add({RecordingIO::Grade::kDoubtful, fault, ""});
+    }
+    return judged;
 }
 
 /// The summary says it too; without one it is an error like any other.

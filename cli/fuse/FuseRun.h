@@ -61,6 +61,7 @@ private:
     std::string pinsTakenTogether() const;
 
     bool hasChannel(const std::string& pin) const;
+    bool usesField() const;
     bool hasField() const;
     std::uint64_t completeRows() const;
     std::uint64_t silentRows() const;

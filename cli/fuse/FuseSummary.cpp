@@ -106,7 +106,7 @@ std::string verdictLines(const FuseSummary& summary) {
 
 std::string warningLines(const FuseSummary& summary) {
     std::string text;
-    for (const std::string& warning : summary.statistics.warnings(summary.schema)) {
+    for (const std::string& warning : warningsOf(summary)) {
         text += "warning: " + warning + "\n";
     }
     if (summary.silentRows > 0 && summary.sink.attitudes() > 0) {
@@ -117,7 +117,24 @@ std::string warningLines(const FuseSummary& summary) {
     return text;
 }
 
+// The sign of a field cannot be told from its motion, only from where it points.
+std::string warningOfDip(const RecordingIO::Judged& judged) {
+    const double dip = judged.evidence.fieldInEarth.dip * kRadiansToDegrees;
+    if (!(judged.evidence.fieldInEarth.seconds > 3.0 && dip < -10.0)) return {};
+    return "the field points upwards, " + number(std::round(-dip), 3) +
+           " degrees above the horizon, as it does in the southern hemisphere; elsewhere the accelerometer "
+           "or "
+           "the magnetometer has the wrong sign, and the result is upside down or turned by 180 degrees";
+}
+
 }  // namespace
+
+std::vector<std::string> warningsOf(const FuseSummary& summary) {
+    std::vector<std::string> warnings = summary.statistics.warnings(summary.schema);
+    const std::string dip = summary.judged && summary.hasField ? warningOfDip(*summary.judged) : "";
+    if (!dip.empty()) warnings.push_back(dip);
+    return warnings;
+}
 
 std::string timeText(double time) {
     char text[32];

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "cli/fuse/FuseSink.h"
 #include "evaluation/Judge.h"
@@ -32,6 +33,9 @@ struct FuseSummary {
 /// The summary of a run, some lines for a person: rows, rate, gaps, what was left out and dropped, flags,
 /// static share, errors against the reference, then one line a warning, and the verdict on tilt and heading.
 std::string summaryText(const FuseSummary& summary);
+
+/// What of the recording needs a person's eye, a sentence each.
+std::vector<std::string> warningsOf(const FuseSummary& summary);
 
 /// A time stamp with all its digits.
 std::string timeText(double time);

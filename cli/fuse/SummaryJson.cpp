@@ -179,7 +179,7 @@ std::string summaryJson(const FuseSummary& summary, int status) {
                  {"bias", summary.sink.bias() ? list(*summary.sink.bias()) : Json()},
                  {"errors", errorsJson(summary)},
                  {"faults", summary.statistics.errors(summary.schema)},
-                 {"warnings", summary.statistics.warnings(summary.schema)}};
+                 {"warnings", warningsOf(summary)}};
     if (summary.judged) {
         json["tilt"] = verdictJson(summary.judged->verdicts.tilt);
         json["heading"] = verdictJson(summary.judged->verdicts.heading);

@@ -11,6 +11,8 @@ namespace Kavelin::Core {
 namespace {
 
 constexpr std::size_t kStepsToJudge = 8;  // fewer may be the odd ones of a start
+// Of the usual step: half of it, and what rounding makes of time stamps in microseconds since 1970.
+constexpr double kTolerated = 0.5 * (1.0 + 1e-3);
 
 }  // namespace
 
@@ -83,7 +85,7 @@ void PairingWatch::judge(double difference) {
     }
     if (interval == std::numeric_limits<double>::infinity()) {
         if (earlyCount_ < early_.size()) early_[earlyCount_++] = difference;
-    } else if (difference > 0.5 * interval) {
+    } else if (difference > kTolerated * interval) {
         ++sofar_.unlike;
     }
 }
@@ -102,7 +104,7 @@ PairingReport PairingWatch::report() const {
         if (pin->getPassedOver() > 0) report.unpaired.push_back({pin->getName(), pin->getPassedOver()});
     }
     for (std::size_t i = 0; i < earlyCount_ && report.interval > 0.0; ++i) {
-        if (early_[i] > 0.5 * report.interval) ++report.unlike;
+        if (early_[i] > kTolerated * report.interval) ++report.unlike;
     }
     return report;
 }
