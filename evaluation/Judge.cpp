@@ -320,7 +320,8 @@ void Judgement::findBroken(const Sensor& sensor, const std::string& name, bool i
         if (isVital && sensor.stuckShare() > kStuckBad) judgeTiltOtherwise();
         const bool isDead = std::all_of(sensor.axes.begin(), sensor.axes.end(),
                                         [](const auto& axis) { return axis.stuckShare > kStuckBad; });
-        if (isVital && isDead) tiltEffect_ = headingEffect_ = Grade::kBad;
+        if (isVital && isDead) tiltEffect_ = Grade::kBad;
+        if (isDead && &sensor == &seen_.rate) headingEffect_ = Grade::kBad;
         addCause(isVital, true, reason, "check the sensor");
     }
     if (clipped.empty()) return;
