@@ -344,25 +344,13 @@ LayoutFile LayoutBuilder::capture(const std::filesystem::path& folder) const {
         for (FilterEntry& entry : layout.filters) {
             const Core::Filter* filter = find(entry.name.text);
             if (filter == nullptr) continue;
-            // An action writes its property again when its time comes: until then the file's own value holds.
-            const auto isSetByAction = [&](const std::string& property) {
-                return std::any_of(
-                    file_.actions.begin(), file_.actions.end(), [&](const ActionEntry& action) {
-                        return action.kind == ActionEntry::Kind::set &&
-                               action.target.filter == entry.name.text && action.target.element == property;
-                    });
-            };
-            const auto own = entry.properties;
             entry.properties.clear();
             const Core::PropertyBag& bag = filter->getPropertyBag();
             for (const Core::SavedValue& saved : bag.save()) {
                 const Core::AbstractProperty& property = bag.get(saved.name);
-                if (saved.kind == Core::SavedValue::Kind::written && property.isWritable() &&
-                    !isSetByAction(saved.name))
+                if (saved.kind == Core::SavedValue::Kind::written && property.isWritable())
                     entry.properties.push_back({{saved.name, {}}, presentValue(property, folder)});
             }
-            for (const PropertyEntry& property : own)
-                if (isSetByAction(property.name.text)) entry.properties.push_back(property);
             placeVariables(entry, folder, result);
         }
     }
