@@ -46,20 +46,11 @@ std::string lossLine(const FuseSummary& summary) {
            std::to_string(summary.dropped) + "\n";
 }
 
-/// Flags by the share of rows in which they were raised; qualities by that in which they were bad.
-/// A flag of the field says nothing where there is none.
 std::string flagLine(const FuseSummary& summary) {
-    const FuseSink& sink = summary.sink;
     std::string text;
-    for (std::size_t i = 0; i < sink.extras().size(); ++i) {
-        const std::string& name = sink.extras()[i].name;
-        const FuseSink::Count& count = sink.count(i);
-        if (name == "Score" || count.sent == 0 || (name.starts_with("flag_mag") && !summary.hasField))
-            continue;
-        const bool isQuality = name.ends_with("Quality");
-        const double sent = static_cast<double>(count.sent);
-        const double share = static_cast<double>(isQuality ? count.sent - count.raised : count.raised) / sent;
-        text += (text.empty() ? "" : "; ") + name + (isQuality ? " bad in " : " raised in ") + percent(share);
+    for (const FlagShare& flag : flagShares(summary)) {
+        text += (text.empty() ? "" : "; ") + flag.name + (flag.isQuality ? " bad in " : " raised in ") +
+                percent(flag.share);
     }
     return text.empty() ? text : text + " of the rows\n";
 }
@@ -128,6 +119,21 @@ std::string warningOfDip(const RecordingIO::Judged& judged) {
 }
 
 }  // namespace
+
+std::vector<FlagShare> flagShares(const FuseSummary& summary) {
+    const FuseSink& sink = summary.sink;
+    std::vector<FlagShare> shares;
+    for (std::size_t i = 0; i < sink.extras().size(); ++i) {
+        const std::string& name = sink.extras()[i].name;
+        const FuseSink::Count& count = sink.count(i);
+        if (name == "Score" || count.sent == 0 || (name.starts_with("flag_mag") && !summary.hasField))
+            continue;
+        const bool isQuality = name.ends_with("Quality");
+        const double rows = static_cast<double>(isQuality ? count.sent - count.raised : count.raised);
+        shares.push_back({name, rows / static_cast<double>(count.sent), isQuality});
+    }
+    return shares;
+}
 
 std::vector<std::string> warningsOf(const FuseSummary& summary) {
     std::vector<std::string> warnings = summary.statistics.warnings(summary.schema);

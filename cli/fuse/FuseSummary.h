@@ -34,6 +34,15 @@ struct FuseSummary {
 /// static share, errors against the reference, then one line a warning, and the verdict on tilt and heading.
 std::string summaryText(const FuseSummary& summary);
 
+/// Share of the rows in which a flag was raised, or a quality was bad.
+struct FlagShare {
+    std::string name;
+    double share;
+    bool isQuality;
+};
+/// Of all that were sent; a flag of the field says nothing where there is none.
+std::vector<FlagShare> flagShares(const FuseSummary& summary);
+
 /// What of the recording needs a person's eye, a sentence each.
 std::vector<std::string> warningsOf(const FuseSummary& summary);
 

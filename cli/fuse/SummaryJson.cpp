@@ -137,19 +137,9 @@ Json channelsJson(const FuseSummary& summary) {
     return channels;
 }
 
-/// Shares of the rows in which a flag was raised, or a quality bad.
 Json flagsJson(const FuseSummary& summary) {
-    const FuseSink& sink = summary.sink;
     Json flags = Json::object();
-    for (std::size_t i = 0; i < sink.extras().size(); ++i) {
-        const std::string& name = sink.extras()[i].name;
-        const FuseSink::Count& count = sink.count(i);
-        if (name == "Score" || count.sent == 0 || (name.starts_with("flag_mag") && !summary.hasField))
-            continue;
-        const bool isQuality = name.ends_with("Quality");
-        const std::uint64_t of = isQuality ? count.sent - count.raised : count.raised;
-        flags[name] = static_cast<double>(of) / static_cast<double>(count.sent);
-    }
+    for (const FlagShare& flag : flagShares(summary)) flags[flag.name] = flag.share;
     return flags;
 }
 
