@@ -1,6 +1,6 @@
 #include "attitude/FilterAGMAttitude_v6.h"
 
-#include "attitude/AGMComputer.h"
+#include "attitude/agm/AGMComputer.h"
 
 namespace Kavelin::OrientationInternal {
 

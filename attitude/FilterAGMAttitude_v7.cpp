@@ -1,6 +1,6 @@
 #include "attitude/FilterAGMAttitude_v7.h"
 
-#include "attitude/AGMComputer_v7.h"
+#include "attitude/agm/AGMComputer_v7.h"
 
 namespace Kavelin::OrientationInternal {
 

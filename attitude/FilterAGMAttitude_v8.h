@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
-#include "attitude/AGMComputer_v8.h"
 #include "attitude/FilterAGMBase.h"
+#include "attitude/agm/AGMComputer_v8.h"
 
 namespace Kavelin::OrientationInternal {
 

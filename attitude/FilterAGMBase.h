@@ -1,10 +1,11 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <memory>
 #include <string>
 
-#include "attitude/AGMEstimator.h"
-#include "core/FilterKit.h"
+#include "attitude/agm/AGMEstimator.h"
 
 namespace Kavelin::OrientationInternal {
 

@@ -1,10 +1,11 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <cmath>
 #include <string>
 
-#include "attitude/TriadGyroComputer.h"
-#include "core/FilterKit.h"
+#include "attitude/agm/TriadGyroComputer.h"
 
 namespace Kavelin::OrientationInternal {
 

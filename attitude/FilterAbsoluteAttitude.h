@@ -1,9 +1,10 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <string>
 
-#include "attitude/AbsoluteAttitudeComputer.h"
-#include "core/FilterKit.h"
+#include "attitude/rotation/AbsoluteAttitudeComputer.h"
 
 namespace Kavelin::OrientationInternal {
 

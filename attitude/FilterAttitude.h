@@ -1,12 +1,13 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <optional>
 #include <string>
 
-#include "attitude/AbsoluteAttitudeComputer.h"
-#include "attitude/RelativeAttitudeComputer.h"
-#include "core/FilterKit.h"
-#include "orientation/ConstPlaneComputer.h"
+#include "attitude/rotation/AbsoluteAttitudeComputer.h"
+#include "attitude/rotation/RelativeAttitudeComputer.h"
+#include "orientation/frames/ConstPlaneComputer.h"
 
 namespace Kavelin::OrientationInternal {
 

@@ -1,10 +1,11 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <string>
 
 #include "attitude/so3/AccelerationTrack.h"
 #include "attitude/so3/SO3AttitudeComputer.h"
-#include "core/FilterKit.h"
 
 namespace Kavelin::OrientationInternal {
 

@@ -1,10 +1,11 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+#include <Kavelin/Typed/StampMatcher.h>
+
 #include <string>
 
-#include "attitude/SphericalAttitudeComputer.h"
-#include "core/FilterKit.h"
-#include "core/StampMatcher.h"
+#include "attitude/spherical/SphericalAttitudeComputer.h"
 
 namespace Kavelin::OrientationInternal {
 

@@ -1,9 +1,10 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <string>
 
-#include "attitude/RelativeAttitudeComputer.h"
-#include "core/FilterKit.h"
+#include "attitude/rotation/RelativeAttitudeComputer.h"
 
 namespace Kavelin::OrientationInternal {
 

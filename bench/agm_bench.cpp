@@ -2,8 +2,8 @@
 // it.
 #include <benchmark/benchmark.h>
 
-#include "attitude/KalmanSolver.h"
-#include "attitude/ProblemAGM.h"
+#include "attitude/agm/ProblemAGM.h"
+#include "attitude/solver/KalmanSolver.h"
 
 namespace {
 

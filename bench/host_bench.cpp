@@ -1,5 +1,6 @@
 #include <Kavelin/Core/ConnectionOptions.h>
 #include <Kavelin/Core/LayoutManager.h>
+#include <Kavelin/Typed/FilterKit.h>
 #include <Poco/Mutex.h>
 #include <benchmark/benchmark.h>
 
@@ -7,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "core/FilterKit.h"
 #include "support/TestFilters.h"
 
 namespace {

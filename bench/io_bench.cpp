@@ -7,15 +7,15 @@
 #include <fstream>
 #include <sstream>
 
-#include "attitude/SphericalAttitudeComputer.h"
+#include "attitude/spherical/SphericalAttitudeComputer.h"
 #include "cli/CommandContext.h"
 #include "cli/Plugins.h"
 #include "cli/fuse/FuseRun.h"
-#include "io/RecordingReader.h"
-#include "io/RecordingStatistics.h"
 #include "io/SimulatedTable.h"
-#include "orientation/OrientationQualityComputer.h"
-#include "orientation/StaticModeComputer.h"
+#include "io/recording/RecordingReader.h"
+#include "io/recording/RecordingStatistics.h"
+#include "orientation/detection/OrientationQualityComputer.h"
+#include "orientation/detection/StaticModeComputer.h"
 
 namespace {
 

@@ -8,8 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "orientation/ChangeOfBasisComputer.h"
-#include "orientation/ConvergenceHistory.h"
 #include "orientation/FilterAngleDG.h"
 #include "orientation/FilterChangeOfBasis.h"
 #include "orientation/FilterConvergenceTime.h"
@@ -20,7 +18,9 @@
 #include "orientation/FilterQuaternionFilter.h"
 #include "orientation/FilterStaticMode.h"
 #include "orientation/PlainConvergenceScan.h"
-#include "orientation/QuaternionIntegration.h"
+#include "orientation/convergence/ConvergenceHistory.h"
+#include "orientation/frames/ChangeOfBasisComputer.h"
+#include "orientation/integration/QuaternionIntegration.h"
 #include "support/FilterDrive.h"
 #include "support/Motion.h"
 

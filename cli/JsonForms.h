@@ -1,10 +1,10 @@
 #pragma once
 
+#include <Kavelin/Typed/Matrix.h>
+
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
-
-#include "core/Matrix.h"
 
 namespace Kavelin::Cli {
 

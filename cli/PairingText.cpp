@@ -4,7 +4,7 @@
 
 #include <cstdio>
 
-#include "io/Text.h"
+#include "io/recording/Text.h"
 
 namespace Kavelin::Cli {
 

@@ -8,7 +8,7 @@
 #include "cli/LayoutOptions.h"
 #include "cli/layout/LayoutRun.h"
 #include "cli/layout/LayoutWriter.h"
-#include "io/ResultFile.h"
+#include "io/recording/ResultFile.h"
 
 namespace Kavelin::Cli {
 

@@ -1,12 +1,12 @@
 #pragma once
 
+#include <Kavelin/Typed/Matrix.h>
+
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
-
-#include "core/Matrix.h"
 
 namespace Kavelin::Cli {
 

@@ -2,6 +2,8 @@
 
 #include <Kavelin/Core/CommandProperty.h>
 #include <Kavelin/Core/Filter.h>
+#include <Kavelin/Typed/InputPin.h>
+#include <Kavelin/Typed/OutputPin.h>
 #include <Poco/Exception.h>
 #include <cxxabi.h>
 
@@ -11,8 +13,6 @@
 #include <typeinfo>
 
 #include "cli/CommandContext.h"
-#include "core/InputPin.h"
-#include "core/OutputPin.h"
 
 namespace Kavelin::Cli {
 

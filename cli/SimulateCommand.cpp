@@ -11,8 +11,8 @@
 #include "cli/Interruption.h"
 #include "cli/SimulateFaults.h"
 #include "cli/fuse/ProgressBar.h"
-#include "io/ResultFile.h"
 #include "io/SimulatedTable.h"
+#include "io/recording/ResultFile.h"
 
 namespace Kavelin::Cli {
 

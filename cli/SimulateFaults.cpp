@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "attitude/AngleConstants.h"
-#include "io/Text.h"
+#include "attitude/rotation/AngleConstants.h"
+#include "io/recording/Text.h"
 
 namespace Kavelin::Cli {
 

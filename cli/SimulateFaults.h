@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "io/SensorFaults.h"
+#include "simulation/SensorFaults.h"
 
 namespace Kavelin::Cli {
 

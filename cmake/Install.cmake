@@ -3,13 +3,12 @@
 include(CMakePackageConfigHelpers)
 
 set_target_properties(kavelin_typed PROPERTIES EXPORT_NAME Typed)
-set(typed_include ${CMAKE_INSTALL_INCLUDEDIR}/Kavelin/Typed)
-target_include_directories(kavelin_typed INTERFACE $<INSTALL_INTERFACE:${typed_include}>)
+set_target_properties(kavelin_matrix PROPERTIES EXPORT_NAME Matrix)
 
 set(plugin_dir ${CMAKE_INSTALL_LIBDIR}/kavelin)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/KavelinCore)
 
-install(TARGETS KavelinCore kavelin_typed EXPORT KavelinTargets)
+install(TARGETS KavelinCore kavelin_typed kavelin_matrix EXPORT KavelinTargets)
 install(TARGETS kavelin)
 set_target_properties(kavelin PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 foreach(module KavelinPluginOrientationInternal KavelinPluginRecordingIO)
@@ -19,8 +18,8 @@ foreach(module KavelinPluginOrientationInternal KavelinPluginRecordingIO)
   endif()
 endforeach()
 
-install(DIRECTORY host/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
-install(DIRECTORY core DESTINATION ${typed_include} FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY host/include/ core/include/ core/matrix/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  FILES_MATCHING PATTERN "*.h")
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/kavelin)
 install(FILES docs/kavelin.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES cli/completion/kavelin DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)

@@ -1,6 +1,6 @@
 #include "converters/Filter3a3mGenerator.h"
 
-#include "converters/DirectionSynthesis.h"
+#include "converters/computers/DirectionSynthesis.h"
 
 namespace Kavelin::OrientationInternal {
 

@@ -1,6 +1,6 @@
 #include "converters/FilterCompass.h"
 
-#include "converters/CompassAngles.h"
+#include "converters/computers/CompassAngles.h"
 
 namespace Kavelin::OrientationInternal {
 

@@ -1,6 +1,6 @@
 #include "converters/FilterInclinometer.h"
 
-#include "converters/InclinationAngles.h"
+#include "converters/computers/InclinationAngles.h"
 
 namespace Kavelin::OrientationInternal {
 

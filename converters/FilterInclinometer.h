@@ -1,8 +1,8 @@
 #pragma once
 
-#include <string>
+#include <Kavelin/Typed/FilterKit.h>
 
-#include "core/FilterKit.h"
+#include <string>
 
 namespace Kavelin::OrientationInternal {
 

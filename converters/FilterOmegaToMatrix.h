@@ -1,9 +1,10 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <string>
 
-#include "converters/RateIntegrator.h"
-#include "core/FilterKit.h"
+#include "converters/computers/RateIntegrator.h"
 
 namespace Kavelin::OrientationInternal {
 

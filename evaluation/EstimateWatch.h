@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "attitude/RotationTypes.h"
+#include "attitude/rotation/RotationTypes.h"
 
 namespace Kavelin::RecordingIO {
 

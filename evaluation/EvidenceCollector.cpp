@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "attitude/QuaternionAlgebra.h"
+#include "attitude/rotation/QuaternionAlgebra.h"
 
 namespace Kavelin::RecordingIO {
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "attitude/RotationTypes.h"
+#include "attitude/rotation/RotationTypes.h"
 #include "evaluation/Histogram.h"
 
 namespace Kavelin::RecordingIO {

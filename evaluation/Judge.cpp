@@ -6,7 +6,7 @@
 #include <optional>
 #include <tuple>
 
-#include "attitude/AngleConstants.h"
+#include "attitude/rotation/AngleConstants.h"
 
 namespace Kavelin::RecordingIO {
 

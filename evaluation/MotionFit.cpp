@@ -7,7 +7,7 @@
 #include <array>
 #include <cmath>
 
-#include "attitude/AngleConstants.h"
+#include "attitude/rotation/AngleConstants.h"
 
 namespace Kavelin::RecordingIO {
 

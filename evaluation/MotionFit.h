@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "attitude/RotationTypes.h"
+#include "attitude/rotation/RotationTypes.h"
 
 namespace Kavelin::RecordingIO {
 

@@ -3,7 +3,7 @@
 #include <array>
 #include <cstdint>
 
-#include "attitude/RotationTypes.h"
+#include "attitude/rotation/RotationTypes.h"
 
 namespace Kavelin::RecordingIO {
 

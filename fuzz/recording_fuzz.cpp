@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "io/RecordingReader.h"
-#include "io/RecordingStatistics.h"
+#include "io/recording/RecordingReader.h"
+#include "io/recording/RecordingStatistics.h"
 
 namespace {
 

@@ -1,5 +1,6 @@
 // Text forms of property values: whatever the text, a value or a Poco::DataFormatException; and what was read
 // writes a text that reads back to the same value.
+#include <Kavelin/Typed/FilterKit.h>
 #include <Poco/Exception.h>
 
 #include <cstddef>
@@ -7,8 +8,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-
-#include "core/FilterKit.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 #include <filesystem>
 #include <limits>
 
-#include "io/ColumnNames.h"
-#include "io/ReadAhead.h"
-#include "io/Text.h"
+#include "io/recording/ColumnNames.h"
+#include "io/recording/ReadAhead.h"
+#include "io/recording/Text.h"
 
 namespace Kavelin::RecordingIO {
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Kavelin/Core/Source.h>
+#include <Kavelin/Typed/FilterKit.h>
 
 #include <functional>
 #include <memory>
@@ -9,10 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "core/FilterKit.h"
-#include "io/RecordingReader.h"
-#include "io/RecordingStatistics.h"
 #include "io/RunParticipant.h"
+#include "io/recording/RecordingReader.h"
+#include "io/recording/RecordingStatistics.h"
 
 namespace Kavelin::RecordingIO {
 

@@ -1,12 +1,13 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "core/FilterKit.h"
 #include "io/RunParticipant.h"
-#include "io/TableWriter.h"
+#include "io/recording/TableWriter.h"
 
 namespace Kavelin::RecordingIO {
 

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <limits>
 
-#include "io/Text.h"
+#include "io/recording/Text.h"
 
 namespace Kavelin::RecordingIO {
 

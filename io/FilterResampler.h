@@ -1,14 +1,15 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "core/FilterKit.h"
 #include "io/RunParticipant.h"
-#include "io/SampleTrack.h"
+#include "io/recording/SampleTrack.h"
 
 namespace Kavelin::RecordingIO {
 

@@ -1,4 +1,4 @@
-#include "core/PluginExports.h"
+#include <Kavelin/Typed/PluginExports.h>
 
 #include "io/RecordingIOPlugin.h"
 

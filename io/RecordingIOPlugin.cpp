@@ -1,8 +1,8 @@
 #include "io/RecordingIOPlugin.h"
 
 #include <Kavelin/Core/Version.h>
+#include <Kavelin/Typed/FilterRegistry.h>
 
-#include "core/FilterRegistry.h"
 #include "io/FilterCsvReader.h"
 #include "io/FilterCsvWriter.h"
 #include "io/FilterResampler.h"

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <functional>
 
-#include "io/ResultFile.h"
-#include "io/Simulator.h"
+#include "io/recording/ResultFile.h"
+#include "simulation/Simulator.h"
 
 namespace Kavelin::RecordingIO {
 

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "attitude/AbsoluteAttitudeComputer.h"
+#include "attitude/rotation/AbsoluteAttitudeComputer.h"
 
 namespace Kavelin::OrientationInternal {
 

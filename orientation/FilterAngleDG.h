@@ -1,10 +1,11 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+#include <Kavelin/Typed/StampMatcher.h>
+
 #include <string>
 
-#include "core/FilterKit.h"
-#include "core/StampMatcher.h"
-#include "orientation/AngleDGComputer.h"
+#include "orientation/frames/AngleDGComputer.h"
 
 namespace Kavelin::OrientationInternal {
 

@@ -1,9 +1,10 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <string>
 
-#include "core/FilterKit.h"
-#include "orientation/ChangeOfBasisComputer.h"
+#include "orientation/frames/ChangeOfBasisComputer.h"
 
 namespace Kavelin::OrientationInternal {
 

@@ -1,10 +1,11 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <string>
 
-#include "attitude/AbsoluteAttitudeComputer.h"
-#include "core/FilterKit.h"
-#include "orientation/ConstPlaneComputer.h"
+#include "attitude/rotation/AbsoluteAttitudeComputer.h"
+#include "orientation/frames/ConstPlaneComputer.h"
 
 namespace Kavelin::OrientationInternal {
 

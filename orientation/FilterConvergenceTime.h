@@ -1,9 +1,10 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <string>
 
-#include "core/FilterKit.h"
-#include "orientation/ConvergenceHistory.h"
+#include "orientation/convergence/ConvergenceHistory.h"
 
 namespace Kavelin::OrientationInternal {
 

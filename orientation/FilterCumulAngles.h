@@ -1,9 +1,10 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <string>
 
-#include "core/FilterKit.h"
-#include "orientation/AngleAccumulator.h"
+#include "orientation/integration/AngleAccumulator.h"
 
 namespace Kavelin::OrientationInternal {
 

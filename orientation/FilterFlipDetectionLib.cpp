@@ -1,6 +1,6 @@
 #include "orientation/FilterFlipDetectionLib.h"
 
-#include "attitude/AngleConstants.h"
+#include "attitude/rotation/AngleConstants.h"
 
 namespace Kavelin::OrientationInternal {
 

@@ -1,9 +1,10 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <string>
 
-#include "core/FilterKit.h"
-#include "orientation/FlipDetector.h"
+#include "orientation/detection/FlipDetector.h"
 
 namespace Kavelin::OrientationInternal {
 

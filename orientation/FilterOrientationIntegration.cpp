@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "orientation/QuaternionIntegration.h"
 #include "orientation/TakeVector.h"
+#include "orientation/integration/QuaternionIntegration.h"
 
 namespace Kavelin::OrientationInternal {
 

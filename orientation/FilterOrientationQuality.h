@@ -1,9 +1,10 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <string>
 
-#include "core/FilterKit.h"
-#include "orientation/OrientationQualityComputer.h"
+#include "orientation/detection/OrientationQualityComputer.h"
 
 namespace Kavelin::OrientationInternal {
 

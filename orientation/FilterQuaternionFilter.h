@@ -1,9 +1,10 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <string>
 
-#include "core/FilterKit.h"
-#include "orientation/QuaternionSmoother.h"
+#include "orientation/integration/QuaternionSmoother.h"
 
 namespace Kavelin::OrientationInternal {
 

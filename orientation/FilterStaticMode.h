@@ -1,9 +1,10 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <string>
 
-#include "core/FilterKit.h"
-#include "orientation/StaticModeComputer.h"
+#include "orientation/detection/StaticModeComputer.h"
 
 namespace Kavelin::OrientationInternal {
 

@@ -1,9 +1,10 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <optional>
 
-#include "attitude/RotationTypes.h"
-#include "core/FilterKit.h"
+#include "attitude/rotation/RotationTypes.h"
 
 namespace Kavelin::OrientationInternal {
 

@@ -1,4 +1,5 @@
-#include "core/PluginExports.h"
+#include <Kavelin/Typed/PluginExports.h>
+
 #include "plugin/OrientationInternalPlugin.h"
 
 KAVELIN_EXPORT_PLUGIN(Kavelin::OrientationInternal::OrientationInternalPlugin)

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <span>
+#include <Kavelin/Typed/FilterRegistry.h>
 
-#include "core/FilterRegistry.h"
+#include <span>
 
 namespace Kavelin::OrientationInternal {
 

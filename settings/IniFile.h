@@ -1,10 +1,10 @@
 #pragma once
 
+#include <Kavelin/Typed/Matrix.h>
+
 #include <iosfwd>
 #include <string>
 #include <vector>
-
-#include "core/Matrix.h"
 
 namespace Kavelin::OrientationInternal {
 

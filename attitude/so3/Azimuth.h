@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "attitude/AngleConstants.h"
+#include "attitude/rotation/AngleConstants.h"
 
 namespace Kavelin::OrientationInternal::SO3 {
 

@@ -2,7 +2,7 @@
 
 #include <Eigen/Geometry>
 
-#include "attitude/SmallRotation.h"
+#include "attitude/rotation/SmallRotation.h"
 
 namespace Kavelin::OrientationInternal::SO3 {
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "attitude/AngleConstants.h"
-#include "attitude/SampleLimits.h"
-#include "attitude/SmallRotation.h"
+#include "attitude/detection/SampleLimits.h"
+#include "attitude/rotation/AngleConstants.h"
+#include "attitude/rotation/SmallRotation.h"
 #include "attitude/so3/Azimuth.h"
 
 namespace Kavelin::OrientationInternal {

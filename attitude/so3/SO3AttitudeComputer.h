@@ -3,7 +3,7 @@
 #include <Eigen/Geometry>
 #include <optional>
 
-#include "attitude/RotationTypes.h"
+#include "attitude/rotation/RotationTypes.h"
 #include "attitude/so3/ErrorCovariance.h"
 #include "attitude/so3/FieldCorrection.h"
 #include "attitude/so3/LevelStart.h"

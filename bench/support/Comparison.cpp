@@ -2,7 +2,7 @@
 
 #include <numbers>
 
-#include "attitude/RotationTypes.h"
+#include "attitude/rotation/RotationTypes.h"
 
 namespace Kavelin::Bench {
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "bench/support/Recording.h"
-#include "io/AttitudeErrors.h"
+#include "evaluation/AttitudeErrors.h"
 
 namespace Kavelin::Bench {
 

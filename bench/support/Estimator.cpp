@@ -1,16 +1,16 @@
 #include "bench/support/Estimator.h"
 
-#include "attitude/AGMComputer.h"
-#include "attitude/AGMComputer_v7.h"
-#include "attitude/AGMComputer_v8.h"
 #include "attitude/FilterAGMAttitude_v5.h"
 #include "attitude/FilterAGMAttitude_v6.h"
 #include "attitude/FilterAGMAttitude_v7.h"
 #include "attitude/FilterAGMAttitude_v8.h"
 #include "attitude/FilterSO3Attitude.h"
 #include "attitude/FilterSphericalFilteringAttitude.h"
-#include "attitude/SphericalAttitudeComputer.h"
+#include "attitude/agm/AGMComputer.h"
+#include "attitude/agm/AGMComputer_v7.h"
+#include "attitude/agm/AGMComputer_v8.h"
 #include "attitude/so3/SO3AttitudeComputer.h"
+#include "attitude/spherical/SphericalAttitudeComputer.h"
 #include "support/FilterDrive.h"
 
 namespace Kavelin::Bench {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "io/ReferenceTrack.h"
+#include "io/recording/ReferenceTrack.h"
 
 namespace Kavelin::Bench {
 

@@ -13,7 +13,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "attitude/AngleConstants.h"
+#include "attitude/rotation/AngleConstants.h"
 #include "cli/CommandContext.h"
 
 namespace Kavelin::Cli {

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <memory>
 #include <string>
 #include <vector>
-
-#include "core/FilterKit.h"
 
 namespace Kavelin::Cli {
 

@@ -7,7 +7,7 @@
 #include <algorithm>
 
 #include "cli/CommandContext.h"
-#include "io/Text.h"
+#include "io/recording/Text.h"
 
 namespace Kavelin::Cli {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "io/AttitudeErrors.h"
+#include "evaluation/AttitudeErrors.h"
 
 namespace Kavelin::Cli {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/FilterKit.h"
+#include <Kavelin/Typed/FilterKit.h>
 
 namespace Kavelin::Cli {
 

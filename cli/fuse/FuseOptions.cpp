@@ -6,7 +6,7 @@
 
 #include "cli/CommandContext.h"
 #include "cli/SameFile.h"
-#include "io/ResultFile.h"
+#include "io/recording/ResultFile.h"
 
 namespace Kavelin::Cli {
 

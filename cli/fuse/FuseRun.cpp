@@ -9,7 +9,7 @@
 #include <ostream>
 #include <typeinfo>
 
-#include "attitude/AngleConstants.h"
+#include "attitude/rotation/AngleConstants.h"
 #include "cli/Interruption.h"
 #include "cli/PairingText.h"
 #include "cli/SettingsFile.h"
@@ -17,7 +17,7 @@
 #include "cli/fuse/FuseSummary.h"
 #include "cli/fuse/ProgressBar.h"
 #include "cli/fuse/SummaryJson.h"
-#include "io/Text.h"
+#include "io/recording/Text.h"
 
 namespace Kavelin::Cli {
 

@@ -5,9 +5,9 @@
 
 #include <cmath>
 
-#include "attitude/AngleConstants.h"
-#include "attitude/QuaternionAlgebra.h"
-#include "io/TableWriter.h"
+#include "attitude/rotation/AngleConstants.h"
+#include "attitude/rotation/QuaternionAlgebra.h"
+#include "io/recording/TableWriter.h"
 
 namespace Kavelin::Cli {
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <array>
 #include <functional>
 #include <limits>
@@ -9,10 +11,9 @@
 #include <vector>
 
 #include "cli/fuse/FuseOptions.h"
-#include "core/FilterKit.h"
-#include "io/AttitudeErrors.h"
-#include "io/ReferenceTrack.h"
-#include "io/WriteBehind.h"
+#include "evaluation/AttitudeErrors.h"
+#include "io/recording/ReferenceTrack.h"
+#include "io/recording/WriteBehind.h"
 
 namespace Kavelin::Cli {
 

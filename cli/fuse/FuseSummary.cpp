@@ -3,8 +3,8 @@
 #include <cmath>
 #include <cstdio>
 
-#include "attitude/AngleConstants.h"
-#include "io/Text.h"
+#include "attitude/rotation/AngleConstants.h"
+#include "io/recording/Text.h"
 
 namespace Kavelin::Cli {
 

@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "cli/fuse/FuseSink.h"
+#include "evaluation/AttitudeErrors.h"
 #include "evaluation/Judge.h"
-#include "io/AttitudeErrors.h"
-#include "io/Fault.h"
-#include "io/RecordingStatistics.h"
+#include "io/recording/Fault.h"
+#include "io/recording/RecordingStatistics.h"
 
 namespace Kavelin::Cli {
 

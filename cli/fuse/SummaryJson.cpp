@@ -3,7 +3,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "attitude/AngleConstants.h"
+#include "attitude/rotation/AngleConstants.h"
 
 namespace Kavelin::Cli {
 

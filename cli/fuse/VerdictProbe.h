@@ -1,8 +1,9 @@
 #pragma once
 
+#include <Kavelin/Typed/FilterKit.h>
+
 #include <string>
 
-#include "core/FilterKit.h"
 #include "evaluation/EvidenceCollector.h"
 
 namespace Kavelin::Cli {

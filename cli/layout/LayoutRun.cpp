@@ -12,7 +12,7 @@
 #include "cli/PairingText.h"
 #include "cli/SettingsFile.h"
 #include "io/RunParticipant.h"
-#include "io/Text.h"
+#include "io/recording/Text.h"
 
 namespace Kavelin::Cli {
 

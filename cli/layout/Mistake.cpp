@@ -4,7 +4,7 @@
 #include <limits>
 #include <utility>
 
-#include "io/Text.h"
+#include "io/recording/Text.h"
 
 namespace Kavelin::Cli {
 

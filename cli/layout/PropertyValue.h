@@ -1,9 +1,10 @@
 #pragma once
 
+#include <Kavelin/Typed/Matrix.h>
+
 #include <string>
 
 #include "cli/layout/JsonTree.h"
-#include "core/Matrix.h"
 
 namespace Kavelin::Cli {
 

@@ -1,5 +1,5 @@
 // Versions 5 and 6; what they share with the other estimators is in AttitudeEstimators_test.cpp.
-#include "attitude/AGMComputer.h"
+#include "attitude/agm/AGMComputer.h"
 
 #include "support/Estimators.h"
 #include "support/TemporaryFolder.h"

@@ -1,4 +1,4 @@
-#include "attitude/AGMComputer_v7.h"
+#include "attitude/agm/AGMComputer_v7.h"
 
 #include "support/Estimators.h"
 #include "support/Matchers.h"

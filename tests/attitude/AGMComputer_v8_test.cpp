@@ -1,4 +1,4 @@
-#include "attitude/AGMComputer_v8.h"
+#include "attitude/agm/AGMComputer_v8.h"
 
 #include "support/Estimators.h"
 #include "support/Matchers.h"

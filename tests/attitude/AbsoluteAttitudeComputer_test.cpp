@@ -1,7 +1,7 @@
-#include "attitude/AbsoluteAttitudeComputer.h"
+#include "attitude/rotation/AbsoluteAttitudeComputer.h"
 
-#include "attitude/AngleConstants.h"
-#include "attitude/QuaternionAlgebra.h"
+#include "attitude/rotation/AngleConstants.h"
+#include "attitude/rotation/QuaternionAlgebra.h"
 #include "support/Matchers.h"
 #include "support/RotationCases.h"
 #include "support/TestKit.h"
@@ -99,6 +99,8 @@ TEST(AbsoluteAttitudeComputer, ShortVectorsAndAnglesAtTheirEdges) {
     EXPECT_EQ(Computer::cosAngleBetween({0.5e-5, 0, 0}, {9, 0, 0}), 0.5e-5);
     EXPECT_EQ(Computer::safeAcos(1.0000000001), 0.0);
     EXPECT_EQ(Computer::safeAcos(-1.5), kPi);
+    volatile double one = 1.0;
+    EXPECT_EQ(kPi, 4.0 * std::atan(one)) << "the same bits as the definition";
     EXPECT_DOUBLE_EQ(Computer::unwrapAngle(0.1, 6.3), 0.1 + kTwoPi);
     EXPECT_EQ(Computer::unwrapAngle(kPi, 0), -kPi) << "half a turn away goes below the reference";
 }

@@ -1,8 +1,8 @@
-#include "attitude/KalmanSolver.h"
+#include "attitude/solver/KalmanSolver.h"
 
 #include <Eigen/Dense>
 
-#include "attitude/ProblemAGM.h"
+#include "attitude/agm/ProblemAGM.h"
 #include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {

@@ -1,4 +1,4 @@
-#include "attitude/ProblemAGM.h"
+#include "attitude/agm/ProblemAGM.h"
 
 #include <Eigen/Dense>
 

@@ -1,4 +1,4 @@
-#include "attitude/ProblemAGM_v8.h"
+#include "attitude/agm/ProblemAGM_v8.h"
 
 #include <Eigen/Geometry>
 

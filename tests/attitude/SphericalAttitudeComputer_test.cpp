@@ -1,4 +1,4 @@
-#include "attitude/SphericalAttitudeComputer.h"
+#include "attitude/spherical/SphericalAttitudeComputer.h"
 
 #include "support/Estimators.h"
 

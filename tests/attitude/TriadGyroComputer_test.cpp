@@ -1,6 +1,6 @@
-#include "attitude/TriadGyroComputer.h"
+#include "attitude/agm/TriadGyroComputer.h"
 
-#include "attitude/AngleConstants.h"
+#include "attitude/rotation/AngleConstants.h"
 #include "support/Matchers.h"
 #include "support/Motion.h"
 #include "support/TestKit.h"

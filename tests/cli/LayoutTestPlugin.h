@@ -3,15 +3,14 @@
 #include <Kavelin/Core/FlowManager.h>
 #include <Kavelin/Core/Plugin.h>
 #include <Kavelin/Core/Source.h>
+#include <Kavelin/Typed/FilterFactory.h>
+#include <Kavelin/Typed/FilterKit.h>
 
 #include <csignal>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
-
-#include "core/FilterFactory.h"
-#include "core/FilterKit.h"
 
 namespace Kavelin::Tests {
 

@@ -1,8 +1,8 @@
 #include "converters/Filter3a3mGenerator.h"
 
-#include "attitude/AngleConstants.h"
 #include "attitude/FilterAbsoluteAttitude.h"
 #include "attitude/FilterAttitude.h"
+#include "attitude/rotation/AngleConstants.h"
 #include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {

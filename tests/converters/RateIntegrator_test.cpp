@@ -1,4 +1,4 @@
-#include "converters/RateIntegrator.h"
+#include "converters/computers/RateIntegrator.h"
 
 #include "support/Matchers.h"
 #include "support/Motion.h"

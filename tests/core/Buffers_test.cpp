@@ -1,7 +1,8 @@
+#include <Kavelin/Typed/BufferStrategyFactory.h>
+#include <Kavelin/Typed/TimeStampedData.h>
+
 #include <ostream>
 
-#include "core/BufferStrategyFactory.h"
-#include "core/TimeStampedData.h"
 #include "support/TestKit.h"
 
 namespace Kavelin::Core {

@@ -1,6 +1,6 @@
 #include <Kavelin/Core/CommandProperty.h>
+#include <Kavelin/Typed/FilterKit.h>
 
-#include "core/FilterKit.h"
 #include "support/TestKit.h"
 
 namespace Kavelin::Core {

@@ -1,6 +1,6 @@
 // Classes whose virtual operations check-slots looks at; never run.
-#include "core/FilterFactory.h"
-#include "core/FilterKit.h"
+#include <Kavelin/Typed/FilterFactory.h>
+#include <Kavelin/Typed/FilterKit.h>
 using namespace Kavelin::Core;
 enum class Colour { kRed };
 struct Probe : Filter {

@@ -1,9 +1,9 @@
 #include "evaluation/Judge.h"
 
-#include "attitude/SphericalAttitudeComputer.h"
+#include "attitude/spherical/SphericalAttitudeComputer.h"
+#include "evaluation/AttitudeErrors.h"
 #include "evaluation/EvidenceCollector.h"
-#include "io/AttitudeErrors.h"
-#include "io/Simulator.h"
+#include "simulation/Simulator.h"
 #include "support/TestKit.h"
 
 namespace Kavelin::RecordingIO {

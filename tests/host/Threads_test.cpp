@@ -1,14 +1,14 @@
 #include <Kavelin/Core/CommandProperty.h>
 #include <Kavelin/Core/ConnectionOptions.h>
 #include <Kavelin/Core/LayoutManager.h>
+#include <Kavelin/Typed/Handler.h>
+#include <Kavelin/Typed/RangeProperty.h>
 
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
 
-#include "core/Handler.h"
-#include "core/RangeProperty.h"
 #include "support/TestFilters.h"
 #include "support/TestKit.h"
 

@@ -1,4 +1,4 @@
-#include "io/ReadAhead.h"
+#include "io/recording/ReadAhead.h"
 
 #include <gmock/gmock.h>
 

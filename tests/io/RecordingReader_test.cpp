@@ -1,4 +1,4 @@
-#include "io/RecordingReader.h"
+#include "io/recording/RecordingReader.h"
 
 #include <zlib.h>
 

@@ -1,7 +1,7 @@
-#include "io/RecordingStatistics.h"
+#include "io/recording/RecordingStatistics.h"
 
-#include "io/RecordingReader.h"
-#include "io/Simulator.h"
+#include "io/recording/RecordingReader.h"
+#include "simulation/Simulator.h"
 #include "support/TestKit.h"
 
 namespace Kavelin::RecordingIO {

@@ -1,4 +1,4 @@
-#include "io/ReferenceTrack.h"
+#include "io/recording/ReferenceTrack.h"
 
 #include "support/Matchers.h"
 #include "support/TemporaryFolder.h"

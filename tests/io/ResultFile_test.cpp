@@ -1,4 +1,4 @@
-#include "io/ResultFile.h"
+#include "io/recording/ResultFile.h"
 
 #include <signal.h>
 #include <sys/resource.h>

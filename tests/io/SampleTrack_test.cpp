@@ -1,4 +1,4 @@
-#include "io/SampleTrack.h"
+#include "io/recording/SampleTrack.h"
 
 #include "support/FilterHarness.h"
 #include "support/Matchers.h"

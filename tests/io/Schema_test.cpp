@@ -1,7 +1,7 @@
-#include "io/Schema.h"
+#include "io/recording/Schema.h"
 
-#include "io/ColumnNames.h"
-#include "io/Text.h"
+#include "io/recording/ColumnNames.h"
+#include "io/recording/Text.h"
 #include "support/TestKit.h"
 
 namespace Kavelin::RecordingIO {

@@ -1,8 +1,8 @@
-#include "io/TableWriter.h"
+#include "io/recording/TableWriter.h"
 
 #include <thread>
 
-#include "io/RecordingReader.h"
+#include "io/recording/RecordingReader.h"
 #include "support/NamedPipe.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestKit.h"

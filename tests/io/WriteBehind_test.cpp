@@ -1,4 +1,4 @@
-#include "io/WriteBehind.h"
+#include "io/recording/WriteBehind.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "orientation/AngleDGComputer.h"
+#include "orientation/frames/AngleDGComputer.h"
 
 #include "support/Matchers.h"
 #include "support/RotationCases.h"

@@ -1,4 +1,4 @@
-#include "orientation/ChangeOfBasisComputer.h"
+#include "orientation/frames/ChangeOfBasisComputer.h"
 
 #include "support/Matchers.h"
 #include "support/RotationCases.h"

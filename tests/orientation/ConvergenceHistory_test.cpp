@@ -1,4 +1,4 @@
-#include "orientation/ConvergenceHistory.h"
+#include "orientation/convergence/ConvergenceHistory.h"
 
 #include "orientation/PlainConvergenceScan.h"
 #include "support/TestKit.h"

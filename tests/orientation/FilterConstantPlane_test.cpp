@@ -1,6 +1,6 @@
 #include "orientation/FilterConstantPlane.h"
 
-#include "attitude/AngleConstants.h"
+#include "attitude/rotation/AngleConstants.h"
 #include "support/FilterTest.h"
 
 namespace Kavelin::OrientationInternal {

@@ -1,4 +1,4 @@
-#include "orientation/OrientationQualityComputer.h"
+#include "orientation/detection/OrientationQualityComputer.h"
 
 #include "support/TestKit.h"
 

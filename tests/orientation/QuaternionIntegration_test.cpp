@@ -1,4 +1,4 @@
-#include "orientation/QuaternionIntegration.h"
+#include "orientation/integration/QuaternionIntegration.h"
 
 #include "support/Matchers.h"
 #include "support/TestKit.h"

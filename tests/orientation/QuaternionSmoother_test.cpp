@@ -1,4 +1,4 @@
-#include "orientation/QuaternionSmoother.h"
+#include "orientation/integration/QuaternionSmoother.h"
 
 #include <deque>
 

@@ -1,4 +1,4 @@
-#include "orientation/StaticModeComputer.h"
+#include "orientation/detection/StaticModeComputer.h"
 
 #include "support/TestKit.h"
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "attitude/AGMComputer.h"
-#include "attitude/AGMComputer_v7.h"
-#include "attitude/AGMComputer_v8.h"
-#include "attitude/SphericalAttitudeComputer.h"
+#include "attitude/agm/AGMComputer.h"
+#include "attitude/agm/AGMComputer_v7.h"
+#include "attitude/agm/AGMComputer_v8.h"
 #include "attitude/so3/SO3AttitudeComputer.h"
+#include "attitude/spherical/SphericalAttitudeComputer.h"
 #include "support/DisturbedMotion.h"
 #include "support/TestKit.h"
 

@@ -3,12 +3,11 @@
 #include <Kavelin/Core/AbstractProperty.h>
 #include <Kavelin/Core/ConnectionOptions.h>
 #include <Kavelin/Core/Filter.h>
+#include <Kavelin/Typed/InputPin.h>
+#include <Kavelin/Typed/OutputPin.h>
 
 #include <memory>
 #include <vector>
-
-#include "core/InputPin.h"
-#include "core/OutputPin.h"
 
 namespace Kavelin::Tests {
 

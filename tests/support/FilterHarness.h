@@ -3,6 +3,8 @@
 #include <Kavelin/Core/CommandProperty.h>
 #include <Kavelin/Core/ConnectionOptions.h>
 #include <Kavelin/Core/Filter.h>
+#include <Kavelin/Typed/InputPin.h>
+#include <Kavelin/Typed/OutputPin.h>
 
 #include <initializer_list>
 #include <map>
@@ -10,9 +12,6 @@
 #include <sstream>
 #include <string>
 #include <vector>
-
-#include "core/InputPin.h"
-#include "core/OutputPin.h"
 
 namespace Kavelin::Tests {
 

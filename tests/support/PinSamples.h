@@ -1,9 +1,10 @@
 #pragma once
 
+#include <Kavelin/Typed/Matrix.h>
+
 #include <map>
 #include <string>
 
-#include "core/Matrix.h"
 #include "support/DisturbedMotion.h"
 
 namespace Kavelin::Tests {

@@ -2,13 +2,12 @@
 
 #include <Kavelin/Core/Filter.h>
 #include <Kavelin/Core/Source.h>
+#include <Kavelin/Typed/InputPin.h>
+#include <Kavelin/Typed/OutputPin.h>
 
 #include <functional>
 #include <string>
 #include <vector>
-
-#include "core/InputPin.h"
-#include "core/OutputPin.h"
 
 namespace Kavelin::Tests {
 

@@ -2,12 +2,11 @@
 
 #include <Kavelin/Core/Plugin.h>
 #include <Kavelin/Core/Version.h>
+#include <Kavelin/Typed/FilterFactory.h>
+#include <Kavelin/Typed/FilterKit.h>
+#include <Kavelin/Typed/PluginExports.h>
 
 #include <memory>
-
-#include "core/FilterFactory.h"
-#include "core/FilterKit.h"
-#include "core/PluginExports.h"
 
 namespace {
 

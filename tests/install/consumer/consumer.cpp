@@ -1,10 +1,9 @@
 // A program of somebody else: loads the installed plugin, drives one filter, prints what it sends.
 
 #include <Kavelin/Core/FlowManager.h>
+#include <Kavelin/Typed/FilterKit.h>
 
 #include <cstdio>
-
-#include "core/FilterKit.h"
 
 using namespace Kavelin::Core;
 

@@ -1,7 +1,7 @@
 // A module with one filter type that sends what it reads. Built twice, under two names, as two plugins.
-#include "core/FilterKit.h"
-#include "core/FilterRegistry.h"
-#include "core/PluginExports.h"
+#include <Kavelin/Typed/FilterKit.h>
+#include <Kavelin/Typed/FilterRegistry.h>
+#include <Kavelin/Typed/PluginExports.h>
 
 namespace {
 

@@ -1,0 +1,90 @@
+#include "attitude/agm/TriadGyroComputer.h"
+
+#include <cmath>
+#include <limits>
+
+#include "attitude/rotation/QuaternionAlgebra.h"
+
+namespace Kavelin::OrientationInternal {
+
+void TriadGyroComputer::reset(bool absolute) {
+    collected_ = Collected{};
+    absolute_ = absolute;
+}
+
+std::optional<TriadEstimate> TriadGyroComputer::advance(const TriadSample& sample) {
+    advanceClock(sample.t);
+    if (sample.t - startTime_ < initTime_) {
+        collected_.accRef += sample.acc;
+        collected_.magRef += sample.mag;
+        return std::nullopt;
+    }
+    if (!collected_.initialised) settleReferences(sample);
+    return track(sample);
+}
+
+void TriadGyroComputer::advanceClock(double t) {
+    if (collected_.counter < std::numeric_limits<std::int32_t>::max()) ++collected_.counter;
+    dt_ = t - lastTime_;
+    lastTime_ = t;
+    if (collected_.counter == 1) {
+        dt_ = kFirstTimeStep;
+        startTime_ = t;
+    }
+}
+
+void TriadGyroComputer::settleReferences(const TriadSample& sample) {
+    Collected& c = collected_;
+    if (c.counter < 2) {
+        c.accRef = sample.acc;
+        c.magRef = sample.mag;
+    } else {
+        // Deliberate: the divisor counts this sample too, which is not in the sums, so both references are
+        // short by one part in counter; their directions are those of the means.
+        c.accRef /= c.counter;
+        c.magRef /= c.counter;
+    }
+    c.magSquaredNorm = c.magRef.squaredNorm();
+    c.accSquaredNorm = c.accRef.squaredNorm();
+    if (absolute_) idealiseReferences();
+    c.initialised = true;
+}
+
+void TriadGyroComputer::idealiseReferences() {
+    Collected& c = collected_;
+    // Deliberate: divided by the squared norms, not the norms, so the dip comes out right for unit vectors
+    // only. A vector much shorter than 1 can make |dip| exceed 1, and then the estimate is not a number until
+    // a reset.
+    const double dip = c.magRef.dot(c.accRef) / c.accSquaredNorm / c.magSquaredNorm;
+    c.accRef = Vector3(0, 0, 1);
+    c.magRef = Vector3(std::sqrt(1 - dip * dip), 0, dip);
+}
+
+TriadEstimate TriadGyroComputer::track(const TriadSample& sample) {
+    const Collected& c = collected_;
+    q_ = propagateQuaternion(q_, sample.rate, dt_);
+    Matrix3 rotation = quaternionToRotation(q_);
+    const Vector3 accBlend = (1 - gain_) * (rotation * c.accRef) + gain_ * sample.acc;
+    const Vector3 magBlend = (1 - gain_) * (rotation * c.magRef) + gain_ * sample.mag;
+
+    const Matrix3 frame = AbsoluteAttitudeComputer::frameFromGravityAndField(accBlend, magBlend);
+    rotation = absolute_ ? frame : relative_.compute(frame);
+    const Vector3 properAcceleration = sample.acc - rotation * c.accRef;
+    const Vector3 fieldDisturbance = sample.mag - rotation * c.magRef;
+
+    if (c.referenceRequested) captureReference(rotation);
+    (void)AbsoluteAttitudeComputer::rotationToQuaternion(rotation, q_);  // on failure the quaternion stays
+    return {q_, rotation, properAcceleration, fieldDisturbance};
+}
+
+void TriadGyroComputer::captureReference(Matrix3& rotation) {
+    const Matrix3 frame =
+        AbsoluteAttitudeComputer::frameFromGravityAndField(collected_.accRef, collected_.magRef);
+    relative_.setReference(frame, true);
+    collected_.referenceRequested = false;
+    rotation = relative_.compute(frame);
+    // Seen only when `rotation` shows no quaternion of its own.
+    (void)AbsoluteAttitudeComputer::rotationToQuaternion(absolute_ ? frame : rotation, q_);
+}
+
+}  // namespace Kavelin::OrientationInternal

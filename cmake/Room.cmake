@@ -1,0 +1,20 @@
+# kavelin_room(<folder> <libraries...>): the library kavelin_<folder> of a folder's sources and headers. What it includes
+# is found only in its own folder and in those of the libraries that it names: its include path is a folder of links to
+# just these. So the build proves who knows whom: numerics neither pins nor host, rotation nothing else.
+function(kavelin_room folder)
+  string(REPLACE "/" "_" name kavelin_${folder})
+  set(root ${CMAKE_BINARY_DIR}/rooms/${name})
+  get_filename_component(above ${root}/${folder} DIRECTORY)
+  file(MAKE_DIRECTORY ${above})
+  file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${folder} ${root}/${folder} SYMBOLIC)
+  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
+  if(sources)
+    add_library(${name} STATIC ${sources})
+    set(scope PUBLIC)
+  else()
+    add_library(${name} INTERFACE)
+    set(scope INTERFACE)
+  endif()
+  target_include_directories(${name} ${scope} ${root})
+  target_link_libraries(${name} ${scope} ${ARGN})
+endfunction()

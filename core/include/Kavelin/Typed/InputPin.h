@@ -1,0 +1,201 @@
+#pragma once
+
+#include <Kavelin/Core/AbstractInputPin.h>
+#include <Kavelin/Core/AbstractOutputPin.h>
+#include <Kavelin/Core/PinManager.h>
+#include <Kavelin/Typed/BufferStrategyFactory.h>
+#include <Kavelin/Typed/StagedQueue.h>
+#include <Kavelin/Typed/TimeStampedData.h>
+
+#include <atomic>
+#include <cassert>
+#include <memory>
+#include <string>
+
+namespace Kavelin::Core {
+
+template <class T>
+class OutputPinBase;
+
+/// Tag for an input pin that never makes its filter wait.
+struct NonBlocking {};
+/// Tag for an input pin whose samples need not be of the time of those that its filter takes with them.
+struct AnyTime {};
+
+/// Typed reading end: keeps what it receives in a buffer strategy, chosen by how writer and reader run.
+template <class T>
+class InputPinBase : public AbstractInputPin, private InputPinState {
+public:
+    using Sample = TimeStampedData<T>;
+
+    InputPinBase(const std::string& name, PinManager* owner)
+        : Pin(name, owner), AbstractInputPin(name, owner) {
+        setState(*this);
+        InputPinBase::rebuildStrategy();
+    }
+    ~InputPinBase() override {
+        if (source_ != nullptr) source_->detach(*this, false);
+        endStaging();
+    }
+
+    /// Forgets the sample held, the last time stamp and all that is buffered.
+    /// [reader's thread, or synchronizers disabled]
+    virtual void reset() {
+        current_ = sample_ = nullptr;
+        lastTimeStamp_ = 0.0;
+        if (strategy_ != nullptr) strategy_->clear();
+    }
+    /// Builds the buffer anew for the present source, layouts and attributes.  [synchronizers disabled]
+    virtual void rebuildStrategy() {
+        endStaging();
+        retireStrategy();
+        const BufferFamily family = chooseFamily();
+        setIsFedFromElsewhere(family != BufferFamily::kSimple);
+        strategy_ = makeBufferStrategy<Sample>(family, getBufferSize(), getIsLifo(), getSynchronizer());
+        reset();
+    }
+    /// Called by output pins that attach or detach this one.  [synchronizers disabled]
+    virtual void setSource(OutputPinBase<T>* source, bool direct) {
+        source_ = source;
+        direct_ = direct;
+        rebuildStrategy();
+    }
+    /// Buffers one sample. Called by output pins only.  [writer's thread]
+    virtual void receive(const Sample& sample) {
+        if (stage_ == nullptr || !stage_->push(sample)) buffer(sample);
+    }
+    std::shared_ptr<Stage> beginStaging(RoundCounter round) override {
+        stage_ = std::make_shared<StagedQueue<Sample, InputPinBase>>(*this, std::move(round));
+        return stage_;
+    }
+
+    // For the owning filter's process  [layout thread]
+    // -------------------------------------------------------------
+    /// Takes and consumes the next sample; false when there is none.
+    bool readNext() {
+        if (!fetch()) return false;
+        consume();
+        return true;
+    }
+    /// Holds the next sample in the pin, if none is held yet; false when there is none.
+    ///
+    /// Deliberate: with a buffer size of 1 in the writer's thread the pin holds no copy but the writer's own
+    /// sample. The writer's next `send` changes what is held, and makes it unread again: it can then be
+    /// consumed twice. A size of 2 or more holds a copy.
+    bool fetch() {
+        if (current_ != nullptr) return true;
+        if (strategy_ == nullptr || !strategy_->get(current_)) return false;
+        noteTaken();
+        return true;
+    }
+    /// Time stamp of the sample held; there must be one.
+    double heldTimeStamp() const {
+        assert(current_ != nullptr && "no sample is held");
+        return current_->timeStamp;
+    }
+    /// Consumes the sample held: its time stamp becomes the last one, its value stays readable.
+    void consume() {
+        assert(current_ != nullptr && "no sample is held");
+        lastTimeStamp_ = current_->timeStamp;
+        sample_ = current_;
+        current_ = nullptr;
+        noteConsumed();
+    }
+    /// Lets go of the sample held, unused: nothing goes with it.
+    void passOver() {
+        current_ = nullptr;
+        notePassedOver();
+    }
+    /// The sample consumed last. The loan ends when the next one is taken (`fetch`, `readNext`), with
+    /// `reset`, and with a change of the connection or of either filter's layout; there is none until the
+    /// next sample is consumed then, as `hasValue` tells, and a call is a mistake that a debug build asserts.
+    const T& value() const {
+        assert(sample_ != nullptr && "no sample was consumed since the pin was reset or reconnected");
+        return sample_->value;
+    }
+    /// Whether a sample was consumed since the pin was last reset.
+    bool hasValue() const { return sample_ != nullptr; }
+    double lastTimeStamp() const { return lastTimeStamp_; }
+
+    OutputPinBase<T>* getSource() const { return source_; }
+    AbstractBufferStrategy<Sample>* getStrategy() const { return strategy_.get(); }
+
+    const char* payloadType() const override { return PayloadName<T>::value; }
+    double getLastTimeStamp() const override { return lastTimeStamp_; }
+    bool isEmpty() const override { return strategy_ == nullptr || strategy_->isEmpty(); }
+    bool isHolding() const override { return current_ != nullptr; }
+    bool isOverHalfFull() const override { return strategy_ != nullptr && strategy_->isOverHalfFull(); }
+    void rebuildBuffer() override { rebuildStrategy(); }
+    PinCounts getCounts() const override {
+        PinCounts counts = retired_;
+        if (strategy_ != nullptr) counts += strategy_->counts();
+        counts.put += unbuffered_.load(std::memory_order_relaxed);
+        counts.dropped += unbuffered_.load(std::memory_order_relaxed);
+        return counts;
+    }
+
+private:
+    friend StagedQueue<Sample, InputPinBase>;
+
+    void buffer(const Sample& sample) {
+        if (strategy_ == nullptr) {
+            unbuffered_.fetch_add(1, std::memory_order_relaxed);
+            return;
+        }
+        strategy_->put(sample);
+        noteReceived();
+    }
+    void endStaging() {
+        if (stage_ == nullptr) return;
+        stage_->close();
+        stage_ = nullptr;
+    }
+    static LayoutManager* layoutOf(const PinManager* filter) {
+        return filter == nullptr ? nullptr : filter->getManager();
+    }
+
+    BufferFamily chooseFamily() const {
+        if (source_ == nullptr) return BufferFamily::kSimple;
+        const LayoutManager* const mine = layoutOf(getManager());
+        const LayoutManager* const theirs = layoutOf(source_->getManager());
+        if (mine == theirs && (mine != nullptr || direct_)) return BufferFamily::kSimple;
+        if (mine != theirs && mine != nullptr && getIsSynchronous()) return BufferFamily::kSynchronized;
+        return BufferFamily::kThreadSafe;
+    }
+    // Ends the present strategy; what it still holds counts as discarded.
+    void retireStrategy() {
+        if (strategy_ == nullptr) return;
+        strategy_->clear();
+        retired_ += strategy_->counts();
+        current_ = sample_ = nullptr;
+        strategy_.reset();
+    }
+
+    OutputPinBase<T>* source_ = nullptr;
+    std::unique_ptr<AbstractBufferStrategy<Sample>> strategy_;
+    std::shared_ptr<StagedQueue<Sample, InputPinBase>>
+        stage_;                        // in a run with threads, of samples sent by another
+    const Sample* current_ = nullptr;  // taken from the strategy, not consumed yet
+    double lastTimeStamp_ = 0.0;
+    const Sample* sample_ = nullptr;  // consumed last
+    bool direct_ = false;
+    PinCounts retired_;                         // of the strategies before this one
+    std::atomic<std::uint64_t> unbuffered_{0};  // received while there was no strategy
+};
+
+/// An input pin as a filter declares it.
+template <class T>
+class InputPin : public InputPinBase<T> {
+public:
+    InputPin(const std::string& name, PinManager* owner) : Pin(name, owner), InputPinBase<T>(name, owner) {}
+    InputPin(const std::string& name, PinManager* owner, NonBlocking) : InputPin(name, owner) {
+        this->setIsBlocking(false);
+    }
+    InputPin(const std::string& name, PinManager* owner, AnyTime) : InputPin(name, owner) {
+        this->setIsPaired(false);
+    }
+};
+
+}  // namespace Kavelin::Core
+
+#include <Kavelin/Typed/OutputPin.h>

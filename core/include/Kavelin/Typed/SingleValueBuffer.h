@@ -1,0 +1,39 @@
+#pragma once
+
+#include <Kavelin/Typed/TimeStampedData.h>
+
+#include <cstddef>
+#include <utility>
+
+namespace Kavelin::Core {
+
+/// Keeps a copy of the newest sample only.
+template <class D>
+class SingleValueBuffer {
+public:
+    using Sample = D;
+    explicit SingleValueBuffer(unsigned = 1) {}
+
+    std::size_t put(const D& sample) {
+        const std::size_t overwritten = empty_ ? 0 : 1;
+        copySample(sample, slot_);
+        empty_ = false;
+        return overwritten;
+    }
+    const D* take() {
+        if (empty_) return nullptr;
+        std::swap(slot_, read_);  // a copy's effect without its cost: the slot is empty from here on
+        empty_ = true;
+        return &read_;
+    }
+    void clear() { empty_ = true; }
+    unsigned capacity() const { return 1; }
+    std::size_t size() const { return empty_ ? 0 : 1; }
+
+private:
+    D slot_{};
+    D read_{};
+    bool empty_ = true;
+};
+
+}  // namespace Kavelin::Core

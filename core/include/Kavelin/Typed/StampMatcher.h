@@ -1,0 +1,64 @@
+#pragma once
+
+#include <Kavelin/Core/SampleInterval.h>
+#include <Kavelin/Core/WallClock.h>
+#include <Kavelin/Typed/InputPin.h>
+#include <Kavelin/Typed/Matrix.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace Kavelin::Core {
+
+/// Finds out which samples of two inputs belong together: those whose time stamps differ by no more than half
+/// the usual step of the faster one. Equal stamps always do, so streams that have none are taken one to one;
+/// so are stamps of the wall clock, which say when a result was computed.  [layout thread]
+class StampMatcher {
+public:
+    /// What the oldest samples of the two are.
+    enum class Next {
+        kNone,    ///< nothing to be said before both hold one
+        kPair,    ///< they belong together
+        kFirst,   ///< nothing goes with the first input's
+        kSecond,  ///< nothing goes with the second's
+    };
+
+    /// Decides on the samples that the inputs hold, fetching them. The caller consumes them or passes over
+    /// them before it asks again.
+    Next next(InputPin<Matrix>& first, InputPin<Matrix>& second) {
+        const bool hasFirst = fetch(first, firstSteps_);
+        if (!fetch(second, secondSteps_) || !hasFirst) return Next::kNone;
+        const double difference = first.heldTimeStamp() - second.heldTimeStamp();
+        if (belongTogether(difference, difference < 0.0 ? first : second)) return Next::kPair;
+        return difference < 0.0 ? Next::kFirst : Next::kSecond;
+    }
+
+private:
+    static constexpr double kHalf = 0.5 * (1.0 + 1e-6);  // half a step, whatever its last digits
+
+    static bool fetch(InputPin<Matrix>& pin, SampleInterval& steps) {
+        if (pin.isHolding()) return true;
+        if (!pin.fetch()) return false;
+        steps.add(pin.heldTimeStamp());
+        return true;
+    }
+
+    bool belongTogether(double difference, const InputPin<Matrix>& earlier) const {
+        if (!(std::abs(difference) > 0.0)) return true;
+        const double step = smallerStep();
+        // At a start no step is known. Where a newer sample of the earlier input waits, the oldest is not it.
+        const bool isFar = step > 0.0 ? std::abs(difference) > kHalf * step : !earlier.isEmpty();
+        return !isFar || isWallClockStamp(earlier.heldTimeStamp());
+    }
+
+    double smallerStep() const {
+        const double a = firstSteps_.usual();
+        const double b = secondSteps_.usual();
+        return a > 0.0 && b > 0.0 ? std::min(a, b) : std::max(a, b);
+    }
+
+    SampleInterval firstSteps_;
+    SampleInterval secondSteps_;
+};
+
+}  // namespace Kavelin::Core

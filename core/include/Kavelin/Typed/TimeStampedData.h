@@ -1,0 +1,39 @@
+#pragma once
+
+#include <Kavelin/Typed/Matrix.h>
+
+#include <algorithm>
+
+namespace Kavelin::Core {
+
+/// One sample: a value and when it was taken (unit as the producing filter gives it, usually seconds).
+template <class T>
+struct TimeStampedData {
+    T value{};
+    double timeStamp = 0.0;
+};
+
+/// Copies a sample into a slot that held one before.
+template <class T>
+void copySample(const TimeStampedData<T>& from, TimeStampedData<T>& to) {
+    to = from;
+}
+/// A connection's samples nearly always have one shape: then there is nothing to do but to copy the elements.
+inline void copySample(const TimeStampedData<Matrix>& from, TimeStampedData<Matrix>& to) {
+    if (from.value.rows() == to.value.rows() && from.value.cols() == to.value.cols()) {
+        std::copy_n(from.value.data(), from.value.size(), to.value.data());
+    } else {
+        to.value = from.value;
+    }
+    to.timeStamp = from.timeStamp;
+}
+
+/// Name of a payload type, the same text in every module.
+template <class T>
+struct PayloadName;
+template <>
+struct PayloadName<Matrix> {
+    static constexpr const char* value = "Matrix";
+};
+
+}  // namespace Kavelin::Core

@@ -1,0 +1,298 @@
+#include "io/recording/ByteSource.h"
+
+#include <Poco/Exception.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+std::string reason(int error) { return std::strerror(error); }
+
+/// Owns a descriptor; closes it unless it is standard input.
+class Descriptor {
+public:
+    explicit Descriptor(int fd) : fd_(fd) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() {
+        if (fd_ > STDIN_FILENO) ::close(fd_);
+    }
+    int get() const { return fd_; }
+
+private:
+    int fd_;
+};
+
+/// Bytes as they stand in the file.
+class FileSource : public ByteSource {
+public:
+    /// @param mayWait whether reading may have to wait for somebody else: for a pipe, a terminal, a socket.
+    FileSource(int fd, std::string path, std::uint64_t total, bool mayWait)
+        : descriptor_(fd), path_(std::move(path)), total_(total) {
+        if (mayWait) closed_ = std::make_shared<Descriptor>(::eventfd(0, EFD_CLOEXEC));
+    }
+
+    std::size_t read(char* into, std::size_t size) override {
+        for (;;) {
+            if (closed_ && waitIsOver()) return 0;
+            const ::ssize_t count = ::read(descriptor_.get(), into, size);
+            if (count >= 0) {
+                consumed_ += static_cast<std::uint64_t>(count);
+                return static_cast<std::size_t>(count);
+            }
+            if (errno != EINTR) throw Poco::ReadFileException("cannot read '" + path_ + "'", reason(errno));
+        }
+    }
+
+    std::function<void()> closer() override {
+        if (!closed_) return {};
+        return [closed = closed_] {
+            const std::uint64_t one = 1;
+            if (::write(closed->get(), &one, sizeof one) < 0) return;  // it has been closed before
+        };
+    }
+    bool mayWait() const override { return closed_ != nullptr; }
+    std::uint64_t consumed() const override { return consumed_; }
+    std::uint64_t total() const override { return total_; }
+
+private:
+    /// Waits for bytes.  @return whether it was closed instead.
+    bool waitIsOver() const {
+        ::pollfd events[] = {{closed_->get(), POLLIN, 0}, {descriptor_.get(), POLLIN, 0}};
+        while (::poll(events, 2, -1) < 0 && errno == EINTR) {
+        }
+        return events[0].revents != 0;
+    }
+
+    Descriptor descriptor_;
+    std::string path_;
+    std::uint64_t total_;
+    std::uint64_t consumed_ = 0;
+    std::shared_ptr<const Descriptor> closed_;  // an event; null where nothing waits
+};
+
+/// The decompressed bytes of a gzip file, of one member or of several in a row.
+class GzipSource : public ByteSource {
+public:
+    GzipSource(std::unique_ptr<ByteSource> packed, std::string path)
+        : packed_(std::move(packed)), path_(std::move(path)), input_(kInputSize, '\0') {
+        if (::inflateInit2(&stream_, 15 + 16) != Z_OK)
+            throw Poco::ReadFileException("cannot start zlib for", path_);
+    }
+    GzipSource(const GzipSource&) = delete;
+    GzipSource& operator=(const GzipSource&) = delete;
+    ~GzipSource() override { ::inflateEnd(&stream_); }
+
+    std::size_t read(char* into, std::size_t size) override {
+        stream_.next_out = reinterpret_cast<Bytef*>(into);
+        stream_.avail_out = static_cast<uInt>(std::min<std::size_t>(size, kInputSize));
+        const auto wanted = stream_.avail_out;
+        while (!ended_ && stream_.avail_out == wanted) {
+            if (stream_.avail_in == 0 && !refill()) break;
+            step();
+        }
+        return wanted - stream_.avail_out;
+    }
+
+private:
+    static constexpr std::size_t kInputSize = std::size_t{1} << 18;
+
+    bool refill() {
+        const std::size_t count = packed_->read(input_.data(), input_.size());
+        stream_.next_in = reinterpret_cast<Bytef*>(input_.data());
+        stream_.avail_in = static_cast<uInt>(count);
+        if (count > 0) return true;
+        ended_ = true;
+        if (betweenMembers_) return false;
+        throw Poco::ReadFileException("'" + path_ + "' ends in the middle of its compressed data");
+    }
+
+    void step() {
+        if (betweenMembers_) {
+            ::inflateReset(&stream_);
+            betweenMembers_ = false;
+        }
+        const int status = ::inflate(&stream_, Z_NO_FLUSH);
+        if (status == Z_STREAM_END) {
+            betweenMembers_ = true;
+        } else if (status != Z_OK && status != Z_BUF_ERROR) {
+            ended_ = true;
+            throw Poco::ReadFileException("'" + path_ + "' is damaged",
+                                          std::string(stream_.msg ? stream_.msg : "no valid gzip data"));
+        }
+    }
+
+    std::unique_ptr<ByteSource> packed_;
+    std::string path_;
+    std::string input_;
+    ::z_stream stream_{};
+    bool betweenMembers_ = false;
+    bool ended_ = false;
+};
+
+/// Hands out the first bytes, which were read to look at them, before the rest.
+class PrefixedSource : public ByteSource {
+public:
+    PrefixedSource(std::string prefix, ByteSource& rest) : prefix_(std::move(prefix)), rest_(rest) {}
+
+    std::size_t read(char* into, std::size_t size) override {
+        if (used_ == prefix_.size()) return rest_.read(into, size);
+        const std::size_t count = std::min(size, prefix_.size() - used_);
+        std::memcpy(into, prefix_.data() + used_, count);
+        used_ += count;
+        return count;
+    }
+
+private:
+    std::string prefix_;
+    std::size_t used_ = 0;
+    ByteSource& rest_;
+};
+
+struct ForeignFormat {
+    std::string_view begin;
+    const char* message;
+};
+
+const char* const kZip =
+    "the file is a zip archive (.zip, .xlsx and others): unpack it, or save the table as CSV";
+const char* const kUtf16 =
+    "the file is in UTF-16: convert it to UTF-8, such as with iconv -f UTF-16 -t UTF-8 OLD >NEW";
+const char* const kPacked = "the file is compressed, and not by gzip: unpack it first";
+const char* const kBinary = "the file is in a binary format: export it as CSV";
+
+const ForeignFormat kForeign[] = {
+    {"PK\x03\x04", kZip},
+    {"\xFF\xFE", kUtf16},
+    {"\xFE\xFF", kUtf16},
+    {"BZh", kPacked},
+    {"\xFD"
+     "7zX",
+     kPacked},
+    {"\x28\xB5\x2F\xFD", kPacked},
+    {"7z\xBC\xAF", kPacked},
+    {"\x89HDF", kBinary},
+    {"MATL", kBinary},
+    {"\x93NUM", kBinary},
+    {"ULog", kBinary},
+    {"SQLi", kBinary},
+    {"#ROS", kBinary},
+    {"PAR1", kBinary},
+    {"%PDF", kBinary},
+};
+
+/// Raises where the first bytes are those of something that is no table in plain text.
+void refuseForeign(std::string_view first) {
+    for (const ForeignFormat& format : kForeign) {
+        if (first.starts_with(format.begin)) throw Poco::DataFormatException(format.message);
+    }
+    // A letter and a zero, or the other way round: UTF-16 without a mark.
+    if (first.size() == 4 && first[0] == '\0' && first[1] != '\0' && first[2] == '\0')
+        throw Poco::DataFormatException(kUtf16);
+    if (first.size() == 4 && first[0] != '\0' && first[1] == '\0' && first[2] != '\0' && first[3] == '\0')
+        throw Poco::DataFormatException(kUtf16);
+}
+
+/// Looks at a file's first bytes, when they are wanted, to see what it is.
+class RecognisedSource : public ByteSource {
+public:
+    RecognisedSource(std::unique_ptr<ByteSource> file, std::string path)
+        : file_(std::move(file)), path_(std::move(path)) {}
+
+    std::size_t read(char* into, std::size_t size) override {
+        if (!source_) recognise();
+        return source_->read(into, size);
+    }
+
+    std::function<void()> closer() override { return file_->closer(); }
+    bool mayWait() const override { return file_->mayWait(); }
+    std::uint64_t consumed() const override { return file_->consumed(); }
+    std::uint64_t total() const override { return file_->total(); }
+
+private:
+    static constexpr std::size_t kLongestMark = 4;
+
+    void recognise() {
+        std::string first(kLongestMark, '\0');
+        std::size_t have = 0;
+        while (have < first.size()) {
+            const std::size_t count = file_->read(first.data() + have, first.size() - have);
+            if (count == 0) break;
+            have += count;
+        }
+        first.resize(have);
+        const bool isGzip = first.starts_with("\x1f\x8b");
+        refuseForeign(first);
+        source_ = std::make_unique<PrefixedSource>(std::move(first), *file_);
+        if (isGzip) source_ = std::make_unique<GzipSource>(std::move(source_), path_);
+    }
+
+    std::unique_ptr<ByteSource> file_;
+    std::string path_;
+    std::unique_ptr<ByteSource> source_;  // null before the first read
+};
+
+class MemorySource : public ByteSource {
+public:
+    explicit MemorySource(std::string_view bytes) : bytes_(bytes) {}
+
+    std::size_t read(char* into, std::size_t size) override {
+        const std::size_t count = std::min(size, bytes_.size() - used_);
+        if (count > 0) std::memcpy(into, bytes_.data() + used_, count);
+        used_ += count;
+        return count;
+    }
+
+    std::uint64_t consumed() const override { return used_; }
+    std::uint64_t total() const override { return bytes_.size(); }
+
+private:
+    std::string_view bytes_;
+    std::size_t used_ = 0;
+};
+
+/// Does not wait for a pipe's writer; whoever reads does.
+int openWithoutWaiting(const std::string& path) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd >= 0) ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+    return fd;
+}
+
+}  // namespace
+
+std::unique_ptr<ByteSource> openSource(const std::string& path) {
+    if (path == "-") {
+        struct ::stat status {};
+        const bool ordinary = ::fstat(STDIN_FILENO, &status) == 0 && S_ISREG(status.st_mode);
+        auto file = std::make_unique<FileSource>(STDIN_FILENO, "standard input", 0, !ordinary);
+        return std::make_unique<RecognisedSource>(std::move(file), path);
+    }
+    const int fd = openWithoutWaiting(path);
+    if (fd < 0 && errno == ENOENT) throw Poco::FileNotFoundException("no file '" + path + "'");
+    if (fd < 0) throw Poco::OpenFileException("cannot open '" + path + "'", reason(errno));
+    struct ::stat status {};
+    const bool known = ::fstat(fd, &status) == 0;
+    if (known && S_ISDIR(status.st_mode)) {
+        ::close(fd);
+        throw Poco::OpenFileException("cannot read '" + path + "'", std::string("it is a folder"));
+    }
+    const bool ordinary = known && S_ISREG(status.st_mode);
+    const std::uint64_t total = ordinary ? static_cast<std::uint64_t>(status.st_size) : 0;
+    return std::make_unique<RecognisedSource>(std::make_unique<FileSource>(fd, path, total, !ordinary), path);
+}
+
+std::unique_ptr<ByteSource> memorySource(std::string_view bytes) {
+    return std::make_unique<MemorySource>(bytes);
+}
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,254 @@
+#include "io/recording/ColumnNames.h"
+
+#include <Poco/Exception.h>
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+
+#include "io/recording/Text.h"
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+/// Names before the axis, by pin; compared as keys.
+struct AxisFamily {
+    std::string_view pin;
+    std::vector<std::string_view> prefixes;
+    std::vector<std::string_view> axes;
+    std::vector<std::string_view> otherAxes;
+};
+
+const std::vector<AxisFamily>& families() {
+    static const std::vector<AxisFamily> all = {
+        {"3a", {"a", "acc", "accel", "accelerometer", "acceleration", "3a"}, {"x", "y", "z"}, {}},
+        {"3g",
+         {"g", "gyr", "gyro", "gyroscope", "angularrate", "angularvelocity", "omega", "3g"},
+         {"x", "y", "z"},
+         {}},
+        {"3m", {"m", "mag", "magn", "magnetometer", "magneticfield", "3m"}, {"x", "y", "z"}, {}},
+        {"quat",
+         {"q", "quat", "quatq", "quaternion", "quaternionq"},
+         {"w", "x", "y", "z"},
+         {"0", "1", "2", "3"}},
+    };
+    return all;
+}
+
+std::optional<std::size_t> columnWithKey(const std::vector<ColumnName>& columns,
+                                         const std::vector<bool>& used, const std::string& key) {
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        if (!used[i] && columns[i].key == key) return i;
+    }
+    return std::nullopt;
+}
+
+ColumnGroup collect(const std::vector<ColumnName>& columns, const std::vector<bool>& used,
+                    std::string_view pin, std::string_view prefix,
+                    const std::vector<std::string_view>& axes) {
+    ColumnGroup group;
+    group.pin = pin;
+    group.cols = axes.size();
+    for (const std::string_view axis : axes) {
+        const std::string key = std::string(prefix) + std::string(axis);
+        if (const auto column = columnWithKey(columns, used, key)) {
+            group.columns.push_back(*column);
+        } else {
+            group.missing.emplace_back(axis);
+        }
+    }
+    return group;
+}
+
+/// The complete group of a family under one of its names; if there is none, the one with most columns.
+std::optional<ColumnGroup> bestGroup(const std::vector<ColumnName>& columns, const std::vector<bool>& used,
+                                     const AxisFamily& family) {
+    std::optional<ColumnGroup> best;
+    for (const std::string_view prefix : family.prefixes) {
+        for (const auto* axes : {&family.axes, &family.otherAxes}) {
+            if (axes->empty()) continue;
+            ColumnGroup group = collect(columns, used, family.pin, prefix, *axes);
+            if (group.columns.empty()) continue;
+            if (!best || group.missing.size() < best->missing.size()) best = std::move(group);
+        }
+    }
+    return best;
+}
+
+/// Places "pin.x", "pin.w" or "pin.rc" into its matrix; the number of columns there are decides which shape
+/// it is.
+void addDotted(const std::vector<ColumnName>& columns, std::vector<bool>& used, const std::string& pin,
+               const std::vector<std::size_t>& members, std::vector<ColumnGroup>& groups) {
+    ColumnGroup group;
+    group.pin = pin;
+    const auto at = [&](const std::string& suffix) {
+        for (const std::size_t i : members) {
+            if (columns[i].name == pin + "." + suffix) return std::optional(i);
+        }
+        return std::optional<std::size_t>();
+    };
+    std::vector<std::string> suffixes;
+    if (at("x")) {
+        suffixes =
+            at("w") ? std::vector<std::string>{"w", "x", "y", "z"} : std::vector<std::string>{"x", "y", "z"};
+        group.cols = suffixes.size();
+    } else if (at("00")) {
+        while (group.cols < 10 && at("0" + std::to_string(group.cols))) ++group.cols;
+        while (group.rows < 10 && at(std::to_string(group.rows) + "0")) ++group.rows;
+        for (std::size_t r = 0; r < group.rows; ++r) {
+            for (std::size_t c = 0; c < group.cols; ++c) {
+                suffixes.push_back(std::to_string(r) + std::to_string(c));
+            }
+        }
+    } else {
+        return;
+    }
+    for (const std::string& suffix : suffixes) {
+        if (const auto column = at(suffix)) {
+            group.columns.push_back(*column);
+        } else {
+            group.missing.push_back(suffix);
+        }
+    }
+    for (const std::size_t column : group.columns) used[column] = true;
+    groups.push_back(std::move(group));
+}
+
+void groupDotted(const std::vector<ColumnName>& columns, std::vector<bool>& used,
+                 std::vector<ColumnGroup>& groups) {
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        const auto dot = columns[i].name.rfind('.');
+        if (used[i] || dot == std::string::npos || dot == 0) continue;
+        const std::string pin = columns[i].name.substr(0, dot);
+        std::vector<std::size_t> members;
+        for (std::size_t j = i; j < columns.size(); ++j) {
+            if (!used[j] && columns[j].name.rfind(pin + ".", 0) == 0) members.push_back(j);
+        }
+        addDotted(columns, used, pin, members, groups);
+    }
+}
+
+[[noreturn]] void refuseMapping(std::string_view entry, const std::string& why) {
+    throw Poco::DataFormatException("the mapping '" + std::string(trimmed(entry)) + "' " + why +
+                                    "; expected is PIN = COLUMN, COLUMN, ... (UNIT) as RxC, such as "
+                                    "3a = accX, accY, accZ (g)");
+}
+
+/// Takes "as RxC" off the end of an entry, if it is there.
+void takeShape(std::string_view entry, std::string_view& columns, MappingEntry& out) {
+    const auto as = columns.rfind(" as ");
+    if (as == std::string_view::npos) return;
+    const std::string_view shape = trimmed(columns.substr(as + 4));
+    const char* end = shape.data() + shape.size();
+    const auto [cross, error] = std::from_chars(shape.data(), end, out.rows);
+    if (error != std::errc() || cross == end || (*cross != 'x' && *cross != 'X')) return;
+    const auto [last, secondError] = std::from_chars(cross + 1, end, out.cols);
+    if (secondError != std::errc() || last != end) refuseMapping(entry, "has a shape that is not RxC");
+    columns = trimmed(columns.substr(0, as));
+}
+
+/// Takes "(unit)" off the end of an entry, if it is there.
+void takeUnit(std::string_view& columns, MappingEntry& out) {
+    if (columns.empty() || columns.back() != ')') return;
+    const auto open = columns.rfind('(');
+    if (open == std::string_view::npos || open == 0) return;
+    out.unit = trimmed(columns.substr(open + 1, columns.size() - open - 2));
+    columns = trimmed(columns.substr(0, open));
+}
+
+MappingEntry parseEntry(std::string_view entry) {
+    MappingEntry out;
+    const auto equals = entry.find('=');
+    if (equals == std::string_view::npos) refuseMapping(entry, "has no '='");
+    out.pin = trimmed(entry.substr(0, equals));
+    if (out.pin.empty()) refuseMapping(entry, "names no pin");
+    std::string_view columns = trimmed(entry.substr(equals + 1));
+    out.rows = 0;
+    takeShape(entry, columns, out);
+    takeUnit(columns, out);
+    out.columns = splitCells(columns, ',');
+    for (const std::string& column : out.columns) {
+        if (column.empty()) refuseMapping(entry, "names an empty column");
+    }
+    if (out.rows == 0) {
+        out.rows = 1;
+        out.cols = out.columns.size();
+    }
+    // Compared by division: the product of two absurd numbers could wrap around to the right count.
+    const std::size_t count = out.columns.size();
+    if (out.cols == 0 || count % out.cols != 0 || count / out.cols != out.rows) {
+        refuseMapping(entry, "names " + std::to_string(count) + " columns, not as many as its shape");
+    }
+    if (out.pin == "t" && count != 1) refuseMapping(entry, "gives the time more than one column");
+    return out;
+}
+
+}  // namespace
+
+ColumnName::ColumnName(std::string_view cell) : raw(cell), name(trimmed(cell)) {
+    const char last = name.empty() ? '\0' : name.back();
+    const auto open = last == ')' ? name.rfind('(') : last == ']' ? name.rfind('[') : std::string::npos;
+    if (open != std::string::npos && open > 0) {
+        unit = trimmed(std::string_view(name).substr(open + 1, name.size() - open - 2));
+        name = trimmed(std::string_view(name).substr(0, open));
+    }
+    key = lowered(name);
+    key.erase(
+        std::remove_if(key.begin(), key.end(),
+                       [](char c) { return c == ' ' || c == '_' || c == '-' || c == '.' || c == '\t'; }),
+        key.end());
+}
+
+bool ColumnName::isTime() const { return key == "t" || key == "time" || key == "timestamp"; }
+
+bool ColumnName::isSensor() const {
+    static constexpr std::string_view kThings[] = {"sensor", "device",  "imu",  "node", "unit",
+                                                   "mac",    "segment", "limb", "body"};
+    static constexpr std::string_view kEnds[] = {"", "id", "name", "number", "no", "address", "location"};
+    for (const std::string_view thing : kThings) {
+        for (const std::string_view end : kEnds) {
+            if (key == std::string(thing) + std::string(end)) return true;
+        }
+    }
+    return key == "id" || key == "serial" || key == "serialnumber" || key == "bodypart" ||
+           key == "placement" || key == "side" || key == "location" || key == "joint";
+}
+
+bool ColumnName::isLinearAcceleration() const {
+    static constexpr std::string_view kNames[] = {
+        "linearacceleration", "linearaccel", "linearacc",        "linacc", "linaccel",
+        "freeacceleration",   "freeacc",     "useracceleration", "useracc"};
+    return !key.empty() && std::any_of(std::begin(kNames), std::end(kNames), [this](std::string_view known) {
+        return std::string_view(key).substr(0, key.size() - 1) == known;
+    });
+}
+
+std::vector<ColumnGroup> groupColumns(const std::vector<ColumnName>& columns, const std::vector<bool>& used) {
+    std::vector<bool> taken = used;
+    std::vector<ColumnGroup> groups;
+    for (const AxisFamily& family : families()) {
+        auto group = bestGroup(columns, taken, family);
+        if (!group) continue;
+        for (const std::size_t column : group->columns) taken[column] = true;
+        groups.push_back(std::move(*group));
+    }
+    groupDotted(columns, taken, groups);
+    return groups;
+}
+
+std::vector<MappingEntry> parseMapping(std::string_view text) {
+    std::vector<MappingEntry> entries;
+    std::size_t begin = 0;
+    bool quoted = false;
+    for (std::size_t i = 0; i <= text.size(); ++i) {
+        if (i < text.size() && text[i] == '"') quoted = !quoted;
+        if (i < text.size() && (quoted || text[i] != ';')) continue;
+        const std::string_view entry = text.substr(begin, i - begin);
+        if (!trimmed(entry).empty()) entries.push_back(parseEntry(entry));
+        begin = i + 1;
+    }
+    return entries;
+}
+
+}  // namespace Kavelin::RecordingIO

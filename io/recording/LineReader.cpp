@@ -1,0 +1,75 @@
+#include "io/recording/LineReader.h"
+
+#include <Poco/Exception.h>
+
+#include <cstring>
+#include <string>
+
+namespace Kavelin::RecordingIO {
+
+LineReader::LineReader(std::unique_ptr<ByteSource> source, std::size_t blockSize)
+    : source_(std::move(source)), block_(blockSize) {}
+
+bool LineReader::next(std::string_view& line) {
+    while (!hasLine()) {
+        const std::size_t pending = end_ - begin_;
+        if (pending == block_.size()) {
+            skipRestOfLine();
+            throw Poco::DataFormatException("a line is longer than " + std::to_string(block_.size()) +
+                                            " bytes");
+        }
+        if (fill()) continue;
+        if (pending == 0) return false;
+        terminated_ = false;
+        take(line, end_, end_);
+        return true;
+    }
+    terminated_ = true;
+    take(line, feed_, feed_ + 1);
+    return true;
+}
+
+bool LineReader::hasLine() {
+    if (feed_ < end_ && block_[feed_] == '\n') return true;
+    const void* found = std::memchr(block_.data() + feed_, '\n', end_ - feed_);
+    feed_ = found ? static_cast<std::size_t>(static_cast<const char*>(found) - block_.data()) : end_;
+    return found != nullptr;
+}
+
+void LineReader::take(std::string_view& line, std::size_t stop, std::size_t next) {
+    line = {block_.data() + begin_, stop - begin_};
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    last_ = begin_;
+    begin_ = feed_ = next;
+    ++number_;
+}
+
+void LineReader::putBack() {
+    begin_ = feed_ = last_;
+    --number_;
+}
+
+/// Moves what is pending to the front of the block and reads behind it.
+bool LineReader::fill() {
+    const std::size_t pending = end_ - begin_;
+    if (begin_ > 0 && pending > 0) std::memmove(block_.data(), block_.data() + begin_, pending);
+    feed_ -= begin_;
+    begin_ = 0;
+    end_ = pending;
+    const std::size_t count = source_->read(block_.data() + end_, block_.size() - end_);
+    end_ += count;
+    return count > 0;
+}
+
+void LineReader::skipRestOfLine() {
+    ++number_;
+    for (;;) {
+        begin_ = end_ = feed_ = 0;
+        if (!fill()) return;
+        if (!hasLine()) continue;
+        begin_ = ++feed_;
+        return;
+    }
+}
+
+}  // namespace Kavelin::RecordingIO

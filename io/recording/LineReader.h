@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "io/recording/ByteSource.h"
+
+namespace Kavelin::RecordingIO {
+
+/// Cuts a byte source into lines, reading it in big blocks; memory is one block, whatever the file's length.
+class LineReader {
+public:
+    static constexpr std::size_t kBlockSize = std::size_t{1} << 20;
+
+    explicit LineReader(std::unique_ptr<ByteSource> source, std::size_t blockSize = kBlockSize);
+
+    /// Next line without its line feed and a carriage return before it; valid until the next call.
+    /// @return false at the end.  Raises what the source raises, and Poco::DataFormatException for a line
+    /// longer than a block (the line is passed over by the next call).
+    bool next(std::string_view& line);
+
+    /// Whether the next line has been read already, up to its line feed, so that `next` will not read.
+    bool hasLine();
+
+    /// Makes the line last returned the next one again; once, and before anything else is asked.
+    void putBack();
+    /// What has been read behind the line last returned.  Valid as that line.
+    std::string_view ahead() const { return {block_.data() + begin_, end_ - begin_}; }
+
+    /// Makes a read that waits, and all later ones, tell the end.  [any thread]
+    void close() { source_->close(); }
+
+    /// Number of the line last returned, from 1.
+    std::uint64_t number() const { return number_; }
+    /// False when the line last returned ended with the file and not with a line feed.
+    bool wasTerminated() const { return terminated_; }
+    const ByteSource& source() const { return *source_; }
+
+private:
+    bool fill();
+    void take(std::string_view& line, std::size_t stop, std::size_t next);
+    void skipRestOfLine();
+
+    std::unique_ptr<ByteSource> source_;
+    std::vector<char> block_;
+    std::size_t last_ = 0;  // where the line last returned began
+    std::size_t begin_ = 0;
+    std::size_t end_ = 0;
+    std::size_t feed_ = 0;  // no line feed lies between `begin_` and here
+    std::uint64_t number_ = 0;
+    bool terminated_ = true;
+};
+
+}  // namespace Kavelin::RecordingIO

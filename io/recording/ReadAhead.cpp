@@ -1,0 +1,84 @@
+#include "io/recording/ReadAhead.h"
+
+#include <limits>
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+constexpr std::size_t kBatches = 5;  // one of them with whoever takes the rows
+constexpr std::size_t kBatchLines = 512;
+
+}  // namespace
+
+ReadAhead::ReadAhead(RecordingReader reader)
+    : reader_(std::move(reader)), exchange_(kBatches), taken_(exchange_.takeEmpty()) {
+    thread_ = std::thread([this] { run(); });
+}
+
+ReadAhead::~ReadAhead() {
+    exchange_.close();
+    reader_.close();
+    thread_.join();
+}
+
+// In the reading thread
+// --------------------------------------------------------------------------------------------
+
+void ReadAhead::run() {
+    while (!ended_) {
+        std::unique_ptr<Batch> batch = exchange_.takeEmpty();
+        if (!batch) return;
+        fill(*batch);
+        exchange_.giveFull(std::move(batch));
+    }
+}
+
+/// Until the batch is full, or bytes would have to be waited for while there is something to hand over.
+void ReadAhead::fill(Batch& batch) {
+    std::size_t rows = 0;
+    batch.met.clear();
+    batch.faults.clear();
+    do {
+        const Next next = reader_.next();
+        batch.met.push_back(next);
+        if (next == Next::kRow) {
+            if (rows == batch.rows.size()) batch.rows.emplace_back();
+            batch.rows[rows++] = reader_.row();
+        } else if (next == Next::kFault) {
+            batch.faults.push_back({reader_.fault(), reader_.message()});
+        }
+        ended_ = next == Next::kEnd;
+    } while (!ended_ && batch.met.size() < kBatchLines && reader_.hasNextLine());
+    batch.consumed = reader_.source().consumed();
+}
+
+// Whoever takes the rows
+// -------------------------------------------------------------------------------------------
+
+std::optional<ReadAhead::Next> ReadAhead::next() {
+    if (met_ == taken_->met.size() && !takeBatch()) return std::nullopt;
+    const Next next = taken_->met[met_];
+    if (next == Next::kEnd) return next;  // and again, for who asks again
+    ++met_;
+    if (next == Next::kRow) row_ = rowsTaken_++;
+    if (next == Next::kFault) fault_ = faultsTaken_++;
+    return next;
+}
+
+bool ReadAhead::takeBatch() {
+    std::unique_ptr<Batch> next = exchange_.takeFull();
+    if (!next) return false;
+    std::swap(taken_, next);
+    exchange_.giveEmpty(std::move(next));
+    met_ = rowsTaken_ = faultsTaken_ = 0;
+    return true;
+}
+
+double ReadAhead::progress() const {
+    const std::uint64_t total = reader_.source().total();
+    if (total == 0) return std::numeric_limits<double>::quiet_NaN();
+    return static_cast<double>(taken_->consumed) / static_cast<double>(total);
+}
+
+}  // namespace Kavelin::RecordingIO

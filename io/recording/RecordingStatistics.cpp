@@ -1,0 +1,247 @@
+#include "io/recording/RecordingStatistics.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "attitude/rotation/AngleConstants.h"
+#include "io/recording/ResultFile.h"
+#include "io/recording/Text.h"
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+// A hand turns a unit at 1 to 3 rad/s in the mean and 35 rad/s (2000 deg/s, where most gyroscopes end) at
+// most.
+const double kImplausibleMeanRate = 10.0;  // rad/s, root mean square
+const double kImplausibleRate = 80.0;      // rad/s, a single sample
+const double kLeastGravity = 5.0;          // m/s^2, root mean square of the specific force
+const double kGreatestMeanForce = 60.0;    // m/s^2
+const double kBeyondGyroscopes = 40.0;     // rad/s, root mean square: whatever unit is declared
+const double kLongestStep = 2.0;           // s, of a recording that has rates
+const double kShortestStep = 1e-5;         // s
+const std::uint64_t kFewestRows = 10;      // to judge by their usual step
+const std::uint64_t kEnoughRows = 20;      // for more than a suspicion
+
+std::string shortNumber(double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.3g", value);
+    return text;
+}
+
+/// The text form with all digits: a time stamp may be seconds since 1970.
+std::string timeStamp(double value) {
+    char text[32];
+    return {text, writeNumber(text, value)};
+}
+
+/// Index of the channel with three elements for a pin; the number of channels where there is none.
+std::size_t vectorIndexOf(const Schema& schema, std::string_view pin) {
+    const auto found =
+        std::find_if(schema.channels.begin(), schema.channels.end(),
+                     [pin](const Channel& channel) { return channel.pin == pin && channel.size() == 3; });
+    return static_cast<std::size_t>(found - schema.channels.begin());
+}
+
+}  // namespace
+
+double RecordingStatistics::ChannelCount::rate() const {
+    return values > 1 && last > first ? static_cast<double>(values - 1) / (last - first) : 0.0;
+}
+
+double RecordingStatistics::ChannelCount::rootMeanSquare() const {
+    return values > 0 ? std::sqrt(sumOfSquares / static_cast<double>(values)) : 0.0;
+}
+
+RecordingStatistics::RecordingStatistics(const Schema& schema)
+    : channels_(schema.channels.size()),
+      accelerationIndex_(vectorIndexOf(schema, "3a")),
+      rateIndex_(vectorIndexOf(schema, "3g")) {
+    for (std::size_t i = 0; i < channels_.size(); ++i) {
+        channels_[i].pin = schema.channels[i].pin;
+        channels_[i].size = schema.channels[i].size();
+    }
+}
+
+void RecordingStatistics::add(const Row& row) {
+    const double time = row.time();
+    if (rows_++ == 0) firstTime_ = time;
+    lastTime_ = time;
+    steps_.add(time);
+    if (row.together() == Row::Share::kSome) ++partialRows_;
+    if (row.together() == Row::Share::kAll) ++completeRows_;
+    for (std::size_t i = 0; i < channels_.size(); ++i) {
+        ChannelCount& channel = channels_[i];
+        if (row.has(i) && row.isRepeated(i)) ++channel.repeated;
+        if (row.isMarkedMissing(i)) ++channel.marked;
+        if (!row.isMeasured(i)) continue;
+        const double* value = row.values(i);
+        double square = 0.0;
+        for (std::size_t e = 0; e < channel.size; ++e) square += value[e] * value[e];
+        if (channel.values++ == 0) channel.first = time;
+        channel.last = time;
+        channel.sumOfSquares += square;
+        if (square > 0.49 && square < 1.96) ++channel.nearOne;
+        if (square < 0.16) ++channel.nearZero;
+        channel.greatestSquare = std::max(channel.greatestSquare, square);
+    }
+    if (rateIndex_ < channels_.size() && row.isMeasured(rateIndex_))
+        clipping_.add(Eigen::Vector3d(row.values(rateIndex_)));
+    const std::size_t both = std::max(accelerationIndex_, rateIndex_);
+    if (both >= channels_.size() || !row.isMeasured(accelerationIndex_) || !row.isMeasured(rateIndex_))
+        return;
+    const Eigen::Vector3d acceleration(row.values(accelerationIndex_));
+    const Eigen::Vector3d rate(row.values(rateIndex_));
+    rates_.add(time, acceleration, rate);
+}
+
+double RecordingStatistics::rate() const {
+    return seconds() > 0.0 ? static_cast<double>(rows_ - 1) / seconds() : 0.0;
+}
+
+const RecordingStatistics::ChannelCount* RecordingStatistics::find(std::string_view pin) const {
+    for (const ChannelCount& channel : channels_) {
+        if (channel.pin == pin) return &channel;
+    }
+    return nullptr;
+}
+
+std::vector<std::string> RecordingStatistics::warnings(const Schema& schema) const {
+    std::vector<std::string> out = schema.notes;
+    if (!schema.unknownColumns.empty()) {
+        out.push_back("columns not understood: " + listed(schema.unknownColumns) +
+                      "; understood: " + schema.understood);
+    }
+    warnOfChannels(out);
+    if (partialRows_ > 0) {
+        out.push_back("in " + counted(partialRows_, "row") +
+                      " some of the pins that go together had no value: none of them was sent there");
+    }
+    if (clipping_.level() > 0.0) {
+        out.push_back("the gyroscope is at the end of its range, " +
+                      shortNumber(clipping_.level() * OrientationInternal::kRadiansToDegrees) +
+                      " deg/s, in " + counted(clipping_.clipped(), "row") +
+                      ": what it turned beyond that is lost");
+    }
+    if (const ChannelCount* force = find("3a"); force && force->looksLikeGravityInG()) {
+        if (const double mean = force->rootMeanSquare(); mean < kLeastGravity) {
+            out.push_back("the accelerometer shows " + shortNumber(mean) +
+                          " m/s^2 in the mean, which is not gravity: g? Then say so: 3a=g");
+        }
+    }
+    warnOfSteps(out);
+    if (rows_ < kEnoughRows) {
+        for (const std::string& suspicion : suspicions(schema)) out.push_back(suspicion);
+    }
+    return out;
+}
+
+void RecordingStatistics::warnOfChannels(std::vector<std::string>& out) const {
+    for (const ChannelCount& channel : channels_) {
+        const std::string pin = "pin \"" + channel.pin + "\"";
+        if (channel.marked > 0) {
+            out.push_back(pin + ": in " + counted(channel.marked, "row") +
+                          " all its cells are -9999, which was taken for no value");
+        }
+        if (channel.values == 0 && rows_ > 0) {
+            out.push_back(pin + " has no value in any row" +
+                          (channel.marked > 0 ? "" : ": its columns are empty or nan"));
+        } else if (channel.values > 0 && channel.greatestSquare == 0.0) {
+            out.push_back(pin + " is 0 in every row: is that sensor switched off?");
+        }
+        if (channel.repeated > 0) {
+            out.push_back(pin + ": in " + counted(channel.repeated, "row") +
+                          " without a value its last one was repeated");
+        }
+    }
+}
+
+void RecordingStatistics::warnOfSteps(std::vector<std::string>& out) const {
+    if (steps_.gaps() > 0) {
+        out.push_back(counted(steps_.gaps(), "gap") + " in the time stamps; the longest lasts " +
+                      shortNumber(steps_.longest().length) +
+                      " s, after t = " + timeStamp(steps_.longest().after) + " s");
+    }
+    if (steps_.repeats() > 0) {
+        out.push_back(counted(steps_.repeats(), "row") + " with the time stamp of the row before");
+    }
+}
+
+std::vector<std::string> RecordingStatistics::errors(const Schema& schema) const {
+    return rows_ < kEnoughRows ? std::vector<std::string>{} : suspicions(schema);
+}
+
+std::vector<std::string> RecordingStatistics::suspicions(const Schema& schema) const {
+    std::vector<std::string> out;
+    if (hasWrongTime()) out.push_back(aboutTime(schema));
+    if (hasWrongRates(schema)) out.push_back(aboutRates(schema));
+    const ChannelCount* force = find("3a");
+    if (!force || force->values == 0 || force->greatestSquare == 0.0) return out;
+    const double mean = force->rootMeanSquare();
+    const bool isTooSmall = mean < kLeastGravity && !force->looksLikeGravityInG();
+    if (isTooSmall || mean > kGreatestMeanForce) out.push_back(aboutForce(schema, *force));
+    return out;
+}
+
+bool RecordingStatistics::hasWrongTime() const {
+    const double step = steps_.usualStep();
+    if (rows_ < kFewestRows || step == 0.0) return false;
+    return step < kShortestStep || (step >= kLongestStep && rateIndex_ < channels_.size());
+}
+
+/// The unit that brings the rate of the rows nearest to 100 Hz, which is where most units are.
+std::string RecordingStatistics::aboutTime(const Schema& schema) const {
+    const double step = steps_.usualStep();
+    const double inFile = step * schema.timeUnit.divide / schema.timeUnit.multiply;
+    std::string best;
+    double least = std::abs(std::log(step * 100.0)) - 1e-9;  // of the unit in force
+    for (const char* name : {"s", "ms", "us", "ns"}) {
+        const double distance = std::abs(std::log(findUnit(Quantity::kTime, name)->apply(inFile) * 100.0));
+        if (distance >= least) continue;
+        best = name;
+        least = distance;
+    }
+    const std::string text = "the usual step between rows is " + shortNumber(step) + " s" +
+                             (schema.isTimeUnitDeclared ? ", by the unit that is given for t" : "");
+    if (best.empty()) return text + ": no unit makes that a rate of a sensor; is that column the time?";
+    return text + ": is the time in " + best + "? Then say so: t=" + best;
+}
+
+bool RecordingStatistics::hasWrongRates(const Schema& schema) const {
+    const ChannelCount* rate = find("3g");
+    if (!rate || rate->values == 0) return false;
+    const double mean = rate->rootMeanSquare();
+    if (schema.find("3g")->isUnitDeclared) return mean > kBeyondGyroscopes || rates_.isContradicted();
+    return mean > kImplausibleMeanRate || rate->greatestSquare > kImplausibleRate * kImplausibleRate ||
+           rates_.isContradicted();
+}
+
+std::string RecordingStatistics::aboutRates(const Schema& schema) const {
+    const ChannelCount& rate = *find("3g");
+    const double mean = rate.rootMeanSquare();
+    const bool isTooHigh =
+        mean > kImplausibleMeanRate || rate.greatestSquare > kImplausibleRate * kImplausibleRate;
+    const bool isRaw = mean > kBeyondGyroscopes * OrientationInternal::kRadiansToDegrees;
+    std::string text = "the gyroscope's rates (" + shortNumber(mean) +
+                       " rad/s in the mean) are too high for " +
+                       (isTooHigh ? "rad/s" : "an accelerometer that shows no tilt");
+    if (isRaw) return text + ": are they raw counts? Then divide them by the sensor's sensitivity first";
+    return text + (schema.find("3g")->isUnitDeclared ? "; is the unit given for 3g right?"
+                                                     : ": deg/s? Then say so: 3g=deg/s");
+}
+
+std::string RecordingStatistics::aboutForce(const Schema& schema, const ChannelCount& force) const {
+    const double mean = force.rootMeanSquare();
+    std::string text =
+        "the accelerometer shows " + shortNumber(mean) + " m/s^2 in the mean, which is not gravity";
+    if (schema.find("3a")->isUnitDeclared) return text + "; is the unit given for 3a right?";
+    if (mean > kGreatestMeanForce) {
+        return text + ": mg (3a=mg), or raw counts? Divide those by the sensor's sensitivity first";
+    }
+    return text +
+           ": is it linear acceleration, without gravity? No orientation can be told from that; take "
+           "the columns, or the file, of the acceleration with gravity";
+}
+
+}  // namespace Kavelin::RecordingIO

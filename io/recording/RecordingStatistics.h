@@ -1,0 +1,88 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "io/recording/ClipWatch.h"
+#include "io/recording/RateCheck.h"
+#include "io/recording/Row.h"
+#include "io/recording/Schema.h"
+#include "io/recording/StepMonitor.h"
+
+namespace Kavelin::RecordingIO {
+
+/// What a recording turned out to hold, gathered row by row in constant memory, and what in it cannot be
+/// right.
+class RecordingStatistics {
+public:
+    struct ChannelCount {
+        std::string pin;
+        std::size_t size = 0;      ///< elements of a value
+        std::uint64_t values = 0;  ///< measured, not repeated
+        std::uint64_t repeated = 0;
+        std::uint64_t marked = 0;    ///< -9999 in all elements
+        std::uint64_t nearOne = 0;   ///< values with a norm of 0.7 to 1.4
+        std::uint64_t nearZero = 0;  ///< ... and of less than 0.4
+        double sumOfSquares = 0.0;   ///< of the vectors' norms
+        double greatestSquare = 0.0;
+        double first = 0.0;  ///< s, time of the first value
+        double last = 0.0;
+
+        /// Whether the norms are those of gravity in g: mostly about 1, and hardly ever about 0.
+        bool looksLikeGravityInG() const { return 2 * nearOne > values && 10 * nearZero < values; }
+        double rate() const;  ///< values a second; 0 for fewer than two
+        double rootMeanSquare() const;
+    };
+
+    explicit RecordingStatistics(const Schema& schema);
+
+    void add(const Row& row);
+    /// Call it once, behind the last row.
+    void finish() { steps_.finish(); }
+
+    std::uint64_t rows() const { return rows_; }
+    /// Rows with some, and with all, of the channels that are sent together.
+    std::uint64_t partialRows() const { return partialRows_; }
+    std::uint64_t completeRows() const { return completeRows_; }
+    double seconds() const { return rows_ > 1 ? lastTime_ - firstTime_ : 0.0; }
+    double rate() const;
+    const StepMonitor& steps() const { return steps_; }
+    const std::vector<ChannelCount>& channels() const { return channels_; }
+    const ChannelCount* find(std::string_view pin) const;
+
+    const ClipWatch& clipping() const { return clipping_; }
+
+    /// One sentence for each thing that needs a person's eye: columns not understood, a channel without a
+    /// value, an accelerometer in g that does not say so, a clipped gyroscope, gaps, equal time stamps,
+    /// values repeated.
+    std::vector<std::string> warnings(const Schema& schema) const;
+    /// The same for what cannot be right, so that results made of it are wrong: rates in deg/s that do not
+    /// say so, raw counts, linear acceleration without gravity, time in a unit that it is not in. A handful
+    /// of rows gives no more than a suspicion, which is among the warnings.
+    std::vector<std::string> errors(const Schema& schema) const;
+
+private:
+    std::vector<std::string> suspicions(const Schema& schema) const;
+    bool hasWrongTime() const;
+    bool hasWrongRates(const Schema& schema) const;
+    std::string aboutRates(const Schema& schema) const;
+    std::string aboutTime(const Schema& schema) const;
+    std::string aboutForce(const Schema& schema, const ChannelCount& force) const;
+    void warnOfChannels(std::vector<std::string>& out) const;
+    void warnOfSteps(std::vector<std::string>& out) const;
+
+    std::vector<ChannelCount> channels_;
+    std::size_t accelerationIndex_;
+    std::size_t rateIndex_;
+    std::uint64_t rows_ = 0;
+    std::uint64_t partialRows_ = 0;
+    std::uint64_t completeRows_ = 0;
+    double firstTime_ = 0.0;
+    double lastTime_ = 0.0;
+    StepMonitor steps_;
+    RateCheck rates_;
+    ClipWatch clipping_;
+};
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,103 @@
+#include "io/recording/ReferenceTrack.h"
+
+#include <Poco/Exception.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+const double kLongestStep = 0.5;  // s; what happened in more cannot be told from its ends
+
+RecordingReader openIntervals(const std::string& path) {
+    ReaderOptions options;
+    options.mapping = "t = t_start; end = t_end";
+    try {
+        return RecordingReader::open(path, options);
+    } catch (const Poco::DataFormatException&) {
+        throw Poco::DataFormatException(path +
+                                        ": a table of intervals has the columns t_start and t_end, in s");
+    }
+}
+
+}  // namespace
+
+ReferenceTrack::ReferenceTrack(const std::string& path) : reader_(RecordingReader::open(path, {})) {
+    const auto& channels = reader_.schema().channels;
+    const auto found = std::find_if(channels.begin(), channels.end(), [](const Channel& channel) {
+        return channel.pin == "quat" && channel.size() == 4;
+    });
+    if (found == channels.end()) {
+        throw Poco::DataFormatException(path +
+                                        ":1: a reference needs the columns qw, qx, qy, qz; understood were " +
+                                        reader_.schema().understood);
+    }
+    channel_ = static_cast<std::size_t>(found - channels.begin());
+}
+
+std::optional<Quaternion> ReferenceTrack::at(double time) {
+    while (!after_ || after_->time < time) {
+        if (!advance()) return std::nullopt;
+    }
+    if (after_->time == time) return after_->attitude;
+    if (!before_ || before_->time > time) return std::nullopt;
+    const double step = after_->time - before_->time;
+    if (step > kLongestStep) return std::nullopt;
+    return onTheArc(before_->attitude, after_->attitude, (time - before_->time) / step);
+}
+
+/// Rows without a quaternion are passed over: the step across them decides.
+bool ReferenceTrack::advance() {
+    for (;;) {
+        const RecordingReader::Next next = reader_.next();
+        if (next == RecordingReader::Next::kEnd) return false;
+        if (next == RecordingReader::Next::kFault) {
+            if (faults_++ == 0) firstFault_ = reader_.message();
+            continue;
+        }
+        if (!reader_.row().has(channel_)) continue;
+        const double* q = reader_.row().values(channel_);
+        const Quaternion attitude(q[0], q[1], q[2], q[3]);
+        if (!(attitude.norm() > 0.5)) continue;
+        before_ = after_;
+        after_ = Pose{reader_.row().time(), attitude.normalized()};
+        return true;
+    }
+}
+
+Intervals Intervals::open(const std::string& path) {
+    RecordingReader reader = openIntervals(path);
+    Intervals intervals;
+    intervals.always_ = false;
+    for (auto next = reader.next(); next != RecordingReader::Next::kEnd; next = reader.next()) {
+        if (next == RecordingReader::Next::kFault) throw Poco::DataFormatException(reader.message());
+        const Row& row = reader.row();
+        if (!row.has(0)) continue;
+        const double end = row.values(0)[0];
+        if (!(row.time() < end)) {
+            throw Poco::DataFormatException(path + ":" + std::to_string(reader.line()) +
+                                            ": an interval ends before it begins");
+        }
+        intervals.intervals_.emplace_back(row.time(), end);
+    }
+    return intervals;
+}
+
+bool Intervals::contains(double time) const {
+    return always_ || std::any_of(intervals_.begin(), intervals_.end(), [time](const auto& interval) {
+               return interval.first <= time && time < interval.second;
+           });
+}
+
+Quaternion onTheArc(const Quaternion& a, const Quaternion& b, double share) {
+    const double cosine = a.dot(b);
+    const Quaternion nearer = cosine < 0.0 ? Quaternion(-b) : b;
+    const double angle = std::acos(std::min(1.0, std::abs(cosine)));
+    // Below that the arc is its chord to double precision.
+    if (angle < 1e-6) return (a + share * (nearer - a)).normalized();
+    return (std::sin((1.0 - share) * angle) * a + std::sin(share * angle) * nearer) / std::sin(angle);
+}
+
+}  // namespace Kavelin::RecordingIO

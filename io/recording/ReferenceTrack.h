@@ -1,0 +1,63 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "attitude/rotation/RotationTypes.h"
+#include "io/recording/RecordingReader.h"
+
+namespace Kavelin::RecordingIO {
+
+using OrientationInternal::Quaternion;
+
+/// A reference orientation in a file of its own, with its own time stamps and rate: read along with the
+/// estimate, in constant memory, and interpolated to the times that are asked for.
+class ReferenceTrack {
+public:
+    /// @throws as RecordingReader::open, and Poco::DataFormatException when it has no quaternion.
+    explicit ReferenceTrack(const std::string& path);
+
+    /// The reference at a time, on the arc between its neighbours; empty outside the track, and between
+    /// neighbours more than half a second apart.  @param time s, not decreasing from call to call.
+    std::optional<Quaternion> at(double time);
+
+    /// Rows left out so far, and what was wrong with the first of them, with file and line.
+    std::uint64_t faults() const { return faults_; }
+    const std::string& firstFault() const { return firstFault_; }
+
+private:
+    struct Pose {
+        double time;
+        Quaternion attitude;
+    };
+    bool advance();
+
+    RecordingReader reader_;
+    std::size_t channel_ = 0;
+    std::optional<Pose> before_;
+    std::optional<Pose> after_;
+    std::uint64_t faults_ = 0;
+    std::string firstFault_;
+};
+
+/// Intervals of time in which something counts; none at all means always.
+class Intervals {
+public:
+    Intervals() = default;
+    /// Reads a table with the columns t_start and t_end, in s.  @throws as RecordingReader::open.
+    static Intervals open(const std::string& path);
+
+    bool contains(double time) const;
+
+private:
+    bool always_ = true;
+    std::vector<std::pair<double, double>> intervals_;  // [from, to)
+};
+
+/// The rotation at `share` of the way from a to b along the shorter arc.  Unit norm assumed.
+/// Source: Shoemake, SIGGRAPH 1985.
+Quaternion onTheArc(const Quaternion& a, const Quaternion& b, double share);
+
+}  // namespace Kavelin::RecordingIO

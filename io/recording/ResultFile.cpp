@@ -1,0 +1,198 @@
+#include "io/recording/ResultFile.h"
+
+#include <Poco/Exception.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+
+#include "io/recording/Text.h"
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+constexpr const char* kTemporaryEnding = ".part";
+
+bool isOrdinaryOrNew(const std::string& path) {
+    struct ::stat status {};
+    return ::stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode);
+}
+
+bool isOrdinary(int fd) {
+    struct ::stat status {};
+    return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+[[noreturn]] void refuse(const std::string& path, int error) {
+    throw Poco::CreateFileException("cannot write '" + path + "'", std::string(std::strerror(error)));
+}
+
+std::string withLinksResolved(const std::string& path) {
+    std::error_code error;
+    const auto resolved = std::filesystem::weakly_canonical(path, error);
+    return error ? path : resolved.string();
+}
+
+}  // namespace
+
+char* writeNumber(char* into, double value) {
+    // Flags and counts are most of what is written beside an orientation.
+    if (value == 0.0 && !std::signbit(value)) {
+        *into = '0';
+        return into + 1;
+    }
+    if (value == 1.0) {
+        *into = '1';
+        return into + 1;
+    }
+    if (std::isnan(value)) {
+        std::memcpy(into, "nan", 3);
+        return into + 3;
+    }
+    return std::to_chars(into, into + kLongestNumber, value).ptr;
+}
+
+void requireTableName(const std::string& path) {
+    static constexpr std::string_view kOthers[] = {".npy", ".npz",  ".mat",     ".sto",     ".mot",  ".trc",
+                                                   ".c3d", ".bvh",  ".h5",      ".hdf5",    ".xlsx", ".xls",
+                                                   ".ods", ".json", ".parquet", ".feather", ".gz",   ".zip"};
+    const std::string ending = lowered(std::filesystem::path(path).extension().string());
+    for (const std::string_view other : kOthers) {
+        if (ending != other) continue;
+        throw Poco::InvalidArgumentException("'" + path +
+                                             "': results are written as a table of text (CSV), not as " +
+                                             ending + "; name a .csv file");
+    }
+}
+
+ResultFile::ResultFile(const std::string& path) : path_(path), target_(path), buffer_(kBlockSize + 4096) {
+    if (path == "-") {
+        fd_ = STDOUT_FILENO;
+        isLive_ = !isOrdinary(fd_);
+        return;
+    }
+    std::string name = path;
+    if (isOrdinaryOrNew(path)) {
+        target_ = withLinksResolved(path);
+        name = temporary_ = target_ + kTemporaryEnding;
+    }
+    fd_ = ::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (fd_ < 0) refuse(path, errno);
+    isLive_ = !isOrdinary(fd_);
+}
+
+void ResultFile::requireWritable(const std::string& path) {
+    if (path == "-") return;
+    if (!isOrdinaryOrNew(path)) {  // opening a pipe would wait for its reader
+        if (std::filesystem::is_directory(path)) refuse(path, EISDIR);
+        if (::access(path.c_str(), W_OK) != 0) refuse(path, errno);
+        return;
+    }
+    const std::string temporary = withLinksResolved(path) + kTemporaryEnding;
+    const bool wasThere = ::access(temporary.c_str(), F_OK) == 0;
+    const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    if (fd < 0) refuse(path, errno);
+    ::close(fd);
+    if (!wasThere) ::unlink(temporary.c_str());
+}
+
+ResultFile::~ResultFile() {
+    try {
+        finish();
+    } catch (const Poco::Exception&) {
+        // The rows that found room are kept; there is nobody left to tell.
+    }
+}
+
+void ResultFile::header(std::string_view names) {
+    text(names);
+    text("\n");
+    lastRowEnd_ = used_;
+    headerLines_ = 1;
+}
+
+void ResultFile::text(std::string_view text) {
+    reserve(text.size());
+    std::memcpy(buffer_.data() + used_, text.data(), text.size());
+    used_ += text.size();
+}
+
+void ResultFile::endRow() {
+    text("\n");
+    lastRowEnd_ = used_;
+    ++rows_;
+    if (used_ >= kBlockSize) flush();
+}
+
+void ResultFile::flush() {
+    if (fd_ < 0) return;
+    std::size_t done = 0;
+    while (done < used_) {
+        const ::ssize_t count = ::write(fd_, buffer_.data() + done, used_ - done);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) {
+            const int error = errno;
+            // Rows of this block that are wholly on disk stay; the row that was cut is taken off.
+            const auto written = buffer_.begin() + static_cast<std::ptrdiff_t>(done);
+            const auto lines = std::count(buffer_.begin(), written, '\n');
+            const auto feed = std::find(std::make_reverse_iterator(written), buffer_.rend(), '\n');
+            bytesWritten_ += static_cast<std::uint64_t>(buffer_.rend() - feed);
+            rows_ = rowsWritten_ + static_cast<std::uint64_t>(lines) - (lines > 0 ? headerLines_ : 0);
+            fail(error);
+        }
+        done += static_cast<std::size_t>(count);
+    }
+    bytesWritten_ += done;
+    rowsWritten_ = rows_;
+    used_ = lastRowEnd_ = headerLines_ = 0;
+}
+
+void ResultFile::restart() {
+    used_ = lastRowEnd_ = headerLines_ = 0;
+    rows_ = rowsWritten_ = bytesWritten_ = 0;
+    if (::ftruncate(fd_, 0) != 0 || ::lseek(fd_, 0, SEEK_SET) != 0) fail(errno);
+}
+
+void ResultFile::fail(int error) {
+    used_ = lastRowEnd_ = 0;
+    const std::string kept = counted(rows_, "row") + (rows_ == 1 ? " is kept" : " are kept");
+    if (!temporary_.empty() && ::ftruncate(fd_, static_cast<::off_t>(bytesWritten_)) != 0) {
+        bytesWritten_ = 0;
+    }
+    close();
+    throw Poco::WriteFileException("cannot write '" + path_ + "' on",
+                                   std::string(std::strerror(error)) + "; " + kept);
+}
+
+void ResultFile::finish() {
+    if (fd_ < 0) return;
+    used_ = lastRowEnd_;  // a row that was not ended is no row
+    flush();
+    close();
+}
+
+void ResultFile::close() {
+    const int fd = fd_;
+    fd_ = -1;
+    if (fd == STDOUT_FILENO && path_ == "-") return;
+    const bool closed = ::close(fd) == 0;
+    const int closeError = errno;
+    if (!temporary_.empty() && std::rename(temporary_.c_str(), target_.c_str()) != 0) {
+        throw Poco::WriteFileException("cannot give '" + temporary_ + "' its name",
+                                       std::string(std::strerror(errno)));
+    }
+    if (!closed) {
+        throw Poco::WriteFileException("cannot complete '" + path_ + "'",
+                                       std::string(std::strerror(closeError)));
+    }
+}
+
+}  // namespace Kavelin::RecordingIO

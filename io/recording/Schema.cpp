@@ -1,0 +1,335 @@
+#include "io/recording/Schema.h"
+
+#include <Poco/Exception.h>
+
+#include <algorithm>
+#include <charconv>
+
+#include "io/recording/ColumnNames.h"
+#include "io/recording/Text.h"
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+const std::size_t kMostColumns = 4096;  // a line of any other file would cost quadratic time to compare
+
+Quantity quantityOfPin(std::string_view pin) {
+    if (pin == "t") return Quantity::kTime;
+    if (pin == "3a") return Quantity::kAcceleration;
+    if (pin == "3g" || pin == "omega_t") return Quantity::kRate;
+    if (pin == "3m") return Quantity::kField;
+    return Quantity::kNone;
+}
+
+bool isNumber(std::string_view text) {
+    double value = 0.0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc() && end == text.data() + text.size() && !text.empty();
+}
+
+char separatorOf(std::string_view line) {
+    char best = ',';
+    std::ptrdiff_t most = 0;
+    for (const char candidate : {'\t', ';', ','}) {
+        const auto count = static_cast<std::ptrdiff_t>(splitCells(line, candidate).size()) - 1;
+        if (count > most) {
+            most = count;
+            best = candidate;
+        }
+    }
+    return best;
+}
+
+/// Gathers one header's channels; the steps below are called in their order by understandHeader.
+class Builder {
+public:
+    Builder(std::string_view line, const SchemaOptions& options) : options_(options) {
+        schema_.separator = separatorOf(line);
+        for (const std::string& cell : splitCells(line, schema_.separator)) columns_.emplace_back(cell);
+        schema_.columnCount = columns_.size();
+        if (columns_.size() > kMostColumns) {
+            throw Poco::DataFormatException("the header has " + std::to_string(columns_.size()) +
+                                            " columns; at most " + std::to_string(kMostColumns) +
+                                            " are read");
+        }
+        used_.assign(columns_.size(), false);
+    }
+
+    Schema build() {
+        refuseNumbers();
+        refuseTwins();
+        takeMapping();
+        takeTime();
+        takeNamedGroups();
+        findSensorColumn();
+        noteLinearAcceleration();
+        noteUnknown();
+        describe();
+        refuseUseless();
+        judgeOptions();
+        return std::move(schema_);
+    }
+
+private:
+    void refuseNumbers() const {
+        const bool names = std::any_of(columns_.begin(), columns_.end(), [](const ColumnName& column) {
+            return !column.raw.empty() && !isNumber(column.raw);
+        });
+        if (names) return;
+        throw Poco::DataFormatException(
+            "no header: the first line holds numbers, not column names; "
+            "a recording begins with a line such as t,ax,ay,az,gx,gy,gz,mx,my,mz");
+    }
+
+    void refuseTwins() const {
+        for (std::size_t i = 0; i < columns_.size(); ++i) {
+            for (std::size_t j = 0; j < i && !columns_[i].raw.empty(); ++j) {
+                if (columns_[i].raw != columns_[j].raw) continue;
+                throw Poco::DataFormatException("two columns, " + std::to_string(j + 1) + " and " +
+                                                std::to_string(i + 1) + ", are both named '" +
+                                                columns_[i].raw + "'");
+            }
+        }
+    }
+
+    void takeMapping() {
+        for (const MappingEntry& entry : parseMapping(options_.mapping)) {
+            std::vector<std::size_t> found;
+            std::string unit = entry.unit;
+            for (std::size_t i = 0; i < entry.columns.size(); ++i) {
+                found.push_back(columnCalled(entry, i, unit));
+            }
+            if (entry.pin == "t") {
+                takeTimeColumn(found.front(), unit);
+                continue;
+            }
+            addChannel(entry.pin, entry.rows, entry.cols, found, unit);
+        }
+    }
+
+    /// The column meant by element i of an entry. "A (g)" as the last one may be a column of that name or the
+    /// column A and the unit g; what the header holds decides.
+    std::size_t columnCalled(const MappingEntry& entry, std::size_t i, std::string& unit) const {
+        const bool isLast = i + 1 == entry.columns.size();
+        if (isLast && !entry.unit.empty()) {
+            if (const auto whole = lookUp(entry.columns[i] + " (" + entry.unit + ")")) {
+                unit.clear();
+                return *whole;
+            }
+        }
+        if (const auto column = lookUp(entry.columns[i])) return *column;
+        throw Poco::DataFormatException("the mapping of pin '" + entry.pin + "' names a column '" +
+                                        entry.columns[i] + "'; the file has " + listed(rawNames()));
+    }
+
+    std::optional<std::size_t> lookUp(const std::string& name) const {
+        if (name.size() > 1 && name[0] == '#') {
+            std::size_t number = 0;
+            const auto [end, error] = std::from_chars(name.data() + 1, name.data() + name.size(), number);
+            const bool whole = error == std::errc() && end == name.data() + name.size();
+            if (whole && number >= 1 && number <= columns_.size()) return number - 1;
+        }
+        for (std::size_t i = 0; i < columns_.size(); ++i) {
+            if (columns_[i].raw == name) return i;
+        }
+        for (std::size_t i = 0; i < columns_.size(); ++i) {
+            if (equalsIgnoringCase(columns_[i].name, name)) return i;
+        }
+        return std::nullopt;
+    }
+
+    void takeTime() {
+        for (std::size_t i = 0; i < columns_.size() && !schema_.timeColumn; ++i) {
+            if (!used_[i] && columns_[i].isTime()) takeTimeColumn(i, "");
+        }
+    }
+
+    void takeTimeColumn(std::size_t column, const std::string& unit) {
+        used_[column] = true;
+        schema_.timeColumn = column;
+        schema_.timeUnit = unitOf("t", Quantity::kTime, {column}, unit, schema_.isTimeUnitDeclared);
+    }
+
+    void takeNamedGroups() {
+        std::vector<ColumnGroup> groups = groupColumns(columns_, used_);
+        for (ColumnGroup& group : groups) {
+            if (schema_.find(group.pin)) continue;
+            if (!group.missing.empty()) {
+                schema_.notes.push_back("pin \"" + group.pin + "\" is not sent: beside " +
+                                        listed(namesOf(group.columns)) + " there is no column for " +
+                                        listed(group.missing));
+                continue;
+            }
+            addChannel(group.pin, group.rows, group.cols, group.columns, "");
+        }
+    }
+
+    void addChannel(const std::string& pin, std::size_t rows, std::size_t cols,
+                    const std::vector<std::size_t>& columns, const std::string& unit) {
+        if (schema_.find(pin)) {
+            throw Poco::DataFormatException("the mapping gives pin '" + pin + "' twice");
+        }
+        Channel channel;
+        channel.pin = pin;
+        channel.rows = rows;
+        channel.cols = cols;
+        channel.columns = columns;
+        channel.quantity = quantityOfPin(pin);
+        channel.unit = unitOf(pin, channel.quantity, columns, unit, channel.isUnitDeclared);
+        for (const std::size_t column : columns) used_[column] = true;
+        schema_.channels.push_back(std::move(channel));
+    }
+
+    /// An option wins over the mapping, the mapping over the header.
+    Unit unitOf(const std::string& pin, Quantity quantity, const std::vector<std::size_t>& columns,
+                const std::string& mapped, bool& declared) {
+        std::string name = mapped.empty() ? columns_[columns.front()].unit : mapped;
+        if (mapped.empty()) {
+            for (const std::size_t column : columns) {
+                if (columns_[column].unit == name) continue;
+                throw Poco::DataFormatException("the columns of pin '" + pin + "' are in different units: '" +
+                                                name + "' and '" + columns_[column].unit + "'");
+            }
+        }
+        if (const auto option = options_.units.find(pin); option != options_.units.end())
+            name = option->second;
+        declared = !name.empty();
+        if (name.empty()) return {};
+        if (quantity == Quantity::kNone) return unitOfAnyQuantity(name);
+        if (const auto unit = findUnit(quantity, name)) return *unit;
+        if (quantity != Quantity::kField) {
+            throw Poco::DataFormatException("'" + name + "' is no unit for pin '" + pin +
+                                            "'; known are: " + unitNames(quantity));
+        }
+        schema_.notes.push_back("the field's unit '" + name + "' is not known: its values pass unchanged");
+        return {};
+    }
+
+    static Unit unitOfAnyQuantity(const std::string& name) {
+        for (const Quantity quantity : {Quantity::kAngle, Quantity::kRate, Quantity::kAcceleration,
+                                        Quantity::kField, Quantity::kTime}) {
+            if (const auto unit = findUnit(quantity, name)) return *unit;
+        }
+        return {};
+    }
+
+    void findSensorColumn() {
+        for (std::size_t i = 0; i < columns_.size() && !schema_.sensorColumn; ++i) {
+            if (!used_[i] && columns_[i].isSensor()) schema_.sensorColumn = i;
+        }
+    }
+
+    void noteLinearAcceleration() {
+        std::vector<std::size_t> found;
+        for (std::size_t i = 0; i < columns_.size(); ++i) {
+            if (!used_[i] && columns_[i].isLinearAcceleration()) found.push_back(i);
+        }
+        if (found.empty()) return;
+        std::string note = listed(namesOf(found)) + (found.size() == 1 ? " is" : " are") +
+                           " linear acceleration, without gravity: no orientation can be told from it";
+        if (!schema_.find("3a")) {
+            note +=
+                "; take the columns, or the file, of the acceleration with gravity, as the accelerometer "
+                "measures it";
+        }
+        schema_.notes.push_back(note);
+    }
+
+    void noteUnknown() {
+        for (std::size_t i = 0; i < columns_.size(); ++i) {
+            if (!used_[i] && !columns_[i].raw.empty()) schema_.unknownColumns.push_back(columns_[i].raw);
+        }
+    }
+
+    void describe() {
+        std::vector<std::string> parts;
+        if (schema_.timeColumn) parts.push_back(columns_[*schema_.timeColumn].raw);
+        for (const Channel& channel : schema_.channels) {
+            parts.push_back(channel.pin + " (" + listed(namesOf(channel.columns)) + ")");
+        }
+        schema_.columnNames = rawNames();
+        schema_.understood = parts.empty() ? "nothing" : listed(parts, parts.size());
+    }
+
+    void refuseUseless() {
+        const bool isAnyKnown = schema_.timeColumn || !schema_.channels.empty();
+        std::string understood = isAnyKnown ? "understood were " + schema_.understood : "understood was none";
+        if (!schema_.unknownColumns.empty()) {
+            understood += (isAnyKnown ? ", not " : " of ") + listed(schema_.unknownColumns);
+        }
+        if (schema_.channels.empty()) {
+            std::string why = "no column with measurements: " + understood +
+                              "; name them ax, ay, az, gx, ... or map them to pins";
+            for (const std::string& note : schema_.notes) why += "\n" + note;
+            throw Poco::DataFormatException(why);
+        }
+        if (schema_.timeColumn || options_.rate > 0.0) return;
+        throw Poco::DataFormatException("no time column: " + understood +
+                                        "; a column t, time or timestamp is needed, or the rate of the rows");
+    }
+
+    /// What is asked for and has no effect was meant to have one.
+    void judgeOptions() {
+        for (const auto& [pin, unit] : options_.units) {
+            if (schema_.find(pin) || (pin == "t" && schema_.timeColumn)) continue;
+            if (quantityOfPin(pin) == Quantity::kNone) {
+                throw Poco::DataFormatException("a unit is given for '" + pin +
+                                                "', which is no pin of this recording; understood were " +
+                                                schema_.understood);
+            }
+            schema_.notes.push_back("the unit given for '" + pin +
+                                    "' is not used: there are no such columns");
+        }
+        if (schema_.timeColumn && options_.rate > 0.0) {
+            schema_.notes.push_back("the rate given is not used: the rows have time stamps");
+        }
+    }
+
+    std::vector<std::string> rawNames() const {
+        std::vector<std::string> names;
+        for (const ColumnName& column : columns_) names.push_back(column.raw);
+        return names;
+    }
+
+    std::vector<std::string> namesOf(const std::vector<std::size_t>& columns) const {
+        std::vector<std::string> names;
+        for (const std::size_t column : columns) names.push_back(columns_[column].raw);
+        return names;
+    }
+
+    const SchemaOptions& options_;
+    std::vector<ColumnName> columns_;
+    std::vector<bool> used_;
+    Schema schema_;
+};
+
+}  // namespace
+
+const Channel* Schema::find(std::string_view pin) const {
+    for (const Channel& channel : channels) {
+        if (channel.pin == pin) return &channel;
+    }
+    return nullptr;
+}
+
+Schema understandHeader(std::string_view line, const SchemaOptions& options) {
+    return Builder(line, options).build();
+}
+
+std::map<std::string, std::string> parseUnits(std::string_view text) {
+    std::map<std::string, std::string> units;
+    if (trimmed(text).empty()) return units;
+    for (const std::string& entry : splitCells(text, ',')) {
+        const auto equals = entry.find('=');
+        const std::string pin(trimmed(std::string_view(entry).substr(0, std::min(equals, entry.size()))));
+        if (equals == std::string::npos || pin.empty()) {
+            throw Poco::DataFormatException("'" + entry +
+                                            "' is no unit: PIN=UNIT is expected, such as 3g=deg/s");
+        }
+        units[pin] = trimmed(std::string_view(entry).substr(equals + 1));
+    }
+    return units;
+}
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "io/recording/Units.h"
+
+namespace Kavelin::RecordingIO {
+
+/// Columns that go out together as one matrix.
+struct Channel {
+    std::string pin;       ///< "3a", "3g", "3m", "quat", or the name a mapping gives
+    std::size_t rows = 1;  ///< shape of the matrix
+    std::size_t cols = 1;
+    std::vector<std::size_t> columns;  ///< the file's columns, from 0, one an element, row by row
+    Quantity quantity = Quantity::kNone;
+    Unit unit;
+    bool isUnitDeclared =
+        false;  ///< by the header, the mapping or an option; otherwise the base unit is assumed
+
+    std::size_t size() const { return columns.size(); }
+};
+
+/// What a recording's header line means.
+struct Schema {
+    char separator = ',';
+    std::size_t columnCount = 0;
+    std::optional<std::size_t> timeColumn;  ///< absent when the time follows from a given rate
+    Unit timeUnit;
+    bool isTimeUnitDeclared = false;
+    std::optional<std::size_t> sensorColumn;  ///< its name says which sensor a row is of; not mapped to a pin
+    std::vector<Channel> channels;
+    std::vector<std::string> unknownColumns;  ///< not understood and not mapped: skipped
+    std::vector<std::string> notes;           ///< what a reader of the summary should know, one sentence each
+
+    const Channel* find(std::string_view pin) const;
+    std::vector<std::string> columnNames;  ///< as they stand in the header
+    /// "t, 3a (ax, ay, az)": the columns that were understood, as their names stand in the header.
+    std::string understood;
+};
+
+struct SchemaOptions {
+    /// Columns to pins, beside or instead of the names that are understood:
+    /// `PIN = COLUMN, COLUMN, ... (UNIT) as RxC; PIN = ...`. UNIT and shape may be left out; the pin "t" is
+    /// the time; a column is named as in the header, with or without its unit, in double quotes where it
+    /// holds a comma or a semicolon, or by its number from 1 as `#4`.
+    std::string mapping;
+    /// Units of pins ("3a" -> "g"; "t" -> "ms"); they win over the header's.
+    std::map<std::string, std::string> units;
+    /// Rows a second, for a table without a time column; 0: there must be one.
+    double rate = 0.0;
+};
+
+/// Understands a header line: separator (comma, semicolon or tab), column names with units in () or [], the
+/// names `t`, `time`, `timestamp`; `ax`, `Acc_X`, `Accelerometer X (g)` and their like; `qw..qz`,
+/// `Quat_q0..q3`; names of a result file (`pin.x`, `pin.w`, `pin.00`), and the explicit mapping. Raises
+/// Poco::DataFormatException when the line holds no names, no time, no channel, a name twice, or a unit that
+/// the quantity does not have; the message says what was understood and what would be right.
+Schema understandHeader(std::string_view line, const SchemaOptions& options);
+
+/// Reads the text form of SchemaOptions::units, `3a=g, 3g=deg/s`.  Raises Poco::DataFormatException.
+std::map<std::string, std::string> parseUnits(std::string_view text);
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "io/recording/ResultFile.h"
+#include "io/recording/WriteBehind.h"
+
+namespace Kavelin::RecordingIO {
+
+/// Names of the columns of one pin: `pin` for one element, `pin.x .y .z` for three, `pin.w .x .y .z` for
+/// four, `pin.rc` (row, column, from 0) otherwise, `pin.r.c` where one of them has two digits.
+std::vector<std::string> columnNames(const std::string& pin, std::size_t rows, std::size_t cols);
+
+/// Writes samples of several pins as one table, in constant memory: samples of one time stamp share a row, a
+/// pin without a sample there leaves its cells empty. The first sample of a pin fixes its columns, in the
+/// order in which the pins were added; a pin that begins only after the first thousand rows has its columns
+/// behind the others, and the file is gone through once more at the end to give the rows before it their
+/// empty cells.
+///
+/// A row is written when all its cells are there or the next begins. Where somebody may be waiting for it, on
+/// a pipe or a terminal, it is written at the latest 40 ms after its last sample (a later sample of that time
+/// then gets a row of its own), and the header with the first row, if the shapes of all pins are known or
+/// expected. A file holds the rows after half a second, so that little is lost with the process.
+class TableWriter {
+public:
+    /// @throws as ResultFile.
+    explicit TableWriter(const std::string& path) : file_(path) {}
+    ~TableWriter();
+
+    struct Shape {
+        std::size_t rows, cols;  ///< 0: not known
+        std::size_t size() const { return rows * cols; }
+        bool operator==(const Shape&) const = default;
+    };
+
+    /// @param expected the shape that its samples will most likely have.  @return the pin's index for `put`.
+    std::size_t addPin(const std::string& name, const Shape& expected = Shape{0, 0});
+
+    /// Takes one sample: rows x cols elements, row by row. A sample later than the row being filled, or one
+    /// for cells that are filled already, begins a new row.
+    /// @throws Poco::DataFormatException for a shape that is not the pin's first one (the cells stay empty),
+    /// Poco::WriteFileException as ResultFile.
+    void put(std::size_t pin, double time, const double* elements, std::size_t rows, std::size_t cols);
+
+    /// Completes the table under its name.  @throws as ResultFile.
+    void finish();
+
+    /// Rows begun so far.
+    std::uint64_t rows() const { return rows_; }
+
+private:
+    struct Pin {
+        std::string name;
+        Shape expected{0, 0};
+        Shape shape{0, 0};
+        std::vector<double> cells;
+        bool isExpectation = false;  // no sample has shown its shape yet
+        bool filled = false;         // in the row being filled
+
+        std::size_t size() const { return shape.size(); }
+        void fix(const Shape& first);
+        bool takes(const Shape& sample);
+    };
+    /// A row kept until the header is known; cells of each pin that was filled.
+    struct HeldRow {
+        double time;
+        std::vector<std::pair<std::size_t, std::vector<double>>> cells;
+    };
+    static constexpr std::size_t kMostHeldRows = 1000;
+
+    void endRow();
+    void holdRow();
+    bool knowsColumns() const;
+    void beginTable();
+    void orderColumns();
+    template <class Rows>
+    void writeHeldRows(Rows& rows);
+    template <class Rows>
+    void writeRow(Rows& rows, double time);
+    std::string header() const;
+    void padEarlierRows();
+    void startTicks();
+    bool tick();
+    void showHeldRows();
+
+    ResultFile file_;
+    std::mutex mutex_;  // of all that follows
+    std::vector<Pin> pins_;
+    std::vector<std::size_t> order_;  // pins in the order of their columns
+    std::vector<HeldRow> held_;
+    bool begun_ = false;     // the header is written
+    bool isRagged_ = false;  // a pin came after the header
+    bool hasRow_ = false;
+    double time_ = 0.0;
+    std::size_t filled_ = 0;  // pins of the row being filled
+    std::uint64_t rows_ = 0;
+    std::uint64_t rowsAtTick_ = 0;
+    bool ticks_ = false;
+    std::size_t shown_ = 0;  // held rows that the unfinished file has meanwhile
+    WriteBehind out_{file_, [this] { return tick(); }};
+};
+
+}  // namespace Kavelin::RecordingIO

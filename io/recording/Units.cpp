@@ -1,0 +1,77 @@
+#include "io/recording/Units.h"
+
+#include "attitude/rotation/AngleConstants.h"
+#include "io/recording/Text.h"
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+using OrientationInternal::kPi;
+constexpr double kStandardGravity = 9.80665;  // m/s^2 for 1 g, by definition
+
+struct NamedUnit {
+    Quantity quantity;
+    std::string_view name;
+    Unit unit;
+};
+
+// The first name of a quantity is its base unit.
+constexpr NamedUnit kUnits[] = {
+    {Quantity::kTime, "s", {1.0, 1.0}},
+    {Quantity::kTime, "sec", {1.0, 1.0}},
+    {Quantity::kTime, "seconds", {1.0, 1.0}},
+    {Quantity::kTime, "ms", {1.0, 1e3}},
+    {Quantity::kTime, "us", {1.0, 1e6}},
+    {Quantity::kTime, "\xC2\xB5s", {1.0, 1e6}},
+    {Quantity::kTime, "ns", {1.0, 1e9}},
+    {Quantity::kAcceleration, "m/s^2", {1.0, 1.0}},
+    {Quantity::kAcceleration, "m/s2", {1.0, 1.0}},
+    {Quantity::kAcceleration, "m/s\xC2\xB2", {1.0, 1.0}},
+    {Quantity::kAcceleration, "m/s/s", {1.0, 1.0}},
+    {Quantity::kAcceleration, "g", {kStandardGravity, 1.0}},
+    {Quantity::kAcceleration, "mg", {kStandardGravity, 1e3}},
+    {Quantity::kRate, "rad/s", {1.0, 1.0}},
+    {Quantity::kRate, "deg/s", {kPi, 180.0}},
+    {Quantity::kRate, "\xC2\xB0/s", {kPi, 180.0}},
+    {Quantity::kRate, "dps", {kPi, 180.0}},
+    {Quantity::kRate, "mdps", {kPi, 180e3}},
+    {Quantity::kField, "uT", {1.0, 1.0}},
+    {Quantity::kField, "\xC2\xB5T", {1.0, 1.0}},
+    {Quantity::kField, "nT", {1.0, 1e3}},
+    {Quantity::kField, "mT", {1e3, 1.0}},
+    {Quantity::kField, "G", {1e2, 1.0}},
+    {Quantity::kField, "gauss", {1e2, 1.0}},
+    {Quantity::kField, "mG", {1.0, 1e1}},
+    {Quantity::kAngle, "rad", {1.0, 1.0}},
+    {Quantity::kAngle, "deg", {kPi, 180.0}},
+    {Quantity::kAngle, "\xC2\xB0", {kPi, 180.0}},
+};
+
+}  // namespace
+
+std::optional<Unit> findUnit(Quantity quantity, std::string_view name) {
+    for (const NamedUnit& candidate : kUnits) {
+        if (candidate.quantity == quantity && equalsIgnoringCase(candidate.name, name)) return candidate.unit;
+    }
+    return std::nullopt;
+}
+
+std::string_view baseUnit(Quantity quantity) {
+    for (const NamedUnit& candidate : kUnits) {
+        if (candidate.quantity == quantity) return candidate.name;
+    }
+    return "";
+}
+
+std::string unitNames(Quantity quantity) {
+    std::string names;
+    for (const NamedUnit& candidate : kUnits) {
+        if (candidate.quantity != quantity) continue;
+        if (!names.empty()) names += ", ";
+        names += candidate.name;
+    }
+    return names;
+}
+
+}  // namespace Kavelin::RecordingIO
