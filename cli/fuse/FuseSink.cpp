@@ -43,17 +43,6 @@ std::string headerOf(AttitudeForm form, const std::vector<FuseSink::Extra>& extr
 
 }  // namespace
 
-Eigen::Vector3d eulerZyx(const Quaternion& q) {
-    const double w = q[0], x = q[1], y = q[2], z = q[3];
-    const double sine = 2.0 * (w * y - z * x);
-    if (std::abs(sine) > 1.0 - 1e-12) {
-        return {std::remainder(-std::copysign(2.0, sine) * std::atan2(x, w), OrientationInternal::kTwoPi),
-                std::copysign(OrientationInternal::kHalfPi, sine), 0.0};
-    }
-    return {std::atan2(2.0 * (w * z + x * y), 1.0 - 2.0 * (y * y + z * z)), std::asin(sine),
-            std::atan2(2.0 * (w * x + y * z), 1.0 - 2.0 * (x * x + y * y))};
-}
-
 FuseSink::FuseSink(const std::string& name, const std::vector<Extra>& extras, AttitudeForm form,
                    RecordingIO::ResultFile& file)
     : Filter(name, true), rows_(file), form_(form), extras_(extras), counts_(extras.size()) {

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "attitude/rotation/Euler.h"
 #include "cli/fuse/FuseOptions.h"
 #include "evaluation/AttitudeErrors.h"
 #include "io/recording/ReferenceTrack.h"
@@ -17,6 +18,7 @@
 
 namespace Kavelin::Cli {
 
+using OrientationInternal::eulerZyx;
 using OrientationInternal::Filter;
 using OrientationInternal::InputPin;
 using OrientationInternal::Matrix;
@@ -119,10 +121,5 @@ private:
     bool referenceAhead_ = false;
     std::optional<RecordingIO::PairErrors> pairErrors_;
 };
-
-/// Intrinsic turns about z (yaw), the new y (pitch) and the new x (roll), rad, that make up a rotation.
-/// Yaw and roll in [-pi, pi], pitch in [-pi/2, pi/2]; at pitch +-pi/2 yaw and roll are one: the roll is 0
-/// there.
-Eigen::Vector3d eulerZyx(const Quaternion& q);
 
 }  // namespace Kavelin::Cli

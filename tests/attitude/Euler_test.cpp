@@ -1,18 +1,17 @@
-#include <Eigen/Geometry>
+#include "attitude/rotation/Euler.h"
 
-#include "cli/fuse/FuseSink.h"
 #include "support/Matchers.h"
 #include "support/TestKit.h"
 
-namespace Kavelin::Cli {
+namespace Kavelin::OrientationInternal {
 namespace {
 
 using namespace Tests;
 
 Quaternion composed(double yaw, double pitch, double roll) {
-    return OrientationInternal::fromEigen(Eigen::AngleAxisd(yaw, Eigen::Vector3d::UnitZ()) *
-                                          Eigen::AngleAxisd(pitch, Eigen::Vector3d::UnitY()) *
-                                          Eigen::AngleAxisd(roll, Eigen::Vector3d::UnitX()));
+    return fromEigen(Eigen::AngleAxisd(yaw, Eigen::Vector3d::UnitZ()) *
+                     Eigen::AngleAxisd(pitch, Eigen::Vector3d::UnitY()) *
+                     Eigen::AngleAxisd(roll, Eigen::Vector3d::UnitX()));
 }
 
 TEST(EulerZyx, makeUpTheSameRotation) {
@@ -33,4 +32,4 @@ TEST(EulerZyx, makeUpTheSameRotation) {
 }
 
 }  // namespace
-}  // namespace Kavelin::Cli
+}  // namespace Kavelin::OrientationInternal
