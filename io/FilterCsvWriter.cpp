@@ -2,13 +2,26 @@
 
 #include <Poco/Exception.h>
 
+#include <algorithm>
+
+#include "io/recording/ColumnNames.h"
+#include "io/recording/Text.h"
+
 namespace Kavelin::RecordingIO {
 
 FilterCsvWriter::FilterCsvWriter(const std::string& name) : Filter(name, true) {}
 
+void FilterCsvWriter::process() {
+    if (rows_.value().empty()) {
+        writeByTime();
+    } else {
+        writeRows();
+    }
+}
+
 /// Samples go into the table in the order of their time stamps, as far as they are there; equal ones in the
 /// order of the pins.
-void FilterCsvWriter::process() {
+void FilterCsvWriter::writeByTime() {
     takeWaiting();
     if (hasFailed_) {
         for (const auto& input : inputs_) input->waits = false;
@@ -17,9 +30,81 @@ void FilterCsvWriter::process() {
     openTable();
     for (std::size_t next = earliest(); next < inputs_.size(); next = earliest()) {
         inputs_[next]->waits = false;
-        write(next);
+        writing([&] { put(next); });
         takeWaiting();
     }
+}
+
+void FilterCsvWriter::writeRows() {
+    if (hasFailed_) return drop();
+    openTable();
+    while (rowPin_->pin.readNext()) {
+        const double time = rowPin_->pin.lastTimeStamp();
+        for (const auto& input : inputs_) input->waits = input.get() == rowPin_ || input->goesOnTo(time);
+        writing([&] { rowFile_ ? writeRow(time) : putRow(time); });
+    }
+    tellRefusals();
+}
+
+void FilterCsvWriter::drop() {
+    for (const auto& input : inputs_) {
+        while (input->pin.readNext()) {
+        }
+    }
+}
+
+/// Takes the next sample of a row's time.  @return false where there is none.
+bool FilterCsvWriter::Column::goesOnTo(double time) {
+    while (pin.fetch() && !(pin.heldTimeStamp() > time)) {
+        pin.consume();
+        if (pin.lastTimeStamp() == time) return true;
+    }
+    return false;
+}
+
+void FilterCsvWriter::writeRow(double time) {
+    WriteBehind& rows = rowFile_->rows;
+    rows.number(time);
+    for (const auto& input : inputs_) {
+        const std::size_t count = input->names.size();
+        const bool isThere = input->waits;
+        if (isThere && static_cast<std::size_t>(input->pin.value().size()) == count) [[likely]] {
+            rows.cells(input->pin.value().data(), count);
+            continue;
+        }
+        rows.emptyCells(count);
+        if (!isThere || input->isRefused) continue;
+        const Matrix& value = input->pin.value();
+        refuse(*input, wrongColumnCount(input->pin.getName(), count, static_cast<std::size_t>(value.rows()),
+                                        static_cast<std::size_t>(value.cols())));
+    }
+    rows.endRow();
+}
+
+void FilterCsvWriter::putRow(double time) {
+    std::size_t written = 0;
+    for (std::size_t i = 0; i < inputs_.size(); ++i) {
+        if (!inputs_[i]->waits) continue;
+        try {
+            put(i);
+            ++written;
+        } catch (const Poco::DataFormatException& refusal) {
+            if (!inputs_[i]->isRefused) refuse(*inputs_[i], refusal.message());
+        }
+    }
+    if (written < inputs_.size()) table_->endRow(time);  // a row with all its cells has ended
+}
+
+void FilterCsvWriter::refuse(Column& column, const std::string& why) {
+    column.isRefused = true;
+    refusals_ += (refusals_.empty() ? "" : "\n") + why;
+}
+
+void FilterCsvWriter::tellRefusals() {
+    if (refusals_.empty()) return;
+    const std::string message = std::move(refusals_);
+    refusals_.clear();
+    throw Poco::DataFormatException(message);
 }
 
 std::string FilterCsvWriter::resultFile() const { return fileName_.get(); }
@@ -29,10 +114,26 @@ void FilterCsvWriter::checkRun() {
         throw Poco::InvalidArgumentException("'" + getName() + "' has no File Name: its samples are dropped");
     }
     requireTableName(fileName_.get());
+    if (!rows_.get().empty()) requirePin("Rows", rows_.get());
+    for (const HeaderEntry& entry : parseHeader(header_.get())) requirePin("Header", entry.pin);
+}
+
+void FilterCsvWriter::requirePin(const char* property, const std::string& pinName) const {
+    if (find(pinName) != inputs_.end()) return;
+    std::vector<std::string> pins;
+    for (const auto& input : inputs_) pins.push_back(input->pin.getName());
+    throw Poco::InvalidArgumentException("no connection leads to the pin '" + pinName + "' that " + property +
+                                         " names; its pins are: " + (pins.empty() ? "none" : listed(pins)));
+}
+
+FilterCsvWriter::Columns::const_iterator FilterCsvWriter::find(const std::string& pinName) const {
+    return std::find_if(inputs_.begin(), inputs_.end(),
+                        [&](const auto& input) { return input->pin.getName() == pinName; });
 }
 
 void FilterCsvWriter::prepareRun() {
     ResultFile::requireWritable(fileName_.get());
+    isPrepared_ = true;
     for (const auto& input : inputs_) {
         auto* source = input->pin.getSource();
         if (source == nullptr) continue;
@@ -41,10 +142,28 @@ void FilterCsvWriter::prepareRun() {
     }
 }
 
+/// Where the columns are known, a run without rows leaves a table of none.
 void FilterCsvWriter::completeRun() {
+    const bool isWanted = isPrepared_ && !hasFailed_;
+    isPrepared_ = false;
+    if (isWanted && !isOpen() && !rows_.get().empty()) {
+        arrangeColumns();
+        if (knowsColumns()) openTable();
+    }
+    closeTable();
+}
+
+void FilterCsvWriter::closeTable() {
     const std::unique_ptr<TableWriter> table = std::move(table_);
+    const std::unique_ptr<RowFile> rowFile = std::move(rowFile_);
     hasFailed_ = false;
     if (table) table->finish();
+    if (rowFile) rowFile->finish();
+}
+
+void FilterCsvWriter::RowFile::finish() {
+    rows.finish();
+    file.finish();
 }
 
 Core::AbstractInputPin* FilterCsvWriter::demandInputPin(const std::string& pinName) {
@@ -52,18 +171,67 @@ Core::AbstractInputPin* FilterCsvWriter::demandInputPin(const std::string& pinNa
         throw Poco::InvalidArgumentException("'" + pinName +
                                              "' cannot be a pin of a table: t is the time's column");
     }
-    if (table_) throw Poco::IllegalStateException("'" + getName() + "' has begun its table: no new pin now");
+    requireNoTable("pin");
     return &inputs_.emplace_back(std::make_unique<Column>(pinName, this))->pin;
 }
 
+void FilterCsvWriter::requireNoTable(const char* what) const {
+    if (isOpen())
+        throw Poco::IllegalStateException("'" + getName() + "' has begun its table: no new " + what + " now");
+}
+
 void FilterCsvWriter::openTable() {
-    if (table_) return;
+    if (isOpen()) return;
     hasFailed_ = true;  // until the table is there
     checkRun();
-    auto table = std::make_unique<TableWriter>(fileName_.get());
-    for (const auto& input : inputs_) table->addPin(input->pin.getName(), input->expected);
-    table_ = std::move(table);
+    arrangeColumns();
+    if (rowPin_ != nullptr && knowsColumns()) {
+        openRowFile();
+    } else {
+        auto table = std::make_unique<TableWriter>(fileName_.get());
+        for (const auto& input : inputs_) {
+            if (input->names.empty()) {
+                table->addPin(input->pin.getName(), input->expected);
+            } else {
+                table->addPin(input->pin.getName(), input->names);
+            }
+        }
+        table_ = std::move(table);
+    }
     hasFailed_ = false;
+}
+
+void FilterCsvWriter::openRowFile() {
+    auto rowFile = std::make_unique<RowFile>(fileName_.get());
+    std::string header = "t";
+    for (const auto& input : inputs_) {
+        for (const std::string& name : input->names) header += "," + headerCell(name);
+    }
+    rowFile->file.header(header);
+    rowFile_ = std::move(rowFile);
+}
+
+/// Puts the pins that "Header" names first, in its order; the others follow in theirs.
+void FilterCsvWriter::arrangeColumns() {
+    for (const auto& input : inputs_) {
+        input->names.clear();
+        input->isRefused = false;
+    }
+    auto place = inputs_.begin();
+    for (HeaderEntry& entry : parseHeader(header_.get())) {
+        const auto found = inputs_.begin() + (find(entry.pin) - inputs_.begin());
+        if (found == inputs_.end()) continue;
+        (*found)->names = std::move(entry.columns);
+        std::rotate(place, found, found + 1);
+        ++place;
+    }
+    const auto rowPin = find(rows_.get());
+    rowPin_ = rowPin == inputs_.end() ? nullptr : rowPin->get();
+}
+
+bool FilterCsvWriter::knowsColumns() const {
+    return std::none_of(inputs_.begin(), inputs_.end(),
+                        [](const auto& input) { return input->names.empty(); });
 }
 
 void FilterCsvWriter::takeWaiting() {
@@ -82,18 +250,34 @@ std::size_t FilterCsvWriter::earliest() const {
     return best;
 }
 
-void FilterCsvWriter::write(std::size_t index) {
+void FilterCsvWriter::put(std::size_t index) {
     const InputPin<Matrix>& pin = inputs_[index]->pin;
     const Matrix& value = pin.value();
+    table_->put(index, pin.lastTimeStamp(), value.data(), static_cast<std::size_t>(value.rows()),
+                static_cast<std::size_t>(value.cols()));
+}
+
+/// What cannot be written ends the table: from then on samples are dropped.
+template <class Act>
+void FilterCsvWriter::writing(const Act& act) {
     try {
-        table_->put(index, pin.lastTimeStamp(), value.data(), static_cast<std::size_t>(value.rows()),
-                    static_cast<std::size_t>(value.cols()));
+        act();
     } catch (const Poco::WriteFileException&) {
         hasFailed_ = true;
         throw;
     }
 }
 
-void FilterCsvWriter::onFileName() { completeRun(); }
+void FilterCsvWriter::onFileName() { closeTable(); }
+
+void FilterCsvWriter::onRows(const std::string&) {
+    requireNoTable("rows");
+    for (const auto& input : inputs_) input->waits = false;
+}
+
+void FilterCsvWriter::onHeader(const std::string& text) {
+    requireNoTable("header");
+    parseHeader(text);
+}
 
 }  // namespace Kavelin::RecordingIO

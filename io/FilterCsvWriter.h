@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "io/RunParticipant.h"
+#include "io/recording/ResultFile.h"
 #include "io/recording/TableWriter.h"
+#include "io/recording/WriteBehind.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -17,13 +19,20 @@ using OrientationInternal::Filter;
 using OrientationInternal::handler;
 using OrientationInternal::InputPin;
 using OrientationInternal::Matrix;
+using OrientationInternal::ValueProperty;
 
 /// Writes what it receives as a table: it makes an input pin of any name that a connection asks for, and each
-/// pin has its columns (see TableWriter). Samples of any shape; of one pin, all of the shape of the first.
+/// pin has its columns. Samples of any shape; of one pin, all of the shape of the first, or, for a pin that
+/// "Header" names, of as many elements as it has names there.
+///
+/// Samples of one time stamp share a row (see TableWriter). With "Rows", each sample of the pin of that name
+/// makes a row, with the samples of the other pins that have its time stamp: a later one waits for its row, an
+/// earlier one belongs to none and is left out. The row is written in the call of `process` that takes it.
 ///
 /// The file is created with the first sample, under a temporary name, and takes its own when the run is
-/// completed, the file name changes or the filter goes. A sample of another shape and a disk without room are
-/// exceptions out of `process`; after a failure to write, samples are taken and dropped.
+/// completed, the file name changes or the filter goes. A sample of another shape (with "Rows", the first of
+/// its pin) and a disk without room are exceptions out of `process`; after a failure to write, samples are
+/// taken and dropped.
 class FilterCsvWriter : public Filter, public RunParticipant {
 public:
     static constexpr const char* kTypeName = "FilterCsvWriter";
@@ -43,22 +52,61 @@ protected:
 private:
     struct Column {
         explicit Column(const std::string& name, FilterCsvWriter* owner) : pin(name, owner, AnyTime{}) {}
+        bool goesOnTo(double time);
+
         InputPin<Matrix> pin;
+        std::vector<std::string> names;     // of its columns; empty: they follow from its first sample
         TableWriter::Shape expected{0, 0};  // that of its source before the run
         bool waits = false;                 // a sample was taken and is not in the table yet
+        bool isRefused = false;             // a sample of another shape came, and was told of
+    };
+    using Columns = std::vector<std::unique_ptr<Column>>;
+
+    /// The table where all columns are known before the first row.
+    struct RowFile {
+        explicit RowFile(const std::string& path) : file(path) {}
+        void finish();
+
+        ResultFile file;
+        WriteBehind rows{file};
     };
 
+    void writeByTime();
+    void writeRows();
+    void drop();
+    void writeRow(double time);
+    void putRow(double time);
+    void refuse(Column& column, const std::string& why);
+    void tellRefusals();
+    bool isOpen() const { return table_ || rowFile_; }
+    bool knowsColumns() const;
     void openTable();
+    void openRowFile();
+    void closeTable();
+    void arrangeColumns();
+    Columns::const_iterator find(const std::string& pinName) const;
+    void requirePin(const char* property, const std::string& pinName) const;
     void takeWaiting();
     std::size_t earliest() const;
-    void write(std::size_t index);
+    void put(std::size_t index);
+    template <class Act>
+    void writing(const Act& act);
     void onFileName();
+    void onRows(const std::string&);
+    void onHeader(const std::string& text);
+    void requireNoTable(const char* what) const;
 
     FileNameProperty fileName_{"File Name", this, "", "*.csv", handler(this, &FilterCsvWriter::onFileName)};
+    ValueProperty<std::string> rows_{"Rows", this, "", handler(this, &FilterCsvWriter::onRows)};
+    ValueProperty<std::string> header_{"Header", this, "", handler(this, &FilterCsvWriter::onHeader)};
 
-    std::vector<std::unique_ptr<Column>> inputs_;
+    Columns inputs_;
+    Column* rowPin_ = nullptr;  // whose samples make the rows
     std::unique_ptr<TableWriter> table_;
+    std::unique_ptr<RowFile> rowFile_;  // in its place
     bool hasFailed_ = false;
+    bool isPrepared_ = false;  // a run is to leave a table
+    std::string refusals_;     // to be raised
 };
 
 }  // namespace Kavelin::RecordingIO

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <optional>
+#include <set>
 
 #include "io/recording/Text.h"
 
@@ -135,6 +136,45 @@ void groupDotted(const std::vector<ColumnName>& columns, std::vector<bool>& used
                                     "3a = accX, accY, accZ (g)");
 }
 
+[[noreturn]] void refuseHeader(std::string_view entry, const std::string& why) {
+    throw Poco::DataFormatException("the header '" + std::string(trimmed(entry)) + "' " + why +
+                                    "; expected is PIN = NAME, NAME, ..., such as "
+                                    "euler = yaw (deg), pitch (deg), roll (deg)");
+}
+
+/// What stands left and right of "=", and the names on the right.
+template <class Refuse>
+void splitEntry(std::string_view entry, std::string& pin, std::string_view& names, const Refuse& refuse) {
+    const auto equals = entry.find('=');
+    if (equals == std::string_view::npos) refuse(entry, "has no '='");
+    pin = trimmed(entry.substr(0, equals));
+    if (pin.empty()) refuse(entry, "names no pin");
+    names = trimmed(entry.substr(equals + 1));
+}
+
+template <class Refuse>
+std::vector<std::string> namesOf(std::string_view entry, std::string_view text, const Refuse& refuse) {
+    std::vector<std::string> names = splitCells(text, ',');
+    for (const std::string& name : names) {
+        if (name.empty()) refuse(entry, "names an empty column");
+    }
+    return names;
+}
+
+/// Calls `take` for each entry: they are separated by semicolons that are not in quotes.
+template <class Take>
+void forEachEntry(std::string_view text, const Take& take) {
+    std::size_t begin = 0;
+    bool quoted = false;
+    for (std::size_t i = 0; i <= text.size(); ++i) {
+        if (i < text.size() && text[i] == '"') quoted = !quoted;
+        if (i < text.size() && (quoted || text[i] != ';')) continue;
+        const std::string_view entry = text.substr(begin, i - begin);
+        if (!trimmed(entry).empty()) take(entry);
+        begin = i + 1;
+    }
+}
+
 /// Takes "as RxC" off the end of an entry, if it is there.
 void takeShape(std::string_view entry, std::string_view& columns, MappingEntry& out) {
     const auto as = columns.rfind(" as ");
@@ -159,18 +199,12 @@ void takeUnit(std::string_view& columns, MappingEntry& out) {
 
 MappingEntry parseEntry(std::string_view entry) {
     MappingEntry out;
-    const auto equals = entry.find('=');
-    if (equals == std::string_view::npos) refuseMapping(entry, "has no '='");
-    out.pin = trimmed(entry.substr(0, equals));
-    if (out.pin.empty()) refuseMapping(entry, "names no pin");
-    std::string_view columns = trimmed(entry.substr(equals + 1));
+    std::string_view columns;
+    splitEntry(entry, out.pin, columns, refuseMapping);
     out.rows = 0;
     takeShape(entry, columns, out);
     takeUnit(columns, out);
-    out.columns = splitCells(columns, ',');
-    for (const std::string& column : out.columns) {
-        if (column.empty()) refuseMapping(entry, "names an empty column");
-    }
+    out.columns = namesOf(entry, columns, refuseMapping);
     if (out.rows == 0) {
         out.rows = 1;
         out.cols = out.columns.size();
@@ -239,15 +273,25 @@ std::vector<ColumnGroup> groupColumns(const std::vector<ColumnName>& columns, co
 
 std::vector<MappingEntry> parseMapping(std::string_view text) {
     std::vector<MappingEntry> entries;
-    std::size_t begin = 0;
-    bool quoted = false;
-    for (std::size_t i = 0; i <= text.size(); ++i) {
-        if (i < text.size() && text[i] == '"') quoted = !quoted;
-        if (i < text.size() && (quoted || text[i] != ';')) continue;
-        const std::string_view entry = text.substr(begin, i - begin);
-        if (!trimmed(entry).empty()) entries.push_back(parseEntry(entry));
-        begin = i + 1;
-    }
+    forEachEntry(text, [&](std::string_view entry) { entries.push_back(parseEntry(entry)); });
+    return entries;
+}
+
+std::vector<HeaderEntry> parseHeader(std::string_view text) {
+    std::vector<HeaderEntry> entries;
+    std::set<std::string> pins;
+    std::set<std::string> names{"t"};
+    forEachEntry(text, [&](std::string_view entry) {
+        HeaderEntry out;
+        std::string_view columns;
+        splitEntry(entry, out.pin, columns, refuseHeader);
+        out.columns = namesOf(entry, columns, refuseHeader);
+        if (!pins.insert(out.pin).second) refuseHeader(entry, "names the pin '" + out.pin + "' again");
+        for (const std::string& name : out.columns) {
+            if (!names.insert(name).second) refuseHeader(entry, "has the name '" + name + "' again");
+        }
+        entries.push_back(std::move(out));
+    });
     return entries;
 }
 

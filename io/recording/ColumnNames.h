@@ -49,4 +49,14 @@ struct MappingEntry {
 /// Raises Poco::DataFormatException with the entry that could not be read and what would be right.
 std::vector<MappingEntry> parseMapping(std::string_view text);
 
+/// One entry of a header, `PIN = NAME, NAME, ...`: the columns of a pin in a table that is written.
+struct HeaderEntry {
+    std::string pin;
+    std::vector<std::string> columns;  ///< as they are to stand, a unit in () at the end of any
+};
+
+/// Reads entries with semicolons between them; a name is in double quotes where it holds a comma or a
+/// semicolon.  Raises Poco::DataFormatException for what cannot be read, a pin or a name given twice.
+std::vector<HeaderEntry> parseHeader(std::string_view text);
+
 }  // namespace Kavelin::RecordingIO

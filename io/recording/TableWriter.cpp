@@ -5,12 +5,10 @@
 #include <algorithm>
 
 #include "io/recording/LineReader.h"
+#include "io/recording/Text.h"
 
 namespace Kavelin::RecordingIO {
 
-namespace {
-
-/// A name as a header cell: in quotes where it would be taken apart.
 std::string headerCell(const std::string& name) {
     if (name.find_first_of(",;\t\"\n") == std::string::npos) return name;
     std::string cell = "\"";
@@ -21,7 +19,11 @@ std::string headerCell(const std::string& name) {
     return cell + "\"";
 }
 
-}  // namespace
+std::string wrongColumnCount(const std::string& pin, std::size_t columns, std::size_t rows,
+                             std::size_t cols) {
+    return "pin '" + pin + "' has " + counted(columns, "column") + " and sends " + std::to_string(rows) +
+           "x" + std::to_string(cols) + ": not written";
+}
 
 std::vector<std::string> columnNames(const std::string& pin, std::size_t rows, std::size_t cols) {
     if (rows * cols == 1) return {pin};
@@ -53,6 +55,15 @@ std::size_t TableWriter::addPin(const std::string& name, const Shape& expected) 
     return pins_.size() - 1;
 }
 
+std::size_t TableWriter::addPin(const std::string& name, const std::vector<std::string>& columns) {
+    const std::lock_guard lock(mutex_);
+    Pin& pin = pins_.emplace_back();
+    pin.name = name;
+    pin.columns = columns;
+    pin.fix({1, columns.size()});
+    return pins_.size() - 1;
+}
+
 void TableWriter::Pin::fix(const Shape& first) {
     shape = first;
     cells.resize(first.size());
@@ -65,7 +76,16 @@ bool TableWriter::Pin::takes(const Shape& sample) {
         shape = sample;
     }
     isExpectation = false;
-    return shape == sample;
+    return columns.empty() ? shape == sample : size() == sample.size();
+}
+
+void TableWriter::Pin::refuse(const Shape& sample) const {
+    if (!columns.empty())
+        throw Poco::DataFormatException(wrongColumnCount(name, columns.size(), sample.rows, sample.cols));
+    throw Poco::DataFormatException("pin '" + name + "' began with " + std::to_string(shape.rows) + "x" +
+                                    std::to_string(shape.cols) + " and now sends " +
+                                    std::to_string(sample.rows) + "x" + std::to_string(sample.cols) +
+                                    ": not written");
 }
 
 void TableWriter::put(std::size_t index, double time, const double* elements, std::size_t rows,
@@ -80,12 +100,7 @@ void TableWriter::put(std::size_t index, double time, const double* elements, st
             isRagged_ = true;
         }
     }
-    if (!pin.takes({rows, cols})) {
-        throw Poco::DataFormatException("pin '" + pin.name + "' began with " +
-                                        std::to_string(pin.shape.rows) + "x" +
-                                        std::to_string(pin.shape.cols) + " and now sends " +
-                                        std::to_string(rows) + "x" + std::to_string(cols) + ": not written");
-    }
+    if (!pin.takes({rows, cols})) pin.refuse({rows, cols});
     if (!hasRow_) ++rows_;
     hasRow_ = true;
     time_ = time;
@@ -96,6 +111,15 @@ void TableWriter::put(std::size_t index, double time, const double* elements, st
     } else {
         startTicks();
     }
+}
+
+void TableWriter::endRow(double time) {
+    const std::lock_guard lock(mutex_);
+    if (!hasRow_) {
+        ++rows_;
+        time_ = time;
+    }
+    endRow();
 }
 
 void TableWriter::endRow() {
@@ -213,10 +237,10 @@ void TableWriter::showHeldRows() {
 std::string TableWriter::header() const {
     std::string text = "t";
     for (const std::size_t index : order_) {
-        for (const std::string& name :
-             columnNames(pins_[index].name, pins_[index].shape.rows, pins_[index].shape.cols)) {
-            text += "," + headerCell(name);
-        }
+        const Pin& pin = pins_[index];
+        const auto names =
+            pin.columns.empty() ? columnNames(pin.name, pin.shape.rows, pin.shape.cols) : pin.columns;
+        for (const std::string& name : names) text += "," + headerCell(name);
     }
     return text;
 }

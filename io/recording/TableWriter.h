@@ -13,6 +13,12 @@ namespace Kavelin::RecordingIO {
 /// four, `pin.rc` (row, column, from 0) otherwise, `pin.r.c` where one of them has two digits.
 std::vector<std::string> columnNames(const std::string& pin, std::size_t rows, std::size_t cols);
 
+/// A name as a cell of a header: in quotes where it would be taken apart.
+std::string headerCell(const std::string& name);
+
+/// What a sample with another number of elements than its pin has named columns is told.
+std::string wrongColumnCount(const std::string& pin, std::size_t columns, std::size_t rows, std::size_t cols);
+
 /// Writes samples of several pins as one table, in constant memory: samples of one time stamp share a row, a
 /// pin without a sample there leaves its cells empty. The first sample of a pin fixes its columns, in the
 /// order in which the pins were added; a pin that begins only after the first thousand rows has its columns
@@ -37,12 +43,18 @@ public:
 
     /// @param expected the shape that its samples will most likely have.  @return the pin's index for `put`.
     std::size_t addPin(const std::string& name, const Shape& expected = Shape{0, 0});
+    /// Adds a pin that has these columns from the start, and takes samples of as many elements.
+    std::size_t addPin(const std::string& name, const std::vector<std::string>& columns);
 
     /// Takes one sample: rows x cols elements, row by row. A sample later than the row being filled, or one
     /// for cells that are filled already, begins a new row.
     /// @throws Poco::DataFormatException for a shape that is not the pin's first one (the cells stay empty),
     /// Poco::WriteFileException as ResultFile.
     void put(std::size_t pin, double time, const double* elements, std::size_t rows, std::size_t cols);
+
+    /// Ends the row being filled, whatever cells it lacks; where there is none, writes one of that time
+    /// without values.
+    void endRow(double time);
 
     /// Completes the table under its name.  @throws as ResultFile.
     void finish();
@@ -53,6 +65,7 @@ public:
 private:
     struct Pin {
         std::string name;
+        std::vector<std::string> columns;  // empty: named after the pin and its shape
         Shape expected{0, 0};
         Shape shape{0, 0};
         std::vector<double> cells;
@@ -62,6 +75,7 @@ private:
         std::size_t size() const { return shape.size(); }
         void fix(const Shape& first);
         bool takes(const Shape& sample);
+        [[noreturn]] void refuse(const Shape& sample) const;
     };
     /// A row kept until the header is known; cells of each pin that was filled.
     struct HeldRow {
