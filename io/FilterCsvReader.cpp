@@ -3,9 +3,9 @@
 #include <Poco/Exception.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <limits>
 
+#include "io/recording/ByteSource.h"
 #include "io/recording/ColumnNames.h"
 #include "io/recording/ReadAhead.h"
 #include "io/recording/Text.h"
@@ -20,15 +20,6 @@ std::vector<std::string> pinNames(const std::string& text) {
         if (!name.empty()) names.push_back(std::move(name));
     }
     return names;
-}
-
-/// Standard input, pipes: looking into them would take their first rows.
-bool canBeReadOnlyOnce(const std::string& path) {
-    namespace fs = std::filesystem;
-    std::error_code ignored;
-    const fs::file_type type = fs::status(path, ignored).type();
-    return path == "-" || type == fs::file_type::fifo || type == fs::file_type::character ||
-           type == fs::file_type::socket;
 }
 
 }  // namespace

@@ -3,19 +3,30 @@
 #include <Kavelin/Core/Version.h>
 #include <Kavelin/Typed/FilterRegistry.h>
 
+#include "io/FilterAttitudeErrors.h"
+#include "io/FilterAttitudeForm.h"
 #include "io/FilterCsvReader.h"
 #include "io/FilterCsvWriter.h"
 #include "io/FilterResampler.h"
+#include "io/FilterSampleHold.h"
+#include "io/FilterTranspose.h"
 
 namespace Kavelin::RecordingIO {
 
 namespace {
 
+// One row a line, so that a new filter is a line of its own.
+// clang-format off
 constexpr Core::RegistryRow kRows[] = {
     Core::row<FilterCsvReader>(),
     Core::row<FilterCsvWriter>(),
     Core::row<FilterResampler>(),
+    Core::row<FilterSampleHold>(),
+    Core::row<FilterTranspose>(),
+    Core::row<FilterAttitudeForm>(),
+    Core::row<FilterAttitudeErrors>(),
 };
+// clang-format on
 
 }  // namespace
 
@@ -25,7 +36,7 @@ RecordingIOPlugin::RecordingIOPlugin() : DefaultPlugin("RecordingIO", KAVELIN_VE
     metaData_.name = "RecordingIO";
     metaData_.description =
         "Reads recordings and writes results as tables of comma-separated values; brings pins onto one "
-        "clock.";
+        "clock; gives attitudes another form and compares them with a reference.";
     metaData_.platform = "linux";
     // No build date: the same sources give the same module.
     Core::registerFilters(*this, kRows);

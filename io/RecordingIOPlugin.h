@@ -5,7 +5,7 @@
 namespace Kavelin::RecordingIO {
 
 /// The plugin object: offers the source that reads recordings, the sink that writes results, and the
-/// filter that brings pins onto one clock.
+/// filters that fit what estimators take and give to them.
 class RecordingIOPlugin : public Core::DefaultPlugin {
 public:
     RecordingIOPlugin();

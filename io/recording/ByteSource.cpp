@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 namespace Kavelin::RecordingIO {
 
@@ -289,6 +290,14 @@ std::unique_ptr<ByteSource> openSource(const std::string& path) {
     const bool ordinary = known && S_ISREG(status.st_mode);
     const std::uint64_t total = ordinary ? static_cast<std::uint64_t>(status.st_size) : 0;
     return std::make_unique<RecognisedSource>(std::make_unique<FileSource>(fd, path, total, !ordinary), path);
+}
+
+bool canBeReadOnlyOnce(const std::string& path) {
+    namespace fs = std::filesystem;
+    std::error_code ignored;
+    const fs::file_type type = fs::status(path, ignored).type();
+    return path == "-" || type == fs::file_type::fifo || type == fs::file_type::character ||
+           type == fs::file_type::socket;
 }
 
 std::unique_ptr<ByteSource> memorySource(std::string_view bytes) {

@@ -37,6 +37,9 @@ public:
 /// to do. Raises Poco::FileNotFoundException, Poco::OpenFileException with the path and the system's reason.
 std::unique_ptr<ByteSource> openSource(const std::string& path);
 
+/// Whether looking into a file would take its first bytes from whoever reads it then: standard input, a pipe.
+bool canBeReadOnlyOnce(const std::string& path);
+
 /// Bytes that are in memory already; `bytes` must outlive the source.
 std::unique_ptr<ByteSource> memorySource(std::string_view bytes);
 

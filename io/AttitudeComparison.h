@@ -1,0 +1,22 @@
+#pragma once
+
+#include "evaluation/AttitudeErrors.h"
+#include "io/recording/ReferenceTrack.h"
+
+namespace Kavelin::RecordingIO {
+
+/// A filter that compares attitudes with a reference. A program asks each filter for it with a dynamic_cast,
+/// also across modules: hence the visibility.
+class __attribute__((visibility("default"))) AttitudeComparison {
+public:
+    virtual ~AttitudeComparison() = default;
+
+    /// What was compared in this run, or in the last one.  [layout thread, or the layout not running]
+    virtual const AttitudeErrors& errors() const = 0;
+
+    /// The file that the reference is read from; null where it comes in on a pin, or was not opened yet.
+    /// [as errors]
+    virtual const ReferenceTrack* referenceTrack() const = 0;
+};
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,108 @@
+#include "io/FilterAttitudeErrors.h"
+
+#include <Poco/Exception.h>
+
+#include <cstdio>
+
+#include "io/AttitudeSample.h"
+#include "io/recording/ByteSource.h"
+#include "io/recording/Text.h"
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+std::string degreesText(double value) {
+    char text[40];
+    std::snprintf(text, sizeof text, "%.4g", value);
+    return text;
+}
+
+Alignment alignmentOf(int index) {
+    return index == 1 ? Alignment::kHeading : index == 2 ? Alignment::kStart : Alignment::kNone;
+}
+
+}  // namespace
+
+FilterAttitudeErrors::FilterAttitudeErrors(const std::string& name) : Filter(name, true) {}
+
+void FilterAttitudeErrors::onAlignment(const int& index) { errors_ = AttitudeErrors(alignmentOf(index)); }
+
+void FilterAttitudeErrors::checkRun() {
+    if (referenceFile_.get().empty() && reference_.getConnectedOutput() == nullptr) {
+        throw Poco::InvalidArgumentException(
+            "there is no reference: connect the pin 'reference', or name a "
+            "Reference File");
+    }
+    if (!canBeReadOnlyOnce(referenceFile_.get()) && !canBeReadOnlyOnce(movementFile_.get())) open();
+}
+
+void FilterAttitudeErrors::prepareRun() { open(); }
+
+void FilterAttitudeErrors::open() {
+    if (files_ == Files::kOpen) return;
+    files_ = Files::kRefused;  // until they are open
+    errors_ = AttitudeErrors(alignmentOf(alignment_.value()));
+    track_.reset();
+    intervals_ = {};
+    if (!referenceFile_.get().empty()) track_.emplace(referenceFile_.get());
+    if (!movementFile_.get().empty()) intervals_ = Intervals::open(movementFile_.get());
+    files_ = Files::kOpen;
+}
+
+void FilterAttitudeErrors::completeRun() { files_ = Files::kToOpen; }
+
+void FilterAttitudeErrors::process() {
+    if (files_ == Files::kToOpen) open();
+    while (attitude_.readNext()) {
+        const std::optional<Quaternion> attitude = attitudeOf(attitude_.value());
+        if (!attitude || files_ == Files::kRefused) continue;
+        const double time = attitude_.lastTimeStamp();
+        if (const auto reference = referenceAt(time)) compare(*attitude, *reference, time);
+    }
+}
+
+std::optional<Quaternion> FilterAttitudeErrors::referenceAt(double time) {
+    const std::optional<Quaternion> sample = sampleAt(time);
+    return track_ ? track_->at(time) : sample;
+}
+
+/// What is earlier belongs to no attitude; what is later waits for its own.
+std::optional<Quaternion> FilterAttitudeErrors::sampleAt(double time) {
+    while (reference_.fetch() && !(reference_.heldTimeStamp() > time)) {
+        reference_.consume();
+        const Matrix& value = reference_.value();
+        if (value.size() == 4 && reference_.lastTimeStamp() == time)
+            return Eigen::Map<const Quaternion>(value.data());
+    }
+    return std::nullopt;
+}
+
+void FilterAttitudeErrors::compare(const Quaternion& attitude, const Quaternion& reference, double time) {
+    const auto errors = errors_.add(attitude, reference, intervals_.contains(time));
+    if (!errors) return;
+    errorPin_.value() << errors->total(), errors->heading, errors->inclination;
+    errorPin_.send(time);
+}
+
+std::vector<std::string> FilterAttitudeErrors::runErrors() const {
+    if (!track_ || track_->faults() == 0) return {};
+    return {counted(track_->faults(), "row") +
+            " of the reference left out; the first: " + track_->firstFault()};
+}
+
+std::vector<std::string> FilterAttitudeErrors::runNotes() const {
+    const ErrorFigures figures = errors_.figures();
+    if (figures.count == 0) {
+        return {"no row has both an attitude and a reference" +
+                std::string(track_ ? "" : "; a Reference File is taken between its rows as well")};
+    }
+    std::string text = "error against the reference: total " + degreesText(figures.total) + ", heading " +
+                       degreesText(figures.heading) + ", tilt " + degreesText(figures.inclination) +
+                       " degrees, RMS over " + counted(figures.count, "row");
+    const std::string_view aligned = alignmentName(errors_.alignment());
+    if (!aligned.empty()) text += ", " + std::string(aligned);
+    return {text};
+}
+
+}  // namespace Kavelin::RecordingIO

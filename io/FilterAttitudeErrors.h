@@ -1,0 +1,79 @@
+#pragma once
+
+#include <Kavelin/Typed/FilterKit.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "io/AttitudeComparison.h"
+#include "io/RunParticipant.h"
+
+namespace Kavelin::RecordingIO {
+
+/// Compares attitudes with a reference, and says at the end of a run how far they are off.
+///
+/// The reference is a file, interpolated to the time of each attitude, or else the samples of the pin
+/// "reference" of exactly its time. Of each pair the errors are sent, with its time stamp: before the turn
+/// about the vertical is taken out that fits best, which is known after the last pair only.
+///
+/// The files are opened by `checkRun`, those that can be read only once by `prepareRun`, and at the latest
+/// with the first attitude; a file that cannot be used is then an exception out of `process`, and nothing is
+/// compared.
+class FilterAttitudeErrors : public OrientationInternal::Filter,
+                             public RunParticipant,
+                             public AttitudeComparison {
+public:
+    static constexpr const char* kTypeName = "FilterAttitudeErrors";
+
+    explicit FilterAttitudeErrors(const std::string& name);
+
+    void process() override;  // [layout thread]
+    std::string typeName() const override { return kTypeName; }
+    void checkRun() override;
+    void prepareRun() override;
+    void completeRun() override;
+    std::vector<std::string> runErrors() const override;
+    std::vector<std::string> runNotes() const override;
+    const AttitudeErrors& errors() const override { return errors_; }
+    const ReferenceTrack* referenceTrack() const override { return track_ ? &*track_ : nullptr; }
+
+private:
+    using Matrix = Core::Matrix;
+
+    enum class Files { kToOpen, kOpen, kRefused };
+
+    void onFile() { files_ = Files::kToOpen; }
+    void onAlignment(const int& index);
+    void open();
+    std::optional<Quaternion> referenceAt(double time);
+    std::optional<Quaternion> sampleAt(double time);
+    void compare(const Quaternion& attitude, const Quaternion& reference, double time);
+
+    // 1x4, 4x1 (w, x, y, z) or 3x3
+    OrientationInternal::InputPin<Matrix> attitude_{"attitude", this, OrientationInternal::AnyTime{}};
+    // four elements
+    OrientationInternal::InputPin<Matrix> reference_{"reference", this, OrientationInternal::AnyTime{}};
+    // 1x3, rad: total, heading, tilt
+    OrientationInternal::OutputPin<Matrix> errorPin_{"errors", this, Matrix::Zero(1, 3)};
+
+    OrientationInternal::FileNameProperty referenceFile_{
+        "Reference File", this, "", "*.csv",
+        OrientationInternal::handler(this, &FilterAttitudeErrors::onFile)};
+    OrientationInternal::FileNameProperty movementFile_{
+        "Movement File", this, "", "*.csv",
+        OrientationInternal::handler(this, &FilterAttitudeErrors::onFile)};
+    OrientationInternal::EnumProperty<std::string> alignment_{
+        "Alignment",
+        this,
+        {"none", "heading", "start"},
+        0,
+        OrientationInternal::handler(this, &FilterAttitudeErrors::onAlignment)};
+
+    AttitudeErrors errors_{Alignment::kNone};
+    std::optional<ReferenceTrack> track_;
+    Intervals intervals_;
+    Files files_ = Files::kToOpen;  // for this run
+};
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,28 @@
+#include "io/FilterAttitudeForm.h"
+
+#include "attitude/rotation/Euler.h"
+#include "attitude/rotation/QuaternionAlgebra.h"
+#include "io/AttitudeSample.h"
+
+namespace Kavelin::RecordingIO {
+
+using OrientationInternal::eulerZyx;
+using OrientationInternal::kRadiansToDegrees;
+using OrientationInternal::quaternionToRotation;
+
+FilterAttitudeForm::FilterAttitudeForm(const std::string& name) : Filter(name, true) {}
+
+void FilterAttitudeForm::process() {
+    if (!attitude_.readNext()) return;
+    const std::optional<Quaternion> q = attitudeOf(attitude_.value());
+    if (!q) return;
+    const double t = attitude_.lastTimeStamp();
+    quaternion_.value() = q->transpose();
+    quaternion_.send(t);
+    matrix_.value() = quaternionToRotation(*q);
+    matrix_.send(t);
+    euler_.value() = (eulerZyx(*q) * kRadiansToDegrees).transpose();
+    euler_.send(t);
+}
+
+}  // namespace Kavelin::RecordingIO
