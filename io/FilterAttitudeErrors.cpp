@@ -80,7 +80,7 @@ std::optional<Quaternion> FilterAttitudeErrors::sampleAt(double time) {
 
 void FilterAttitudeErrors::compare(const Quaternion& attitude, const Quaternion& reference, double time) {
     const auto errors = errors_.add(attitude, reference, intervals_.contains(time));
-    if (!errors) return;
+    if (!errors || !errorPin_.isAttached()) return;
     errorPin_.value() << errors->total(), errors->heading, errors->inclination;
     errorPin_.send(time);
 }

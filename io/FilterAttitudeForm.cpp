@@ -17,12 +17,18 @@ void FilterAttitudeForm::process() {
     const std::optional<Quaternion> q = attitudeOf(attitude_.value());
     if (!q) return;
     const double t = attitude_.lastTimeStamp();
-    quaternion_.value() = q->transpose();
-    quaternion_.send(t);
-    matrix_.value() = quaternionToRotation(*q);
-    matrix_.send(t);
-    euler_.value() = (eulerZyx(*q) * kRadiansToDegrees).transpose();
-    euler_.send(t);
+    if (quaternion_.isAttached()) {
+        quaternion_.value() = q->transpose();
+        quaternion_.send(t);
+    }
+    if (matrix_.isAttached()) {
+        matrix_.value() = quaternionToRotation(*q);
+        matrix_.send(t);
+    }
+    if (euler_.isAttached()) {
+        euler_.value() = (eulerZyx(*q) * kRadiansToDegrees).transpose();
+        euler_.send(t);
+    }
 }
 
 }  // namespace Kavelin::RecordingIO

@@ -27,6 +27,8 @@ inline Core::Matrix sampleFor(const std::string& pin, const MotionSample& s, boo
                                                               {"pitch", "angle"},
                                                               {"roll", "angle"},
                                                               {"in", "quaternion"},
+                                                              {"attitude", "quaternion"},
+                                                              {"reference", "quaternion"},
                                                               {"quat_0", "quaternion"},
                                                               {"D", "quaternion"},
                                                               {"quat_t-1", "quaternion"},

@@ -75,6 +75,9 @@ public:
         attached_.erase(place);
         eraseConnection(input);
     }
+    /// Whether anybody takes what is sent: a result that costs something need not be computed for nobody.
+    /// [layout thread, or synchronizers disabled]
+    bool isAttached() const { return !attached_.empty(); }
     /// Where samples go: every attached pin whose filter is in a layout, in the order in which they are
     /// served.
     std::vector<ConnectionRecord> connections() const {
