@@ -2,64 +2,118 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
+#include <span>
 #include <stdexcept>
-
-#include "orientation/convergence/ErrorBand.h"
 
 namespace Kavelin::OrientationInternal {
 
 namespace {
 
-constexpr std::size_t kPatience = 256;  // visits in the blocks after which errors are put into the index
-constexpr std::size_t kIndexedAtOnce = 1024;  // errors, so that no single question pays for the whole list
+// Beyond it, the order of the additions decides whether a sum overflows.
+constexpr double kHugeMagnitude = 1e290;
 
 }  // namespace
+
+void ConvergenceHistory::Sum::add(double value) {
+    const double total = sum + value;
+    error += std::abs(sum) >= std::abs(value) ? (sum - total) + value : (value - total) + sum;
+    sum = total;
+}
 
 void ConvergenceHistory::clear() {
     times_.clear();
     errors_.clear();
-    recentMean_.clear();
+    ordered_.clear();
     blocks_.clear();
-    newestNaN_ = 0;
-    byMagnitude_.clear();
-    indexed_ = 1;
 }
 
 void ConvergenceHistory::appendError(double error) {
-    const std::size_t index = errors_.size();
-    if (index >> 31 != 0) throw std::length_error("a recording holds at most 2^31 errors: reset it");
+    if (errors_.size() % kBlockSize == 0) blocks_.emplace_back();
     errors_.push_back(error);
-    recentMean_.advance(errors_);
-    blocks_.advance(errors_);
-    if (index > 0 && std::isnan(error)) newestNaN_ = index;
+    Block& block = blocks_.back();
+    block.sum.add(error);
+    if (std::isnan(error)) {
+        ordered_.push_back(error);
+        return;
+    }
+    const auto begin = ordered_.begin() + static_cast<std::ptrdiff_t>((blocks_.size() - 1) * kBlockSize);
+    const auto end = begin + static_cast<std::ptrdiff_t>(block.numbers);
+    ordered_.insert(std::upper_bound(begin, end, std::abs(error)), std::abs(error));
+    ++block.numbers;
 }
 
 std::optional<double> ConvergenceHistory::finalError() const {
-    if (errors_.size() < 4) return std::nullopt;
-    return std::abs(recentMean_.mean(errors_));
+    const std::size_t count = errors_.size() / 4;
+    if (count == 0) return std::nullopt;
+    return std::abs(meanOfLast(count));
 }
 
-std::optional<std::size_t> ConvergenceHistory::entryIntoBand(double finalError, double threshold) {
-    const ErrorBand band = ErrorBand::around(finalError, threshold);
-    const std::size_t outside = blocks_.lastOutside(errors_, 1, newestInside(band), band).index;
+double ConvergenceHistory::meanOfLast(std::size_t count) const {
+    const std::span<const double> window = std::span(errors_).last(count);
+    const auto plain = [&] {
+        return std::accumulate(window.begin(), window.end(), 0.0) / static_cast<double>(count);
+    };
+    if (count <= kPlainCount) return plain();
+    Sum sum;
+    bool ordinary = true;
+    for (std::size_t i = errors_.size() - count; i < errors_.size();) {
+        if (i % kBlockSize != 0) {
+            ordinary = ordinary && !(std::abs(errors_[i]) > kHugeMagnitude);
+            sum.add(errors_[i++]);
+            continue;
+        }
+        const Block& block = blocks_[i / kBlockSize];
+        ordinary = ordinary && !(block.numbers > 0 && ordered_[i + block.numbers - 1] > kHugeMagnitude);
+        sum.add(block.sum.sum);
+        sum.error += block.sum.error;
+        i += kBlockSize;
+    }
+    return ordinary ? (sum.sum + sum.error) / static_cast<double>(count) : plain();
+}
+
+std::optional<std::size_t> ConvergenceHistory::entryIntoBand(double finalError, double threshold) const {
+    const Band band{finalError - threshold, finalError + threshold};
+    const std::size_t inside = searchBack(
+        errors_.size(), [&](std::size_t block) { return hasInside(block, band); },
+        [&](double magnitude) { return !band.excludes(magnitude); });
+    const std::size_t outside = searchBack(
+        inside, [&](std::size_t block) { return hasOutside(block, band); },
+        [&](double magnitude) { return band.excludes(magnitude); });
     return outside == 0 ? std::nullopt : std::optional(outside);
 }
 
-std::size_t ConvergenceHistory::newestInside(const ErrorBand& band) {
-    const std::size_t floor = std::max(indexed_, newestNaN_ + 1);
-    const auto [inside, visits] = blocks_.lastInside(errors_, floor, errors_.size(), band);
-    if (visits > kPatience) indexMore();
-    if (inside > 0) return inside;
-    const ErrorBand::KeyRange keys = band.insideKeys();
-    return std::max(byMagnitude_.find(keys.first, keys.last), newestNaN_);
+bool ConvergenceHistory::hasInside(std::size_t block, const Band& band) const {
+    const std::size_t first = block * kBlockSize;
+    const std::size_t numbers = blocks_[block].numbers;
+    if (numbers < std::min(kBlockSize, errors_.size() - first)) return true;
+    const auto begin = ordered_.begin() + static_cast<std::ptrdiff_t>(first);
+    const auto end = begin + static_cast<std::ptrdiff_t>(numbers);
+    const auto aboveLower =
+        std::partition_point(begin, end, [&](double magnitude) { return magnitude <= band.lower; });
+    return aboveLower != end && !(*aboveLower >= band.upper);
 }
 
-void ConvergenceHistory::indexMore() {
-    const std::size_t end = std::min(errors_.size(), indexed_ + kIndexedAtOnce);
-    for (; indexed_ < end; ++indexed_) {
-        if (!std::isnan(errors_[indexed_]))
-            byMagnitude_.insert(ErrorBand::keyOf(errors_[indexed_]), indexed_);
+bool ConvergenceHistory::hasOutside(std::size_t block, const Band& band) const {
+    const std::size_t first = block * kBlockSize;
+    const std::size_t numbers = blocks_[block].numbers;
+    return numbers > 0 && (band.excludes(ordered_[first]) || band.excludes(ordered_[first + numbers - 1]));
+}
+
+/// The last error before `end` that fits; 0 when none does, error 0 left out. Blocks that do not fit are passed over.
+template <typename BlockFits, typename ErrorFits>
+std::size_t ConvergenceHistory::searchBack(std::size_t end, BlockFits blockFits, ErrorFits errorFits) const {
+    while (end > 1) {
+        const std::size_t block = (end - 1) / kBlockSize;
+        const std::size_t first = block * kBlockSize;
+        if (blockFits(block)) {
+            for (std::size_t i = end; i-- > std::max<std::size_t>(first, 1);) {
+                if (errorFits(std::abs(errors_[i]))) return i;
+            }
+        }
+        end = first;
     }
+    return 0;
 }
 
 double ConvergenceHistory::timeOfEntry(std::size_t entry) const {

@@ -41,6 +41,11 @@ std::vector<Stream> streams() {
         {"zeros of both signs after motion",
          [](Random& r, std::size_t i) { return i < 60 ? uniform(r, 1, 9) : (chance(r, 0.5) ? 0.0 : -0.0); }},
         {"slow drift", [=](Random& r, std::size_t i) { return 1e-3 * now(i) + uniform(r, 0, 0.05); }},
+        {"settled three times, with outliers",
+         [](Random& r, std::size_t i) {
+             const double level = i < 900 ? 3.0 : (i < 2100 ? 1.0 : 2.0);
+             return level + uniform(r, -0.2, 0.2) + (chance(r, 0.001) ? 30.0 : 0.0);
+         }},
     };
 }
 
@@ -55,52 +60,26 @@ bool sameMean(double a, double b, const std::vector<double>& errors) {
 
 TEST(ConvergenceHistory, AnswersAsThePlainScanForEveryBandAtEveryLength) {
     const std::vector<double> thresholds{0.0, 1e-3, 0.25, 1.0, 40.0, 180.0};
-    std::size_t found = 0;
     for (const Stream& stream : streams()) {
-        for (const unsigned seed : {1U, 2U, 3U}) {
-            SCOPED_TRACE(stream.name + ", seed " + std::to_string(seed));
-            std::mt19937 random(seed);
-            ConvergenceHistory history;
-            PlainConvergenceScan plain;
-            for (std::size_t i = 0; i < 700; ++i) {
-                const double error = stream.next(random, i);
-                history.appendError(error);
-                plain.errors.push_back(error);
-                const auto mean = history.finalError();
-                const auto expected = plain.finalError();
-                ASSERT_EQ(mean.has_value(), expected.has_value());
-                if (!expected) continue;
-                ASSERT_TRUE(sameMean(*mean, *expected, plain.errors))
-                    << i << ": " << *mean << ", " << *expected;
-                // the band itself is given to both, so that the last digit of the mean does not decide
-                const double threshold = thresholds[random() % thresholds.size()];
-                const double center =
-                    chance(random, 0.2) ? std::abs(plain.errors[random() % (i + 1)]) : *expected;
-                const auto entry = history.entryIntoBand(center, threshold);
-                ASSERT_EQ(entry, plain.entryIntoBand(center, threshold))
-                    << i << ": " << center << " +- " << threshold;
-                found += entry.has_value() ? 1 : 0;
-            }
-        }
-    }
-    EXPECT_GT(found, 5000U);  // the streams do reach the interesting branch
-}
-
-TEST(ConvergenceHistory, AnswersAsThePlainScanInALongRecording) {
-    std::mt19937 random(7);
-    ConvergenceHistory history;
-    PlainConvergenceScan plain;
-    for (std::size_t i = 0; i < 40000; ++i) {
-        // three settled phases, each with outliers, so that the entry lies anywhere from near to far back
-        const double level = i < 9000 ? 3.0 : (i < 21000 ? 1.0 : 2.0);
-        const double error = level + uniform(random, -0.2, 0.2) + (chance(random, 0.0003) ? 30.0 : 0.0);
-        history.appendError(error);
-        plain.errors.push_back(error);
-        if (i % 97 != 0 || i < 4) continue;
-        const double mean = *plain.finalError();
-        ASSERT_NEAR(*history.finalError(), mean, 1e-12 * mean) << i;
-        for (const double threshold : {0.01, 0.19, 0.5, 20.0}) {
-            ASSERT_EQ(history.entryIntoBand(mean, threshold), plain.entryIntoBand(mean, threshold)) << i;
+        SCOPED_TRACE(stream.name);
+        std::mt19937 random(1);
+        ConvergenceHistory history;
+        PlainConvergenceScan plain;
+        for (std::size_t i = 0; i < 4000; ++i) {
+            const double error = stream.next(random, i);
+            history.appendError(error);
+            plain.errors.push_back(error);
+            const auto mean = history.finalError();
+            const auto expected = plain.finalError();
+            ASSERT_EQ(mean.has_value(), expected.has_value());
+            if (!expected) continue;
+            ASSERT_TRUE(sameMean(*mean, *expected, plain.errors)) << i << ": " << *mean << ", " << *expected;
+            // the band itself is given to both, so that the last digit of the mean does not decide
+            const double threshold = thresholds[random() % thresholds.size()];
+            const double center =
+                chance(random, 0.2) ? std::abs(plain.errors[random() % (i + 1)]) : *expected;
+            ASSERT_EQ(history.entryIntoBand(center, threshold), plain.entryIntoBand(center, threshold))
+                << i << ": " << center << " +- " << threshold;
         }
     }
 }
@@ -140,24 +119,6 @@ TEST(ConvergenceHistory, TakesTheTimeOneBeforeTheEntryAndRefusesWhatIsNotThere) 
     EXPECT_EQ(history.timeOfEntry(1), 0.0);
     EXPECT_EQ(history.timeOfEntry(3), 1.5);
     EXPECT_EQ(refusal(4), "std::out_of_range: invalid vector<T> subscript");
-}
-
-TEST(NewestInRange, FindsTheNewestOfEqualKeysAndOfWholeAndBrokenRanges) {
-    std::mt19937_64 random(11);
-    for (const unsigned bits : {3U, 10U, 63U}) {
-        SCOPED_TRACE(bits);
-        NewestInRange index;
-        std::vector<std::uint64_t> keys{0};  // entry 0 is never inserted
-        for (std::size_t i = 1; i < 3000; ++i) {
-            keys.push_back(random() >> (64 - bits));
-            index.insert(keys.back(), i);
-            std::uint64_t first = random() >> (64 - bits), last = random() >> (64 - bits);
-            if (i % 3 == 0) last = first + (random() >> (64 - bits) >> 7);
-            std::size_t expected = i;
-            while (expected > 0 && (keys[expected] < first || keys[expected] > last)) --expected;
-            ASSERT_EQ(index.find(first, last), expected) << i << ": " << first << " to " << last;
-        }
-    }
 }
 
 }  // namespace
