@@ -2,20 +2,17 @@
 
 #include <cmath>
 
-#include "attitude/rotation/AngleConstants.h"
+#include "attitude/rotation/Angles.h"
 #include "attitude/rotation/QuaternionAlgebra.h"
 
 namespace Kavelin::RecordingIO {
 
 namespace {
 
+using OrientationInternal::conjugate;
 using OrientationInternal::kRadiansToDegrees;
-using OrientationInternal::kTwoPi;
 using OrientationInternal::quaternionProduct;
-
-Quaternion conjugated(const Quaternion& q) { return {q[0], -q[1], -q[2], -q[3]}; }
-
-double wrapped(double angle) { return std::remainder(angle, kTwoPi); }
+using OrientationInternal::wrapped;
 
 double rootMeanDegrees(double sum, std::uint64_t count) {
     return count == 0 ? 0.0 : std::sqrt(sum / static_cast<double>(count)) * kRadiansToDegrees;
@@ -56,11 +53,11 @@ std::optional<PairErrors> AttitudeErrors::add(const Quaternion& estimate, const 
     const Quaternion truth = reference / norm;
     Quaternion aligned = estimate;
     if (alignment_ == Alignment::kStart) {
-        if (!hasStart_) start_ = quaternionProduct(truth, conjugated(estimate));
+        if (!hasStart_) start_ = quaternionProduct(truth, conjugate(estimate));
         hasStart_ = true;
         aligned = quaternionProduct(start_, estimate);
     }
-    const PairErrors errors = PairErrors::of(quaternionProduct(aligned, conjugated(truth)));
+    const PairErrors errors = PairErrors::of(quaternionProduct(aligned, conjugate(truth)));
     if (!counts) return errors;
     ++count_;
     if (alignment_ == Alignment::kHeading) {

@@ -3,26 +3,21 @@
 #include <algorithm>
 #include <cmath>
 
+#include "attitude/rotation/ExponentialMap.h"
 #include "attitude/rotation/QuaternionAlgebra.h"
 
 namespace Kavelin::RecordingIO {
 
 namespace {
 
+using OrientationInternal::conjugate;
 using OrientationInternal::quaternionProduct;
+using OrientationInternal::rotationVectorFromQuaternion;
 
 const double kStart = 5.0;        // s, in which an estimate may still settle
 const double kForceTime = 3.0;    // s, averaging time of the specific force
 const double kWindow = 10.0;      // s
 const double kLongestStep = 0.2;  // s
-
-/// Rotation vector of a small rotation; exact enough up to some 2 rad.
-Vector3 rotationVector(Quaternion q) {
-    if (q[0] < 0.0) q = -q;
-    const Vector3 v = q.tail<3>();
-    const double sine = v.norm();
-    return sine < 1e-12 ? Vector3(2.0 * v) : Vector3(2.0 * std::atan2(sine, q[0]) / sine * v);
-}
 
 }  // namespace
 
@@ -38,8 +33,7 @@ void EstimateWatch::add(double t, const Quaternion& q, const std::optional<Vecto
     const bool isContinuous = step > 0.0 && step < kLongestStep;
     const Matrix3 rotation = OrientationInternal::quaternionToRotation(q);
     if (isContinuous) {
-        const Quaternion before(last_[0], -last_[1], -last_[2], -last_[3]);
-        const Vector3 turn = rotationVector(quaternionProduct(before, q));
+        const Vector3 turn = rotationVectorFromQuaternion(quaternionProduct(conjugate(last_), q));
         turned_ += turn.norm();
         if (counts) correction_ += rotation * (turn - (angle - lastAngle_ - step * bias));
     }

@@ -1,9 +1,9 @@
 #include "evaluation/EvidenceCollector.h"
 
-#include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
 
+#include "attitude/rotation/EarthFrame.h"
 #include "attitude/rotation/QuaternionAlgebra.h"
 
 namespace Kavelin::RecordingIO {
@@ -108,7 +108,7 @@ void EvidenceCollector::findStart(const ResultSample& sample) {
     const Vector3 up = OrientationInternal::quaternionToRotation(*sample.attitude) * *sample.acceleration;
     if (!up.allFinite() || up.norm() <= 0.0) return;
     hasStart_ = true;
-    start_ = OrientationInternal::fromEigen(Eigen::Quaterniond::FromTwoVectors(up, Vector3::UnitZ()));
+    start_ = OrientationInternal::fromEigen(OrientationInternal::attitudeFromGravity(up));
 }
 
 Evidence EvidenceCollector::evidence() const {

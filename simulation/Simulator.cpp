@@ -8,13 +8,17 @@
 
 #include "attitude/rotation/AngleConstants.h"
 #include "attitude/rotation/QuaternionAlgebra.h"
+#include "attitude/rotation/VectorLength.h"
 
 namespace Kavelin::RecordingIO {
 
 namespace {
 
+using OrientationInternal::conjugate;
 using OrientationInternal::kPi;
+using OrientationInternal::lengthOf;
 using OrientationInternal::quaternionProduct;
+using OrientationInternal::rotate;
 
 // Taylor series, exact to the last bits for |x| below pi / 2; the mathematical library's last bit differs
 // from machine to machine, these do not.
@@ -32,9 +36,9 @@ double cosine(double x) {
     return sum;
 }
 
-/// Quaternion of the rotation vector `r`. Longer turns than half a turn a row are cut: no hand makes them.
+/// Quaternion of the rotation vector `r`: an exponential of its own, with the same bits on every machine. Longer turns than half a turn a row are cut: no hand makes them.
 Quaternion quaternionOf(const Vector3& r) {
-    const double half = 0.5 * std::sqrt(r.x() * r.x() + r.y() * r.y() + r.z() * r.z());
+    const double half = 0.5 * lengthOf(r);
     const double bounded = std::min(half, 0.5 * kPi);
     const double factor = half > 0.0 ? 0.5 * sine(bounded) / half : 0.5;
     return {cosine(bounded), factor * r.x(), factor * r.y(), factor * r.z()};
@@ -74,14 +78,6 @@ Vector3 earthField(double norm, double dipDegrees) {
 }
 
 }  // namespace
-
-Vector3 turned(const Quaternion& q, const Vector3& v) {
-    const Vector3 u(q[1], q[2], q[3]);
-    const Vector3 t = 2.0 * u.cross(v);
-    return v + q[0] * t + u.cross(t);
-}
-
-Vector3 turnedBack(const Quaternion& q, const Vector3& v) { return turned({q[0], -q[1], -q[2], -q[3]}, v); }
 
 SmoothNoise::SmoothNoise(double timeConstant, double step)
     : gain_(step / (timeConstant + step)), scale_(1.0) {
@@ -147,12 +143,12 @@ bool Simulator::next(SimulatedRow& row) {
 
 void Simulator::sense(double t, SensorValues& values) {
     const Vector3 force = accelerationEarth_ + burst(t) + Vector3(0.0, 0.0, options_.gravity);
-    values.acceleration = turnedBack(attitude_, force);
+    values.acceleration = rotate(conjugate(attitude_), force);
     const Vector3 accelerationNoise = noise(options_.accelerometerNoise);
     values.rate = rate_;
     const Vector3 rateNoise = noise(options_.gyroNoise);
     const Vector3 fieldNoise = noise(options_.magnetometerNoise);
-    values.field = turnedBack(attitude_, fieldEarth_ + disturbance(t) + faults_.magnetAt(t));
+    values.field = rotate(conjugate(attitude_), fieldEarth_ + disturbance(t) + faults_.magnetAt(t));
     faults_.distort(values);
     values.acceleration += accelerationNoise;
     values.rate += bias_;
@@ -196,7 +192,7 @@ Vector3 Simulator::noise(double deviation) {
 
 Vector3 Simulator::direction() {
     const Vector3 v = noise(1.0);
-    const double norm = std::sqrt(v.x() * v.x() + v.y() * v.y() + v.z() * v.z());
+    const double norm = lengthOf(v);
     return norm > 0.0 ? Vector3(v / norm) : Vector3(0.0, 0.0, 1.0);
 }
 

@@ -121,9 +121,4 @@ private:
     Quaternion attitude_;
 };
 
-/// Turns a vector of the sensor frame into the earth frame, and back, by the unit quaternion q = (w, x, y,
-/// z).
-Vector3 turned(const Quaternion& q, const Vector3& v);
-Vector3 turnedBack(const Quaternion& q, const Vector3& v);
-
 }  // namespace Kavelin::RecordingIO

@@ -5,7 +5,7 @@
 
 #include "attitude/detection/SampleLimits.h"
 #include "attitude/rotation/EarthFrame.h"
-#include "attitude/rotation/SmallRotation.h"
+#include "attitude/rotation/ExponentialMap.h"
 
 namespace Kavelin::OrientationInternal {
 

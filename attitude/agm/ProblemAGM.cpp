@@ -17,7 +17,8 @@ struct Square {
     double at[4][4];
 };
 
-// diagonal I + Omega(x, y, z), the matrix of the quaternion product from the right.
+// diagonal I + Omega(x, y, z), the matrix of the quaternion product from the right. The transition is made of it, not by
+// ExponentialMap.h: the solver needs the matrix, and the bits of this version's results depend on its form.
 Square rateMatrix(double diagonal, double x, double y, double z) {
     return {{{diagonal, -x, -y, -z}, {x, diagonal, z, -y}, {y, -z, diagonal, x}, {z, y, -x, diagonal}}};
 }

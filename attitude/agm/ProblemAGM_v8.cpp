@@ -4,7 +4,7 @@
 #include <cmath>
 #include <sstream>
 
-#include "attitude/rotation/SmallRotation.h"
+#include "attitude/rotation/ExponentialMap.h"
 #include "settings/IniFile.h"
 
 namespace Kavelin::OrientationInternal {

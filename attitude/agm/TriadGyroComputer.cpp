@@ -3,9 +3,29 @@
 #include <cmath>
 #include <limits>
 
+#include "attitude/rotation/ExponentialMap.h"
 #include "attitude/rotation/QuaternionAlgebra.h"
 
 namespace Kavelin::OrientationInternal {
+
+namespace {
+
+/// Turns `q` (sensor to reference) by the constant rate of one step, exactly, and divides it by its norm.
+/// The bits of this filter's results depend on these operations in this order: not the exponential of ExponentialMap.h.
+/// @param rate rad/s, sensor frame; at a norm of kFirstOrderRate or less the step is taken to first order.
+/// @param dt   s, of either sign.  A zero quaternion gives NaN.
+/// Source: Wertz, Spacecraft Attitude Determination and Control, 1978, section 17.1.
+Quaternion propagateQuaternion(const Quaternion& q, const Vector3& rate, double dt) {
+    const double norm = rate.norm();
+    const bool firstOrder = !(norm > kFirstOrderRate);
+    const double keep = firstOrder ? 1.0 : std::cos(norm * dt / 2);
+    const double turn = firstOrder ? dt / 2 : std::sin(norm * dt / 2) / norm;
+    const Quaternion rateQuaternion(0.0, rate.x(), rate.y(), rate.z());
+    const Quaternion next = keep * q + turn * quaternionProduct(q, rateQuaternion);
+    return next / next.norm();
+}
+
+}  // namespace
 
 void TriadGyroComputer::reset(bool absolute) {
     collected_ = Collected{};

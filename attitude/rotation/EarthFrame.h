@@ -4,14 +4,14 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Attitude (sensor to East, North, Up) from two directions given in the sensor frame.
+/// R_earth_sensor (to East, North, Up) from two directions given in the sensor frame.
 /// @param up, north unit vectors, normal to each other (not checked). Never throws. [any thread]
-inline Eigen::Quaterniond attitudeFromAxes(const Eigen::Vector3d& up, const Eigen::Vector3d& north) {
+inline Eigen::Matrix3d earthFrameFromAxes(const Eigen::Vector3d& up, const Eigen::Vector3d& north) {
     Eigen::Matrix3d R_earth_sensor;
     R_earth_sensor.row(0) = north.cross(up);
     R_earth_sensor.row(1) = north;
     R_earth_sensor.row(2) = up;
-    return Eigen::Quaterniond(R_earth_sensor);
+    return R_earth_sensor;
 }
 
 /// Attitude that turns `gravity` (sensor frame, not zero) onto Up by the shortest turn: its heading is
@@ -31,7 +31,7 @@ inline Eigen::Quaterniond attitudeFromGravityAndField(const Eigen::Vector3d& gra
     const Eigen::Vector3d horizontal = field - up * up.dot(field);
     const double length = horizontal.norm();
     if (!(length > kSmallestHorizontalPart * field.norm())) return attitudeFromGravity(gravity);
-    return attitudeFromAxes(up, horizontal / length);
+    return Eigen::Quaterniond(earthFrameFromAxes(up, horizontal / length));
 }
 
 }  // namespace Kavelin::OrientationInternal

@@ -3,9 +3,15 @@
 #include <Eigen/Core>
 #include <Eigen/Geometry>
 
+/// The rotation room. What is here once: the exponential and the logarithm of rotations (ExponentialMap.h), products
+/// and matrices of quaternions (QuaternionAlgebra.h), interpolation (Slerp.h), frames from two directions
+/// (EarthFrame.h, and for the filters of the first versions AbsoluteAttitudeComputer.h), wrapping (Angles.h). A form
+/// that must keep bits of its own stands beside its only user and says so.
+///
 /// Conventions of every rotation in the project:
 /// - a 3x3 matrix is row-major, element (r, c) at index 3r + c of its storage;
 /// - a quaternion is w, x, y, z in that order, Hamilton product, unit norm unless said otherwise;
+/// - an angle is in radians, and turns are right-handed;
 /// - R_ref_sensor takes coordinates in the sensor frame to coordinates in the reference frame, so that inner
 ///   names cancel: R_a_c = R_a_b * R_b_c.
 namespace Kavelin::OrientationInternal {

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "attitude/rotation/AngleConstants.h"
+#include "attitude/rotation/Angles.h"
 
 namespace Kavelin::OrientationInternal::SO3 {
 
@@ -15,9 +15,6 @@ inline double horizontalLength(const Eigen::Vector3d& v) { return std::sqrt(v.x(
 
 /// Angle east of north, rad, [-pi, pi]; 0 for a vertical vector.
 inline double azimuthOf(const Eigen::Vector3d& v) { return std::atan2(v.x(), v.y()); }
-
-/// Any angle brought to [-pi, pi]. @param angle rad.
-inline double wrapped(double angle) { return std::remainder(angle, kTwoPi); }
 
 /// A turn about Up; a positive angle takes East towards North. Turning a vector by its azimuth takes it to
 /// North.

@@ -1,6 +1,6 @@
 #include "attitude/so3/LevelStart.h"
 
-#include "attitude/rotation/SmallRotation.h"
+#include "attitude/rotation/ExponentialMap.h"
 #include "attitude/so3/Azimuth.h"
 
 namespace Kavelin::OrientationInternal::SO3 {

@@ -2,7 +2,7 @@
 
 #include <Eigen/Geometry>
 
-#include "attitude/rotation/SmallRotation.h"
+#include "attitude/rotation/ExponentialMap.h"
 
 namespace Kavelin::OrientationInternal::SO3 {
 

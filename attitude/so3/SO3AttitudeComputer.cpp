@@ -5,7 +5,7 @@
 
 #include "attitude/detection/SampleLimits.h"
 #include "attitude/rotation/AngleConstants.h"
-#include "attitude/rotation/SmallRotation.h"
+#include "attitude/rotation/ExponentialMap.h"
 #include "attitude/so3/Azimuth.h"
 
 namespace Kavelin::OrientationInternal {

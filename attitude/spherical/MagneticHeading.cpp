@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "attitude/rotation/SmallRotation.h"
+#include "attitude/rotation/Angles.h"
 
 namespace Kavelin::OrientationInternal {
 

@@ -4,7 +4,9 @@
 #include <cmath>
 
 #include "attitude/detection/SampleLimits.h"
-#include "attitude/rotation/SmallRotation.h"
+#include "attitude/rotation/EarthFrame.h"
+#include "attitude/rotation/ExponentialMap.h"
+#include "attitude/rotation/QuaternionAlgebra.h"
 
 namespace Kavelin::OrientationInternal {
 
@@ -130,10 +132,7 @@ void SphericalAttitudeComputer::correctHeading(double dt, double rateSquared, co
 }
 
 void SphericalAttitudeComputer::compose(const Eigen::Vector3d* acc_I) {
-    Eigen::Matrix3d R_E_I;
-    R_E_I.row(0) = state_.north.cross(state_.up);
-    R_E_I.row(1) = state_.north;
-    R_E_I.row(2) = state_.up;
+    const Eigen::Matrix3d R_E_I = earthFrameFromAxes(state_.up, state_.north);
     Eigen::Quaterniond attitude = Eigen::Quaterniond(R_E_I) * state_.q_I_B;
     renormalise(attitude);
     if (attitude.dot(state_.attitude) < 0.0) attitude.coeffs() = -attitude.coeffs();

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "attitude/rotation/AbsoluteAttitudeComputer.h"
-#include "attitude/rotation/QuaternionAlgebra.h"
+#include "attitude/rotation/ExponentialMap.h"
 
 namespace Kavelin::OrientationInternal {
 

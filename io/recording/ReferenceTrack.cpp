@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "attitude/rotation/Slerp.h"
+
 namespace Kavelin::RecordingIO {
 
 namespace {
@@ -45,7 +47,7 @@ std::optional<Quaternion> ReferenceTrack::at(double time) {
     if (!before_ || before_->time > time) return std::nullopt;
     const double step = after_->time - before_->time;
     if (step > kLongestStep) return std::nullopt;
-    return onTheArc(before_->attitude, after_->attitude, (time - before_->time) / step);
+    return OrientationInternal::slerp(before_->attitude, after_->attitude, (time - before_->time) / step);
 }
 
 /// Rows without a quaternion are passed over: the step across them decides.
@@ -89,15 +91,6 @@ bool Intervals::contains(double time) const {
     return always_ || std::any_of(intervals_.begin(), intervals_.end(), [time](const auto& interval) {
                return interval.first <= time && time < interval.second;
            });
-}
-
-Quaternion onTheArc(const Quaternion& a, const Quaternion& b, double share) {
-    const double cosine = a.dot(b);
-    const Quaternion nearer = cosine < 0.0 ? Quaternion(-b) : b;
-    const double angle = std::acos(std::min(1.0, std::abs(cosine)));
-    // Below that the arc is its chord to double precision.
-    if (angle < 1e-6) return (a + share * (nearer - a)).normalized();
-    return (std::sin((1.0 - share) * angle) * a + std::sin(share * angle) * nearer) / std::sin(angle);
 }
 
 }  // namespace Kavelin::RecordingIO

@@ -56,8 +56,4 @@ private:
     std::vector<std::pair<double, double>> intervals_;  // [from, to)
 };
 
-/// The rotation at `share` of the way from a to b along the shorter arc.  Unit norm assumed.
-/// Source: Shoemake, SIGGRAPH 1985.
-Quaternion onTheArc(const Quaternion& a, const Quaternion& b, double share);
-
 }  // namespace Kavelin::RecordingIO

@@ -3,12 +3,14 @@
 #include <cmath>
 #include <utility>
 
-#include "io/recording/ReferenceTrack.h"
+#include "attitude/rotation/Slerp.h"
 
 namespace Kavelin::RecordingIO {
 
 using Core::Matrix;
-using Matrix3 = Eigen::Matrix<double, 3, 3, Eigen::RowMajor>;
+using OrientationInternal::Matrix3;
+using OrientationInternal::Quaternion;
+using OrientationInternal::slerp;
 
 namespace {
 
@@ -34,9 +36,9 @@ void interpolate(const Matrix& a, const Matrix& b, double share, Matrix& value) 
     if (isQuaternion(a) && isQuaternion(b)) {
         value.resize(1, 4);
         Quaternion::Map(value.data()) =
-            onTheArc(Quaternion::Map(a.data()).normalized(), Quaternion::Map(b.data()).normalized(), share);
+            slerp(Quaternion::Map(a.data()).normalized(), Quaternion::Map(b.data()).normalized(), share);
     } else if (isRotation(a) && isRotation(b)) {
-        const Quaternion q = onTheArc(quaternionOf(a), quaternionOf(b), share);
+        const Quaternion q = slerp(quaternionOf(a), quaternionOf(b), share);
         value.resize(3, 3);
         Matrix3::Map(value.data()) = Eigen::Quaterniond(q[0], q[1], q[2], q[3]).toRotationMatrix();
     } else {

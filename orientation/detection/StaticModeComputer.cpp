@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "orientation/detection/VectorLength.h"
+#include "attitude/rotation/VectorLength.h"
 
 namespace Kavelin::OrientationInternal {
 

@@ -7,12 +7,6 @@
 
 namespace Kavelin::OrientationInternal {
 
-namespace {
-
-Quaternion conjugate(const Quaternion& q) { return {q[0], -q[1], -q[2], -q[3]}; }
-
-}  // namespace
-
 AngleDG AngleDGComputer::compute(const Quaternion& q_earth_d, const Quaternion& q_earth_g) {
     const Quaternion r_d_g = quaternionProduct(conjugate(q_earth_d), q_earth_g);
     if (referenceRequested_) {

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "attitude/rotation/VectorLength.h"
+
 namespace Kavelin::OrientationInternal {
 
 namespace {
@@ -25,9 +27,9 @@ Matrix4 rateMatrix(const Vector3& rate) {
 }
 
 Matrix4 transitionMatrix(const Vector3& rate, double dt) {
-    const double norm = std::sqrt(rate.x() * rate.x() + rate.y() * rate.y() + rate.z() * rate.z());
+    const double norm = lengthOf(rate);
     const double half = dt * 0.5;
-    if (norm > kSmallestClosedFormRate) {
+    if (norm > kFirstOrderRate) {
         return std::cos(norm * half) * Matrix4::Identity() +
                (std::sin(norm * half) / norm) * rateMatrix(rate);
     }

@@ -1,21 +1,17 @@
 #pragma once
 
-#include "attitude/rotation/RotationTypes.h"
+#include "attitude/rotation/ExponentialMap.h"
 
 namespace Kavelin::OrientationInternal {
 
 using Matrix4 = Eigen::Matrix4d;
 
-/// Rate norm, rad per time unit, above which the transition is the closed form and not its first-order
-/// series.
-inline constexpr double kSmallestClosedFormRate = 1e-9;
-
 /// Builds the matrix W of the quaternion kinematics dv/dt = W v / 2, for v written x, y, z, w.
 /// @param rate rad per time unit, sensor frame.  @return 4x4, skew-symmetric.  Never throws.
 Matrix4 rateMatrix(const Vector3& rate);
 
-/// Computes exp(W dt / 2), the turn of a constant rate during `dt`, for a quaternion written x, y, z, w.
-/// @param rate rad per time unit, sensor frame; at a norm up to kSmallestClosedFormRate, and when the norm is
+/// Computes exp(W dt / 2) as a matrix, which the bits of the filter's results depend on: the turn of a constant rate during `dt`, for a quaternion written x, y, z, w.
+/// @param rate rad per time unit, sensor frame; at a norm up to kFirstOrderRate, and when the norm is
 /// not
 ///             a number, I + W dt / 2 is taken.
 /// @param dt   same time unit, of either sign.  Never throws.

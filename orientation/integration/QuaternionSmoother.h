@@ -12,6 +12,9 @@ namespace Kavelin::OrientationInternal {
 /// throws.
 Quaternion quaternionInverse(const Quaternion& q);
 
+/// Logarithm and exponential of a quaternion of any norm, which belong to this smoother; those of rotations are in
+/// attitude/rotation/ExponentialMap.h.
+///
 /// Computes the logarithm of `q` (w, x, y, z): the natural logarithm of its norm, then half its rotation
 /// vector (rad). A zero vector part gives a zero vector part, for a negative w too.  Never throws.
 Quaternion quaternionLogarithm(const Quaternion& q);

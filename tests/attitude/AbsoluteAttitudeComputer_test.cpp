@@ -1,6 +1,7 @@
 #include "attitude/rotation/AbsoluteAttitudeComputer.h"
 
 #include "attitude/rotation/AngleConstants.h"
+#include "attitude/rotation/ExponentialMap.h"
 #include "attitude/rotation/QuaternionAlgebra.h"
 #include "support/Matchers.h"
 #include "support/RotationCases.h"
@@ -24,8 +25,12 @@ TEST(AbsoluteAttitudeComputer, AgreesWithEigenOnEveryHardRotation) {
         EXPECT_THAT(q, isSameRotationAs(r, 1e-12));
         EXPECT_THAT(quaternionToRotation(q), isNearMatrix(r, 1e-12));
         EXPECT_THAT(quaternionProduct(start, q), isSameRotationAs(toEigen(start).matrix() * r, 1e-12));
-        EXPECT_THAT(propagateQuaternion(start, c.axis * c.angle / 0.25, 0.25),
-                    isSameRotationAs(toEigen(start).matrix() * r, 1e-12));
+        EXPECT_THAT(rotate(start, c.axis), isNearMatrix(toEigen(start) * c.axis, 1e-14));
+        const Quaternion turn = fromEigen(quaternionFromRotationVector(c.axis * c.angle));
+        EXPECT_THAT(turn, isSameRotationAs(r, 1e-12));
+        EXPECT_THAT(fromEigen(quaternionFromRotationVector(rotationVectorFromQuaternion(turn))),
+                    isSameRotationAs(r, 1e-12));
+        EXPECT_LE(rotationVectorFromQuaternion(turn).norm(), kPi + 1e-12);
         const Matrix3 frame = Computer::frameFromGravityAndField(r.transpose() * Vector3(0, 0, 9.81),
                                                                  r.transpose() * Vector3(20, 0, -40));
         EXPECT_THAT(frame, isNearMatrix(r, 1e-14));

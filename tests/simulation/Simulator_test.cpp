@@ -69,8 +69,8 @@ TEST(Simulator, isConsistentWithItsOwnTruth) {
     for (std::size_t i = 1; i < rows.size(); ++i) {
         ASSERT_NEAR(rows[i].attitude.norm(), 1.0, 1e-14);
         // Gravity and field, turned to the earth frame, stand still.
-        const Vector3 up = turned(rows[i].attitude, rows[i].acceleration);
-        const Vector3 field = turned(rows[i].attitude, rows[i].field);
+        const Vector3 up = OrientationInternal::rotate(rows[i].attitude, rows[i].acceleration);
+        const Vector3 field = OrientationInternal::rotate(rows[i].attitude, rows[i].field);
         ASSERT_NEAR((up - Vector3(0, 0, 9.81)).norm(), 0.0, 1e-12);
         ASSERT_NEAR(std::atan2(-field.z(), field.y()), 65.0 * M_PI / 180.0, 1e-12);
         ASSERT_NEAR(field.x(), 0.0, 1e-12);
@@ -139,7 +139,9 @@ const FaultRow kFaultRows[] = {
          o.faults.magnetTo = 6;
      },
      [](double t, auto& clean, auto& v) {
-         if (t >= 3 && t < 6) v.field += turnedBack(clean.attitude, {0, 0, 30});
+         if (t >= 3 && t < 6)
+             v.field +=
+                 OrientationInternal::rotate(OrientationInternal::conjugate(clean.attitude), {0, 0, 30});
      }},
     {"scale and offset of the gyroscope",
      [](auto& o) {
