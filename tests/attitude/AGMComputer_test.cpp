@@ -38,19 +38,6 @@ TEST(AGMComputer, Version6FlagsAMagnetAndHoldsTheFlag) {
     EXPECT_EQ(flags.share(2, 40, &AGMEstimate::accFlag), 0.0);
 }
 
-TEST(AGMComputer, Version6FlagsProperAccelerationAndRecovers) {
-    auto samples = recordDisturbed({.duration = 40, .rateBias = 0.005});
-    for (MotionSample& s : samples) {
-        if (s.t >= 10 && s.t < 12) s.acc += 12 * s.acc.normalized();
-    }
-    const Flags flags(samples);
-    EXPECT_EQ(flags.share(2, 10, &AGMEstimate::accFlag), 0.0);
-    EXPECT_EQ(flags.share(10, 12.09, &AGMEstimate::accFlag), 1.0) << "held for T_A";
-    EXPECT_EQ(flags.share(12.11, 40, &AGMEstimate::accFlag), 0.0);
-    VersionSix estimator;
-    EXPECT_LT(mean(errorsOver(estimator, samples), 10), 1.5);
-}
-
 // Deliberate: the model's prediction and the gating disagree in the accelerometer's sign, which draws the
 // tilt to the opposite attitude, even without noise and with the unit at rest.
 TEST(AGMComputer, Version5TiltRunsAway) {

@@ -77,40 +77,24 @@ bool same(const std::vector<Sent>& a, const std::vector<Sent>& b, double shift) 
     });
 }
 
+// A row, a longer row and three columns are taken by their first three elements; the other five shapes are not.
+std::vector<Matrix> shapesOf(const Matrix& v) {
+    Matrix longer(1, 5), tall = Matrix::Constant(5, 3, 99.0);
+    longer << v, 99, 99;
+    tall.row(0) = v;
+    return {v, longer, tall, v.transpose(), Matrix::Zero(2, 2), v.leftCols(2), Matrix(0, 3), Matrix()};
+}
+
 TYPED_TEST(FilterAGMAttitudeTest, ShapesByRows) {
-    const struct {
-        const char* rule;
-        bool accepted;
-        Matrix (*shaped)(const Matrix&);
-    } rows[] = {
-        {"row", true, [](const Matrix& v) { return v; }},
-        {"longer row: the first three", true,
-         [](const Matrix& v) {
-             return row({v(0), v(1), v(2), 99, 99});
-         }},
-        {"three columns: the first row", true,
-         [](const Matrix& v) {
-             Matrix m = Matrix::Constant(5, 3, 99.0);
-             m.row(0) = v;
-             return m;
-         }},
-        {"column", false, [](const Matrix& v) { return Matrix(v.transpose()); }},
-        {"two by two", false, [](const Matrix&) { return Matrix(Matrix::Zero(2, 2)); }},
-        {"row of two", false,
-         [](const Matrix& v) {
-             return row({v(0), v(1)});
-         }},
-        {"nothing in three columns", false, [](const Matrix&) { return Matrix(0, 3); }},
-        {"nothing", false, [](const Matrix&) { return Matrix(); }},
-    };
-    for (const auto& r : rows) {
-        SCOPED_TRACE(r.rule);
+    for (std::size_t shape = 0; shape < 8; ++shape) {
+        SCOPED_TRACE(shape);
         this->start();
-        const size_t sends = r.accepted ? this->h_.filter().getOutputPins().size() : 0;
-        EXPECT_EQ(this->send(11.0, r.shaped(kAcc)).size(), sends);
-        EXPECT_EQ(this->send(11.1, kAcc, r.shaped(kMag)).size(), sends);
-        EXPECT_EQ(this->send(11.2, kAcc, kMag, r.shaped(kStill)).size(), sends);
-        EXPECT_EQ(this->send(11.3).size(), this->h_.filter().getOutputPins().size());
+        const std::size_t all = this->h_.filter().getOutputPins().size();
+        const std::size_t sends = shape < 3 ? all : 0;
+        EXPECT_EQ(this->send(11.0, shapesOf(kAcc)[shape]).size(), sends);
+        EXPECT_EQ(this->send(11.1, kAcc, shapesOf(kMag)[shape]).size(), sends);
+        EXPECT_EQ(this->send(11.2, kAcc, kMag, shapesOf(kStill)[shape]).size(), sends);
+        EXPECT_EQ(this->send(11.3).size(), all);
         EXPECT_THAT(this->h_.sent("attitude")[0].value, isSameRotationAs(kIdentity, 1e-12));
     }
 }
@@ -208,59 +192,47 @@ TYPED_TEST(FilterAGMAttitudeTest, ATurnOfTheGyroscopeIsSensorToReference) {
     EXPECT_THAT(this->h_.sent("attitude")[0].value, isSameRotationAs(expected, 1e-6));
 }
 
-TYPED_TEST(FilterAGMAttitudeTest, AccelerometerFlagIsStrictAndHeld) {
+// |a x m|^2 is 10^2 30^2 = 90000 in the reference. A field along (30 - d, 0, ...) of the same norm makes the
+// consistency test's value 90000 d / 30 = 3000 d, against a threshold of 1800.
+Matrix shiftedField(double d) { return row({30 - d, 0, std::sqrt(2500 - (30 - d) * (30 - d))}); }
+
+TYPED_TEST(FilterAGMAttitudeTest, FlagsAreStrictAndHeldAsTheSettingsSay) {
+    struct Step {
+        double t;
+        Matrix acc, mag;
+        double accFlag, magFlag;
+    };
+    const struct {
+        const char* rule;
+        std::vector<Step> steps;
+    } rows[] = {
+        {"an acceleration off by the threshold, and by more, for 0.5 s",
+         {{11.0, row({0, 0, 11}), kMag, 0, 0},
+          {11.1, row({0, 0, 11.01}), kMag, 1, 0},
+          {11.5, kAcc, kMag, 1, 0},
+          {11.7, kAcc, kMag, 0, 0}}},
+        {"a field longer by the threshold, as far from gravity", {{11.0, kAcc, row({30, 10, 45}), 0, 0}}},
+        {"and by more, for 1 s",
+         {{11.0, kAcc, row({30, 10, 46}), 0, 1}, {11.9, kAcc, kMag, 0, 1}, {12.1, kAcc, kMag, 0, 0}}},
+        {"a field consistent with gravity", {{11.0, kAcc, shiftedField(0.59), 0, 0}}},
+        {"and not, which is not held", {{11.0, kAcc, shiftedField(0.61), 0, 1}, {11.1, kAcc, kMag, 0, 0}}},
+        {"12 would make 1.44 times as much of it; it is flagged, and 10 used instead",
+         {{11.0, row({0, 0, 12}), shiftedField(0.59), 1, 0}}},
+    };
+    for (const auto& r : rows) {
+        this->start();
+        for (const Step& step : r.steps) {
+            this->send(step.t, step.acc, step.mag);
+            EXPECT_EQ(this->last("flag_acc"), step.accFlag) << r.rule << " at " << step.t;
+            EXPECT_EQ(this->last("flag_mag"), step.magFlag) << r.rule << " at " << step.t;
+        }
+    }
     this->start();
-    this->send(11.0, row({0, 0, 11}));  // off by the threshold exactly
-    EXPECT_EQ(this->last("flag_acc"), 0.0);
-    this->send(11.1, row({0, 0, 11.01}));
-    EXPECT_EQ(this->last("flag_acc"), 1.0);
+    this->send(11.0, row({0, 0, 11.01}), row({30, 10, 46}));
     EXPECT_THAT(this->h_.sent("3a_prop").back().value, isNearMatrix(row({0, 0, 1.01}), 1e-9));
-    this->send(11.5);
-    EXPECT_EQ(this->last("flag_acc"), 1.0);
-    this->send(11.7);  // 0.5 s later
-    EXPECT_EQ(this->last("flag_acc"), 0.0);
-}
-
-// These fields are as far from gravity as the reference, and 5 and a little more longer.
-TYPED_TEST(FilterAGMAttitudeTest, MagnetometerFlagIsStrictAndHeld) {
-    this->start();
-    this->send(11.0, kAcc, row({30, 10, 45}));
-    EXPECT_EQ(this->last("flag_mag"), 0.0);
-    this->start();
-    this->send(11.0, kAcc, row({30, 10, 46}));
-    EXPECT_EQ(this->last("flag_mag"), 1.0);
     EXPECT_THAT(this->h_.sent("3pb_mag").back().value, isNearMatrix(row({0, 10, 6}), 1e-9));
-    this->send(11.9);
-    EXPECT_EQ(this->last("flag_mag"), 1.0);
-    this->send(12.1);
-    EXPECT_EQ(this->last("flag_mag"), 0.0);
-}
-
-// |a x m|^2 is 10^2 30^2 = 90000 in the reference; the second triple's field is along (30 - d, 0, ...) of the
-// same norm, so that the test's value is 90000 d / 30 = 3000 d, against a threshold of 1800.
-TYPED_TEST(FilterAGMAttitudeTest, FieldConsistencyIsStrictNotHeldAndUsesThePredictedAcceleration) {
-    const auto field = [](double d) { return row({30 - d, 0, std::sqrt(2500 - (30 - d) * (30 - d))}); };
-    this->start();
-    this->send(11.0, kAcc, field(0.59));
-    EXPECT_EQ(this->last("flag_mag"), 0.0);
-    this->start();
-    this->send(11.0, kAcc, field(0.61));
-    EXPECT_EQ(this->last("flag_mag"), 1.0);
-    this->send(11.1);
-    EXPECT_EQ(this->last("flag_mag"), 0.0);
-    // An acceleration of 12 alone would make 1.44 times as much of the same field; it is flagged, and 10 used
-    // instead.
-    this->start();
-    this->send(11.0, row({0, 0, 12}), field(0.59));
-    EXPECT_EQ(this->last("flag_acc"), 1.0);
-    EXPECT_EQ(this->last("flag_mag"), 0.0);
-}
-
-// Deliberate: a value exactly at the threshold counts as perturbed, so a threshold of 0 flags every field.
-TYPED_TEST(FilterAGMAttitudeTest, ConsistencyAtTheThresholdIsPerturbed) {
-    std::string text = kSettings;
-    text.replace(text.find("alpha_C=1800"), 12, "alpha_C=0   ");
-    this->load(text);
+    // Deliberate: a value exactly at the threshold counts as perturbed, so a threshold of 0 flags every field.
+    this->load(with("alpha_C=1800", "alpha_C=0"));
     this->send(10.0);
     this->send(11.0);
     EXPECT_EQ(this->last("flag_mag"), 1.0);

@@ -92,33 +92,26 @@ TEST_F(FilterSphericalTest, PairsOfOtherShapeAreConsumedAndDropped) {
     }
 }
 
-TEST_F(FilterSphericalTest, FollowsTheMotionAndReportsTheBias) {
+TEST_F(FilterSphericalTest, FollowsTheMotionThoughAccelerationsAndRatesAreLost) {
     const auto samples = recordDisturbed({.duration = 30, .rateBias = 0.02});
-    run(samples);
-    EXPECT_THAT(h_.sent("attitudeQ").back().value, isSameRotationAs(samples.back().truth.wxyz(), 0.02));
-    EXPECT_THAT(h_.sent("attitude").back().value,
-                isSameRotationAs(h_.sent("attitudeQ").back().value.transpose(), 1e-9));
-    EXPECT_THAT(h_.sent("3g_bias").back().value, isNearMatrix(row({0.01155, -0.01155, 0.01155}), 2e-3));
-    EXPECT_EQ(h_.sent("flag_rest")[500].value, row({1}));
-    EXPECT_EQ(h_.sent("flag_rest").back().value, row({0}));
-}
-
-TEST_F(FilterSphericalTest, LostAndSlowerAccelerationsDoNotShiftThePairs) {
-    const auto samples = recordDisturbed({.duration = 30, .rateBias = 0.02});
-    for (const int kept : {2, 50}) {  // every second acceleration only; one in fifty lost
-        FilterHarness<FilterSphericalFilteringAttitude> h;
+    for (const std::size_t period :
+         {100000U, 50U, 2U}) {  // none, one in fifty, every second acceleration lost
+        SCOPED_TRACE(period);
+        h_.command("Reset");
+        h_.clear();
         for (std::size_t i = 0; i < samples.size(); ++i) {
             const MotionSample& s = samples[i];
-            const bool isLost = (i % static_cast<std::size_t>(kept) == 1);
-            if (!isLost) h.feed("3a", s.t, s.acc.transpose());
-            if (i % 50 != 7) h.feed("3g", s.t, s.rate.transpose());
-            h.feed("3m", s.t, s.field.transpose());
-            h.process(2);
+            if (i % period != 1) h_.feed("3a", s.t, s.acc.transpose());
+            if (i % std::max<std::size_t>(period, 50) != 7) h_.feed("3g", s.t, s.rate.transpose());
+            h_.feed("3m", s.t, s.field.transpose());
+            h_.process(2);
         }
-        EXPECT_THAT(h.sent("attitudeQ").back().value, isSameRotationAs(samples.back().truth.wxyz(), 0.02))
-            << kept;
-        EXPECT_THAT(h.sent("3g_bias").back().value, isNearMatrix(row({0.01155, -0.01155, 0.01155}), 2e-3))
-            << kept;
+        const Matrix q = h_.sent("attitudeQ").back().value;
+        EXPECT_THAT(q, isSameRotationAs(samples.back().truth.wxyz(), 0.02));
+        EXPECT_THAT(h_.sent("attitude").back().value, isSameRotationAs(q.transpose(), 1e-9));
+        EXPECT_THAT(h_.sent("3g_bias").back().value, isNearMatrix(row({0.01155, -0.01155, 0.01155}), 2e-3));
+        EXPECT_EQ(h_.sent("flag_rest")[period == 2 ? 200 : 500].value, row({1}));
+        EXPECT_EQ(h_.sent("flag_rest").back().value, row({0}));
     }
 }
 

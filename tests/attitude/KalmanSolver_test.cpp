@@ -180,28 +180,6 @@ TEST(KalmanSolver, shortPathAgreesWithTheGeneralOne) {
     }
 }
 
-TEST(KalmanSolver, exactMeasurementsAreMet) {
-    for (const bool diagonal : {true, false}) {
-        Randomly random(5);
-        Case c = random.linear(4, 3);
-        c.rootQ.setZero();
-        c.rootR.setZero();
-        if (!diagonal) c.rootR(0, 1) = 1e-300;
-        const Answer answer = solve(c);
-        EXPECT_LT((c.H * answer.x - c.z).norm(), 1e-10);
-        EXPECT_LT((answer.S * c.H.transpose()).norm(), 1e-10);  // nothing left to learn in these directions
-    }
-}
-
-TEST(KalmanSolver, measurementOfNothingLeavesThePrediction) {
-    for (const auto& [n, m] : kSizes) {
-        Case c = Randomly(6).linear(n, m);
-        c.H.setZero();
-        EXPECT_EQ(solve(c).x, c.F * c.x) << "to the last bit";
-        expectClose(solve(c), solveNaively(c), 1e-13);
-    }
-}
-
 TEST(KalmanSolver, withoutNoise) {
     for (const double offDiagonal : {0.0, 1e-300}) {  // the short path and the general one
         Case c = Randomly(8).linear(4, 6);

@@ -2,7 +2,6 @@
 
 #include <Eigen/Dense>
 
-#include "support/OwnFolder.h"
 #include "support/TestKit.h"
 
 namespace Kavelin::OrientationInternal {
@@ -104,15 +103,6 @@ TEST(ProblemAGM, measurementTakesReferences) {
     EXPECT_EQ(problem.measurement(nullptr, -1, nullptr, nullptr, nullptr), 0);
 }
 
-// A quarter turn of the sensor about z: what lies along the reference's x is seen along the sensor's -y.
-TEST(ProblemAGM, measurementIsInTheSensorFrame) {
-    ProblemAGM problem;
-    const Vector6d reference{-1, 0, 0, 0, 1, 2};
-    problem.measurement(reference.data(), 0, nullptr, nullptr, nullptr);
-    const double half = std::sqrt(0.5);
-    EXPECT_TRUE(predict(problem, {half, 0, 0, half}).isApprox((Vector6d{0, -1, 0, 1, 0, 2}), 1e-15));
-}
-
 TEST(ProblemAGM, measurementJacobianAgreesWithDifferences) {
     std::mt19937 engine(4);
     std::normal_distribution<double> normal;
@@ -131,61 +121,6 @@ TEST(ProblemAGM, measurementJacobianAgreesWithDifferences) {
             EXPECT_LT((H.elements.col(k) - difference).norm(), 1e-7) << "column " << k;
         }
     }
-}
-
-class SettingsFile {
-public:
-    explicit SettingsFile(const std::string& text) : path_((ownFolder() / "ProblemAGM_test.par").string()) {
-        std::ofstream(path_) << text;
-    }
-    ~SettingsFile() { std::filesystem::remove(path_); }
-    SettingsFile(const SettingsFile&) = delete;
-    const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
-
-const char* const kWhole =
-    "[MIG]\n**XhatKK=1\n4 1 1 0 0 0\n**Pf=1\n4 4 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16\n"
-    "**Qd=1\n4 4 2 0 0 0 0 2 0 0 0 0 2 0 0 0 0 2\n**Rddyn=1\n3 3 3 0 0 0 3 0 0 0 3\n**Rdstat=1\n3 3 4 0 0 0 "
-    "4 0 0 0 4\n"
-    "[Resolution]\nalpha_A=1\nalpha_M=2\nalpha_C=3\nT_setref=4\nT_A=5\nT_M=6\nQCoeff=7\n";
-
-TEST(ProblemAGM, readsEverySetting) {
-    ProblemAGM problem;
-    EXPECT_NE(problem.fault(), "");
-    ASSERT_TRUE(problem.readSettings(SettingsFile(kWhole).path(), true));
-    EXPECT_EQ(problem.fault(), "");
-    EXPECT_EQ(problem.initialState(), (Matrix{{1}, {0}, {0}, {0}}));
-    EXPECT_EQ(problem.initialCovariance()(1, 0), 5);
-    EXPECT_EQ(problem.Qd()(3, 3), 2);
-    EXPECT_EQ(problem.Rddyn()(1, 1), 3);
-    EXPECT_EQ(problem.Rdstat()(1, 1), 4);
-    EXPECT_EQ(problem.alpha_A(), 1);
-    EXPECT_EQ(problem.alpha_M(), 2);
-    EXPECT_EQ(problem.alpha_C(), 3);
-    EXPECT_EQ(problem.T_setref(), 4);
-    EXPECT_EQ(problem.T_A(), 5);
-    EXPECT_EQ(problem.T_M(), 6);
-    EXPECT_EQ(problem.QCoeff(), 7);
-}
-
-TEST(ProblemAGM, missingFileChangesNothingMissingEntriesAreEmpty) {
-    ProblemAGM problem;
-    ASSERT_TRUE(problem.readSettings(SettingsFile(kWhole).path(), true));
-    EXPECT_FALSE(problem.readSettings("no/such/file.par", true));
-    EXPECT_EQ(problem.fault(), "");
-
-    testing::internal::CaptureStdout();
-    ASSERT_TRUE(problem.readSettings(SettingsFile("[MIG]\n[Resolution]\nalpha_A=x\n").path(), false));
-    const std::string printed = testing::internal::GetCapturedStdout();
-    EXPECT_NE(printed.find("Unable to locate specified value: **XhatKK\n(but Key:MIG exist.)\n"),
-              std::string::npos);
-    EXPECT_NE(printed.find("Unable to locate specified value: QCoeff\n"), std::string::npos);
-    EXPECT_EQ(problem.Qd().size(), 0);
-    EXPECT_EQ(problem.alpha_A(), 0.0);
-    EXPECT_NE(problem.fault(), "");
 }
 
 }  // namespace

@@ -62,13 +62,6 @@ protected:
     TriadGyroComputer computer_;
 };
 
-TEST_F(TriadAtHome, MeanIsDividedByACountThatIncludesTheTransitionSample) {
-    computer_.setInitTime(0.2);
-    EXPECT_FALSE(computer_.advance({1.0, acc_, mag_, Vector3::Zero()}));
-    EXPECT_FALSE(computer_.advance({1.1, acc_, mag_, Vector3::Zero()}));
-    EXPECT_THAT(track(1.25).properAcceleration, isNearMatrix(acc_ / 3, 1e-12)) << "two of three summed";
-}
-
 TEST_F(TriadAtHome, AbsoluteReferencesTakeTheirDipFromSquaredNorms) {
     computer_.reset(true);
     const double dip = 8.0 / 4.0 / 25.0;

@@ -79,5 +79,10 @@ TEST(FilterChangeOfBasis, ChoosesTheInverseByTheElementsOfTheBasis) {
     }
 }
 
+TEST(ChangeOfBasisComputer, TakesNoOrthonormalBasisOfLessThanNineElements) {
+    const ChangeOfBasisComputer::Basis small = Matrix::Identity(2, 2);
+    EXPECT_THROW(ChangeOfBasisComputer().setOrthonormalBasis(small), std::invalid_argument);
+}
+
 }  // namespace
 }  // namespace Kavelin::OrientationInternal

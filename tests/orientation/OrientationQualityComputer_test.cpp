@@ -44,22 +44,16 @@ TEST(OrientationQualityComputer, RenewsEachReferenceOnItsOwn) {
     EXPECT_EQ(computer.judgeField(Vector3(40, 0, 0), 0.1), 0.0);
 }
 
-TEST(OrientationQualityComputer, CallsARateSaturatedStrictlyAboveTheLimit) {
-    struct Row {
-        Vector3 rate;
-        double limit, verdict;
-    };
-    const Row rows[] = {{{1120, 0, -1120}, 1120, 1.0},
-                        {{1120.01, 0, 0}, 1120, 0.0},
-                        {{0, -1121, 0}, 1120, 0.0},
-                        {{0, 0, kInfinity}, 1120, 0.0},
-                        {{kNaN, kNaN, kNaN}, 1120, 1.0},
-                        {{kNaN, 2000, 0}, 1120, 0.0},
-                        {{0, 0, 0}, -1, 0.0}};
-    for (const Row& row : rows) {
-        EXPECT_EQ(OrientationQualityComputer::judgeRate(row.rate, row.limit), row.verdict)
-            << row.rate.transpose() << " against " << row.limit;
+TEST(OrientationQualityComputer, CallsARateSaturatedStrictlyAboveTheLimitOnAnyAxis) {
+    for (int axis = 0; axis < 3; ++axis) {
+        const Vector3 limit = 1120 * Vector3::Unit(axis);
+        for (const double sign : {1.0, -1.0}) {
+            EXPECT_EQ(OrientationQualityComputer::judgeRate(sign * limit, 1120), 1.0) << axis;
+            EXPECT_EQ(OrientationQualityComputer::judgeRate(sign * 1.001 * limit, 1120), 0.0) << axis;
+        }
     }
+    EXPECT_EQ(OrientationQualityComputer::judgeRate({kNaN, 2000, 0}, 1120), 0.0);
+    EXPECT_EQ(OrientationQualityComputer::judgeRate(Vector3::Constant(kNaN), 1120), 1.0);
 }
 
 }  // namespace

@@ -24,44 +24,6 @@ SimulationOptions perfect() {
     return options;
 }
 
-TEST(Random, isTheSameSequenceEverywhere) {
-    Random random(42);
-    EXPECT_EQ(random.bits(), 13679457532755275413u);
-    EXPECT_EQ(random.bits(), 2949826092126892291u);
-    double sum = 0.0;
-    double squares = 0.0;
-    double fourth = 0.0;
-    const int count = 200000;
-    for (int i = 0; i < count; ++i) {
-        const double x = random.normal();
-        sum += x;
-        squares += x * x;
-        fourth += x * x * x * x;
-    }
-    EXPECT_NEAR(sum / count, 0.0, 0.01);
-    EXPECT_NEAR(squares / count, 1.0, 0.02);
-    EXPECT_NEAR(fourth / count, 2.9, 0.1);  // the sum of twelve uniforms: a little less than the normal's 3
-}
-
-TEST(SmoothNoise, hasTheVarianceItPromises) {
-    for (const double timeConstant : {0.05, 0.2, 1.0}) {
-        Random random(5);
-        SmoothNoise noise(timeConstant, 0.01);
-        double squares = 0.0;
-        double steps = 0.0;
-        Vector3 last = Vector3::Zero();
-        const int count = 400000;
-        for (int i = 0; i < count; ++i) {
-            const Vector3 value = noise.next(random);
-            squares += value.squaredNorm() / 3.0;
-            steps = std::max(steps, (value - last).norm());
-            last = value;
-        }
-        EXPECT_NEAR(squares / count, 1.0, 0.06) << timeConstant;
-        EXPECT_LT(steps, 10.0 * 0.01 / timeConstant) << timeConstant;  // smooth: no jumps
-    }
-}
-
 TEST(Simulator, isConsistentWithItsOwnTruth) {
     const std::vector<SimulatedRow> rows = simulate(perfect());
     ASSERT_EQ(rows.size(), 6000u);
