@@ -230,7 +230,7 @@ void convergenceProcess(benchmark::State& state) {
         benchmark::RegisterBenchmark((group + "/plain").c_str(), convergenceAt<PlainHistory>)
             ->Arg(recorded)
             ->Iterations(500);
-        benchmark::RegisterBenchmark((group + "/kept up to date").c_str(), convergenceAt<KeptHistory>)
+        benchmark::RegisterBenchmark((group + "/in blocks").c_str(), convergenceAt<KeptHistory>)
             ->Arg(recorded)
             ->Iterations(20000);
     }
