@@ -86,8 +86,8 @@ void AttitudeErrors::keep(const PairErrors& errors) {
     pairs_.push_back(errors);
 }
 
-/// The angle whose removal leaves the least mean square heading error: the circular mean, then the plain mean
-/// around it.
+/// The angle whose removal leaves the least mean square heading error: the circular mean, then the plain
+/// mean around it.
 double AttitudeErrors::turn() const {
     if (pairs_.empty()) return 0.0;
     double sine = 0.0;

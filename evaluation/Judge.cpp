@@ -377,8 +377,7 @@ void Judgement::findUnits() {
     }
 }
 
-/// What takes every acceleration for gravity is wrong while the unit accelerates, by as much again as the
-/// norm shows.
+/// What takes every acceleration for gravity is wrong while the unit accelerates, by as much again as the norm shows.
 void Judgement::findShaking() {
     if (kind_.usesGyroscope || seen_.acceleration.norm <= 0.0) return;
     const double share = seen_.acceleration.normDeviation / seen_.acceleration.norm;

@@ -11,8 +11,8 @@ namespace Kavelin::RecordingIO {
 using OrientationInternal::Quaternion;
 using OrientationInternal::Vector3;
 
-/// What to simulate. Every value is in the unit it is named with; the defaults are a hand-held unit of
-/// middling quality.
+/// What to simulate. Every value is in the unit it is named with; the defaults are a hand-held unit
+/// of middling quality.
 struct SimulationOptions {
     std::uint64_t seed = 1;
     double seconds = 60.0;
@@ -44,8 +44,7 @@ struct SimulatedRow : SensorValues {
     Quaternion attitude;  ///< w, x, y, z, sensor to earth (East, magnetic North, Up); unit norm
 };
 
-/// Low-passed white noise of variance 1, twice differentiable enough to pass for a hand's motion: two equal
-/// poles.
+/// Low-passed white noise of variance 1, twice differentiable enough to pass for a hand's motion: two equal poles.
 class SmoothNoise {
 public:
     /// @param timeConstant s, more than 0.  @param step s between two values.

@@ -14,7 +14,7 @@ namespace Kavelin::OrientationInternal {
 /// "alpha_A", "alpha_M" and "alpha_C" are relative. The process noise grows with the rate: Qd (1 + QCoeff
 /// |w|^2).
 ///
-/// A sample that is no measurement (see SampleLimits.h) counts as a perturbed one, a rate as zero; means are
+/// A sample that is not a measurement (see SampleLimits.h) counts as a perturbed one, a rate as zero; means are
 /// over the others. A time that does not advance changes nothing, a step is at most 1 s. So an estimate is
 /// always finite and of unit norm.
 class AGMComputer_v7 : public AGMComputer {

@@ -172,8 +172,7 @@ void AGMComputer_v8::track(double dt, const Measurement& sample) {
     updateResiduals(used);
 }
 
-// Noise deviation of one sensor for this step; keeps count of how long its strength was that of its
-// reference.
+// Noise deviation of one sensor for this step; keeps count of how long its strength was that of its reference.
 double AGMComputer_v8::noiseOf(Sensor& sensor, double strength, double dt, double alpha, double least,
                                double moving, double growth, double hold) {
     const double step =
@@ -236,8 +235,7 @@ void AGMComputer_v8::correct(double dt, const Vector3d& turning, const Measureme
     takeCorrected(Quaterniond(x[0], x[1], x[2], x[3]));
 }
 
-// A correction that overflowed is not taken: the attitude stands, with a covariance that says how little that
-// is.
+// A correction that overflowed is not taken: the attitude stands, with a covariance that says how little that is.
 void AGMComputer_v8::takeCorrected(const Quaterniond& q) {
     const double norm = q.norm();
     if (norm > 0.1 && norm < 10.0) {

@@ -35,21 +35,21 @@ public:
     /// An attitude that was handed in, and the lock, stay.
     void restart() override { state_ = State{}; }
     void setInitTime(double seconds) override { startDuration_ = seconds; }
-    /// A sample that is no measurement (see SampleLimits.h) is left out. A time that does not advance changes
+    /// A sample that is not a measurement (see SampleLimits.h) is left out. A time that does not advance changes
     /// nothing; a step is at most 1 s. @return true from the first usable acceleration on.
     bool advance(const AGMSample& sample) override;
     const AGMEstimate& estimate() const override { return estimate_; }
 
     /// Hands in the attitude (any length but zero, finite) to take at the end of the next start.
-    /// @return false, and no change, for one that is no attitude.
+    /// @return false, and no change, for one that is not an attitude.
     bool setNextAttitude(const Quaternion& attitude);
     void setLocked(bool locked);
     bool locked() const { return locked_; }
 
     /// rad/s, sensor frame.
     const Eigen::Vector3d& bias() const { return state_.bias; }
-    /// Measured less predicted, relative to the references' lengths: acceleration, field; zeros for a sensor
-    /// left out.
+    /// Measured less predicted, relative to the references' lengths: acceleration, field; zeros for a
+    /// sensor left out.
     const Eigen::Matrix<double, 6, 1>& innovation() const { return state_.innovation; }
     bool atRest() const { return state_.atRest; }
 

@@ -29,8 +29,7 @@ class AGMEstimator {
 public:
     virtual ~AGMEstimator() = default;
 
-    /// Reads a settings file and starts anew with it.  @return false when it cannot be read; nothing changes
-    /// then.
+    /// Reads a settings file and starts again with it. @return false when it cannot be read; nothing changes then.
     /// @throws std::bad_alloc for a matrix that no memory could hold; nothing changes then either.
     virtual bool load(const std::string& fileName) = 0;
 
@@ -41,7 +40,7 @@ public:
     /// estimator can run.
     virtual std::string settingsFault() const = 0;
 
-    /// Starts anew with the settings there are; does nothing before any were loaded.
+    /// Starts again with the settings it has; does nothing before any were loaded.
     virtual void restart() = 0;
 
     /// Sets how long the start lasts (s), with effect on the triples to come; a load overwrites it.

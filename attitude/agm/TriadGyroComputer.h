@@ -45,8 +45,7 @@ public:
     void setInitTime(double seconds) { initTime_ = seconds; }
     void setGain(double gain) { gain_ = gain; }
 
-    /// Starts over with collecting. The quaternion and the captured reference stay until tracking replaces
-    /// them.
+    /// Starts over with collecting. The quaternion and the captured reference stay until tracking replaces them.
     void reset(bool absolute);
 
     /// Takes one reading; gives nothing while collecting.

@@ -4,8 +4,7 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Squared norm from which on a vector is normalised. A shorter one is used as it is: neither scaled nor
-/// rejected.
+/// Squared norm from which on a vector is normalised. A shorter one is used as it is: neither scaled nor rejected.
 inline constexpr double kMinimumSquaredNorm = 1e-10;
 
 /// Rotation and vector operations that the attitude filters share. Holds no state and knows no pin; every
@@ -17,8 +16,7 @@ public:
     /// Computes 1 / sqrt(x): infinite for 0, not a number for a negative x.
     static double invSqrt(double x);
 
-    /// Divides `v` by its norm when its squared norm is at least kMinimumSquaredNorm, else returns it
-    /// unchanged.
+    /// Divides `v` by its norm when its squared norm is at least kMinimumSquaredNorm, else returns it unchanged.
     static Vector3 normalised(const Vector3& v);
 
     /// Computes the cosine of the angle between two vectors of any length and one frame.
@@ -37,18 +35,15 @@ public:
     /// @param acc   upward vector at rest, sensor frame, any unit.
     /// @param field magnetic field, sensor frame, any unit.
     /// @return R_earth_sensor with rows north (horizontal part of the field), west (up x north) and up, as
-    /// sensor
-    ///         coordinates. Degenerate: a zero vector or a field parallel to gravity gives zero rows, not an
-    ///         error.
-    /// Source: Black, AIAA Journal 2(7), 1964; Shuster & Oh, J. Guidance and Control 4(1), 1981.
+    /// sensor coordinates. Degenerate: a zero vector or a field parallel to gravity gives zero rows, not an
+    /// error. Source: Black, AIAA Journal 2(7), 1964; Shuster & Oh, J. Guidance and Control 4(1), 1981.
     static Matrix3 frameFromGravityAndField(const Vector3& acc, const Vector3& field);
 
     /// Builds a frame of two vectors after turning `v`, in their common plane, the fraction `gain` of the way
     /// towards being orthogonal to `u`; `u` gives the normal of the turn and is otherwise left alone.
     /// @param gain 0 leaves v where it is, 1 makes it exactly orthogonal to u.
     /// @return rows: turned v, n = u x v, turned v x n; all of unit length. With gain 1 and (acc, field) the
-    /// frame is
-    ///         that of frameFromGravityAndField. Degenerate: parallel vectors give a zero row n.
+    /// frame is that of frameFromGravityAndField. Degenerate: parallel vectors give a zero row n.
     static Matrix3 partialOrthogonalFrame(const Vector3& u, const Vector3& v, double gain);
 
     /// Converts a rotation matrix to its unit quaternion.
@@ -58,15 +53,14 @@ public:
     [[nodiscard]] static bool rotationToQuaternion(const Matrix3& rotation, Quaternion& q);
 
     /// Computes the right-handed turn by `angle` (rad) about `axis`.
-    /// @param axis unit norm is assumed, not enforced: another length gives a matrix that is no rotation.
+    /// @param axis unit norm is assumed, not enforced: another length gives a matrix that does not rotate.
     /// Source: Rodrigues, J. de Mathematiques 5, 1840.
     static Matrix3 axisAngleToRotation(double angle, const Vector3& axis);
 
     /// Computes A * B, each element summed from left to right.
     static Matrix3 multiply3x3(const Matrix3& a, const Matrix3& b);
 
-    /// Builds a rotation of three elementary turns: angles[0] about z, angles[1] about y, angles[2] about x,
-    /// rad.
+    /// Builds a rotation of three elementary turns: angles[0] about z, angles[1] about y, angles[2] about x, rad.
     ///
     /// | order | flag set | flag clear |        XYZ means Rx Ry Rz, the z turn being applied first.
     /// |-------|----------|------------|

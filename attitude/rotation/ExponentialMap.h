@@ -30,8 +30,7 @@ inline Eigen::Quaterniond quaternionFromRotationVector(const Eigen::Vector3d& r)
 }
 
 /// Rotation vector of the unit quaternion `q`: the logarithm, which undoes quaternionFromRotationVector.
-/// @return rad, at most pi long: of the two signs of `q` the one with the shorter turn. Never throws.
-/// [any thread]
+/// @return rad, at most pi long: of the two signs of `q` the one with the shorter turn. Never throws. [any thread]
 inline Vector3 rotationVectorFromQuaternion(Quaternion q) {
     if (q[0] < 0.0) q = -q;
     const Vector3 v = q.tail<3>();

@@ -15,7 +15,7 @@ public:
     }
     void restart() { *this = AccelerationTrack(); }
 
-    /// Whether an acceleration has come that is no earlier than `t` (s).
+    /// Whether an acceleration has come that is not earlier than `t` (s).
     bool reaches(double t) const { return after_.t >= t - kSameInstant; }
 
     /// The acceleration at `t`, which the track reaches: that of the same instant, or what lies on the line

@@ -41,7 +41,7 @@ public:
     void reset() { state_ = State{}; }
     /// Hands in the attitude (any length but zero, finite) to take at the end of the next start phase. The
     /// earth frame is its own from then on: a field that comes later does not turn it.
-    /// @return false, and no change, for one that is no attitude.
+    /// @return false, and no change, for one that is not an attitude.
     bool setNextAttitude(const Quaternion& attitude);
     /// Changes the settings from the next sample on, without a reset.
     void setSettings(const Settings& settings) { settings_ = settings; }

@@ -21,9 +21,8 @@ struct KalmanStep {
     double* innovation = nullptr;          // receives z minus the predicted measurement, m values
 };
 
-/// Extended Kalman filter in square-root form for any `Problem`. It keeps workspace only: state and factor
-/// stay with the caller, so a step can be replayed from plain values. No covariance is ever formed, none is
-/// inverted.
+/// Extended Kalman filter in square-root form for any `Problem`. It keeps workspace only: state and factor stay
+/// with the caller, so a step can be replayed from plain values. No covariance is ever formed, none is inverted.
 ///
 /// Prediction. With F the transition's Jacobian and T an orthogonal matrix (Householder reflections),
 ///
@@ -44,8 +43,7 @@ struct KalmanStep {
 /// convention of the reflections gives the same state and the same S+^T S+.
 ///
 /// Steps of 4 states with 6 measurements and diagonal noise roots take a path with sizes known to the
-/// compiler
-/// (`DiagonalNoiseSteps.h`); the two agree to rounding.
+/// compiler (`DiagonalNoiseSteps.h`); the two agree to rounding.
 ///
 /// Nothing is guarded: a zero on the diagonal of U makes the state not finite, and the caller decides what to
 /// do. One thread at a time. Source: Kaminski, Bryson & Schmidt, IEEE Trans. Automatic Control 16(6), 1971;

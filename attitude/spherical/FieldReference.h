@@ -2,16 +2,15 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// What the undisturbed magnetic field looks like where the unit is, and how far the present field is from
-/// it.
+/// What the undisturbed magnetic field looks like where the unit is, and how far the present field is from it.
 ///
 /// The earth's field has one strength and one dip angle over a room; iron and magnets change both. The
 /// reference is a running average over the samples that its owner found undisturbed. A different field that
 /// stays the same for long, while the unit moves, is a new place rather than a disturbance: it becomes the
 /// reference. A heuristic of ours.
 ///
-/// Strength in any unit, dip in rad (positive where the field points down). Never throws, never allocates.
-/// [layout thread]
+/// Strength in any unit, dip in rad (positive where the field points down). Never throws, never
+/// allocates. [layout thread]
 class FieldReference {
 public:
     struct Settings {
@@ -38,8 +37,7 @@ public:
     /// Lets the reference follow an undisturbed field and drops any candidate.
     void follow(double strength, double dip, double dt);
 
-    /// Watches a disturbed field; after acceptanceTime of the same field, in motion, it becomes the
-    /// reference.
+    /// Watches a disturbed field; after acceptanceTime of the same field, in motion, it becomes the reference.
     void watch(double strength, double dip, double dt, bool moving);
 
 private:

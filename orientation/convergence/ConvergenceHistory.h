@@ -41,8 +41,8 @@ public:
 
     /// @return times[k - 1] - times[0] for k = `entry`.
     /// Deliberate: the time of the error one before the last one outside.
-    /// @throws std::out_of_range "invalid vector<T> subscript" when there are too few times; the lists stay as they
-    /// are.
+    /// @throws std::out_of_range "invalid vector<T> subscript" when there are too few times; the lists stay
+    /// as they are.
     double timeOfEntry(std::size_t entry) const;
 
 private:

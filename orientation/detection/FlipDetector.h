@@ -25,15 +25,14 @@ public:
     /// Takes one acceleration.  @param acceleration sensor frame, any constant unit; ignored unless finite.
     /// @param t s; time that does not advance adds nothing to the low-pass and the dwell. A gap counts for
     /// half a dwell at
-    ///          most, so a single sample after it decides nothing.
+    /// most, so a single sample after it decides nothing.
     /// @return false when the sample was ignored.  Never throws.
     bool advance(const Vector3& acceleration, double t, const FlipSettings& settings);
 
     bool isFlipped() const { return flipped_; }
     /// How often it became flipped.
     double count() const { return count_; }
-    /// Angle between the low-passed acceleration and the reference, rad, 0 to pi; 0 while there is no
-    /// reference.
+    /// Angle between the low-passed acceleration and the reference, rad, 0 to pi; 0 while there is no reference.
     double angle() const { return angle_; }
 
 private:

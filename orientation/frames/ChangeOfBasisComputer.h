@@ -23,8 +23,7 @@ public:
 
     /// Takes a basis of any shape, with its inverse where it has one.
     /// @return false for a basis that is not square or whose determinant is 0.0: its inverse is then left as
-    /// it was,
-    ///         the basis is taken all the same.
+    /// it was, the basis is taken all the same.
     bool setGeneralBasis(const Basis& basis);
 
     /// Computes Q X P into `result`, of 3 rows and as many columns as the basis has.

@@ -4,9 +4,8 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Measures the angle of a vector within a plane, from a reference direction in that plane.
-/// Starts with the normal x and the in-plane axes y (the reference) and z. Never throws; one thread at a
-/// time.
+/// Measures the angle of a vector within a plane, from a reference direction in that plane. Starts with the
+/// normal x and the in-plane axes y (the reference) and z. Never throws; one thread at a time.
 class ConstPlaneComputer {
 public:
     virtual ~ConstPlaneComputer() = default;

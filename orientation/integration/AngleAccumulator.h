@@ -6,21 +6,18 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Accumulates angles that come wrapped anyhow: each goes on from its own last value by less than half a
-/// turn.
+/// Accumulates angles that come wrapped anyhow: each goes on from its own last value by less than half a turn.
 class AngleAccumulator {
 public:
-    /// Starts every angle anew with its next value.
+    /// Starts every angle again with its next value.
     void reset() { tracks_.clear(); }
 
-    /// Takes the next value of each angle (rad). Another number of angles than before starts all of them
-    /// anew.
+    /// Takes the next value of each angle (rad). Another number of angles than before starts all of them again.
     ///
-    /// A value that is not finite gives NaN twice and starts that angle anew; the first value after a start
+    /// A value that is not finite gives NaN twice and starts that angle again; the first value after a start
     /// is taken as it stands. A step of exactly half a turn counts downwards.
-    /// @param cumul receives the accumulated angles, rad.  @param turns receives the whole turns since the
-    /// start, cut
-    ///        off towards zero. Both as many as `angles`.  Allocates only when their number grows.
+    /// @param cumul receives the accumulated angles, rad. @param turns receives the whole turns since the
+    /// start, cut off towards zero. Both as many as `angles`. Allocates only when their number grows.
     void advance(std::span<const double> angles, std::span<double> cumul, std::span<double> turns);
 
 private:

@@ -188,8 +188,8 @@ TEST(KalmanSolver, withoutNoise) {
         c.rootQ(0, 1) = offDiagonal;
         EXPECT_LT(solve(c).S.norm(), 1e-200);
         EXPECT_LT((solve(c).x - c.F * c.x).norm(), 1e-200);
-        // Deliberate: nothing guards a singular innovation covariance; the owner of the state sees that it is
-        // not finite.
+        // Deliberate: nothing guards a singular innovation covariance; the owner of the state sees that it
+        // is not finite.
         c = Randomly(6).linear(4, 6);
         c.H.setZero();
         c.rootR.setZero();
