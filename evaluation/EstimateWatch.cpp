@@ -27,60 +27,60 @@ void EstimateWatch::add(double t, const Quaternion& q, const std::optional<Vecto
         isFinite_ = false;
         return;
     }
-    if (!hasLast_) firstTime_ = windowStart_ = t;
-    const double step = hasLast_ ? t - lastTime_ : 0.0;
+    if (!last_) firstTime_ = corrections_.windowStart = t;
+    const double step = last_ ? t - last_->time : 0.0;
     const bool counts = t - firstTime_ > kStart;
     const bool isContinuous = step > 0.0 && step < kLongestStep;
     const Matrix3 rotation = OrientationInternal::quaternionToRotation(q);
     if (isContinuous) {
-        const Vector3 turn = rotationVectorFromQuaternion(quaternionProduct(conjugate(last_), q));
+        const Vector3 turn = rotationVectorFromQuaternion(quaternionProduct(conjugate(last_->attitude), q));
         turned_ += turn.norm();
-        if (counts) correction_ += rotation * (turn - (angle - lastAngle_ - step * bias));
+        if (counts) corrections_.inWindow += rotation * (turn - (angle - last_->angle - step * bias));
     }
     if (acceleration && acceleration->allFinite()) {
         addForce(isContinuous ? step : 0.0, rotation * *acceleration, counts);
     }
-    if (t - windowStart_ >= kWindow) {
+    if (t - corrections_.windowStart >= kWindow) {
         if (t - firstTime_ >= kStart + kWindow) closeWindow();
-        windowStart_ = t;
-        correction_.setZero();
+        corrections_.windowStart = t;
+        corrections_.inWindow.setZero();
     }
-    hasLast_ = true;
-    lastTime_ = t;
-    last_ = q;
-    lastAngle_ = angle;
+    last_ = {t, q, angle};
 }
 
 /// @param step s; 0: the mean begins with this one
 void EstimateWatch::addForce(double step, const Vector3& force, bool counts) {
-    force_ += (step > 0.0 ? step / (kForceTime + step) : 1.0) * (force - force_);
+    Vector3& mean = force_.mean;
+    mean += (step > 0.0 ? step / (kForceTime + step) : 1.0) * (force - mean);
     if (!counts || step <= 0.0) return;
-    const double tilt = std::atan2(std::hypot(force_.x(), force_.y()), force_.z());
-    tiltSquares_ += step * tilt * tilt;
-    tiltTime_ += step;
+    const double tilt = std::atan2(std::hypot(mean.x(), mean.y()), mean.z());
+    force_.tiltSquares += step * tilt * tilt;
+    force_.tiltTime += step;
 }
 
 void EstimateWatch::closeWindow() {
-    headingSquares_ += correction_.z() * correction_.z();
-    levelSquares_ += 0.5 * (correction_.x() * correction_.x() + correction_.y() * correction_.y());
-    ++windows_;
-    if (std::abs(correction_.z()) <= largest_) return;
-    largest_ = std::abs(correction_.z());
-    largestTime_ = windowStart_ + kWindow;
+    Corrections& c = corrections_;
+    const Vector3& turn = c.inWindow;
+    c.headingSquares += turn.z() * turn.z();
+    c.levelSquares += 0.5 * (turn.x() * turn.x() + turn.y() * turn.y());
+    ++c.windows;
+    if (std::abs(turn.z()) <= c.largest) return;
+    c.largest = std::abs(turn.z());
+    c.largestTime = c.windowStart + kWindow;
 }
 
 EstimateEvidence EstimateWatch::evidence() const {
     EstimateEvidence found;
-    found.isThere = hasLast_ || !isFinite_;
-    found.seconds = lastTime_ - firstTime_;
+    found.isThere = last_ || !isFinite_;
+    found.seconds = last_ ? last_->time - firstTime_ : 0.0;
     found.isFinite = isFinite_;
     found.turned = turned_;
-    found.largestCorrection = largest_;
-    found.largestCorrectionTime = largestTime_;
-    if (tiltTime_ > 0.0) found.tiltResidual = std::sqrt(tiltSquares_ / tiltTime_);
-    if (windows_ > 0) {
-        found.headingCorrection = std::sqrt(headingSquares_ / windows_);
-        found.tiltCorrection = std::sqrt(levelSquares_ / windows_);
+    found.largestCorrection = corrections_.largest;
+    found.largestCorrectionTime = corrections_.largestTime;
+    if (force_.tiltTime > 0.0) found.tiltResidual = std::sqrt(force_.tiltSquares / force_.tiltTime);
+    if (corrections_.windows > 0) {
+        found.headingCorrection = std::sqrt(corrections_.headingSquares / corrections_.windows);
+        found.tiltCorrection = std::sqrt(corrections_.levelSquares / corrections_.windows);
     }
     return found;
 }

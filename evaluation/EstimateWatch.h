@@ -39,24 +39,32 @@ private:
     void addForce(double step, const Vector3& force, bool counts);
     void closeWindow();
 
-    bool hasLast_ = false;
+    struct Last {
+        double time;
+        Quaternion attitude;
+        Vector3 angle;
+    };
+    struct Force {
+        Vector3 mean = Vector3::Zero();  // low-passed, earth frame
+        double tiltSquares = 0.0;
+        double tiltTime = 0.0;
+    };
+    /// Sums over the windows that are closed, and the one that is open.
+    struct Corrections {
+        double windowStart = 0.0;
+        Vector3 inWindow = Vector3::Zero();  // earth frame
+        double headingSquares = 0.0;
+        double levelSquares = 0.0;
+        double largest = 0.0;
+        double largestTime = 0.0;
+        int windows = 0;
+    };
+
+    std::optional<Last> last_;
     double firstTime_ = 0.0;
-    double lastTime_ = 0.0;
-    Quaternion last_{1.0, 0.0, 0.0, 0.0};
-    Vector3 lastAngle_ = Vector3::Zero();
     bool isFinite_ = true;
-
-    Vector3 force_ = Vector3::Zero();  // low-passed, earth frame
-    double tiltSquares_ = 0.0;
-    double tiltTime_ = 0.0;
-
-    double windowStart_ = 0.0;
-    Vector3 correction_ = Vector3::Zero();  // earth frame, of this window
-    double headingSquares_ = 0.0;
-    double levelSquares_ = 0.0;
-    double largest_ = 0.0;
-    double largestTime_ = 0.0;
-    int windows_ = 0;
+    Force force_;
+    Corrections corrections_;
     double turned_ = 0.0;
 };
 

@@ -47,30 +47,30 @@ void EvidenceCollector::add(const ResultSample& sample) {
 }
 
 void EvidenceCollector::addTime(double t) {
-    if (rows_++ == 0) firstTime_ = lastTime_ = rateTime_ = t;
-    const double step = t - lastTime_;
-    lastTime_ = t;
+    if (timing_.rows++ == 0) timing_.first = timing_.last = rates_.time = t;
+    const double step = t - timing_.last;
+    timing_.last = t;
     if (step <= 0.0) return;
-    if (usualStep_ > 0.0 && step > kGapFactor * usualStep_) {
-        gapSeconds_ += step;
-        longestGap_ = std::max(longestGap_, step);
+    if (timing_.usualStep > 0.0 && step > kGapFactor * timing_.usualStep) {
+        timing_.gapSeconds += step;
+        timing_.longestGap = std::max(timing_.longestGap, step);
     } else {
-        usualStep_ += (usualStep_ > 0.0 ? kStepGain : 1.0) * (step - usualStep_);
+        timing_.usualStep += (timing_.usualStep > 0.0 ? kStepGain : 1.0) * (step - timing_.usualStep);
     }
 }
 
 void EvidenceCollector::addSensors(const ResultSample& sample) {
     if (sample.rate && sample.rate->allFinite()) {
-        angle_ += (sample.t - rateTime_) * 0.5 * (lastRate_ + *sample.rate);
-        rateTime_ = sample.t;
-        lastRate_ = *sample.rate;
+        rates_.angle += (sample.t - rates_.time) * 0.5 * (rates_.last + *sample.rate);
+        rates_.time = sample.t;
+        rates_.last = *sample.rate;
         gravityFit_.addRate(sample.t, *sample.rate);
         fieldFit_.addRate(sample.t, *sample.rate);
     }
     if (sample.acceleration) gravityFit_.addVector(sample.t, *sample.acceleration);
     if (sample.field) fieldFit_.addVector(sample.t, *sample.field);
     if (turnTick_.isDue(sample.t)) {
-        rateTurn_.addAngle(sample.t, angle_);
+        rateTurn_.addAngle(sample.t, rates_.angle);
         if (sample.acceleration) accelerationTurn_.addDirection(sample.t, *sample.acceleration);
     }
     if (sample.field && fieldTick_.isDue(sample.t)) fieldTurn_.addDirection(sample.t, *sample.field);
@@ -86,7 +86,7 @@ void EvidenceCollector::addClaims(const ResultSample& sample) {
     if (sample.hasBodyMagnet) hasBodyMagnet_ = hasBodyMagnet_ || *sample.hasBodyMagnet;
     if (sample.isAtRest) rest_.add(*sample.isAtRest ? 1.0 : 0.0);
     if (sample.isDisturbed) disturbed_.add(*sample.isDisturbed ? 1.0 : 0.0);
-    if (sample.t - firstTime_ <= kStart) return;
+    if (sample.t - timing_.first <= kStart) return;
     if (sample.tiltSigma) tiltSigma_.add(*sample.tiltSigma * *sample.tiltSigma);
     if (sample.headingSigma) headingSigma_.add(*sample.headingSigma * *sample.headingSigma);
 }
@@ -97,7 +97,7 @@ void EvidenceCollector::addEstimate(const ResultSample& sample) {
     const Quaternion q = isRelativeToStart_ ? OrientationInternal::quaternionProduct(start_, *sample.attitude)
                                             : *sample.attitude;
     if (!q.allFinite() || estimateTick_.isDue(sample.t)) {
-        estimate_.add(sample.t, q, sample.acceleration, angle_, bias_.value_or(Vector3::Zero()));
+        estimate_.add(sample.t, q, sample.acceleration, rates_.angle, bias_.value_or(Vector3::Zero()));
     }
     if (!sample.field || !northTick_.isDue(sample.t)) return;
     fieldInEarth_.add(sample.t, q, hardIron_ ? Vector3(*sample.field - *hardIron_) : *sample.field);
@@ -113,9 +113,9 @@ void EvidenceCollector::findStart(const ResultSample& sample) {
 
 Evidence EvidenceCollector::evidence() const {
     Evidence evidence;
-    evidence.seconds = lastTime_ - firstTime_;
-    evidence.gapSeconds = gapSeconds_;
-    evidence.longestGap = longestGap_;
+    evidence.seconds = timing_.last - timing_.first;
+    evidence.gapSeconds = timing_.gapSeconds;
+    evidence.longestGap = timing_.longestGap;
     evidence.acceleration = of(acceleration_);
     evidence.rate = of(rate_);
     evidence.field = of(field_);

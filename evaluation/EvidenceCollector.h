@@ -8,8 +8,7 @@
 
 namespace Kavelin::RecordingIO {
 
-/// What came in and out at one time. Sensor frame, m/s^2, rad/s, any unit of the field; not finite is not
-/// there.
+/// What came in and out at one time. Sensor frame, m/s^2, rad/s, any unit of the field; not finite is not there.
 struct ResultSample {
     double t = 0.0;  ///< s
     std::optional<Vector3> acceleration{}, rate{}, field{};
@@ -63,16 +62,18 @@ private:
     void findStart(const ResultSample& sample);
     void addEstimate(const ResultSample& sample);
 
-    std::uint64_t rows_ = 0;
-    double firstTime_ = 0.0;
-    double lastTime_ = 0.0;
-    double usualStep_ = 0.0;
-    double gapSeconds_ = 0.0;
-    double longestGap_ = 0.0;
-
-    double rateTime_ = 0.0;
-    Vector3 lastRate_ = Vector3::Zero();
-    Vector3 angle_ = Vector3::Zero();  // integral of the rates, axis by axis
+    struct Timing {
+        std::uint64_t rows = 0;
+        double first = 0.0, last = 0.0;  // s
+        double usualStep = 0.0;
+        double gapSeconds = 0.0;
+        double longestGap = 0.0;
+    } timing_;
+    struct Rates {
+        double time = 0.0;
+        Vector3 last = Vector3::Zero();
+        Vector3 angle = Vector3::Zero();  // integral of the rates, axis by axis
+    } rates_;
 
     bool isRelativeToStart_;
     bool hasStart_ = false;

@@ -42,17 +42,15 @@ void FieldWatch::closeWindow() {
     window_.rotation /= window_.count;
     window_.earth /= window_.count;
     window_.norm /= window_.count;
-    const double step = t - lastTime_;
-    if (hasLast_ && step > 0.0 && step < kLongestGap) {
+    const double step = last_ ? t - last_->time : 0.0;
+    if (step > 0.0 && step < kLongestGap) {
         // |R1 - R2|^2 = 8 sin^2(angle / 2)
-        const double turn = (window_.rotation - lastRotation_).norm() / std::sqrt(2.0);
+        const double turn = (window_.rotation - last_->rotation).norm() / std::sqrt(2.0);
         const double share = std::min(1.0, turn * turn / (step * step * kFullRate * kFullRate));
         motion_ += step * share;
         accumulate(step * std::min(1.0, kAtRest + share));
     }
-    hasLast_ = true;
-    lastTime_ = t;
-    lastRotation_ = window_.rotation;
+    last_ = {t, window_.rotation};
     window_ = Window{};
 }
 
@@ -62,41 +60,42 @@ void FieldWatch::accumulate(double weight) {
     const double level = std::hypot(m.x(), m.y());
     if (norm <= 0.0) return;
     const double dip = std::atan2(-m.z(), level);
-    weight_ += weight;
-    norm_ += weight * norm;
+    sums_.weight += weight;
+    sums_.norm += weight * norm;
     if (firstNorm_ == 0.0) firstNorm_ = norm;
     norms_.add(std::log(norm / firstNorm_), weight);
     dips_.add(dip, weight);
     if (level > 0.0) {
         azimuths_.add(std::atan2(m.x(), m.y()), weight);
-        east_ += weight * m.x() / level;
-        north_ += weight * m.y() / level;
+        sums_.east += weight * m.x() / level;
+        sums_.north += weight * m.y() / level;
     }
-    rotation_ += weight * window_.rotation;
-    earth_ += weight * m;
-    body_ += weight * window_.rotation.transpose() * m;
-    squares_ += weight * m.squaredNorm();
+    sums_.rotation += weight * window_.rotation;
+    sums_.earth += weight * m;
+    sums_.body += weight * window_.rotation.transpose() * m;
+    sums_.squares += weight * m.squaredNorm();
 }
 
 FieldEvidence FieldWatch::evidence() const {
     FieldEvidence found;
     found.seconds = motion_;
-    if (weight_ <= 0.0) return found;
-    const double w = weight_;
-    found.norm = norm_ / w;
+    if (sums_.weight <= 0.0) return found;
+    const double w = sums_.weight;
+    found.norm = sums_.norm / w;
     found.normSpread = spread(norms_, norms_.median());
-    found.dip = std::atan2(-earth_.z(), std::hypot(earth_.x(), earth_.y()));
+    found.dip = std::atan2(-sums_.earth.z(), std::hypot(sums_.earth.x(), sums_.earth.y()));
     found.dipSpread = spread(dips_, dips_.median());
     found.northSpread = spread(azimuths_, 0.0);
-    found.azimuthSpread = spread(azimuths_, std::atan2(east_, north_));
-    found.coverage = 1.0 - rotation_.squaredNorm() / (3.0 * w * w);
+    found.azimuthSpread = spread(azimuths_, std::atan2(sums_.east, sums_.north));
+    found.coverage = 1.0 - sums_.rotation.squaredNorm() / (3.0 * w * w);
 
-    const Matrix3 a = (w + kHardIronPrior) * Matrix3::Identity() - rotation_.transpose() * rotation_ / w;
-    const Vector3 right = body_ - rotation_.transpose() * earth_ / w;
+    const Matrix3 a =
+        (w + kHardIronPrior) * Matrix3::Identity() - sums_.rotation.transpose() * sums_.rotation / w;
+    const Vector3 right = sums_.body - sums_.rotation.transpose() * sums_.earth / w;
     const Vector3 h = a.ldlt().solve(right);
     const auto scatter = [&](const Vector3& y) {
-        const double squares = (squares_ - 2.0 * y.dot(body_) + w * y.squaredNorm()) / w;
-        return std::max(0.0, squares - ((earth_ - rotation_ * y) / w).squaredNorm());
+        const double squares = (sums_.squares - 2.0 * y.dot(sums_.body) + w * y.squaredNorm()) / w;
+        return std::max(0.0, squares - ((sums_.earth - sums_.rotation * y) / w).squaredNorm());
     };
     found.hardIron = h;
     found.scatter = std::sqrt(scatter(Vector3::Zero())) / found.norm;

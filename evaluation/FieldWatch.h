@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstdint>
+#include <optional>
 
 #include "attitude/rotation/RotationTypes.h"
 #include "evaluation/Histogram.h"
@@ -55,22 +55,27 @@ private:
         Vector3 earth = Vector3::Zero();
         double norm = 0.0;
     } window_;
-    bool hasLast_ = false;
-    double lastTime_ = 0.0;
-    Matrix3 lastRotation_ = Matrix3::Identity();
+    struct Last {
+        double time;
+        Matrix3 rotation;
+    };
+    std::optional<Last> last_;  // window
 
+    /// Weighted sums of the windows.
+    struct Sums {
+        double weight = 0.0;  // motion, and a little of the rest
+        double norm = 0.0;
+        double east = 0.0, north = 0.0;  // of the field's horizontal direction
+        Matrix3 rotation = Matrix3::Zero();
+        Vector3 earth = Vector3::Zero();
+        Vector3 body = Vector3::Zero();
+        double squares = 0.0;
+    } sums_;
     double motion_ = 0.0;  // s
-    double weight_ = 0.0;  // motion, and a little of the rest
-    double norm_ = 0.0;
     double firstNorm_ = 0.0;
-    double east_ = 0.0, north_ = 0.0;  // of the field's horizontal direction
     Histogram<400> norms_{-1.0, 1.0};  // logarithm, of the share of the first norm
     Histogram<180> dips_{-1.5708, 1.5708};
     Histogram<360> azimuths_{-3.14159, 3.14159};
-    Matrix3 rotation_ = Matrix3::Zero();
-    Vector3 earth_ = Vector3::Zero();
-    Vector3 body_ = Vector3::Zero();
-    double squares_ = 0.0;
 };
 
 }  // namespace Kavelin::RecordingIO

@@ -80,11 +80,11 @@ void MotionFit::closeBlock() {
     if (last_ && mean.t - last_->t < kLongestStep) {
         advance(*last_, mean);
     } else {
-        design_.setZero();
-        smoothDesign_.setZero();
-        change_.setZero();
-        smoothChange_.setZero();
-        sinceLast_ = 0.0;
+        band_.design.setZero();
+        band_.smoothDesign.setZero();
+        band_.change.setZero();
+        band_.smoothChange.setZero();
+        band_.sinceLast = 0.0;
     }
     last_ = mean;
 }
@@ -100,45 +100,46 @@ void MotionFit::advance(const Block& from, const Block& to) {
     const Vector3 turn = to.angle - from.angle;
 
     const double keep = std::exp(-step / kBand - turn.norm() / kTurn);
-    change_ = keep * change_ + (to.vector - from.vector) / norm_;
-    design_ *= keep;
+    band_.change = keep * band_.change + (to.vector - from.vector) / norm_;
+    band_.design *= keep;
     for (int j = 0; j < 3; ++j) {
         const Vector3 axis = Vector3::Unit(j);
         const Vector3 moved = v.cross(axis);
-        for (int k = 0; k < 3; ++k) design_.col(3 * k + j) += turn[k] * moved;
-        design_.col(9 + j) -= step * moved;
-        design_.col(12 + j) -= axis.cross(turn);
+        for (int k = 0; k < 3; ++k) band_.design.col(3 * k + j) += turn[k] * moved;
+        band_.design.col(9 + j) -= step * moved;
+        band_.design.col(12 + j) -= axis.cross(turn);
     }
     const double gain = step / (kSmooth + step);
-    smoothDesign_ += gain * (design_ - smoothDesign_);
-    smoothChange_ += gain * (change_ - smoothChange_);
+    band_.smoothDesign += gain * (band_.design - band_.smoothDesign);
+    band_.smoothChange += gain * (band_.change - band_.smoothChange);
     const double off = v.norm() - 1.0;
-    deviation_ += std::min(1.0, step / kBand) * (off * off - deviation_);
-    sinceLast_ += step;
-    if (sinceLast_ >= kBetween) accumulate();
+    band_.deviation += std::min(1.0, step / kBand) * (off * off - band_.deviation);
+    band_.sinceLast += step;
+    if (band_.sinceLast >= kBetween) accumulate();
 }
 
 void MotionFit::accumulate() {
-    const double weight = sinceLast_ / (1.0 + deviation_ / (kNormLimit * kNormLimit));
+    const double weight = band_.sinceLast / (1.0 + band_.deviation / (kNormLimit * kNormLimit));
     // Lazy: the general product of large matrices costs more than these small ones.
-    normal_ += weight * smoothDesign_.transpose().lazyProduct(smoothDesign_);
-    right_ += weight * smoothDesign_.transpose().lazyProduct(smoothChange_);
-    squares_ += weight * smoothChange_.squaredNorm();
-    weight_ += weight;
-    seconds_ += sinceLast_;
-    sinceLast_ = 0.0;
+    sums_.normal += weight * band_.smoothDesign.transpose().lazyProduct(band_.smoothDesign);
+    sums_.right += weight * band_.smoothDesign.transpose().lazyProduct(band_.smoothChange);
+    sums_.squares += weight * band_.smoothChange.squaredNorm();
+    sums_.weight += weight;
+    sums_.seconds += band_.sinceLast;
+    band_.sinceLast = 0.0;
 }
 
 /// Sum of squares that is left with the rates' matrix `m`, and the best bias and offset.
 double MotionFit::cost(const Matrix3& m) const {
     Eigen::Matrix<double, 9, 1> x;
     for (int k = 0; k < 3; ++k) x.segment<3>(3 * k) = m.col(k);
-    SixBySix a = normal_.bottomRightCorner<6, 6>();
-    const double noise = squares_ / 3.0 + 1e-12;
-    a.diagonal().head<3>().array() += noise / (weight_ + 1e-12) / (kBiasPrior * kBiasPrior);
-    a.diagonal().tail<3>().array() += noise / (weight_ + 1e-12) / (kOffsetPrior * kOffsetPrior);
-    const Six g = right_.tail<6>() - normal_.bottomLeftCorner<6, 9>() * x;
-    const double fixed = squares_ - 2.0 * x.dot(right_.head<9>()) + x.dot(normal_.topLeftCorner<9, 9>() * x);
+    SixBySix a = sums_.normal.bottomRightCorner<6, 6>();
+    const double noise = sums_.squares / 3.0 + 1e-12;
+    a.diagonal().head<3>().array() += noise / (sums_.weight + 1e-12) / (kBiasPrior * kBiasPrior);
+    a.diagonal().tail<3>().array() += noise / (sums_.weight + 1e-12) / (kOffsetPrior * kOffsetPrior);
+    const Six g = sums_.right.tail<6>() - sums_.normal.bottomLeftCorner<6, 9>() * x;
+    const double fixed =
+        sums_.squares - 2.0 * x.dot(sums_.right.head<9>()) + x.dot(sums_.normal.topLeftCorner<9, 9>() * x);
     return std::max(0.0, fixed - g.dot(a.ldlt().solve(g)));
 }
 
@@ -146,11 +147,11 @@ void MotionFit::solveOffsets(MotionFitResult& result) const {
     Eigen::Matrix<double, 9, 1> identity;
     identity << 1, 0, 0, 0, 1, 0, 0, 0, 1;
     const double left = cost(Matrix3::Identity());
-    const double variance = kBetween * kShared * left / (3.0 * weight_) + 1e-9;
-    SixBySix a = normal_.bottomRightCorner<6, 6>() / variance;
+    const double variance = kBetween * kShared * left / (3.0 * sums_.weight) + 1e-9;
+    SixBySix a = sums_.normal.bottomRightCorner<6, 6>() / variance;
     a.diagonal().head<3>().array() += 1.0 / (kBiasPrior * kBiasPrior);
     a.diagonal().tail<3>().array() += 1.0 / (kOffsetPrior * kOffsetPrior);
-    const Six g = (right_.tail<6>() - normal_.bottomLeftCorner<6, 9>() * identity) / variance;
+    const Six g = (sums_.right.tail<6>() - sums_.normal.bottomLeftCorner<6, 9>() * identity) / variance;
     const Six x = a.ldlt().solve(g);
     const SixBySix inverse = a.inverse();
     result.bias = x.head<3>();
@@ -184,10 +185,10 @@ void MotionFit::findAxes(MotionFitResult& result) const {
 
 MotionFitResult MotionFit::result() const {
     MotionFitResult result;
-    result.seconds = seconds_;
+    result.seconds = sums_.seconds;
     result.norm = norm_;
     const double nothing = cost(Matrix3::Zero());
-    if (weight_ <= 0.0 || nothing <= 0.0) return result;
+    if (sums_.weight <= 0.0 || nothing <= 0.0) return result;
     result.explained = 1.0 - cost(Matrix3::Identity()) / nothing;
     findAxes(result);
     solveOffsets(result);

@@ -21,8 +21,7 @@ struct MotionFitResult {
     double bestExplained = 0.0;
     Matrix3 axes = Matrix3::Identity();  ///< signed permutation: true rate = scale * axes * measured rate
     double scale = 1.0;
-    /// rad/s; the rates' bias that the vector shows, where rates are as they should be, and its standard
-    /// deviation.
+    /// rad/s; the rates' bias that the vector shows, where rates are as they should be, and its standard deviation.
     Vector3 bias = Vector3::Zero();
     Vector3 biasDeviation = Vector3::Constant(1.0);
     double norm = 0.0;  ///< the vector's usual one
@@ -64,6 +63,24 @@ private:
     void solveOffsets(MotionFitResult& result) const;
     void findAxes(MotionFitResult& result) const;
 
+    /// Behind the first and the second stage of the band filter.
+    struct Band {
+        Design design = Design::Zero();
+        Design smoothDesign = Design::Zero();
+        Vector3 change = Vector3::Zero();
+        Vector3 smoothChange = Vector3::Zero();
+        double deviation = 0.0;  // squared relative deviation of the norm, low-passed
+        double sinceLast = 0.0;  // s
+    };
+    /// Normal equations of the fit, and the time that went into them.
+    struct Sums {
+        Normal normal = Normal::Zero();
+        Unknowns right = Unknowns::Zero();
+        double squares = 0.0;
+        double weight = 0.0;
+        double seconds = 0.0;
+    };
+
     std::optional<double> rateTime_;
     Vector3 rate_ = Vector3::Zero();
     Vector3 angle_ = Vector3::Zero();
@@ -72,19 +89,8 @@ private:
     std::optional<Block> last_;
     double norm_ = 0.0;  // usual norm of the vector
     double normTime_ = 0.0;
-
-    Design design_ = Design::Zero();  // behind the first and the second stage of the band filter
-    Design smoothDesign_ = Design::Zero();
-    Vector3 change_ = Vector3::Zero();
-    Vector3 smoothChange_ = Vector3::Zero();
-    double deviation_ = 0.0;  // squared relative deviation of the norm, low-passed
-    double sinceLast_ = 0.0;
-
-    Normal normal_ = Normal::Zero();
-    Unknowns right_ = Unknowns::Zero();
-    double squares_ = 0.0;
-    double weight_ = 0.0;
-    double seconds_ = 0.0;
+    Band band_;
+    Sums sums_;
 };
 
 }  // namespace Kavelin::RecordingIO

@@ -49,7 +49,7 @@ AGMComputer::AGMComputer(std::unique_ptr<ProblemAGM> problem, AGMVariant variant
       rowsOfS_(rowsOf(S_)),
       rowsOfRootQ_(rowsOf(rootQ_)),
       rowsOfRootR_(rowsOf(rootR_)),
-      rowsOfInput_{&dt_, nullptr} {
+      rowsOfInput_{&clock_.dt, nullptr} {
     step_ = {.n = 4,
              .m = 6,
              .x = Xhat_.data(),
@@ -75,14 +75,14 @@ void AGMComputer::restart() {
 }
 
 void AGMComputer::reset(bool fromFile) {
-    count_ = 0;
-    alphaA_ = problem_->alpha_A();
-    alphaC_ = problem_->alpha_C();
-    alphaM_ = problem_->alpha_M();
-    holdA_ = problem_->T_A();
-    holdM_ = problem_->T_M();
+    clock_.count = 0;
+    settings_.alphaA = problem_->alpha_A();
+    settings_.alphaC = problem_->alpha_C();
+    settings_.alphaM = problem_->alpha_M();
+    settings_.holdA = problem_->T_A();
+    settings_.holdM = problem_->T_M();
     if (fromFile) initTime_ = problem_->T_setref();
-    tAccPerturbed_ = tMagPerturbed_ = -1.0;
+    perturbed_ = {};
     aRef_.setZero();
     mRef_.setZero();
     aProper_.setZero();
@@ -99,34 +99,33 @@ void AGMComputer::reset(bool fromFile) {
     if (!complete_) return;
     Xhat_ = problem_->initialState().reshaped<Eigen::RowMajor>();
     S_ = problem_->initialCovariance();
-    Rddyn_ = problem_->Rddyn();
-    rootRddyn_ = Rddyn_.array().sqrt();
-    Rdstat_ = problem_->Rdstat();
-    Qd_ = problem_->Qd();
-    noiseIsDiagonal_ = isDiagonalMatrix(Rddyn_) && isDiagonalMatrix(Rdstat_);
-    processNoiseIsDiagonal_ = isDiagonalMatrix(Qd_);
+    settings_.Rddyn = problem_->Rddyn();
+    settings_.rootRddyn = settings_.Rddyn.array().sqrt();
+    settings_.Rdstat = problem_->Rdstat();
+    settings_.Qd = problem_->Qd();
+    settings_.noiseIsDiagonal = isDiagonalMatrix(settings_.Rddyn) && isDiagonalMatrix(settings_.Rdstat);
+    settings_.processNoiseIsDiagonal = isDiagonalMatrix(settings_.Qd);
 }
 
 bool AGMComputer::advance(const AGMSample& sample) {
     if (!complete_) return false;
     beginTriple(sample.t);
-    if (sample.t - tStart_ < initTime_) return collect(sample);
+    if (sample.t - clock_.start < initTime_) return collect(sample);
     if (!referencesDone_ && !fixReferences(sample)) return false;
     track(sample);
     return true;
 }
 
 void AGMComputer::beginTriple(double t) {
-    ++count_;
-    dt_ = t - tPrevious_;
-    tPrevious_ = t;
-    if (count_ > 1) return;
-    dt_ = kFirstStep;
-    tStart_ = t;
+    ++clock_.count;
+    clock_.dt = t - clock_.previous;
+    clock_.previous = t;
+    if (clock_.count > 1) return;
+    clock_.dt = kFirstStep;
+    clock_.start = t;
 }
 
-// Deliberate: sum and reference are one: a period made longer while the filter runs adds to the finished
-// references.
+// Deliberate: sum and reference are one: a period made longer while the filter runs adds to the finished references.
 bool AGMComputer::collect(const AGMSample& sample) {
     aRef_ += sample.acc;
     mRef_ += sample.mag;
@@ -135,10 +134,10 @@ bool AGMComputer::collect(const AGMSample& sample) {
 
 bool AGMComputer::fixReferences(const AGMSample& sample) {
     referencesDone_ = true;
-    const bool collected = count_ > 1;
+    const bool collected = clock_.count > 1;
     if (collected) {
-        aRef_ /= static_cast<double>(count_ - 1);
-        mRef_ /= static_cast<double>(count_ - 1);
+        aRef_ /= static_cast<double>(clock_.count - 1);
+        mRef_ /= static_cast<double>(clock_.count - 1);
     } else {
         aRef_ = sample.acc;
         mRef_ = sample.mag;
@@ -162,14 +161,14 @@ void AGMComputer::gateAccelerometer(const AGMSample& sample, const Matrix3& R_se
     const Vector3 predicted = R_sensor_ref * aRef_;
     const double deviation = std::abs(sample.acc.norm() - predicted.norm());
     aProper_ = sample.acc - predicted;
-    if (deviation > alphaA_) tAccPerturbed_ = sample.t;
-    estimate_.accFlag = sample.t - tAccPerturbed_ < holdA_ && tAccPerturbed_ >= 0.0;
+    if (deviation > settings_.alphaA) perturbed_.acc = sample.t;
+    estimate_.accFlag = sample.t - perturbed_.acc < settings_.holdA && perturbed_.acc >= 0.0;
     if (estimate_.accFlag) {
         z_.head<3>() = predicted;
         setPerturbedNoise(0);
     } else {
         z_.head<3>() = sample.acc;
-        setNoise(0, deviation, alphaA_);
+        setNoise(0, deviation, settings_.alphaA);
     }
 }
 
@@ -177,15 +176,15 @@ void AGMComputer::gateMagnetometer(const AGMSample& sample, const Matrix3& R_sen
     const Vector3 predicted = R_sensor_ref * mRef_;
     const double deviation = std::abs(sample.mag.norm() - predicted.norm());
     estimate_.magPerturbation_sensor = sample.mag - predicted;
-    if (deviation > alphaM_) tMagPerturbed_ = sample.t;
-    const bool held = sample.t - tMagPerturbed_ < holdM_ && tMagPerturbed_ >= 0.0;
+    if (deviation > settings_.alphaM) perturbed_.mag = sample.t;
+    const bool held = sample.t - perturbed_.mag < settings_.holdM && perturbed_.mag >= 0.0;
     estimate_.magFlag = held || !isFieldConsistent(z_.head<3>(), sample.mag, predicted);
     if (estimate_.magFlag) {
         z_.tail<3>() = predicted;
         setPerturbedNoise(1);
     } else {
         z_.tail<3>() = sample.mag;
-        setNoise(1, deviation, alphaM_);
+        setNoise(1, deviation, settings_.alphaM);
     }
 }
 
@@ -193,30 +192,29 @@ void AGMComputer::gateMagnetometer(const AGMSample& sample, const Matrix3& R_sen
 bool AGMComputer::isFieldConsistent(const Vector3& acc, const Vector3& mag,
                                     const Vector3& magPredicted) const {
     const Vector3 expected = acc.cross(magPredicted);
-    return std::abs(expected.dot(expected) - expected.dot(acc.cross(mag))) < alphaC_;
+    return std::abs(expected.dot(expected) - expected.dot(acc.cross(mag))) < settings_.alphaC;
 }
 
-// Noise root of an unperturbed sensor: element by element, from Rdstat at no deviation to Rddyn at the
-// threshold.
+// Noise root of an unperturbed sensor: element by element, from Rdstat at no deviation to Rddyn at the threshold.
 void AGMComputer::setNoise(int sensor, double deviation, double threshold) {
     const double share = deviation / threshold;
-    if (noiseIsDiagonal_ && std::isfinite(share)) {
-        const Eigen::Array3d least = Rdstat_.diagonal();
-        setNoiseDiagonal(sensor, (least + (Rddyn_.diagonal().array() - least) * share).sqrt());
+    if (settings_.noiseIsDiagonal && std::isfinite(share)) {
+        const Eigen::Array3d least = settings_.Rdstat.diagonal();
+        setNoiseDiagonal(sensor, (least + (settings_.Rddyn.diagonal().array() - least) * share).sqrt());
     } else {
         isOnlyDiagonal_[sensor] = false;
         rootR_.block<3, 3>(3 * sensor, 3 * sensor) =
-            (Rdstat_.array() + (Rddyn_ - Rdstat_).array() * share).sqrt();
+            (settings_.Rdstat.array() + (settings_.Rddyn - settings_.Rdstat).array() * share).sqrt();
     }
 }
 
 void AGMComputer::setPerturbedNoise(int sensor) {
-    if (noiseIsDiagonal_) return setNoiseDiagonal(sensor, rootRddyn_.diagonal());
-    rootR_.block<3, 3>(3 * sensor, 3 * sensor) = rootRddyn_;
+    if (settings_.noiseIsDiagonal) return setNoiseDiagonal(sensor, settings_.rootRddyn.diagonal());
+    rootR_.block<3, 3>(3 * sensor, 3 * sensor) = settings_.rootRddyn;
 }
 
-// The zeros around are left as they are where they are there: the solver reads what was written long ago at
-// once.
+// Zeros that are already off the diagonal are not written again: reading a value just written would make the solver
+// wait for it.
 void AGMComputer::setNoiseDiagonal(int sensor, const Eigen::Array3d& roots) {
     auto block = rootR_.block<3, 3>(3 * sensor, 3 * sensor);
     if (!isOnlyDiagonal_[sensor]) block.setZero();
@@ -225,14 +223,14 @@ void AGMComputer::setNoiseDiagonal(int sensor, const Eigen::Array3d& roots) {
 }
 
 void AGMComputer::setProcessNoise() {
-    const double scale = dt_ * dt_ * processNoiseScale_;
-    if (processNoiseIsDiagonal_ && std::isfinite(scale)) {
+    const double scale = clock_.dt * clock_.dt * processNoiseScale_;
+    if (settings_.processNoiseIsDiagonal && std::isfinite(scale)) {
         if (!rootQIsOnlyDiagonal_) rootQ_.setZero();
         rootQIsOnlyDiagonal_ = true;
-        rootQ_.diagonal() = (Qd_.diagonal().array() * scale / 4.0).sqrt();
+        rootQ_.diagonal() = (settings_.Qd.diagonal().array() * scale / 4.0).sqrt();
     } else {
         rootQIsOnlyDiagonal_ = false;
-        rootQ_ = (Qd_.array() * scale / 4.0).sqrt();
+        rootQ_ = (settings_.Qd.array() * scale / 4.0).sqrt();
     }
 }
 

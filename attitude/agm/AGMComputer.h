@@ -17,10 +17,9 @@ struct AGMVariant {
     bool keepsFirstReference;  // hands on the references also when the very first triple fixes them
 };
 
-/// Deliberate: this version hands over the reference as it is. The model negates it, the gating does not:
-/// what the solver corrects to is the opposite of what the gating expects, and the tilt runs away. Without an
-/// initialisation period the solver keeps the references of the run before, zero at first, which correct
-/// nothing.
+/// Deliberate: this version hands over the reference as it is. The model negates it, the gating does not: what
+/// the solver corrects to is the opposite of what the gating expects, and the tilt runs away. Without an
+/// initialisation period the solver keeps the references of the run before, zero at first, which correct nothing.
 inline constexpr AGMVariant kAGMVariant5{1.0, false};
 
 /// Prediction and gating agree, and no reference is lost.
@@ -48,12 +47,10 @@ public:
     const AGMEstimate& estimate() const override { return estimate_; }
 
 protected:
-    /// Forgets the run, keeps the settings; takes "T_setref" as the initialisation time when they come from a
-    /// file.
+    /// Forgets the run, keeps the settings; takes "T_setref" as the initialisation time when they come from a file.
     virtual void reset(bool fromFile);
 
-    /// Adds a triple of the initialisation period to the references.  @return whether there is an estimate
-    /// already.
+    /// Adds a triple of the initialisation period to the references. @return whether there is an estimate already.
     virtual bool collect(const AGMSample& sample);
 
     /// Fixes the references at the end of the period.  @return whether this triple is to be tracked already.
@@ -69,8 +66,7 @@ protected:
     void gateAccelerometer(const AGMSample& sample, const Matrix3& R_sensor_ref);
     void gateMagnetometer(const AGMSample& sample, const Matrix3& R_sensor_ref);
 
-    /// Runs one step of the solver with `z_` and the noise roots as they stand, and gives the state unit
-    /// norm.
+    /// Runs one step of the solver with `z_` and the noise roots as they stand, and gives the state unit norm.
     void correct(const AGMSample& sample);
 
     /// Fills what of the estimate follows from the state.
@@ -82,13 +78,27 @@ protected:
     using Matrix6 = Eigen::Matrix<double, 6, 6, Eigen::RowMajor>;
     using Vector6 = Eigen::Matrix<double, 6, 1>;
 
-    // Copied from the settings at a reset.
-    double alphaA_ = 0.0, alphaM_ = 0.0, alphaC_ = 0.0, holdA_ = 0.0, holdM_ = 0.0;
-    Matrix3 Rddyn_, Rdstat_;
-    Matrix3 rootRddyn_;
-    Matrix4 Qd_;
-    bool noiseIsDiagonal_ = false;
-    bool processNoiseIsDiagonal_ = false;
+    /// Copied from the problem's settings at a reset.
+    struct Settings {
+        double alphaA = 0.0, alphaM = 0.0, alphaC = 0.0, holdA = 0.0, holdM = 0.0;
+        Matrix3 Rddyn, Rdstat;
+        Matrix3 rootRddyn;
+        Matrix4 Qd;
+        bool noiseIsDiagonal = false;
+        bool processNoiseIsDiagonal = false;
+    };
+    /// Time of the run, s.
+    struct Clock {
+        long long count = 0;  // triples since the last reset
+        double dt = 0.0, previous = 0.0, start = 0.0;
+    };
+    /// When each sensor was last found perturbed, s; -1: never.
+    struct Perturbed {
+        double acc = -1.0, mag = -1.0;
+    };
+    Settings settings_;
+    Clock clock_;
+    Perturbed perturbed_;
 
     // The run.
     Quaternion Xhat_ = Quaternion::Zero();  // reference to sensor by form A: sensor to reference, w first
@@ -102,10 +112,7 @@ protected:
     Vector3 mRef_ = Vector3::Zero();
     Vector3 aProper_ = Vector3::Zero();  // sensor frame
     double initTime_ = 2.0;
-    double dt_ = 0.0, tPrevious_ = 0.0, tStart_ = 0.0;
-    double tAccPerturbed_ = -1.0, tMagPerturbed_ = -1.0;  // -1: never
-    double processNoiseScale_ = 1.0;                      // a factor on Qd, for versions that vary it
-    long long count_ = 0;                                 // triples since the last reset
+    double processNoiseScale_ = 1.0;  // a factor on Qd, for versions that vary it
     bool ready_ = false, complete_ = false, referencesDone_ = false, solverStarted_ = false;
     AGMEstimate estimate_;
 

@@ -32,8 +32,8 @@ void AGMComputer_v7::reset(bool fromFile) {
 
 bool AGMComputer_v7::advance(const AGMSample& sample) {
     if (!std::isfinite(sample.t)) return solverStarted_;
-    if (count_ > 0) {
-        const double dt = sample.t - tPrevious_;
+    if (clock_.count > 0) {
+        const double dt = sample.t - clock_.previous;
         if (!(dt > 0.0 && std::isfinite(dt))) return solverStarted_;
         watchRest(sample, std::min(dt, kLongestStep));
     } else {
@@ -56,8 +56,7 @@ bool AGMComputer_v7::collect(const AGMSample& sample) {
     return false;
 }
 
-// Without a usable acceleration the start goes on; without a field the magnetometer stays out until the next
-// start.
+// Without a usable acceleration the start goes on; without a field the magnetometer stays out until the next start.
 bool AGMComputer_v7::fixReferences(const AGMSample& sample) {
     const bool collected = averages_.hasAcceleration();
     if (!collected) averages_.add(sample.acc, sample.mag, sample.rate);
@@ -79,7 +78,7 @@ bool AGMComputer_v7::fixReferences(const AGMSample& sample) {
 }
 
 void AGMComputer_v7::track(const AGMSample& sample) {
-    dt_ = std::min(dt_, kLongestStep);
+    clock_.dt = std::min(clock_.dt, kLongestStep);
     const AGMSample relative = relativeSample(sample);
     processNoiseScale_ = 1.0 + qCoeff_ * relative.rate.squaredNorm();
     const Quaternion before = Xhat_;
@@ -94,18 +93,17 @@ void AGMComputer_v7::track(const AGMSample& sample) {
     estimate_.magPerturbation_sensor *= magScale_;
 }
 
-// The sample relative to the references, without bias. One that is none is what the attitude predicts, and
-// perturbed.
+// The sample relative to the references, without bias. One that is none is what the attitude predicts, and perturbed.
 AGMSample AGMComputer_v7::relativeSample(const AGMSample& sample) {
     AGMSample relative{.t = sample.t, .acc = sample.acc / accScale_, .mag = sample.mag / magScale_};
     if (isUsableRate(sample.rate)) relative.rate = sample.rate - bias_;
     if (!isUsableAcceleration(sample.acc) || !isRelative(relative.acc)) {
         relative.acc = toEigen(Xhat_).conjugate() * aRef_;
-        tAccPerturbed_ = sample.t;
+        perturbed_.acc = sample.t;
     }
     if (!isUsableField(sample.mag) || !isRelative(relative.mag)) {
         relative.mag = toEigen(Xhat_).conjugate() * mRef_;
-        tMagPerturbed_ = sample.t;
+        perturbed_.mag = sample.t;
     }
     return relative;
 }
