@@ -16,7 +16,8 @@ TEST(Filter3a3mGenerator, SendsUpAndAFieldThirtyDegreesFromItAsTheAttitudeShowsT
     for (int i = 0; i < 36; ++i) {
         const Eigen::Vector3d e(10.0 * i - 180, 5.0 * i - 90, 37.0 * i);
         const Eigen::Matrix3d R_earth_sensor =
-            (turn(e[0], Vector3::UnitZ()) * turn(e[1], Vector3::UnitY()) * turn(e[2], Vector3::UnitX()))
+            (turn(e[0], Eigen::Vector3d::UnitZ()) * turn(e[1], Eigen::Vector3d::UnitY()) *
+             turn(e[2], Eigen::Vector3d::UnitX()))
                 .toRotationMatrix();
         h.clear();
         const char* const pins[] = {"yaw", "pitch", "roll"};

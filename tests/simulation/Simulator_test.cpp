@@ -1,5 +1,6 @@
 #include "simulation/Simulator.h"
 
+#include "attitude/rotation/QuaternionAlgebra.h"
 #include "io/SimulatedTable.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestKit.h"
