@@ -5,7 +5,7 @@
 namespace Kavelin::OrientationInternal {
 
 FilterAGMAttitude_v6::FilterAGMAttitude_v6(const std::string& name)
-    : FilterAGMBase(name, "./FILTER/AGMAttitude_v6.par",
+    : FilterAGMBase(name, "./FILTER/AGMAttitude_v6.par", kSensorToStart,
                     std::make_unique<AGMComputer>(std::make_unique<ProblemAGM>(), kAGMVariant6)) {}
 
 void FilterAGMAttitude_v6::sendFurther(double t) {

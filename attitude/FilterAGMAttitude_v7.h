@@ -21,8 +21,7 @@ protected:
     void sendFurther(double t) override;
 
 private:
-    // 1x4: w, x, y, z, sensor to reference, unit norm
-    OutputPin<Matrix> attitudeQ_{"attitudeQ", this, Matrix::Identity(1, 4)};
+    OutputPin<Matrix> attitudeQ_{"attitudeQ", this, inFrame(kQuaternion, kSensorToStart)};
 };
 
 }  // namespace Kavelin::OrientationInternal

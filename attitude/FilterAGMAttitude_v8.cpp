@@ -8,7 +8,8 @@ FilterAGMAttitude_v8::FilterAGMAttitude_v8(const std::string& name)
     : FilterAGMAttitude_v8(name, new AGMComputer_v8) {}
 
 FilterAGMAttitude_v8::FilterAGMAttitude_v8(const std::string& name, AGMComputer_v8* computer)
-    : FilterAGMBase(name, "./FILTER/AGMAttitude_v8.par", std::unique_ptr<AGMEstimator>(computer)),
+    : FilterAGMBase(name, "./FILTER/AGMAttitude_v8.par", kSensorToEarth,
+                    std::unique_ptr<AGMEstimator>(computer)),
       computer_(*computer) {}
 
 void FilterAGMAttitude_v8::takeFurther() {
@@ -17,8 +18,7 @@ void FilterAGMAttitude_v8::takeFurther() {
         if (lock.size() == 1 && !std::isnan(lock(0, 0))) lockedByPin_ = lock(0, 0) != 0.0;
     }
     while (quat0_.readNext()) {
-        const Matrix& q = quat0_.value();
-        if (q.rows() == 1 && q.cols() == 4) computer_.setNextAttitude(q.transpose());
+        if (quat0_.fits()) computer_.setNextAttitude(quat0_.value().transpose());
     }
     computer_.setLocked(lockedByPin_ || lockedByHand_.get());
 }

@@ -31,15 +31,15 @@ private:
     AGMComputer_v8& computer_;  // owned by the base
     bool lockedByPin_ = false;
 
-    InputPin<Matrix> lock_{"lock", this,
-                           NonBlocking{}};  // 1x1: non-zero locks, zero unlocks, the last one counts
-    InputPin<Matrix> quat0_{"quat_0", this,
-                            NonBlocking{}};  // 1x4: attitude to take at the end of the next start
-    OutputPin<Matrix> attitudeQ_{"attitudeQ", this, Matrix::Identity(1, 4)};  // w, x, y, z, sensor to earth
-    OutputPin<Matrix> bias_{"3g_bias", this, Matrix::Zero(1, 3)};             // rad/s, sensor frame
-    OutputPin<Matrix> restFlag_{"flag_rest", this, Matrix::Zero(1, 1)};       // 1.0 or 0.0
-    OutputPin<Matrix> lockFlag_{"flag_lock", this, Matrix::Zero(1, 1)};       // 1.0 or 0.0
-    OutputPin<Matrix> innovation_{"innovation", this, Matrix::Zero(1, 6)};    // acceleration, field; relative
+    // Non-zero locks, zero unlocks; the last one counts.
+    InputPin<Matrix> lock_{"lock", this, optional(kFlag), NonBlocking{}};
+    // The attitude to take at the end of the next start.
+    InputPin<Matrix> quat0_{"quat_0", this, optional(inFrame(kQuaternion, kSensorToEarth)), NonBlocking{}};
+    OutputPin<Matrix> attitudeQ_{"attitudeQ", this, inFrame(kQuaternion, kSensorToEarth)};
+    OutputPin<Matrix> bias_{"3g_bias", this, kRate};
+    OutputPin<Matrix> restFlag_{"flag_rest", this, kFlag};
+    OutputPin<Matrix> lockFlag_{"flag_lock", this, kFlag};
+    OutputPin<Matrix> innovation_{"innovation", this, {.shape = {1, 6}}};  // acceleration, field; relative
 
     ValueProperty<bool> lockedByHand_{"Locked", this, false};
 };

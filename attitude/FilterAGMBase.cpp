@@ -2,42 +2,30 @@
 
 #include <Poco/Exception.h>
 
-#include <algorithm>
 #include <utility>
 
 namespace Kavelin::OrientationInternal {
 
-namespace {
-
-// Deliberate: one row or three columns is enough, so a 3x1 column is refused and a 5x3 matrix gives its first
-// row.
-bool isAccepted(const Matrix& sample) { return sample.rows() == 1 || sample.cols() == 3; }
-
-// A 1x2 row is accepted, and there is nothing to compute from it.
-bool isVector(const Matrix& sample) { return sample.size() >= 3; }
-
-}  // namespace
-
-FilterAGMBase::FilterAGMBase(const std::string& name, const std::string& settingsFile,
+FilterAGMBase::FilterAGMBase(const std::string& name, const std::string& settingsFile, std::string_view frame,
                              std::unique_ptr<AGMEstimator> estimator)
     : Filter(name, true),
       estimator_(std::move(estimator)),
+      attitude_("attitude", this, inFrame(kRotation, frame)),
       settingsFile_("Settings File Name", this, settingsFile, "*.par",
                     handler(this, &FilterAGMBase::loadSettings)) {}
 
 void FilterAGMBase::process() {
     takeFurther();
-    if (!rate_.fetch() || !acc_.fetch() || !mag_.fetch()) return;
-    rate_.consume();
-    acc_.consume();
-    mag_.consume();
-    if (!isAccepted(rate_.value()) || !isAccepted(acc_.value()) || !isAccepted(mag_.value())) return;
+    if (!takeTogether(rate_, acc_, mag_)) return;
+    if (!isAccepted(shapeOf(rate_.value())) || !isAccepted(shapeOf(acc_.value())) ||
+        !isAccepted(shapeOf(mag_.value()))) {
+        return;
+    }
     const bool isFirst = !estimator_->isReady();
     if (isFirst) loadSettings();
     tellSettingsFault();
-    if (isFirst) return;
-    if (!isVector(rate_.value()) || !isVector(acc_.value()) || !isVector(mag_.value())) return;
-    const double t = std::max({rate_.lastTimeStamp(), acc_.lastTimeStamp(), mag_.lastTimeStamp()});
+    if (isFirst || !allFit(rate_, acc_, mag_)) return;
+    const double t = newestStamp(rate_, acc_, mag_);
     if (!estimator_->advance({.t = t,
                               .acc = firstThree(acc_.value()),
                               .mag = firstThree(mag_.value()),

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "attitude/agm/AGMEstimator.h"
 
@@ -23,7 +24,8 @@ public:
     void process() override;  // [layout thread]
 
 protected:
-    FilterAGMBase(const std::string& name, const std::string& settingsFile,
+    /// @param frame of the attitude, such as `kSensorToStart`
+    FilterAGMBase(const std::string& name, const std::string& settingsFile, std::string_view frame,
                   std::unique_ptr<AGMEstimator> estimator);
 
     /// Takes the further inputs of a version, if it has any, before each triple is looked for.
@@ -44,14 +46,22 @@ private:
     std::unique_ptr<AGMEstimator> estimator_;
     bool settingsFaultTold_ = false;  // since the last load
 
-    InputPin<Matrix> acc_{"3a", this};   // 1x3, m/s^2, sensor frame
-    InputPin<Matrix> mag_{"3m", this};   // 1x3, unit of the settings, sensor frame
-    InputPin<Matrix> rate_{"3g", this};  // 1x3, rad/s, sensor frame
-    OutputPin<Matrix> attitude_{"attitude", this, Matrix::Identity(3, 3)};    // sensor to reference
-    OutputPin<Matrix> accProper_{"3a_prop", this, Matrix::Zero(1, 3)};        // m/s^2, reference frame
-    OutputPin<Matrix> magPerturbation_{"3pb_mag", this, Matrix::Zero(1, 3)};  // unit of "3m", sensor frame
-    OutputPin<Matrix> accFlag_{"flag_acc", this, Matrix::Zero(1, 1)};         // 1.0 or 0.0
-    OutputPin<Matrix> magFlag_{"flag_mag", this, Matrix::Zero(1, 1)};         // 1.0 or 0.0
+    // Deliberate: one row or three columns is enough, so a 3x1 column is refused and a 5x3 matrix gives its first
+    // row.
+    static constexpr bool isAccepted(Core::PinShape sample) { return sample.rows == 1 || sample.cols == 3; }
+    // A 1x2 row is accepted, and there is nothing to compute from it.
+    static constexpr bool isVector(Core::PinShape sample) {
+        return isAccepted(sample) && sample.rows * sample.cols >= 3;
+    }
+
+    InputPin<Matrix> acc_{"3a", this, taking(kAcceleration, isVector)};
+    InputPin<Matrix> mag_{"3m", this, taking(kField, isVector)};  // in the unit of the settings
+    InputPin<Matrix> rate_{"3g", this, taking(kRate, isVector)};
+    OutputPin<Matrix> attitude_;  // sensor to reference
+    OutputPin<Matrix> accProper_{"3a_prop", this, inFrame(kLinearAcceleration, "reference")};
+    OutputPin<Matrix> magPerturbation_{"3pb_mag", this, kField};  // what the reference does not explain
+    OutputPin<Matrix> accFlag_{"flag_acc", this, kFlag};
+    OutputPin<Matrix> magFlag_{"flag_mag", this, kFlag};
 
     RangeProperty<int> initTime_{"Init time",
                                  this,

@@ -1,33 +1,13 @@
 #include "attitude/FilterAGMTriad_gyro.h"
 
-#include <algorithm>
-
 namespace Kavelin::OrientationInternal {
-
-namespace {
-
-/// The shape test of the three sensors. Deliberate: 3 rows or 1 column, either is enough, so a 3x3 sample
-/// passes with its first row; what has no three elements to use does not.
-bool hasVector(const Matrix& sample) {
-    return (sample.rows() == 3 || sample.cols() == 1) && sample.size() >= 3;
-}
-
-}  // namespace
 
 FilterAGMTriad_gyro::FilterAGMTriad_gyro(const std::string& name) : Filter(name, true) {}
 
 void FilterAGMTriad_gyro::process() {
     takeReset();
-    const bool haveRate = rate_.fetch();
-    const bool haveAcc = acc_.fetch();
-    const bool haveMag = mag_.fetch();
-    if (!haveRate || !haveAcc || !haveMag) return;  // what was fetched stays held
-    rate_.consume();
-    acc_.consume();
-    mag_.consume();
-    if (!hasVector(rate_.value()) || !hasVector(acc_.value()) || !hasVector(mag_.value())) return;
-
-    const double t = std::max({acc_.lastTimeStamp(), mag_.lastTimeStamp(), rate_.lastTimeStamp()});
+    if (!holdAndTakeTogether(rate_, acc_, mag_) || !allFit(rate_, acc_, mag_)) return;
+    const double t = newestStamp(acc_, mag_, rate_);
     const auto estimate =
         computer_.advance({t, firstThree(acc_.value()), firstThree(mag_.value()), firstThree(rate_.value())});
     if (estimate) send(*estimate);

@@ -37,14 +37,27 @@ private:
     void takeReset();
     void send(const TriadEstimate& estimate);
 
-    InputPin<Matrix> acc_{"3a", this};
-    InputPin<Matrix> mag_{"3m", this};
-    InputPin<Matrix> rate_{"3g", this};
-    InputPin<Matrix> reset_{"reset", this, AnyTime{}};
-    OutputPin<Matrix> quaternion_{"attitudeQ", this, Eigen::Vector4d::UnitX()};
-    OutputPin<Matrix> attitude_{"attitude", this, Matrix::Identity(3, 3)};
-    OutputPin<Matrix> properAcceleration_{"Acceleration Propre", this, Matrix::Zero(3, 1)};
-    OutputPin<Matrix> fieldDisturbance_{"Perturbation Magnetique", this, Matrix::Zero(3, 1)};
+    /// Deliberate: 3 rows or 1 column, either is enough, so a 3x3 sample passes with its first row; what has no
+    /// three elements to use does not.
+    static constexpr bool hasVector(Core::PinShape sample) {
+        return (sample.rows == 3 || sample.cols == 1) && sample.rows * sample.cols >= 3;
+    }
+    static constexpr Core::PinContent column(const Core::PinContent& content) {
+        return taking(asColumn(content), hasVector);
+    }
+    static constexpr Core::PinContent sent(const Core::PinContent& content) {
+        return stampedWithWallClock(content);
+    }
+
+    InputPin<Matrix> acc_{"3a", this, column(kAcceleration)};
+    InputPin<Matrix> mag_{"3m", this, column(kField)};
+    InputPin<Matrix> rate_{"3g", this, column(kRate)};
+    InputPin<Matrix> reset_{"reset", this, kRequest, AnyTime{}};
+    OutputPin<Matrix> quaternion_{"attitudeQ", this, sent(asColumn(inFrame(kQuaternion, kTurnSinceStart)))};
+    OutputPin<Matrix> attitude_{"attitude", this, sent(inFrame(kRotation, kTurnSinceStart))};
+    OutputPin<Matrix> properAcceleration_{"Acceleration Propre", this,
+                                          sent(asColumn(inFrame(kLinearAcceleration, kSensorFrame)))};
+    OutputPin<Matrix> fieldDisturbance_{"Perturbation Magnetique", this, sent(asColumn(kField))};
 
     CommandProperty ref_{"Ref", this, handler(this, &FilterAGMTriad_gyro::reset)};
     // Deliberate: shown is the working value cut to a whole number, 0 for both. Until one is written, the

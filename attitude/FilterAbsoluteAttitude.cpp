@@ -6,7 +6,7 @@ FilterAbsoluteAttitude::FilterAbsoluteAttitude(const std::string& name) : Filter
 
 void FilterAbsoluteAttitude::process() {
     if (!relative_.readNext()) return;
-    if (relative_.value().size() != 9) return;  // "3a" and "3m" stay queued
+    if (!relative_.fits()) return;  // "3a" and "3m" stay queued
     updateReferenceFrame();
     absolute_.value() = computer_.multiply3x3(referenceFrame_, firstNine(relative_.value()));
     absolute_.send(relative_.lastTimeStamp());
@@ -15,7 +15,7 @@ void FilterAbsoluteAttitude::process() {
 void FilterAbsoluteAttitude::updateReferenceFrame() {
     if (!acc_.readNext()) return;
     if (!mag_.readNext()) return;  // the "3a" sample is gone
-    if (acc_.value().size() != 3 || mag_.value().size() != 3) return;
+    if (!allFit(acc_, mag_)) return;
     referenceFrame_ = computer_.frameFromGravityAndField(firstThree(acc_.value()), firstThree(mag_.value()));
 }
 

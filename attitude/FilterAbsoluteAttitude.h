@@ -24,10 +24,10 @@ public:
 private:
     void updateReferenceFrame();
 
-    InputPin<Matrix> acc_{"3a", this};
-    InputPin<Matrix> mag_{"3m", this};
-    InputPin<Matrix> relative_{"rel", this};
-    OutputPin<Matrix> absolute_{"abs", this, Matrix::Zero(3, 3)};
+    InputPin<Matrix> acc_{"3a", this, anyArrangement(inUnit(kAcceleration, ""))};
+    InputPin<Matrix> mag_{"3m", this, anyArrangement(kField)};
+    InputPin<Matrix> relative_{"rel", this, anyArrangement(kRotation)};
+    OutputPin<Matrix> absolute_{"abs", this, kRotation};
     AbsoluteAttitudeComputer computer_;
     Matrix3 referenceFrame_ = Matrix3::Identity();
 };

@@ -40,10 +40,7 @@ FilterAttitude::FilterAttitude(const std::string& name) : Filter(name, true) {
 }
 
 void FilterAttitude::process() {
-    if (!acc_.fetch() || !mag_.fetch()) return;  // a "3a" waits for its "3m"
-    acc_.consume();
-    mag_.consume();
-    if (acc_.value().size() != 3 || mag_.value().size() != 3) return;
+    if (!takeTogether(acc_, mag_) || !allFit(acc_, mag_)) return;
     const std::optional<Matrix3> attitude = attitudeOf(firstThree(acc_.value()), firstThree(mag_.value()));
     if (!attitude) return;
     attitude_.value() = *attitude;

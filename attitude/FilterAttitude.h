@@ -47,9 +47,9 @@ private:
     Matrix3 relativeTo(const Matrix3& frame);
     std::optional<Matrix3> turnAboutAxis(ATTITUDE_MODE mode, const Vector3& acc, const Vector3& mag);
 
-    InputPin<Matrix> acc_{"3a", this};
-    InputPin<Matrix> mag_{"3m", this};
-    OutputPin<Matrix> attitude_{"attitude", this, Matrix::Identity(3, 3)};
+    InputPin<Matrix> acc_{"3a", this, anyArrangement(inUnit(kAcceleration, ""))};
+    InputPin<Matrix> mag_{"3m", this, anyArrangement(kField)};
+    OutputPin<Matrix> attitude_{"attitude", this, inFrame(kRotation, kSensorToNorthWestUp)};
     EnumEnumProperty<ATTITUDE_MODE, std::string> mode_{
         "Mode",
         this,

@@ -4,12 +4,6 @@
 
 namespace Kavelin::OrientationInternal {
 
-namespace {
-
-bool isRow3(const Matrix& sample) { return sample.rows() == 1 && sample.cols() == 3; }
-
-}  // namespace
-
 FilterSO3Attitude::FilterSO3Attitude(const std::string& name) : Filter(name, true) {}
 
 void FilterSO3Attitude::process() {
@@ -20,7 +14,7 @@ void FilterSO3Attitude::process() {
     rate_.consume();
     const double t = rate_.lastTimeStamp();
     const Eigen::Vector3d field = takeField(t);
-    if (!isRow3(rate_.value())) return;
+    if (!rate_.fits()) return;
     computer_.setSettings(settings());
     const Eigen::Vector3d rate = Eigen::Vector3d::Map(rate_.value().data());
     if (computer_.advance(t, track_.at(t), rate, field)) send(t);
@@ -35,7 +29,7 @@ void FilterSO3Attitude::onReset() {
 bool FilterSO3Attitude::takeAccelerations(double t) {
     while (!track_.reaches(t)) {
         if (!acc_.readNext()) return false;
-        if (!isRow3(acc_.value())) continue;
+        if (!acc_.fits()) continue;
         track_.add(acc_.lastTimeStamp(), Eigen::Vector3d::Map(acc_.value().data()));
     }
     return true;
@@ -43,8 +37,7 @@ bool FilterSO3Attitude::takeAccelerations(double t) {
 
 void FilterSO3Attitude::takeStartAttitude() {
     while (quat0_.readNext()) {
-        const Matrix& q = quat0_.value();
-        if (q.rows() == 1 && q.cols() == 4) computer_.setNextAttitude(q.transpose());
+        if (quat0_.fits()) computer_.setNextAttitude(quat0_.value().transpose());
     }
 }
 
@@ -54,7 +47,7 @@ Eigen::Vector3d FilterSO3Attitude::takeField(double t) {
     Eigen::Vector3d field = Eigen::Vector3d::Constant(std::numeric_limits<double>::quiet_NaN());
     while (field_.fetch() && !(field_.heldTimeStamp() > t)) {
         field_.consume();
-        if (isRow3(field_.value())) field = Eigen::Vector3d::Map(field_.value().data());
+        if (field_.fits()) field = Eigen::Vector3d::Map(field_.value().data());
     }
     if (!useField_.value()) field.setConstant(std::numeric_limits<double>::quiet_NaN());
     return field;

@@ -39,20 +39,23 @@ private:
     Eigen::Vector3d takeField(double t);
     void send(double t);
 
-    InputPin<Matrix> acc_{"3a", this};
-    InputPin<Matrix> rate_{"3g", this};
-    InputPin<Matrix> field_{"3m", this, NonBlocking{}};
-    InputPin<Matrix> quat0_{"quat_0", this, NonBlocking{}};
-    OutputPin<Matrix> attitudeQ_{"attitudeQ", this, Matrix::Identity(1, 4)};
-    OutputPin<Matrix> attitude_{"attitude", this, Matrix::Identity(3, 3)};
-    OutputPin<Matrix> bias_{"3g_bias", this, Matrix::Zero(1, 3)};
-    OutputPin<Matrix> accBias_{"3a_bias", this, Matrix::Zero(1, 3)};
-    OutputPin<Matrix> hardIron_{"3m_hardiron", this, Matrix::Zero(1, 3)};
-    OutputPin<Matrix> linearAcceleration_{"3a_lin", this, Matrix::Zero(1, 3)};
-    OutputPin<Matrix> deviations_{"sigma", this, Matrix::Zero(1, 2)};
-    OutputPin<Matrix> restFlag_{"flag_rest", this, Matrix::Zero(1, 1)};
-    OutputPin<Matrix> fieldFlag_{"flag_mag", this, Matrix::Zero(1, 1)};
-    OutputPin<Matrix> magnetFlag_{"flag_mag_body", this, Matrix::Zero(1, 1)};
+    static constexpr Core::PinContent kDeviations{
+        .shape = {1, 2}, .quantity = "standard deviation of tilt and heading", .unit = Core::kRadians};
+
+    InputPin<Matrix> acc_{"3a", this, kAcceleration};
+    InputPin<Matrix> rate_{"3g", this, kRate};
+    InputPin<Matrix> field_{"3m", this, optional(kField), NonBlocking{}};
+    InputPin<Matrix> quat0_{"quat_0", this, optional(inFrame(kQuaternion, kSensorToEarth)), NonBlocking{}};
+    OutputPin<Matrix> attitudeQ_{"attitudeQ", this, inFrame(kQuaternion, kSensorToEarth)};
+    OutputPin<Matrix> attitude_{"attitude", this, inFrame(kRotation, kSensorToEarth)};
+    OutputPin<Matrix> bias_{"3g_bias", this, kRate};
+    OutputPin<Matrix> accBias_{"3a_bias", this, kAcceleration};
+    OutputPin<Matrix> hardIron_{"3m_hardiron", this, kField};
+    OutputPin<Matrix> linearAcceleration_{"3a_lin", this, kLinearAcceleration};
+    OutputPin<Matrix> deviations_{"sigma", this, kDeviations};
+    OutputPin<Matrix> restFlag_{"flag_rest", this, kFlag};
+    OutputPin<Matrix> fieldFlag_{"flag_mag", this, kFlag};
+    OutputPin<Matrix> magnetFlag_{"flag_mag_body", this, kFlag};
 
     RangeProperty<double> gyroscopeNoise_{
         "Gyroscope noise",

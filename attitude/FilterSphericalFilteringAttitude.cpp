@@ -10,8 +10,6 @@ namespace {
 constexpr double kLongestHold = 0.1;  // s; in more, a hand has turned the unit
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
-bool isRow3(const Matrix& sample) { return sample.rows() == 1 && sample.cols() == 3; }
-
 }  // namespace
 
 FilterSphericalFilteringAttitude::FilterSphericalFilteringAttitude(const std::string& name)
@@ -21,7 +19,7 @@ void FilterSphericalFilteringAttitude::process() {
     if (!takeRate()) return;
     double t = std::max(rate_.lastTimeStamp(), newest_.time);
     const Eigen::Vector3d field = takeField(t);
-    if (!isRow3(rate_.value()) || !newest_.isUsable) return;
+    if (!rate_.fits() || !newest_.isUsable) return;
     computer_.setSettings(settings());
     if (!computer_.advance(t, newest_.acceleration, Eigen::Vector3d::Map(rate_.value().data()), field)) {
         return;
@@ -32,35 +30,18 @@ void FilterSphericalFilteringAttitude::process() {
 /// Takes the next rate, and with it the acceleration of its time. Where there is none, the newest one stands
 /// in for a while, so that a lost sample does not look like the end of a rest.
 bool FilterSphericalFilteringAttitude::takeRate() {
-    using Next = Core::StampMatcher::Next;
-    for (;;) {
-        switch (matcher_.next(rate_, acc_)) {
-            case Next::kNone:
-                return false;
-            case Next::kPair:
-                rate_.consume();
-                takeAcceleration();
-                return true;
-            case Next::kSecond:
-                acc_.passOver();
-                break;
-            case Next::kFirst:
-                if (!acc_.hasValue()) {
-                    rate_.passOver();  // nothing can begin without an acceleration
-                    break;
-                }
-                rate_.consume();
-                if (!(rate_.lastTimeStamp() - newest_.time <= kLongestHold))
-                    newest_.acceleration.setConstant(kNone);
-                return true;
-        }
-    }
+    using Taken = Core::StampMatcher::Taken;
+    // Nothing can begin without an acceleration.
+    const Taken taken = matcher_.take(rate_, acc_, acc_.hasValue());
+    if (taken == Taken::kPair) takeAcceleration();
+    if (taken == Taken::kFirst && !(rate_.lastTimeStamp() - newest_.time <= kLongestHold))
+        newest_.acceleration.setConstant(kNone);
+    return taken != Taken::kNothing;
 }
 
 void FilterSphericalFilteringAttitude::takeAcceleration() {
-    acc_.consume();
     newest_.time = acc_.lastTimeStamp();
-    newest_.isUsable = isRow3(acc_.value());
+    newest_.isUsable = acc_.fits();
     if (newest_.isUsable) newest_.acceleration = Eigen::Vector3d::Map(acc_.value().data());
 }
 
@@ -73,7 +54,7 @@ Eigen::Vector3d FilterSphericalFilteringAttitude::takeField(double& t) {
     bool isOlder = true;
     while (isOlder && field_.readNext()) {
         t = std::max(t, field_.lastTimeStamp());
-        if (isRow3(field_.value())) field = Eigen::Vector3d::Map(field_.value().data());
+        if (field_.fits()) field = Eigen::Vector3d::Map(field_.value().data());
         isOlder = field_.fetch() && field_.heldTimeStamp() <= pairTime;
     }
     if (!useField_.get()) field.setConstant(std::numeric_limits<double>::quiet_NaN());

@@ -36,15 +36,15 @@ private:
     Eigen::Vector3d takeField(double& t);
     void send(double t);
 
-    InputPin<Matrix> acc_{"3a", this};
-    InputPin<Matrix> rate_{"3g", this};
-    InputPin<Matrix> field_{"3m", this, NonBlocking{}};
-    OutputPin<Matrix> attitudeQ_{"attitudeQ", this, Matrix::Identity(1, 4)};
-    OutputPin<Matrix> attitude_{"attitude", this, Matrix::Identity(3, 3)};
-    OutputPin<Matrix> bias_{"3g_bias", this, Matrix::Zero(1, 3)};
-    OutputPin<Matrix> properAcceleration_{"3a_prop", this, Matrix::Zero(1, 3)};
-    OutputPin<Matrix> restFlag_{"flag_rest", this, Matrix::Zero(1, 1)};
-    OutputPin<Matrix> fieldFlag_{"flag_mag", this, Matrix::Zero(1, 1)};
+    InputPin<Matrix> acc_{"3a", this, kAcceleration};
+    InputPin<Matrix> rate_{"3g", this, kRate};
+    InputPin<Matrix> field_{"3m", this, optional(kField), NonBlocking{}};
+    OutputPin<Matrix> attitudeQ_{"attitudeQ", this, inFrame(kQuaternion, kSensorToEarth)};
+    OutputPin<Matrix> attitude_{"attitude", this, inFrame(kRotation, kSensorToEarth)};
+    OutputPin<Matrix> bias_{"3g_bias", this, kRate};
+    OutputPin<Matrix> properAcceleration_{"3a_prop", this, kLinearAcceleration};
+    OutputPin<Matrix> restFlag_{"flag_rest", this, kFlag};
+    OutputPin<Matrix> fieldFlag_{"flag_mag", this, kFlag};
 
     RangeProperty<double> gravityTime_{
         "Gravity time constant",

@@ -6,7 +6,7 @@ FilterXSENSAttitude::FilterXSENSAttitude(const std::string& name) : Filter(name,
 
 void FilterXSENSAttitude::process() {
     if (!unit_.readNext()) return;
-    if (unit_.value().rows() != 3 || unit_.value().cols() != 3) return;
+    if (!unit_.fits()) return;
     const Matrix3 converted = AbsoluteAttitudeComputer::multiply3x3(axisFlip_, firstNine(unit_.value()));
     if (referenceRequested_) {
         relative_.setReference(converted, true);

@@ -25,8 +25,8 @@ public:
 private:
     void onReference() { referenceRequested_ = true; }
 
-    InputPin<Matrix> unit_{"attitude xsens", this};
-    OutputPin<Matrix> attitude_{"attitude", this, Matrix::Identity(3, 3)};
+    InputPin<Matrix> unit_{"attitude xsens", this, kRotation};
+    OutputPin<Matrix> attitude_{"attitude", this, stampedWithWallClock(kRotation)};
     CommandProperty reference_{"Reference", this, handler(this, &FilterXSENSAttitude::onReference)};
     RelativeAttitudeComputer relative_;
     const Matrix3 axisFlip_ = Vector3(-1, 1, -1).asDiagonal();  // half a turn about y

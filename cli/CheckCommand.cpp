@@ -40,12 +40,18 @@ void check(const LayoutOptions& options, CommandContext& context) {
     builder.build();
     builder.check({{.filter = "kavelin", .property = "LAYOUT", .file = options.file, .place = {}}});
     builder.findIdle(mistakes);
+    Mistakes doubts;
+    builder.findDoubts(doubts);
+    if (!doubts.empty()) context.status = kDoneWithErrors;
     if (mistakes.empty()) {
+        printMistakes(context, options.file, doubts);
         noteEarlyActions(layout, builder, context);
         return;
     }
+    const std::string count = countText(mistakes);
+    mistakes.insert(mistakes.end(), doubts.begin(), doubts.end());
     printMistakes(context, options.file, mistakes);
-    throw UsageError(countText(mistakes) + " in " + options.file);
+    throw UsageError(count + " in " + options.file);
 }
 
 }  // namespace

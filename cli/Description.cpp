@@ -48,14 +48,25 @@ ordered_json defaultOf(const Core::AbstractProperty& property, const std::string
     return text;
 }
 
+void describeContent(const Core::PinContent& content, ordered_json& json) {
+    json["shape"] = Core::shapeText(content.shape);
+    if (!content.takesText.empty()) json["takes"] = content.takesText;
+    if (!content.quantity.empty()) json["quantity"] = content.quantity;
+    if (!content.unit.empty()) json["unit"] = content.unit;
+    if (!content.frame.empty()) json["frame"] = content.frame;
+    if (content.isWallClockStamped) json["stamp"] = "wall clock";
+}
+
 ordered_json describePin(const Core::Pin& pin) {
     ordered_json json{{"name", pin.getName()}};
     if (const auto* input = dynamic_cast<const Core::AbstractInputPin*>(&pin)) {
         json["direction"] = "input";
         json["blocking"] = input->getIsBlocking();
+        json["optional"] = pin.content().isOptional;
     } else {
         json["direction"] = "output";
     }
+    describeContent(pin.content(), json);
     return json;
 }
 
@@ -102,6 +113,18 @@ void printList(std::ostream& out, const char* heading, const ordered_json& descr
     for (const auto& one : described)
         out << "  " << std::left << std::setw(static_cast<int>(width))
             << one["name"].get_ref<const std::string&>() << "  " << tell(one) << '\n';
+}
+
+/// "1x3, acceleration in m/s^2, frame: sensor, optional".
+std::string carried(const ordered_json& pin) {
+    std::string text = pin.value("takes", pin["shape"].get<std::string>());
+    if (pin.contains("quantity")) text += ", " + pin["quantity"].get<std::string>();
+    if (pin.contains("unit")) text += " in " + pin["unit"].get<std::string>();
+    if (pin.contains("frame")) text += ", frame: " + pin["frame"].get<std::string>();
+    if (pin.contains("stamp")) text += ", stamped with the wall clock";
+    if (pin.value("optional", false)) text += ", optional";
+    if (!pin.value("blocking", true)) text += ", never waited for";
+    return text;
 }
 
 std::string remarks(const ordered_json& property) {
@@ -151,8 +174,8 @@ void printType(std::ostream& out, const ordered_json& description) {
     out << description["type"].get<std::string>() << " of " << description["plugin"].get<std::string>()
         << '\n';
     printList(out, "pins", description["pins"], [](const ordered_json& pin) {
-        const bool waits = pin.value("blocking", true);
-        return pin["direction"].get<std::string>() + (waits ? "" : "  never waited for");
+        return pin["direction"].get<std::string>() + (pin["direction"] == "input" ? "   " : "  ") +
+               carried(pin);
     });
     printList(out, "properties", description["properties"], [](const ordered_json& property) {
         return property["kind"].get<std::string>() + remarks(property);

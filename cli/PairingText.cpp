@@ -46,4 +46,9 @@ std::string unpairedText(const std::string& filter, const Core::PairingReport& p
            (mostly ? ". Their clocks do not agree; the property Shift of a FilterResampler moves one" : "");
 }
 
+std::string misfitText(const Core::AbstractInputPin& pin) {
+    return pin.fullName() + " takes " + pin.shapesTaken() + ": " + std::to_string(pin.getMisfits()) + " of " +
+           RecordingIO::counted(pin.getConsumed(), "sample") + " had another shape and were not used";
+}
+
 }  // namespace Kavelin::Cli

@@ -17,4 +17,7 @@ std::string unpairedText(const std::string& filter, const Core::PairingReport& p
 /// Whether, of every input that the filter matches, more samples found no partner than found one.
 bool isMostlyUnpaired(const Core::Filter& filter, const Core::PairingReport& pairing);
 
+/// "attitude:3a takes 1x3: 12 of 4000 samples had another shape and were not used".
+std::string misfitText(const Core::AbstractInputPin& pin);
+
 }  // namespace Kavelin::Cli

@@ -43,7 +43,7 @@ void makeFolder(const LayoutFile& layout) {
 }
 
 void run(const RunCommandOptions& options, CommandContext& context) {
-    Mistakes mistakes, idle;
+    Mistakes mistakes, remarks;
     const LayoutFile layout = readLayout(options.layout, mistakes);
     LayoutBuilder builder(layout, Core::FlowManager::instance(), mistakes);
     builder.build();
@@ -55,8 +55,10 @@ void run(const RunCommandOptions& options, CommandContext& context) {
     builder.check(alsoUsed);
     requireNone(mistakes, options.layout.file, context);
     builder.rebuild();
-    builder.findIdle(idle);
-    printMistakes(context, options.layout.file, idle);
+    builder.findIdle(remarks);
+    if (const std::size_t idle = remarks.size(); builder.findDoubts(remarks), remarks.size() > idle)
+        context.status = kDoneWithErrors;  // the results may look right
+    printMistakes(context, options.layout.file, remarks);
     makeFolder(layout);
     builder.activateCommands();
     builder.prepareRun();

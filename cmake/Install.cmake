@@ -18,7 +18,7 @@ foreach(module KavelinPluginOrientationInternal KavelinPluginRecordingIO)
   endif()
 endforeach()
 
-install(DIRECTORY host/include/ core/include/ core/matrix/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+install(DIRECTORY host/include/ core/include/ core/values/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h")
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/kavelin)
 install(FILES docs/kavelin.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)

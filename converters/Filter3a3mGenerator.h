@@ -19,11 +19,11 @@ public:
     std::string typeName() const override { return kTypeName; }
 
 private:
-    InputPin<Matrix> yaw_{"yaw", this};
-    InputPin<Matrix> pitch_{"pitch", this};
-    InputPin<Matrix> roll_{"roll", this};
-    OutputPin<Matrix> acc_{"3a", this, Matrix::Zero(1, 3)};
-    OutputPin<Matrix> mag_{"3m", this, Matrix::Zero(1, 3)};
+    InputPin<Matrix> yaw_{"yaw", this, anyArrangement(inUnit(kAngle, Core::kDegrees))};
+    InputPin<Matrix> pitch_{"pitch", this, anyArrangement(inUnit(kAngle, Core::kDegrees))};
+    InputPin<Matrix> roll_{"roll", this, anyArrangement(inUnit(kAngle, Core::kDegrees))};
+    OutputPin<Matrix> acc_{"3a", this, inUnit(kAcceleration, "")};
+    OutputPin<Matrix> mag_{"3m", this, kField};
 };
 
 }  // namespace Kavelin::OrientationInternal

@@ -8,11 +8,8 @@ FilterCompass::FilterCompass(const std::string& name) : Filter(name, true) {}
 
 void FilterCompass::process() {
     if (!mag_.readNext()) return;
-    const Matrix& sample = mag_.value();
-    // Deliberate: the test is on columns, so a 3x1 column is refused and a 2x4 matrix gives its first three
-    // elements.
-    if (sample.cols() < 3 || sample.rows() < 1) return;
-    const CompassAngles angles = compassAngles(Eigen::Vector3d::Map(sample.data()));
+    if (!mag_.fits()) return;
+    const CompassAngles angles = compassAngles(Eigen::Vector3d::Map(mag_.value().data()));
     out_.value() << angles.heading, angles.tilt, angles.norm;
     out_.send(mag_.lastTimeStamp());
 }

@@ -20,8 +20,14 @@ public:
     std::string typeName() const override { return kTypeName; }
 
 private:
-    OutputPin<Matrix> out_{"out", this, Matrix::Zero(1, 3)};  // heading, tilt, norm
-    InputPin<Matrix> mag_{"inMag", this};                     // 1x3, sensor frame
+    // Deliberate: the test is on columns, so a 3x1 column is refused and a 2x4 matrix gives its first three
+    // elements.
+    static constexpr bool hasThreeColumns(Core::PinShape sample) {
+        return sample.cols >= 3 && sample.rows >= 1;
+    }
+
+    OutputPin<Matrix> out_{"out", this, {.shape = {1, 3}, .quantity = "heading, tilt, norm"}};
+    InputPin<Matrix> mag_{"inMag", this, taking(kField, hasThreeColumns)};
 };
 
 }  // namespace Kavelin::OrientationInternal

@@ -8,7 +8,7 @@ FilterInclinometer::FilterInclinometer(const std::string& name) : Filter(name, t
 
 void FilterInclinometer::process() {
     if (!acc_.readNext()) return;
-    if (acc_.value().size() != 3) return;
+    if (!acc_.fits()) return;
     double pitch = 0.0;
     double roll = 0.0;
     if (!inclinationAngles(Eigen::Vector3d::Map(acc_.value().data()), pitch, roll)) return;

@@ -19,9 +19,9 @@ public:
     std::string typeName() const override { return kTypeName; }
 
 private:
-    InputPin<Matrix> acc_{"3a", this};                            // 3 elements, sensor frame
-    OutputPin<Matrix> pitch_{"pitch", this, Matrix::Zero(1, 1)};  // rad
-    OutputPin<Matrix> roll_{"roll", this, Matrix::Zero(1, 1)};    // rad
+    InputPin<Matrix> acc_{"3a", this, anyArrangement(inUnit(kAcceleration, ""))};
+    OutputPin<Matrix> pitch_{"pitch", this, kAngle};
+    OutputPin<Matrix> roll_{"roll", this, kAngle};
 };
 
 }  // namespace Kavelin::OrientationInternal

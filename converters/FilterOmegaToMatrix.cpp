@@ -6,9 +6,8 @@ FilterOmegaToMatrix::FilterOmegaToMatrix(const std::string& name) : Filter(name,
 
 void FilterOmegaToMatrix::process() {
     if (!omega_.readNext()) return;
-    const Matrix& omega = omega_.value();
-    if (omega.rows() != 1 || omega.cols() != 3) return;
-    rotation_.value() = integrator_.advance(firstThree(omega), omega_.lastTimeStamp());
+    if (!omega_.fits()) return;
+    rotation_.value() = integrator_.advance(firstThree(omega_.value()), omega_.lastTimeStamp());
     rotation_.send(omega_.lastTimeStamp());
 }
 

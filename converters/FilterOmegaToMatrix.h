@@ -23,8 +23,8 @@ public:
 private:
     void onClear() { integrator_.clear(); }
 
-    InputPin<Matrix> omega_{"omega", this};
-    OutputPin<Matrix> rotation_{"RotationMatrix", this, Matrix::Identity(3, 3)};
+    InputPin<Matrix> omega_{"omega", this, kRate};
+    OutputPin<Matrix> rotation_{"RotationMatrix", this, inFrame(kRotation, "turn since the previous sample")};
     CommandProperty clear_{"Clear", this, handler(this, &FilterOmegaToMatrix::onClear)};
     RateIntegrator integrator_;
 };

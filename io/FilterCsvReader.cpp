@@ -222,6 +222,7 @@ void FilterCsvReader::openStream() const {
         for (const Channel& channel : opened->recording().schema().channels) {
             lanes_.push_back({pinCalled(channel.pin), static_cast<Eigen::Index>(channel.rows),
                               static_cast<Eigen::Index>(channel.cols), channel.rows == 1});
+            declare(channel, columns_.value());
         }
     }
     const std::lock_guard lock(streamMutex_);
@@ -252,6 +253,28 @@ ReaderOptions FilterCsvReader::options() const {
     return options;
 }
 
+/// Says what the channel's pin carries.
+void FilterCsvReader::declare(const Channel& channel, bool asColumns) const {
+    OutputPin<Matrix>* const pin = pinCalled(channel.pin);
+    if (!pin) return;
+    Core::PinContent content = pin->content();
+    content.shape = {static_cast<std::ptrdiff_t>(channel.rows), static_cast<std::ptrdiff_t>(channel.cols)};
+    if (channel.rows == 1 && asColumns) content = asColumn(content);
+    if (channel.quantity != Quantity::kNone) {
+        content.quantity = quantityName(channel.quantity);
+        content.unit = baseUnit(channel.quantity);
+    }
+    pin->setContent(content);
+}
+
+void FilterCsvReader::onColumns(const bool& asColumns) {
+    stale_ = true;
+    for (OutputPin<Matrix>* pin : {&acceleration_, &rate_, &field_, &attitude_}) {
+        const Core::PinShape shape = pin->content().shape;
+        if (asColumns ? shape.rows == 1 : shape.cols == 1) pin->setContent(asColumn(pin->content()));
+    }
+}
+
 /// Looks into a file that is there, for its pins; a header that means nothing may still be given a mapping.
 void FilterCsvReader::onFileName() {
     stale_ = true;
@@ -259,7 +282,10 @@ void FilterCsvReader::onFileName() {
     if (path.empty() || canBeReadOnlyOnce(path)) return;
     try {
         const RecordingReader reader = RecordingReader::open(path, options());
-        for (const Channel& channel : reader.schema().channels) makePin(channel.pin);
+        for (const Channel& channel : reader.schema().channels) {
+            makePin(channel.pin);
+            declare(channel, columns_.value());
+        }
     } catch (const Poco::DataFormatException&) {
         return;
     }

@@ -79,7 +79,9 @@ private:
     ReaderOptions options() const;
     bool isOpen() const;
     void sendRow(const Row& row);
+    void declare(const Channel& channel, bool asColumns) const;
     void onFileName();
+    void onColumns(const bool& asColumns);
     void onMapping(const std::string& mapping);
     void onUnits(const std::string& units);
     void onText(const std::string&) { stale_ = true; }
@@ -87,13 +89,14 @@ private:
     OutputPin<Matrix>* pinCalled(const std::string& name) const;
     void makePin(const std::string& name);
 
-    OutputPin<Matrix> acceleration_{"3a", this, Matrix::Zero(1, 3)};  // 1x3, m/s^2, sensor frame
-    OutputPin<Matrix> rate_{"3g", this, Matrix::Zero(1, 3)};          // 1x3, rad/s, sensor frame
-    OutputPin<Matrix> field_{"3m", this, Matrix::Zero(1, 3)};         // 1x3, uT, sensor frame
-    OutputPin<Matrix> attitude_{"quat", this, Matrix::Zero(1, 4)};    // 1x4: w, x, y, z
+    OutputPin<Matrix> acceleration_{"3a", this, Core::kAcceleration};
+    OutputPin<Matrix> rate_{"3g", this, Core::kRate};
+    OutputPin<Matrix> field_{"3m", this, inUnit(Core::kField, Core::kMicrotesla)};
+    OutputPin<Matrix> attitude_{"quat", this, Core::kQuaternion};
 
     FileNameProperty fileName_{"File Name", this, "", "*.csv", handler(this, &FilterCsvReader::onFileName)};
-    ValueProperty<bool> columns_{"Columns", this, false};  // true: vectors go out as 3x1 instead of 1x3
+    // True: vectors go out as 3x1 instead of 1x3.
+    ValueProperty<bool> columns_{"Columns", this, false, handler(this, &FilterCsvReader::onColumns)};
     ValueProperty<std::string> mapping_{"Mapping", this, "", handler(this, &FilterCsvReader::onMapping)};
     ValueProperty<std::string> units_{"Units", this, "", handler(this, &FilterCsvReader::onUnits)};
     RangeProperty<double> rowRate_{"Rate",

@@ -43,7 +43,9 @@ private:
     using Matrix = Core::Matrix;
     struct Lane {
         Lane(const std::string& name, FilterResampler* owner)
-            : in(name, owner, OrientationInternal::AnyTime{}), out(name, owner) {}
+            : in(name, owner, OrientationInternal::AnyTime{}), out(name, owner) {
+            out.setHandsOn(in);
+        }
         OrientationInternal::InputPin<Matrix> in;
         OrientationInternal::OutputPin<Matrix> out;
         SampleTrack track;

@@ -2,7 +2,6 @@
 
 #include <Poco/Exception.h>
 
-#include <algorithm>
 #include <optional>
 #include <string>
 
@@ -12,12 +11,12 @@ namespace Kavelin::OrientationInternal {
 
 namespace {
 
-/// Reads an attitude as a quaternion of unit norm; nothing for another shape or what has no direction.
+/// Reads an attitude as a quaternion of unit norm; nothing for what has no direction.
 std::optional<Quaternion> attitudeOf(const Matrix& sample) {
     Quaternion q = Quaternion::Zero();
-    if (sample.rows() == 3 && sample.cols() == 3) {
+    if (sample.size() == 9) {
         if (!AbsoluteAttitudeComputer::rotationToQuaternion(firstNine(sample), q)) return std::nullopt;
-    } else if (sample.rows() == 1 && sample.cols() == 4) {
+    } else {
         q = Quaternion::Map(sample.data());
     }
     const double norm = q.norm();
@@ -42,34 +41,15 @@ void FilterAngleDG::onAxis(const Matrix& axis) {
     computer_.setAxis(firstThree(axis));
 }
 
-/// Whether both hold a sample and these belong together; what nothing goes with is passed over.
-bool FilterAngleDG::fetchPair() {
-    for (;;) {
-        switch (matcher_.next(d_, g_)) {
-            case Core::StampMatcher::Next::kNone:
-                return false;
-            case Core::StampMatcher::Next::kPair:
-                return true;
-            case Core::StampMatcher::Next::kFirst:
-                d_.passOver();
-                break;
-            case Core::StampMatcher::Next::kSecond:
-                g_.passOver();
-                break;
-        }
-    }
-}
-
 void FilterAngleDG::process() {
-    if (!fetchPair()) return;
-    d_.consume();
-    g_.consume();
+    if (matcher_.take(d_, g_) != Core::StampMatcher::Taken::kPair) return;
+    if (!allFit(d_, g_)) return;
     const auto q_earth_d = attitudeOf(d_.value());
     const auto q_earth_g = attitudeOf(g_.value());
     if (!q_earth_d || !q_earth_g) return;
 
     const AngleDG joint = computer_.compute(*q_earth_d, *q_earth_g);
-    const double t = std::max(d_.lastTimeStamp(), g_.lastTimeStamp());
+    const double t = newestStamp(d_, g_);
     angle_.value()(0, 0) = joint.angle;
     twist_.value()(0, 0) = joint.twist;
     swing_.value()(0, 0) = joint.swing;

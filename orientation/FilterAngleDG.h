@@ -29,15 +29,14 @@ public:
 private:
     /// @throws Poco::DataFormatException unless the axis is 1x3 and has a direction.
     void onAxis(const Matrix& axis);
-    bool fetchPair();
     void onReference() { computer_.requestReference(); }
 
-    InputPin<Matrix> d_{"D", this};
-    InputPin<Matrix> g_{"G", this};
-    OutputPin<Matrix> angle_{"angle", this, Matrix::Zero(1, 1)};
-    OutputPin<Matrix> twist_{"twist", this, Matrix::Zero(1, 1)};
-    OutputPin<Matrix> swing_{"swing", this, Matrix::Zero(1, 1)};
-    OutputPin<Matrix> relative_{"relative", this, Matrix{{1, 0, 0, 0}}};
+    InputPin<Matrix> d_{"D", this, quaternionOrMatrix(kQuaternion)};
+    InputPin<Matrix> g_{"G", this, quaternionOrMatrix(kQuaternion)};
+    OutputPin<Matrix> angle_{"angle", this, kAngle};
+    OutputPin<Matrix> twist_{"twist", this, kAngle};
+    OutputPin<Matrix> swing_{"swing", this, kAngle};
+    OutputPin<Matrix> relative_{"relative", this, inFrame(kQuaternion, "G to D")};
     ValueProperty<Matrix> axis_{"axis", this, Matrix{{0, 0, 1}}, handler(this, &FilterAngleDG::onAxis)};
     CommandProperty reference_{"Reference", this, handler(this, &FilterAngleDG::onReference)};
 

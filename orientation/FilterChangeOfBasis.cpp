@@ -5,7 +5,7 @@ namespace Kavelin::OrientationInternal {
 FilterChangeOfBasis::FilterChangeOfBasis(const std::string& name) : Filter(name, true) {}
 
 void FilterChangeOfBasis::process() {
-    if (!in_.readNext() || in_.value().size() != 9) return;
+    if (!in_.readNext() || !in_.fits()) return;
     takeBasis();
     if (!hasBasis_) {
         out_.value() = in_.value();

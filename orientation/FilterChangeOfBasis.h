@@ -26,9 +26,9 @@ public:
 private:
     void takeBasis();
 
-    InputPin<Matrix> basis_{"Change-Of-Basis", this, AnyTime{}};
-    InputPin<Matrix> in_{"input matrix", this};
-    OutputPin<Matrix> out_{"output matrix", this, Matrix::Identity(3, 3)};
+    InputPin<Matrix> basis_{"Change-Of-Basis", this, Core::PinContent{.isOptional = true}, AnyTime{}};
+    InputPin<Matrix> in_{"input matrix", this, anyArrangement({.shape = {3, 3}})};
+    OutputPin<Matrix> out_{"output matrix", this, {.shape = {3, 3}}};
     // Deliberate: never read. The number of elements of the basis decides how it is inverted.
     ValueProperty<bool> orthonormal_{"Orthonormal Change Of Basis", this, true};
 

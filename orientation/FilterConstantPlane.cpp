@@ -6,7 +6,7 @@ FilterConstantPlane::FilterConstantPlane(const std::string& name) : Filter(name,
 
 void FilterConstantPlane::process() {
     if (!mag_.readNext()) return;
-    if (mag_.value().size() != 3) return;
+    if (!mag_.fits()) return;
     const Vector3 field = firstThree(mag_.value());
     const Vector3 axis = axisForThisSample(field);
     if (referenceRequested_) plane_.resetReference(field);

@@ -28,9 +28,9 @@ private:
 
     Vector3 axisForThisSample(const Vector3& field);
 
-    InputPin<Matrix> mag_{"3m", this};
-    OutputPin<Matrix> angle_{"angle", this, Matrix::Zero(1, 1)};
-    OutputPin<Matrix> attitude_{"attitude", this, Matrix::Identity(3, 3)};
+    InputPin<Matrix> mag_{"3m", this, anyArrangement(kField)};
+    OutputPin<Matrix> angle_{"angle", this, kAngle};
+    OutputPin<Matrix> attitude_{"attitude", this, inFrame(kRotation, "turn about the plane's normal")};
     RangeProperty<double> planeX_{"plane.x",
                                   this,
                                   {.minimum = -10, .maximum = 10, .step = 0.01, .value = 0, .unit = ""},

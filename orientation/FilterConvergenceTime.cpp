@@ -27,14 +27,14 @@ void FilterConvergenceTime::takeMotionStopped() {
 /// @return false when an empty time sample ends the call. Outside a recording times stay in the pin.
 bool FilterConvergenceTime::takeTime() {
     if (!recording_ || !time_.readNext()) return true;
-    if (time_.value().size() == 0) return false;
+    if (!time_.fits()) return false;
     history_.appendTime(time_.value().data()[0]);
     return true;
 }
 
 /// @return whether an error was recorded. Outside a recording errors are taken and dropped.
 bool FilterConvergenceTime::takeError() {
-    if (!error_.readNext() || !recording_ || error_.value().size() == 0) return false;
+    if (!error_.readNext() || !recording_ || !error_.fits()) return false;
     history_.appendError(error_.value().data()[0]);
     return true;
 }

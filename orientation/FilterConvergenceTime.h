@@ -37,11 +37,15 @@ private:
         return {.minimum = 0.0, .maximum = 180.0, .step = 0.01, .value = value, .unit = "unit of errorAngle"};
     }
 
-    InputPin<Matrix> error_{"errorAngle", this};
+    static constexpr bool hasElement(Core::PinShape sample) { return sample.rows * sample.cols > 0; }
+    static constexpr Core::PinContent kFirstElement{
+        .shape = {1, 1}, .takes = hasElement, .takesText = "at least 1 element"};
+
+    InputPin<Matrix> error_{"errorAngle", this, kFirstElement};
     InputPin<Matrix> motionStopped_{"motionStoped", this};
-    InputPin<Matrix> time_{"timeStamp", this};
-    OutputPin<Matrix> convergenceTime_{"convergenceTime", this, Matrix::Zero(1, 1)};
-    OutputPin<Matrix> finalAngle_{"finalAngle", this, Matrix::Zero(1, 1)};
+    InputPin<Matrix> time_{"timeStamp", this, kFirstElement};
+    OutputPin<Matrix> convergenceTime_{"convergenceTime", this, stampedWithWallClock(kNumber)};
+    OutputPin<Matrix> finalAngle_{"finalAngle", this, stampedWithWallClock(kNumber)};
     RangeProperty<double> threshold_{"threshold", this, angle(1.0)};
     RangeProperty<double> maximumAccuracy_{"maximumAccuracy", this, angle(5.0)};
     CommandProperty reset_{"reset", this, handler(this, &FilterConvergenceTime::onReset)};

@@ -16,9 +16,8 @@ FilterCumulAngles::FilterCumulAngles(const std::string& name) : Filter(name, tru
 
 void FilterCumulAngles::process() {
     takeResetRequest();
-    if (!angles_.readNext()) return;
+    if (!angles_.readNext() || !angles_.fits()) return;
     const Matrix& sample = angles_.value();
-    if (sample.size() == 0) return;
     adopt(sample.rows(), sample.cols());
     accumulator_.advance({sample.data(), static_cast<std::size_t>(sample.size())}, elementsOf(cumul_.value()),
                          elementsOf(turns_.value()));

@@ -28,8 +28,11 @@ private:
     void takeResetRequest();
     void adopt(Eigen::Index rows, Eigen::Index columns);
 
-    InputPin<Matrix> angles_{"angles", this};
-    InputPin<Matrix> resetPin_{"reset", this, NonBlocking{}};
+    static constexpr bool hasElement(Core::PinShape sample) { return sample.rows * sample.cols > 0; }
+
+    InputPin<Matrix> angles_{
+        "angles", this, {.takes = hasElement, .quantity = "angle", .unit = Core::kRadians}};
+    InputPin<Matrix> resetPin_{"reset", this, kRequest, NonBlocking{}};
     OutputPin<Matrix> cumul_{"cumul", this, Matrix::Zero(1, 1)};
     OutputPin<Matrix> turns_{"turns", this, Matrix::Zero(1, 1)};
     CommandProperty reset_{"Reset", this, handler(this, &FilterCumulAngles::onReset)};

@@ -7,7 +7,7 @@ namespace Kavelin::OrientationInternal {
 FilterFlipDetectionLib::FilterFlipDetectionLib(const std::string& name) : Filter(name, true) {}
 
 void FilterFlipDetectionLib::process() {
-    if (!acc_.readNext() || acc_.value().size() != 3) return;
+    if (!acc_.readNext() || !acc_.fits()) return;
     const double t = acc_.lastTimeStamp();
     const FlipSettings settings{.timeConstant = timeConstant_.get(),
                                 .angleOn = angleOn_.get() * kDegreesToRadians,

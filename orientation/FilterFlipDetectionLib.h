@@ -25,10 +25,10 @@ public:
 private:
     void onReference() { detector_.requestReference(); }
 
-    InputPin<Matrix> acc_{"3a", this};
-    OutputPin<Matrix> flip_{"flip", this, Matrix::Zero(1, 1)};
-    OutputPin<Matrix> count_{"count", this, Matrix::Zero(1, 1)};
-    OutputPin<Matrix> angle_{"angle", this, Matrix::Zero(1, 1)};
+    InputPin<Matrix> acc_{"3a", this, anyArrangement(inUnit(kAcceleration, ""))};
+    OutputPin<Matrix> flip_{"flip", this, kFlag};
+    OutputPin<Matrix> count_{"count", this, kNumber};
+    OutputPin<Matrix> angle_{"angle", this, kAngle};
     RangeProperty<double> timeConstant_{
         "Time constant", this, {.minimum = 0.0, .maximum = 60.0, .step = 0.01, .value = 0.2, .unit = "s"}};
     RangeProperty<double> angleOn_{

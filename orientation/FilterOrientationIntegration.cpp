@@ -44,8 +44,7 @@ void FilterOrientationIntegration::takeResetRequest() {
 
 void FilterOrientationIntegration::start() {
     restart_ = false;
-    // Deliberate: one row or four columns suffice, so that a 1x3 or a 2x4 becomes the first output.
-    if (initial_.readNext() && (initial_.value().rows() == 1 || initial_.value().cols() == 4)) {
+    if (initial_.readNext() && initial_.fits()) {
         quaternion_.value() = initial_.value();
     } else {
         quaternion_.value() = Quaternion(1, 0, 0, 0).transpose();
@@ -54,7 +53,7 @@ void FilterOrientationIntegration::start() {
 
 void FilterOrientationIntegration::integrate(const Vector3& rate, double t) {
     Quaternion q = firstFour(quaternion_.value());
-    if (previous_.readNext() && previous_.value().rows() == 1 && previous_.value().cols() == 4) {
+    if (previous_.readNext() && previous_.fits()) {
         q = firstFour(previous_.value());
     }
     const double dt = t - previousTime_;

@@ -30,11 +30,18 @@ private:
     void start();
     void integrate(const Vector3& rate, double t);
 
-    OutputPin<Matrix> quaternion_{"quat_t", this, Matrix{{1, 0, 0, 0}}};  // holds the state
-    InputPin<Matrix> rate_{"omega_t", this};                              // 1x3, rad per time-stamp unit
-    InputPin<Matrix> initial_{"quat_0", this, NonBlocking{}};
-    InputPin<Matrix> previous_{"quat_t-1", this, NonBlocking{}};  // 1x4, replaces the state before a step
-    InputPin<Matrix> resetPin_{"reset", this, NonBlocking{}};     // first element other than 0.0 restarts
+    // Deliberate: one row or four columns suffice, so that a 1x3 or a 2x4 becomes the first output.
+    static constexpr bool isRowOrFourColumns(Core::PinShape sample) {
+        return sample.rows == 1 || sample.cols == 4;
+    }
+
+    OutputPin<Matrix> quaternion_{"quat_t", this, inFrame(kQuaternion, kSensorToStart)};  // holds the state
+    InputPin<Matrix> rate_{"omega_t", this, kRate};
+    InputPin<Matrix> initial_{"quat_0", this, optional(taking(kQuaternion, isRowOrFourColumns)),
+                              NonBlocking{}};
+    InputPin<Matrix> previous_{"quat_t-1", this, optional(kQuaternion),
+                               NonBlocking{}};                           // replaces the state before a step
+    InputPin<Matrix> resetPin_{"reset", this, kRequest, NonBlocking{}};  // other than 0.0 restarts
     RangeProperty<int> order_{"order", this, {.minimum = 0, .maximum = 1, .step = 1, .value = 0, .unit = ""}};
     CommandProperty reset_{"reset", this, handler(this, &FilterOrientationIntegration::onReset)};
 

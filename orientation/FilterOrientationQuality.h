@@ -35,11 +35,11 @@ private:
     static constexpr Core::Range<double> kTolerance{
         .minimum = 0.0, .maximum = 1.0, .step = 0.01, .value = 0.1, .unit = ""};
 
-    InputPin<Matrix> acc_{"3a", this, NonBlocking{}};
-    InputPin<Matrix> mag_{"3m", this, NonBlocking{}};
-    InputPin<Matrix> gyr_{"3g", this, NonBlocking{}};
-    OutputPin<Matrix> environment_{"envQuality", this, Matrix::Zero(1, 1)};
-    OutputPin<Matrix> gesture_{"gestQuality", this, Matrix::Zero(1, 1)};
+    InputPin<Matrix> acc_{"3a", this, optional(kAcceleration), NonBlocking{}};
+    InputPin<Matrix> mag_{"3m", this, optional(kField), NonBlocking{}};
+    InputPin<Matrix> gyr_{"3g", this, optional(inUnit(kRate, "")), NonBlocking{}};
+    OutputPin<Matrix> environment_{"envQuality", this, kFlag};
+    OutputPin<Matrix> gesture_{"gestQuality", this, kFlag};
     ValueProperty<bool> useAcc_{"UseAcc", this, true};
     ValueProperty<bool> useMag_{"UseMag", this, true};
     ValueProperty<bool> useAngle_{"UseCosGB", this, false};

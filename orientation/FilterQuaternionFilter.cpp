@@ -30,7 +30,7 @@ void FilterQuaternionFilter::process() {
         smoother_ = QuaternionSmoother(elementsOf(kernel_.get()));
         kernelChanged_ = false;
     }
-    if (!in_.readNext() || in_.value().size() != 4) return;
+    if (!in_.readNext() || !in_.fits()) return;
     out_.value() = smoother_.step(Quaternion::Map(in_.value().data())).transpose();
     out_.send(in_.lastTimeStamp());
 }

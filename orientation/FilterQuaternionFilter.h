@@ -27,8 +27,8 @@ private:
     /// @throws Poco::DataFormatException for fewer than 3 coefficients and for an even number of them.
     void onKernel(const Matrix& kernel);
 
-    InputPin<Matrix> in_{"in", this};
-    OutputPin<Matrix> out_{"out", this, Matrix{{1, 0, 0, 0}}};
+    InputPin<Matrix> in_{"in", this, anyArrangement(kQuaternion)};
+    OutputPin<Matrix> out_{"out", this, kQuaternion};
     ValueProperty<Matrix> kernel_{"alphas", this, Matrix{{0.25, 0.5, 0.25}},
                                   handler(this, &FilterQuaternionFilter::onKernel)};
 

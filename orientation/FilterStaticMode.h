@@ -32,10 +32,10 @@ private:
     static constexpr Core::Range<double> kThreshold{
         .minimum = 0.0, .maximum = 1.0, .step = 0.01, .value = 0.8, .unit = ""};
 
-    InputPin<Matrix> acc_{"3a", this, NonBlocking{}};
-    InputPin<Matrix> mag_{"3m", this, NonBlocking{}};
-    InputPin<Matrix> gyr_{"3g", this, NonBlocking{}};
-    OutputPin<Matrix> score_{"Score", this, Matrix::Zero(5, 2)};
+    InputPin<Matrix> acc_{"3a", this, optional(kAcceleration), NonBlocking{}};
+    InputPin<Matrix> mag_{"3m", this, optional(kField), NonBlocking{}};
+    InputPin<Matrix> gyr_{"3g", this, optional(kRate), NonBlocking{}};
+    OutputPin<Matrix> score_{"Score", this, {.shape = {5, 2}, .quantity = "score and flag"}};
     ValueProperty<bool> useAcc_{"UseAcc", this, true};
     ValueProperty<bool> useMag_{"UseMag", this, true};
     ValueProperty<bool> useAngle_{"UseCosGB", this, true};

@@ -229,10 +229,32 @@ void LayoutBuilder::check(const std::vector<FileUse>& alsoUsed) {
     checkNames();
     // A file name that was refused is a mistake already, and has left the filter without one.
     if (mistakes_.empty()) askParticipants(&RecordingIO::RunParticipant::checkRun);
+    eachConnection([this](const ConnectionEntry& entry, const auto& output, const auto& input) {
+        if (std::string mistake = shapeMistake(output, input); !mistake.empty())
+            say(entry.place, std::move(mistake) + ": no sample would be used");
+    });
     tryActions();
     std::vector<FileUse> uses = fileUses_;
     uses.insert(uses.end(), alsoUsed.begin(), alsoUsed.end());
     findFileConflicts(uses, mistakes_);
+}
+
+template <class Tell>
+void LayoutBuilder::eachConnection(Tell tell) const {
+    for (const ConnectionEntry& entry : file_.connections) {
+        const Core::Filter* from = find(entry.from.filter);
+        const Core::Filter* to = find(entry.to.filter);
+        const Core::AbstractOutputPin* output = from ? from->findOutputPin(entry.from.element) : nullptr;
+        const Core::AbstractInputPin* input = to ? to->findInputPin(entry.to.element) : nullptr;
+        if (output && input && input->getConnectedOutput() == output) tell(entry, *output, *input);
+    }
+}
+
+void LayoutBuilder::findDoubts(Mistakes& doubts) const {
+    eachConnection([&](const ConnectionEntry& entry, const auto& output, const auto& input) {
+        if (const std::string doubt = contentDoubt(output, input); !doubt.empty())
+            doubts.push_back({entry.place, "warning: " + doubt});
+    });
 }
 
 void LayoutBuilder::checkNames() {

@@ -43,6 +43,9 @@ public:
     /// Adds to `idle` every filter that would never be called: it is no source and has no connected input.
     void findIdle(Mistakes& idle) const;
 
+    /// Adds to `doubts` every connection between pins that carry unlike quantities.
+    void findDoubts(Mistakes& doubts) const;
+
     /// Activates the "commands" of all filters, in the order of the file; what one raises is a mistake.
     void activateCommands();
 
@@ -83,6 +86,9 @@ private:
     void connectAll();
     void connect(const ConnectionEntry& entry);
     void checkNames();
+    /// Calls `tell` for each connection of the file that was made.
+    template <class Tell>
+    void eachConnection(Tell tell) const;
     /// Writes what the actions will write, in the order of their times.
     void tryActions();
     void activate(Core::Filter& filter, const PlacedText& name);

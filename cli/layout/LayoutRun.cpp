@@ -207,6 +207,7 @@ void LayoutRun::complete() {
 void LayoutRun::report() {
     reportRepeats();
     reportPairing();
+    reportMisfits();
     if (Interruption::hasCome()) say("interrupted; the rows done are kept");
     reportDataErrors();
     if (options_.quiet) return;
@@ -270,6 +271,23 @@ void LayoutRun::reportPairing() {
                 fail(lane.layout->getName() + "/" + unpairedText(filter->getName(), pairing, true));
             else if (!options_.quiet && !pairing.unpaired.empty())
                 say(lane.layout->getName() + "/" + unpairedText(filter->getName(), pairing));
+        }
+    }
+}
+
+/// Samples that a filter took and could not use for their shape: as a rule the connection is wrong.
+void LayoutRun::reportMisfits() {
+    for (const Lane& lane : lanes_) {
+        for (const Core::Filter* filter : lane.layout->getFilters()) {
+            for (const Core::AbstractInputPin* pin : filter->getInputPins()) {
+                const std::uint64_t misfits = pin->getMisfits();
+                if (misfits == 0) continue;
+                const std::string text = misfitText(*pin);
+                if (2 * misfits > pin->getConsumed())
+                    fail(text);
+                else if (!options_.quiet)
+                    say(text);
+            }
         }
     }
 }

@@ -57,6 +57,7 @@ private:
     void report();
     void reportRepeats();
     void reportPairing();
+    void reportMisfits();
     void reportDataErrors();
     void reportActions(double first, double last);
     void reportNotesAndDrops();

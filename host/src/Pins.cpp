@@ -88,6 +88,10 @@ void AbstractInputPin::setBufferAttributes(unsigned size, bool lifo, bool synchr
     synchronous_ = synchronous;
 }
 
+std::string AbstractInputPin::shapesTaken() const {
+    return content().takesText.empty() ? shapeText(content().shape) : std::string(content().takesText);
+}
+
 void AbstractInputPin::setIsFedFromElsewhere(bool elsewhere) {
     fedLayout_ = elsewhere ? layoutOf(*this) : nullptr;
 }

@@ -1,5 +1,7 @@
 #include "io/recording/Units.h"
 
+#include <Kavelin/Typed/UnitNames.h>
+
 #include "attitude/rotation/AngleConstants.h"
 #include "io/recording/Text.h"
 
@@ -18,33 +20,33 @@ struct NamedUnit {
 
 // The first name of a quantity is its base unit.
 constexpr NamedUnit kUnits[] = {
-    {Quantity::kTime, "s", {1.0, 1.0}},
+    {Quantity::kTime, Core::kSeconds, {1.0, 1.0}},
     {Quantity::kTime, "sec", {1.0, 1.0}},
     {Quantity::kTime, "seconds", {1.0, 1.0}},
     {Quantity::kTime, "ms", {1.0, 1e3}},
     {Quantity::kTime, "us", {1.0, 1e6}},
     {Quantity::kTime, "\xC2\xB5s", {1.0, 1e6}},
     {Quantity::kTime, "ns", {1.0, 1e9}},
-    {Quantity::kAcceleration, "m/s^2", {1.0, 1.0}},
+    {Quantity::kAcceleration, Core::kMetresPerSecondSquared, {1.0, 1.0}},
     {Quantity::kAcceleration, "m/s2", {1.0, 1.0}},
     {Quantity::kAcceleration, "m/s\xC2\xB2", {1.0, 1.0}},
     {Quantity::kAcceleration, "m/s/s", {1.0, 1.0}},
     {Quantity::kAcceleration, "g", {kStandardGravity, 1.0}},
     {Quantity::kAcceleration, "mg", {kStandardGravity, 1e3}},
-    {Quantity::kRate, "rad/s", {1.0, 1.0}},
+    {Quantity::kRate, Core::kRadiansPerSecond, {1.0, 1.0}},
     {Quantity::kRate, "deg/s", {kPi, 180.0}},
     {Quantity::kRate, "\xC2\xB0/s", {kPi, 180.0}},
     {Quantity::kRate, "dps", {kPi, 180.0}},
     {Quantity::kRate, "mdps", {kPi, 180e3}},
-    {Quantity::kField, "uT", {1.0, 1.0}},
+    {Quantity::kField, Core::kMicrotesla, {1.0, 1.0}},
     {Quantity::kField, "\xC2\xB5T", {1.0, 1.0}},
     {Quantity::kField, "nT", {1.0, 1e3}},
     {Quantity::kField, "mT", {1e3, 1.0}},
     {Quantity::kField, "G", {1e2, 1.0}},
     {Quantity::kField, "gauss", {1e2, 1.0}},
     {Quantity::kField, "mG", {1.0, 1e1}},
-    {Quantity::kAngle, "rad", {1.0, 1.0}},
-    {Quantity::kAngle, "deg", {kPi, 180.0}},
+    {Quantity::kAngle, Core::kRadians, {1.0, 1.0}},
+    {Quantity::kAngle, Core::kDegrees, {kPi, 180.0}},
     {Quantity::kAngle, "\xC2\xB0", {kPi, 180.0}},
 };
 
@@ -60,6 +62,24 @@ std::optional<Unit> findUnit(Quantity quantity, std::string_view name) {
 std::string_view baseUnit(Quantity quantity) {
     for (const NamedUnit& candidate : kUnits) {
         if (candidate.quantity == quantity) return candidate.name;
+    }
+    return "";
+}
+
+std::string_view quantityName(Quantity quantity) {
+    switch (quantity) {
+        case Quantity::kTime:
+            return "time";
+        case Quantity::kAcceleration:
+            return Core::kAccelerationName;
+        case Quantity::kRate:
+            return Core::kRateName;
+        case Quantity::kField:
+            return Core::kFieldName;
+        case Quantity::kAngle:
+            return Core::kAngleName;
+        case Quantity::kNone:
+            break;
     }
     return "";
 }

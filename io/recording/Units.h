@@ -33,6 +33,9 @@ std::optional<Unit> findUnit(Quantity quantity, std::string_view name);
 /// The unit a quantity has behind the reader ("s", "m/s^2", "rad/s", "uT", "").
 std::string_view baseUnit(Quantity quantity);
 
+/// "acceleration", "angular rate", "magnetic field", as pins call it; empty for kNone.
+std::string_view quantityName(Quantity quantity);
+
 /// The unit names understood for a quantity, for messages: "rad/s, deg/s, dps, mdps".
 std::string unitNames(Quantity quantity);
 

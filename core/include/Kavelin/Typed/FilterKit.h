@@ -10,10 +10,12 @@
 #include <Kavelin/Typed/Matrix.h>
 #include <Kavelin/Typed/OutputPin.h>
 #include <Kavelin/Typed/RangeProperty.h>
+#include <Kavelin/Typed/TakeTogether.h>
 #include <Kavelin/Typed/ValueProperty.h>
 
 namespace Kavelin::OrientationInternal {
 
+using Core::allFit;
 using Core::AnyTime;
 using Core::CommandProperty;
 using Core::EnumEnumProperty;
@@ -21,11 +23,40 @@ using Core::EnumProperty;
 using Core::FileNameProperty;
 using Core::Filter;
 using Core::handler;
+using Core::holdAndTakeTogether;
 using Core::InputPin;
 using Core::Matrix;
+using Core::newestStamp;
 using Core::NonBlocking;
 using Core::OutputPin;
 using Core::RangeProperty;
+using Core::shapeOf;
+using Core::takeTogether;
 using Core::ValueProperty;
+
+// What pins carry.
+using Core::anyArrangement;
+using Core::asColumn;
+using Core::inFrame;
+using Core::inUnit;
+using Core::kAcceleration;
+using Core::kAngle;
+using Core::kField;
+using Core::kFlag;
+using Core::kLinearAcceleration;
+using Core::kNumber;
+using Core::kQuaternion;
+using Core::kRate;
+using Core::kRequest;
+using Core::kRotation;
+using Core::kSensorFrame;
+using Core::kSensorToEarth;
+using Core::kSensorToNorthWestUp;
+using Core::kSensorToStart;
+using Core::kTurnSinceStart;
+using Core::optional;
+using Core::quaternionOrMatrix;
+using Core::stampedWithWallClock;
+using Core::taking;
 
 }  // namespace Kavelin::OrientationInternal

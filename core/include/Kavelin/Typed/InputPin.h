@@ -100,6 +100,8 @@ public:
         sample_ = current_;
         current_ = nullptr;
         noteConsumed();
+        fits_ = content().fits(shapeOf(sample_->value));
+        if (!fits_) noteMisfit();
     }
     /// Lets go of the sample held, unused: nothing goes with it.
     void passOver() {
@@ -116,6 +118,9 @@ public:
     /// Whether a sample was consumed since the pin was last reset.
     bool hasValue() const { return sample_ != nullptr; }
     double lastTimeStamp() const { return lastTimeStamp_; }
+    /// Whether the sample consumed last is of a shape that the pin takes. Others are counted, for the host to
+    /// tell of.
+    bool fits() const { return fits_; }
 
     OutputPinBase<T>* getSource() const { return source_; }
     AbstractBufferStrategy<Sample>* getStrategy() const { return strategy_.get(); }
@@ -178,22 +183,32 @@ private:
     const Sample* current_ = nullptr;  // taken from the strategy, not consumed yet
     double lastTimeStamp_ = 0.0;
     const Sample* sample_ = nullptr;  // consumed last
+    bool fits_ = false;               // it is of a shape that the pin takes
     bool direct_ = false;
     PinCounts retired_;                         // of the strategies before this one
     std::atomic<std::uint64_t> unbuffered_{0};  // received while there was no strategy
 };
 
-/// An input pin as a filter declares it.
+/// An input pin as a filter declares it: what it carries, and how its filter takes it.
 template <class T>
 class InputPin : public InputPinBase<T> {
 public:
-    InputPin(const std::string& name, PinManager* owner) : Pin(name, owner), InputPinBase<T>(name, owner) {}
-    InputPin(const std::string& name, PinManager* owner, NonBlocking) : InputPin(name, owner) {
+    InputPin(const std::string& name, PinManager* owner, const PinContent& content = {})
+        : Pin(name, owner), InputPinBase<T>(name, owner) {
+        this->setContent(content);
+    }
+    InputPin(const std::string& name, PinManager* owner, const PinContent& content, NonBlocking)
+        : InputPin(name, owner, content) {
         this->setIsBlocking(false);
     }
-    InputPin(const std::string& name, PinManager* owner, AnyTime) : InputPin(name, owner) {
+    InputPin(const std::string& name, PinManager* owner, const PinContent& content, AnyTime)
+        : InputPin(name, owner, content) {
         this->setIsPaired(false);
     }
+    InputPin(const std::string& name, PinManager* owner, NonBlocking tag)
+        : InputPin(name, owner, PinContent{}, tag) {}
+    InputPin(const std::string& name, PinManager* owner, AnyTime tag)
+        : InputPin(name, owner, PinContent{}, tag) {}
 };
 
 }  // namespace Kavelin::Core

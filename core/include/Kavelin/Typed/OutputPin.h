@@ -117,12 +117,17 @@ private:
     Sample data_;
 };
 
-/// An output pin as a filter declares it.
+/// An output pin as a filter declares it: what it carries, and its value before anything is sent.
 template <class T>
 class OutputPin : public OutputPinBase<T> {
 public:
     OutputPin(const std::string& name, PinManager* owner, T initial = T())
         : Pin(name, owner), OutputPinBase<T>(name, owner, std::move(initial)) {}
+    /// The initial value is of the content's shape: the identity of an orientation, else zero.
+    OutputPin(const std::string& name, PinManager* owner, const PinContent& content)
+        : OutputPin(name, owner, initialValue<T>(content)) {
+        this->setContent(content);
+    }
 };
 
 }  // namespace Kavelin::Core

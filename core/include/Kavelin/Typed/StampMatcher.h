@@ -15,22 +15,29 @@ namespace Kavelin::Core {
 /// so are stamps of the wall clock, which say when a result was computed.  [layout thread]
 class StampMatcher {
 public:
-    /// What the oldest samples of the two are.
-    enum class Next {
-        kNone,    ///< nothing to be said before both hold one
-        kPair,    ///< they belong together
-        kFirst,   ///< nothing goes with the first input's
-        kSecond,  ///< nothing goes with the second's
-    };
+    /// What was taken.
+    enum class Taken { kNothing, kPair, kFirst };
 
-    /// Decides on the samples that the inputs hold, fetching them. The caller consumes them or passes over
-    /// them before it asks again.
-    Next next(InputPin<Matrix>& first, InputPin<Matrix>& second) {
-        const bool hasFirst = fetch(first, firstSteps_);
-        if (!fetch(second, secondSteps_) || !hasFirst) return Next::kNone;
-        const double difference = first.heldTimeStamp() - second.heldTimeStamp();
-        if (belongTogether(difference, difference < 0.0 ? first : second)) return Next::kPair;
-        return difference < 0.0 ? Next::kFirst : Next::kSecond;
+    /// Takes the oldest two samples that belong together; those before them, which nothing goes with, are
+    /// passed over.
+    /// @param mayStandAlone takes such a sample of the first input by itself
+    Taken take(InputPin<Matrix>& first, InputPin<Matrix>& second, bool mayStandAlone = false) {
+        for (;;) {
+            const bool hasFirst = fetch(first, firstSteps_);
+            if (!fetch(second, secondSteps_) || !hasFirst) return Taken::kNothing;
+            const double difference = first.heldTimeStamp() - second.heldTimeStamp();
+            const bool isFirstEarlier = difference < 0.0;
+            if (belongTogether(difference, isFirstEarlier ? first : second)) {
+                first.consume();
+                second.consume();
+                return Taken::kPair;
+            }
+            if (isFirstEarlier && mayStandAlone) {
+                first.consume();
+                return Taken::kFirst;
+            }
+            (isFirstEarlier ? first : second).passOver();
+        }
     }
 
 private:

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Kavelin/Core/PinContent.h>
+#include <Kavelin/Typed/Contents.h>
 #include <Kavelin/Typed/Matrix.h>
 
 #include <algorithm>
@@ -26,6 +28,25 @@ inline void copySample(const TimeStampedData<Matrix>& from, TimeStampedData<Matr
         to.value = from.value;
     }
     to.timeStamp = from.timeStamp;
+}
+
+/// Rows and columns of a sample; 0 and 0 for a payload that has none.
+template <class T>
+PinShape shapeOf(const T&) {
+    return {};
+}
+inline PinShape shapeOf(const Matrix& value) { return {value.rows(), value.cols()}; }
+
+/// What an output pin of a content holds before anything is sent.
+template <class T>
+T initialValue(const PinContent&) {
+    return T();
+}
+template <>
+inline Matrix initialValue<Matrix>(const PinContent& content) {
+    const auto [rows, cols] = content.shape;
+    return content.quantity == kOrientation ? Matrix(Matrix::Identity(rows, cols))
+                                            : Matrix(Matrix::Zero(rows, cols));
 }
 
 /// Name of a payload type, the same text in every module.

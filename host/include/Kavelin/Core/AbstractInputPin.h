@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <utility>
 
 namespace Kavelin::Core {
@@ -73,6 +74,10 @@ public:
     /// [reader's thread, or nobody reading]
     std::uint64_t getConsumed() const { return consumed_; }
     std::uint64_t getPassedOver() const { return passedOver_; }
+    /// Of those that the filter took: samples of a shape that the pin does not take.  [as getConsumed]
+    std::uint64_t getMisfits() const { return misfits_; }
+    /// Shapes that the pin takes, for messages: "1x3", "3 elements".
+    std::string shapesTaken() const;
     /// True when more than half of a buffer that drops when full is taken.  [any thread]
     bool isOverHalfFull() const { return state_->isOverHalfFull(); }
     /// Chooses and builds the buffer anew; what was buffered is discarded.  [synchronizers disabled]
@@ -98,6 +103,7 @@ protected:
     /// The typed pin tells its host what became of the sample that it took.  [reader's thread]
     void noteConsumed() { ++consumed_; }
     void notePassedOver() { ++passedOver_; }
+    void noteMisfit() { ++misfits_; }
     /// The typed pin tells whether its writer may run on another thread.  [synchronizers disabled]
     void setIsFedFromElsewhere(bool elsewhere);
 
@@ -124,6 +130,7 @@ private:
     std::uint64_t* taken_ = &unobserved_;
     std::uint64_t consumed_ = 0;
     std::uint64_t passedOver_ = 0;
+    std::uint64_t misfits_ = 0;
     LayoutManager* fedLayout_ = nullptr;  // the layout to wake, where the writer may run on another thread
 };
 

@@ -25,6 +25,11 @@ public:
     virtual void detachInput(AbstractInputPin& input, bool onlySynchronous) = 0;
     /// The attached pins.  [synchronizers disabled]
     virtual std::vector<AbstractInputPin*> getAttachedInputs() const = 0;
+    /// The input whose samples this pin hands on as they are: then its content is that of their source. Null
+    /// for a pin with a content of its own.
+    const AbstractInputPin* getHandsOn() const { return handsOn_; }
+    /// @param input of the same filter.  [the filter's constructor, or synchronizers disabled]
+    void setHandsOn(const AbstractInputPin& input) { handsOn_ = &input; }
     /// How many synchronous input pins are attached.
     unsigned getSynchronousCount() const;
 
@@ -45,6 +50,7 @@ private:
     static void noteTopologyChange(LayoutManager* layout);
 
     std::vector<AbstractInputPin*> recorded_;  // guarded by the topology mutex
+    const AbstractInputPin* handsOn_ = nullptr;
 };
 
 }  // namespace Kavelin::Core

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Kavelin/Core/NamedObject.h>
+#include <Kavelin/Core/PinContent.h>
 
 namespace Kavelin::Core {
 
@@ -24,9 +25,15 @@ public:
     /// What travels through the pin, as a text that is the same in every module: "Matrix".
     virtual const char* payloadType() const = 0;
 
+    /// What the pin carries, as its filter declares it; the default carries anything.
+    const PinContent& content() const { return content_; }
+    /// [the filter's constructor, or synchronizers disabled]
+    void setContent(const PinContent& content) { content_ = content; }
+
 private:
     friend class PinManager;
     PinManager* manager_;
+    PinContent content_;
 };
 
 }  // namespace Kavelin::Core
