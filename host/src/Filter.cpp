@@ -1,6 +1,7 @@
 #include <Kavelin/Core/Filter.h>
 #include <Kavelin/Core/LayoutManager.h>
 
+#include "Layout.h"
 #include "PairingWatch.h"
 
 namespace Kavelin::Core {
@@ -9,7 +10,7 @@ Filter::Filter(const std::string& name, bool schedulable)
     : PinManager(name), PropertyBagOwner(PinManager::getSynchronizer()), schedulable_(schedulable) {}
 
 Filter::~Filter() {
-    if (getManager() != nullptr) getManager()->forget(*this);
+    if (getManager() != nullptr) getManager()->inside().forget(*this);
 }
 
 void Filter::processOnce() {
@@ -26,12 +27,11 @@ PairingReport Filter::getPairing() const {
     return pairing_ == nullptr ? PairingReport() : pairing_->report();
 }
 
-void Filter::watchPairing() {
+PairingWatch* Filter::watchPairing(const TopologyLock&) {
     auto watch = pairing_ == nullptr ? std::make_unique<PairingWatch>() : std::move(pairing_);
     watch->update(getInputPins());
     if (watch->isOn()) pairing_ = std::move(watch);
+    return pairing_.get();
 }
-
-void Filter::comparePairing() { pairing_->note(); }
 
 }  // namespace Kavelin::Core

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "Lane.h"
+#include "Layout.h"
 #include "LayoutGroups.h"
 #include "NameList.h"
 
@@ -24,21 +25,31 @@ std::pair<std::string, std::string> splitEndPoint(const std::string& text) {
 
 /// Runs a round of the layout whose sources are next, the first in the list of those with equal times.
 /// @return false when there is none, or one of the layouts was stopped.
-bool runNextRound(const std::vector<LayoutManager*>& layouts) {
-    LayoutManager* next = nullptr;
+bool runNextRound(const std::vector<Layout*>& layouts) {
+    Layout* next = nullptr;
     double nextTime = 0.0;
-    for (LayoutManager* layout : layouts) {
-        if (layout->wasStopped()) return false;
-        const std::optional<double> time = layout->nextTimeStamp();
+    for (Layout* layout : layouts) {
+        if (layout->inbox.isStopRequested()) return false;
+        const std::optional<double> time = layout->rounds.nextTimeStamp();
         if (!time || (next != nullptr && !(*time < nextTime))) continue;
         next = layout;
         nextTime = *time;
     }
     const bool stopped = std::any_of(layouts.begin(), layouts.end(),
-                                     [](const LayoutManager* layout) { return layout->wasStopped(); });
+                                     [](const Layout* layout) { return layout->inbox.isStopRequested(); });
     if (next == nullptr || stopped) return false;
-    next->runRound();
+    next->rounds.runRound();
     return true;
+}
+
+/// Begins a run of all layouts.
+/// @throws Poco::IllegalStateException while a thread runs one of them; none has begun then.
+std::vector<Layout*> beginAll(const std::vector<LayoutManager*>& managers, const char* what) {
+    std::vector<Layout*> layouts;
+    for (const LayoutManager* manager : managers) layouts.push_back(&manager->inside());
+    for (const Layout* layout : layouts) layout->requireNotRunning(what);
+    for (Layout* layout : layouts) layout->beginRun(false);
+    return layouts;
 }
 
 }  // namespace
@@ -121,9 +132,7 @@ void FlowManager::disconnect(const std::string& input) {
 }
 
 void FlowManager::runToEnd() {
-    const std::vector<LayoutManager*> layouts = getLayouts();
-    for (LayoutManager* layout : layouts) layout->requireNotRunning("run all in this thread");
-    for (LayoutManager* layout : layouts) layout->beginRun(false);
+    const std::vector<Layout*> layouts = beginAll(getLayouts(), "run all in this thread");
     const std::vector<LayoutGroup> groups = groupLayouts(layouts, connectionsBetween(layouts));
     do {
         for (bool took = true; took;) {
@@ -131,7 +140,7 @@ void FlowManager::runToEnd() {
             for (const LayoutGroup& group : groups) took |= settle(group);
         }
     } while (runNextRound(layouts));
-    for (LayoutManager* layout : layouts) layout->endRun();
+    for (Layout* layout : layouts) layout->endRun();
 }
 
 void FlowManager::start() { startLanes(true); }
@@ -142,16 +151,14 @@ void FlowManager::runToEndInThreads() {
 }
 
 void FlowManager::startLanes(bool staysOpen) {
-    const std::vector<LayoutManager*> layouts = getLayouts();
-    for (LayoutManager* layout : layouts) layout->requireNotRunning("start all");
-    for (LayoutManager* layout : layouts) layout->beginRun(false);
+    const std::vector<Layout*> layouts = beginAll(getLayouts(), "start all");
     const auto lanes = std::make_shared<const Lanes>(planLanes(layouts, staysOpen));
     for (const auto& lane : *lanes) {
-        for (LayoutManager* layout : lane->layouts()) layout->enterLane(lane->bell());
+        for (Layout* layout : lane->layouts()) layout->thread.enter(lane->bell());
     }
     for (const auto& lane : *lanes) {
         Lane* const own = lane.get();
-        own->layouts().front()->launch([lanes, own] { own->run(); });
+        own->layouts().front()->thread.launch([lanes, own] { own->run(); });
     }
 }
 

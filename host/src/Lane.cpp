@@ -2,10 +2,11 @@
 
 #include <Kavelin/Core/AbstractInputPin.h>
 #include <Kavelin/Core/AbstractOutputPin.h>
-#include <Kavelin/Core/LayoutManager.h>
 
 #include <algorithm>
 #include <limits>
+
+#include "Layout.h"
 
 namespace Kavelin::Core {
 
@@ -39,7 +40,7 @@ std::optional<Round> Lane::awaitNextRound() {
     while (awaitHeads()) {
         const std::uint32_t seen = bell_->rings();
         if (std::optional<Round> next = nextRound()) return next;
-        if (LayoutManager::nothingCanCome(layouts_, staysOpen_)) break;
+        if (nothingCanCome(layouts_, staysOpen_)) break;
         sleep(seen);
         if (wasFed()) settle(layouts_);
     }
@@ -54,7 +55,8 @@ std::optional<Round> Lane::nextRound() {
         if (!next || round.precedes(*next)) next = round;
     };
     for (std::size_t i = 0; i < layouts_.size(); ++i) {
-        if (const auto time = layouts_[i]->nextTimeStamp()) consider({*time, positions_[i], begun_[i]});
+        if (const auto time = layouts_[i]->rounds.nextTimeStamp())
+            consider({*time, positions_[i], begun_[i]});
     }
     for (const Neighbour& feeder : feeders_) {
         if (const Round* head = feeder.link->head()) consider(*head);
@@ -64,13 +66,13 @@ std::optional<Round> Lane::nextRound() {
 
 /// @return false when a stop came before the sources were called: then there is no such round.
 bool Lane::perform(const Round& round) {
-    LayoutManager* beginner = nullptr;
+    Layout* beginner = nullptr;
     for (std::size_t i = 0; i < layouts_.size(); ++i) {
         if (positions_[i] == round.source) {
             beginner = layouts_[i];
             ++begun_[i];
         } else if (round.source != Round::kBeforeAll) {
-            layouts_[i]->beforeFedRound(round.time);
+            layouts_[i]->rounds.beforeFedRound(round.time);
         }
     }
     for (const Neighbour& feeder : feeders_) {
@@ -79,7 +81,8 @@ bool Lane::perform(const Round& round) {
         feeder.link->take();
         if (feeder.lane->wantsRoom_.load() && !feeder.link->isHalfFull()) feeder.lane->bell_->ring();
     }
-    const bool happened = beginner == nullptr || beginner->runRound() || !beginner->wasStopped();
+    const bool happened =
+        beginner == nullptr || beginner->rounds.runRound() || !beginner->inbox.isStopRequested();
     settle(layouts_);
     return happened;
 }
@@ -101,7 +104,7 @@ void Lane::end() {
         feeder.link->endReading();
         feeder.lane->bell_->ring();
     }
-    for (LayoutManager* layout : layouts_) layout->endRun();
+    for (Layout* layout : layouts_) layout->endRun();
 }
 
 // Waiting
@@ -109,12 +112,12 @@ void Lane::end() {
 
 bool Lane::isStopped() const {
     return std::any_of(layouts_.begin(), layouts_.end(),
-                       [](const LayoutManager* layout) { return layout->wasStopped(); });
+                       [](const Layout* layout) { return layout->inbox.isStopRequested(); });
 }
 
 bool Lane::wasFed() const {
     return std::any_of(layouts_.begin(), layouts_.end(),
-                       [](const LayoutManager* layout) { return layout->hasNews(); });
+                       [](const Layout* layout) { return layout->inbox.hasNews(); });
 }
 
 /// @return false when a layout was stopped.
@@ -153,22 +156,22 @@ bool Lane::awaitRoom() {
 }
 
 void Lane::sleep(std::uint32_t seen) {
-    for (LayoutManager* layout : layouts_) layout->setIsSleeping(true);
+    for (Layout* layout : layouts_) layout->inbox.setIsSleeping(true);
     if (!wasFed() && !isStopped()) bell_->await(seen);
-    for (LayoutManager* layout : layouts_) layout->setIsSleeping(false);
+    for (Layout* layout : layouts_) layout->inbox.setIsSleeping(false);
 }
 
 // The plan
 // --------------------------------------------------------------------------------------------------------
 
-Lanes planLanes(const std::vector<LayoutManager*>& layouts, bool staysOpen) {
+Lanes planLanes(const std::vector<Layout*>& layouts, bool staysOpen) {
     const std::vector<LayoutConnection> connections = connectionsBetween(layouts);
     const std::vector<bool> isReached = reachedBySources(layouts, connections);
     Lanes lanes;
     std::vector<Lane*> laneOf(layouts.size());
     for (const LayoutGroup& group : groupLayouts(layouts, connections)) {
         std::vector<std::size_t> positions;
-        for (const LayoutManager* layout : group) {
+        for (const Layout* layout : group) {
             const auto place = std::find(layouts.begin(), layouts.end(), layout);
             positions.push_back(static_cast<std::size_t>(place - layouts.begin()));
         }

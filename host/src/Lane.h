@@ -73,6 +73,6 @@ using Lanes = std::vector<std::unique_ptr<Lane>>;
 
 /// The lanes of all layouts, linked, and the connections between them staged. Lanes that stay open and that
 /// no source reaches have no rounds and are linked to nobody.  @param layouts all begun, none running.
-Lanes planLanes(const std::vector<LayoutManager*>& layouts, bool staysOpen);
+Lanes planLanes(const std::vector<Layout*>& layouts, bool staysOpen);
 
 }  // namespace Kavelin::Core

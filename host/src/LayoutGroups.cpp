@@ -2,26 +2,24 @@
 
 #include <Kavelin/Core/AbstractInputPin.h>
 #include <Kavelin/Core/AbstractOutputPin.h>
-#include <Kavelin/Core/LayoutManager.h>
 
 #include <algorithm>
-#include <mutex>
 
 #include "CallOrder.h"
+#include "Layout.h"
 #include "Topology.h"
 
 namespace Kavelin::Core {
 
-std::vector<LayoutConnection> connectionsBetween(const std::vector<LayoutManager*>& layouts) {
-    const std::lock_guard lock(topologyMutex());
+std::vector<LayoutConnection> connectionsBetween(const std::vector<Layout*>& layouts) {
+    const TopologyLock lock;
     std::vector<LayoutConnection> connections;
     for (std::size_t to = 0; to < layouts.size(); ++to) {
-        for (const Filter* filter : layouts[to]->getFilters()) {
+        for (const Filter* filter : layouts[to]->filters) {
             for (AbstractInputPin* input : filter->getInputPins()) {
                 AbstractOutputPin* const output = input->getConnectedOutput();
-                if (output == nullptr || output->getManager() == nullptr) continue;
-                const auto from =
-                    std::find(layouts.begin(), layouts.end(), output->getManager()->getManager());
+                if (output == nullptr) continue;
+                const auto from = std::find(layouts.begin(), layouts.end(), layoutOf(*output));
                 const auto position = static_cast<std::size_t>(from - layouts.begin());
                 if (from != layouts.end() && position != to)
                     connections.push_back({position, to, output, input});
@@ -31,7 +29,7 @@ std::vector<LayoutConnection> connectionsBetween(const std::vector<LayoutManager
     return connections;
 }
 
-std::vector<LayoutGroup> groupLayouts(const std::vector<LayoutManager*>& layouts,
+std::vector<LayoutGroup> groupLayouts(const std::vector<Layout*>& layouts,
                                       const std::vector<LayoutConnection>& connections) {
     Edges edges;
     for (const LayoutConnection& connection : connections) edges.emplace_back(connection.from, connection.to);
@@ -50,10 +48,13 @@ std::vector<LayoutGroup> groupLayouts(const std::vector<LayoutManager*>& layouts
     return groups;
 }
 
-std::vector<bool> reachedBySources(const std::vector<LayoutManager*>& layouts,
+std::vector<bool> reachedBySources(const std::vector<Layout*>& layouts,
                                    const std::vector<LayoutConnection>& connections) {
     std::vector<bool> reached;
-    for (LayoutManager* layout : layouts) reached.push_back(layout->hasSources());
+    for (Layout* layout : layouts) {
+        layout->refreshPlan();
+        reached.push_back(layout->hasSources());
+    }
     for (std::size_t pass = 0; pass < layouts.size(); ++pass) {
         for (const LayoutConnection& connection : connections) {
             if (reached[connection.from]) reached[connection.to] = true;
@@ -66,9 +67,23 @@ bool settle(const LayoutGroup& group) {
     bool tookAny = false;
     for (bool took = true; took; tookAny |= took) {
         took = false;
-        for (LayoutManager* layout : group) took |= !layout->wasStopped() && layout->runPending();
+        for (Layout* layout : group) took |= !layout->inbox.isStopRequested() && layout->rounds.runPending();
     }
     return tookAny;
+}
+
+bool nothingCanCome(std::span<Layout* const> group, bool staysOpen) {
+    bool hasSources = false, wasFed = false, fedFromOutside = false;
+    for (const Layout* layout : group) {
+        hasSources |= layout->hasSources();
+        fedFromOutside |= layout->neighbours.isFedFromOutside();
+        for (const LayoutNeighbours::Feeder& feeder : layout->neighbours.getFeeders()) {
+            if (std::find(group.begin(), group.end(), feeder.layout) != group.end()) continue;
+            if (!feeder.ended->load()) return false;
+            wasFed = true;
+        }
+    }
+    return !staysOpen || hasSources || (wasFed && !fedFromOutside);
 }
 
 }  // namespace Kavelin::Core

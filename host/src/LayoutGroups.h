@@ -1,17 +1,18 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <vector>
 
 namespace Kavelin::Core {
 
 class AbstractInputPin;
 class AbstractOutputPin;
-class LayoutManager;
+struct Layout;
 
 /// Layouts that one thread runs: a single one, or a circle of layouts that feed each other, in the order of
 /// the list.
-using LayoutGroup = std::vector<LayoutManager*>;
+using LayoutGroup = std::vector<Layout*>;
 
 /// A connection from a filter of one layout to a filter of another.
 struct LayoutConnection {
@@ -22,18 +23,22 @@ struct LayoutConnection {
 };
 
 /// All connections between two different layouts of the list.  [nobody connecting meanwhile]
-std::vector<LayoutConnection> connectionsBetween(const std::vector<LayoutManager*>& layouts);
+std::vector<LayoutConnection> connectionsBetween(const std::vector<Layout*>& layouts);
 
 /// The layouts in groups, each after those that feed it.
-std::vector<LayoutGroup> groupLayouts(const std::vector<LayoutManager*>& layouts,
+std::vector<LayoutGroup> groupLayouts(const std::vector<Layout*>& layouts,
                                       const std::vector<LayoutConnection>& connections);
 
 /// For each layout, whether it has sources or is fed, perhaps over others, by one that has.  [none running]
-std::vector<bool> reachedBySources(const std::vector<LayoutManager*>& layouts,
+std::vector<bool> reachedBySources(const std::vector<Layout*>& layouts,
                                    const std::vector<LayoutConnection>& connections);
 
 /// Calls the filters of the group's layouts, in turn, until there is nothing left to take, or a stop.
 /// @return whether anything was taken.  [thread that runs the group]
 bool settle(const LayoutGroup& group);
+
+/// Whether all that fed the group has ended.  @param staysOpen then filters that are in no layout feed it as
+/// long as the program runs, and a group that has neither sources nor feeders may still get some.
+bool nothingCanCome(std::span<Layout* const> group, bool staysOpen);
 
 }  // namespace Kavelin::Core

@@ -1,27 +1,17 @@
 #include <Kavelin/Core/AbstractInputPin.h>
 #include <Kavelin/Core/AbstractOutputPin.h>
 #include <Kavelin/Core/ConnectionOptions.h>
-#include <Kavelin/Core/LayoutManager.h>
 #include <Kavelin/Core/PinManager.h>
 #include <Poco/Exception.h>
 
 #include <algorithm>
 #include <cstring>
 
+#include "Layout.h"
 #include "NameList.h"
 #include "Topology.h"
 
 namespace Kavelin::Core {
-
-std::mutex& topologyMutex() {
-    static std::mutex mutex;
-    return mutex;
-}
-
-std::vector<LayoutManager*>& runningLayouts() {
-    static std::vector<LayoutManager*> layouts;
-    return layouts;
-}
 
 namespace {
 
@@ -42,24 +32,23 @@ template <class P>
 
 template <class P>
 void addPin(std::vector<P*>& pins, P* pin) {
-    std::lock_guard lock(topologyMutex());
     if (findByName(pins, pin->getName()) != nullptr) {
         throw Poco::ExistsException("A pin '" + pin->getName() + "' of that direction exists already");
     }
     pins.push_back(pin);
 }
 
-LayoutManager* layoutOf(const Pin& pin) {
-    return pin.getManager() == nullptr ? nullptr : pin.getManager()->getManager();
+void noteTopologyChange(const Pin& pin, const TopologyLock& lock) {
+    if (Layout* layout = layoutOf(pin)) layout->noteTopologyChange(lock);
 }
 
 }  // namespace
 
 Pin::Pin(const std::string& name, PinManager* owner) : NamedObject(name), manager_(owner) {
-    if (owner != nullptr) owner->pins_.push_back(this);
+    if (owner != nullptr) owner->getPinList(TopologyLock()).all.push_back(this);
 }
 Pin::~Pin() {
-    if (manager_ != nullptr) std::erase(manager_->pins_, this);
+    if (manager_ != nullptr) std::erase(manager_->getPinList(TopologyLock()).all, this);
 }
 
 Synchronizer* Pin::getSynchronizer() const {
@@ -72,14 +61,13 @@ std::string Pin::fullName() const {
 
 AbstractInputPin::AbstractInputPin(const std::string& name, PinManager* owner) : Pin(name, owner) {
     if (owner == nullptr) return;
-    addPin(owner->inputs_, this);
-    received_ = &owner->received_;
-    taken_ = &owner->taken_;
+    const TopologyLock lock;
+    addPin(owner->getPinList(lock).inputs, this);
+    tally_ = &owner->getInputTally(lock);
 }
 
 AbstractInputPin::~AbstractInputPin() {
-    std::lock_guard lock(topologyMutex());
-    if (getManager() != nullptr) std::erase(getManager()->inputs_, this);
+    if (getManager() != nullptr) std::erase(getManager()->getPinList(TopologyLock()).inputs, this);
 }
 
 void AbstractInputPin::setBufferAttributes(unsigned size, bool lifo, bool synchronous) {
@@ -93,64 +81,57 @@ std::string AbstractInputPin::shapesTaken() const {
 }
 
 void AbstractInputPin::setIsFedFromElsewhere(bool elsewhere) {
-    fedLayout_ = elsewhere ? layoutOf(*this) : nullptr;
+    Layout* const layout = elsewhere ? layoutOf(*this) : nullptr;
+    inbox_ = layout == nullptr ? nullptr : &layout->inbox;
 }
 
-void AbstractInputPin::noteReceivedFromElsewhere() { fedLayout_->noteFed(); }
+void AbstractInputPin::noteReceivedFromElsewhere() { inbox_->noteFed(); }
 
 AbstractOutputPin::AbstractOutputPin(const std::string& name, PinManager* owner) : Pin(name, owner) {
-    if (owner != nullptr) addPin(owner->outputs_, this);
+    if (owner != nullptr) addPin(owner->getPinList(TopologyLock()).outputs, this);
 }
 
 AbstractOutputPin::~AbstractOutputPin() {
-    std::lock_guard lock(topologyMutex());
-    if (getManager() != nullptr) std::erase(getManager()->outputs_, this);
+    if (getManager() != nullptr) std::erase(getManager()->getPinList(TopologyLock()).outputs, this);
 }
 
 void AbstractOutputPin::notifyAttached(AbstractInputPin& input, bool& running) {
-    const LayoutManager* layout = layoutOf(input);
-    running = layout != nullptr && layout->isRunning();
+    const Layout* layout = layoutOf(input);
+    running = layout != nullptr && layout->state.isRunning();
 }
 
-void AbstractOutputPin::notifyDetached(AbstractInputPin& input) {
-    std::lock_guard lock(topologyMutex());
-    noteTopologyChange(layoutOf(input));
-}
+void AbstractOutputPin::notifyDetached(AbstractInputPin& input) { noteTopologyChange(input, TopologyLock()); }
 
 unsigned AbstractOutputPin::getSynchronousCount() const {
-    std::lock_guard lock(topologyMutex());
+    const TopologyLock lock;
     const auto isSynchronous = [](const AbstractInputPin* input) { return input->getIsSynchronous(); };
-    return static_cast<unsigned>(std::count_if(recorded_.begin(), recorded_.end(), isSynchronous));
+    return static_cast<unsigned>(std::count_if(connected_.begin(), connected_.end(), isSynchronous));
 }
 
 void AbstractOutputPin::recordConnection(AbstractInputPin& input) {
-    std::lock_guard lock(topologyMutex());
-    input.connected_.store(this);
-    recorded_.push_back(&input);
-    noteTopologyChange(layoutOf(input));
-    noteTopologyChange(layoutOf(*this));
+    const TopologyLock lock;
+    input.setConnectedOutput(this, lock);
+    connected_.push_back(&input);
+    noteTopologyChange(input, lock);
+    noteTopologyChange(*this, lock);
 }
 
 void AbstractOutputPin::eraseConnection(AbstractInputPin& input) {
-    std::lock_guard lock(topologyMutex());
-    input.connected_.store(nullptr);
-    std::erase(recorded_, &input);
-    noteTopologyChange(layoutOf(input));
-    noteTopologyChange(layoutOf(*this));
-}
-
-void AbstractOutputPin::noteTopologyChange(LayoutManager* layout) {
-    if (layout != nullptr) layout->noteTopologyChange();
+    const TopologyLock lock;
+    input.setConnectedOutput(nullptr, lock);
+    std::erase(connected_, &input);
+    noteTopologyChange(input, lock);
+    noteTopologyChange(*this, lock);
 }
 
 PinManager::PinManager(const std::string& name) : NamedObject(name) {}
 PinManager::~PinManager() = default;
 
 AbstractInputPin* PinManager::findInputPin(const std::string& pinName) const {
-    return findByName(inputs_, pinName);
+    return findByName(pins_.inputs, pinName);
 }
 AbstractOutputPin* PinManager::findOutputPin(const std::string& pinName) const {
-    return findByName(outputs_, pinName);
+    return findByName(pins_.outputs, pinName);
 }
 
 AbstractInputPin& PinManager::getInputPin(const std::string& pinName) {
@@ -160,13 +141,13 @@ AbstractInputPin& PinManager::getInputPin(const std::string& pinName) {
         const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
         pin = demandInputPin(pinName);
     }
-    if (pin == nullptr) failUnknownPin("input", *this, inputs_, pinName);
+    if (pin == nullptr) failUnknownPin("input", *this, pins_.inputs, pinName);
     return *pin;
 }
 
 AbstractOutputPin& PinManager::getOutputPin(const std::string& pinName) const {
     AbstractOutputPin* pin = findOutputPin(pinName);
-    if (pin == nullptr) failUnknownPin("output", *this, outputs_, pinName);
+    if (pin == nullptr) failUnknownPin("output", *this, pins_.outputs, pinName);
     return *pin;
 }
 
@@ -174,28 +155,28 @@ AbstractInputPin* PinManager::demandInputPin(const std::string&) { return nullpt
 
 void PinManager::setManager(LayoutManager* layout) {
     {
-        std::lock_guard lock(topologyMutex());
+        const TopologyLock lock;
         layout_ = layout;
-        for (const AbstractInputPin* input : inputs_) {
+        for (const AbstractInputPin* input : pins_.inputs) {
             const AbstractOutputPin* output = input->getConnectedOutput();
-            if (output != nullptr) AbstractOutputPin::noteTopologyChange(layoutOf(*output));
+            if (output != nullptr) noteTopologyChange(*output, lock);
         }
-        for (const AbstractOutputPin* output : outputs_) {
-            for (const AbstractInputPin* input : output->recorded_)
-                AbstractOutputPin::noteTopologyChange(layoutOf(*input));
+        for (const AbstractOutputPin* output : pins_.outputs) {
+            for (const AbstractInputPin* input : output->getConnectedInputs(lock))
+                noteTopologyChange(*input, lock);
         }
     }
     rebuildBuffers();
 }
 
 void PinManager::rebuildBuffers() {
-    for (AbstractInputPin* input : inputs_) {
+    for (AbstractInputPin* input : pins_.inputs) {
         AbstractOutputPin* output = input->getConnectedOutput();
         const Synchronizer::DisablerLocker locker(getSynchronizer(),
                                                   output ? output->getSynchronizer() : nullptr);
         input->rebuildBuffer();
     }
-    for (AbstractOutputPin* output : outputs_) {
+    for (AbstractOutputPin* output : pins_.outputs) {
         for (AbstractInputPin* input : output->getAttachedInputs()) {
             const Synchronizer::DisablerLocker locker(getSynchronizer(), input->getSynchronizer());
             input->rebuildBuffer();

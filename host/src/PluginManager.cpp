@@ -339,7 +339,7 @@ void FilterDeleter::operator()(Filter* filter) const {
     if (LayoutManager* layout = filter->getManager()) {
         layout->stop();
         layout->wait();
-        layout->detach(*filter);
+        layout->remove(*filter);
     }
     const std::string name = filter->getName();
     factory_->destroy(filter);

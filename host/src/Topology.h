@@ -5,13 +5,32 @@
 
 namespace Kavelin::Core {
 
-/// Guards who is connected to whom and who is in which layout, while a layout reads it to plan its rounds.
-/// While it is held, only the mutexes by which layouts sleep are taken.
-std::mutex& topologyMutex();
+struct Layout;
+class Pin;
 
-class LayoutManager;
+/// Holds still who is connected to whom, which filter is in which layout, and which layouts run. A thread
+/// that holds it takes no other mutexes than those by which layouts and readers sleep.
+///
+/// Some operations of public classes ask for one: they are for the host library alone, as nobody else can
+/// make one.
+class TopologyLock {
+public:
+    TopologyLock();
 
-/// The layouts whose thread runs; guarded by the topology mutex.
-std::vector<LayoutManager*>& runningLayouts();
+private:
+    std::lock_guard<std::mutex> lock_;
+};
+
+/// The layouts that a thread of their own, or a lane's, runs.
+std::vector<Layout*>& runningLayouts(const TopologyLock&);
+
+/// The layout of the pin's filter; null when there is none.
+Layout* layoutOf(const Pin& pin);
+
+/// Whether something that has not ended feeds one of the layout's filters.
+bool canStillBeFed(const Layout& layout, const TopologyLock&);
+
+/// Whether connections lead from this layout over others back to it.
+bool feedsItself(const Layout& layout);
 
 }  // namespace Kavelin::Core

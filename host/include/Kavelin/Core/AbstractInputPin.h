@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kavelin/Core/InputTally.h>
 #include <Kavelin/Core/Pin.h>
 #include <Kavelin/Core/PinCounts.h>
 #include <Kavelin/Core/Stage.h>
@@ -13,7 +14,8 @@
 namespace Kavelin::Core {
 
 class AbstractOutputPin;
-class LayoutManager;
+class LayoutInbox;
+class TopologyLock;
 
 /// What the host asks a typed input pin, by way of `AbstractInputPin`, whose functions of the same names say
 /// what they mean. A class of its own, so that the pin's virtual operations stand in their fixed order.
@@ -62,6 +64,8 @@ public:
 
     /// The attached output pin, null while there is none.
     AbstractOutputPin* getConnectedOutput() const { return connected_.load(); }
+    /// For the host library alone.
+    void setConnectedOutput(AbstractOutputPin* output, const TopologyLock&) { connected_.store(output); }
     /// The most recently consumed sample's time stamp, 0.0 before the first.  [reader's thread]
     double getLastTimeStamp() const { return state_->getLastTimeStamp(); }
     /// True when there is nothing to take.  [reader's thread]
@@ -91,15 +95,16 @@ protected:
     void setState(InputPinState& state) { state_ = &state; }
     /// The typed pin tells its host that a sample lies in its buffer.  [writer's thread]
     void noteReceived() {
-        if (fedLayout_ != nullptr) {
+        if (inbox_ != nullptr) {
             noteReceivedFromElsewhere();
-        } else {
-            *readyWord_ |= readyBit_;
-            ++*received_;
+        } else if (tally_ != nullptr) {
+            tally_->noteReceived();
         }
     }
     /// The typed pin tells its host that it took a sample out of its buffer.  [reader's thread]
-    void noteTaken() { ++*taken_; }
+    void noteTaken() {
+        if (tally_ != nullptr) ++tally_->taken;
+    }
     /// The typed pin tells its host what became of the sample that it took.  [reader's thread]
     void noteConsumed() { ++consumed_; }
     void notePassedOver() { ++passedOver_; }
@@ -108,10 +113,6 @@ protected:
     void setIsFedFromElsewhere(bool elsewhere);
 
 private:
-    friend class AbstractOutputPin;
-    friend class LayoutManager;
-    friend class PinManager;
-
     void noteReceivedFromElsewhere();
 
     InputPinState* state_ = nullptr;
@@ -122,16 +123,11 @@ private:
     unsigned bufferSize_ = kDefaultBufferSize;
     std::atomic<AbstractOutputPin*> connected_{nullptr};
 
-    // Where the layout learns of new samples: a bit of its own list of filters to call, or nowhere.
-    std::uint64_t unobserved_ = 0;
-    std::uint64_t* readyWord_ = &unobserved_;
-    std::uint64_t readyBit_ = 0;
-    std::uint64_t* received_ = &unobserved_;
-    std::uint64_t* taken_ = &unobserved_;
+    InputTally* tally_ = nullptr;  // the filter's; null for a pin without one
     std::uint64_t consumed_ = 0;
     std::uint64_t passedOver_ = 0;
     std::uint64_t misfits_ = 0;
-    LayoutManager* fedLayout_ = nullptr;  // the layout to wake, where the writer may run on another thread
+    LayoutInbox* inbox_ = nullptr;  // of the layout to wake, where the writer may run on another thread
 };
 
 }  // namespace Kavelin::Core

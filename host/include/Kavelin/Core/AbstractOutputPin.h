@@ -7,7 +7,7 @@
 namespace Kavelin::Core {
 
 class AbstractInputPin;
-class LayoutManager;
+class TopologyLock;
 
 /// Writing end of any number of connections.
 class KAVELIN_API AbstractOutputPin : public virtual Pin {
@@ -32,24 +32,21 @@ public:
     void setHandsOn(const AbstractInputPin& input) { handsOn_ = &input; }
     /// How many synchronous input pins are attached.
     unsigned getSynchronousCount() const;
+    /// The input pins that are connected to this one. For the host library alone.
+    const std::vector<AbstractInputPin*>& getConnectedInputs(const TopologyLock&) const { return connected_; }
 
 protected:
     /// Called after a synchronous input pin was attached.  @param running set when the reader's layout is
     /// running, so that its filter may already be waiting for this pin.
     void notifyAttached(AbstractInputPin& input, bool& running);
-    /// Called when a synchronous input pin is detached: who waits for it there is woken.
+    /// Called when a synchronous input pin is detached: a reader that waits for it is woken.
     void notifyDetached(AbstractInputPin& input);
     /// The typed pin records each new and each ended connection, so that layouts learn of it.
     void recordConnection(AbstractInputPin& input);
     void eraseConnection(AbstractInputPin& input);
 
 private:
-    friend class LayoutManager;
-    friend class PinManager;
-
-    static void noteTopologyChange(LayoutManager* layout);
-
-    std::vector<AbstractInputPin*> recorded_;  // guarded by the topology mutex
+    std::vector<AbstractInputPin*> connected_;  // guarded by the topology lock
     const AbstractInputPin* handsOn_ = nullptr;
 };
 

@@ -30,19 +30,15 @@ public:
     /// How the samples of its inputs fitted together since it entered its layout; no sets where it has fewer
     /// than two inputs to match.  [layout thread, or the layout not running]
     PairingReport getPairing() const;
+    /// Takes over the inputs that are connected now.  @return null while there is nothing to compare. For the
+    /// host library alone.
+    PairingWatch* watchPairing(const TopologyLock&);
 
 protected:
     void setManager(LayoutManager* layout) override;
 
 private:
-    friend class LayoutManager;
-
-    void watchPairing();
-    /// What a layout does after each call of `process`.
-    void notePairing() {
-        if (pairing_ != nullptr) comparePairing();
-    }
-    void comparePairing();
+    friend class LayoutManager;  // calls setManager, which stays protected: a layout alone takes a filter in
 
     const bool schedulable_;
     std::unique_ptr<PairingWatch> pairing_;  // null while there is nothing to compare

@@ -31,7 +31,6 @@ public:
     void setContent(const PinContent& content) { content_ = content; }
 
 private:
-    friend class PinManager;
     PinManager* manager_;
     PinContent content_;
 };

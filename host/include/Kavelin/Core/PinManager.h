@@ -1,9 +1,9 @@
 #pragma once
 
+#include <Kavelin/Core/InputTally.h>
 #include <Kavelin/Core/NamedObject.h>
 #include <Kavelin/Core/Synchronizer.h>
 
-#include <cstdint>
 #include <vector>
 
 namespace Kavelin::Core {
@@ -12,6 +12,14 @@ class AbstractInputPin;
 class AbstractOutputPin;
 class LayoutManager;
 class Pin;
+class TopologyLock;
+
+/// Pins in the order of their creation: all, and those of one direction.
+struct PinList {
+    std::vector<Pin*> all;
+    std::vector<AbstractInputPin*> inputs;
+    std::vector<AbstractOutputPin*> outputs;
+};
 
 /// Something with pins: it knows them in the order of their creation, has a synchronizer, and may be in a
 /// layout.
@@ -38,9 +46,9 @@ public:
     LayoutManager* getManager() const { return layout_; }
 
     /// All pins, and those of one direction, in the order of their creation.
-    const std::vector<Pin*>& getPins() const { return pins_; }
-    const std::vector<AbstractInputPin*>& getInputPins() const { return inputs_; }
-    const std::vector<AbstractOutputPin*>& getOutputPins() const { return outputs_; }
+    const std::vector<Pin*>& getPins() const { return pins_.all; }
+    const std::vector<AbstractInputPin*>& getInputPins() const { return pins_.inputs; }
+    const std::vector<AbstractOutputPin*>& getOutputPins() const { return pins_.outputs; }
     /// Pin by name, null when there is none.
     AbstractInputPin* findInputPin(const std::string& pinName) const;
     AbstractOutputPin* findOutputPin(const std::string& pinName) const;
@@ -48,26 +56,22 @@ public:
     AbstractInputPin& getInputPin(const std::string& pinName);
     AbstractOutputPin& getOutputPin(const std::string& pinName) const;
 
+    /// For the host library alone: pins enter and leave the list themselves, and a layout watches the tally.
+    PinList& getPinList(const TopologyLock&) { return pins_; }
+    InputTally& getInputTally(const TopologyLock&) { return tally_; }
+
 protected:
     /// Called for an input pin that a connection asks for by name and that does not exist. A filter that
     /// makes pins on demand returns the new one; the default has none to give.
     virtual AbstractInputPin* demandInputPin(const std::string& pinName);
 
 private:
-    friend class AbstractInputPin;
-    friend class AbstractOutputPin;
-    friend class LayoutManager;
-    friend class Pin;
-
     void rebuildBuffers();
 
     Synchronizer synchronizer_;
     LayoutManager* layout_ = nullptr;
-    std::vector<Pin*> pins_;
-    std::vector<AbstractInputPin*> inputs_;
-    std::vector<AbstractOutputPin*> outputs_;
-    std::uint64_t received_ = 0;  // samples put into the input pins by filters of the same thread
-    std::uint64_t taken_ = 0;     // samples that the input pins took out of their buffers
+    PinList pins_;
+    InputTally tally_;
 };
 
 }  // namespace Kavelin::Core

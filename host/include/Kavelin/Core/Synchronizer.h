@@ -55,9 +55,6 @@ public:
     void setWaitCounter(std::atomic<int>* counter) { waitCounter_ = counter; }
 
 private:
-    friend class DisablerLocker;
-    friend class ProcessScope;
-
     // What the calling thread is doing. Initial-exec: the library is loaded with the program, and this is
     // read at every property access inside process.
     struct Held {

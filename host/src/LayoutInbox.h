@@ -1,0 +1,75 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+
+#include "Bell.h"
+#include "RoomGate.h"
+
+namespace Kavelin::Core {
+
+/// What other threads tell the thread that runs a layout: that samples came, that connections changed, that
+/// it is to stop. Wakes it where it sleeps.
+class LayoutInbox {
+public:
+    // Any thread
+    void noteFed() {
+        // The buffer's mutex orders this with the reader's look into the buffer, so a flag that is up already
+        // will do.
+        if (!fed_.load(std::memory_order_relaxed)) fed_.store(true);
+        wakeIfSleeping();
+    }
+    void noteChange() { changed_.store(true); }
+    void requestStop() { stop_.store(true); }
+    void wake() {
+        const std::lock_guard lock(mutex_);
+        wakeUp_.notify_all();
+        if (bell_) bell_->ring();
+    }
+    void wakeIfSleeping() {
+        if (sleeping_.load()) wake();
+    }
+    bool isStopRequested() const { return stop_.load(); }
+    /// Whether its thread sleeps, and has nothing to wake up for.
+    bool isIdle() const { return sleeping_.load() && !fed_.load(); }
+    bool hasChanged() const { return changed_.load(std::memory_order_acquire); }
+    bool hasNews() const { return fed_.load() || changed_.load(); }
+
+    // The thread that runs the layout, or begins its run
+    /// Clears the notice that samples came.  @return whether there was one.
+    bool takeFed() {
+        if (!fed_.load(std::memory_order_relaxed)) return false;
+        fed_.store(false);
+        return true;
+    }
+    void clearChange() { changed_.store(false); }
+    void clearStop() { stop_.store(false); }
+    /// Says to ring this bell too, of the lane that runs the layout; null for none.
+    void setBell(std::shared_ptr<Bell> bell) {
+        const std::lock_guard lock(mutex_);
+        bell_ = std::move(bell);
+    }
+    void setIsSleeping(bool sleeping) { sleeping_.store(sleeping); }
+    /// Sleeps until there are news or a stop, or `isOver` says so.
+    template <class Over>
+    void sleepUntilNews(const Over& isOver) {
+        std::unique_lock lock(mutex_);
+        setIsSleeping(true);
+        RoomGate::instance().openIfWanted();  // a source does not wait for a layout that sleeps
+        wakeUp_.wait(lock, [&] { return hasNews() || isStopRequested() || isOver(); });
+        setIsSleeping(false);
+    }
+
+private:
+    std::atomic<bool> changed_{true};
+    std::atomic<bool> fed_{false};
+    std::atomic<bool> stop_{false};
+    std::atomic<bool> sleeping_{false};
+    std::mutex mutex_;
+    std::condition_variable wakeUp_;
+    std::shared_ptr<Bell> bell_;
+};
+
+}  // namespace Kavelin::Core

@@ -1,0 +1,72 @@
+#include "LayoutNeighbours.h"
+
+#include <Kavelin/Core/AbstractInputPin.h>
+#include <Kavelin/Core/AbstractOutputPin.h>
+#include <Kavelin/Core/Filter.h>
+
+#include <algorithm>
+
+#include "Layout.h"
+#include "Topology.h"
+
+namespace Kavelin::Core {
+
+namespace {
+
+void addFeeder(std::vector<LayoutNeighbours::Feeder>& feeders, const Layout& layout) {
+    const RunState::Flag ended = layout.state.getEndFlag();
+    const bool known = std::any_of(feeders.begin(), feeders.end(),
+                                   [&](const auto& feeder) { return feeder.ended == ended; });
+    if (!known) feeders.push_back({&layout, ended});
+}
+
+}  // namespace
+
+void LayoutNeighbours::rebuild(const Layout& own, const TopologyLock& lock) {
+    feeds_.clear();
+    feeders_.clear();
+    fedFromOutside_ = false;
+    for (const RoundPlan::Entry& entry : own.plan.entries()) lookUpFeeders(own, *entry.filter);
+    for (Filter* filter : own.filters) lookUpFeeds(own, *filter, lock);
+}
+
+void LayoutNeighbours::lookUpFeeders(const Layout& own, const Filter& filter) {
+    for (const AbstractInputPin* pin : filter.getInputPins()) {
+        const AbstractOutputPin* output = pin->getConnectedOutput();
+        if (output == nullptr) continue;
+        const Layout* const from = layoutOf(*output);
+        if (from == &own) continue;
+        if (from == nullptr) {
+            fedFromOutside_ = true;
+        } else {
+            addFeeder(feeders_, *from);
+            addFeeder(formerFeeders_, *from);
+        }
+    }
+}
+
+void LayoutNeighbours::lookUpFeeds(const Layout& own, Filter& filter, const TopologyLock& lock) {
+    for (const AbstractOutputPin* output : filter.getOutputPins()) {
+        for (AbstractInputPin* input : output->getConnectedInputs(lock)) {
+            Layout* const to = layoutOf(*input);
+            if (to != nullptr && to != &own) feeds_.push_back({filter.getSynchronizer(), input, to});
+        }
+    }
+}
+
+bool LayoutNeighbours::isOverfeeding(const Layout& own) const {
+    for (const Feed& feed : feeds_) {
+        // Inside the scope of the writing filter its connections stay as they are.
+        const Synchronizer::ProcessScope scope(*feed.writer);
+        if (own.inbox.hasChanged()) return false;
+        if (!feed.input->isOverHalfFull()) continue;
+        // A reader that sleeps although it has seen everything does not read this pin. One that waits for
+        // data on another pin may get it only from this layout. To wait for either would be for ever.
+        const Layout& reader = *feed.reader;
+        const bool reads = reader.state.isRunning() && !reader.inbox.isIdle();
+        if (reads && !reader.state.isReaderWaiting()) return true;
+    }
+    return false;
+}
+
+}  // namespace Kavelin::Core

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <vector>
+
+#include "RunState.h"
+
+namespace Kavelin::Core {
+
+class AbstractInputPin;
+class Filter;
+struct Layout;
+class Synchronizer;
+class TopologyLock;
+
+/// The layouts that feed a layout, and those that it feeds.  [layout thread, or the layout not running]
+class LayoutNeighbours {
+public:
+    struct Feeder {
+        const Layout* layout;  // for comparison only: it may be gone
+        RunState::Flag ended;
+    };
+
+    void beginRun() { formerFeeders_.clear(); }
+    /// Looks up the connections of `own`, after its plan was rebuilt.
+    void rebuild(const Layout& own, const TopologyLock& lock);
+
+    /// The layouts that feed this one; while there are none, those that have fed it since the run began.
+    const std::vector<Feeder>& getFeeders() const { return feeders_.empty() ? formerFeeders_ : feeders_; }
+    /// Whether a filter that is in no layout feeds this one. It can send as long as the program runs.
+    bool isFedFromOutside() const { return fedFromOutside_; }
+    bool hasReaders() const { return !feeds_.empty(); }
+    /// Whether a buffer in another layout is more than half full and is going to be read.
+    bool isOverfeeding(const Layout& own) const;
+
+private:
+    struct Feed {  // a connection into another layout
+        Synchronizer* writer;
+        AbstractInputPin* input;
+        Layout* reader;
+    };
+
+    void lookUpFeeders(const Layout& own, const Filter& filter);
+    void lookUpFeeds(const Layout& own, Filter& filter, const TopologyLock& lock);
+
+    std::vector<Feed> feeds_;
+    std::vector<Feeder> feeders_;
+    std::vector<Feeder> formerFeeders_;  // all since the run began
+    bool fedFromOutside_ = false;
+};
+
+}  // namespace Kavelin::Core

@@ -1,0 +1,59 @@
+#include "LayoutThread.h"
+
+#include "Layout.h"
+#include "LayoutGroups.h"
+#include "RoomGate.h"
+#include "Topology.h"
+
+namespace Kavelin::Core {
+
+void LayoutThread::start() {
+    layout_.beginRun(true);
+    enter(nullptr);
+    launch([this] { runFreely(); });
+}
+
+void LayoutThread::enter(std::shared_ptr<Bell> bell) {
+    wait();
+    layout_.inbox.setBell(std::move(bell));
+    layout_.state.setIsRunning(true);
+    const TopologyLock lock;
+    runningLayouts(lock).push_back(&layout_);
+}
+
+void LayoutThread::wait() {
+    layout_.state.awaitLeft();  // another layout's thread may be running this one
+    if (thread_.joinable()) thread_.join();
+}
+
+void LayoutThread::runFreely() {
+    while (!layout_.inbox.isStopRequested()) {
+        layout_.refreshPlan();
+        const bool nothingComes = isAlone();  // asked first: what came before is then seen
+        if (!waitForRoom()) break;
+        const bool did = layout_.rounds.runRound();
+        RoomGate::instance().openIfWanted();
+        if (did) continue;
+        if (nothingComes) break;
+        // Its own sources have ended, and other layouts may still feed it. But it must not wait for the end
+        // of one that in turn waits for its own.
+        if (layout_.hasSources() && feedsItself(layout_)) break;
+        layout_.inbox.sleepUntilNews([this] { return isAlone(); });
+    }
+    layout_.endRun();
+}
+
+bool LayoutThread::isAlone() const {
+    Layout* const own[] = {&layout_};
+    return nothingCanCome(own, true);
+}
+
+/// Keeps the sources from filling buffers in other layouts.  @return false after a stop.
+bool LayoutThread::waitForRoom() const {
+    if (!layout_.hasSources() || !layout_.neighbours.hasReaders()) return true;
+    while (!layout_.inbox.isStopRequested() && layout_.neighbours.isOverfeeding(layout_))
+        RoomGate::instance().waitBriefly();
+    return !layout_.inbox.isStopRequested();
+}
+
+}  // namespace Kavelin::Core

@@ -1,0 +1,80 @@
+#include "RoundPlan.h"
+
+#include <Kavelin/Core/AbstractInputPin.h>
+#include <Kavelin/Core/AbstractOutputPin.h>
+#include <Kavelin/Core/Filter.h>
+#include <Kavelin/Core/Source.h>
+
+#include <algorithm>
+
+#include "CallOrder.h"
+#include "Topology.h"
+
+namespace Kavelin::Core {
+
+namespace {
+
+// More samples than any filter will see. While a filter's tally says so, only its pins know what is left.
+constexpr std::uint64_t kUnknown = std::uint64_t{1} << 62;
+
+std::vector<std::size_t> planCallOrder(const std::vector<Filter*>& filters) {
+    Edges edges;
+    for (std::size_t to = 0; to < filters.size(); ++to) {
+        for (const AbstractInputPin* pin : filters[to]->getInputPins()) {
+            const AbstractOutputPin* output = pin->getConnectedOutput();
+            if (output == nullptr) continue;
+            const auto from = std::find(filters.begin(), filters.end(), output->getManager());
+            if (from != filters.end())
+                edges.emplace_back(static_cast<std::size_t>(from - filters.begin()), to);
+        }
+    }
+    return callOrder(filters.size(), edges);
+}
+
+bool isFedFromElsewhere(const Filter& filter) {
+    const auto& inputs = filter.getInputPins();
+    return std::any_of(inputs.begin(), inputs.end(), [&](const AbstractInputPin* pin) {
+        const AbstractOutputPin* output = pin->getConnectedOutput();
+        return output != nullptr && layoutOf(*output) != layoutOf(*pin);
+    });
+}
+
+}  // namespace
+
+void RoundPlan::rebuild(const std::vector<Filter*>& filters, const TopologyLock& lock) {
+    sources_.clear();
+    entries_.clear();
+    for (const std::size_t position : planCallOrder(filters)) add(*filters[position], lock);
+    ready_.reset(entries_.size());
+    for (std::size_t i = 0; i < entries_.size(); ++i) watch(i, lock);
+}
+
+void RoundPlan::add(Filter& filter, const TopologyLock& lock) {
+    if (auto* source = dynamic_cast<Source*>(&filter)) {
+        sources_.push_back({&filter, source, false});
+    } else if (filter.isSchedulable()) {
+        entries_.push_back({&filter, filter.getSynchronizer(), &filter.getInputTally(lock),
+                            filter.watchPairing(lock), isFedFromElsewhere(filter)});
+    }
+}
+
+void RoundPlan::watch(std::size_t position, const TopologyLock&) {
+    InputTally& tally = *entries_[position].tally;
+    tally.received = tally.taken + kUnknown;
+    tally.readyWord = ready_.word(position);
+    tally.readyBit = ReadyList::bit(position);
+    ready_.mark(position);
+}
+
+void RoundPlan::forget(const Filter& filter) {
+    std::erase_if(sources_, [&](const SourceEntry& entry) { return entry.filter == &filter; });
+    std::erase_if(entries_, [&](const Entry& entry) { return entry.filter == &filter; });
+}
+
+void RoundPlan::markFedFromElsewhere() {
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+        if (entries_[i].fedFromElsewhere) ready_.mark(i);
+    }
+}
+
+}  // namespace Kavelin::Core

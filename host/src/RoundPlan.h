@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "ReadyList.h"
+
+namespace Kavelin::Core {
+
+class Filter;
+struct InputTally;
+class PairingWatch;
+class Source;
+class Synchronizer;
+class TopologyLock;
+
+/// What a round of a layout calls: the sources, and the other filters in call order, each with a mark that
+/// says whether it may have something to take.  [layout thread, or the layout not running]
+class RoundPlan {
+public:
+    struct SourceEntry {
+        Filter* filter;
+        Source* source;
+        bool failed;  // it failed without getting on; calling it again would be for ever
+    };
+    struct Entry {
+        Filter* filter;
+        Synchronizer* synchronizer;
+        InputTally* tally;
+        PairingWatch* pairing;  // null when there is nothing to compare
+        bool fedFromElsewhere;  // by filters that are not in this layout
+    };
+
+    /// Plans anew for the filters of a layout, in the order in which they were added. All are marked.
+    void rebuild(const std::vector<Filter*>& filters, const TopologyLock& lock);
+    void forget(const Filter& filter);
+    /// Marks the filters that another thread may have fed.
+    void markFedFromElsewhere();
+
+    std::vector<SourceEntry>& sources() { return sources_; }
+    const std::vector<SourceEntry>& sources() const { return sources_; }
+    const std::vector<Entry>& entries() const { return entries_; }
+    /// Unmarks the first entry that is marked, from `position` on, and returns its position, or
+    /// `ReadyList::kNone`.
+    std::size_t takeReady(std::size_t position) { return ready_.take(position); }
+
+private:
+    void add(Filter& filter, const TopologyLock& lock);
+    void watch(std::size_t position, const TopologyLock& lock);
+
+    std::vector<SourceEntry> sources_;
+    std::vector<Entry> entries_;
+    ReadyList ready_;
+};
+
+}  // namespace Kavelin::Core
