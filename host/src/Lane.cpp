@@ -48,7 +48,7 @@ std::optional<Round> Lane::awaitNextRound() {
 }
 
 /// The earliest of the rounds that the own sources can begin and those that the feeders have completed. It is
-/// the next, once every feeder has one or is at its end.
+/// the next one as soon as every feeder has completed one or is at its end.
 std::optional<Round> Lane::nextRound() {
     std::optional<Round> next;
     const auto consider = [&next](const Round& round) {
@@ -64,7 +64,7 @@ std::optional<Round> Lane::nextRound() {
     return next;
 }
 
-/// @return false when a stop came before the sources were called: then there is no such round.
+/// @return false when a stop came before the sources were called: the round did not happen then.
 bool Lane::perform(const Round& round) {
     Layout* beginner = nullptr;
     for (std::size_t i = 0; i < layouts_.size(); ++i) {
@@ -108,7 +108,6 @@ void Lane::end() {
 }
 
 // Waiting
-// ---------------------------------------------------------------------------------------------------------
 
 bool Lane::isStopped() const {
     return std::any_of(layouts_.begin(), layouts_.end(),
@@ -162,7 +161,6 @@ void Lane::sleep(std::uint32_t seen) {
 }
 
 // The plan
-// --------------------------------------------------------------------------------------------------------
 
 Lanes planLanes(const std::vector<Layout*>& layouts, bool staysOpen) {
     const std::vector<LayoutConnection> connections = connectionsBetween(layouts);

@@ -15,10 +15,10 @@ namespace Kavelin::Core {
 /// One thread of a run with threads: a group of layouts, the rounds that reach it from other lanes, and the
 /// lanes that it feeds in turn.
 ///
-/// Every lane goes through the rounds in the order in which a run in one thread goes through them, leaving
-/// out those that do not concern it, and sees either all that a round sent or nothing of it. So its layouts
-/// compute what they compute in one thread, to the bit; lanes differ only in how far they are. No lane waits
-/// for one that waits for it: whoever waits, waits for a lane that is at an earlier round.
+/// Every lane goes through the rounds in the order of a run in one thread, leaves out those that do not reach
+/// it, and sees either all that a round sent or nothing of it. So its layouts compute the same bits as in one
+/// thread; lanes differ only in how far they are. No two lanes wait for each other, as each waits only for a
+/// lane at an earlier round.
 class Lane {
 public:
     /// @param positions of the layouts in the list of all.  @param staysOpen whether it is to wait for
@@ -28,14 +28,13 @@ public:
     const LayoutGroup& layouts() const { return layouts_; }
     /// Counts the rounds; samples are staged with it.
     RoundCounter counter() const { return counter_; }
-    /// Has the thread look again whether there is something to do.
+    /// Makes the thread look again for something to do.
     const std::shared_ptr<Bell>& bell() const { return bell_; }
 
-    /// The link between two lanes, made when there is none yet. Before their threads run.
+    /// The link between two lanes, made at the first call.  [before their threads run]
     static RoundLink& link(Lane& from, Lane& to);
 
-    /// Works off all rounds, until nothing can come any more or one of the layouts is stopped.
-    /// [lane's thread]
+    /// Runs all rounds, until no more can come or one of the layouts is stopped.  [lane's thread]
     void run();
 
 private:
@@ -71,8 +70,8 @@ private:
 
 using Lanes = std::vector<std::unique_ptr<Lane>>;
 
-/// The lanes of all layouts, linked, and the connections between them staged. Lanes that stay open and that
-/// no source reaches have no rounds and are linked to nobody.  @param layouts all begun, none running.
+/// The lanes of all layouts, linked, and the connections between them staged. With `staysOpen`, lanes that no
+/// source reaches have no rounds and no links to their readers.  @param layouts all begun, none running.
 Lanes planLanes(const std::vector<Layout*>& layouts, bool staysOpen);
 
 }  // namespace Kavelin::Core

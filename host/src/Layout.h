@@ -40,7 +40,7 @@ struct Layout {
 
     // The run
     /// @param mayWait whether a filter may wait for data inside `process`. In the caller's thread and in a
-    /// lane nobody could bring it meanwhile.
+    /// lane it must not: no other thread would bring the data.
     void beginRun(bool mayWait);
     /// Asks it to end.  [any thread]
     void stop();

@@ -10,8 +10,7 @@ class AbstractInputPin;
 class AbstractOutputPin;
 struct Layout;
 
-/// Layouts that one thread runs: a single one, or a circle of layouts that feed each other, in the order of
-/// the list.
+/// Layouts that one thread runs: a single one, or a circle that feed each other, in the order of the list.
 using LayoutGroup = std::vector<Layout*>;
 
 /// A connection from a filter of one layout to a filter of another.
@@ -22,7 +21,7 @@ struct LayoutConnection {
     AbstractInputPin* input;
 };
 
-/// All connections between two different layouts of the list.  [nobody connecting meanwhile]
+/// All connections between two different layouts of the list.  [no connection changing meanwhile]
 std::vector<LayoutConnection> connectionsBetween(const std::vector<Layout*>& layouts);
 
 /// The layouts in groups, each after those that feed it.

@@ -14,10 +14,9 @@ namespace Kavelin::Core {
 /// it is to stop. Wakes it where it sleeps.
 class LayoutInbox {
 public:
-    // Any thread
+    // [any thread]
     void noteFed() {
-        // The buffer's mutex orders this with the reader's look into the buffer, so a flag that is up already
-        // will do.
+        // The buffer's mutex orders this with the reader's look into the buffer: one flag serves many samples.
         if (!fed_.load(std::memory_order_relaxed)) fed_.store(true);
         wakeIfSleeping();
     }
@@ -32,12 +31,12 @@ public:
         if (sleeping_.load()) wake();
     }
     bool isStopRequested() const { return stop_.load(); }
-    /// Whether its thread sleeps, and has nothing to wake up for.
+    /// Whether its thread sleeps and no samples have come since.
     bool isIdle() const { return sleeping_.load() && !fed_.load(); }
     bool hasChanged() const { return changed_.load(std::memory_order_acquire); }
     bool hasNews() const { return fed_.load() || changed_.load(); }
 
-    // The thread that runs the layout, or begins its run
+    // [layout thread, or the thread that begins the run]
     /// Clears the notice that samples came.  @return whether there was one.
     bool takeFed() {
         if (!fed_.load(std::memory_order_relaxed)) return false;
@@ -46,13 +45,13 @@ public:
     }
     void clearChange() { changed_.store(false); }
     void clearStop() { stop_.store(false); }
-    /// Says to ring this bell too, of the lane that runs the layout; null for none.
+    /// The bell of the lane that runs the layout, to be rung too; null for none.
     void setBell(std::shared_ptr<Bell> bell) {
         const std::lock_guard lock(mutex_);
         bell_ = std::move(bell);
     }
     void setIsSleeping(bool sleeping) { sleeping_.store(sleeping); }
-    /// Sleeps until there are news or a stop, or `isOver` says so.
+    /// Sleeps until news come, a stop is requested, or `isOver` is true.
     template <class Over>
     void sleepUntilNews(const Over& isOver) {
         std::unique_lock lock(mutex_);

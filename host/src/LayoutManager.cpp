@@ -18,7 +18,6 @@ LayoutManager::~LayoutManager() {
 }
 
 // Filters
-// ----------------------------------------------------------------------------------------------------------
 
 void LayoutManager::add(Filter& filter) {
     inside_->requireNotRunning("add a filter");
@@ -73,7 +72,6 @@ std::vector<Filter*> LayoutManager::getCallOrder() {
 }
 
 // Runs
-// ----------------------------------------------------------------------------------------------------------
 
 bool LayoutManager::runRound() { return inside_->rounds.runRound(); }
 
@@ -103,7 +101,6 @@ bool LayoutManager::isRunning() const { return inside_->state.isRunning(); }
 bool LayoutManager::hasEnded() const { return inside_->state.hasEnded(); }
 
 // Sources and failures
-// ----------------------------------------------------------------------------------------------------------
 
 std::optional<double> LayoutManager::nextTimeStamp() { return inside_->rounds.nextTimeStamp(); }
 

@@ -16,8 +16,7 @@ public:
 
     /// Starts a run in which the layout takes what other threads send as it comes.
     void start();
-    /// Says that a thread is going to run the layout.  @param bell of the lane whose thread it is, null for
-    /// none.
+    /// Says that a thread is going to run the layout.  @param bell the lane's, if it is a lane's thread.
     void enter(std::shared_ptr<Bell> bell);
     void launch(std::function<void()> run) { thread_ = std::thread(std::move(run)); }
     /// Waits until no thread runs the layout.

@@ -14,7 +14,7 @@ public:
     /// Waits until some layout has worked off a round, or for a short while.
     void waitBriefly();
     void open();
-    /// Costs one look at an atomic while nobody waits.
+    /// Opens it if a source waits; otherwise only reads an atomic.
     void openIfWanted() {
         if (waiting_.load(std::memory_order_relaxed) > 0) open();
     }

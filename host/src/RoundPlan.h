@@ -21,7 +21,7 @@ public:
     struct SourceEntry {
         Filter* filter;
         Source* source;
-        bool failed;  // it failed without getting on; calling it again would be for ever
+        bool failed;  // without getting on: it would fail again for ever
     };
     struct Entry {
         Filter* filter;
@@ -31,7 +31,7 @@ public:
         bool fedFromElsewhere;  // by filters that are not in this layout
     };
 
-    /// Plans anew for the filters of a layout, in the order in which they were added. All are marked.
+    /// Plans for the filters of a layout, given in the order in which they were added, and marks them all.
     void rebuild(const std::vector<Filter*>& filters, const TopologyLock& lock);
     void forget(const Filter& filter);
     /// Marks the filters that another thread may have fed.
@@ -40,8 +40,7 @@ public:
     std::vector<SourceEntry>& sources() { return sources_; }
     const std::vector<SourceEntry>& sources() const { return sources_; }
     const std::vector<Entry>& entries() const { return entries_; }
-    /// Unmarks the first entry that is marked, from `position` on, and returns its position, or
-    /// `ReadyList::kNone`.
+    /// Unmarks the first marked entry, from `position` on.  @return its position, or `ReadyList::kNone`.
     std::size_t takeReady(std::size_t position) { return ready_.take(position); }
 
 private:

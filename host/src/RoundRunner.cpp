@@ -116,7 +116,7 @@ bool RoundRunner::callGuarded(Filter& filter) {
     } catch (const std::exception& error) {
         noteFailure(filter, error);
     } catch (...) {
-        noteFailure(filter, std::runtime_error("something that is no std::exception was thrown"));
+        noteFailure(filter, std::runtime_error("something other than a std::exception was thrown"));
     }
     return false;
 }

@@ -17,15 +17,14 @@ std::mutex& topologyMutex() {
     return mutex;
 }
 
-/// Calls `visit` with the layout at the other end of each connected input pin, null for none, until it
-/// returns true.
+/// Whether `test` holds for the layout that feeds one of the connected input pins; null for a filter in none.
 /// @return whether it did.
-template <class Visit>
-bool anyFeeder(const Layout& layout, const Visit& visit) {
+template <class Test>
+bool anyFeeder(const Layout& layout, const Test& test) {
     for (const Filter* filter : layout.filters) {
         for (const AbstractInputPin* pin : filter->getInputPins()) {
             const AbstractOutputPin* output = pin->getConnectedOutput();
-            if (output != nullptr && visit(layoutOf(*output))) return true;
+            if (output != nullptr && test(layoutOf(*output))) return true;
         }
     }
     return false;

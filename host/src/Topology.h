@@ -11,8 +11,7 @@ class Pin;
 /// Holds still who is connected to whom, which filter is in which layout, and which layouts run. A thread
 /// that holds it takes no other mutexes than those by which layouts and readers sleep.
 ///
-/// Some operations of public classes ask for one: they are for the host library alone, as nobody else can
-/// make one.
+/// Some operations of public classes ask for one: they are for the host library alone. No other code can make it.
 class TopologyLock {
 public:
     TopologyLock();

@@ -58,8 +58,8 @@ public:
     unsigned getBufferSize() const { return bufferSize_; }
     /// Set: the newest sample is read first.
     bool getIsLifo() const { return lifo_; }
-    /// They take effect with the next `rebuildStrategy`, which a new connection brings.  [synchronizers
-    /// disabled]
+    /// They take effect with the next `rebuildBuffer`, which a new connection brings.
+    /// [synchronizers disabled]
     void setBufferAttributes(unsigned size, bool lifo, bool synchronous);
 
     /// The attached output pin, null while there is none.
@@ -72,10 +72,10 @@ public:
     bool isEmpty() const { return state_->isEmpty(); }
     /// True when a sample was taken from the buffer and is not consumed yet.  [reader's thread]
     bool isHolding() const { return state_->isHolding(); }
-    /// [any thread, synchronizers disabled or nobody writing]
+    /// [any thread, synchronizers disabled or no thread writing]
     PinCounts getCounts() const { return state_->getCounts(); }
     /// Samples that the filter used, and those that it took and passed over because nothing goes with them.
-    /// [reader's thread, or nobody reading]
+    /// [reader's thread, or no thread reading]
     std::uint64_t getConsumed() const { return consumed_; }
     std::uint64_t getPassedOver() const { return passedOver_; }
     /// Of those that the filter took: samples of a shape that the pin does not take.  [as getConsumed]
@@ -84,10 +84,10 @@ public:
     std::string shapesTaken() const;
     /// True when more than half of a buffer that drops when full is taken.  [any thread]
     bool isOverHalfFull() const { return state_->isOverHalfFull(); }
-    /// Chooses and builds the buffer anew; what was buffered is discarded.  [synchronizers disabled]
+    /// Chooses and builds a new buffer; what was buffered is discarded.  [synchronizers disabled]
     void rebuildBuffer() { state_->rebuildBuffer(); }
     /// From now on what is sent goes onto a stage first, marked with the writer's round, until the stage is
-    /// closed or the buffer is built anew. Null for a pin that cannot.  [synchronizers disabled]
+    /// closed or a new buffer is built. Null for a pin that cannot.  [synchronizers disabled]
     std::shared_ptr<Stage> beginStaging(RoundCounter round) { return state_->beginStaging(std::move(round)); }
 
 protected:

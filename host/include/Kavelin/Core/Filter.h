@@ -13,8 +13,7 @@ class PairingWatch;
 /// A processing block: takes samples from its input pins, computes, sends on its output pins.
 class KAVELIN_API Filter : public PinManager, public PropertyBagOwner {
 public:
-    /// @param schedulable whether a layout calls `process`; false for a block that only holds pins and
-    /// properties.
+    /// @param schedulable whether a layout calls `process`; false for a mere holder of pins and properties.
     Filter(const std::string& name, bool schedulable);
     ~Filter() override;
 
@@ -30,15 +29,15 @@ public:
     /// How the samples of its inputs fitted together since it entered its layout; no sets where it has fewer
     /// than two inputs to match.  [layout thread, or the layout not running]
     PairingReport getPairing() const;
-    /// Takes over the inputs that are connected now.  @return null while there is nothing to compare. For the
-    /// host library alone.
+    /// For the host library alone: begins to compare the time stamps of the inputs that are connected now.
+    /// @return null while there is nothing to compare.
     PairingWatch* watchPairing(const TopologyLock&);
 
 protected:
     void setManager(LayoutManager* layout) override;
 
 private:
-    friend class LayoutManager;  // calls setManager, which stays protected: a layout alone takes a filter in
+    friend class LayoutManager;  // calls setManager, which filters of other modules know as protected
 
     const bool schedulable_;
     std::unique_ptr<PairingWatch> pairing_;  // null while there is nothing to compare

@@ -22,7 +22,6 @@ public:
     PluginManager& getPluginManager() const { return *plugins_; }
 
     // Layouts
-    // ----------------------------------------------------------------------------------------------------
     /// @throws Poco::ExistsException for a name that is taken.
     LayoutManager& createLayout(const std::string& name);
     /// Stops and destroys it with the filters that it owns.  @throws Poco::NotFoundException.
@@ -31,20 +30,18 @@ public:
     void clear();
     std::vector<LayoutManager*> getLayouts() const;
     /// The filter of that name, or "layout/filter", in any layout.
-    /// @throws Poco::NotFoundException naming what exists, Poco::ExistsException when several layouts have
-    /// one.
+    /// @throws Poco::NotFoundException naming what exists, Poco::ExistsException when several layouts have one.
     Filter& getFilter(const std::string& name) const;
 
-    /// Connects by name, "filter:pin". A filter that makes pins on demand is asked for an input pin that it
-    /// lacks.
+    /// Connects by name, "filter:pin". Filters that make pins on demand make the input pin if need be.
     /// @throws Poco::SyntaxException, Poco::NotFoundException naming what exists, and as `connect`.
     void connect(const std::string& output, const std::string& input, const ConnectionOptions& options = {});
     void disconnect(const std::string& input);
 
     /// Runs all layouts in the caller's thread to their end, in rounds: the layout whose sources have the
     /// smallest time stamp of all takes one row, then every layout, each after those that feed it, takes all
-    /// that was sent to it. So nothing is dropped for want of a turn, and the same input gives the same
-    /// output.
+    /// that was sent to it. So no sample is dropped because its reader's turn comes late, and the same input
+    /// gives the same output.
     void runToEnd();
     /// The same with a thread for each layout, or for each circle of layouts that feed each other. Every
     /// layout goes through the same rounds in the same order as with `runToEnd`, so its output is the same to
@@ -61,7 +58,6 @@ public:
     void stop();
 
     // Variables
-    // --------------------------------------------------------------------------------------------------
     void setVariable(const std::string& name, const std::string& value);
     void removeVariable(const std::string& name);
     /// Replaces each `${NAME}` by the variable of that name, else by the environment's; an unknown one stays

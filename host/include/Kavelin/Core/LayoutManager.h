@@ -14,12 +14,12 @@ namespace Kavelin::Core {
 
 struct Layout;
 
-/// Runs a group of filters, in one thread of its own or in the caller's.
+/// Runs a group of filters, in a thread of its own or in the caller's.
 ///
-/// It works in rounds: the sources whose next time stamp is smallest are called, then every other filter, in
+/// It works in rounds. A round calls the sources whose next time stamp is smallest, then every other filter, in
 /// the order of the connections, for as long as it has unread samples and a call takes some. So all that one
-/// source row brings reaches a filter before it is called. A connection back to a filter that stands earlier
-/// in the list is read in the next round. A filter with an empty synchronous pin is not called.
+/// source row brings reaches a filter before it is called. What goes back to a filter earlier in that order is
+/// read in the next round. A filter with an empty synchronous pin is not called.
 class KAVELIN_API LayoutManager : public NamedObject {
 public:
     using RoundHook = std::function<void(double timeStamp)>;
@@ -29,12 +29,12 @@ public:
     ~LayoutManager() override;
 
     /// Takes a filter in, lent or owned.
-    /// @throws Poco::IllegalStateException while the layout's thread runs; Poco::ExistsException when it is
-    /// in a layout already, or another filter here has its name.
+    /// @throws Poco::IllegalStateException while the layout's thread runs; Poco::ExistsException when the
+    /// filter is in a layout already, or another filter here has its name.
     void add(Filter& filter);
     Filter& add(FilterPtr filter);
-    /// Lets a filter go (an owned one is destroyed).  @throws Poco::IllegalStateException while the thread
-    /// runs.
+    /// Releases a filter; an owned one is destroyed.
+    /// @throws Poco::IllegalStateException while the layout's thread runs.
     void remove(Filter& filter);
     const std::vector<Filter*>& getFilters() const;
     /// Filter by name, null when there is none.
@@ -44,7 +44,6 @@ public:
     std::vector<Filter*> getCallOrder();
 
     // In the caller's thread
-    // -------------------------------------------------------------------------------------
     /// Calls the sources that are next, if any, and then every filter that has something to take.
     /// @return false when nothing was taken and no source was called.
     bool runRound();
@@ -54,11 +53,11 @@ public:
     void runToEnd();
 
     // In a thread of its own
-    // -------------------------------------------------------------------------------------
-    /// Starts the thread. The layout takes what other threads send as it comes, a round of another layout
-    /// perhaps in parts, and a reader waits for data as its connections say; for a run whose results do not
-    /// depend on the threads, see FlowManager. It ends when its sources, or all the layouts that have fed
-    /// it, have ended; with neither, when it is stopped.  @throws Poco::IllegalStateException while it runs.
+    /// Starts the thread. The layout takes what other threads send as it comes, which may be only a part of
+    /// another layout's round, and a reader waits for data as its connections say. For a run whose results do
+    /// not depend on the threads, see FlowManager. The run ends when the layout's sources, or all the layouts
+    /// that have fed it, have ended; with neither, when it is stopped.
+    /// @throws Poco::IllegalStateException while it runs.
     void start();
     /// Asks the thread to end after the filter that it is calling; wakes it wherever it waits.  [any thread]
     void stop();
@@ -67,13 +66,12 @@ public:
     /// Waits for the thread's end.
     void wait();
     bool isRunning() const;
-    /// Whether the last run is over; false before the first. What feeds on this layout ends only after it.
+    /// Whether the last run is over; false before the first. Layouts that this one feeds end only after it.
     bool hasEnded() const;
 
     // Sources
-    // ----------------------------------------------------------------------------------------------------
-    /// The smallest next time stamp of the sources that are not at their end.  [layout thread, or while not
-    /// running]
+    /// The smallest next time stamp of the sources that are not at their end.
+    /// [layout thread, or the layout not running]
     std::optional<double> nextTimeStamp();
     bool hasSources();
     /// Called before each source round, in the thread that runs the layout, with the round's time stamp.
@@ -82,12 +80,11 @@ public:
     void setFedRoundHook(RoundHook hook);
 
     // Failures
-    // ---------------------------------------------------------------------------------------------------
     ErrorLog& getErrors();
     /// Whether the first exception out of a `process` ends the run.
     void setStopOnError(bool stop);
 
-    /// What runs the layout. Only the host library knows the class.
+    /// For the host library alone, which knows the class.
     Layout& inside() const { return *inside_; }
 
 private:

@@ -11,8 +11,7 @@ class Synchronizer;
 /// A named end point of a filter. Input and output pins share it as a virtual base.
 class KAVELIN_API Pin : public NamedObject {
 public:
-    /// @param owner the filter that the pin belongs to, or null for a pin that stands alone (a test's, a
-    /// runner's).
+    /// @param owner the filter that the pin belongs to, or null for a pin without one, as in a test.
     Pin(const std::string& name, PinManager* owner);
     ~Pin() override;
 

@@ -21,8 +21,7 @@ struct PinList {
     std::vector<AbstractOutputPin*> outputs;
 };
 
-/// Something with pins: it knows them in the order of their creation, has a synchronizer, and may be in a
-/// layout.
+/// Owner of pins: it knows them in the order of their creation, has a synchronizer, and may be in a layout.
 class KAVELIN_API PinManager : public NamedObject {
 public:
     explicit PinManager(const std::string& name);
@@ -35,7 +34,7 @@ public:
     virtual Synchronizer* getSynchronizer() { return &synchronizer_; }
 
 protected:
-    /// Enters (or, with null, leaves) a layout: every buffer that depends on it is built anew.
+    /// Enters (or, with null, leaves) a layout: every buffer that depends on it is rebuilt.
     virtual void setManager(LayoutManager* layout);
 
 public:

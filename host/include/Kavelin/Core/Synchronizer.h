@@ -14,7 +14,7 @@ namespace Kavelin::Core {
 
 /// Keeps a filter's `process` apart from changes of its properties and connections.
 ///
-/// One thread at a time runs `process`, inside a `ProcessScope`. Who changes something holds a
+/// One thread at a time runs `process`, inside a `ProcessScope`. A thread that changes something holds a
 /// `DisablerLocker`: it is granted when `process` has returned, and keeps the next one from beginning. A
 /// reader that waits in a synchronized buffer is woken by a disabler, so a change never waits for data.
 ///
@@ -39,12 +39,12 @@ public:
     /// Wakes the reader that waits for `event`, if there is one.  [any thread; the event's buffer mutex held]
     void signal(Poco::Event& event);
 
-    /// While interrupted, `wait` never waits; who waits now is woken.  [any thread]
+    /// While interrupted, `wait` returns at once; a reader that waits now is woken.  [any thread]
     void interrupt();
     /// Lets `wait` wait again.  [any thread]
     void resume();
-    /// Whether anything can still come. While nothing can, `wait` never waits; who waits now is woken.
-    /// [any thread]
+    /// Whether anything can still come. While nothing can, `wait` returns at once; a reader that waits now is
+    /// woken.  [any thread]
     void setIsFed(bool fed);
 
     /// Whether the calling thread runs `process` inside this synchronizer or holds it disabled: what it reads
@@ -97,8 +97,7 @@ private:
 /// Holds up to two synchronizers disabled, taken in a fixed order. Either may be null; both may be the same.
 class KAVELIN_API Synchronizer::DisablerLocker {
 public:
-    /// @throws Poco::IllegalStateException from inside `process`, a change handler or an observer of another
-    /// filter.
+    /// @throws Poco::IllegalStateException from inside `process`, a handler or an observer of another filter.
     DisablerLocker(Synchronizer* first, Synchronizer* second) {
         const bool needFirst = first != nullptr && !first->isHeldHere();
         const bool needSecond = second != nullptr && second != first && !second->isHeldHere();
@@ -124,7 +123,7 @@ public:
     ProcessScope(const ProcessScope&) = delete;
     ProcessScope& operator=(const ProcessScope&) = delete;
 
-    /// Lets who waits for the synchronizer have it. To be called between two calls of `process`.
+    /// Lets a thread that waits for the synchronizer have it. To be called between two calls of `process`.
     void yield();
 
 private:
