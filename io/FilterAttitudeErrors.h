@@ -50,12 +50,12 @@ private:
     std::optional<Quaternion> sampleAt(double time);
     void compare(const Quaternion& attitude, const Quaternion& reference, double time);
 
-    // 1x4, 4x1 (w, x, y, z) or 3x3
-    OrientationInternal::InputPin<Matrix> attitude_{"attitude", this, OrientationInternal::AnyTime{}};
-    // four elements
-    OrientationInternal::InputPin<Matrix> reference_{"reference", this, OrientationInternal::AnyTime{}};
-    // 1x3, rad: total, heading, tilt
-    OrientationInternal::OutputPin<Matrix> errorPin_{"errors", this, Matrix::Zero(1, 3)};
+    OrientationInternal::InputPin<Matrix> attitude_{"attitude", this, anyAttitude(Core::kQuaternion),
+                                                    OrientationInternal::AnyTime{}};
+    OrientationInternal::InputPin<Matrix> reference_{
+        "reference", this, optional(anyArrangement(Core::kQuaternion)), OrientationInternal::AnyTime{}};
+    OrientationInternal::OutputPin<Matrix> errorPin_{
+        "errors", this, {.shape = {1, 3}, .quantity = "error: total, heading, tilt", .unit = Core::kRadians}};
 
     OrientationInternal::FileNameProperty referenceFile_{
         "Reference File", this, "", "*.csv",

@@ -20,11 +20,12 @@ public:
 private:
     using Matrix = Core::Matrix;
 
-    OrientationInternal::InputPin<Matrix> attitude_{"attitude", this};  // 1x4, 4x1 (w, x, y, z) or 3x3
-    OrientationInternal::OutputPin<Matrix> quaternion_{"quaternion", this, Matrix::Zero(1, 4)};
-    OrientationInternal::OutputPin<Matrix> matrix_{"matrix", this, Matrix::Zero(3, 3)};
-    // 1x3: yaw, pitch, roll, degrees; intrinsic turns about z, the new y, the new x
-    OrientationInternal::OutputPin<Matrix> euler_{"euler", this, Matrix::Zero(1, 3)};
+    OrientationInternal::InputPin<Matrix> attitude_{"attitude", this, anyAttitude(Core::kQuaternion)};
+    OrientationInternal::OutputPin<Matrix> quaternion_{"quaternion", this, Core::kQuaternion};
+    OrientationInternal::OutputPin<Matrix> matrix_{"matrix", this, Core::kRotation};
+    // Yaw, pitch, roll: intrinsic turns about z, the new y, the new x.
+    OrientationInternal::OutputPin<Matrix> euler_{
+        "euler", this, {.shape = {1, 3}, .quantity = "yaw, pitch, roll", .unit = Core::kDegrees}};
 };
 
 }  // namespace Kavelin::RecordingIO

@@ -32,7 +32,9 @@ protected:
 private:
     struct Lane {
         Lane(const std::string& name, FilterSampleHold* owner)
-            : in(name, owner, OrientationInternal::AnyTime{}), out(name, owner) {}
+            : in(name, owner, OrientationInternal::AnyTime{}), out(name, owner) {
+            out.setHandsOn(in);
+        }
         OrientationInternal::InputPin<Core::Matrix> in;
         OrientationInternal::OutputPin<Core::Matrix> out;
         bool isNew = false;  // a sample has come since the clock's last one

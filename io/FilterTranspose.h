@@ -25,7 +25,9 @@ protected:
 private:
     struct Lane {
         Lane(const std::string& name, FilterTranspose* owner)
-            : in(name, owner, OrientationInternal::AnyTime{}), out(name, owner) {}
+            : in(name, owner, OrientationInternal::AnyTime{}), out(name, owner) {
+            out.setHandsOn(in, true);
+        }
         OrientationInternal::InputPin<Core::Matrix> in;
         OrientationInternal::OutputPin<Core::Matrix> out;
     };

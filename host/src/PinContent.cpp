@@ -2,6 +2,8 @@
 #include <Kavelin/Core/AbstractOutputPin.h>
 #include <Kavelin/Core/PinContent.h>
 
+#include <utility>
+
 namespace Kavelin::Core {
 
 namespace {
@@ -27,7 +29,10 @@ PinContent contentSent(const AbstractOutputPin& output) {
     const AbstractInputPin* const handsOn = output.getHandsOn();
     if (handsOn == nullptr) return output.content();
     const AbstractOutputPin* const source = handsOn->getConnectedOutput();
-    return source == nullptr || source == &output ? PinContent{} : contentSent(*source);
+    if (source == nullptr || source == &output) return {};
+    PinContent content = contentSent(*source);
+    if (output.getHandsOnTransposed()) std::swap(content.shape.rows, content.shape.cols);
+    return content;
 }
 
 std::string shapeMistake(const AbstractOutputPin& output, const AbstractInputPin& input) {

@@ -86,6 +86,15 @@ constexpr PinContent anyArrangement(PinContent content) {
             return taking(content, hasElements<9>, "9 elements");
     }
 }
+/// A quaternion as a row or a column, or a rotation matrix.
+constexpr PinContent anyAttitude(PinContent content) {
+    return taking(
+        content,
+        [](PinShape shape) {
+            return shape == PinShape{1, 4} || shape == PinShape{4, 1} || shape == PinShape{3, 3};
+        },
+        "1x4, 4x1 or 3x3");
+}
 /// A quaternion as a row, or a rotation matrix.
 constexpr PinContent quaternionOrMatrix(PinContent content) {
     return taking(

@@ -25,11 +25,15 @@ public:
     virtual void detachInput(AbstractInputPin& input, bool onlySynchronous) = 0;
     /// The attached pins.  [synchronizers disabled]
     virtual std::vector<AbstractInputPin*> getAttachedInputs() const = 0;
-    /// The input whose samples this pin hands on as they are: then its content is that of their source. Null
+    /// The input whose samples this pin hands on: then its content is that of their source. Null
     /// for a pin with a content of its own.
     const AbstractInputPin* getHandsOn() const { return handsOn_; }
+    bool getHandsOnTransposed() const { return handsOnTransposed_; }
     /// @param input of the same filter.  [the filter's constructor, or synchronizers disabled]
-    void setHandsOn(const AbstractInputPin& input) { handsOn_ = &input; }
+    void setHandsOn(const AbstractInputPin& input, bool transposed = false) {
+        handsOn_ = &input;
+        handsOnTransposed_ = transposed;
+    }
     /// How many synchronous input pins are attached.
     unsigned getSynchronousCount() const;
     /// The input pins that are connected to this one. For the host library alone.
@@ -48,6 +52,7 @@ protected:
 private:
     std::vector<AbstractInputPin*> connected_;  // guarded by the topology lock
     const AbstractInputPin* handsOn_ = nullptr;
+    bool handsOnTransposed_ = false;
 };
 
 }  // namespace Kavelin::Core

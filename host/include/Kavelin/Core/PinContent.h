@@ -24,13 +24,14 @@ struct PinShape {
 struct PinContent {
     using ShapeTest = bool (*)(PinShape);
 
-    PinShape shape = {};              ///< the usual one
-    ShapeTest takes = nullptr;   ///< which shapes an input takes; null: `shape` alone
-    std::string_view takesText = {};  ///< what `takes` takes, for messages: "3 elements"; empty: the usual shape
+    PinShape shape = {};        ///< the usual one
+    ShapeTest takes = nullptr;  ///< which shapes an input takes; null: `shape` alone
+    std::string_view takesText =
+        {};  ///< what `takes` takes, for messages: "3 elements"; empty: the usual shape
     std::string_view quantity = {};   ///< "acceleration"
     std::string_view unit = {};       ///< "m/s^2", as in the header of a recording
     std::string_view frame = {};      ///< that of the elements, "sensor"; of an orientation, from and to
-    bool isOptional = false;     ///< an input without which its filter works
+    bool isOptional = false;          ///< an input without which its filter works
     bool isWallClockStamped = false;  ///< an output whose time stamps tell when a result was computed
 
     /// Whether an input of this content uses samples of a shape.
