@@ -10,6 +10,7 @@
 #include "io/FilterResampler.h"
 #include "io/FilterSampleHold.h"
 #include "io/FilterTranspose.h"
+#include "io/FilterVerdict.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -25,6 +26,7 @@ constexpr Core::RegistryRow kRows[] = {
     Core::row<FilterTranspose>(),
     Core::row<FilterAttitudeForm>(),
     Core::row<FilterAttitudeErrors>(),
+    Core::row<FilterVerdict>(),
 };
 // clang-format on
 
@@ -36,7 +38,7 @@ RecordingIOPlugin::RecordingIOPlugin() : DefaultPlugin("RecordingIO", KAVELIN_VE
     metaData_.name = "RecordingIO";
     metaData_.description =
         "Reads recordings and writes results as tables of comma-separated values; brings pins onto one "
-        "clock; gives attitudes another form and compares them with a reference.";
+        "clock; gives attitudes another form and compares them with a reference; judges them.";
     metaData_.platform = "linux";
     // No build date: the same sources give the same module.
     Core::registerFilters(*this, kRows);

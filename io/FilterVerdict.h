@@ -1,0 +1,66 @@
+#pragma once
+
+#include <Kavelin/Typed/Contents.h>
+#include <Kavelin/Typed/FilterKit.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "evaluation/EvidenceCollector.h"
+#include "io/RunParticipant.h"
+#include "io/VerdictSource.h"
+
+namespace Kavelin::RecordingIO {
+
+/// Sees what goes into an estimator and what comes out of it, and says at the end of a run what the result is
+/// worth: good, doubtful or bad, for tilt and heading.
+///
+/// What has one time stamp is one row. How to judge follows from the wiring: in which frame the attitude is,
+/// from the content of its pin; what the estimator lives on, from the connected inputs of the filter that the
+/// attitude comes from. What the filters that the sensors come from take for errors in the data counts too.
+class FilterVerdict : public OrientationInternal::Filter, public RunParticipant, public VerdictSource {
+public:
+    static constexpr const char* kTypeName = "FilterVerdict";
+
+    explicit FilterVerdict(const std::string& name);
+
+    void process() override;  // [layout thread]
+    std::string typeName() const override { return kTypeName; }
+    void checkRun() override;
+    void prepareRun() override { hasBegun_ = false; }
+    std::vector<std::string> runErrors() const override;
+    std::vector<std::string> runNotes() const override;
+    std::optional<Judged> judged() const override;
+    EstimatorKind estimatorKind() const override;
+
+private:
+    using Matrix = Core::Matrix;
+    using Input = OrientationInternal::InputPin<Matrix>;
+
+    void begin();
+    std::string_view frame() const;
+    std::vector<std::string> dataErrors() const;
+    std::vector<std::string> lines(bool bad) const;
+
+    Input acceleration_{"3a", this, optional(Core::kAcceleration), OrientationInternal::AnyTime{}};
+    Input rate_{"3g", this, optional(Core::kRate), OrientationInternal::AnyTime{}};
+    Input field_{"3m", this, optional(Core::kField), OrientationInternal::AnyTime{}};
+    Input attitude_{"attitude", this, anyAttitude(Core::kQuaternion), OrientationInternal::AnyTime{}};
+    // Of the estimator: bias (rad/s), hard iron (the field's unit), standard deviations of tilt and heading
+    // (rad), flags.
+    Input bias_{"3g_bias", this, optional(anyArrangement(Core::kRate)), OrientationInternal::AnyTime{}};
+    Input hardIron_{"3m_hardiron", this, optional(anyArrangement(Core::kField)),
+                    OrientationInternal::AnyTime{}};
+    Input sigma_{"sigma", this, {.shape = {1, 2}, .isOptional = true}, OrientationInternal::AnyTime{}};
+    Input rest_{"flag_rest", this, optional(Core::kFlag), OrientationInternal::AnyTime{}};
+    Input disturbed_{"flag_mag", this, optional(Core::kFlag), OrientationInternal::AnyTime{}};
+    Input body_{"flag_mag_body", this, optional(Core::kFlag), OrientationInternal::AnyTime{}};
+
+    std::optional<EvidenceCollector> collector_;  // from the first sample on
+    bool hasBegun_ = false;                       // this run
+    bool hasAttitude_ = false;
+};
+
+}  // namespace Kavelin::RecordingIO
