@@ -35,7 +35,7 @@ void noteEarlyActions(const LayoutFile& layout, const LayoutBuilder& builder, Co
 /// Builds the layout as far as it goes, runs nothing, and says all that is wrong.
 void check(const LayoutOptions& options, CommandContext& context) {
     Mistakes mistakes;
-    const LayoutFile layout = readLayout(options, mistakes);
+    LayoutFile layout = readLayout(options, mistakes);
     LayoutBuilder builder(layout, Core::FlowManager::instance(), mistakes);
     builder.build();
     builder.check({{.filter = "kavelin", .property = "LAYOUT", .file = options.file, .place = {}}});

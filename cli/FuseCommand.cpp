@@ -54,6 +54,11 @@ void addResultOptions(CLI::App& command, FuseOptions& options) {
         .add_option("--summary", options.summary,
                     "Write what the summary says, the verdict and its evidence for programs")
         ->type_name("FILE.json");
+    command.add_flag("--scores", options.scores, "Write the columns of the static score too");
+    command
+        .add_option("--save-layout", options.saveLayout,
+                    "Write the layout that does this, for kavelin run and for changes of your own")
+        ->type_name("FILE.json");
     command.add_flag("--stop-on-error", options.stopOnError, "End at the first row that cannot be used");
     command.add_flag("--quiet", options.quiet, "No summary, no progress bar; errors only");
 }
@@ -108,11 +113,11 @@ void addFuseCommand(CLI::App& app, CommandContext& context) {
         ->check([](const std::string& name) { return name.empty() ? "a filter type is expected" : ""; })
         ->type_name("TYPE");
     command
-        ->add_option(
-            "--set", options->settings,
-            "Set a property of the filter, NAME=VALUE, or activate a command, NAME; with quality: or static: "
-            "before it, of those; may be repeated")
-        ->type_name("NAME=VALUE")
+        ->add_option("--set", options->settings,
+                     "Write a property, or activate a command: FILTER:PROPERTY=VALUE, FILTER:COMMAND; "
+                     "without FILTER, of "
+                     "the estimator or of the one filter that has it; may be repeated")
+        ->type_name("[FILTER:]PROPERTY=VALUE")
         ->allow_extra_args(false);
     addResultOptions(*command, *options);
     addRecordingOptions(*command, *options);

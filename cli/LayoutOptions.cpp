@@ -18,8 +18,12 @@ void addLayoutOptions(CLI::App& command, LayoutOptions& options) {
     command.add_option("--var", options.variables, "Set a variable; may be repeated")
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
-    command.add_option("--set", options.properties, "Write a property; may be repeated")
-        ->type_name("FILTER:PROPERTY=VALUE")
+    command
+        .add_option(
+            "--set", options.properties,
+            "Write a property, or activate a command; FILTER may be left out where one has it; may be "
+            "repeated")
+        ->type_name("[FILTER:]PROPERTY=VALUE")
         ->allow_extra_args(false);
 }
 

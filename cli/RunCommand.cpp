@@ -44,7 +44,7 @@ void makeFolder(const LayoutFile& layout) {
 
 void run(const RunCommandOptions& options, CommandContext& context) {
     Mistakes mistakes, remarks;
-    const LayoutFile layout = readLayout(options.layout, mistakes);
+    LayoutFile layout = readLayout(options.layout, mistakes);
     LayoutBuilder builder(layout, Core::FlowManager::instance(), mistakes);
     builder.build();
     std::vector<FileUse> alsoUsed{

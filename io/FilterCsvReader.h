@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "io/RecordingSource.h"
 #include "io/RunParticipant.h"
 #include "io/recording/RecordingReader.h"
 #include "io/recording/RecordingStatistics.h"
@@ -34,7 +35,7 @@ using OrientationInternal::ValueProperty;
 /// The file is opened when its first row is asked for. A row that cannot be used is an exception out of
 /// `process`, with file and line in its message, and the next call goes on behind it: after ten of one kind
 /// the message is the same for all further ones, so that a host that lists distinct messages does not drown.
-class FilterCsvReader : public Filter, public Core::Source, public RunParticipant {
+class FilterCsvReader : public Filter, public Core::Source, public RunParticipant, public RecordingSource {
 public:
     static constexpr const char* kTypeName = "FilterCsvReader";
 
@@ -53,13 +54,10 @@ public:
     std::vector<std::string> runErrors() const override;
     std::vector<std::string> runNotes() const override;
 
-    /// What the header says, what the rows sent so far hold, and what was left out before them; null before
-    /// the file was opened.  [layout thread, or not running]
-    const Schema* schema() const;
-    const RecordingStatistics* statistics() const;
-    const FaultCounts* faults() const;
-    /// Opens the file now, rather than with the first row.  @throws as RecordingReader::open.  [as schema]
-    void open();
+    void open() override;
+    const Schema* schema() const override;
+    const RecordingStatistics* statistics() const override;
+    const FaultCounts* faults() const override;
     /// Time stamp of the row sent last.  [layout thread]
     double currentTime() const { return currentTime_; }
 

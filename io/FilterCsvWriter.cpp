@@ -166,6 +166,13 @@ void FilterCsvWriter::RowFile::finish() {
     file.finish();
 }
 
+std::vector<std::string> FilterCsvWriter::runErrors() const {
+    const auto hasReceived = [](const auto& input) { return input->pin.getConsumed() > 0; };
+    const bool isHeader = !rows_.get().empty() && knowsColumns();  // a table of no rows was written
+    if (inputs_.empty() || isHeader || std::any_of(inputs_.begin(), inputs_.end(), hasReceived)) return {};
+    return {"no sample came: nothing to write to '" + fileName_.get() + "'"};
+}
+
 Core::AbstractInputPin* FilterCsvWriter::demandInputPin(const std::string& pinName) {
     if (pinName.empty() || pinName == "t") {
         throw Poco::InvalidArgumentException("'" + pinName +

@@ -45,6 +45,7 @@ public:
     void checkRun() override;                 // [as resultFile]
     void prepareRun() override;               // [as resultFile]
     void completeRun() override;              // [as resultFile]
+    std::vector<std::string> runErrors() const override;
 
 protected:
     Core::AbstractInputPin* demandInputPin(const std::string& pinName) override;

@@ -7,6 +7,7 @@
 #include "io/FilterAttitudeForm.h"
 #include "io/FilterCsvReader.h"
 #include "io/FilterCsvWriter.h"
+#include "io/FilterRangeShare.h"
 #include "io/FilterResampler.h"
 #include "io/FilterSampleHold.h"
 #include "io/FilterTranspose.h"
@@ -26,6 +27,7 @@ constexpr Core::RegistryRow kRows[] = {
     Core::row<FilterTranspose>(),
     Core::row<FilterAttitudeForm>(),
     Core::row<FilterAttitudeErrors>(),
+    Core::row<FilterRangeShare>(),
     Core::row<FilterVerdict>(),
 };
 // clang-format on

@@ -14,7 +14,9 @@
 #include <fstream>
 
 #include "attitude/rotation/AngleConstants.h"
+#include "attitude/rotation/Euler.h"
 #include "cli/CommandContext.h"
+#include "io/recording/ResultFile.h"
 
 namespace Kavelin::Cli {
 
@@ -80,8 +82,8 @@ AttitudePlot::~AttitudePlot() {
     std::filesystem::remove(part_, isDrawn);
 }
 
-void AttitudePlot::add(const FuseSink& sink) {
-    if (seen_ == 0) chooseLines(sink);
+void AttitudePlot::add(const ResultWatch& watch) {
+    if (seen_ == 0) chooseLines(watch);
     if (seen_++ % stride_ != 0) return;
     if (rows_.size() == kMostRows) {
         for (std::size_t i = 0; 2 * i < rows_.size(); ++i) rows_[i] = std::move(rows_[2 * i]);
@@ -89,14 +91,14 @@ void AttitudePlot::add(const FuseSink& sink) {
         stride_ *= 2;
         if ((seen_ - 1) % stride_ != 0) return;
     }
-    Row row{sink.time(), eulerZyx(sink.attitude()), {}, sink.pairErrors()};
-    for (const Line& line : lines_) row.lines.push_back(sink.extra(line.extra, line.element));
+    Row row{watch.time(), OrientationInternal::eulerZyx(watch.attitude()), {}, watch.pairErrors()};
+    for (const Line& line : lines_) row.lines.push_back(watch.extra(line.extra, line.element));
     rows_.push_back(std::move(row));
 }
 
-void AttitudePlot::chooseLines(const FuseSink& sink) {
-    for (std::size_t i = 0; i < sink.extras().size(); ++i) {
-        const FuseSink::Extra& extra = sink.extras()[i];
+void AttitudePlot::chooseLines(const ResultWatch& watch) {
+    for (std::size_t i = 0; i < watch.extras().size(); ++i) {
+        const ResultWatch::Extra& extra = watch.extras()[i];
         lines_.push_back({extra.name == "Score" ? "static score" : extra.name, i, 0});
     }
 }

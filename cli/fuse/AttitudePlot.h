@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/fuse/FuseSink.h"
+#include "cli/fuse/ResultWatch.h"
 
 namespace Kavelin::Cli {
 
@@ -21,8 +21,8 @@ public:
     AttitudePlot(const AttitudePlot&) = delete;
     AttitudePlot& operator=(const AttitudePlot&) = delete;
 
-    /// Takes the sink's present row, or leaves it out.
-    void add(const FuseSink& sink);
+    /// Takes the present attitude, or leaves it out.
+    void add(const ResultWatch& watch);
 
     /// Draws.  @param turn rad, to be taken out of heading errors.
     /// @throws Poco::WriteFileException where gnuplot is not installed, when it fails, or when the disk is
@@ -35,7 +35,7 @@ private:
     struct Line {
         std::string name;
         std::size_t extra = 0;
-        std::size_t element = 0;
+        std::ptrdiff_t element = 0;
     };
     struct Row {
         double time = 0.0;
@@ -44,7 +44,7 @@ private:
         std::optional<RecordingIO::PairErrors> errors;
     };
 
-    void chooseLines(const FuseSink& sink);
+    void chooseLines(const ResultWatch& watch);
     bool hasErrors() const;
     double start() const;
     std::string timeLabel() const;

@@ -3,6 +3,7 @@
 #include <Kavelin/Core/AbstractInputPin.h>
 #include <Kavelin/Core/AbstractOutputPin.h>
 #include <Kavelin/Core/FlowManager.h>
+#include <Kavelin/Typed/UnitNames.h>
 
 #include <algorithm>
 
@@ -11,63 +12,71 @@
 
 namespace Kavelin::Cli {
 
-using RecordingIO::Alignment;
-
 namespace {
 
-/// What pins cannot tell.
-struct KnownType {
-    const char* type;
-    bool pairsInputs;
-    std::optional<Alignment> alignment;
+struct Sensor {
+    const char* pin;  ///< of a recording
+    std::string_view quantity;
 };
+constexpr Sensor kSensors[] = {
+    {"3a", Core::kAccelerationName}, {"3g", Core::kRateName}, {"3m", Core::kFieldName}};
 
-const KnownType kKnownTypes[] = {
-    {"FilterAGMAttitude_v5", true, Alignment::kStart},
-    {"FilterAGMAttitude_v6", true, Alignment::kStart},
-    {"FilterAGMAttitude_v7", true, Alignment::kStart},
-    {"FilterAGMAttitude_v8", true, Alignment::kNone},
-    // The turn since its start, in an earth frame of its own: no one rotation makes that comparable.
-    {"FilterAGMTriad_gyro", true, std::nullopt},
-    {"FilterAttitude", true, Alignment::kHeading},
-    {"FilterOrientationIntegration", false, Alignment::kStart},
-    {"FilterSO3Attitude", false, Alignment::kNone},
-    {"FilterSphericalFilteringAttitude", false, Alignment::kNone},
-};
+// A pin that declares nothing is known by its name.
+bool isUndeclared(const Core::Pin& pin) { return pin.content().quantity.empty(); }
 
-struct PinRole {
-    const char* recordingPin;
-    std::vector<const char*> inputPins;
-};
-
-const std::vector<PinRole>& roles() {
-    static const std::vector<PinRole> all = {{"3a", {"3a"}}, {"3g", {"3g", "omega_t"}}, {"3m", {"3m"}}};
-    return all;
+bool isQuaternion(const Core::Pin& pin) {
+    const auto [rows, cols] = pin.content().shape;
+    return isUndeclared(pin) ? pin.getName() == "attitudeQ"
+                             : pin.content().quantity == Core::kOrientation && rows * cols == 4;
 }
 
-/// Names of attitude outputs, quaternions first.
-const char* const kQuaternionPins[] = {"attitudeQ", "quat_t"};
-const char* const kMatrixPins[] = {"attitude"};
+bool isRotation(const Core::Pin& pin) {
+    return isUndeclared(pin) ? pin.getName() == "attitude"
+                             : pin.content().quantity == Core::kOrientation && pin.content().shape.rows == 3;
+}
 
+bool isOf(const Sensor& sensor, const Core::Pin& pin) {
+    return isUndeclared(pin) ? pin.getName() == sensor.pin : pin.content().quantity == sensor.quantity;
+}
+
+/// The first output that is an orientation, a quaternion before a matrix.
 void findAttitude(const Core::Filter& filter, Estimator& estimator) {
-    for (const char* name : kQuaternionPins) {
-        if (estimator.attitudePin.empty() && filter.findOutputPin(name)) estimator.attitudePin = name;
-    }
-    for (const char* name : kMatrixPins) {
-        if (!estimator.attitudePin.empty() || !filter.findOutputPin(name)) continue;
-        estimator.attitudePin = name;
-        estimator.isMatrix = true;
+    const auto& outputs = filter.getOutputPins();
+    for (const auto test : {isQuaternion, isRotation}) {
+        const auto found =
+            std::find_if(outputs.begin(), outputs.end(), [&](const auto* pin) { return test(*pin); });
+        if (found == outputs.end()) continue;
+        const Core::PinContent& content = (*found)->content();
+        estimator.attitudePin = (*found)->getName();
+        estimator.isRow = content.shape == Core::PinShape{1, 4};
+        estimator.frame = content.frame;
+        estimator.stampsWithWallClock = content.isWallClockStamped;
+        return;
     }
 }
 
+/// The first input of each sensor's quantity.
 void findFeeds(const Core::Filter& filter, Estimator& estimator) {
-    for (const PinRole& role : roles()) {
-        for (const char* name : role.inputPins) {
-            if (!filter.findInputPin(name)) continue;
-            estimator.feeds.push_back({role.recordingPin, name});
+    for (const Sensor& sensor : kSensors) {
+        for (const Core::AbstractInputPin* pin : filter.getInputPins()) {
+            if (!isOf(sensor, *pin)) continue;
+            const Core::PinContent& content = pin->content();
+            const bool isOptional =
+                content.isOptional || (isUndeclared(*pin) && sensor.pin == std::string("3m"));
+            estimator.feeds.push_back({sensor.pin, pin->getName(), isOptional});
+            estimator.wantsColumns |= !content.fits({1, 3}) && content.fits({3, 1});
             break;
         }
     }
+}
+
+/// Whether it makes an attitude of sensor samples alone.
+bool isComplete(const Core::Filter& filter, const Estimator& estimator) {
+    const auto& inputs = filter.getInputPins();
+    const bool wantsMore = std::any_of(inputs.begin(), inputs.end(), [](const auto* pin) {
+        return pin->content().quantity == Core::kOrientation && !pin->content().isOptional;
+    });
+    return !estimator.attitudePin.empty() && !estimator.feeds.empty() && !wantsMore;
 }
 
 std::vector<std::string> typesWithAttitude() {
@@ -78,38 +87,43 @@ std::vector<std::string> typesWithAttitude() {
         Estimator estimator;
         findAttitude(*filter, estimator);
         findFeeds(*filter, estimator);
-        if (!estimator.attitudePin.empty() && !estimator.feeds.empty()) types.push_back(type);
+        if (isComplete(*filter, estimator)) types.push_back(type);
     }
     return types;
 }
 
 }  // namespace
 
-bool Estimator::uses(const std::string& recordingPin) const {
+bool Estimator::pairsInputs() const {
+    return feeds.size() > 1 &&
+           std::none_of(feeds.begin(), feeds.end(), [](const Feed& feed) { return feed.isOptional; }) &&
+           uses("3m");
+}
+
+bool Estimator::uses(std::string_view recordingPin) const {
     return std::any_of(feeds.begin(), feeds.end(),
                        [&](const Feed& feed) { return feed.from == recordingPin; });
+}
+
+std::string Estimator::pinsTakenTogether() const {
+    std::string pins;
+    for (const Feed& feed : feeds) {
+        if (feed.from != "3m" || pairsInputs()) pins += (pins.empty() ? "" : ", ") + feed.from;
+    }
+    return pins;
 }
 
 Estimator describeEstimator(Core::Filter& filter) {
     Estimator estimator;
     findAttitude(filter, estimator);
     findFeeds(filter, estimator);
-    if (estimator.attitudePin.empty() || estimator.feeds.empty()) {
+    if (!isComplete(filter, estimator)) {
         throw UsageError("'" + filter.typeName() +
                          "' gives no attitude from sensor samples; these types do: " +
                          RecordingIO::listed(typesWithAttitude(), 40));
     }
-    for (const Core::AbstractOutputPin* pin : filter.getOutputPins()) {
+    for (const Core::AbstractOutputPin* pin : filter.getOutputPins())
         if (pin->getName().starts_with("flag_")) estimator.flagPins.push_back(pin->getName());
-        if (pin->getName() == "3g_bias") estimator.hasBiasPin = true;
-    }
-    estimator.alignment = Alignment::kHeading;
-    for (const KnownType& known : kKnownTypes) {
-        if (filter.typeName() != known.type) continue;
-        estimator.pairsInputs = known.pairsInputs;
-        estimator.alignment = known.alignment;
-    }
-    estimator.wantsColumns = estimator.stampsWithWallClock = filter.typeName() == "FilterAGMTriad_gyro";
     return estimator;
 }
 

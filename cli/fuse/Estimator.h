@@ -2,37 +2,34 @@
 
 #include <Kavelin/Core/Filter.h>
 
-#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
-
-#include "evaluation/AttitudeErrors.h"
 
 namespace Kavelin::Cli {
 
-/// How a filter type is fed with a recording and what its attitude means: found from its pins, and from a
-/// table of the types known here.
+/// How a filter is fed with a recording and what its attitude is: read from what its pins declare.
 struct Estimator {
     /// A pin of the recording and the input pin that it feeds.
     struct Feed {
         std::string from;
         std::string to;
+        bool isOptional = false;
     };
 
     std::string attitudePin;
-    bool isMatrix = false;  ///< 3x3, otherwise a quaternion
+    bool isRow = false;      ///< a quaternion as 1x4; else a column or a matrix
+    std::string_view frame;  ///< of the attitude
     std::vector<Feed> feeds;
     std::vector<std::string> flagPins;  ///< outputs "flag_...", 1x1
-    bool hasBiasPin = false;            ///< output "3g_bias"
-    /// Inputs are paired one to one: a row without one of them would shift all that follow.
-    bool pairsInputs = false;
-    bool wantsColumns = false;  ///< 3x1 vectors
+    bool wantsColumns = false;          ///< 3x1 vectors
     bool stampsWithWallClock = false;
-    /// What is taken out before a comparison with a reference; empty: its attitude cannot be compared with
-    /// one.
-    std::optional<RecordingIO::Alignment> alignment;
 
-    bool uses(const std::string& recordingPin) const;
+    /// Whether it takes one sample of each sensor, so that a row without one of them would shift all that follow.
+    bool pairsInputs() const;
+    bool uses(std::string_view recordingPin) const;
+    /// Pins of the recording that are of no use without each other: "3a, 3g".
+    std::string pinsTakenTogether() const;
 };
 
 /// @throws UsageError, naming the types that would do, when the filter has no attitude or no sensor pin.

@@ -14,8 +14,10 @@ struct FuseOptions {
     std::string type;
     std::vector<std::string> settings;  ///< "NAME=VALUE", "quality:NAME=VALUE", "static:NAME=VALUE"
     AttitudeForm form = AttitudeForm::kQuaternion;
-    std::string plot;     ///< file, .svg or .png; empty: none
-    std::string summary;  ///< file, JSON; empty: none
+    std::string plot;        ///< file, .svg or .png; empty: none
+    std::string summary;     ///< file, JSON; empty: none
+    bool scores = false;     ///< write the columns of the static score
+    std::string saveLayout;  ///< file; empty: none
 
     std::string mapping;
     std::string units;
@@ -29,9 +31,5 @@ struct FuseOptions {
     bool quiet = false;
     std::vector<std::string> plugins;
 };
-
-/// Makes sure that the files to write are nobody else's: neither each other nor one that is read.
-/// @throws UsageError.
-void requireOwnFiles(const FuseOptions& options);
 
 }  // namespace Kavelin::Cli

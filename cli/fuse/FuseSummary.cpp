@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "attitude/rotation/AngleConstants.h"
+#include "io/recording/ResultFile.h"
 #include "io/recording/Text.h"
 
 namespace Kavelin::Cli {
@@ -57,15 +58,15 @@ std::string flagLine(const FuseSummary& summary) {
 
 /// The static score compares with the first samples; it does not tell rest, as a turn may change neither.
 std::string staticLine(const FuseSummary& summary) {
-    const double share = summary.sink.staticShare();
+    const double share = summary.watch.staticShare();
     if (!std::isfinite(share)) return {};
     return std::string(summary.hasField ? "acceleration and field" : "acceleration's magnitude") +
            " as at the start in " + percent(share) + " of the time (static score)\n";
 }
 
-std::string biasLine(const FuseSink& sink) {
-    if (!sink.bias()) return {};
-    return "gyroscope bias found " + number(sink.bias()->norm() * kRadiansToDegrees, 3) + " degrees/s\n";
+std::string biasLine(const ResultWatch& watch) {
+    if (!watch.bias()) return {};
+    return "gyroscope bias found " + number(watch.bias()->norm() * kRadiansToDegrees, 3) + " degrees/s\n";
 }
 
 std::string errorLine(const FuseSummary& summary) {
@@ -100,7 +101,7 @@ std::string warningLines(const FuseSummary& summary) {
     for (const std::string& warning : warningsOf(summary)) {
         text += "warning: " + warning + "\n";
     }
-    if (summary.silentRows > 0 && summary.sink.attitudes() > 0) {
+    if (summary.silentRows > 0 && summary.watch.attitudes() > 0) {
         text += "warning: " + RecordingIO::counted(summary.silentRows, "row") + " of " +
                 std::to_string(summary.statistics.rows()) + " gave no attitude: " + summary.type +
                 " takes their values for no measurement\n";
@@ -121,11 +122,11 @@ std::string warningOfDip(const RecordingIO::Judged& judged) {
 }  // namespace
 
 std::vector<FlagShare> flagShares(const FuseSummary& summary) {
-    const FuseSink& sink = summary.sink;
+    const ResultWatch& watch = summary.watch;
     std::vector<FlagShare> shares;
-    for (std::size_t i = 0; i < sink.extras().size(); ++i) {
-        const std::string& name = sink.extras()[i].name;
-        const FuseSink::Count& count = sink.count(i);
+    for (std::size_t i = 0; i < watch.extras().size(); ++i) {
+        const std::string& name = watch.extras()[i].name;
+        const ResultWatch::Count& count = watch.count(i);
         if (name == "Score" || count.sent == 0 || (name.starts_with("flag_mag") && !summary.hasField))
             continue;
         const bool isQuality = name.ends_with("Quality");
@@ -150,8 +151,8 @@ std::string timeText(double time) {
 std::string summaryText(const FuseSummary& summary) {
     const std::string settings = summary.settings.empty() ? "" : "settings: " + summary.settings + "\n";
     return rowsLine(summary) + summary.type + ": " +
-           RecordingIO::counted(summary.sink.attitudes(), "attitude") + "\n" + settings + lossLine(summary) +
-           flagLine(summary) + staticLine(summary) + biasLine(summary.sink) + errorLine(summary) +
+           RecordingIO::counted(summary.watch.attitudes(), "attitude") + "\n" + settings + lossLine(summary) +
+           flagLine(summary) + staticLine(summary) + biasLine(summary.watch) + errorLine(summary) +
            warningLines(summary) + verdictLines(summary);
 }
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/fuse/FuseSink.h"
+#include "cli/fuse/ResultWatch.h"
 #include "evaluation/AttitudeErrors.h"
 #include "evaluation/Judge.h"
 #include "io/recording/Fault.h"
@@ -19,7 +19,7 @@ struct FuseSummary {
     const RecordingIO::Schema& schema;
     const RecordingIO::RecordingStatistics& statistics;
     const RecordingIO::FaultCounts& faults;
-    const FuseSink& sink;
+    const ResultWatch& watch;
     const RecordingIO::AttitudeErrors* errors;  ///< null where nothing is compared
     bool hasOwnReference;                       ///< the recording holds a quaternion, and no other was given
     std::uint64_t dropped;

@@ -26,8 +26,9 @@ void findFileConflicts(const std::vector<FileUse>& uses, Mistakes& mistakes) {
             return !isToldThere && isInConflict(*use, one);
         });
         if (other == uses.end()) continue;
-        mistakes.push_back({use->place, use->filter + ", " + inQuotes(use->property) + ": " +
-                                            inQuotes(use->file) + " is what " + other->filter +
+        const std::string user =
+            use->property.empty() ? "" : use->filter + ", " + inQuotes(use->property) + ": ";
+        mistakes.push_back({use->place, user + inQuotes(use->file) + " is what " + other->filter +
                                             (other->isWritten ? " writes" : " reads") +
                                             (use->isWritten ? "; a result takes a file of its own"
                                                             : "; standard input can be read once")});

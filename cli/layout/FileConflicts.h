@@ -10,7 +10,7 @@ namespace Kavelin::Cli {
 /// A file that a property of a filter names.
 struct FileUse {
     std::string filter;    ///< as messages name it
-    std::string property;  ///< its name
+    std::string property;  ///< its name; empty for an option of the command line
     std::string file;      ///< path, variables expanded; "-" is standard input or output
     bool isWritten = false;
     Place place;

@@ -8,6 +8,7 @@
 #include <Poco/Exception.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "cli/CommandContext.h"
 #include "cli/SettingsFile.h"
@@ -40,20 +41,22 @@ std::filesystem::path folderFor(const PropertyValue& value, const LayoutFile& fi
 
 }  // namespace
 
-LayoutBuilder::LayoutBuilder(const LayoutFile& file, Core::FlowManager& flow, Mistakes& mistakes)
+LayoutBuilder::LayoutBuilder(LayoutFile& file, Core::FlowManager& flow, Mistakes& mistakes)
     : file_(file), flow_(flow), mistakes_(mistakes) {}
 
 LayoutBuilder::~LayoutBuilder() { destroy(); }
 
 void LayoutBuilder::destroy() {
     filters_.clear();
+    written_.clear();
     fileUses_.clear();
     for (const std::string& layout : layouts_) flow_.destroyLayout(layout);
     layouts_.clear();
 }
 
 void LayoutBuilder::build() {
-    loadPlugins();
+    if (!hasPlugins_) loadPlugins();
+    hasPlugins_ = true;
     setVariables();
     make();
 }
@@ -65,9 +68,30 @@ void LayoutBuilder::rebuild() {
 
 void LayoutBuilder::make() {
     for (const LayoutEntry& layout : file_.layouts) createFilters(layout);
+    placeSettings();
     for (const LayoutEntry& layout : file_.layouts)
         for (const FilterEntry& filter : layout.filters) writeProperties(filter);
     connectAll();
+}
+
+void LayoutBuilder::placeSettings() {
+    for (const PropertyEntry& setting : std::exchange(file_.settings, {})) {
+        std::vector<std::string> owners;
+        for (const std::string& name : file_.filterNames()) {
+            const Core::Filter* filter = find(name);
+            if (filter && filter->getPropertyBag().find(setting.name.text)) owners.push_back(name);
+        }
+        if (owners.size() == 1) {
+            file_.findFilter(owners[0])->set(setting);
+        } else if (owners.empty()) {
+            say(setting.value.place, "no filter has a property " + inQuotes(setting.name.text) +
+                                         "; filters: " + listed(file_.filterNames()));
+        } else {
+            say(setting.value.place, "several filters have a property " + inQuotes(setting.name.text) + ": " +
+                                         listed(owners) + "; put the name of one before it, as in " +
+                                         owners[0] + ":" + setting.name.text);
+        }
+    }
 }
 
 void LayoutBuilder::loadPlugins() {
@@ -91,14 +115,20 @@ void LayoutBuilder::setVariables() {
 }
 
 void LayoutBuilder::createFilters(const LayoutEntry& entry) {
-    const auto known = flow_.getLayouts();
-    const bool exists = std::any_of(known.begin(), known.end(),
-                                    [&](const auto* layout) { return layout->getName() == entry.name.text; });
-    if (exists) return;  // given twice: a mistake already
-    Core::LayoutManager& layout = flow_.createLayout(entry.name.text);
-    layouts_.push_back(entry.name.text);
+    Core::LayoutManager* layout = layoutCalled(entry.name.text);
+    if (layout == nullptr) {
+        layout = &flow_.createLayout(entry.name.text);
+        layouts_.push_back(entry.name.text);
+    }
     for (const FilterEntry& filter : entry.filters)
-        if (!filter.type.text.empty() && !filters_.contains(filter.name.text)) createFilter(filter, layout);
+        if (!filter.type.text.empty() && !filters_.contains(filter.name.text)) createFilter(filter, *layout);
+}
+
+Core::LayoutManager* LayoutBuilder::layoutCalled(const std::string& name) {
+    const auto known = flow_.getLayouts();
+    const auto found = std::find_if(known.begin(), known.end(),
+                                    [&](const auto* layout) { return layout->getName() == name; });
+    return found == known.end() ? nullptr : *found;
 }
 
 void LayoutBuilder::createFilter(const FilterEntry& entry, Core::LayoutManager& layout) {
@@ -117,7 +147,8 @@ void LayoutBuilder::createFilter(const FilterEntry& entry, Core::LayoutManager& 
 
 void LayoutBuilder::writeProperties(const FilterEntry& filterEntry) {
     Core::Filter* filter = find(filterEntry.name.text);
-    if (filter == nullptr) return;
+    if (filter == nullptr || std::find(written_.begin(), written_.end(), filter) != written_.end()) return;
+    written_.push_back(filter);
     useDefaultSettings(filterEntry, *filter);
     for (const PropertyEntry& entry : filterEntry.properties)
         if (Core::AbstractProperty* property = findProperty(*filter, entry.name))

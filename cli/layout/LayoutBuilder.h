@@ -24,12 +24,13 @@ namespace Kavelin::Cli {
 class LayoutBuilder {
 public:
     /// All three are borrowed.
-    LayoutBuilder(const LayoutFile& file, Core::FlowManager& flow, Mistakes& mistakes);
+    LayoutBuilder(LayoutFile& file, Core::FlowManager& flow, Mistakes& mistakes);
     /// Destroys the layouts and filters that it made.
     ~LayoutBuilder();
     LayoutBuilder(const LayoutBuilder&) = delete;
     LayoutBuilder& operator=(const LayoutBuilder&) = delete;
 
+    /// May be called again after the file has grown: builds what is new in it.
     void build();
 
     /// Adds what else is wrong with what was built: commands and actions that name what does not exist,
@@ -73,6 +74,9 @@ private:
     void setVariables();
     void make();
     void destroy();
+    Core::LayoutManager* layoutCalled(const std::string& name);
+    /// Gives the settings that name no filter to the filters that have such a property.
+    void placeSettings();
     void createFilters(const LayoutEntry& layout);
     void createFilter(const FilterEntry& entry, Core::LayoutManager& layout);
     void writeProperties(const FilterEntry& entry);
@@ -98,10 +102,12 @@ private:
     Core::CommandProperty* findCommand(Core::Filter& filter, const PlacedText& name);
     void say(const Place& place, std::string text) { mistakes_.push_back({place, std::move(text)}); }
 
-    const LayoutFile& file_;
+    LayoutFile& file_;
     Core::FlowManager& flow_;
     Mistakes& mistakes_;
+    bool hasPlugins_ = false;
     std::map<std::string, Core::Filter*> filters_;
+    std::vector<const Core::Filter*> written_;  // those with the properties of the file
     std::vector<std::string> layouts_;
     std::vector<FileUse> fileUses_;
 };

@@ -29,6 +29,16 @@ std::string readWhole(const std::filesystem::path& file) {
 
 }  // namespace
 
+void FilterEntry::set(PropertyEntry entry) {
+    const auto old = std::find_if(properties.begin(), properties.end(), [&](const PropertyEntry& property) {
+        return property.name.text == entry.name.text;
+    });
+    if (old == properties.end())
+        properties.push_back(std::move(entry));
+    else
+        *old = std::move(entry);
+}
+
 const FilterEntry* LayoutFile::findFilter(std::string_view name) const {
     for (const LayoutEntry& layout : layouts)
         for (const FilterEntry& filter : layout.filters)

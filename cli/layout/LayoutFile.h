@@ -43,6 +43,9 @@ struct FilterEntry {
     PlacedText type;
     std::vector<PropertyEntry> properties;  ///< in the order in which they are written
     std::vector<PlacedText> commands;       ///< activated before the first sample
+
+    /// Puts a property in place of the one of its name, or behind the others.
+    void set(PropertyEntry entry);
 };
 
 struct LayoutEntry {
@@ -78,6 +81,8 @@ struct LayoutFile {
     std::vector<LayoutEntry> layouts;
     std::vector<ConnectionEntry> connections;
     std::vector<ActionEntry> actions;
+    /// Properties to write that name no filter: that of the one filter that has such a property.
+    std::vector<PropertyEntry> settings;
 
     /// @return null where no filter has that name.
     const FilterEntry* findFilter(std::string_view name) const;

@@ -41,9 +41,17 @@ LayoutRun::LayoutRun(const LayoutFile& file, LayoutBuilder& builder, Core::FlowM
       flow_(flow),
       err_(err),
       options_(options),
-      progress_(err, !options.quiet) {}
+      progress_(err, options.hasProgress && !options.quiet) {}
 
 bool LayoutRun::run() {
+    drive();
+    reportErrors();
+    reportDataErrors();
+    if (!options_.quiet) reportSummary();
+    return isFine();
+}
+
+void LayoutRun::drive() {
     const Interruption interruption([this] { interruptSources(); });
     prepareLanes();
     shareSchedules();
@@ -58,7 +66,9 @@ bool LayoutRun::run() {
     finishStreams();
     performOverdue();
     complete();
-    report();
+}
+
+bool LayoutRun::isFine() const {
     std::uint64_t errors = failures_.load();
     for (const Lane& lane : lanes_) errors += lane.layout->getErrors().getCount();
     return errors == 0 && !Interruption::hasCome();
@@ -69,7 +79,7 @@ void LayoutRun::prepareLanes() {
         lanes_.push_back({.layout = layout});
         layout->getErrors().setListener([this](const Core::ProcessError& error) {
             say(error.layout + "/" + error.filter + " " + at(error.timeStamp) + ": " + errorText(error));
-            if (options_.stopOnError) stop_.store(true);
+            if (options_.stopOnError || error.filter == options_.indispensable) stop_.store(true);
         });
         hook(lanes_.back());
     }
@@ -170,7 +180,12 @@ void LayoutRun::fail(const std::string& text) {
 void LayoutRun::say(const std::string& text) {
     const std::lock_guard lock(reportMutex_);
     progress_.clear();
-    err_ << "kavelin: " << text << std::endl;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        err_ << "kavelin: " << text.substr(begin, end - begin) << '\n';
+        begin = end + 1;
+    }
+    err_ << std::flush;
 }
 
 void LayoutRun::finishStreams() {
@@ -204,13 +219,14 @@ void LayoutRun::complete() {
     }
 }
 
-void LayoutRun::report() {
+void LayoutRun::reportErrors() {
     reportRepeats();
     reportPairing();
     reportMisfits();
     if (Interruption::hasCome()) say("interrupted; the rows done are kept");
-    reportDataErrors();
-    if (options_.quiet) return;
+}
+
+void LayoutRun::reportSummary() {
     std::uint64_t rounds = 0;
     double first = 0.0, last = 0.0;
     for (const Lane& lane : lanes_) {

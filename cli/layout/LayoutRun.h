@@ -15,9 +15,11 @@
 namespace Kavelin::Cli {
 
 struct LayoutRunOptions {
-    bool threads = false;      ///< a thread for each layout; else all in the caller's, in turn
-    bool stopOnError = false;  ///< the first exception out of a filter, or refused action, ends the run
-    bool quiet = false;        ///< errors only: no summary, no notes, no drops
+    bool threads = false;            ///< a thread for each layout; else all in the caller's, in turn
+    bool stopOnError = false;        ///< the first exception out of a filter, or refused action, ends the run
+    bool quiet = false;              ///< errors only: no summary, no notes, no drops
+    bool hasProgress = true;         ///< a bar on a terminal, unless quiet
+    std::string indispensable = {};  ///< a filter whose error ends the run: nothing it makes could be kept
 };
 
 /// Runs the layouts that a builder built to their end, with the actions at their times, and reports: each
@@ -28,8 +30,14 @@ public:
     LayoutRun(const LayoutFile& file, LayoutBuilder& builder, Core::FlowManager& flow, std::ostream& err,
               const LayoutRunOptions& options);
 
-    /// Runs, completes what the filters write, reports.  @return whether all went well: no error, no signal.
+    /// Runs, completes what the filters write, reports.  @return as isFine
     bool run();
+
+    // The parts of it, for a command with a report of its own.
+    void drive();
+    void reportErrors();
+    /// Whether all went well: no error, no signal.
+    bool isFine() const;
 
 private:
     /// What belongs to one layout; with threads, touched by its thread alone while it runs.
@@ -54,7 +62,7 @@ private:
     void complete();
     void fail(const std::string& text);
     void say(const std::string& text);
-    void report();
+    void reportSummary();
     void reportRepeats();
     void reportPairing();
     void reportMisfits();

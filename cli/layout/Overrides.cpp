@@ -22,29 +22,35 @@ bool readValue(const std::string& text, const Place& place, PropertyValue& value
 
 }  // namespace
 
-void overrideProperty(LayoutFile& layout, const std::string& assignment, Mistakes& mistakes) {
-    const Place place{0, 0, "--set \"" + assignment + "\""};
+void overrideProperty(LayoutFile& layout, const std::string& assignment, Mistakes& mistakes,
+                      const std::string& written) {
+    const Place place{0, 0, "--set \"" + (written.empty() ? assignment : written) + "\""};
+    const auto equals = assignment.find('=');
     const auto colon = assignment.find(':');
-    const auto equals = colon == std::string::npos ? colon : assignment.find('=', colon);
-    if (equals == std::string::npos || colon == 0 || equals == colon + 1) {
-        mistakes.push_back({place, "takes the form FILTER:PROPERTY=VALUE"});
+    const bool namesFilter = colon < equals;
+    const std::string filterName = namesFilter ? assignment.substr(0, colon) : "";
+    const std::size_t begin = namesFilter ? colon + 1 : 0;
+    const std::string name = assignment.substr(begin, equals - begin);
+    const bool isCommand = namesFilter && equals == std::string::npos;
+    if ((equals == std::string::npos && !isCommand) || name.empty() || (namesFilter && filterName.empty())) {
+        mistakes.push_back({place, "takes the form FILTER:PROPERTY=VALUE, PROPERTY=VALUE or FILTER:COMMAND"});
         return;
     }
-    const std::string filterName = assignment.substr(0, colon);
-    const std::string name = assignment.substr(colon + 1, equals - colon - 1);
     FilterEntry* filter = layout.findFilter(filterName);
-    if (filter == nullptr) {
+    if (namesFilter && filter == nullptr) {
         mistakes.push_back({place, noSuch("filter", filterName, layout.filterNames())});
+        return;
+    }
+    if (isCommand) {
+        filter->commands.push_back({name, place});
         return;
     }
     PropertyEntry entry{{name, place}, {}};
     if (!readValue(assignment.substr(equals + 1), place, entry.value, mistakes)) return;
-    const auto old = std::find_if(filter->properties.begin(), filter->properties.end(),
-                                  [&](const PropertyEntry& property) { return property.name.text == name; });
-    if (old == filter->properties.end())
-        filter->properties.push_back(std::move(entry));
+    if (filter != nullptr)
+        filter->set(std::move(entry));
     else
-        *old = std::move(entry);
+        layout.settings.push_back(std::move(entry));
 }
 
 void overrideVariable(LayoutFile& layout, const std::string& assignment, Mistakes& mistakes) {

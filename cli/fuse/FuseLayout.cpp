@@ -1,0 +1,265 @@
+#include "cli/fuse/FuseLayout.h"
+
+#include <Kavelin/Core/FlowManager.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "cli/layout/Overrides.h"
+#include "io/AttitudeFrame.h"
+#include "io/FilterAttitudeErrors.h"
+#include "io/FilterAttitudeForm.h"
+#include "io/FilterCsvReader.h"
+#include "io/FilterCsvWriter.h"
+#include "io/FilterRangeShare.h"
+#include "io/FilterSampleHold.h"
+#include "io/FilterTranspose.h"
+#include "io/FilterVerdict.h"
+#include "io/recording/TableWriter.h"
+
+namespace Kavelin::Cli {
+
+using RecordingIO::Alignment;
+using RecordingIO::Schema;
+
+namespace {
+
+const char* const kQualityType = "FilterOrientationQuality";
+const char* const kStaticType = "FilterStaticMode";
+// A rate that equals the limit does not count as saturated.
+const char* const kAlmostAll = "0.999";
+
+bool exists(const char* type) {
+    return Core::FlowManager::instance().getPluginManager().findPluginOf(type) != nullptr;
+}
+
+const char* alignmentLabel(Alignment alignment) {
+    switch (alignment) {
+        case Alignment::kNone:
+            return "none";
+        case Alignment::kHeading:
+            return "heading";
+        default:
+            return "start";
+    }
+}
+
+}  // namespace
+
+FuseLayout::FuseLayout(const FuseOptions& options, const Estimator& estimator, Mistakes& mistakes)
+    : options_(options), estimator_(estimator), settings_(options.settings) {
+    file_.folder = std::filesystem::current_path();
+    file_.description = "kavelin fuse " + options.recording + " --filter " + options.type;
+    if (!options.plugins.empty()) {
+        file_.plugins = {{"KavelinPluginOrientationInternal", {}}, {"KavelinPluginRecordingIO", {}}};
+        for (const std::string& plugin : options.plugins) {
+            const bool isPath = plugin.find('/') != std::string::npos;
+            file_.plugins->push_back({isPath ? std::filesystem::absolute(plugin).string() : plugin, {}});
+        }
+    }
+    file_.layouts.push_back({{"fuse", {}}, {}});
+    addRecording();
+    add("estimator", options.type);
+    applySettings(mistakes);
+}
+
+void FuseLayout::complete(const Schema& schema, std::optional<Alignment> alignment, Mistakes& mistakes) {
+    feedEstimator(schema);
+    addQuality(schema);
+    addStaticMode(schema);
+    if (alignment) addErrors(schema, *alignment);
+    addVerdict(schema);
+    applySettings(mistakes);
+    addResult();
+}
+
+FilterEntry& FuseLayout::add(const char* name, const std::string& type) {
+    return file_.layouts[0].filters.emplace_back(FilterEntry{{name, {}}, {type, {}}, {}, {}});
+}
+
+/// @param option what the user wrote, where the value is his
+void FuseLayout::set(FilterEntry& filter, const char* property, const std::string& value,
+                     const std::string& option) {
+    if (value.empty()) return;
+    PropertyEntry entry{{property, {0, 0, option}}, {}};
+    entry.value.text = value;
+    entry.value.place = {0, 0, option};
+    filter.properties.push_back(std::move(entry));
+}
+
+void FuseLayout::connect(const Target& from, const Target& to, bool newestOnly) {
+    ConnectionEntry& connection = file_.connections.emplace_back();
+    connection.from = from;
+    connection.to = to;
+    // Between filters that take each round's sample in that round: lent, not copied.
+    if (newestOnly) connection.bufferSize = 1;
+}
+
+/// Applies the settings whose filter is there by now. One that names no filter is the estimator's where that
+/// has such a property.
+void FuseLayout::applySettings(Mistakes& mistakes) {
+    const bool isLast = file_.layouts[0].filters.size() > 2;
+    std::vector<std::string> later;
+    for (const std::string& setting : settings_) {
+        const std::string name = setting.substr(0, setting.find('='));
+        const bool namesFilter = name.find(':') != std::string::npos;
+        if (namesFilter && !isLast && file_.findFilter(name.substr(0, name.find(':'))) == nullptr) {
+            later.push_back(setting);
+        } else if (!namesFilter && isForEstimator(name)) {
+            overrideProperty(file_, "estimator:" + setting, mistakes, setting);
+        } else if (!namesFilter && !isLast) {
+            later.push_back(setting);
+        } else {
+            overrideProperty(file_, setting, mistakes);
+        }
+    }
+    settings_ = std::move(later);
+}
+
+bool FuseLayout::isForEstimator(const std::string& setting) const {
+    const Core::FilterPtr filter =
+        Core::FlowManager::instance().getPluginManager().createFilter(options_.type, "estimator");
+    return filter->getPropertyBag().find(setting) != nullptr;
+}
+
+void FuseLayout::addRecording() {
+    FilterEntry& recording = add("recording", RecordingIO::FilterCsvReader::kTypeName);
+    set(recording, "Mapping", options_.mapping, "--map \"" + options_.mapping + "\"");
+    set(recording, "Units", options_.units, "--units \"" + options_.units + "\"");
+    if (options_.rate > 0.0) set(recording, "Rate", numberText(options_.rate), "--rate");
+    // Half a pair would be paired with the next row's other half.
+    set(recording, "Together", estimator_.pinsTakenTogether());
+    if (estimator_.pairsInputs()) set(recording, "Repeat", "3m");
+    set(recording, "File Name", options_.recording, "RECORDING");
+}
+
+void FuseLayout::feedEstimator(const Schema& schema) {
+    const char* source = "recording";
+    if (estimator_.wantsColumns) add(source = "columns", RecordingIO::FilterTranspose::kTypeName);
+    for (const Estimator::Feed& feed : estimator_.feeds) {
+        if (schema.find(feed.from) == nullptr) continue;
+        if (estimator_.wantsColumns) connect({"recording", feed.from, {}}, {source, feed.from, {}});
+        connect({source, feed.from, {}}, {"estimator", feed.to, {}});
+    }
+    attitude_ = {"estimator", estimator_.attitudePin, {}};
+    for (const std::string& flag : estimator_.flagPins) extras_.push_back({flag});
+    if (!estimator_.stampsWithWallClock) return;
+    // Results get the time of the row that brought them.
+    const std::string clock = estimator_.feeds.front().from;
+    FilterEntry& stamps = add("stamps", RecordingIO::FilterSampleHold::kTypeName);
+    set(stamps, "Clock", clock);
+    set(stamps, "Repeat", "0");
+    connect({"recording", clock, {}}, {"stamps", clock, {}});
+    connect(attitude_, {"stamps", "attitude", {}});
+    for (const std::string& flag : estimator_.flagPins)
+        connect({"estimator", flag, {}}, {"stamps", flag, {}});
+    attitude_ = {"stamps", "attitude", {}};
+}
+
+Target FuseLayout::source(const std::string& extra) const {
+    if (extra == "envQuality" || extra == "gestQuality") return {"quality", extra, {}};
+    if (extra == "Score") return {"static", extra, {}};
+    return {has("stamps") ? "stamps" : "estimator", extra, {}};
+}
+
+void FuseLayout::addQuality(const Schema& schema) {
+    if (!exists(kQualityType)) return;
+    extras_.insert(extras_.end(), {{"envQuality"}, {"gestQuality"}});
+    // A limit of the user's is a rate, not a share of the range.
+    const bool hasLimit = std::any_of(settings_.begin(), settings_.end(), [](const std::string& setting) {
+        return setting.find("SaturationGyro=") != std::string::npos;
+    });
+    const bool hasRate = schema.find("3g") != nullptr;
+    if (hasRate && !hasLimit) {
+        add("range", RecordingIO::FilterRangeShare::kTypeName);
+        connect({"recording", "3g", {}}, {"range", "3g", {}}, true);
+    }
+    FilterEntry& quality = add("quality", kQualityType);
+    if (!hasLimit) set(quality, "SaturationGyro", kAlmostAll);
+    for (const char* pin : {"3a", "3m"})
+        if (schema.find(pin)) connect({"recording", pin, {}}, {"quality", pin, {}}, true);
+    if (!hasRate) return;
+    connect(hasLimit ? Target{"recording", "3g", {}} : Target{"range", "share", {}}, {"quality", "3g", {}},
+            true);
+}
+
+void FuseLayout::addStaticMode(const Schema& schema) {
+    if (!exists(kStaticType)) return;
+    extras_.push_back({"Score", 10});
+    const bool hasField = schema.find("3m") != nullptr;
+    const bool holds = hasField && schema.find("3a");
+    const char* source = "recording";
+    if (holds) {
+        // A score takes both, and a reference of both at its first call, where the magnetometer is slower.
+        set(add(source = "held", RecordingIO::FilterSampleHold::kTypeName), "Clock", "3a");
+        for (const char* pin : {"3a", "3m"}) connect({"recording", pin, {}}, {"held", pin, {}}, true);
+    }
+    FilterEntry& mode = add("static", kStaticType);
+    // A sensor that is not there says nothing against rest.
+    if (!hasField)
+        for (const char* use : {"UseMag", "UseCosGB"}) set(mode, use, "0");
+    for (const char* pin : {"3a", "3m"})
+        if (schema.find(pin)) connect({source, pin, {}}, {"static", pin, {}}, true);
+}
+
+void FuseLayout::addErrors(const Schema& schema, Alignment alignment) {
+    FilterEntry& errors = add("errors", RecordingIO::FilterAttitudeErrors::kTypeName);
+    set(errors, "Alignment", alignmentLabel(alignment));
+    set(errors, "Reference File", options_.reference, "--reference");
+    set(errors, "Movement File", options_.movement, "--movement");
+    if (options_.reference.empty() && schema.find("quat"))
+        connect({"recording", "quat", {}}, {"errors", "reference", {}});
+    connect(attitude_, {"errors", "attitude", {}});
+}
+
+void FuseLayout::addVerdict(const Schema& schema) {
+    if (!RecordingIO::alignmentOf(estimator_.frame)) return;
+    add("verdict", RecordingIO::FilterVerdict::kTypeName);
+    for (const char* pin : {"3a", "3g", "3m"})
+        if (schema.find(pin)) connect({"recording", pin, {}}, {"verdict", pin, {}}, true);
+    connect({"estimator", estimator_.attitudePin, {}}, {"verdict", "attitude", {}}, true);
+    const Core::FilterPtr estimator =
+        Core::FlowManager::instance().getPluginManager().createFilter(options_.type, "estimator");
+    for (const char* pin : {"3g_bias", "3m_hardiron", "sigma", "flag_rest", "flag_mag", "flag_mag_body"})
+        if (estimator->findOutputPin(pin)) connect({"estimator", pin, {}}, {"verdict", pin, {}}, true);
+}
+
+void FuseLayout::addResult() {
+    Target written = attitude_;
+    if (options_.form != AttitudeForm::kQuaternion || !estimator_.isRow) {
+        add("form", RecordingIO::FilterAttitudeForm::kTypeName);
+        connect(attitude_, {"form", "attitude", {}}, true);
+        const char* forms[] = {"quaternion", "matrix", "euler"};
+        written = {"form", forms[static_cast<int>(options_.form)], {}};
+    }
+    FilterEntry& result = add("result", RecordingIO::FilterCsvWriter::kTypeName);
+    set(result, "Rows", "attitude");
+    set(result, "Header", header());
+    set(result, "File Name", options_.output, "-o '" + options_.output + "'");
+    connect(written, {"result", "attitude", {}});
+    for (const ResultWatch::Extra& extra : extras_) {
+        if (extra.name != "Score" || options_.scores) connect(source(extra.name), {"result", extra.name, {}});
+    }
+}
+
+std::string FuseLayout::header() const {
+    const auto entry = [](const std::string& pin, const std::vector<std::string>& names) {
+        std::string text;
+        for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+        return pin + " = " + text;
+    };
+    std::string text = "attitude = qw, qx, qy, qz";
+    if (options_.form == AttitudeForm::kMatrix)
+        text = entry("attitude", RecordingIO::columnNames("attitude", 3, 3));
+    if (options_.form == AttitudeForm::kEuler)
+        text = "attitude = yaw_zyx (deg), pitch_zyx (deg), roll_zyx (deg)";
+    for (const ResultWatch::Extra& extra : extras_) {
+        if (extra.name == "Score" && !options_.scores) continue;
+        const bool isScore = extra.name == "Score";
+        text +=
+            "; " + entry(extra.name, RecordingIO::columnNames(extra.name, isScore ? 5 : 1, isScore ? 2 : 1));
+    }
+    return text;
+}
+
+}  // namespace Kavelin::Cli

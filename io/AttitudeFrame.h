@@ -1,0 +1,20 @@
+#pragma once
+
+#include <Kavelin/Typed/Contents.h>
+
+#include <optional>
+#include <string_view>
+
+#include "evaluation/AttitudeErrors.h"
+
+namespace Kavelin::RecordingIO {
+
+/// What an attitude in a frame, as its pin declares it, and a reference to the earth cannot agree on. A frame
+/// that is not known may have any heading. Empty where no one rotation makes the two comparable.
+inline std::optional<Alignment> alignmentOf(std::string_view frame) {
+    if (frame == Core::kTurnSinceStart) return std::nullopt;
+    if (frame == Core::kSensorToEarth) return Alignment::kNone;
+    return frame == Core::kSensorToStart ? Alignment::kStart : Alignment::kHeading;
+}
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <Kavelin/Typed/FilterKit.h>
+
+#include <string>
+
+#include "io/recording/ClipWatch.h"
+
+namespace Kavelin::RecordingIO {
+
+/// Sends each rate as a share of the gyroscope's range, so that a limit of 1 means the end of the range
+/// whatever that is: the property "Range" until the gyroscope is seen to be driven beyond its own range, from
+/// then on the rate at which it stands still there.
+class FilterRangeShare : public OrientationInternal::Filter {
+public:
+    static constexpr const char* kTypeName = "FilterRangeShare";
+
+    explicit FilterRangeShare(const std::string& name);
+
+    void process() override;  // [layout thread]
+    std::string typeName() const override { return kTypeName; }
+
+private:
+    using Matrix = Core::Matrix;
+
+    OrientationInternal::InputPin<Matrix> rate_{"3g", this, Core::kRate};
+    OrientationInternal::OutputPin<Matrix> share_{"share", this, inUnit(Core::kRate, "range")};
+    OrientationInternal::RangeProperty<double> range_{
+        "Range", this, {.minimum = 0.0, .maximum = 1e6, .step = 0.0, .value = 34.9, .unit = "rad/s"}};
+    ClipWatch clipping_;
+};
+
+}  // namespace Kavelin::RecordingIO
