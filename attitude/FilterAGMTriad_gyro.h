@@ -9,8 +9,8 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Estimates orientation from acceleration, field and angular rate by blending predicted and measured
-/// vectors.
+/// Estimates orientation from acceleration, field and angular rate by blending predicted
+/// and measured vectors.
 ///
 /// Pins: in "3a", "3m", "3g" (rad/s) 3x1, sensor frame; in "reset", whose first element 1 restarts the
 /// filter; out "attitudeQ" 4x1 (w, x, y, z), "attitude" 3x3, "Acceleration Propre" and "Perturbation

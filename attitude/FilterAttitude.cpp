@@ -15,8 +15,8 @@ Vector3 axisOf(FilterAttitude::ATTITUDE_MODE mode) {
     }
 }
 
-/// Tells whether the field has no part in the plane that the mode measures in; "dynamic horizontal" does not
-/// ask.
+/// Tells whether the field has no part in the plane that the mode measures in;
+/// "dynamic horizontal" does not ask.
 bool isAlongAxis(FilterAttitude::ATTITUDE_MODE mode, const Vector3& field) {
     switch (mode) {
         case FilterAttitude::DYNAMIC_YAW:
@@ -94,8 +94,8 @@ void FilterAttitude::onMode(const ATTITUDE_MODE& mode) {
 }
 
 // Deliberate: this runs before the value is in place and before the range test, so a refused value has
-// already moved its complement. Writing the complement calls its own handler once: the echo, which clears the
-// guard.
+// already moved its complement. Writing the complement calls its own handler once:
+// the echo, which clears the guard.
 void FilterAttitude::complement(double value, RangeProperty<double>& other) {
     if (echoExpected_) {
         echoExpected_ = false;

@@ -11,8 +11,8 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Computes an attitude from one acceleration and one field at a time, relative to a reference taken on
-/// command.
+/// Computes an attitude from one acceleration and one field at a time,
+/// relative to a reference taken on command.
 ///
 /// Pins: in "3a", "3m" 3 elements of any shape, sensor frame, any unit, paired one to one; out "attitude"
 /// 3x3, stamped like "3a". "Mode": the two static modes build a full frame R_earth_sensor (rows north, west,

@@ -41,8 +41,8 @@ void FilterSO3Attitude::takeStartAttitude() {
     }
 }
 
-// The newest field that is no later than `t`; not a number where there is none. Later ones stay for later
-// rates.
+// The newest field that is no later than `t`; not a number where there is none.
+// Later ones stay for later rates.
 Eigen::Vector3d FilterSO3Attitude::takeField(double t) {
     Eigen::Vector3d field = Eigen::Vector3d::Constant(std::numeric_limits<double>::quiet_NaN());
     while (field_.fetch() && !(field_.heldTimeStamp() > t)) {

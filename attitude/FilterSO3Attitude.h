@@ -21,8 +21,8 @@ namespace Kavelin::OrientationInternal {
 /// (East, North, Up); "3g_bias" rad/s, "3a_bias" m/s^2, "3m_hardiron" in the field's unit, 1x3, sensor frame;
 /// "3a_lin" 1x3 m/s^2, earth frame, without gravity; "sigma" 1x2 rad, standard deviations of tilt and
 /// heading; "flag_rest"; "flag_mag", 1.0 while the field is disturbed or there is none; "flag_mag_body", 1.0
-/// while a magnet on the sensor is known and taken out. Nothing is sent before the first usable acceleration
-/// and rate.
+/// while a magnet on the sensor is known and taken out.
+/// Nothing is sent before the first usable acceleration and rate.
 class FilterSO3Attitude : public Filter {
 public:
     static constexpr const char* kTypeName = "FilterSO3Attitude";

@@ -8,13 +8,13 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Adapts the orientation of an external inertial unit to the axes used here, relative to a captured
-/// reference.
+/// Adapts the orientation of an external inertial unit to the axes used here,
+/// relative to a captured reference.
 ///
 /// Pins: in "attitude xsens" 3x3 (any other shape is dropped); out "attitude" 3x3, C C0^T with C = F X,
 /// F = diag(-1, 1, -1), and C0 the C of the first sample after construction and after each "Reference".
-/// Deliberate: the output is stamped with the wall clock (s since 15 October 1582), not with the sample's
-/// time.
+/// Deliberate: the output is stamped with the wall clock (s since 15 October 1582),
+/// not with the sample's time.
 class FilterXSENSAttitude : public Filter {
 public:
     static constexpr const char* kTypeName = "FilterXSENSAttitude";

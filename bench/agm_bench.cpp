@@ -1,5 +1,5 @@
-// Cost of a step of the Kalman solver with the AGM model, by its two paths, and of the model's own share of
-// it.
+// Cost of a step of the Kalman solver with the AGM model, by its two paths,
+// and of the model's own share of it.
 #include <benchmark/benchmark.h>
 
 #include "attitude/agm/ProblemAGM.h"

@@ -1,5 +1,5 @@
-// Cost of a sample through the estimators with a bias, beside their bare arithmetic: hand-held motion after a
-// rest, settled.
+// Cost of a sample through the estimators with a bias, beside their bare arithmetic:
+// hand-held motion after a rest, settled.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>

@@ -19,7 +19,6 @@ using Kavelin::Tests::ScriptedFilter;
 using Sample = TimeStampedData<Matrix>;
 
 // A pin hop: fill the output pin's 1x3 value, send, read on the other side.
-// ---------------------------------------
 
 void PinHopPlain(benchmark::State& state) {
     Matrix from = Matrix::Constant(1, 3, 1), to = Matrix::Zero(1, 3);
@@ -76,7 +75,6 @@ BENCHMARK_CAPTURE(pinHop, sync_fifo, Hop{true, true, 1024, false})->Name("pin_ho
 BENCHMARK_CAPTURE(pinHop, sync_lifo, Hop{true, true, 1024, true})->Name("pin_hop/synchronized_lifo");
 
 // A layout's own cost: a chain of 24 filters that pass one sample on, against the same calls made by hand.
-// ---------
 
 struct Passer : Filter {
     explicit Passer(const std::string& name) : Filter(name, true) {}
@@ -139,7 +137,6 @@ void ProcessScopePair(benchmark::State& state) {
 BENCHMARK(ProcessScopePair)->Name("layout_24_filters/one_process_scope");
 
 // Properties
-// ------------------------------------------------------------------------------------------------------
 
 struct Settings : Filter {
     Settings() : Filter("settings", true) {}

@@ -1,6 +1,6 @@
 // Cost of a sample through each orientation processing filter, beside its bare arithmetic on fixed-size
-// values, and the cost of an error of the convergence time as a recording grows, beside the plain scan of its
-// definition.
+// values, and the cost of an error of the convergence time as a recording grows,
+// beside the plain scan of its definition.
 #include <benchmark/benchmark.h>
 
 #include <cmath>
@@ -222,8 +222,8 @@ void convergenceProcess(benchmark::State& state) {
     }
 }
 
-/// The cost curve: an error after so many others, up to an hour at 100 Hz, by the scan and as the filter does
-/// it.
+/// The cost curve: an error after so many others, up to an hour at 100 Hz,
+/// by the scan and as the filter does it.
 [[maybe_unused]] const bool curveRegistered = [] {
     for (const int recorded : {1000, 10000, 100000, 360000}) {
         const std::string group = "FilterConvergenceTime after " + std::to_string(recorded) + " errors";

@@ -6,8 +6,8 @@
 
 namespace Kavelin::Cli {
 
-// What `kavelin inspect` shows. The JSON object is the description; the text is printed from it, so both say
-// the same.
+// What `kavelin inspect` shows. The JSON object is the description; the text is printed from it,
+// so both say the same.
 
 /// `{"plugins": [{"name", "version", "hostVersion", "description", "platform", "buildDate", "types":
 /// [...]}]}`.

@@ -20,8 +20,8 @@ bool isPluginModule(const fs::path& file) {
     return file.extension() == ".so" && file.filename().string().starts_with("KavelinPlugin");
 }
 
-/// The modules of the search path, ordered by name; an earlier folder hides a later one's module of the same
-/// name.
+/// The modules of the search path, ordered by name;
+/// an earlier folder hides a later one's module of the same name.
 std::map<std::string, fs::path> findModules() {
     std::map<std::string, fs::path> modules;
     for (const fs::path& folder : Core::PluginManager::searchPath()) {

@@ -28,8 +28,8 @@ public:
     /// first line that is malformed or names what the filter does not have.
     void run(std::istream& script, const std::string& source);
 
-    /// Does what one line says. What a property write, a command or `process` raises is written as a line of
-    /// output.
+    /// Does what one line says. What a property write, a command or `process` raises is written
+    /// as a line of output.
     /// @throws UsageError for a name that the filter does not have.
     void execute(const ScriptLine& line);
 

@@ -6,8 +6,8 @@
 
 namespace Kavelin::Cli {
 
-/// Adds the options of `simulate` that make a unit or its surroundings faulty. `faults` must outlive the
-/// command.
+/// Adds the options of `simulate` that make a unit or its surroundings faulty.
+/// `faults` must outlive the command.
 void addFaultOptions(CLI::App& command, RecordingIO::FaultOptions& faults);
 
 }  // namespace Kavelin::Cli

@@ -20,8 +20,8 @@ public:
     std::string typeName() const override { return kTypeName; }
 
 private:
-    // Deliberate: the test is on columns, so a 3x1 column is refused and a 2x4 matrix gives its first three
-    // elements.
+    // Deliberate: the test is on columns, so a 3x1 column is refused and a 2x4 matrix gives
+    // its first three elements.
     static constexpr bool hasThreeColumns(Core::PinShape sample) {
         return sample.cols >= 3 && sample.rows >= 1;
     }

@@ -1,5 +1,5 @@
-// The settings-file reader on any bytes: every lookup of what was found must succeed, and none may crash or
-// hang.
+// The settings-file reader on any bytes: every lookup of what was found must succeed,
+// and none may crash or hang.
 
 #include <cstddef>
 #include <cstdint>

@@ -14,8 +14,8 @@ namespace {
 
 using namespace Kavelin::RecordingIO;
 
-/// What must hold of any bytes: rows have finite times that do not decrease, values that are there are
-/// numbers.
+/// What must hold of any bytes: rows have finite times that do not decrease,
+/// values that are there are numbers.
 void requireSound(const RecordingReader& reader, double& latest) {
     if (!std::isfinite(reader.row().time()) || reader.row().time() < latest) std::abort();
     latest = reader.row().time();

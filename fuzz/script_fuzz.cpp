@@ -1,5 +1,5 @@
-// Script lines: any text is either read or refused with a message; a sample that was read reads back from its
-// own text.
+// Script lines: any text is either read or refused with a message;
+// a sample that was read reads back from its own text.
 
 #include <cstdint>
 #include <cstdlib>

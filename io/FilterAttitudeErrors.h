@@ -18,8 +18,8 @@ namespace Kavelin::RecordingIO {
 /// about the vertical is taken out that fits best, which is known after the last pair only.
 ///
 /// The files are opened by `checkRun`, those that can be read only once by `prepareRun`, and at the latest
-/// with the first attitude; a file that cannot be used is then an exception out of `process`, and nothing is
-/// compared.
+/// with the first attitude; a file that cannot be used is then an exception out of `process`,
+/// and nothing is compared.
 class FilterAttitudeErrors : public OrientationInternal::Filter,
                              public RunParticipant,
                              public AttitudeComparison {

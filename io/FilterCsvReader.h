@@ -29,8 +29,8 @@ using OrientationInternal::ValueProperty;
 /// Sends a recording, one row a call, each pin with the row's time stamp; constant memory.
 ///
 /// Pins "3a" (m/s^2), "3g" (rad/s), "3m" (uT), all 1x3, and "quat" (1x4: w, x, y, z) are there always; others
-/// come with the property "Mapping" or from the header of a result file. A pin without a value in a row sends
-/// nothing.
+/// come with the property "Mapping" or from the header of a result file.
+/// A pin without a value in a row sends nothing.
 ///
 /// The file is opened when its first row is asked for. A row that cannot be used is an exception out of
 /// `process`, with file and line in its message, and the next call goes on behind it: after ten of one kind

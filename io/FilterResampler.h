@@ -13,8 +13,8 @@
 
 namespace Kavelin::RecordingIO {
 
-/// Brings any set of pins onto one clock, so that filters that take one sample of each input get samples of
-/// one time.
+/// Brings any set of pins onto one clock, so that filters that take one sample of each input get samples
+/// of one time.
 ///
 /// It makes an input of any name that a connection asks for, and with it an output of the same name. At each
 /// instant all outputs are sent with one time stamp: the instants are the time stamps of the pin "Clock", or

@@ -48,8 +48,8 @@ private:
     Input rate_{"3g", this, optional(Core::kRate), OrientationInternal::AnyTime{}};
     Input field_{"3m", this, optional(Core::kField), OrientationInternal::AnyTime{}};
     Input attitude_{"attitude", this, anyAttitude(Core::kQuaternion), OrientationInternal::AnyTime{}};
-    // Of the estimator: bias (rad/s), hard iron (the field's unit), standard deviations of tilt and heading
-    // (rad), flags.
+    // Of the estimator: bias (rad/s), hard iron (the field's unit),
+    // standard deviations of tilt and heading (rad), flags.
     Input bias_{"3g_bias", this, optional(anyArrangement(Core::kRate)), OrientationInternal::AnyTime{}};
     Input hardIron_{"3m_hardiron", this, optional(anyArrangement(Core::kField)),
                     OrientationInternal::AnyTime{}};

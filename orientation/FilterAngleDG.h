@@ -9,8 +9,8 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Computes the angle between two units, D and G: a joint angle, with its swing-twist decomposition about
-/// "axis".
+/// Computes the angle between two units, D and G:
+/// a joint angle, with its swing-twist decomposition about "axis".
 ///
 /// "D", "G": attitudes, sensor to earth, in the same earth frame; 3x3 or 1x4 (w, x, y, z). Those of
 /// one time go together (see StampMatcher), others are passed over; a pair with another shape, or that is no

@@ -8,8 +8,8 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Integrates angular rate into an orientation quaternion (w, x, y, z, unit norm), stamped as the rate
-/// sample.
+/// Integrates angular rate into an orientation quaternion (w, x, y, z, unit norm),
+/// stamped as the rate sample.
 ///
 /// The first rate sample after a restart only sets the start: "quat_0" if a sample of it is there, else the
 /// identity. A "quat_0" needs 1 row or 4 columns and is sent as it stands, divided by its norm; the next step

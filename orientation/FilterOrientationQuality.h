@@ -15,8 +15,8 @@ namespace Kavelin::OrientationInternal {
 /// saturation of the rate
 /// ("FreeDynamic"), or 1.0 ("FixedAxis"). "envQuality": the verdict on the field's norm, sent when a field
 /// came. Both are stamped as the field, or as the acceleration when no field came; a rate alone sends
-/// nothing. A vector that did not come has the verdict 0.0. References are captured at the start and by
-/// "Reference".
+/// nothing. A vector that did not come has the verdict 0.0.
+/// References are captured at the start and by "Reference".
 class FilterOrientationQuality : public Filter {
 public:
     static constexpr const char* kTypeName = "FilterOrientationQuality";

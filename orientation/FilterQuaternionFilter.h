@@ -8,8 +8,8 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Corrects each quaternion of a stream by its neighbours, weighted with the kernel "alphas". It does not
-/// smooth.
+/// Corrects each quaternion of a stream by its neighbours, weighted with the kernel "alphas".
+/// It does not smooth.
 ///
 /// "in": exactly 4 elements of any shape, w, x, y, z; others are dropped. "out": 1x4, not normalised, stamped
 /// as the sample. The first n samples but one pass unchanged, n being the number of coefficients, and again

@@ -8,8 +8,8 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Rates how far acceleration and magnetic field agree with a reference captured at the start and by
-/// "Reference".
+/// Rates how far acceleration and magnetic field agree with a reference captured at the start
+/// and by "Reference".
 ///
 /// "3a", "3m": 1x3, any constant unit, sensor frame; other shapes are consumed and ignored. "3g": taken and
 /// not used. "Score": 5x2, a score from 0 to 1 and a flag (1.0 when it is strictly above its threshold) per

@@ -11,8 +11,8 @@ OrientationInternalPlugin::OrientationInternalPlugin() : DefaultPlugin("Orientat
     metaData_.hostVersion = Core::kHostVersion;
     metaData_.name = "OrientationInternal";
     metaData_.description = "This is the plugin that wraps OrientationInternal elements.";
-    // Deliberate: platform and date name the interface's first release, not this build; hosts show them as
-    // they are.
+    // Deliberate: platform and date name the interface's first release, not this build;
+    // hosts show them as they are.
     metaData_.platform = "win32";
     metaData_.buildDate = "Tue 06/27/2017";
     Core::registerFilters(*this, filterRegistry());

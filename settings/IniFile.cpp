@@ -136,8 +136,8 @@ std::string IniFile::getValue(const std::string& section, const std::string& nam
     }
     const int value = findValue(key, name);
     if (value < 0) {
-        // Deliberate: no blank after "Key:", one before the closing parenthesis; people's scripts match these
-        // lines.
+        // Deliberate: no blank after "Key:", one before the closing parenthesis;
+        // people's scripts match these lines.
         std::cout << "Unable to locate specified value: " << name << std::endl
                   << "(but Key:" << section << " exist.)" << std::endl
                   << "(keyfile is " << path_ << " )" << std::endl;

@@ -44,8 +44,8 @@ public:
     /// Index of the first entry of this exact name in the section of this index, -1 when there is none.
     int findValue(int section, const std::string& name) const;
 
-    /// Text of an entry. When it is missing, prints what and where on standard output and returns an empty
-    /// text.
+    /// Text of an entry. When it is missing, prints what and where on standard output
+    /// and returns an empty text.
     std::string getValue(const std::string& section, const std::string& name) const;
 
     /// Number that an entry's text begins with; 0 when it is missing (printed) or begins with none.

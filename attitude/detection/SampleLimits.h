@@ -7,8 +7,8 @@ namespace Kavelin::OrientationInternal {
 // What counts as a measurement. One comparison of a squared norm refuses not-a-numbers, infinities and values
 // no sensor can have, so that no estimator behind it can overflow. Thread: any; none of these throws.
 
-/// m/s^2; a thousand times gravity. Below the lower bound, less than the noise of any sensor, an acceleration has no
-/// direction.
+/// m/s^2; a thousand times gravity. Below the lower bound, less than the noise of any sensor, an acceleration
+/// has no direction.
 inline constexpr double kLargestAcceleration = 1e4;
 inline constexpr double kSmallestAcceleration = 1e-6;
 /// rad/s; a hundred and sixty turns a second.

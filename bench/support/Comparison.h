@@ -35,8 +35,8 @@ ErrorFigures errorsOf(const Recording& recording, const std::vector<Pair>& pairs
 /// is. Alignment::kHeading is not taken out.
 double lastTimeAstray(const std::vector<Pair>& pairs, Alignment alignment);
 
-/// The alignment to compare by: where the recording's heading is arbitrary, Alignment::kHeading in place of
-/// none.
+/// The alignment to compare by: where the recording's heading is arbitrary,
+/// Alignment::kHeading in place of none.
 Alignment appliedAlignment(const Recording& recording, Alignment alignment);
 
 }  // namespace Kavelin::Bench

@@ -10,8 +10,8 @@
 
 namespace Kavelin::Bench {
 
-/// An orientation estimator as the table of errors sees it: samples in, an attitude out as soon as there is
-/// one.
+/// An orientation estimator as the table of errors sees it:
+/// samples in, an attitude out as soon as there is one.
 class Estimator {
 public:
     virtual ~Estimator() = default;

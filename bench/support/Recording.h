@@ -9,8 +9,8 @@
 
 namespace Kavelin::Bench {
 
-/// One row of a recording: t in s, specific force in m/s^2, rate in rad/s, field in uT, all in the sensor
-/// frame.
+/// One row of a recording: t in s, specific force in m/s^2, rate in rad/s, field in uT,
+/// all in the sensor frame.
 struct Sample {
     double t;
     Eigen::Vector3d acc;

@@ -7,8 +7,8 @@
 namespace Kavelin::Bench {
 
 /// Closed-form motions that show where estimators reach their limits: no rest, slow motion, a start in
-/// motion, a start beside a magnet, beside a plain good one. Equal on every machine. Errors count from 5 s
-/// on.
+/// motion, a start beside a magnet, beside a plain good one. Equal on every machine.
+/// Errors count from 5 s on.
 std::vector<Recording> simulatedRecordings();
 
 }  // namespace Kavelin::Bench

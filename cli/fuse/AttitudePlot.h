@@ -13,8 +13,8 @@ namespace Kavelin::Cli {
 /// the run is.
 class AttitudePlot {
 public:
-    /// @throws UsageError for a file name that does not end in .svg or .png, and for one that cannot be
-    /// written.
+    /// @throws UsageError for a file name that does not end in .svg or .png,
+    /// and for one that cannot be written.
     AttitudePlot(std::string file, std::string title);
     /// Takes away what was begun and not drawn.
     ~AttitudePlot();
@@ -25,8 +25,8 @@ public:
     void add(const ResultWatch& watch);
 
     /// Draws.  @param turn rad, to be taken out of heading errors.
-    /// @throws Poco::WriteFileException where gnuplot is not installed, when it fails, or when the disk is
-    /// full.
+    /// @throws Poco::WriteFileException where gnuplot is not installed, when it fails,
+    /// or when the disk is full.
     void draw(double turn);
 
 private:

@@ -53,8 +53,8 @@ public:
     /// Lets the filters make sure that their files can be written; what they raise is a mistake.
     void prepareRun();
 
-    /// Activates a command, or writes a property. What it names must exist.  @throws as the handler or the
-    /// write.
+    /// Activates a command, or writes a property. What it names must exist.
+    /// @throws as the handler or the write.
     void perform(const ActionEntry& action);
 
     /// The filter of that name; null where it could not be built.
@@ -67,8 +67,8 @@ public:
     LayoutFile capture(const std::filesystem::path& folder) const;
 
 private:
-    /// A relative variable in front of a file name is meant from the file's folder: elsewhere it says so
-    /// itself.
+    /// A relative variable in front of a file name is meant from the file's folder:
+    /// elsewhere it says so itself.
     void placeVariables(FilterEntry& entry, const std::filesystem::path& folder, LayoutFile& result) const;
     void loadPlugins();
     void setVariables();

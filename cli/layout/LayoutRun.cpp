@@ -121,8 +121,8 @@ LayoutRun::Lane* LayoutRun::laneOf(const ActionEntry& action) {
 
 void LayoutRun::beforeRound(Lane& lane, double t) {
     if (Interruption::hasCome() || stop_.load(std::memory_order_relaxed)) {
-        // Between two rows: what was sent has been taken, and layouts that this one feeds end when they are
-        // drained.
+        // Between two rows: what was sent has been taken, and layouts that this one feeds end
+        // when they are drained.
         if (options_.threads)
             lane.layout->stop();
         else

@@ -94,8 +94,8 @@ fs::path resolve(const std::string& nameOrPath) {
 
 constexpr std::string_view kHostLibrary = "libKavelinCore.so.";
 
-// The host library's name in a message of the loader, "libKavelinCore.so.1.2: cannot open"; empty without
-// one.
+// The host library's name in a message of the loader, "libKavelinCore.so.1.2: cannot open";
+// empty without one.
 std::string hostNamedIn(const std::string& message) {
     const std::size_t at = message.find(kHostLibrary);
     if (at == std::string::npos) return {};

@@ -17,7 +17,6 @@
 namespace Kavelin::Core {
 
 // The bag
-// ---------------------------------------------------------------------------------------------------------
 
 PropertyBag::PropertyBag(Synchronizer* synchronizer) : synchronizer_(synchronizer) {}
 
@@ -128,7 +127,6 @@ void PropertyBag::removeObserver(PropertyObserver& observer) {
 }
 
 // Any property
-// ----------------------------------------------------------------------------------------------------
 
 PropertyObserver::~PropertyObserver() = default;
 void PropertyObserver::valueChanged(const AbstractProperty&) {}
@@ -216,7 +214,6 @@ AbstractProperty::ScopedChangeValueNotifier::~ScopedChangeValueNotifier() noexce
 }
 
 // Text
-// ------------------------------------------------------------------------------------------------------------
 
 StringProperty::StringProperty(const std::string& name, PropertyBag* bag) : AbstractProperty(name, bag) {
     setForm(kPropertyForm<StringProperty>);
@@ -278,7 +275,6 @@ void StringProperty::validate(const std::string&) const {}
 void StringProperty::applyChange() {}
 
 // Command
-// ---------------------------------------------------------------------------------------------------------
 
 CommandProperty::CommandProperty(const std::string& name, PropertyBag* bag) : AbstractProperty(name, bag) {
     setForm(kPropertyForm<CommandProperty, false>);

@@ -33,8 +33,8 @@ public:
         change([&] { full_.push_back(std::move(batch)); });
     }
 
-    /// Waits for the next full batch.  @return null when there is none and the exchange is closed or
-    /// interrupted.
+    /// Waits for the next full batch. @return null when there is none and the exchange
+    /// is closed or interrupted.
     Held takeFull() {
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [this] { return closed_ || interrupted_ || !full_.empty(); });

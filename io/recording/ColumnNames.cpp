@@ -77,8 +77,8 @@ std::optional<ColumnGroup> bestGroup(const std::vector<ColumnName>& columns, con
     return best;
 }
 
-/// Places "pin.x", "pin.w" or "pin.rc" into its matrix; the number of columns there are decides which shape
-/// it is.
+/// Places "pin.x", "pin.w" or "pin.rc" into its matrix;
+/// the number of columns there are decides which shape it is.
 void addDotted(const std::vector<ColumnName>& columns, std::vector<bool>& used, const std::string& pin,
                const std::vector<std::size_t>& members, std::vector<ColumnGroup>& groups) {
     ColumnGroup group;

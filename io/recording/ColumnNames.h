@@ -7,8 +7,8 @@
 
 namespace Kavelin::RecordingIO {
 
-/// One cell of a header: "Accelerometer X (g)" has the name "Accelerometer X", the unit "g" and the key
-/// "accelerometerx".
+/// One cell of a header: "Accelerometer X (g)" has the name "Accelerometer X",
+/// the unit "g" and the key "accelerometerx".
 struct ColumnName {
     explicit ColumnName(std::string_view cell);
 

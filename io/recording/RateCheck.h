@@ -6,8 +6,8 @@
 namespace Kavelin::RecordingIO {
 
 /// Compares a gyroscope's rates with gravity: where the accelerometer shows the same for a second, the unit
-/// has not been tilted, and rates that say so are wrong, as deg/s are that are taken for rad/s, however slow
-/// the motion.
+/// has not been tilted, and rates that say so are wrong, as deg/s are that are taken for rad/s,
+/// however slow the motion.
 class RateCheck {
 public:
     /// @param acceleration m/s^2  @param rate rad/s, or so it is said  @param time s, not decreasing

@@ -23,7 +23,6 @@ ReadAhead::~ReadAhead() {
 }
 
 // In the reading thread
-// --------------------------------------------------------------------------------------------
 
 void ReadAhead::run() {
     while (!ended_) {
@@ -54,7 +53,6 @@ void ReadAhead::fill(Batch& batch) {
 }
 
 // Whoever takes the rows
-// -------------------------------------------------------------------------------------------
 
 std::optional<ReadAhead::Next> ReadAhead::next() {
     if (met_ == taken_->met.size() && !takeBatch()) return std::nullopt;

@@ -244,8 +244,8 @@ bool RecordingReader::parseCells(std::string_view line) {
     return at == end || refuseExtraCells(at, end);
 }
 
-/// A number right up to the separator: what nearly every cell is.  @return where the cell ends; null after a
-/// fault.
+/// A number right up to the separator: what nearly every cell is. @return where the cell ends;
+/// null after a fault.
 inline const char* RecordingReader::parseCell(const char* at, const char* end, std::size_t column) {
     const char* start = at;
     while (start < end && *start == ' ') ++start;

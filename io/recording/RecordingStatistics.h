@@ -12,8 +12,8 @@
 
 namespace Kavelin::RecordingIO {
 
-/// What a recording turned out to hold, gathered row by row in constant memory, and what in it cannot be
-/// right.
+/// What a recording turned out to hold, gathered row by row in constant memory,
+/// and what in it cannot be right.
 class RecordingStatistics {
 public:
     struct ChannelCount {
@@ -54,8 +54,8 @@ public:
     const ClipWatch& clipping() const { return clipping_; }
 
     /// One sentence for each thing that needs a person's eye: columns not understood, a channel without a
-    /// value, an accelerometer in g that does not say so, a clipped gyroscope, gaps, equal time stamps,
-    /// values repeated.
+    /// value, an accelerometer in g that does not say so, a clipped gyroscope, gaps,
+    /// equal time stamps, values repeated.
     std::vector<std::string> warnings(const Schema& schema) const;
     /// The same for what cannot be right, so that results made of it are wrong: rates in deg/s that do not
     /// say so, raw counts, linear acceleration without gravity, time in a unit that it is not in. A handful

@@ -12,8 +12,8 @@ namespace Kavelin::RecordingIO {
 /// Room that a number takes at most.
 inline constexpr std::size_t kLongestNumber = 32;
 
-/// Shortest text that reads back as the same double, at `into` (room for `kLongestNumber`).  @return behind
-/// it.
+/// Shortest text that reads back as the same double, at `into` (room for `kLongestNumber`).
+/// @return behind it.
 char* writeNumber(char* into, double value);
 
 /// Raises Poco::InvalidArgumentException where the name's ending is that of a format which is not written

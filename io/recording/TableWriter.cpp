@@ -201,7 +201,6 @@ void TableWriter::writeRow(Rows& rows, double time) {
 }
 
 // What has to happen though nothing comes
-// --------------------------------------------------------------------------
 
 void TableWriter::startTicks() {
     if (ticks_ || !(file_.isLive() || (file_.isReplaceable() && !begun_))) return;

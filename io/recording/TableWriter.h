@@ -22,8 +22,8 @@ std::string wrongColumnCount(const std::string& pin, std::size_t columns, std::s
 /// Writes samples of several pins as one table, in constant memory: samples of one time stamp share a row, a
 /// pin without a sample there leaves its cells empty. The first sample of a pin fixes its columns, in the
 /// order in which the pins were added; a pin that begins only after the first thousand rows has its columns
-/// behind the others, and the file is gone through once more at the end to give the rows before it their
-/// empty cells.
+/// behind the others, and the file is gone through once more at the end to give the rows before it
+/// their empty cells.
 ///
 /// A row is written when all its cells are there or the next begins. Where somebody may be waiting for it, on
 /// a pipe or a terminal, it is written at the latest 40 ms after its last sample (a later sample of that time
@@ -52,8 +52,8 @@ public:
     /// Poco::WriteFileException as ResultFile.
     void put(std::size_t pin, double time, const double* elements, std::size_t rows, std::size_t cols);
 
-    /// Ends the row being filled, whatever cells it lacks; where there is none, writes one of that time
-    /// without values.
+    /// Ends the row being filled, whatever cells it lacks; where there is none,
+    /// writes one of that time without values.
     void endRow(double time);
 
     /// Completes the table under its name.  @throws as ResultFile.

@@ -81,7 +81,6 @@ void WriteBehind::raiseFailure() {
 }
 
 // In the writing thread
-// --------------------------------------------------------------------------------------------
 
 void WriteBehind::run() {
     Batch batch;

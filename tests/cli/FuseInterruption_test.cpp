@@ -59,8 +59,8 @@ TEST_P(FuseInterruption, keepsTheRowsDone) {
 
     FuseTrial trial(pipe, folder.path("out.csv"));
     {
-        // From here on the signal is caught; the feeder may go no further than a pipe's room before the run
-        // reads.
+        // From here on the signal is caught; the feeder may go no further than a pipe's room before
+        // the run reads.
         const Interruption caught;
         trial.run();
     }

@@ -36,8 +36,8 @@ private:
     bool open_ = false;
 };
 
-/// A filter that reads twice a call, so that its second read waits; in a layout of its own, fed by another
-/// thread.
+/// A filter that reads twice a call, so that its second read waits; in a layout of its own,
+/// fed by another thread.
 struct WaitingReader {
     WaitingReader() {
         layout.add(reader);

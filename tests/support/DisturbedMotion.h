@@ -7,8 +7,8 @@
 
 #include "support/Motion.h"
 
-/// Motions with the faults that recordings have: a bias, jitter, lost samples, a magnet, shaking, no field at
-/// all.
+/// Motions with the faults that recordings have: a bias, jitter, lost samples, a magnet, shaking,
+/// no field at all.
 namespace Kavelin::Tests {
 
 /// What is wrong with a recording; the defaults are a good one of a unit turned by hand at 1 rad/s.

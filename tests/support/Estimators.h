@@ -80,8 +80,8 @@ struct ErrorState : OrientationInternal::SO3AttitudeComputer {
     static constexpr bool kIsRelative = false;
 };
 
-/// The angle, degrees, between an estimate and the truth; without heading only what tilts the vertical
-/// counts.
+/// The angle, degrees, between an estimate and the truth;
+/// without heading only what tilts the vertical counts.
 inline double errorDegrees(const Eigen::Quaterniond& estimate, const Eigen::Quaterniond& truth,
                            bool headingCounts = true) {
     const Eigen::Quaterniond q = estimate * truth.conjugate();

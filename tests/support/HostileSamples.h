@@ -7,8 +7,8 @@
 
 namespace Kavelin::Tests {
 
-/// A value that a broken sensor or wire can give: zero, tiny, huge, infinite, not a number, or one that looks
-/// right.
+/// A value that a broken sensor or wire can give: zero, tiny, huge, infinite, not a number,
+/// or one that looks right.
 inline double hostileValue(std::mt19937& engine) {
     constexpr double kHuge = std::numeric_limits<double>::infinity();
     constexpr double kNone = std::numeric_limits<double>::quiet_NaN();

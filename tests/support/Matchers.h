@@ -20,8 +20,8 @@ inline std::string onOneLine(const Eigen::MatrixXd& m) {
     return text.str();
 }
 
-/// Reads a quaternion or a rotation matrix as a 3x3 matrix, as it stands (a quaternion's norm shows in the
-/// result).
+/// Reads a quaternion or a rotation matrix as a 3x3 matrix, as it stands (a quaternion's norm shows
+/// in the result).
 inline Eigen::Matrix3d rotationOf(const Eigen::MatrixXd& m) {
     if (m.rows() == 3 && m.cols() == 3) return m;
     if (m.size() != 4) return Eigen::Matrix3d::Constant(std::nan(""));

@@ -22,8 +22,8 @@ struct ConnectionRecord {
     std::string pin;
 };
 
-/// Typed writing end: one current value, handed at once and in the writer's thread to every attached input
-/// pin.
+/// Typed writing end: one current value, handed at once and in the writer's thread
+/// to every attached input pin.
 template <class T>
 class OutputPinBase : public AbstractOutputPin {
 public:
@@ -78,8 +78,8 @@ public:
     /// Whether anybody takes what is sent: a result that costs something need not be computed for nobody.
     /// [layout thread, or synchronizers disabled]
     bool isAttached() const { return !attached_.empty(); }
-    /// Where samples go: every attached pin whose filter is in a layout, in the order in which they are
-    /// served.
+    /// Where samples go: every attached pin whose filter is in a layout,
+    /// in the order in which they are served.
     std::vector<ConnectionRecord> connections() const {
         const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
         std::vector<ConnectionRecord> records;

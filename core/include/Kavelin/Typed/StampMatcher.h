@@ -18,8 +18,8 @@ public:
     /// What was taken.
     enum class Taken { kNothing, kPair, kFirst };
 
-    /// Takes the oldest two samples that belong together; those before them, which nothing goes with, are
-    /// passed over.
+    /// Takes the oldest two samples that belong together; those before them, which nothing goes with,
+    /// are passed over.
     /// @param mayStandAlone takes such a sample of the first input by itself
     Taken take(InputPin<Matrix>& first, InputPin<Matrix>& second, bool mayStandAlone = false) {
         for (;;) {

@@ -23,8 +23,8 @@ inline bool isSameValue(const Matrix& a, const Matrix& b) {
     return a.rows() == b.rows() && a.cols() == b.cols() && a == b;
 }
 
-/// A property that holds a T. A handler hears of each new value before it is taken and can refuse it by
-/// raising.
+/// A property that holds a T. A handler hears of each new value before it is taken
+/// and can refuse it by raising.
 template <class T>
 class ValueProperty : public AbstractProperty {
 public:

@@ -16,8 +16,8 @@ class AbstractProperty;
 class PropertyBagOwner;
 class Synchronizer;
 
-/// Hears of changes of properties. Called in the writing thread while the property's synchronizer is held
-/// disabled.
+/// Hears of changes of properties.
+/// Called in the writing thread while the property's synchronizer is held disabled.
 class KAVELIN_API PropertyObserver {
 public:
     virtual ~PropertyObserver();

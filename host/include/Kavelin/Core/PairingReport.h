@@ -6,8 +6,8 @@
 
 namespace Kavelin::Core {
 
-/// How the samples of a filter that takes one of each input fitted together. A set is what one call of
-/// `process` took.
+/// How the samples of a filter that takes one of each input fitted together.
+/// A set is what one call of `process` took.
 struct PairingReport {
     struct Unpaired {
         std::string pin;

@@ -27,8 +27,8 @@ public:
     DefaultPlugin(const std::string& name, const std::string& version);
     ~DefaultPlugin() override;
 
-    /// Publishes the factories.  @throws Poco::ExistsException for a type name that exists; nothing is
-    /// published then.
+    /// Publishes the factories. @throws Poco::ExistsException for a type name that exists;
+    /// nothing is published then.
     void install() override;
     void uninstall() override;
     const PluginMetaData& getMetaData() const override { return metaData_; }

@@ -22,8 +22,8 @@ private:
     AbstractFilterFactory* factory_ = nullptr;
 };
 
-/// A filter that some factory made. It must not outlive its plugin; the plugin manager refuses to unload
-/// before.
+/// A filter that some factory made. It must not outlive its plugin;
+/// the plugin manager refuses to unload before.
 using FilterPtr = std::unique_ptr<Filter, FilterDeleter>;
 
 /// Loads plugin modules, and makes filters of the types that they contribute.  [any thread]
@@ -44,8 +44,8 @@ public:
     void unload(const std::string& nameOrPath);
     /// Unloads every module, last loaded first.  @throws Poco::IllegalStateException as `unload`.
     void unloadAll();
-    /// Folders searched for a module name: KAVELIN_PLUGIN_PATH, then the folder `kavelin` beside this
-    /// library.
+    /// Folders searched for a module name:
+    /// KAVELIN_PLUGIN_PATH, then the folder `kavelin` beside this library.
     static std::vector<std::filesystem::path> searchPath();
 
     /// Makes the plugin's filter types available. The plugin is lent until it is uninstalled.
