@@ -33,7 +33,7 @@ void overrideProperty(LayoutFile& layout, const std::string& assignment, Mistake
     const std::string name = assignment.substr(begin, equals - begin);
     const bool isCommand = namesFilter && equals == std::string::npos;
     if ((equals == std::string::npos && !isCommand) || name.empty() || (namesFilter && filterName.empty())) {
-        mistakes.push_back({place, "takes the form FILTER:PROPERTY=VALUE, PROPERTY=VALUE or FILTER:COMMAND"});
+        mistakes.push_back({place, "takes the form FILTER:PROPERTY=VALUE"});
         return;
     }
     FilterEntry* filter = layout.findFilter(filterName);

@@ -42,7 +42,7 @@ void Layout::beginRun(bool mayWait) {
     inbox.clearStop();
     state.setHasEnded(false);
     inbox.noteChange();
-    neighbours.beginRun();
+    neighbours.beginRun(TopologyLock());
     for (Filter* filter : filters) {
         if (auto* source = dynamic_cast<Source*>(filter)) source->resume();
         if (mayWait) {

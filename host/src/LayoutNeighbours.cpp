@@ -13,12 +13,15 @@ namespace Kavelin::Core {
 
 namespace {
 
-void addFeeder(std::vector<LayoutNeighbours::Feeder>& feeders, const Layout& layout) {
-    const RunState::Flag ended = layout.state.getEndFlag();
+using Feeder = LayoutNeighbours::Feeder;
+
+void addFeeder(std::vector<Feeder>& feeders, const Feeder& added) {
     const bool known = std::any_of(feeders.begin(), feeders.end(),
-                                   [&](const auto& feeder) { return feeder.ended == ended; });
-    if (!known) feeders.push_back({&layout, ended});
+                                   [&](const Feeder& feeder) { return feeder.ended == added.ended; });
+    if (!known) feeders.push_back(added);
 }
+
+Feeder feederOf(const Layout& layout) { return {&layout, layout.state.getEndFlag()}; }
 
 }  // namespace
 
@@ -26,8 +29,14 @@ void LayoutNeighbours::rebuild(const Layout& own, const TopologyLock& lock) {
     feeds_.clear();
     feeders_.clear();
     fedFromOutside_ = false;
+    for (const Feeder& feeder : connected_) addFeeder(formerFeeders_, feeder);
+    connected_.clear();
     for (const RoundPlan::Entry& entry : own.plan.entries()) lookUpFeeders(own, *entry.filter);
     for (Filter* filter : own.filters) lookUpFeeds(own, *filter, lock);
+}
+
+void LayoutNeighbours::noteConnection(const Layout& from, const TopologyLock&) {
+    addFeeder(connected_, feederOf(from));
 }
 
 void LayoutNeighbours::lookUpFeeders(const Layout& own, const Filter& filter) {
@@ -39,8 +48,8 @@ void LayoutNeighbours::lookUpFeeders(const Layout& own, const Filter& filter) {
         if (from == nullptr) {
             fedFromOutside_ = true;
         } else {
-            addFeeder(feeders_, *from);
-            addFeeder(formerFeeders_, *from);
+            addFeeder(feeders_, feederOf(*from));
+            addFeeder(formerFeeders_, feederOf(*from));
         }
     }
 }

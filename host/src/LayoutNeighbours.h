@@ -20,7 +20,13 @@ public:
         RunState::Flag ended;
     };
 
-    void beginRun() { formerFeeders_.clear(); }
+    void beginRun(const TopologyLock&) {
+        formerFeeders_.clear();
+        connected_.clear();
+    }
+    /// A connection that may end before it is looked up, and may have brought something all the same.
+    /// [any thread]
+    void noteConnection(const Layout& from, const TopologyLock& lock);
     /// Looks up the connections of `own`, after its plan was rebuilt.
     void rebuild(const Layout& own, const TopologyLock& lock);
 
@@ -45,6 +51,7 @@ private:
     std::vector<Feed> feeds_;
     std::vector<Feeder> feeders_;
     std::vector<Feeder> formerFeeders_;  // all since the run began
+    std::vector<Feeder> connected_;      // since they were last looked up; guarded by the topology lock
     bool fedFromOutside_ = false;
 };
 

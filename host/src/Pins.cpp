@@ -112,6 +112,10 @@ void AbstractOutputPin::recordConnection(AbstractInputPin& input) {
     const TopologyLock lock;
     input.setConnectedOutput(this, lock);
     connected_.push_back(&input);
+    Layout* const reader = layoutOf(input);
+    const Layout* const writer = layoutOf(*this);
+    if (reader != nullptr && writer != nullptr && reader != writer)
+        reader->neighbours.noteConnection(*writer, lock);
     noteTopologyChange(input, lock);
     noteTopologyChange(*this, lock);
 }

@@ -218,13 +218,13 @@ TEST(LayoutFile, OverridesReplaceOrAppend) {
                              R"("properties": {"x": ""})", R"({"DATA": "/a=b", "OUT": "/tmp", "NEW": ""})"})
         EXPECT_THAT(text, testing::HasSubstr(part));
 
-    for (const char* assignment : {"attitude=1", ":p=1", "attitude:=1", "atitude:p=1", "attitude:p=[1"})
+    for (const char* assignment : {"attitude", ":p=1", "attitude:=1", "atitude:p=1", "attitude:p=[1"})
         overrideProperty(layout, assignment, mistakes);
     overrideVariable(layout, "DATA", mistakes);
     EXPECT_THAT(
         textsOf(mistakes),
         ElementsAre(
-            R"(--set "attitude=1": takes the form FILTER:PROPERTY=VALUE)",
+            R"(--set "attitude": takes the form FILTER:PROPERTY=VALUE)",
             R"(--set ":p=1": takes the form FILTER:PROPERTY=VALUE)",
             R"(--set "attitude:=1": takes the form FILTER:PROPERTY=VALUE)",
             R"(--set "atitude:p=1": no filter is named "atitude"; did you mean "attitude"? Filters: recording, attitude, out)",
