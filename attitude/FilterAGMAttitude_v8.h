@@ -8,8 +8,8 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Estimates attitude and gyroscope bias from accelerometer, magnetometer and gyroscope, and holds the
-/// attitude still while a caller vouches that the unit does not move.
+/// Estimates attitude and gyroscope bias from accelerometer, magnetometer and gyroscope. Holds the attitude
+/// still while a caller vouches that the unit does not move.
 ///
 /// Pins, properties and settings: docs/filters/FilterAGMAttitude_v8.md. The reference frame of the common
 /// outputs is the earth's (East, North, Up), or that of the attitude handed in; "flag_acc" and "flag_mag"

@@ -50,7 +50,8 @@ void FilterAGMBase::sendEstimate(double t) {
     sendFurther(t);
 }
 
-// Deliberate: a value that is refused for its range was heard of before, and is the duration all the same.
+// Deliberate: the handler runs before the range check,
+// so a value that is refused becomes the duration all the same.
 void FilterAGMBase::onInitTime(const int& seconds) { estimator_->setInitTime(seconds); }
 
 void FilterAGMBase::loadSettings() {
@@ -59,8 +60,8 @@ void FilterAGMBase::loadSettings() {
     settingsFaultTold_ = false;
 }
 
-// Deliberate: a file with a fault is loaded all the same, and its triples are dropped; only the first of them
-// is an error, so that whoever runs the filter hears of it, and once.
+// Deliberate: a file with a fault is loaded all the same, and every triple is dropped. Only the first triple
+// raises an error, so the fault is reported once.
 void FilterAGMBase::tellSettingsFault() {
     if (settingsFaultTold_) return;
     settingsFaultTold_ = true;

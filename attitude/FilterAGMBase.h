@@ -13,10 +13,9 @@ namespace Kavelin::OrientationInternal {
 /// What the AGM filters have in common: three streams taken together, an estimator,
 /// its settings file, five results.
 ///
-/// A version adds its estimator, its default settings file and what pins it has more; those come after these.
-/// A sample of each input is taken together with one of the others, one to one. A triple is dropped unless
-/// each of its matrices has 1 row or 3 columns, and at least 3 elements,
-/// of which the first three in storage order count.
+/// A version adds its estimator, its default settings file and any further pins, which come after these. The
+/// inputs are taken together, one sample of each. A triple is dropped unless each of its matrices has 1 row
+/// or 3 columns, and at least 3 elements, of which the first three in storage order count.
 class FilterAGMBase : public Filter {
 public:
     /// @throws Poco::IOException when no settings are loaded yet and the file named cannot be read;
@@ -49,7 +48,7 @@ private:
     // Deliberate: one row or three columns is enough, so a 3x1 column is refused and a 5x3 matrix gives
     // its first row.
     static constexpr bool isAccepted(Core::PinShape sample) { return sample.rows == 1 || sample.cols == 3; }
-    // A 1x2 row is accepted, and there is nothing to compute from it.
+    // A 1x2 row is accepted, although nothing can be computed from it.
     static constexpr bool isVector(Core::PinShape sample) {
         return isAccepted(sample) && sample.rows * sample.cols >= 3;
     }

@@ -30,15 +30,15 @@ private:
     void reset() { computer_.reset(absoluteReference_.get()); }
     void onInitTime(const double& value) { computer_.setInitTime(value); }
     void onGain(const double& value) { computer_.setGain(value); }
-    // Deliberate: runs before the value is in place, so this reset still goes by the old one. The new one
-    // counts from the next "Ref" or "reset" on.
+    // Deliberate: runs before the value is in place, so this reset still uses the old one. The new one takes
+    // effect with the next "Ref" or "reset".
     void onAbsoluteReference(const bool&) { reset(); }
 
     void takeReset();
     void send(const TriadEstimate& estimate);
 
-    /// Deliberate: 3 rows or 1 column, either is enough, so a 3x3 sample passes with its first row; what has no
-    /// three elements to use does not.
+    /// Deliberate: 3 rows or 1 column is enough, so a 3x3 sample passes with its first row. A sample with
+    /// fewer than three elements does not pass.
     static constexpr bool hasVector(Core::PinShape sample) {
         return (sample.rows == 3 || sample.cols == 1) && sample.rows * sample.cols >= 3;
     }
@@ -60,8 +60,8 @@ private:
     OutputPin<Matrix> fieldDisturbance_{"Perturbation Magnetique", this, sent(asColumn(kField))};
 
     CommandProperty ref_{"Ref", this, handler(this, &FilterAGMTriad_gyro::reset)};
-    // Deliberate: shown is the working value cut to a whole number, 0 for both. Until one is written, the
-    // filter works with the value that is not shown.
+    // Deliberate: the property shows the working value cut to a whole number, 0 for both. Until a value is
+    // written, the filter works with the uncut one.
     RangeProperty<double> initTime_{"Init time",
                                     this,
                                     {.minimum = 0,

@@ -15,7 +15,7 @@ Vector3 axisOf(FilterAttitude::ATTITUDE_MODE mode) {
     }
 }
 
-/// Tells whether the field has no part in the plane that the mode measures in;
+/// Tells whether the field has no component in the plane that the mode measures in;
 /// "dynamic horizontal" does not ask.
 bool isAlongAxis(FilterAttitude::ATTITUDE_MODE mode, const Vector3& field) {
     switch (mode) {
@@ -80,7 +80,7 @@ std::optional<Matrix3> FilterAttitude::turnAboutAxis(ATTITUDE_MODE mode, const V
         plane_.setPlane(axis, mag);
         referenceRequested_ = false;
     }
-    // Deliberate: whatever plane "dynamic horizontal" measures in, it sends a turn about z.
+    // Deliberate: "dynamic horizontal" sends a turn about z whatever plane it measures in.
     if (mode == DYNAMIC_HORIZONTAL) axis = Vector3::UnitZ();
     return computer_.axisAngleToRotation(plane_.angle(mag), axis);
 }

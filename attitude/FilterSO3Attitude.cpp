@@ -25,7 +25,7 @@ void FilterSO3Attitude::onReset() {
     track_.restart();
 }
 
-// Takes accelerations until one is no earlier than `t`. @return false when there is none yet.
+// Takes accelerations until one is not earlier than `t`. @return false when there is none yet.
 bool FilterSO3Attitude::takeAccelerations(double t) {
     while (!track_.reaches(t)) {
         if (!acc_.readNext()) return false;
@@ -41,7 +41,7 @@ void FilterSO3Attitude::takeStartAttitude() {
     }
 }
 
-// The newest field that is no later than `t`; not a number where there is none.
+// The newest field that is not later than `t`; NaN where there is none.
 // Later ones stay for later rates.
 Eigen::Vector3d FilterSO3Attitude::takeField(double t) {
     Eigen::Vector3d field = Eigen::Vector3d::Constant(std::numeric_limits<double>::quiet_NaN());

@@ -14,12 +14,12 @@ namespace Kavelin::OrientationInternal {
 /// SO3AttitudeComputer for how).
 ///
 /// In, each a 1x3 row in the sensor frame: "3a" m/s^2, "3g" rad/s, "3m" any constant unit; "quat_0" 1x4, the
-/// attitude to take at the end of the next start phase. There is a result for each rate, stamped as it. A
-/// rate waits for the first acceleration that is no earlier and takes the acceleration of its own instant, on
-/// the line between that one and the one before; and the newest field that is no later. Samples of other
-/// shape are dropped. Out, in this order: "attitudeQ" 1x4 (w, x, y, z) and "attitude" 3x3, sensor to earth
-/// (East, North, Up); "3g_bias" rad/s, "3a_bias" m/s^2, "3m_hardiron" in the field's unit, 1x3, sensor frame;
-/// "3a_lin" 1x3 m/s^2, earth frame, without gravity; "sigma" 1x2 rad, standard deviations of tilt and
+/// attitude to take at the end of the next start phase. Each rate gives one result, with its time stamp. A
+/// rate waits for the first acceleration that is not earlier; the acceleration at its own instant is
+/// interpolated between that one and the one before. It takes the newest field that is not later. Samples of
+/// another shape are dropped. Out, in this order: "attitudeQ" 1x4 (w, x, y, z) and "attitude" 3x3, sensor to
+/// earth (East, North, Up); "3g_bias" rad/s, "3a_bias" m/s^2, "3m_hardiron" in the field's unit, 1x3, sensor
+/// frame; "3a_lin" 1x3 m/s^2, earth frame, without gravity; "sigma" 1x2 rad, standard deviations of tilt and
 /// heading; "flag_rest"; "flag_mag", 1.0 while the field is disturbed or there is none; "flag_mag_body", 1.0
 /// while a magnet on the sensor is known and taken out.
 /// Nothing is sent before the first usable acceleration and rate.

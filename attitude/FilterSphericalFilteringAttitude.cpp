@@ -7,7 +7,7 @@ namespace Kavelin::OrientationInternal {
 
 namespace {
 
-constexpr double kLongestHold = 0.1;  // s; in more, a hand has turned the unit
+constexpr double kLongestHold = 0.1;  // s; in a longer time a hand has turned the unit
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 }  // namespace
@@ -27,8 +27,8 @@ void FilterSphericalFilteringAttitude::process() {
     send(t);
 }
 
-/// Takes the next rate, and with it the acceleration of its time. Where there is none, the newest one stands
-/// in for a while, so that a lost sample does not look like the end of a rest.
+/// Takes the next rate and the acceleration of the same time. Where that is missing, the newest one stands in
+/// for a while, so that a lost sample does not look like the end of a rest.
 bool FilterSphericalFilteringAttitude::takeRate() {
     using Taken = Core::StampMatcher::Taken;
     // Nothing can begin without an acceleration.
@@ -45,9 +45,10 @@ void FilterSphericalFilteringAttitude::takeAcceleration() {
     if (newest_.isUsable) newest_.acceleration = Eigen::Vector3d::Map(acc_.value().data());
 }
 
-/// The field sample that goes with a pair of time `t`, which becomes the largest of the three; not a number
-/// where there is none. Of several that are no later than the pair the newest counts: a magnetometer that is
-/// faster than the others, or that went on while they paused, would otherwise lag behind them for ever.
+/// The field sample that goes with a pair of time `t`; NaN where there is none. `t` becomes the largest of
+/// the three times. Of several fields that are not later than the pair the newest counts: otherwise a
+/// magnetometer that is faster than the others, or that went on while they paused,
+/// would lag behind them for ever.
 Eigen::Vector3d FilterSphericalFilteringAttitude::takeField(double& t) {
     Eigen::Vector3d field = Eigen::Vector3d::Constant(std::numeric_limits<double>::quiet_NaN());
     const double pairTime = t;

@@ -10,14 +10,14 @@
 namespace Kavelin::OrientationInternal {
 
 /// Estimates the attitude of a sensor unit from acceleration, rate and, where there is one, magnetic field:
-/// the estimator for who only wants the right orientation (see SphericalAttitudeComputer for how).
+/// the estimator for users who only want the right orientation (see SphericalAttitudeComputer for how).
 ///
-/// In, each a 1x3 row in the sensor frame: "3a" m/s^2, "3g" rad/s, "3m" any constant unit. A "3g" is
-/// taken with the "3a" of its time (see StampMatcher), or with the newest where that was lost, and with a
-/// "3m" if one has come: of several that are no later than the two, the newest. What has another shape is
-/// dropped with what was taken with it; a "3m" of other shape or not a number is none. Out, stamped with
-/// the largest time stamp taken, in this order: "attitudeQ" 1x4 (w, x, y, z) and "attitude" 3x3, sensor to
-/// earth (East, North, Up); "3g_bias" 1x3 rad/s; "3a_prop" 1x3 m/s^2, earth frame, without gravity;
+/// In, each a 1x3 row in the sensor frame: "3a" m/s^2, "3g" rad/s, "3m" any constant unit. A "3g" is taken
+/// with the "3a" of its time (see StampMatcher), or with the newest "3a" if that one was lost. If a "3m" has
+/// come that is not later than the two, the newest such one is taken too. A "3a" or "3g" of another shape is
+/// dropped with the samples taken with it; a "3m" of another shape, or with a NaN, counts as missing. Out,
+/// stamped with the largest time stamp taken, in this order: "attitudeQ" 1x4 (w, x, y, z) and "attitude" 3x3,
+/// sensor to earth (East, North, Up); "3g_bias" 1x3 rad/s; "3a_prop" 1x3 m/s^2, earth frame, without gravity;
 /// "flag_rest"; "flag_mag", 1.0 while the field is disturbed or there is none. Nothing is sent before the
 /// first usable acceleration.
 class FilterSphericalFilteringAttitude : public Filter {

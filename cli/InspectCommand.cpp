@@ -12,7 +12,7 @@ namespace {
 
 struct InspectOptions {
     std::string type;
-    bool hasType = false;  // an empty one is a type that there is not
+    bool hasType = false;  // an empty name is an unknown type
     bool json = false;
     std::vector<std::string> plugins;
 };

@@ -23,7 +23,7 @@ extern "C" void noteInterruption(int) {
 std::atomic<bool> isOver{false};
 
 void waitUntilNoted() {
-    while (::sem_wait(&noted) != 0) {  // another signal
+    while (::sem_wait(&noted) != 0) {  // interrupted by another signal
     }
 }
 
@@ -40,7 +40,7 @@ void waitAWhile() {
 
 Interruption::Interruption(std::function<void()> act) {
     come.store(false);
-    while (::sem_trywait(&noted) == 0) {  // of one before
+    while (::sem_trywait(&noted) == 0) {  // left from an earlier one
     }
     struct sigaction action {};
     action.sa_handler = &noteInterruption;

@@ -10,14 +10,15 @@ namespace Kavelin::Cli {
 /// that a command can complete the rows done. A second one ends it.
 class Interruption {
 public:
-    /// @param act called when it comes, in a thread of its own, and again as long as this lives: for what
-    /// waits, or is about to, and does not look at the flag. Of those that live at one time, one may have it.
+    /// @param act called when a signal comes, in a thread of its own, and again as long as this lives: it
+    /// wakes code that waits, or is about to, and does not look at the flag. Only one of the objects alive at
+    /// a time may have it.
     explicit Interruption(std::function<void()> act = {});
     ~Interruption();
     Interruption(const Interruption&) = delete;
     Interruption& operator=(const Interruption&) = delete;
 
-    /// Whether it has come.  [any thread]
+    /// Whether a signal has come. [any thread]
     static bool hasCome();
 
 private:

@@ -11,14 +11,14 @@ namespace Kavelin::Cli {
 // JSON forms of the values that travel between pins. Writing appends to a text, so that a run of lines reuses
 // one buffer; reading throws UsageError with what is wrong and what would be right.
 
-/// Appends `number` in the shortest form that reads back equal; -0.0 as `-0.0`, the others that JSON lacks as
-/// the texts "nan", "inf", "-inf" in quotes.  Never throws but for memory.
+/// Appends `number` in the shortest form that reads back equal: -0.0 as `-0.0`, and the values that JSON
+/// lacks as the texts "nan", "inf", "-inf" in quotes. Throws only std::bad_alloc.
 void appendNumber(std::string& out, double number);
 
 /// Appends `matrix` as an array of rows: `[[1, 2, 3]]` is 1x3, `[]` has no rows, `[[], []]` is 2x0.
 void appendMatrix(std::string& out, const Core::Matrix& matrix);
 
-/// Appends `text` as a JSON string. Bytes that are no UTF-8 are replaced by U+FFFD.
+/// Appends `text` as a JSON string. Bytes that are not UTF-8 become U+FFFD.
 void appendText(std::string& out, std::string_view text);
 
 /// @param what names the value in messages, e.g. "\"t\"".

@@ -32,7 +32,7 @@ void save(const LayoutBuilder& builder, const std::string& file) {
     if (!stream.flush()) throw std::runtime_error(file + " cannot be written");
 }
 
-/// The folder that ${OUT} stands for; relative, it is meant as file names in the layout are.
+/// The folder that ${OUT} stands for; a relative one is resolved as file names in the layout are.
 void makeFolder(const LayoutFile& layout) {
     const std::string out = Core::FlowManager::instance().expandVariables("${OUT}");
     if (out.empty()) return;

@@ -18,7 +18,7 @@ namespace Kavelin::Cli {
 
 using Core::Matrix;
 
-/// Sends the script's samples to one input pin. The direct flag is clear, so that buffers keep copies.
+/// Sends the script's samples to one input pin. The direct flag is off, so that buffers keep copies.
 class ScriptRunner::Feeder {
 public:
     explicit Feeder(Core::AbstractInputPin& input) : input_(input), output_(input.getName(), nullptr) {
@@ -92,7 +92,7 @@ void ScriptRunner::run(std::istream& script, const std::string& source) {
         } catch (const UsageError& error) {
             throw UsageError(source + ":" + std::to_string(number) + ": " + error.what());
         }
-        out_.flush();  // whoever writes the script line by line sees the answer before the next line
+        out_.flush();  // a caller that writes line by line sees each answer at once
     }
     if (script.bad()) throw UsageError(source + " cannot be read to its end");
 }
@@ -135,7 +135,7 @@ ScriptRunner::Feeder& ScriptRunner::feederOf(const std::string& pin) {
         std::find_if(feeders_.begin(), feeders_.end(), [&](const auto& f) { return f->pin() == pin; });
     if (found != feeders_.end()) return **found;
     try {
-        // A filter that makes input pins on demand is asked for this one.
+        // Lets a filter that makes input pins on demand make this one.
         feeders_.push_back(std::make_unique<Feeder>(filter_.getInputPin(pin)));
     } catch (const Poco::NotFoundException&) {
         std::vector<std::string> names;

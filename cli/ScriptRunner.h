@@ -15,8 +15,8 @@ class Filter;
 
 namespace Kavelin::Cli {
 
-/// Drives one filter, which stands in no layout, by the lines of a script; what the filter sends is written
-/// at once. The filter and the output stream are lent. Everything runs in the caller's thread.
+/// Drives one filter, outside any layout, by the lines of a script. What the filter sends is written at once.
+/// The filter and the output stream are lent. Everything runs in the caller's thread.
 class ScriptRunner {
 public:
     ScriptRunner(Core::Filter& filter, std::ostream& out);
@@ -51,8 +51,8 @@ private:
 
     Core::Filter& filter_;
     std::ostream& out_;
-    std::vector<std::unique_ptr<Feeder>> feeders_;        // one an input pin
-    std::vector<std::unique_ptr<Collector>> collectors_;  // one an output pin
+    std::vector<std::unique_ptr<Feeder>> feeders_;        // one for each input pin
+    std::vector<std::unique_ptr<Collector>> collectors_;  // one for each output pin
 };
 
 }  // namespace Kavelin::Cli

@@ -56,7 +56,7 @@ void write(const SimulateOptions& options, RecordingIO::ResultFile& file, Comman
 }
 
 void simulate(SimulateOptions options, CommandContext& context) {
-    // Half a row less than the last: no rounding can add or lose one.
+    // Half a row less than the last, so that rounding can neither add nor lose one.
     if (options.rows > 0) {
         options.simulation.seconds = (static_cast<double>(options.rows) - 0.5) / options.simulation.rate;
     }

@@ -28,7 +28,7 @@ const std::string_view kAxisNames = "xyz";
     throw CLI::ValidationError(option, "takes " + form + "; this is '" + text + "'");
 }
 
-/// @return the numbers of "1,2,3"; none when one of them is not finite or no number.
+/// @return the numbers of "1,2,3"; none when one of them is not finite or not a number.
 std::vector<double> numbersOf(const std::string& text) {
     std::vector<double> numbers;
     for (const std::string& cell : splitCells(text, ',')) {
@@ -83,7 +83,7 @@ private:
     std::string group_;
 };
 
-/// "y,-x,z": which axis of the flawless sensor, with which sign, leaves it as x, y and z.
+/// "y,-x,z": which axes of the flawless sensor, with which sign, become x, y and z.
 Matrix3 mountingOf(const std::string& option, const std::string& text) {
     Matrix3 mounting = Matrix3::Zero();
     const std::vector<std::string> names = splitCells(text, ',');

@@ -5,8 +5,8 @@
 
 namespace Kavelin::Cli {
 
-/// Writes a file whole or not at all: under `PATH.part`, which then takes the name PATH. What exists and is
-/// no ordinary file (a pipe, a device) is written directly.
+/// Writes a file whole or not at all: under `PATH.part`, which then takes the name PATH. An existing path
+/// that is not an ordinary file (a pipe, a device) is written directly.
 /// @throws Poco::WriteFileException with the path and the system's reason;
 /// what was at PATH is then still there.
 void writeWholeFile(const std::string& path, std::string_view text);

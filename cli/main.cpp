@@ -36,7 +36,8 @@ void requireKnownCommand(const CLI::App& app, int argc, char** argv) {
     throw UsageError("there is no command \"" + std::string(argv[1]) + "\"; there are " + commands);
 }
 
-/// A closed standard stream's number would go to the next file opened, and messages into the result.
+/// If a standard stream is closed, the next file opened would get its number,
+/// and messages would go into the result.
 void openStandardStreams() {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(stream, F_GETFD) < 0 && ::open("/dev/null", O_RDWR) < 0) return;

@@ -11,14 +11,14 @@ namespace Kavelin::RecordingIO {
 
 using OrientationInternal::Quaternion;  ///< w, x, y, z; here of unit norm, sensor to earth
 
-/// What an estimate and a reference cannot agree on, and is taken out before they are compared.
+/// What an estimate and a reference cannot agree on, and what is therefore removed before they are compared.
 enum class Alignment {
     kNone,     ///< both in the same earth frame
     kHeading,  ///< the estimate's heading is relative: the one turn about the vertical that fits best
     kStart,    ///< relative to the pose at the start: the one rotation found at the first pair
 };
 
-/// "turned about the vertical by the angle that fits best": what stands beside a figure; empty for kNone.
+/// "turned about the vertical by the angle that fits best": the note next to a figure; empty for kNone.
 std::string_view alignmentName(Alignment alignment);
 
 /// Root mean squares, in degrees.
@@ -56,7 +56,7 @@ public:
     Alignment alignment() const { return alignment_; }
 
 private:
-    /// With kHeading the pairs must be kept until the turn is known: up to so many, then every second one,
+    /// With kHeading the pairs must be kept until the turn is known: up to this many, then every second one,
     /// and so on.
     static constexpr std::size_t kMostPairs = std::size_t{1} << 20;
 

@@ -10,7 +10,7 @@ using OrientationInternal::Matrix3;
 using OrientationInternal::Quaternion;
 using OrientationInternal::Vector3;
 
-/// How an estimate agrees with the sensors that it was made of.
+/// How well an estimate agrees with the sensors that it was made from.
 struct EstimateEvidence {
     bool isThere = false;  ///< there was an attitude
     double seconds = 0.0;

@@ -11,8 +11,8 @@
 
 namespace Kavelin::RecordingIO {
 
-/// What a recording and the orientation made of it say about how right the orientation is: plain numbers,
-/// to be judged.
+/// What a recording and its orientation tell about the quality of that orientation:
+/// plain numbers, to be judged.
 struct Evidence {
     struct Sensor {
         std::uint64_t samples = 0;

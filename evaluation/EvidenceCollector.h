@@ -8,7 +8,8 @@
 
 namespace Kavelin::RecordingIO {
 
-/// What came in and out at one time. Sensor frame, m/s^2, rad/s, any unit of the field; not finite is not there.
+/// What came in and out at one time. Sensor frame, m/s^2, rad/s, any unit of the field; a value that is not
+/// finite counts as missing.
 struct ResultSample {
     double t = 0.0;  ///< s
     std::optional<Vector3> acceleration{}, rate{}, field{};

@@ -14,14 +14,14 @@ using OrientationInternal::Vector3;
 /// What the field looks like in the earth frame of an estimate: a right attitude and an undisturbed,
 /// calibrated field give the same vector all the time. Shares are of the mean field's norm.
 struct FieldEvidence {
-    /// Distances from the usual value that half, three quarters and nine tenths of the time keep.
+    /// Distances from the usual value that hold for half, three quarters and nine tenths of the time.
     struct Spread {
         double half = 0.0;
         double threeQuarters = 0.0;
         double nineTenths = 0.0;
     };
 
-    double seconds = 0.0;   ///< of motion: a unit that rests shows the same field whatever is wrong
+    double seconds = 0.0;   ///< of motion: a resting unit shows the same field whatever is wrong
     double norm = 0.0;      ///< mean, in the field's unit
     Spread normSpread;      ///< share, about the median
     double dip = 0.0;       ///< rad, of the mean field
@@ -29,7 +29,7 @@ struct FieldEvidence {
     Spread northSpread;     ///< rad, of the field's horizontal direction about the estimate's north
     Spread azimuthSpread;   ///< rad, of the same about its own mean
     double coverage = 0.0;  ///< 0: always the same orientation; towards 1: all
-    Vector3 hardIron = Vector3::Zero();  ///< the field's unit; what the field shows beyond what was taken off
+    Vector3 hardIron = Vector3::Zero();  ///< the field's unit; what remains beyond what was already removed
     double hardIronDeviation = 1.0;      ///< share, standard deviation of its largest component
     double scatter = 0.0;  ///< share: what is left of the field with no hard iron, and with that one
     double scatterLeft = 0.0;
@@ -39,7 +39,7 @@ struct FieldEvidence {
 /// squares of m_earth = R (m - h): both drop out in closed form.
 class FieldWatch {
 public:
-    /// @param q sensor to earth  @param field sensor frame, what the estimator knows of hard iron taken off
+    /// @param q sensor to earth @param field sensor frame, without the hard iron that the estimator knows
     void add(double t, const Quaternion& q, const Vector3& field);
     FieldEvidence evidence() const;
 

@@ -27,12 +27,12 @@ const double kLeastMotion = 3.0;                      // s, to say anything of t
 const double kMotionToTrust = 8.0;                    // s, to call a heading good
 const double kGoodSigmaTilt = 3.0, kBadSigmaTilt = 15.0;
 const double kGoodSigmaHeading = 8.0, kBadSigmaHeading = 40.0;
-const double kUnknown = 170.0;  // a standard deviation that says nothing
+const double kUnknown = 170.0;  // a standard deviation that means unknown
 
 // Sensors against each other; shares of the motion that is explained.
 const double kAxesGain = 0.25, kAxesExplained = 0.4, kAxesConfirmed = 0.2;
 const double kScaleExplained = 0.4, kScaleLimit = 0.06, kScaleAgreement = 0.1;
-const double kScaleLimitAlone = 0.25;  // where the field alone says so, which its own faults may feign
+const double kScaleLimitAlone = 0.25;  // where only the field says so; its own faults can look the same
 const double kIsDegrees = 0.025, kIsRadians = 40.0;  // factors
 const double kOffsetExplained = 0.5, kOffsetSigmas = 4.0;
 const double kBiasLimit = 0.01, kBiasBad = 0.03;            // rad/s
@@ -106,7 +106,7 @@ public:
             addBoth({Grade::kDoubtful, "the recording is too short to be judged", ""});
             return verdicts_;
         }
-        // Effects set the grade; causes, which say more, come before them.
+        // Effects set the grade; causes say more and come first.
         std::optional<Finding> tilt = judgeTilt();
         std::optional<Finding> heading = judgeHeading();
         findBrokenSensors();
@@ -134,7 +134,7 @@ private:
         verdicts_.tilt.add(finding);
         verdicts_.heading.add(finding);
     }
-    /// A cause: as grave as its effect that is seen, doubtful at most where none is.
+    /// A cause: as grave as its visible effect, doubtful at most where there is none.
     void addCause(bool tilt, bool heading, const std::string& reason, const std::string& advice) {
         if (tilt) verdicts_.tilt.add({std::max(tiltEffect_, Grade::kDoubtful), reason, advice});
         if (heading) verdicts_.heading.add({std::max(headingEffect_, Grade::kDoubtful), reason, advice});
@@ -174,7 +174,7 @@ private:
 
 std::optional<Finding> Judgement::judgeTilt() {
     const double off = seen_.estimate.tiltResidual * kRadiansToDegrees;
-    // What shakes has a mean acceleration of its own.
+    // A shaken unit has a mean acceleration of its own.
     const Sensor& force = seen_.acceleration;
     const double shaking = force.norm > 0.0 ? force.normDeviation / force.norm : 0.0;
     const double bad = kBadTilt + kTiltPerShaking * shaking;
@@ -183,7 +183,7 @@ std::optional<Finding> Judgement::judgeTilt() {
     return Finding{tiltEffect_, "the mean acceleration is " + whole(off) + " degrees off the vertical", ""};
 }
 
-/// Without a sensor to compare with, what the others pull at the estimate tells.
+/// Without a sensor to compare with, the corrections by the other sensors tell.
 void Judgement::judgeTiltOtherwise() {
     const bool isPulled = seen_.estimate.tiltCorrection * kRadiansToDegrees > kBadTiltCorrection;
     tiltEffect_ = isPulled ? Grade::kBad : Grade::kDoubtful;
@@ -256,7 +256,7 @@ void Judgement::findAxes() {
     }
 }
 
-/// The factor by which the rates are right, as all sensors agree on it; 1 where they do not.
+/// The factor that corrects the rates, if all sensors agree on it; else 1.
 double Judgement::scale() const {
     const MotionFitResult& gravity = seen_.gravityFit;
     const MotionFitResult& field = seen_.fieldFit;
@@ -377,7 +377,8 @@ void Judgement::findUnits() {
     }
 }
 
-/// What takes every acceleration for gravity is wrong while the unit accelerates, by as much again as the norm shows.
+/// An estimator that takes every acceleration for gravity errs while the unit accelerates,
+/// by as much as the norm shows.
 void Judgement::findShaking() {
     if (kind_.usesGyroscope || seen_.acceleration.norm <= 0.0) return;
     const double share = seen_.acceleration.normDeviation / seen_.acceleration.norm;

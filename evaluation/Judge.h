@@ -11,7 +11,7 @@ struct Judged {
     Verdicts verdicts;
 };
 
-/// What an estimator claims, and lives on.
+/// What an estimator claims, and which sensors it uses.
 struct EstimatorKind {
     bool usesGyroscope = true;
     bool usesField = true;

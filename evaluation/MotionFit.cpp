@@ -129,7 +129,7 @@ void MotionFit::accumulate() {
     band_.sinceLast = 0.0;
 }
 
-/// Sum of squares that is left with the rates' matrix `m`, and the best bias and offset.
+/// Residual sum of squares for the rates' matrix `m`, and the best bias and offset.
 double MotionFit::cost(const Matrix3& m) const {
     Eigen::Matrix<double, 9, 1> x;
     for (int k = 0; k < 3; ++k) x.segment<3>(3 * k) = m.col(k);

@@ -21,7 +21,8 @@ struct MotionFitResult {
     double bestExplained = 0.0;
     Matrix3 axes = Matrix3::Identity();  ///< signed permutation: true rate = scale * axes * measured rate
     double scale = 1.0;
-    /// rad/s; the rates' bias that the vector shows, where rates are as they should be, and its standard deviation.
+    /// rad/s; the rates' bias that the vector shows, provided the rates are right otherwise,
+    /// and its standard deviation.
     Vector3 bias = Vector3::Zero();
     Vector3 biasDeviation = Vector3::Constant(1.0);
     double norm = 0.0;  ///< the vector's usual one

@@ -8,7 +8,7 @@ namespace Kavelin::RecordingIO {
 namespace {
 
 const std::uint64_t kRun = 3;  // equal samples; fewer happen to any sensor
-const double kTurned = 6.0;    // rad, turning that no axis sleeps through
+const double kTurned = 6.0;    // rad, a turn so large that every working axis changes
 const std::uint64_t kFewestChanges = 10;
 
 }  // namespace
@@ -73,11 +73,11 @@ SensorWatch::Axis SensorWatch::axis(int index) const {
     const double time = lastTime_ - firstTime_;
     const double stuck = lane.stuck + (lastTurned_ - lane.turned > kTurned ? lastTime_ - lane.since : 0.0);
     if (time > 0.0) axis.stuckShare = stuck / time;
-    // A sensor that is read more often than it measures repeats everything, not its extremes only.
+    // A sensor that is read more often than it measures repeats all values, not only extremes.
     const double usualRun = static_cast<double>(samples_) / static_cast<double>(lane.changes + 1);
     if (lane.changes < kFewestChanges || usualRun > 0.5 * static_cast<double>(kRun)) return axis;
     const double count = static_cast<double>(samples_);
-    // A run of zeros is a sensor that has died.
+    // A run of zeros means that the sensor has failed.
     const auto clipped = [](const auto& extreme) { return extreme.value != 0.0 ? extreme.inRuns : 0; };
     axis.clippedShare = static_cast<double>(clipped(lane.greatest) + clipped(lane.least)) / count;
     axis.limit = std::max(lane.greatest.inRuns > 0 ? std::abs(lane.greatest.value) : 0.0,

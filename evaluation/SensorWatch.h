@@ -9,8 +9,8 @@ namespace Kavelin::RecordingIO {
 
 using OrientationInternal::Vector3;
 
-/// Watches one sensor's three values for what no moving sensor shows: an axis that never changes, values that
-/// stay at the greatest or least of all. Constant memory.  Never throws.
+/// Watches one sensor's three values for what a moving sensor never shows: an axis that does not change,
+/// values that stay at the maximum or minimum. Constant memory. Never throws.
 class SensorWatch {
 public:
     struct Axis {

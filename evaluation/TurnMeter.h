@@ -10,7 +10,7 @@ namespace Kavelin::RecordingIO {
 
 using OrientationInternal::Vector3;
 
-/// How far a unit has turned, forth and back added up, as one sensor shows it: coarse, but blind to noise.
+/// How far a unit has turned, back and forth added up, as one sensor shows it: coarse, but immune to noise.
 class TurnMeter {
 public:
     /// A direction that stands still in the earth: gravity or the field. Counts each change by 0.3 rad.

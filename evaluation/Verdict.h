@@ -12,7 +12,7 @@ enum class Grade { kGood, kDoubtful, kBad };
 /// "good", "doubtful", "bad".
 std::string_view gradeName(Grade grade);
 
-/// One thing that speaks against a result.
+/// One reason to doubt a result.
 struct Finding {
     Grade grade = Grade::kDoubtful;
     std::string reason;  ///< what was seen, with its figure

@@ -15,7 +15,7 @@ namespace {
 using namespace Kavelin::RecordingIO;
 
 /// What must hold of any bytes: rows have finite times that do not decrease,
-/// values that are there are numbers.
+/// and values that are present are numbers.
 void requireSound(const RecordingReader& reader, double& latest) {
     if (!std::isfinite(reader.row().time()) || reader.row().time() < latest) std::abort();
     latest = reader.row().time();
@@ -61,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         options.units = parseUnits(units);
         readAll(text, options, 256);
     } catch (const Poco::DataFormatException&) {
-        // A header, mapping or unit without use: refused, and nothing else may happen.
+        // A useless header, mapping or unit must be refused, and nothing else may happen.
     }
     return 0;
 }

@@ -89,8 +89,8 @@ void AGMComputer::reset(bool fromFile) {
     rootQ_.setZero();
     rootR_.setZero();
     isOnlyDiagonal_[0] = isOnlyDiagonal_[1] = rootQIsOnlyDiagonal_ = true;
-    // Deliberate: references already handed on outlive a restart, whatever they hold. A version that loses
-    // those of a start without duration goes on with the old ones.
+    // Deliberate: references already handed to the solver outlive a restart, whatever they hold. After a
+    // start without duration, a version that does not hand on new ones goes on with these.
     estimate_ = AGMEstimate();
     processNoiseScale_ = 1.0;
     referencesDone_ = solverStarted_ = false;
@@ -125,7 +125,8 @@ void AGMComputer::beginTriple(double t) {
     clock_.start = t;
 }
 
-// Deliberate: sum and reference are one: a period made longer while the filter runs adds to the finished references.
+// Deliberate: sum and reference share one variable, so a period made longer while the filter runs adds
+// to the finished references.
 bool AGMComputer::collect(const AGMSample& sample) {
     aRef_ += sample.acc;
     mRef_ += sample.mag;
@@ -188,7 +189,7 @@ void AGMComputer::gateMagnetometer(const AGMSample& sample, const Matrix3& R_sen
     }
 }
 
-// Is the field as far from gravity as expected? A comparison with a not-a-number says no.
+// Is the angle between field and gravity as expected? A comparison with NaN says no.
 bool AGMComputer::isFieldConsistent(const Vector3& acc, const Vector3& mag,
                                     const Vector3& magPredicted) const {
     const Vector3 expected = acc.cross(magPredicted);

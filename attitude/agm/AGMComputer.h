@@ -17,9 +17,10 @@ struct AGMVariant {
     bool keepsFirstReference;  // hands on the references also when the very first triple fixes them
 };
 
-/// Deliberate: this version hands over the reference as it is. The model negates it, the gating does not: what
-/// the solver corrects to is the opposite of what the gating expects, and the tilt runs away. Without an
-/// initialisation period the solver keeps the references of the run before, zero at first, which correct nothing.
+/// Deliberate: this version hands over the reference as it is. The model negates it, the gating does not: the
+/// solver corrects towards the opposite of what the gating expects, and the tilt runs away. Without an
+/// initialisation period the solver keeps the references of the previous run. Before the first run these are
+/// zero and correct nothing.
 inline constexpr AGMVariant kAGMVariant5{1.0, false};
 
 /// Prediction and gating agree, and no reference is lost.
@@ -30,8 +31,8 @@ inline constexpr AGMVariant kAGMVariant6{-1.0, true};
 /// angle to gravity, agree with the references as the last attitude turns them?), weighted, and given to one
 /// step of the Kalman solver.
 ///
-/// A later version derives from this class, and overrides the stages that differ. Knows no pin and no host;
-/// allocates nothing after `load`. One thread at a time; never throws on a sample, whatever it holds.
+/// A later version derives from this class, and overrides the stages that differ. Knows neither pins nor
+/// host; allocates nothing after `load`. One thread at a time; never throws on a sample, whatever it holds.
 class AGMComputer : public AGMEstimator {
 public:
     AGMComputer(std::unique_ptr<ProblemAGM> problem, AGMVariant variant);
@@ -69,7 +70,7 @@ protected:
     /// Runs one step of the solver with `z_` and the noise roots as they stand, and gives the state unit norm.
     void correct(const AGMSample& sample);
 
-    /// Fills what of the estimate follows from the state.
+    /// Fills those parts of the estimate that follow from the state.
     void fillEstimate(const Vector3& accProper_sensor);
 
     ProblemAGM& problem() { return *problem_; }
@@ -127,7 +128,7 @@ private:
     std::unique_ptr<ProblemAGM> problem_;
     KalmanSolver solver_;
     AGMVariant variant_;
-    KalmanStep step_;  // what never changes of it: sizes, and where everything is
+    KalmanStep step_;  // the constant part: sizes and pointers
     std::array<double*, 4> rowsOfS_, rowsOfRootQ_;
     std::array<double*, 6> rowsOfRootR_;
     const double* rowsOfInput_[2];

@@ -10,8 +10,8 @@ namespace Kavelin::OrientationInternal {
 namespace {
 
 constexpr double kLongestStep = 1.0;        // s
-constexpr double kBiasTimeConstant = 12.2;  // s, of the bias at later rests
-constexpr double kLargestRatio = 1e3;       // a sample longer than so many references is none
+constexpr double kBiasTimeConstant = 12.2;  // s, of the bias learnt at later rests
+constexpr double kLargestRatio = 1e3;       // a sample longer than this many references is unusable
 constexpr RestDetector::Settings kRest{.rateLimit = 0.03};
 
 bool isRelative(const Vector3& sample) { return sample.squaredNorm() < kLargestRatio * kLargestRatio; }
@@ -83,7 +83,7 @@ void AGMComputer_v7::track(const AGMSample& sample) {
     processNoiseScale_ = 1.0 + qCoeff_ * relative.rate.squaredNorm();
     const Quaternion before = Xhat_;
     AGMComputer::track(relative);
-    if (!Xhat_.allFinite()) {  // settings that overflow: the attitude stands
+    if (!Xhat_.allFinite()) {  // settings that overflow: the attitude stays as it was
         Xhat_ = before;
         S_ = problem().initialCovariance();
         fillEstimate(Vector3::Zero());
@@ -93,7 +93,8 @@ void AGMComputer_v7::track(const AGMSample& sample) {
     estimate_.magPerturbation_sensor *= magScale_;
 }
 
-// The sample relative to the references, without bias. One that is none is what the attitude predicts, and perturbed.
+// The sample relative to the references, without bias. An unusable one is replaced by the prediction and
+// flagged as perturbed.
 AGMSample AGMComputer_v7::relativeSample(const AGMSample& sample) {
     AGMSample relative{.t = sample.t, .acc = sample.acc / accScale_, .mag = sample.mag / magScale_};
     if (isUsableRate(sample.rate)) relative.rate = sample.rate - bias_;

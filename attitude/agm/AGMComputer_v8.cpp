@@ -16,15 +16,15 @@ using Eigen::Vector3d;
 
 constexpr double kLongestStep = 1.0;  // s
 constexpr double kLongestSensorStep =
-    0.1;  // s; a sensor that comes seldom weighs no more than at this distance
+    0.1;  // s; a sensor with sparse samples weighs no more than at this interval
 constexpr double kShortestNoiseStep = 1e-6;  // s; keeps the noise density of a tiny step within a double
 constexpr double kNoiseRate = 100.0;         // Hz at which the settings' deviations hold per sample
 constexpr double kRestDeviation = 0.02;      // of a quaternion's element after a start at rest
 constexpr double kMotionDeviation = 0.2;     // after a start in motion
 constexpr double kGravity = 9.81;            // m/s^2, the reference where no rest showed it
 constexpr double kRestRateLimit = 0.03;      // rad/s
-constexpr double kEvidenceBeforeLock = 0.2;  // s of rest that all rests before a lock weigh
-constexpr double kLargestRatio = 1e3;        // a sample longer than so many references is none
+constexpr double kEvidenceBeforeLock = 0.2;  // s of rest; the weight of all rests before a lock
+constexpr double kLargestRatio = 1e3;        // a sample longer than this many references is unusable
 
 constexpr RestDetector::Settings kRest{.rateLimit = kRestRateLimit};
 
@@ -55,7 +55,7 @@ bool AGMComputer_v8::setNextAttitude(const Quaternion& attitude) {
     return true;
 }
 
-// What the bias was before counts for little once a caller vouches for rest.
+// Once a caller vouches for rest, the bias from before counts for little.
 void AGMComputer_v8::setLocked(bool locked) {
     if (locked && !locked_) state_.biasEvidence = std::min(state_.biasEvidence, kEvidenceBeforeLock);
     locked_ = locked;
@@ -93,7 +93,7 @@ void AGMComputer_v8::begin(double t, const Measurement& sample) {
     collect(0.0, sample);
 }
 
-// Adds to the means, and carries the frame of the first samples on for the case that the unit moves.
+// Adds to the means. Carries the frame of the first samples forward, in case the unit moves.
 void AGMComputer_v8::collect(double dt, const Measurement& sample) {
     state_.averages.add(sample.acc, sample.field, sample.rate);
     const bool framed = state_.hasAttitude;
@@ -113,7 +113,7 @@ void AGMComputer_v8::collect(double dt, const Measurement& sample) {
 
 void AGMComputer_v8::showRunningFrame() {
     const Vector3d gravity = state_.averages.acceleration();
-    if (!isUsableAcceleration(gravity)) return;  // samples that cancel: the last frame stands
+    if (!isUsableAcceleration(gravity)) return;  // samples that cancel out: the last frame stays
     state_.attitude = attitudeFromGravityAndField(gravity, state_.averages.field());
 }
 
@@ -172,7 +172,8 @@ void AGMComputer_v8::track(double dt, const Measurement& sample) {
     updateResiduals(used);
 }
 
-// Noise deviation of one sensor for this step; keeps count of how long its strength was that of its reference.
+// Noise deviation of one sensor for this step;
+// also tracks for how long its strength has matched its reference.
 double AGMComputer_v8::noiseOf(Sensor& sensor, double strength, double dt, double alpha, double least,
                                double moving, double growth, double hold) {
     const double step =
@@ -235,7 +236,8 @@ void AGMComputer_v8::correct(double dt, const Vector3d& turning, const Measureme
     takeCorrected(Quaterniond(x[0], x[1], x[2], x[3]));
 }
 
-// A correction that overflowed is not taken: the attitude stands, with a covariance that says how little that is.
+// A correction that overflowed is discarded: the attitude stays, and the covariance is set to say how
+// uncertain it is.
 void AGMComputer_v8::takeCorrected(const Quaterniond& q) {
     const double norm = q.norm();
     if (norm > 0.1 && norm < 10.0) {
@@ -278,8 +280,8 @@ void AGMComputer_v8::watchRest(double dt, const Measurement& sample) {
     }
 }
 
-// At a rest that was found, slowly; while locked, as the mean over all the rest there was, for the caller
-// vouches for it.
+// Learns slowly at a detected rest. While locked, takes the mean over all of the rest,
+// as the caller vouches for it.
 void AGMComputer_v8::learnBias(double dt, const Measurement& sample) {
     if (!sample.rateUsable || !(locked_ || state_.atRest)) return;
     state_.biasEvidence = std::min(state_.biasEvidence + dt, problem_.tau_B());

@@ -15,14 +15,14 @@ namespace Kavelin::OrientationInternal {
 /// Attitude of a sensor unit by an extended Kalman filter that knows the gyroscope's bias.
 ///
 /// A start of some seconds gives the references, and the bias if the unit rests; then the gyroscope turns the
-/// quaternion and acceleration and field correct it, each with a noise that grows while its strength is not
-/// that of its reference. Later rests refresh the bias. Locked by a caller who vouches that the unit does not
+/// quaternion and acceleration and field correct it, each with a noise that grows while its strength differs
+/// from its reference. Later rests refresh the bias. Locked by a caller who vouches that the unit does not
 /// move, the attitude stands still and the bias is learnt.
 ///
 /// Frames: sensor; earth East, North (magnetic), Up, or the frame of an attitude that was handed in.
 /// Quaternions w, x, y, z. m/s^2, rad/s, s; the field in any unit. Long fast motion tilts the estimate, for
-/// every acceleration is taken for gravity with white noise. Never throws but in loadSettings, allocates
-/// there only; outputs are finite and of unit norm. [layout thread]
+/// every acceleration is taken for gravity with white noise. Throws and allocates only in loadSettings;
+/// outputs are finite and of unit norm. [layout thread]
 class AGMComputer_v8 : public AGMEstimator {
 public:
     AGMComputer_v8();
@@ -60,7 +60,7 @@ private:
     struct Sensor {
         Eigen::Vector3d reference = Eigen::Vector3d::Zero();  // earth frame, unit length
         double scale = 1.0;                                   // length of the reference as measured
-        double still = 0.0;  // s in which the length stayed that of the reference
+        double still = 0.0;  // s for which the length has matched the reference
         double since = 0.0;  // s since the last usable sample
     };
 

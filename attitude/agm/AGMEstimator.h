@@ -10,7 +10,7 @@ namespace Kavelin::OrientationInternal {
 struct AGMSample {
     double t = 0.0;                  // s
     Vector3 acc = Vector3::Zero();   // m/s^2
-    Vector3 mag = Vector3::Zero();   // any constant unit, the settings' one
+    Vector3 mag = Vector3::Zero();   // the unit of the settings, any constant one
     Vector3 rate = Vector3::Zero();  // rad/s
 };
 
@@ -24,7 +24,7 @@ struct AGMEstimate {
     bool magFlag = false;                              // magnetic perturbation detected
 };
 
-/// An estimator as the AGM filters drive it. Knows no pin and no host. One thread at a time.
+/// An estimator as the AGM filters drive it. Knows neither pins nor host. One thread at a time.
 class AGMEstimator {
 public:
     virtual ~AGMEstimator() = default;
@@ -36,7 +36,7 @@ public:
     /// Says whether settings were loaded.
     virtual bool isReady() const = 0;
 
-    /// What of the settings loaded cannot be used, entry by entry, and what would be right; empty when the
+    /// Lists the loaded settings that cannot be used, entry by entry, and what would be right; empty when the
     /// estimator can run.
     virtual std::string settingsFault() const = 0;
 

@@ -60,7 +60,7 @@ std::string sizeText(Eigen::Index rows, Eigen::Index cols) {
     return std::to_string(rows) + "x" + std::to_string(cols);
 }
 
-// Adds what is wrong with the size of one matrix of section "MIG", if anything is.
+// Adds a message if one matrix of section "MIG" has the wrong size.
 void requireSize(std::string& fault, const char* entry, const Matrix& matrix, Eigen::Index rows,
                  Eigen::Index cols) {
     if (matrix.rows() == rows && matrix.cols() == cols) return;

@@ -50,7 +50,7 @@ public:
 
     /// Reads section "MIG" (**XhatKK, **Pf, **Qd, **Rddyn, **Rdstat) and section "Resolution" (alpha_A, alpha_M,
     /// alpha_C, T_setref, T_A, T_M, QCoeff). What is missing is printed, a matrix then is 0x0 and a number 0.
-    /// @throws std::bad_alloc for a matrix that no memory could hold; what was read before then stays.
+    /// @throws std::bad_alloc for a matrix that no memory could hold; what was read until then stays.
     bool readSettings(const std::string& fileName, bool flag) override;
 
     Matrix Rddyn() const { return settings_.Rddyn; }
@@ -64,8 +64,8 @@ public:
     double T_setref() const { return settings_.T_setref; }
     double QCoeff() const { return settings_.QCoeff; }
 
-    /// Names each matrix that has not the size the estimators need, with both sizes; empty when all have. The
-    /// quaternion at the start may be a row as well.
+    /// Names each matrix that does not have the size the estimators need, with both sizes; empty when all are
+    /// right. The start quaternion may also be a row.
     std::string fault() const;
 
 protected:

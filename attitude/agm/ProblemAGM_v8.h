@@ -17,7 +17,7 @@ struct AGMSettings_v8 {
     double T_ref = 0.0;  // s, duration of the start
 };
 
-/// Model of the AGM estimator v8: that of `ProblemAGM` with the Jacobians that an honest covariance needs.
+/// Model of the AGM estimator v8: `ProblemAGM` with the exact Jacobians that a consistent covariance needs.
 ///
 ///     x := Phi x / |Phi x| , Jacobian Phi           (I + dt/2 Omega grows the covariance in fast motion)
 ///     h  = (A(q) aRef, A(q) mRef)                   (no change of sign)

@@ -102,7 +102,7 @@ void TriadGyroComputer::captureReference(Matrix3& rotation) {
     relative_.setReference(frame, true);
     collected_.referenceRequested = false;
     rotation = relative_.compute(frame);
-    // Seen only when `rotation` shows no quaternion of its own.
+    // Used only when `rotation` does not yield a quaternion.
     (void)AbsoluteAttitudeComputer::rotationToQuaternion(absolute_ ? frame : rotation, q_);
 }
 

@@ -16,7 +16,7 @@ struct TriadSample {
     Vector3 rate;
 };
 
-/// What one tracking step says.
+/// The result of one tracking step.
 struct TriadEstimate {
     Quaternion q;
     Matrix3 rotation;
@@ -54,7 +54,7 @@ public:
     std::optional<TriadEstimate> advance(const TriadSample& sample);
 
 private:
-    /// What a reset puts back to its start.
+    /// The state that a reset restores.
     struct Collected {
         std::int32_t counter = 0;
         bool initialised = false;

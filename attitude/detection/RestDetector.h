@@ -40,7 +40,7 @@ public:
         return still_ > settings.duration;
     }
 
-    /// A sample could not be used: whatever stillness was seen does not count.
+    /// A sample could not be used: the stillness seen so far does not count.
     void interrupt() { still_ = 0.0; }
 
     /// s, for how long the unit has been still without a break.

@@ -4,8 +4,8 @@
 
 namespace Kavelin::OrientationInternal {
 
-// What counts as a measurement. One comparison of a squared norm refuses not-a-numbers, infinities and values
-// no sensor can have, so that no estimator behind it can overflow. Thread: any; none of these throws.
+// What counts as a measurement. One comparison of a squared norm refuses NaNs, infinities and values that a
+// sensor cannot have, so that the estimators behind it cannot overflow. Thread: any; none of these throws.
 
 /// m/s^2; a thousand times gravity. Below the lower bound, less than the noise of any sensor, an acceleration
 /// has no direction.
@@ -13,7 +13,7 @@ inline constexpr double kLargestAcceleration = 1e4;
 inline constexpr double kSmallestAcceleration = 1e-6;
 /// rad/s; a hundred and sixty turns a second.
 inline constexpr double kLargestRate = 1e3;
-/// Any unit of the field: so wide that only the squares' range of a double is guarded.
+/// Any unit of the field: the bounds only keep the square within the range of a double.
 inline constexpr double kLargestField = 1e100;
 inline constexpr double kSmallestField = 1e-100;
 

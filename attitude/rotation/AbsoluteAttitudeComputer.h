@@ -7,13 +7,13 @@ namespace Kavelin::OrientationInternal {
 /// Squared norm from which on a vector is normalised. A shorter one is used as it is: neither scaled nor rejected.
 inline constexpr double kMinimumSquaredNorm = 1e-10;
 
-/// Rotation and vector operations that the attitude filters share. Holds no state and knows no pin; every
-/// operation allocates nothing, never throws and may be called from any thread.
+/// Rotation and vector operations that the attitude filters share. Stateless, knows no pins; never allocates,
+/// never throws. [any thread]
 class AbsoluteAttitudeComputer {
 public:
     virtual ~AbsoluteAttitudeComputer() = default;
 
-    /// Computes 1 / sqrt(x): infinite for 0, not a number for a negative x.
+    /// Computes 1 / sqrt(x): infinite for 0, NaN for a negative x.
     static double invSqrt(double x);
 
     /// Divides `v` by its norm when its squared norm is at least kMinimumSquaredNorm, else returns it unchanged.

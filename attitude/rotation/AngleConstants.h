@@ -4,8 +4,8 @@
 
 namespace Kavelin::OrientationInternal {
 
-// The project's one set of angle constants, all derived from one pi. Angles are radians everywhere but at the
-// doors that say degrees. Pi has the bits of 4 * atan(1.0), and is known before anything runs.
+// The project's one set of angle constants, all derived from one pi. Angles are in radians, except at
+// interfaces that say degrees. Pi has the bits of 4 * atan(1.0) and is initialised at compile time.
 inline constexpr double kPi = std::numbers::pi;
 inline constexpr double kTwoPi = kPi + kPi;
 inline constexpr double kHalfPi = kPi * 0.5;

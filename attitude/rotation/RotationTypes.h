@@ -3,10 +3,11 @@
 #include <Eigen/Core>
 #include <Eigen/Geometry>
 
-/// The rotation room. What is here once: the exponential and the logarithm of rotations (ExponentialMap.h), products
-/// and matrices of quaternions (QuaternionAlgebra.h), interpolation (Slerp.h), frames from two directions
-/// (EarthFrame.h, and for the filters of the first versions AbsoluteAttitudeComputer.h), wrapping (Angles.h). A form
-/// that must keep bits of its own stands beside its only user and says so.
+/// The rotation room has one implementation each of: the exponential and the logarithm of rotations
+/// (ExponentialMap.h), products and matrices of quaternions (QuaternionAlgebra.h), interpolation (Slerp.h),
+/// frames from two directions (EarthFrame.h, and for the filters of the first versions
+/// AbsoluteAttitudeComputer.h), wrapping (Angles.h). A variant that must keep different bits stands next to
+/// its only user and says so.
 ///
 /// Conventions of every rotation in the project:
 /// - a 3x3 matrix is row-major, element (r, c) at index 3r + c of its storage;

@@ -5,8 +5,8 @@
 
 namespace Kavelin::OrientationInternal::SO3 {
 
-/// The newest two accelerations, to tell that of an instant between them: for sensors whose rates or time
-/// stamps differ. Never throws. [layout thread]
+/// Keeps the newest two accelerations and interpolates between them, for sensors whose rates or time stamps
+/// differ. Never throws. [layout thread]
 class AccelerationTrack {
 public:
     void add(double t, const Eigen::Vector3d& acc) {
@@ -18,10 +18,11 @@ public:
     /// Whether an acceleration has come that is not earlier than `t` (s).
     bool reaches(double t) const { return after_.t >= t - kSameInstant; }
 
-    /// The acceleration at `t`, which the track reaches: that of the same instant, or what lies on the line
-    /// between its neighbours. Not a number where these are too far apart, or there is none before.
+    /// The acceleration at `t`, which the track must reach: the sample of that instant, or the linear
+    /// interpolation between its neighbours. NaN where these are too far apart,
+    /// or where there is no earlier one.
     Eigen::Vector3d at(double t) const {
-        constexpr double kLongestBridge = 0.15;  // s; a hand's acceleration is another after it
+        constexpr double kLongestBridge = 0.15;  // s; a hand's acceleration can change completely in it
         const double sinceBefore = t - before_.t;
         const double between = after_.t - before_.t;
         if (t >= after_.t - kSameInstant && t <= after_.t + kSameInstant) return after_.acc;
@@ -32,7 +33,7 @@ public:
     }
 
 private:
-    static constexpr double kSameInstant = 1e-6;  // s, less than any sensor's clock tells
+    static constexpr double kSameInstant = 1e-6;  // s, below the resolution of any sensor's clock
 
     struct Timed {
         double t = std::numeric_limits<double>::quiet_NaN();

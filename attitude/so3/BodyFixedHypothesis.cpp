@@ -7,12 +7,12 @@ namespace Kavelin::OrientationInternal::SO3 {
 
 namespace {
 
-constexpr double kPatience = 0.25;        // s of misfit until it is no accident, and of fit until it is over
+constexpr double kPatience = 0.25;        // s of misfit before it counts, and of fit before it is over
 constexpr double kAveraging = 7.61;       // s of motion
 constexpr double kLeastEvidence = 1.62;   // s of motion, before the sensor is blamed
 constexpr double kBodyAdvantage = 0.414;  // the sensor's residual must be below this share of the earth's
 constexpr double kEarthTolerance = 1.38;  // the earth's may be up to this much of the sensor's
-constexpr double kFieldNoise = 0.0187;    // relative, keeps the ratio of two small residuals sober
+constexpr double kFieldNoise = 0.0187;    // relative, keeps the ratio of two small residuals bounded
 
 }  // namespace
 

@@ -7,8 +7,8 @@
 
 namespace Kavelin::OrientationInternal::SO3 {
 
-/// S10: when the field is no longer what it was, tells whether the difference turns with the sensor (a magnet
-/// on it) or stays in the earth (another place). Fields relative to the strength of the first. Never throws.
+/// S10: when the field has changed, tells whether the difference turns with the sensor (a magnet on it) or
+/// stays in the earth (another place). Fields relative to the strength of the first. Never throws.
 class BodyFixedHypothesis {
 public:
     /// Takes one window. @param duration s. @param fits whether the field fits the record in force.
@@ -17,7 +17,7 @@ public:
     /// then begins again.
     std::optional<Eigen::Vector3d> add(const FieldSeen& seen, double duration, bool fits,
                                        const Eigen::Vector3d& expected);
-    /// Whether nothing speaks against a difference that stays in the earth: another place.
+    /// Whether the difference may be fixed in the earth: another place.
     bool allowsChangeOfPlace() const;
     /// Begins again at the next window: what was in force has changed.
     void restart() { evidence_ = 0.0; }

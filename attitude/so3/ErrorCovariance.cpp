@@ -59,11 +59,11 @@ struct Transition {
     Eigen::Matrix<double, 3, kScaleTerms> g;
 };
 
-// Where the nine stand in the error vector.
+// Positions of the nine in the error vector.
 constexpr int kMovingIndex[kMoving] = {kTurn,         kTurn + 1, kTurn + 2,     kVelocity,    kVelocity + 1,
                                        kVelocity + 2, kPosition, kPosition + 1, kPosition + 2};
 
-// What the field may correct directly; the rest follows by way of the covariance.
+// What the field may correct directly; the rest follows through the covariance.
 constexpr int kByField[] = {kTurnUp, kBias, kBias + 1, kBias + 2, kDisturbance};
 
 }  // namespace

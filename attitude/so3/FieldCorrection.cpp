@@ -24,7 +24,7 @@ void resetDisturbance(NominalState& nominal, ErrorCovariance& covariance) {
     nominal.disturbance = 0.0;
 }
 
-// Another field is north from now on: the heading's error may be as large as the turn between the two.
+// From now on another field gives north: the heading's error may be as large as the turn between the two.
 void loosenHeading(double azimuth, NominalState& nominal, ErrorCovariance& covariance) {
     covariance.isolate(kTurnUp, covariance.variance(kTurnUp) + azimuth * azimuth);
     resetDisturbance(nominal, covariance);

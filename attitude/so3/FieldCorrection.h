@@ -18,9 +18,9 @@ public:
     void run(const FieldWindow& window, double fieldNoise, NominalState& nominal,
              ErrorCovariance& covariance);
 
-    /// The earth frame was turned about Up (rad), and all that is known in it.
+    /// To be called when the earth frame was turned about Up (rad): turns everything known in it.
     void turnEarth(double angle) { turnedBy_ += known_ ? angle : 0.0; }
-    /// After a gap so long that the level was found again.
+    /// To be called after a gap so long that the level was found again.
     void restart(NominalState& nominal, ErrorCovariance& covariance);
 
     bool known() const { return known_; }

@@ -7,7 +7,7 @@
 
 namespace Kavelin::OrientationInternal::SO3 {
 
-/// A field that was seen, and what speaks for it. Earth frame, relative to the strength of the first field.
+/// A field that was seen, and the evidence for it. Earth frame, relative to the strength of the first field.
 struct FieldRecord {
     Eigen::Vector3d field = Eigen::Vector3d::Zero();
     double evidence = 0.0;                                   ///< s of motion; 0: not in use
@@ -30,10 +30,10 @@ struct FieldSeen {
     double tolerance = 0.0;                           ///< rad, by which the heading may be off
 };
 
-/// S9, S11, S12: up to four fields, one of which is in force: the one whose direction is north.
+/// S9, S11, S12: up to four fields, one of which is in force: its direction gives north.
 class FieldRecords {
 public:
-    /// S7: the first field of all, whose north is north.
+    /// S7: the very first field; it defines north.
     void begin(const Eigen::Vector3d& field);
     /// S9: squared distance of a field to the record in force, in radii of it: below 1 it fits.
     double distance(const FieldSeen& seen) const { return distanceTo(active(), seen); }

@@ -7,8 +7,8 @@
 
 namespace Kavelin::OrientationInternal::SO3 {
 
-/// S13: fits the earth's field and the hard iron to all that was seen, together: a linear least-squares
-/// problem whose sums are kept. Fields relative to the strength of the first. Never throws.
+/// S13: fits the earth's field and the hard iron jointly to everything seen so far: a linear least-squares
+/// problem of which only the sums are kept. Fields relative to the strength of the first. Never throws.
 class JointFit {
 public:
     struct Result {

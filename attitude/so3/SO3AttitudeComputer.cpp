@@ -37,16 +37,16 @@ constexpr double kSteepestField = 1e-3;       // horizontal part of a field that
 constexpr double kFieldRange = 1e12;          // any unit; guards the range of a double
 constexpr double kLongestStartStep = 0.1;     // s
 
-constexpr double kGapTurn = 3.0;             // rad/s^2, by which the rate in a gap may have been another
+constexpr double kGapTurn = 3.0;             // rad/s^2, by which the rate may have changed within a gap
 constexpr double kGapRateShare = 0.3;        // of the rates' difference
 constexpr double kLargestGapTurn = 1.5;      // rad
 constexpr double kGapAcceleration = 4.0;     // m/s^2
 constexpr double kLargestGapVelocity = 5.0;  // m/s
 
-constexpr double kTurnPerRate = 0.0001;            // sqrt(s), noise from what is left of a scale error
+constexpr double kTurnPerRate = 0.0001;            // sqrt(s), noise from a residual scale error
 constexpr double kForcePerAcceleration = 0.00141;  // sqrt(s), the same of the accelerometer
 constexpr double kAccBiasDrift = 1e-4;             // m/s^2/sqrt(s)
-constexpr double kPositionBound = 0.142;           // m sqrt(s), how near to its place a hand stays
+constexpr double kPositionBound = 0.142;           // m sqrt(s), how closely a hand stays to its place
 constexpr double kLeak = 5.24;                     // s, in which position and velocity are forgotten
 constexpr double kMisfitTime = 2.76;               // s
 constexpr double kMisfitLimit = 0.263;             // above it the accelerometer's model does not hold
@@ -132,7 +132,7 @@ bool SO3AttitudeComputer::start(const Sample& sample) {
     return true;
 }
 
-// S2: what a gap leaves open grows with its length. Returns the rate that stands for it.
+// S2: the uncertainty after a gap grows with its length. Returns the rate to assume for it.
 Vector3d SO3AttitudeComputer::bridgeGap(const Sample& sample, bool isLong) {
     if (state_.step.duration > 0.0) closeStep();
     const Vector3d& rate = sample.rate;
@@ -164,8 +164,8 @@ void SO3AttitudeComputer::findLevel(const Sample& sample) {
     if (state_.start.isDone()) beginRun();
 }
 
-// S4, last: the level is found. After a long gap where the unit is and how fast it moves is open again, and
-// the heading as far as a hand can have turned it.
+// S4, last: the level is found. After a long gap, position and velocity are unknown again, and the heading is
+// uncertain by as much as a hand can have turned it.
 void SO3AttitudeComputer::beginRun() {
     state_.phase = Phase::Running;
     if (state_.hasRun) {
@@ -184,8 +184,8 @@ void SO3AttitudeComputer::beginRun() {
     if (nextAttitude_) takeGivenAttitude();
 }
 
-// The attitude handed in has a frame of its own. Where north is known already the filter goes on in the frame
-// of that, and turns what it gives; otherwise the first field tells how far the two are apart.
+// The attitude handed in has a frame of its own. If north is known already, the filter stays in the frame of
+// north and turns its outputs; otherwise the first field shows the angle between the two frames.
 void SO3AttitudeComputer::takeGivenAttitude() {
     const Eigen::Quaterniond apart = *nextAttitude_ * state_.nominal.attitude.conjugate();
     const double length = std::hypot(apart.w(), apart.z());
@@ -254,8 +254,8 @@ void SO3AttitudeComputer::closeStep() {
     state_.step = StepSums();
 }
 
-// How far to distrust the accelerometer and the bound of the position: 1 while the position stays as near as
-// the model says.
+// How much to distrust the accelerometer and the position bound:
+// 1 while the position stays as near as the model says.
 double SO3AttitudeComputer::relaxation(double duration) {
     const double expected = state_.covariance.meanVariance(kPosition) + squared(kPositionBound);
     const double ratio = state_.nominal.position.squaredNorm() / 3.0 / expected;

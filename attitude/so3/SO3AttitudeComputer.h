@@ -18,10 +18,10 @@ namespace Kavelin::OrientationInternal {
 /// Attitude of a sensor unit from acceleration, rate and, where there is one, magnetic field: an error-state
 /// Kalman filter over attitude, velocity, position and the errors of the sensors.
 ///
-/// The gyroscope is integrated. Position and velocity, which no hand can let run away, are held near zero:
-/// that shows the tilt's error in motion too, without trust in single accelerations, and with it the biases
-/// and the gyroscope's scale. The field is believed by evidence: see SO3::FieldCorrection. Equations, by the
-/// step names used here, and sources: docs/so3.md.
+/// The gyroscope is integrated. Position and velocity are held near zero, as a hand cannot let them run away.
+/// This reveals the tilt error even in motion, without relying on single accelerations, and with it the
+/// biases and the gyroscope's scale. The field is believed by evidence: see SO3::FieldCorrection. Equations,
+/// by the step names used here, and sources: docs/so3.md.
 ///
 /// Frames: sensor; earth = East, North (magnetic), Up. Quaternions w, x, y, z, Hamilton. m/s^2, rad/s, s; the
 /// field in any constant unit. Never throws, never allocates; every output is finite and of unit norm
@@ -30,9 +30,9 @@ class SO3AttitudeComputer {
 public:
     using Settings = SO3::Settings;
 
-    /// Takes one sample set. @param t s. @param acc m/s^2, @param rate rad/s, @param field sensor frame. One
-    /// that is not finite, or that no sensor can give, is none: without acceleration or rate the time goes to
-    /// the next sample. A time that does not advance changes nothing.
+    /// Takes one sample set. @param t s. @param acc m/s^2, @param rate rad/s, @param field sensor frame. A
+    /// value that is not finite, or that a sensor cannot give, counts as missing: without acceleration or
+    /// rate, the elapsed time is added to the next sample. A time that does not advance changes nothing.
     /// @return true when there is an attitude: from the first sample with acceleration and rate on.
     bool advance(double t, const Eigen::Vector3d& acc, const Eigen::Vector3d& rate,
                  const Eigen::Vector3d& field);
@@ -58,10 +58,10 @@ public:
     Eigen::Vector3d linearAcceleration() const { return state_.toGiven * state_.linearAcceleration; }
     /// rad, standard deviations.
     double tiltDeviation() const;
-    /// At most pi, which it is while neither a field is known nor an attitude was handed in.
+    /// At most pi; exactly pi while no field is known and no attitude was handed in.
     double headingDeviation() const;
     bool atRest() const { return state_.rest.atRest(); }
-    /// Whether the field was of no use when last looked at.
+    /// Whether the latest field was unusable.
     bool fieldDisturbed() const { return state_.field.disturbed(); }
     const SO3::ErrorCovariance& covariance() const { return state_.covariance; }
 

@@ -2,7 +2,7 @@
 
 namespace Kavelin::OrientationInternal::SO3 {
 
-/// What a user may want to set; everything else is a named constant beside the rule that it belongs to.
+/// What a user may want to set; everything else is a named constant next to the rule that uses it.
 struct Settings {
     double gyroscopeNoise = 0.00244;     ///< rad/s/sqrt(Hz); also covers what a scale error leaves
     double biasDrift = 3e-5;             ///< rad/s/sqrt(s), walk of the gyroscope's bias

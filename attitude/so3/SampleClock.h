@@ -2,8 +2,8 @@
 
 namespace Kavelin::OrientationInternal::SO3 {
 
-/// S2: tells gaps from the ordinary time between samples, and carries the time of samples that were no
-/// measurement over to the next one. Never throws. [layout thread]
+/// S2: tells gaps from the ordinary time between samples, and carries the time of unusable samples over to
+/// the next one. Never throws. [layout thread]
 class SampleClock {
 public:
     struct Step {

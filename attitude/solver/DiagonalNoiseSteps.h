@@ -17,10 +17,11 @@
 //
 //     [e, -dx] -= (e_j / sigma_j^2) d .
 //
-// One reflection waits for the one before, so their latency is the cost. In this form only a product and a
-// sum come between the root and the next column, (A - p) + p |r_j| / sigma; the divisions by sigma^2 and a.a
-// run beside the root. Where a.a is far below r_j^2 the factor of p has few digits left, but as |p| <= |A|
-// that is rounding of A.
+// Each reflection depends on the previous one, so latency dominates the cost. In this form only a product and
+// a sum come between the root and the next column, (A - p) + p |r_j| / sigma; the divisions by sigma^2 and
+// a.a run in parallel with the root. Where a.a is far below r_j^2 the factor of p has few digits left,
+// but as |p| <=
+// |A| that is rounding of A.
 
 #include <bit>
 #include <cmath>
@@ -65,12 +66,12 @@ struct Reflection {
     Pair a[N];
     double sigma;
     double inverse;       // 1 / sigma^2
-    double inverseBelow;  // 1 / a.a; 1 where a is nothing, and so is d
+    double inverseBelow;  // 1 / a.a; 1 where a is zero, and so is d
     double kept;          // |r| / sigma: how much of the rows' part along a stays
     bool isNothing;       // pivot and column are zero: no reflection
 
     void measure(double pivot, double below) {
-        constexpr double kLeast = std::numeric_limits<double>::min();  // no inverse of less is finite
+        constexpr double kLeast = std::numeric_limits<double>::min();  // anything less has no finite inverse
         const double squares = pivot * pivot + below;
         const Pair inverses = both(1.0) / Pair{squares, below < kLeast ? 1.0 : below};
         inverse = inverses[0];
@@ -99,7 +100,7 @@ inline Reflection<N> begin(const Block<N, Cols>& A, double pivot, Pair* d) {
     return reflection;
 }
 
-// Reflects every pair of columns that is not done; first the one that the next reflection waits for.
+// Reflects every pair of columns that is not done; first the one that the next reflection needs.
 template <int J, int N, int Cols>
 inline void end(const Reflection<N>& reflection, const Pair* d, Block<N, Cols>& A) {
     constexpr int kFirst = (J + 1) / 2;
@@ -146,7 +147,7 @@ template <int Size>
     std::uint64_t neighbours = 0;
     unrolled<Size>([&](auto i) {
         unrolled<Size / 2>([&](auto k) {
-            if constexpr (k == i / 2) {  // alone, as the diagonal may have been written just now, by itself
+            if constexpr (k == i / 2) {  // loaded alone: the diagonal element may just have been written
                 neighbours |= std::bit_cast<std::uint64_t>(rows[i][i ^ 1]);
             } else {
                 Bits bits;

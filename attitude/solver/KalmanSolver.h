@@ -22,7 +22,7 @@ struct KalmanStep {
 };
 
 /// Extended Kalman filter in square-root form for any `Problem`. It keeps workspace only: state and factor stay
-/// with the caller, so a step can be replayed from plain values. No covariance is ever formed, none is inverted.
+/// with the caller, so a step can be replayed from plain values. Covariances are never formed, nor inverted.
 ///
 /// Prediction. With F the transition's Jacobian and T an orthogonal matrix (Householder reflections),
 ///

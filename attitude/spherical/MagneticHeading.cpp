@@ -13,7 +13,7 @@ namespace {
 constexpr double kHeadingDrift = 2.9e-4;         // rad/sqrt(s), random walk of the gyroscope's heading
 constexpr double kGyroscopeScaleError = 4.1e-3;  // sqrt(s), adds drift in proportion to the rate
 constexpr double kDisturbanceNoise = 1.32;  // growth of the field's noise variance per unit of disturbance
-constexpr double kGate = 0.283;             // rad, largest error that one sample may plead for
+constexpr double kGate = 0.283;             // rad, largest error that one sample may claim
 constexpr double kGateOffVariance = 0.05;   // rad^2; above it the heading is not known well enough to gate
 constexpr double kUnknownHeadingVariance = 1.0;  // rad^2
 constexpr double kMovingRateSquared = 0.12;      // (rad/s)^2, 20 degrees a second
@@ -23,7 +23,7 @@ constexpr double kNearAgain = 0.175;             // rad
 constexpr double kWrongHeadingTime = 22.8;       // s
 constexpr double kLearningTime = 3.0;   // s of a fitting field after which the first reference is trusted
 constexpr double kRejectionTime = 0.5;  // s
-constexpr double kFirstMotion = 2.0;    // s; until then motion can still expose a start beside a magnet
+constexpr double kFirstMotion = 2.0;    // s; until then motion can still expose a start near a magnet
 constexpr double kExposureRatio = 1.5;  // bad time over good time that exposes it
 constexpr double kSmallestHorizontalPart = 1e-3;
 
@@ -72,7 +72,7 @@ void MagneticHeading::correct(double dt, double rateSquared, const Eigen::Vector
     turnAbout(up, gain * step, north);
 }
 
-// The field that was there at the start soon fits no more: the start was made beside something magnetic.
+// The field seen at the start soon no longer fits: there was something magnetic near the unit at the start.
 bool MagneticHeading::startedWrong(double dt, bool moving) {
     if (moving) moved_ += dt;
     if (disturbance_ < 1.0 && std::abs(slowError_) < kFarOff) {

@@ -9,8 +9,8 @@ namespace Kavelin::OrientationInternal {
 /// Keeps a horizontal unit vector pointing to magnetic north, in a frame that drifts slowly against the earth.
 ///
 /// A scalar Kalman filter on the heading error (Kalman, J. Basic Engineering 82, 1960) whose measurement
-/// noise grows with the disturbance that FieldReference sees. Around it stand heuristics of ours for a start
-/// made beside a magnet and for a heading that was wrong for long. Units: s, rad, the field in any constant
+/// noise grows with the disturbance that FieldReference sees. Added to it are our own heuristics for a start
+/// near a magnet and for a heading that was wrong for a long time. Units: s, rad, the field in any constant
 /// unit. Never throws, never allocates. [layout thread]
 class MagneticHeading {
 public:

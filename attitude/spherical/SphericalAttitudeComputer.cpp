@@ -14,7 +14,7 @@ namespace {
 
 constexpr double kLongestStep = 1.0;       // s; a gap is bridged with the last rate for no longer
 constexpr double kLongestFieldStep = 0.1;  // s; a field after a longer gap weighs no more than after this one
-constexpr double kSettlingTimes = 9.0;     // gravity time constants until its drift tells of the bias
+constexpr double kSettlingTimes = 9.0;     // gravity time constants until its drift reveals the bias
 constexpr double kGravityBiasGain = 0.0148;    // 1/s, of the bias that gravity's drift shows
 constexpr double kRestLearningTime = 54.7;     // s, longest averaging of the bias at rest
 constexpr double kShortestRestLearning = 0.2;  // s
@@ -94,8 +94,8 @@ bool SphericalAttitudeComputer::filterGravity(double dt, const Eigen::Vector3d& 
     return true;
 }
 
-// At rest the rate is the bias. In motion gravity's drift in I tells of it; state_.up x up is in proportion
-// to dt already.
+// At rest the rate is the bias. In motion gravity's drift in I reveals it; state_.up x up is already
+// proportional to dt.
 void SphericalAttitudeComputer::learnBias(double dt, const Eigen::Vector3d& rate,
                                           const Eigen::Matrix3d& R_I_B, const Eigen::Vector3d& up) {
     if (state_.atRest) {

@@ -16,9 +16,9 @@ namespace Kavelin::OrientationInternal {
 ///
 /// Frames: B sensor, I the integrated one, E earth = East, North (magnetic), Up. Quaternions w, x, y, z,
 /// Hamilton. Units m/s^2, rad/s, s; the field in any constant unit. Without a field the heading is relative
-/// to the sensor's x axis at the start. A bias that no rest ever shows is not known: its error then grows
-/// without bound in slow motion. Never throws, never allocates; every output is finite and of unit norm
-/// whatever comes in. [layout thread]
+/// to the sensor's x axis at the start. Without any rest the bias stays unknown: in slow motion its error
+/// then grows without bound. Never throws, never allocates; every output is finite and of unit norm whatever
+/// comes in. [layout thread]
 class SphericalAttitudeComputer {
 public:
     struct Settings {
@@ -31,8 +31,8 @@ public:
     explicit SphericalAttitudeComputer(const Settings& settings) : settings_(settings) {}
 
     /// Takes one sample set. @param t s. @param acc m/s^2 and @param rate rad/s and @param field sensor
-    /// frame; a field that is not finite or zero is none. A time that does not advance changes nothing; a
-    /// step is at most 1 s.
+    /// frame; a field that is not finite, or zero, counts as missing. A time that does not advance changes
+    /// nothing; a step is at most 1 s.
     /// @return true when there is an attitude: from the first usable acceleration on.
     bool advance(double t, const Eigen::Vector3d& acc, const Eigen::Vector3d& rate,
                  const Eigen::Vector3d& field);

@@ -29,7 +29,7 @@ std::string cell(double value) {
     return {text, RecordingIO::writeNumber(text, value)};
 }
 
-/// A text within single quotes of gnuplot, which knows no escapes there but the doubled quote.
+/// Quotes a text for gnuplot: within single quotes the only escape is a doubled quote.
 std::string quoted(const std::string& text) {
     std::string out = "'";
     for (const char c : text) {
@@ -39,7 +39,7 @@ std::string quoted(const std::string& text) {
     return out + "'";
 }
 
-/// A plotting program that is not there, or gives up, must not take this one along.
+/// A plotting program that is missing, or exits early, must not end this one.
 class PipeEndsQuietly {
 public:
     PipeEndsQuietly() : before_(std::signal(SIGPIPE, SIG_IGN)) {}
@@ -55,7 +55,7 @@ bool endsWith(const std::string& text, const std::string& end) {
     return text.size() > end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-/// Whether a picture has its end: gnuplot does not notice when a disk is full.
+/// Whether a picture is complete: gnuplot does not notice when a disk is full.
 bool isComplete(const std::string& picture) {
     std::ifstream in(picture, std::ios::binary | std::ios::ate);
     const std::streamoff size = std::min<std::streamoff>(in.tellg(), 32);
@@ -144,7 +144,7 @@ std::string AttitudePlot::script(const std::string& target, double turn) const {
     return text + "unset multiplot\nset output\n";
 }
 
-/// Where the axis of time has its 0: seconds since 1970 would have one label for all ticks.
+/// Where the time axis has its 0: with seconds since 1970 all ticks would get the same label.
 double AttitudePlot::start() const { return rows_.empty() ? 0.0 : rows_.front().time; }
 
 std::string AttitudePlot::timeLabel() const {
@@ -155,7 +155,7 @@ std::string AttitudePlot::anglePanel() const {
     std::string text = "$angles << EOD\n";
     const Row* before = nullptr;
     for (const Row& row : rows_) {
-        // A turn across 180 degrees is no line from top to bottom.
+        // A turn across 180 degrees is not drawn as a line from top to bottom.
         if (before && (row.angles - before->angles).cwiseAbs().maxCoeff() > OrientationInternal::kPi)
             text += "\n";
         text += cell(row.time - start());

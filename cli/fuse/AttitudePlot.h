@@ -16,12 +16,12 @@ public:
     /// @throws UsageError for a file name that does not end in .svg or .png,
     /// and for one that cannot be written.
     AttitudePlot(std::string file, std::string title);
-    /// Takes away what was begun and not drawn.
+    /// Removes a picture that was begun and not drawn.
     ~AttitudePlot();
     AttitudePlot(const AttitudePlot&) = delete;
     AttitudePlot& operator=(const AttitudePlot&) = delete;
 
-    /// Takes the present attitude, or leaves it out.
+    /// Takes the present attitude, or skips it to thin out.
     void add(const ResultWatch& watch);
 
     /// Draws.  @param turn rad, to be taken out of heading errors.

@@ -21,7 +21,7 @@ struct Sensor {
 constexpr Sensor kSensors[] = {
     {"3a", Core::kAccelerationName}, {"3g", Core::kRateName}, {"3m", Core::kFieldName}};
 
-// A pin that declares nothing is known by its name.
+// A pin that declares nothing is recognised by its name.
 bool isUndeclared(const Core::Pin& pin) { return pin.content().quantity.empty(); }
 
 bool isQuaternion(const Core::Pin& pin) {
@@ -70,7 +70,7 @@ void findFeeds(const Core::Filter& filter, Estimator& estimator) {
     }
 }
 
-/// Whether it makes an attitude of sensor samples alone.
+/// Whether it computes an attitude from sensor samples alone.
 bool isComplete(const Core::Filter& filter, const Estimator& estimator) {
     const auto& inputs = filter.getInputPins();
     const bool wantsMore = std::any_of(inputs.begin(), inputs.end(), [](const auto* pin) {

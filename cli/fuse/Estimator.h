@@ -8,7 +8,7 @@
 
 namespace Kavelin::Cli {
 
-/// How a filter is fed with a recording and what its attitude is: read from what its pins declare.
+/// How to feed a recording to a filter, and what attitude it gives: read from what its pins declare.
 struct Estimator {
     /// A pin of the recording and the input pin that it feeds.
     struct Feed {
@@ -25,10 +25,11 @@ struct Estimator {
     bool wantsColumns = false;          ///< 3x1 vectors
     bool stampsWithWallClock = false;
 
-    /// Whether it takes one sample of each sensor, so that a row without one of them would shift all that follow.
+    /// Whether it takes one sample of each sensor at a time,
+    /// so that a row that lacks one would shift all later ones.
     bool pairsInputs() const;
     bool uses(std::string_view recordingPin) const;
-    /// Pins of the recording that are of no use without each other: "3a, 3g".
+    /// Pins of the recording that are useless without each other: "3a, 3g".
     std::string pinsTakenTogether() const;
 };
 

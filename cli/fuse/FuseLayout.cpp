@@ -127,7 +127,7 @@ void FuseLayout::addRecording() {
     set(recording, "Mapping", options_.mapping, "--map \"" + options_.mapping + "\"");
     set(recording, "Units", options_.units, "--units \"" + options_.units + "\"");
     if (options_.rate > 0.0) set(recording, "Rate", numberText(options_.rate), "--rate");
-    // Half a pair would be paired with the next row's other half.
+    // An incomplete pair would be completed from the next row.
     set(recording, "Together", estimator_.pinsTakenTogether());
     if (estimator_.pairsInputs()) set(recording, "Repeat", "3m");
     set(recording, "File Name", options_.recording, "RECORDING");
@@ -165,7 +165,7 @@ Target FuseLayout::source(const std::string& extra) const {
 void FuseLayout::addQuality(const Schema& schema) {
     if (!exists(kQualityType)) return;
     extras_.insert(extras_.end(), {{"envQuality"}, {"gestQuality"}});
-    // A limit of the user's is a rate, not a share of the range.
+    // A limit set by the user is a rate, not a share of the range.
     const bool hasLimit = std::any_of(settings_.begin(), settings_.end(), [](const std::string& setting) {
         return setting.find("SaturationGyro=") != std::string::npos;
     });
@@ -190,12 +190,13 @@ void FuseLayout::addStaticMode(const Schema& schema) {
     const bool holds = hasField && schema.find("3a");
     const char* source = "recording";
     if (holds) {
-        // A score takes both, and a reference of both at its first call, where the magnetometer is slower.
+        // A score takes both sensors, and its reference at the first call needs both, though the magnetometer
+        // may be slower.
         set(add(source = "held", RecordingIO::FilterSampleHold::kTypeName), "Clock", "3a");
         for (const char* pin : {"3a", "3m"}) connect({"recording", pin, {}}, {"held", pin, {}}, true);
     }
     FilterEntry& mode = add("static", kStaticType);
-    // A sensor that is not there says nothing against rest.
+    // A missing sensor does not contradict rest.
     if (!hasField)
         for (const char* use : {"UseMag", "UseCosGB"}) set(mode, use, "0");
     for (const char* pin : {"3a", "3m"})

@@ -19,14 +19,14 @@ namespace Kavelin::Cli {
 ///         |---> quality, static --scores--------------------->|
 ///         |---> verdict, errors <--attitude-- estimator
 ///
-/// It is made in two steps: what belongs in it depends on what the recording holds.
+/// It is made in two steps, as its parts depend on what the recording holds.
 class FuseLayout {
 public:
     /// The recording and the estimator, with the settings that name them.
     /// @param estimator of the options' type
     FuseLayout(const FuseOptions& options, const Estimator& estimator, Mistakes& mistakes);
 
-    /// All else. The recording is open and the estimator has its settings.
+    /// Everything else. The recording is open and the estimator has its settings.
     /// @param alignment of the comparison with a reference; empty: none is compared
     void complete(const RecordingIO::Schema& schema, std::optional<RecordingIO::Alignment> alignment,
                   Mistakes& mistakes);

@@ -43,7 +43,7 @@ Estimator FuseRun::describe() const {
     return describeEstimator(*filter);
 }
 
-/// What the recording holds decides on the rest.
+/// The rest depends on what the recording holds.
 void FuseRun::build() {
     requireNoMistake();
     requireTable();
@@ -117,7 +117,7 @@ void FuseRun::requireTable() const {
     }
 }
 
-/// Files that the run writes must be nobody else's.
+/// Nothing else may use the files that the run writes.
 void FuseRun::check() {
     if (options_.summary == "-") throw UsageError("--summary -: a file name is expected");
     std::vector<FileUse> written;
@@ -125,10 +125,7 @@ void FuseRun::check() {
                                        {"--summary", options_.summary},
                                        {"--save-layout", options_.saveLayout}}) {
         if (!file.empty())
-            written.push_back({option, "",
-                               file,
-                               true,
-                               {.option = std::string(option) + " '" + file + "'"}});
+            written.push_back({option, "", file, true, {.option = std::string(option) + " '" + file + "'"}});
     }
     builder_.check(written);
     requireNoMistake();
@@ -136,7 +133,7 @@ void FuseRun::check() {
         if (!file.empty()) RecordingIO::ResultFile::requireWritable(file);
 }
 
-/// Adds what only this program wants to know to the layout that was built.
+/// Adds to the built layout what only this program needs.
 void FuseRun::watchResult() {
     watch_ = std::make_unique<ResultWatch>("summary", layout_.extras());
     builder_.find("estimator")->getManager()->add(*watch_);
@@ -184,7 +181,7 @@ std::uint64_t FuseRun::silentRows() const {
     return complete > spoken ? complete - spoken : 0;
 }
 
-/// What makes the results wrong, said also where no summary is wanted.
+/// Data errors that make the results wrong; reported even without a summary.
 void FuseRun::tellWhatIsWrong() {
     std::vector<std::string> errors = statistics().errors(*recording().schema());
     const std::uint64_t faults = recording().faults()->total();
@@ -220,7 +217,7 @@ std::optional<RecordingIO::Judged> FuseRun::judged() const {
     return part<RecordingIO::VerdictSource>("verdict").judged();
 }
 
-/// The summary says it too; without one it is an error like any other.
+/// The summary says it too; without a summary it is reported as an error.
 void FuseRun::tellWhatIsBad(const RecordingIO::Judged& judged) {
     for (const auto& [name, verdict] :
          {std::pair("tilt", &judged.verdicts.tilt), std::pair("heading", &judged.verdicts.heading)}) {
@@ -276,7 +273,8 @@ std::string FuseRun::whyNoAttitude() const {
     return "is the recording shorter than its start phase, or a sensor without values?";
 }
 
-/// What overflows at the table or the summary waited for an attitude that did not come: no filter misses it.
+/// Samples dropped at the table or the summary waited for an attitude that did not come:
+/// no filter lacks them.
 std::uint64_t FuseRun::dropped() const {
     std::uint64_t sum = 0;
     for (const Core::Filter* filter : builder_.find("estimator")->getManager()->getFilters()) {

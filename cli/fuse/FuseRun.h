@@ -18,8 +18,7 @@
 
 namespace Kavelin::Cli {
 
-/// One run of `kavelin fuse`: makes its layout, runs that as `kavelin run` does, and says what there is to say
-/// about the result.
+/// One run of `kavelin fuse`: makes its layout, runs it as `kavelin run` does, and reports on the result.
 class FuseRun {
 public:
     /// Builds and connects everything; nothing is written yet.
@@ -62,7 +61,7 @@ private:
     FuseLayout layout_;
     Core::FlowManager& flow_ = Core::FlowManager::instance();
     std::unique_ptr<AttitudePlot> plot_;
-    std::unique_ptr<ResultWatch> watch_;  // behind the builder's layout, which it is lent to
+    std::unique_ptr<ResultWatch> watch_;  // declared after the builder's layout, which borrows it
     LayoutBuilder builder_;
     std::uint64_t rowsBefore_ = 0;  // the first attitude
 };

@@ -56,7 +56,8 @@ std::string flagLine(const FuseSummary& summary) {
     return text.empty() ? text : text + " of the rows\n";
 }
 
-/// The static score compares with the first samples; it does not tell rest, as a turn may change neither.
+/// The static score compares with the first samples; it does not detect rest,
+/// as a turn may change neither sensor.
 std::string staticLine(const FuseSummary& summary) {
     const double share = summary.watch.staticShare();
     if (!std::isfinite(share)) return {};

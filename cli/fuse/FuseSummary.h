@@ -40,10 +40,10 @@ struct FlagShare {
     double share;
     bool isQuality;
 };
-/// Of all that were sent; a flag of the field says nothing where there is none.
+/// Share of all that were sent; without a field, the flag of the field says nothing.
 std::vector<FlagShare> flagShares(const FuseSummary& summary);
 
-/// What of the recording needs a person's eye, a sentence each.
+/// What in the recording needs a person's attention, one sentence each.
 std::vector<std::string> warningsOf(const FuseSummary& summary);
 
 /// A time stamp with all its digits.

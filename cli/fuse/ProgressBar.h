@@ -6,8 +6,8 @@
 
 namespace Kavelin::Cli {
 
-/// A line on the terminal that tells how far a run has come: rows, rows a second, time left. Nothing is shown
-/// for what takes less than a second, nor where standard error is no terminal.
+/// A line on the terminal that tells how far a run has come: rows, rows a second, time left. Shows nothing
+/// for runs of less than a second, and nothing when standard error is not a terminal.
 class ProgressBar {
 public:
     ProgressBar(std::ostream& err, bool wanted);
@@ -16,10 +16,9 @@ public:
     ProgressBar& operator=(const ProgressBar&) = delete;
 
     bool isOn() const { return on_; }
-    /// Shows the state, if enough time has passed.  @param share of all that is done, 0 to 1; not a number:
-    /// not known.
+    /// Shows the state, if enough time has passed. @param share done, 0 to 1; NaN: not known.
     void show(std::uint64_t rows, double share);
-    /// Takes the line away.
+    /// Clears the line.
     void clear();
 
 private:

@@ -51,7 +51,7 @@ void ResultWatch::takeBias() {
     }
 }
 
-/// Goes on to the sample of a time; what is earlier goes with no attitude.
+/// Moves to the sample of a time; earlier samples belong to no attitude.
 void ResultWatch::ExtraPin::goTo(double time) {
     present = false;
     while (ahead || pin.readNext()) {

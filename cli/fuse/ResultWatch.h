@@ -14,8 +14,8 @@
 
 namespace Kavelin::Cli {
 
-/// Counts, for summary and picture, what a run of `kavelin fuse` gives beside its table: flags and scores at
-/// the times of the attitudes. Connect all pins from one layout.
+/// Counts, for summary and picture, what a run of `kavelin fuse` gives in addition to its table: flags and
+/// scores at the times of the attitudes. Connect all pins from one layout.
 class ResultWatch : public OrientationInternal::Filter {
 public:
     /// A flag or score: its name and its number of elements.

@@ -13,8 +13,8 @@ public:
     ActionSchedule() = default;
     explicit ActionSchedule(std::vector<const ActionEntry*> actions);
 
-    /// Gives every action that is due before a row of time `t` to `perform`: its own time is `t` or before.
-    /// Each is given once. A time that is no number makes nothing due.
+    /// Gives every action that is due before a row of time `t` to `perform`: those whose time is `t` or
+    /// earlier. Each is given once. A NaN makes nothing due.
     template <class Perform>
     void runUntil(double t, const Perform& perform) {
         while (next_ < actions_.size() && actions_[next_]->at <= t) perform(*actions_[next_++]);

@@ -8,8 +8,8 @@ namespace Kavelin::Cli {
 
 namespace {
 
-/// Walks through the text token by token beside the JSON parser, which checks the syntax but does not say
-/// where a value began.
+/// Walks through the text token by token in step with the JSON parser, which checks the syntax but does not
+/// say where a value began.
 class TokenCursor {
 public:
     explicit TokenCursor(std::string_view text) : text_(text) {

@@ -34,7 +34,7 @@ std::vector<std::string> propertyNames(const Core::Filter& filter, bool commands
     return names;
 }
 
-/// Relative paths in the file are meant from its folder, those of the command line from the current one.
+/// Relative paths in the file start from its folder, those on the command line from the current one.
 std::filesystem::path folderFor(const PropertyValue& value, const LayoutFile& file) {
     return value.place.option.empty() ? file.folder : std::filesystem::path();
 }
@@ -258,7 +258,7 @@ Core::CommandProperty* LayoutBuilder::findCommand(Core::Filter& filter, const Pl
 
 void LayoutBuilder::check(const std::vector<FileUse>& alsoUsed) {
     checkNames();
-    // A file name that was refused is a mistake already, and has left the filter without one.
+    // A file name that was refused is a mistake already; the filter then has none.
     if (mistakes_.empty()) askParticipants(&RecordingIO::RunParticipant::checkRun);
     eachConnection([this](const ConnectionEntry& entry, const auto& output, const auto& input) {
         if (std::string mistake = shapeMistake(output, input); !mistake.empty())
@@ -320,7 +320,7 @@ void LayoutBuilder::tryActions() {
 
 void LayoutBuilder::findIdle(Mistakes& idle) const {
     for (const auto& [name, filter] : filters_) {
-        // Also a connection that could not be made: that is a mistake of its own.
+        // Includes connections that could not be made: those are mistakes of their own.
         const bool isFed =
             std::any_of(file_.connections.begin(), file_.connections.end(),
                         [&wanted = name](const ConnectionEntry& entry) { return entry.to.filter == wanted; });

@@ -34,14 +34,15 @@ public:
     void build();
 
     /// Adds what else is wrong with what was built: commands and actions that name what does not exist,
-    /// files that are not named or cannot be read, values of actions that are refused, files that a filter
-    /// writes and another uses, or one of `alsoUsed`. The properties then are as the last action leaves them.
+    /// files that are not named or cannot be read, values of actions that are refused, files that one filter
+    /// writes and another uses, or that are in `alsoUsed`.
+    /// Afterwards the properties are as the last action leaves them.
     void check(const std::vector<FileUse>& alsoUsed);
 
-    /// Builds everything but plugins and variables anew: properties are as the file says again.
+    /// Rebuilds everything except plugins and variables, so that properties are again as the file says.
     void rebuild();
 
-    /// Adds to `idle` every filter that would never be called: it is no source and has no connected input.
+    /// Adds to `idle` every filter that would never be called: it is not a source and has no connected input.
     void findIdle(Mistakes& idle) const;
 
     /// Adds to `doubts` every connection between pins that carry unlike quantities.
@@ -60,15 +61,15 @@ public:
     /// The filter of that name; null where it could not be built.
     Core::Filter* find(const std::string& filter) const;
 
-    /// The file with the present value of every property that was written, in the order of the writes: so it
-    /// brings the filters into the state in which they are. A default is left out, for it need not be what
-    /// the filter works with.
+    /// The file with the present value of every property that was written, in the order of the writes:
+    /// building it brings filters into the present state. Defaults are left out, as a default need not be
+    /// what the filter works with.
     /// @param folder file names below it are written relative to it.
     LayoutFile capture(const std::filesystem::path& folder) const;
 
 private:
-    /// A relative variable in front of a file name is meant from the file's folder:
-    /// elsewhere it says so itself.
+    /// Makes a relative variable in front of a file name absolute where the file moves,
+    /// as it starts from the file's folder.
     void placeVariables(FilterEntry& entry, const std::filesystem::path& folder, LayoutFile& result) const;
     void loadPlugins();
     void setVariables();
@@ -80,11 +81,12 @@ private:
     void createFilters(const LayoutEntry& layout);
     void createFilter(const FilterEntry& entry, Core::LayoutManager& layout);
     void writeProperties(const FilterEntry& entry);
-    /// Where the file gives no settings file: the user's own, else that which comes with the program.
+    /// Where the layout names no settings file: the user's own, else the one that comes with the program.
     void useDefaultSettings(const FilterEntry& entry, Core::Filter& filter);
     void write(Core::Filter& filter, Core::AbstractProperty& property, const PropertyValue& value);
     void noteFile(const Core::Filter& filter, const Core::AbstractProperty& property, const Place& place);
-    /// What they raise is a mistake. A filter that an action writes to is left out: it may come in time.
+    /// What they raise is a mistake. A filter that an action writes to is left out:
+    /// the action may provide it in time.
     void askParticipants(void (RecordingIO::RunParticipant::*question)());
     Place placeOfFile(const Core::Filter& filter) const;
     void connectAll();

@@ -10,7 +10,7 @@ namespace Kavelin::Cli {
 namespace {
 
 constexpr std::size_t kLargestFile = 16u
-                                     << 20;  // no layout is near this; a recording given by mistake is beyond
+                                     << 20;  // far above any layout, below most recordings given by mistake
 
 std::string readWhole(const std::filesystem::path& file) {
     std::error_code error;

@@ -44,7 +44,7 @@ struct FilterEntry {
     std::vector<PropertyEntry> properties;  ///< in the order in which they are written
     std::vector<PlacedText> commands;       ///< activated before the first sample
 
-    /// Puts a property in place of the one of its name, or behind the others.
+    /// Replaces the property of the same name, or adds it after the others.
     void set(PropertyEntry entry);
 };
 
@@ -68,7 +68,7 @@ struct ActionEntry {
     Kind kind = Kind::command;
     Target target;
     std::optional<PropertyValue>
-        value;  ///< what "set" writes; absent where the file gives none, or none of use
+        value;  ///< what "set" writes; absent where the file gives none or an unusable one
     Place place;
 };
 
@@ -81,7 +81,7 @@ struct LayoutFile {
     std::vector<LayoutEntry> layouts;
     std::vector<ConnectionEntry> connections;
     std::vector<ActionEntry> actions;
-    /// Properties to write that name no filter: that of the one filter that has such a property.
+    /// Properties to write that name no filter: they go to the one filter that has such a property.
     std::vector<PropertyEntry> settings;
 
     /// @return null where no filter has that name.
@@ -91,16 +91,16 @@ struct LayoutFile {
     std::vector<std::string> filterNames() const;
 };
 
-/// Reads a layout from JSON text. Everything wrong that can be told without plugins is added to `mistakes`,
-/// in the order of the file: syntax (the first error only), unknown and missing keys, wrong types, names
-/// given twice, malformed and dangling references. What is right is in the result all the same, so that more
-/// can be checked: parts that could not be read are left out or have empty texts.
+/// Reads a layout from JSON text. Every mistake that can be found without plugins is added to `mistakes`, in
+/// the order of the file: syntax (the first error only), unknown and missing keys, wrong types, names given
+/// twice, malformed and dangling references. The valid parts are returned all the same, so that more can be
+/// checked; parts that could not be read are left out or have empty texts.
 LayoutFile parseLayout(std::string_view text, Mistakes& mistakes);
 
 /// As parseLayout; `folder` is set to the file's own.  @throws UsageError when the file cannot be read.
 LayoutFile loadLayout(const std::filesystem::path& file, Mistakes& mistakes);
 
-/// "filter:name" parted at the first colon.  @return false where there is no colon or one side is empty.
+/// Splits "filter:name" at the first colon. @return false where there is no colon or one side is empty.
 bool splitTarget(std::string_view text, Target& target);
 
 }  // namespace Kavelin::Cli

@@ -41,7 +41,7 @@ private:
     Mistakes& mistakes_;
 };
 
-/// What ties the entries of a file together: names that are unique, references that lead somewhere.
+/// Checks across the entries of a file: names must be unique, references must name something.
 class ReferenceCheck {
 public:
     ReferenceCheck(const LayoutFile& file, Mistakes& mistakes) : file_(file), mistakes_(mistakes) {}

@@ -85,7 +85,7 @@ void LayoutRun::prepareLanes() {
     }
 }
 
-/// A source that waits for a live stream does not come to look whether it should stop.
+/// A source that waits for a live stream cannot check whether it should stop.
 void LayoutRun::interruptSources() {
     for (Core::LayoutManager* layout : flow_.getLayouts()) {
         for (Core::Filter* filter : layout->getFilters()) {
@@ -100,7 +100,7 @@ void LayoutRun::hook(Lane& lane) {
 }
 
 /// In one thread all layouts share a schedule, so actions follow each other as their times do. With threads
-/// an action belongs to its filter's layout, which comes to its time when the rows before have passed it.
+/// an action belongs to its filter's layout, which reaches its time once it has worked off the earlier rows.
 void LayoutRun::shareSchedules() {
     std::map<Lane*, std::vector<const ActionEntry*>> actions;
     for (const ActionEntry& action : file_.actions) actions[laneOf(action)].push_back(&action);
@@ -140,7 +140,7 @@ void LayoutRun::performDue(Lane& lane, double t) {
         lane.schedule->runUntil(t, [this](const ActionEntry& action) { perform(action); });
 }
 
-/// With threads, no row comes to a layout that no source reaches, but the time of its actions may have.
+/// With threads, a layout that no source reaches gets no rows, but the time of its actions may have come.
 void LayoutRun::performOverdue() {
     if (!options_.threads || stop_.load()) return;
     for (const Lane& source : lanes_) {
@@ -149,7 +149,7 @@ void LayoutRun::performOverdue() {
     }
 }
 
-/// With threads every layout tells its own rows; the line shows who came last.
+/// With threads every layout reports its own rows; the line shows the latest report.
 void LayoutRun::showProgress(const Lane& lane) {
     const std::lock_guard lock(reportMutex_);
     double share = std::numeric_limits<double>::quiet_NaN();
@@ -274,7 +274,7 @@ void LayoutRun::reportRepeats() {
     }
 }
 
-/// Samples that do not belong together make a result that is wrong without looking so.
+/// Samples that do not belong together give a result that is wrong but looks right.
 void LayoutRun::reportPairing() {
     for (const Lane& lane : lanes_) {
         for (const Core::Filter* filter : lane.layout->getFilters()) {
@@ -291,7 +291,7 @@ void LayoutRun::reportPairing() {
     }
 }
 
-/// Samples that a filter took and could not use for their shape: as a rule the connection is wrong.
+/// Samples that a filter took and could not use because of their shape: usually the connection is wrong.
 void LayoutRun::reportMisfits() {
     for (const Lane& lane : lanes_) {
         for (const Core::Filter* filter : lane.layout->getFilters()) {
@@ -308,7 +308,7 @@ void LayoutRun::reportMisfits() {
     }
 }
 
-/// Actions whose time the rows do not have. One at 0 or before is meant for the start.
+/// Actions whose time is outside that of the rows. One at 0 or before is meant for the start.
 void LayoutRun::reportActions(double first, double last) {
     const std::string rows = "the rows are from " + numberText(first) + " s to " + numberText(last) + " s";
     for (const ActionEntry& action : file_.actions) {

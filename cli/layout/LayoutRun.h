@@ -19,7 +19,7 @@ struct LayoutRunOptions {
     bool stopOnError = false;        ///< the first exception out of a filter, or refused action, ends the run
     bool quiet = false;              ///< errors only: no summary, no notes, no drops
     bool hasProgress = true;         ///< a bar on a terminal, unless quiet
-    std::string indispensable = {};  ///< a filter whose error ends the run: nothing it makes could be kept
+    std::string indispensable = {};  ///< a filter whose error ends the run, as its output could not be kept
 };
 
 /// Runs the layouts that a builder built to their end, with the actions at their times, and reports: each
@@ -80,7 +80,7 @@ private:
     ProgressBar progress_;  // guarded by reportMutex_
     std::mutex reportMutex_;
     std::atomic<bool> stop_{false};
-    std::atomic<std::uint64_t> failures_{0};  // beside those in the layouts' logs
+    std::atomic<std::uint64_t> failures_{0};  // in addition to those in the layouts' logs
 };
 
 }  // namespace Kavelin::Cli

@@ -8,8 +8,8 @@
 
 namespace Kavelin::Cli {
 
-/// One object of a layout file against the table of its keys. Construction adds what is wrong to `mistakes`:
-/// no object at all, keys unknown, given twice or missing, values of the wrong type.
+/// Checks one object of a layout file against the table of its keys. Construction adds to `mistakes`: not an
+/// object at all, keys unknown, given twice or missing, values of the wrong type.
 class ObjectReader {
 public:
     /// @param object one of LayoutObject. `node` and `mistakes` outlive the reader.

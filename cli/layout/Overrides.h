@@ -6,15 +6,15 @@
 
 namespace Kavelin::Cli {
 
-/// Puts "FILTER:PROPERTY=VALUE" in place of what the file says, or behind the filter's other properties;
+/// Puts "FILTER:PROPERTY=VALUE" in place of what the file says, or after the filter's other properties;
 /// without FILTER, among the settings whose filter is found when the layout is built. "FILTER:COMMAND" goes
-/// behind the filter's other commands. VALUE is a text form, a label, or a matrix as JSON ([[1, 2, 3]]); it may hold "=". A mistake is added
-/// where the form is another or no filter has that name.
+/// after the filter's other commands. VALUE is a text form, a label, or a matrix as JSON ([[1, 2, 3]]); it
+/// may hold "=". Adds a mistake for any other form, and where no filter has that name.
 /// @param written what the user wrote, where that is another text
 void overrideProperty(LayoutFile& layout, const std::string& assignment, Mistakes& mistakes,
                       const std::string& written = {});
 
-/// Puts "NAME=VALUE" in place of the file's variable, or behind its variables. VALUE may hold "=".
+/// Puts "NAME=VALUE" in place of the file's variable, or after its variables. VALUE may hold "=".
 void overrideVariable(LayoutFile& layout, const std::string& assignment, Mistakes& mistakes);
 
 /// Sets a variable; `option` is what the user wrote to set it, for messages.

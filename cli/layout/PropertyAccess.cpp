@@ -24,7 +24,7 @@ struct Expectation {
 
 bool isWholeNumber(const PropertyValue& value) { return value.kind == Kind::number && isWhole(value.number); }
 
-/// Texts are taken by every kind: the property reads them itself.
+/// Every kind takes a text: the property reads it itself.
 const Expectation kExpectations[] = {
     {"int", [](const PropertyValue& v) { return isWholeNumber(v); }, "a whole number"},
     {"unsigned int", [](const PropertyValue& v) { return isWholeNumber(v) && v.number >= 0.0; },

@@ -8,8 +8,8 @@
 
 namespace Kavelin::Cli {
 
-/// Writes a property from a layout's value. A file name that is relative once its variables are expanded is
-/// meant from `folder` (empty: from the current one); "-" stays as it is.
+/// Writes a property from a layout's value. A file name that is relative after its variables are expanded
+/// starts from `folder` (empty: from the current one); "-" stays as it is.
 /// @throws UsageError when the value's type is not the property's, or a variable of a file name is not set;
 /// else what the property raises.
 void writeProperty(Core::AbstractProperty& property, const PropertyValue& value,
@@ -19,7 +19,8 @@ void writeProperty(Core::AbstractProperty& property, const PropertyValue& value,
 /// property has labels, a file name whole, or without a leading `folder`.
 PropertyValue presentValue(const Core::AbstractProperty& property, const std::filesystem::path& folder);
 
-/// What a refusal says: its message; where it has none (a label index out of range), the labels there are.
+/// The text of a refusal: its message, or, where it has none (a label index out of range),
+/// the list of labels.
 std::string refusalText(const Core::AbstractProperty& property, const PropertyValue& value,
                         const std::exception& error);
 

@@ -9,7 +9,7 @@
 namespace Kavelin::Cli {
 
 /// A property's value as a layout gives it. A text is the property's text form or the label of an
-/// enumeration: which of the two only the property can tell.
+/// enumeration: only the property can tell which.
 struct PropertyValue {
     enum class Kind { text, number, boolean, matrix };
 

@@ -6,7 +6,7 @@ namespace Kavelin::OrientationInternal {
 
 namespace {
 
-// A shorter projection has no direction worth the name, and is not divided by.
+// A shorter projection has no reliable direction.
 constexpr double kShortestProjection = 1e-6;
 
 double directionOf(double opposite, double adjacent, double length) {

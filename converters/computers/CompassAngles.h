@@ -11,8 +11,8 @@ struct CompassAngles {
     double norm;     ///< unit of the field
 };
 
-/// Computes the angles of a magnetometer sample in the sensor frame. Never throws; not-a-number components
-/// give angles of 0.
+/// Computes the angles of a magnetometer sample in the sensor frame. Never throws;
+/// NaN components give angles of 0.
 CompassAngles compassAngles(const Eigen::Vector3d& mag);
 
 }  // namespace Kavelin::OrientationInternal

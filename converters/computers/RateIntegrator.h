@@ -24,7 +24,8 @@ public:
     void clear() { state_ = State{}; }
 
 private:
-    // Deliberate: this time stamp means "no previous sample", so the sample after one stamped -1 gives the identity.
+    // Deliberate: this time stamp means "no previous sample",
+    // so a sample that follows one stamped -1 gives the identity.
     static constexpr double kNoTime = -1.0;
 
     struct State {

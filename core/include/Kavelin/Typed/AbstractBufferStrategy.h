@@ -19,7 +19,7 @@ public:
     virtual unsigned capacity() = 0;
     virtual bool isEmpty() = 0;
 
-    /// What became of the samples since the strategy was built.
+    /// What happened to the samples since the strategy was built.
     virtual PinCounts counts() = 0;
     virtual bool isOverHalfFull() = 0;
 };

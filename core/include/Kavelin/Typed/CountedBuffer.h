@@ -4,7 +4,7 @@
 
 namespace Kavelin::Core {
 
-/// A buffer that keeps account of its samples. Not locked.
+/// A buffer that counts its samples. Not locked.
 template <class Buffer>
 class CountedBuffer {
 public:

@@ -13,7 +13,7 @@ class EnumEnumProperty : public EnumProperty<Label> {
 public:
     using EnumHandler = Util::System::Functor<void, Util::System::Seq<const E&>>;
 
-    /// @param onEnum hears of each value that was accepted, as the enumeration, before it is in place.
+    /// @param onEnum receives each accepted value, as the enumeration, before it is in place.
     EnumEnumProperty(const std::string& name, PropertyBagOwner* owner, std::vector<Label> labels, int index,
                      EnumHandler onEnum = {})
         : EnumProperty<Label>(name, owner, std::move(labels), index), onEnum_(std::move(onEnum)) {}

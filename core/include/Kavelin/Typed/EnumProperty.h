@@ -32,7 +32,7 @@ public:
         const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
         out = labelOf(value());
     }
-    /// @throws Poco::DataFormatException, naming the labels, for a text that is none and no index.
+    /// @throws Poco::DataFormatException, naming the labels, for a text that is neither a label nor an index.
     void deSerialize(const std::string& text) override { set(indexOf(text)); }
     /// @throws Poco::RangeException without a message when the index is not below the number of labels (an
     /// empty list accepts any); Poco::NoPermissionException; what the handler throws.
@@ -41,7 +41,7 @@ public:
         if (!labels_.empty() && index >= static_cast<int>(labels_.size())) throw Poco::RangeException();
         ValueProperty<int>::validate(index);
     }
-    /// The labels have changed: tells who set a handler for it, then the observers.
+    /// Announces that the labels have changed: to the handler set for it, then to the observers.
     virtual void labelsChanged() {
         if (labelHandler_) labelHandler_();
         notifyAttributeChanged();

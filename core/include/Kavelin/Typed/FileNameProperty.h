@@ -10,7 +10,7 @@
 namespace Kavelin::Core {
 
 /// The name of a file, with variables expanded on reading. Its handler loads the file when a new name is in
-/// place; if it raises, the write is refused: the old name stays and observers hear nothing.
+/// place; if it raises, the write is refused: the old name stays and observers are not told.
 class FileNameProperty : public StringProperty {
 public:
     using Handler = Util::System::Functor<void, Util::System::Seq<>>;
@@ -23,7 +23,7 @@ public:
         setExpandVariables(true);
         set(value);
         noteInitial();
-        reload_ = std::move(reload);  // from here on: the default loads nothing
+        reload_ = std::move(reload);  // set last: the default does not load
     }
 
     void accept(Util::System::AbstractVisitor& visitor) const override {

@@ -22,7 +22,7 @@ constexpr RegistryRow row() {
     }};
 }
 
-/// Appends a factory for each row, in order. A factory whose allocation yields nothing is stored as null.
+/// Appends a factory for each row, in order. A factory that cannot be allocated is stored as null.
 inline void registerFilters(DefaultPlugin& plugin, std::span<const RegistryRow> rows) {
     for (const RegistryRow& entry : rows)
         plugin.addFactory(std::unique_ptr<AbstractFilterFactory>(entry.makeFactory(plugin)));

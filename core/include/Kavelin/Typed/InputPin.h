@@ -19,7 +19,7 @@ class OutputPinBase;
 
 /// Tag for an input pin that never makes its filter wait.
 struct NonBlocking {};
-/// Tag for an input pin whose samples need not be of the time of those that its filter takes with them.
+/// Tag for an input pin whose samples need not have the time of those that its filter takes with them.
 struct AnyTime {};
 
 /// Typed reading end: keeps what it receives in a buffer strategy, chosen by how writer and reader run.
@@ -45,7 +45,7 @@ public:
         lastTimeStamp_ = 0.0;
         if (strategy_ != nullptr) strategy_->clear();
     }
-    /// Builds the buffer anew for the present source, layouts and attributes.  [synchronizers disabled]
+    /// Rebuilds the buffer for the present source, layouts and attributes. [synchronizers disabled]
     virtual void rebuildStrategy() {
         endStaging();
         retireStrategy();
@@ -102,14 +102,14 @@ public:
         fits_ = content().fits(shapeOf(sample_->value));
         if (!fits_) noteMisfit();
     }
-    /// Lets go of the sample held, unused: nothing goes with it.
+    /// Releases the sample held, unused, because no other sample matches it.
     void passOver() {
         current_ = nullptr;
         notePassedOver();
     }
     /// The sample consumed last. The loan ends when the next one is taken (`fetch`, `readNext`), with
-    /// `reset`, and with a change of the connection or of either filter's layout; there is none until the
-    /// next sample is consumed then, as `hasValue` tells, and a call is a mistake that a debug build asserts.
+    /// `reset`, and with a change of the connection or of either filter's layout. Until the next sample is
+    /// consumed there is none, as `hasValue` tells; calling this then is an error that a debug build asserts.
     const T& value() const {
         assert(sample_ != nullptr && "no sample was consumed since the pin was reset or reconnected");
         return sample_->value;

@@ -39,8 +39,8 @@ public:
     Sample& data() { return data_; }
     T& value() { return data_.value; }
 
-    /// Sends the pin's sample with this time stamp. It is copied or lent as each attached pin's buffer does
-    /// it. [layout thread]
+    /// Sends the pin's sample with this time stamp. Each attached pin's buffer copies it or borrows it, as
+    /// its kind does. [layout thread]
     void send(double timeStamp) {
         data_.timeStamp = timeStamp;
         for (InputPinBase<T>* input : attached_) input->receive(data_);
@@ -75,8 +75,8 @@ public:
         attached_.erase(place);
         eraseConnection(input);
     }
-    /// Whether anybody takes what is sent: a result that costs something need not be computed for nobody.
-    /// [layout thread, or synchronizers disabled]
+    /// Whether anything takes what is sent: a costly result that nobody takes need not be computed. [layout
+    /// thread, or synchronizers disabled]
     bool isAttached() const { return !attached_.empty(); }
     /// Where samples go: every attached pin whose filter is in a layout,
     /// in the order in which they are served.

@@ -10,9 +10,9 @@
 
 namespace Kavelin::Core {
 
-/// A double-ended queue of copies with a fixed capacity; when it is full, the oldest goes first. Its slots
-/// are kept and reused, so that in the steady state nothing is allocated, and are made only as the queue
-/// really grows. A sample taken stays where it is: its slot leaves the ring for as long as it is lent.
+/// A double-ended queue of copies with a fixed capacity; when it is full, the oldest goes first. Slots are
+/// reused, so that nothing is allocated in the steady state, and are made only as the queue actually grows. A
+/// sample taken stays where it is: its slot leaves the ring for as long as it is lent.
 template <class D, bool kNewestFirst>
 class QueueBuffer {
 public:

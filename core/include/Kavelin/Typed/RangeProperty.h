@@ -13,13 +13,13 @@ inline constexpr T kLowest = std::numeric_limits<T>::lowest();
 template <class T>
 inline constexpr T kHighest = std::numeric_limits<T>::max();
 
-/// Range, step, default and unit of a property, to be read at a glance where it is declared. A bound that is
-/// left out is that of the type; a default outside the bounds becomes the minimum.
+/// Range, step, default and unit of a property, readable at a glance where it is declared. A bound that is
+/// left out is the type's; a default outside the bounds becomes the minimum.
 template <class T>
 struct Range {
     T minimum = kLowest<T>;
     T maximum = kHighest<T>;
-    T step = T{};  ///< a hint for who edits the value, 0 for none; not enforced
+    T step = T{};  ///< a hint for editors of the value, 0 for none; not enforced
     T value = T{};
     const char* unit = "";
 };
@@ -42,8 +42,8 @@ public:
     /// @throws Poco::NoPermissionException, what the handler throws, Poco::RangeException.
     void validate(const T& value) const override {
         this->requireWritable();
-        // Deliberate: the handler hears of a value before its range is tested, so it also sees, and has acted
-        // on, values that are then refused.
+        // Deliberate: the handler is called before the range is tested, so it also sees, and acts on, values
+        // that are then refused.
         this->callHandler(value);
         if (isOutside(range_, value)) {
             throw Poco::RangeException(streamed(value) + " does not fit in [" + streamed(range_.minimum) +
@@ -63,8 +63,8 @@ public:
     T getMinimum() const { return range_.minimum; }
     T getMaximum() const { return range_.maximum; }
     T getStep() const { return range_.step; }
-    /// Changes the bounds. A value outside of them moves to the minimum as by `set`: checked, handler and
-    /// observers included; then the observers hear of the new bounds.
+    /// Changes the bounds. A value outside them moves to the minimum as by `set`, with check, handler and
+    /// observers; then the observers are told of the new bounds.
     /// @throws what `validate` throws for that move; bounds and value stay as they were then.  [any thread]
     void setRange(T minimum, T maximum, T step) {
         const Synchronizer::DisablerLocker locker(this->getSynchronizer(), nullptr);
@@ -85,7 +85,7 @@ public:
     }
 
 private:
-    // What is neither below nor above, as not a number, is inside.
+    // A value that is neither below nor above, such as NaN, is inside.
     static bool isOutside(const Range<T>& range, T value) {
         return value < range.minimum || value > range.maximum;
     }

@@ -22,7 +22,7 @@ public:
     }
     const D* take() {
         if (empty_) return nullptr;
-        std::swap(slot_, read_);  // a copy's effect without its cost: the slot is empty from here on
+        std::swap(slot_, read_);  // as good as a copy, and cheaper: the slot is empty from here on
         empty_ = true;
         return &read_;
     }

@@ -5,8 +5,8 @@
 namespace Kavelin::Core {
 
 /// Holds a pointer to the writer's own sample, no copy. The reader sees the writer's memory until the writer
-/// fills it anew, so this kind serves only where both run in one thread. Deliberate: a sample that was taken
-/// and is still in use then shows the new one, which can be taken as well.
+/// refills it, so this kind serves only where both run in one thread. Deliberate: a sample that was taken and
+/// is still in use then shows the new value, which can be taken as well.
 template <class D>
 class SingleValuePtrBuffer {
 public:

@@ -72,7 +72,7 @@ private:
     const RoundCounter round_;
     Poco::FastMutex mutex_;  // taken before the buffer's own
     FifoBuffer<StagedSample<D>> queue_{kUnbounded};
-    const StagedSample<D>* next_ = nullptr;  // taken out of the queue, its round not delivered yet
+    const StagedSample<D>* next_ = nullptr;  // taken out of the queue; its round is not delivered yet
     std::atomic<bool> closed_{false};
 };
 

@@ -10,17 +10,17 @@
 
 namespace Kavelin::Core {
 
-/// Finds out which samples of two inputs belong together: those whose time stamps differ by no more than half
-/// the usual step of the faster one. Equal stamps always do, so streams that have none are taken one to one;
-/// so are stamps of the wall clock, which say when a result was computed.  [layout thread]
+/// Finds which samples of two inputs belong together: those whose time stamps differ by no more than half the
+/// usual step of the faster one. Equal stamps always belong together, so unstamped streams are taken one to
+/// one; so are wall-clock stamps, which only say when a result was computed. [layout thread]
 class StampMatcher {
 public:
     /// What was taken.
     enum class Taken { kNothing, kPair, kFirst };
 
-    /// Takes the oldest two samples that belong together; those before them, which nothing goes with,
+    /// Takes the oldest two samples that belong together; earlier samples, which match nothing,
     /// are passed over.
-    /// @param mayStandAlone takes such a sample of the first input by itself
+    /// @param mayStandAlone takes an unmatched sample of the first input by itself
     Taken take(InputPin<Matrix>& first, InputPin<Matrix>& second, bool mayStandAlone = false) {
         for (;;) {
             const bool hasFirst = fetch(first, firstSteps_);
@@ -53,7 +53,8 @@ private:
     bool belongTogether(double difference, const InputPin<Matrix>& earlier) const {
         if (!(std::abs(difference) > 0.0)) return true;
         const double step = smallerStep();
-        // At a start no step is known. Where a newer sample of the earlier input waits, the oldest is not it.
+        // At the start no step is known. If a newer sample of the earlier input waits,
+        // the oldest is not the match.
         const bool isFar = step > 0.0 ? std::abs(difference) > kHalf * step : !earlier.isEmpty();
         return !isFar || isWallClockStamp(earlier.heldTimeStamp());
     }

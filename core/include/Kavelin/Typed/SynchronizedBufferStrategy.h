@@ -6,8 +6,8 @@
 
 namespace Kavelin::Core {
 
-/// For a reader that waits for data from another thread: locked, and `get` waits once, through the reader's
-/// synchronizer, when there is nothing.
+/// For a reader that waits for data from another thread: locked; when there is nothing, `get` waits once,
+/// through the reader's synchronizer.
 template <class Buffer>
 class SynchronizedBufferStrategy final : public LockedBufferStrategy<Buffer> {
 public:

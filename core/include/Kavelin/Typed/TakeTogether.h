@@ -11,8 +11,8 @@ namespace Kavelin::Core {
 
 /// Takes one sample of each pin where all have one.
 ///
-/// The pins are asked in the order given. The first that has none ends the call: the pins before it hold what
-/// they have for the next call, those behind it are not touched.  @return whether samples were taken.
+/// The pins are asked in the order given. The first that has none ends the call: the pins before it hold
+/// their sample for the next call, the pins after it are not touched. @return whether samples were taken.
 template <class... Pins>
 bool takeTogether(Pins&... pins) {
     if (!(pins.fetch() && ...)) return false;
@@ -28,7 +28,7 @@ bool holdAndTakeTogether(Pins&... pins) {
     return all;
 }
 
-/// Whether the samples that the pins took last are all of shapes that they take.
+/// Whether the samples that the pins took last all have shapes that they take.
 template <class... Pins>
 bool allFit(const Pins&... pins) {
     return (pins.fits() && ...);

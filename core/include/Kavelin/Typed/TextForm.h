@@ -32,7 +32,7 @@ inline std::string shortest(double value) {
     return std::string(text.data(), end);
 }
 
-/// The number that streams write as a word and do not read: "nan" and "inf", with or without a sign.
+/// The numbers that streams write as words and cannot read: "nan" and "inf", with or without a sign.
 inline std::optional<double> numberWord(std::string_view word) {
     const bool minus = word.starts_with('-');
     if (minus) word.remove_prefix(1);
@@ -44,7 +44,7 @@ inline std::optional<double> numberWord(std::string_view word) {
 
 /// Text form of a property's value: `write`, `read` (raising Poco::DataFormatException), and `exact`, which
 /// `readExact` reads back to exactly the value. Only `readExact` knows "nan" and "inf": the text form is what
-/// streams make of it.
+/// streams read and write.
 template <class T>
 struct TextForm {
     static std::string write(const T& value) { return streamed(value); }
@@ -90,8 +90,8 @@ struct TextForm<std::string> {
 /// written with six digits, or with as many more as they need to read back equal.
 ///
 /// Reading: both counts below 1 give the empty matrix; elements that the text lacks are 0.0; what follows the
-/// last element is ignored. More than `kMostElements`, a count that is no whole number, one below 0 with the
-/// other above and an element that is no number are refused.
+/// last element is ignored. Refused are more than `kMostElements` elements, a count that is not a whole
+/// number, one count below 0 with the other above, and an element that is not a number.
 template <>
 struct TextForm<Matrix> {
     static constexpr long long kMostElements = 16777216;

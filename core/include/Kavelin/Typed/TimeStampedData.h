@@ -15,12 +15,12 @@ struct TimeStampedData {
     double timeStamp = 0.0;
 };
 
-/// Copies a sample into a slot that held one before.
+/// Copies a sample into a slot that already holds one.
 template <class T>
 void copySample(const TimeStampedData<T>& from, TimeStampedData<T>& to) {
     to = from;
 }
-/// A connection's samples nearly always have one shape: then there is nothing to do but to copy the elements.
+/// A connection's samples nearly always have the same shape: then only the elements need copying.
 inline void copySample(const TimeStampedData<Matrix>& from, TimeStampedData<Matrix>& to) {
     if (from.value.rows() == to.value.rows() && from.value.cols() == to.value.cols()) {
         std::copy_n(from.value.data(), from.value.size(), to.value.data());

@@ -23,7 +23,7 @@ inline bool isSameValue(const Matrix& a, const Matrix& b) {
     return a.rows() == b.rows() && a.cols() == b.cols() && a == b;
 }
 
-/// A property that holds a T. A handler hears of each new value before it is taken
+/// A property that holds a T. A handler is called with each new value before it is taken,
 /// and can refuse it by raising.
 template <class T>
 class ValueProperty : public AbstractProperty {
@@ -77,17 +77,16 @@ public:
         return description;
     }
 
-    /// The value, read under the property's lock: the way in which a filter's `process` reads it, right in a
-    /// layout, where it costs a look-up in the thread's own memory, and in a program that calls `process`
-    /// itself.  [any thread]
+    /// The value, read under the property's lock: what a filter's `process` uses. Correct in a layout, where
+    /// it costs one thread-local look-up, and in a program that calls `process` itself. [any thread]
     T get() const {
         const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
         return value_;
     }
     /// The value in place, for what is too large to copy.  [synchronizer entered or disabled]
     const T& value() const { return value_; }
-    /// Checks, assigns, tells the observers if it is another value.
-    /// @throws what `validate` throws; the old value stays then and nobody hears of it.  [any thread]
+    /// Checks, assigns, tells the observers if the value changed.
+    /// @throws what `validate` throws; the old value then stays and observers are not told. [any thread]
     void set(const T& value) {
         const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
         try {
@@ -111,7 +110,7 @@ public:
         writable_ = writable;
         notifyAttributeChanged();
     }
-    /// Sets the flag that says whether the property has an effect as things stand. The caller notifies.
+    /// Sets the flag that says whether the property currently has an effect. The caller notifies.
     void setEnabled(bool enabled) { enabled_ = enabled; }
     using AbstractProperty::notifyAttributeChanged;
 
@@ -122,7 +121,7 @@ protected:
     void callHandler(const T& value) const {
         if (handler_ && !isSettling()) handler_(value);
     }
-    /// Puts a validated value in place and tells the observers if it is another one.  [synchronizer disabled]
+    /// Puts a validated value in place and tells the observers if it changed. [synchronizer disabled]
     void assign(const T& value) {
         const ScopedChangeValueNotifier notifier(this, hasObservers() && !isSameValue(value, value_));
         value_ = value;

@@ -47,8 +47,8 @@ public:
     void setIsBlocking(bool blocking) { blocking_ = blocking; }
     bool getIsBlocking() const { return blocking_; }
 
-    /// False: samples of this pin need not be of the time of those that the filter takes with them, or the
-    /// filter sees to that itself. True at the start for a blocking pin.  [as setIsBlocking]
+    /// False: samples of this pin need not have the time of those that the filter takes with them, or the
+    /// filter checks that itself. True at the start for a blocking pin. [as setIsBlocking]
     void setIsPaired(bool paired) { paired_ = paired; }
     bool getIsPaired() const { return blocking_ && paired_; }
 
@@ -74,7 +74,7 @@ public:
     bool isHolding() const { return state_->isHolding(); }
     /// [any thread, synchronizers disabled or no thread writing]
     PinCounts getCounts() const { return state_->getCounts(); }
-    /// Samples that the filter used, and those that it took and passed over because nothing goes with them.
+    /// Samples that the filter used, and those that it took and passed over because nothing matches them.
     /// [reader's thread, or no thread reading]
     std::uint64_t getConsumed() const { return consumed_; }
     std::uint64_t getPassedOver() const { return passedOver_; }
@@ -86,8 +86,8 @@ public:
     bool isOverHalfFull() const { return state_->isOverHalfFull(); }
     /// Chooses and builds a new buffer; what was buffered is discarded.  [synchronizers disabled]
     void rebuildBuffer() { state_->rebuildBuffer(); }
-    /// From now on what is sent goes onto a stage first, marked with the writer's round, until the stage is
-    /// closed or a new buffer is built. Null for a pin that cannot.  [synchronizers disabled]
+    /// From now on samples go onto a stage first, marked with the writer's round, until the stage is closed
+    /// or a new buffer is built. Null for a pin that cannot. [synchronizers disabled]
     std::shared_ptr<Stage> beginStaging(RoundCounter round) { return state_->beginStaging(std::move(round)); }
 
 protected:

@@ -16,7 +16,7 @@ class AbstractProperty;
 class PropertyBagOwner;
 class Synchronizer;
 
-/// Hears of changes of properties.
+/// Is told of changes of properties.
 /// Called in the writing thread while the property's synchronizer is held disabled.
 class KAVELIN_API PropertyObserver {
 public:
@@ -66,7 +66,7 @@ public:
     void accept(Util::System::AbstractVisitor& visitor) const override;
     /// Whether a write can succeed at all.
     virtual bool isWritable() const { return true; }
-    /// A hint for who shows the property: whether it has an effect as things stand. Refuses nothing.
+    /// A hint for user interfaces: whether the property currently has an effect. Refuses nothing.
     virtual bool isEnabled() const { return true; }
     /// Writes the value in its text form.
     virtual void serialize(std::string& out) const = 0;
@@ -110,7 +110,7 @@ protected:
     void noteRefused(std::string exactText);
     /// The value is the owner's own: forgets the writes.  [in the constructor of a property]
     void noteInitial() { taken_ = refused_ = 0; }
-    /// Whether the bag puts a value back, of which no handler is to hear.  [synchronizer disabled]
+    /// Whether the bag is putting a value back; handlers are not called then. [synchronizer disabled]
     bool isSettling() const;
 
 private:
@@ -126,8 +126,8 @@ private:
     std::vector<PropertyObserver*> observers_;
 };
 
-/// Around a change of value: tells the observers when it ends, if there is something to tell and no exception
-/// is on its way.
+/// Encloses a change of value: on leaving, tells the observers of a change,
+/// unless an exception is propagating.
 class KAVELIN_API AbstractProperty::ScopedChangeValueNotifier {
 public:
     ScopedChangeValueNotifier(const AbstractProperty* property, bool notify);

@@ -26,8 +26,8 @@ public:
 
     bool isSchedulable() const { return schedulable_; }
 
-    /// How the samples of its inputs fitted together since it entered its layout; no sets where it has fewer
-    /// than two inputs to match.  [layout thread, or the layout not running]
+    /// How well the samples of its inputs matched since it entered its layout; no sets if it has fewer than
+    /// two inputs to match. [layout thread, or the layout not running]
     PairingReport getPairing() const;
     /// For the host library alone: begins to compare the time stamps of the inputs that are connected now.
     /// @return null while there is nothing to compare.

@@ -40,16 +40,16 @@ public:
 
     /// Runs all layouts in the caller's thread to their end, in rounds: the layout whose sources have the
     /// smallest time stamp of all takes one row, then every layout, each after those that feed it, takes all
-    /// that was sent to it. So no sample is dropped because its reader's turn comes late, and the same input
-    /// gives the same output.
+    /// that was sent to it. So no sample is dropped because a reader runs late,
+    /// and the same input gives the same output.
     void runToEnd();
-    /// The same with a thread for each layout, or for each circle of layouts that feed each other. Every
-    /// layout goes through the same rounds in the same order as with `runToEnd`, so its output is the same to
-    /// the bit; it may be some hundred rounds behind those that feed it.
+    /// The same with a thread for each layout, or for each cycle of layouts that feed each other. Every
+    /// layout goes through the same rounds in the same order as with `runToEnd`, so its output is identical
+    /// bit for bit; it may lag some hundred rounds behind those that feed it.
     void runToEndInThreads();
     /// Starts the threads of such a run and returns; a layout that no source reaches runs until it is
-    /// stopped. What is connected between two layouts meanwhile delivers at once, outside the rounds. In
-    /// such a run no reader waits for data inside `process`: all of a round is there when it is called.
+    /// stopped. Connections made between two layouts meanwhile deliver at once, outside the rounds. In such a
+    /// run readers do not wait for data inside `process`: a round is complete when it is called.
     /// @throws Poco::IllegalStateException while one of the layouts runs.
     void start();
     /// Waits until all layouts have ended.
@@ -61,7 +61,7 @@ public:
     void setVariable(const std::string& name, const std::string& value);
     void removeVariable(const std::string& name);
     /// Replaces each `${NAME}` by the variable of that name, else by the environment's; an unknown one stays
-    /// as it stands. What was put in is not expanded again.
+    /// as it is. Inserted text is not expanded again.
     std::string expandVariables(const std::string& text) const;
 
 private:

@@ -17,9 +17,9 @@ struct Layout;
 /// Runs a group of filters, in a thread of its own or in the caller's.
 ///
 /// It works in rounds. A round calls the sources whose next time stamp is smallest, then every other filter, in
-/// the order of the connections, for as long as it has unread samples and a call takes some. So all that one
-/// source row brings reaches a filter before it is called. What goes back to a filter earlier in that order is
-/// read in the next round. A filter with an empty synchronous pin is not called.
+/// the order of the connections, for as long as it has unread samples and a call takes some. So everything
+/// that one source row brings reaches a filter before it is called. Samples sent back to an earlier filter
+/// are read in the next round. A filter with an empty synchronous pin is not called.
 class KAVELIN_API LayoutManager : public NamedObject {
 public:
     using RoundHook = std::function<void(double timeStamp)>;
