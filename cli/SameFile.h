@@ -4,8 +4,8 @@
 
 namespace Kavelin::Cli {
 
-/// Whether two paths lead to one ordinary file, there already or yet to be written.
-/// Pipes and devices are nobody's.
+/// Whether two paths lead to the same ordinary file, existing or yet to be written.
+/// False for pipes and devices, which may be shared.
 bool isSameFile(const std::string& a, const std::string& b);
 
 }  // namespace Kavelin::Cli

@@ -14,8 +14,8 @@ public:
     /// What was compared in this run, or in the last one.  [layout thread, or the layout not running]
     virtual const AttitudeErrors& errors() const = 0;
 
-    /// The file that the reference is read from; null where it comes in on a pin, or was not opened yet.
-    /// [as errors]
+    /// The file that the reference is read from; null where the reference comes in on a pin, or the file is
+    /// not open yet. [as errors]
     virtual const ReferenceTrack* referenceTrack() const = 0;
 };
 

@@ -9,8 +9,8 @@
 
 namespace Kavelin::RecordingIO {
 
-/// What an attitude in a frame, as its pin declares it, and a reference to the earth cannot agree on. A frame
-/// that is not known may have any heading. Empty where no one rotation makes the two comparable.
+/// What an attitude in a frame, as its pin declares it, and a reference to the earth cannot agree on. An
+/// unknown frame may have any heading. Empty where no single rotation makes the two comparable.
 inline std::optional<Alignment> alignmentOf(std::string_view frame) {
     if (frame == Core::kTurnSinceStart) return std::nullopt;
     if (frame == Core::kSensorToEarth) return Alignment::kNone;

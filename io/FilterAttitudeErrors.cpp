@@ -67,7 +67,7 @@ std::optional<Quaternion> FilterAttitudeErrors::referenceAt(double time) {
     return track_ ? track_->at(time) : sample;
 }
 
-/// What is earlier belongs to no attitude; what is later waits for its own.
+/// An earlier sample belongs to no attitude; a later one waits for its attitude.
 std::optional<Quaternion> FilterAttitudeErrors::sampleAt(double time) {
     while (reference_.fetch() && !(reference_.heldTimeStamp() > time)) {
         reference_.consume();

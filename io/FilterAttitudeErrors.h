@@ -11,11 +11,11 @@
 
 namespace Kavelin::RecordingIO {
 
-/// Compares attitudes with a reference, and says at the end of a run how far they are off.
+/// Compares attitudes with a reference, and reports at the end of a run how far they are off.
 ///
-/// The reference is a file, interpolated to the time of each attitude, or else the samples of the pin
-/// "reference" of exactly its time. Of each pair the errors are sent, with its time stamp: before the turn
-/// about the vertical is taken out that fits best, which is known after the last pair only.
+/// The reference is a file, interpolated to the time of each attitude, or the samples of the pin "reference"
+/// with exactly its time. The errors of each pair are sent with its time stamp, without removing the turn
+/// about the vertical that fits best: that turn is known only after the last pair.
 ///
 /// The files are opened by `checkRun`, those that can be read only once by `prepareRun`, and at the latest
 /// with the first attitude; a file that cannot be used is then an exception out of `process`,

@@ -25,12 +25,12 @@ std::vector<std::string> pinNames(const std::string& text) {
 }  // namespace
 
 /// The open file, one row ahead of what was sent, because the host asks for the next time stamp first. Faults
-/// met on the way to that row wait until they can be raised.
+/// on the way to that row wait until they can be raised.
 class FilterCsvReader::Stream {
 public:
     using Announce = std::function<void(std::function<void()>)>;
 
-    /// Never throws: a file that cannot be used is a fault like others, and the end.
+    /// Never throws: an unusable file counts as a fault and as the end.
     /// @param announce told how to break the wait for the header, before it begins.
     Stream(const std::string& path, const ReaderOptions& options, const Announce& announce) {
         try {
@@ -46,7 +46,7 @@ public:
     }
 
     bool isUsable() const { return recording_.has_value(); }
-    /// Takes the end of an interrupted wait for the header for no fault.
+    /// Does not count an interrupted wait for the header as a fault.
     void forgive() {
         refusal_.reset();
         hasFaults_ = false;
@@ -123,10 +123,10 @@ void FilterCsvReader::process() {
     if (open.hasRow()) {
         sendRow(open.row());
         open.rowIsSent();
-        // What was sent must not wait until a live recording's next row is there.
+        // Samples already sent must not wait for the next row of a live recording.
         if (!open.hasFaults() && open.recording().mayWait()) return;
     }
-    // A host takes a source that fails without getting on for broken: faults wait for a later time stamp.
+    // A host gives up on a source that fails without making progress, so faults wait for a later time stamp.
     const bool getsOn = !open.hasRow() || open.row().time() > currentTime_;
     if (open.hasFaults() && getsOn) open.raiseFaults();
 }
@@ -275,7 +275,7 @@ void FilterCsvReader::onColumns(const bool& asColumns) {
     }
 }
 
-/// Looks into a file that is there, for its pins; a header that means nothing may still be given a mapping.
+/// Looks into an existing file for its pins; a useless header may still be given a mapping.
 void FilterCsvReader::onFileName() {
     stale_ = true;
     const std::string path = fileName_.get();
@@ -304,7 +304,7 @@ void FilterCsvReader::onUnits(const std::string& units) {
 }
 
 OutputPin<Matrix>* FilterCsvReader::pinCalled(const std::string& name) const {
-    // All output pins of this filter are its own, of this one type.
+    // All output pins of this filter are its own and have this type.
     return static_cast<OutputPin<Matrix>*>(findOutputPin(name));
 }
 

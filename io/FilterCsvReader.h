@@ -33,8 +33,8 @@ using OrientationInternal::ValueProperty;
 /// A pin without a value in a row sends nothing.
 ///
 /// The file is opened when its first row is asked for. A row that cannot be used is an exception out of
-/// `process`, with file and line in its message, and the next call goes on behind it: after ten of one kind
-/// the message is the same for all further ones, so that a host that lists distinct messages does not drown.
+/// `process`, with file and line in its message, and the next call goes on after it. After ten of one kind
+/// the message stays the same, so that a host that lists distinct messages is not flooded.
 class FilterCsvReader : public Filter, public Core::Source, public RunParticipant, public RecordingSource {
 public:
     static constexpr const char* kTypeName = "FilterCsvReader";
@@ -63,7 +63,7 @@ public:
 
 private:
     class Stream;
-    /// Where a channel goes out; no pin where there was none of that name in time.
+    /// The output of a channel; null where there was no pin of that name in time.
     struct Lane {
         OutputPin<Matrix>* pin;
         Eigen::Index rows;
@@ -107,9 +107,9 @@ private:
     std::vector<std::unique_ptr<OutputPin<Matrix>>> otherPins_;
     mutable bool stale_ = true;        // the properties changed since the file was opened
     mutable std::vector<Lane> lanes_;  // by channel
-    mutable std::mutex streamMutex_;  // held to replace the stream, and by who may not be the layout's thread
+    mutable std::mutex streamMutex_;   // held to replace the stream, and by code outside the layout's thread
     mutable std::unique_ptr<Stream> stream_;
-    mutable std::function<void()> stopOpening_;  // while a header is waited for; guarded by streamMutex_
+    mutable std::function<void()> stopOpening_;  // set while waiting for a header; guarded by streamMutex_
     bool isInterrupted_ = false;
     double currentTime_ = 0.0;
 };

@@ -142,7 +142,7 @@ void FilterCsvWriter::prepareRun() {
     }
 }
 
-/// Where the columns are known, a run without rows leaves a table of none.
+/// Where the columns are known, a run without rows leaves a table without rows.
 void FilterCsvWriter::completeRun() {
     const bool isWanted = isPrepared_ && !hasFailed_;
     isPrepared_ = false;
@@ -168,7 +168,7 @@ void FilterCsvWriter::RowFile::finish() {
 
 std::vector<std::string> FilterCsvWriter::runErrors() const {
     const auto hasReceived = [](const auto& input) { return input->pin.getConsumed() > 0; };
-    const bool isHeader = !rows_.get().empty() && knowsColumns();  // a table of no rows was written
+    const bool isHeader = !rows_.get().empty() && knowsColumns();  // a table without rows was written
     if (inputs_.empty() || isHeader || std::any_of(inputs_.begin(), inputs_.end(), hasReceived)) return {};
     return {"no sample came: nothing to write to '" + fileName_.get() + "'"};
 }

@@ -26,8 +26,8 @@ using OrientationInternal::ValueProperty;
 /// "Header" names, of as many elements as it has names there.
 ///
 /// Samples of one time stamp share a row (see TableWriter). With "Rows", each sample of the pin of that name
-/// makes a row, with the samples of the other pins that have its time stamp: a later one waits for its row, an
-/// earlier one belongs to none and is left out. The row is written in the call of `process` that takes it.
+/// makes a row, with the samples of the other pins that have its time stamp. A later sample waits for its
+/// row; an earlier one has no row and is left out. The row is written in the call of `process` that takes it.
 ///
 /// The file is created with the first sample, under a temporary name, and takes its own when the run is
 /// completed, the file name changes or the filter goes. A sample of another shape (with "Rows", the first of
@@ -59,7 +59,7 @@ private:
         std::vector<std::string> names;     // of its columns; empty: they follow from its first sample
         TableWriter::Shape expected{0, 0};  // that of its source before the run
         bool waits = false;                 // a sample was taken and is not in the table yet
-        bool isRefused = false;             // a sample of another shape came, and was told of
+        bool isRefused = false;             // a sample of another shape came, and was reported
     };
     using Columns = std::vector<std::unique_ptr<Column>>;
 
@@ -106,7 +106,7 @@ private:
     std::unique_ptr<TableWriter> table_;
     std::unique_ptr<RowFile> rowFile_;  // in its place
     bool hasFailed_ = false;
-    bool isPrepared_ = false;  // a run is to leave a table
+    bool isPrepared_ = false;  // the run must leave a table
     std::string refusals_;     // to be raised
 };
 

@@ -8,9 +8,9 @@
 
 namespace Kavelin::RecordingIO {
 
-/// Sends each rate as a share of the gyroscope's range, so that a limit of 1 means the end of the range
-/// whatever that is: the property "Range" until the gyroscope is seen to be driven beyond its own range, from
-/// then on the rate at which it stands still there.
+/// Sends each rate as a share of the gyroscope's range, so that a limit of 1 always means the end of the
+/// range. The range is the property "Range" until the gyroscope is seen to clip; from then on it is the rate
+/// at which it clips.
 class FilterRangeShare : public OrientationInternal::Filter {
 public:
     static constexpr const char* kTypeName = "FilterRangeShare";

@@ -113,7 +113,7 @@ void FilterResampler::process() {
     }
 }
 
-/// Whether there is an instant to decide on; one that waits stays.
+/// Whether there is an instant to decide on; a waiting one stays.
 bool FilterResampler::takeInstant() {
     if (hasInstant_) return true;
     return clock_ != nullptr ? takeClockSample() : rate_.get() > 0.0 && takeTick();
@@ -131,7 +131,7 @@ bool FilterResampler::takeClockSample() {
     return false;
 }
 
-/// With a rate, the first instant is the one at which all pins that are needed have begun.
+/// With a rate, the first instant is the first at which all required pins have begun.
 bool FilterResampler::takeTick() {
     if (!hasTick_) {
         double begin = -std::numeric_limits<double>::infinity();
@@ -189,8 +189,8 @@ void FilterResampler::sendInstant() {
     }
 }
 
-/// Passes over the instants of a rate up to `t`, in which a pin that is needed has no value: after a clock
-/// that jumps they may be billions.  @return how many.
+/// Skips the instants of a rate up to `t`, at which a required pin has no value: after a jump of the clock
+/// there may be billions. @return how many.
 std::uint64_t FilterResampler::skipTicksUntil(double t) {
     const double next = std::ceil(t * rate_.get());
     if (clock_ != nullptr || !(next > tick_)) return 0;

@@ -53,7 +53,7 @@ private:
         bool isNewest = false;
         bool isOptional = false;
         SampleTrack::At state = SampleTrack::At::kLater;
-        std::uint64_t missing = 0;     // instants left out for want of it
+        std::uint64_t missing = 0;     // instants left out because it had no value
         std::uint64_t outOfOrder = 0;  // samples not later than the one before
     };
 
@@ -85,11 +85,11 @@ private:
     std::vector<std::unique_ptr<Lane>> lanes_;
     std::map<std::string, double> shifts_;
     Lane* clock_ = nullptr;  // null with a rate
-    bool stale_ = true;      // the lanes are not set as the properties say
+    bool stale_ = true;      // the lanes do not match the properties yet
     bool hasTick_ = false;
     double tick_ = 0.0;  // number of the next instant, with a rate
     bool hasInstant_ = false;
-    double instant_ = 0.0;  // to be sent next, or sent last
+    double instant_ = 0.0;  // the one to send next, or the one sent last
     bool isEnding_ = false;
     std::uint64_t sent_ = 0;
     std::uint64_t leftOut_ = 0;

@@ -13,9 +13,9 @@ namespace Kavelin::RecordingIO {
 /// Sample and hold: each sample of the pin "Clock" sends the newest sample of every pin, stamped like the
 /// clock's. It makes an input of any name that a connection asks for, and with it an output of the same name.
 ///
-/// Samples are taken in the order in which they come; their own time stamps, but for the clock's, do not
-/// count. With "Repeat" nothing is sent before every pin has had a sample. Without it, only the pins with a
-/// new sample since the clock's last one are sent, and none waits for another.
+/// Samples are taken in order of arrival; only the clock's time stamps count. With "Repeat" nothing is sent
+/// before every pin has had a sample. Without it, only the pins with a new sample since the clock's last one
+/// are sent, and none waits for another.
 class FilterSampleHold : public OrientationInternal::Filter, public RunParticipant {
 public:
     static constexpr const char* kTypeName = "FilterSampleHold";
@@ -50,7 +50,7 @@ private:
 
     std::vector<std::unique_ptr<Lane>> lanes_;
     Lane* clock_ = nullptr;
-    bool stale_ = true;  // the clock is to be looked up
+    bool stale_ = true;  // the clock must be looked up
 };
 
 }  // namespace Kavelin::RecordingIO

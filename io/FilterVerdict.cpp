@@ -20,7 +20,7 @@ using Core::AbstractOutputPin;
 using Core::Matrix;
 using Input = OrientationInternal::InputPin<Matrix>;
 
-/// The newest sample of a pin, of that many elements.  @return null where nothing came.
+/// The newest sample of a pin, if it has that many elements. @return null where none came.
 const Matrix* newest(Input& pin, Eigen::Index size, double& t) {
     bool hasCome = false;
     while (pin.readNext()) hasCome = true;
@@ -69,7 +69,8 @@ bool takesSensors(const Core::Filter& filter) {
 
 constexpr int kMostSteps = 16;  // connections may lead in a circle
 
-/// The pin that the samples come from, through those that hand them on.  @return null without a connection.
+/// The pin that the samples come from, traced through pins that hand them on.
+/// @return null without a connection.
 const AbstractOutputPin* originOf(const AbstractInputPin& input) {
     const AbstractOutputPin* source = input.getConnectedOutput();
     for (int step = 0; step < kMostSteps && source != nullptr; ++step) {

@@ -14,12 +14,12 @@
 
 namespace Kavelin::RecordingIO {
 
-/// Sees what goes into an estimator and what comes out of it, and says at the end of a run what the result is
-/// worth: good, doubtful or bad, for tilt and heading.
+/// Watches what goes into an estimator and what comes out, and judges the result at the end of a run: good,
+/// doubtful or bad, for tilt and heading.
 ///
-/// What has one time stamp is one row. How to judge follows from the wiring: in which frame the attitude is,
-/// from the content of its pin; what the estimator lives on, from the connected inputs of the filter that the
-/// attitude comes from. What the filters that the sensors come from take for errors in the data counts too.
+/// Samples with the same time stamp form one row. The wiring decides how to judge: the content of the
+/// attitude's pin gives its frame; the connected inputs of the filter that sends the attitude give the
+/// sensors used. Data errors reported by the filters that send the sensors' samples count too.
 class FilterVerdict : public OrientationInternal::Filter, public RunParticipant, public VerdictSource {
 public:
     static constexpr const char* kTypeName = "FilterVerdict";

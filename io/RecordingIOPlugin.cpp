@@ -17,7 +17,7 @@ namespace Kavelin::RecordingIO {
 
 namespace {
 
-// One row a line, so that a new filter is a line of its own.
+// One row per line, so that a new filter adds one line.
 // clang-format off
 constexpr Core::RegistryRow kRows[] = {
     Core::row<FilterCsvReader>(),

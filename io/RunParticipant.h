@@ -6,8 +6,8 @@
 
 namespace Kavelin::RecordingIO {
 
-/// A filter that has something to do before the first row of a run and behind the last. Whoever runs layouts
-/// asks each filter for it with a dynamic_cast, also across modules: hence the visibility.
+/// A filter that has work to do before the first row of a run and after the last. The program that runs
+/// layouts asks each filter for this with a dynamic_cast, also across modules: hence the visibility.
 class __attribute__((visibility("default"))) RunParticipant {
 public:
     virtual ~RunParticipant() = default;
@@ -20,12 +20,12 @@ public:
     /// what is wrong.  [as resultFile]
     virtual void checkRun() {}
 
-    /// Makes sure that the run can write its files; leaves those of earlier runs as they are.  Raises what is
-    /// in the way.  [as resultFile]
+    /// Makes sure that the run can write its files; leaves those of earlier runs as they are. Raises whatever
+    /// prevents it. [as resultFile]
     virtual void prepareRun() {}
 
-    /// Sends what waits for samples that can no longer come. What it feeds is called afterwards.
-    /// [the layout not running]
+    /// Sends what is still waiting for samples that can no longer come. The filters that it feeds are called
+    /// afterwards. [the layout not running]
     virtual void finishStream() {}
 
     /// Completes what the run left open: files get their names.  Raises what writing raises.  [as resultFile]
@@ -38,7 +38,7 @@ public:
     /// One sentence for each thing in the data that makes results of it wrong.  [as resultFile]
     virtual std::vector<std::string> runErrors() const { return {}; }
 
-    /// One sentence for each thing in the data that needs a person's eye.  [as resultFile]
+    /// One sentence for each thing in the data that needs a person's attention. [as resultFile]
     virtual std::vector<std::string> runNotes() const { return {}; }
 };
 

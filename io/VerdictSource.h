@@ -16,7 +16,8 @@ public:
     /// cannot be judged.  [layout thread, or the layout not running]
     virtual std::optional<Judged> judged() const = 0;
 
-    /// What the estimator claims and lives on, as its connections and properties tell.  [as judged]
+    /// What the estimator claims and which sensors it uses,
+    /// as its connections and properties tell. [as judged]
     virtual EstimatorKind estimatorKind() const = 0;
 };
 

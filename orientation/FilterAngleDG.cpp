@@ -11,7 +11,7 @@ namespace Kavelin::OrientationInternal {
 
 namespace {
 
-/// Reads an attitude as a quaternion of unit norm; nothing for what has no direction.
+/// Reads an attitude as a quaternion of unit norm; empty if its norm is too small.
 std::optional<Quaternion> attitudeOf(const Matrix& sample) {
     Quaternion q = Quaternion::Zero();
     if (sample.size() == 9) {

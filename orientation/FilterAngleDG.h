@@ -12,9 +12,9 @@ namespace Kavelin::OrientationInternal {
 /// Computes the angle between two units, D and G:
 /// a joint angle, with its swing-twist decomposition about "axis".
 ///
-/// "D", "G": attitudes, sensor to earth, in the same earth frame; 3x3 or 1x4 (w, x, y, z). Those of
-/// one time go together (see StampMatcher), others are passed over; a pair with another shape, or that is no
-/// rotation, is dropped. "angle":
+/// "D", "G": attitudes, sensor to earth, in the same earth frame; 3x3 or 1x4 (w, x, y, z). Samples of the
+/// same time go together (see StampMatcher), others are skipped; a pair with another shape, or with one that
+/// is not a rotation, is dropped. "angle":
 /// 1x1, rad, the whole rotation, 0 to pi. "twist": 1x1, rad, about the axis, in [-pi, pi). "swing": 1x1, rad,
 /// what remains, 0 to pi. "relative": 1x4, of D to G, w not negative. All are stamped with the later time
 /// stamp of the pair.

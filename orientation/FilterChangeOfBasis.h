@@ -8,12 +8,12 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Expresses each 3x3 matrix X in another basis P: Q X P, with Q what stands for the inverse of P.
+/// Expresses each 3x3 matrix X in another basis P: Q X P, where Q stands for the inverse of P.
 ///
 /// "input matrix": 9 elements, read row by row as 3x3; others are dropped. "Change-Of-Basis": the next basis,
 /// looked at when a matrix came. One of 9 elements is taken as orthonormal (Q is its transpose), another one
-/// is inverted, or keeps the Q before it when it has no inverse. "output matrix": stamped as the input; the
-/// input as it stands before the first basis, and never again after it; nothing when the product does not
+/// is inverted, or keeps the Q before it when it has no inverse. "output matrix": stamped as the input;
+/// before the first basis the input as it is, and never again after it; nothing when the product does not
 /// exist (P of 4x4, say), until a basis fits again.
 class FilterChangeOfBasis : public Filter {
 public:
@@ -33,7 +33,7 @@ private:
     ValueProperty<bool> orthonormal_{"Orthonormal Change Of Basis", this, true};
 
     ChangeOfBasisComputer computer_;
-    bool hasBasis_ = false;  // a basis once taken stays, whatever becomes of its pin
+    bool hasBasis_ = false;  // a basis once taken stays, whatever happens to its pin
 };
 
 }  // namespace Kavelin::OrientationInternal

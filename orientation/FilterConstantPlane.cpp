@@ -18,10 +18,10 @@ void FilterConstantPlane::process() {
     attitude_.send(mag_.lastTimeStamp());
 }
 
-/// Reads the normal, and sets the plane where the normal was written since the last sample.
-/// Deliberate: the axis has unit length only in the call that sets the plane; in others it is as long as the
-/// properties say, so a normal of another length makes "attitude" no rotation there. Its angle does not
-/// depend on the length.
+/// Reads the normal, and sets the plane if the normal was written since the last sample. Deliberate: the axis
+/// has unit length only in the call that sets the plane; in other calls it is as long as the properties say.
+/// With a normal of another length, "attitude" is then not a rotation.
+/// The angle does not depend on the length.
 Vector3 FilterConstantPlane::axisForThisSample(const Vector3& field) {
     Vector3 axis(planeX_.get(), planeY_.get(), planeZ_.get());
     if (!planeChanged_) return axis;

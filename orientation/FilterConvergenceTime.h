@@ -14,9 +14,9 @@ namespace Kavelin::OrientationInternal {
 /// and "timeStamp" are recorded. Each error gives "finalAngle" (1x1, from the 4th error on), the magnitude of
 /// the mean of the newest quarter, and, when that is strictly below "maximumAccuracy", "convergenceTime"
 /// (1x1, unit of "timeStamp"): the recorded time, since the first one, of the error before the last one
-/// outside finalAngle +- "threshold"; 0.0 when there is none. Both are stamped with the wall clock. Keeping
-/// times and errors aligned is the caller's business: when the time wanted is not there, process raises
-/// std::out_of_range, with the error recorded and "finalAngle" sent.
+/// outside finalAngle +- "threshold"; 0.0 when there is none. Both are stamped with the wall clock. The
+/// caller must keep times and errors aligned: when the wanted time is missing, process raises
+/// std::out_of_range, after recording the error and sending "finalAngle".
 class FilterConvergenceTime : public Filter {
 public:
     static constexpr const char* kTypeName = "FilterConvergenceTime";

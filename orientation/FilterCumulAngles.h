@@ -11,10 +11,10 @@ namespace Kavelin::OrientationInternal {
 /// Accumulates angles over whole turns.
 ///
 /// "angles": any shape, rad, each element wrapped anyhow. "reset": a first element other than 0.0 (a NaN too)
-/// starts anew with the next sample. "cumul": same shape, rad, each element within half a turn of its last
+/// restarts with the next sample. "cumul": same shape, rad, each element within half a turn of its last
 /// value. "turns": same shape, whole turns since the start. Both are stamped as "angles". A change of shape
-/// starts all elements anew; an element that is not finite gives NaN and starts anew with its next value. A
-/// sample without elements is dropped.
+/// restarts all elements; an element that is not finite gives NaN and restarts with its next value. A sample
+/// without elements is dropped.
 class FilterCumulAngles : public Filter {
 public:
     static constexpr const char* kTypeName = "FilterCumulAngles";

@@ -12,9 +12,9 @@ namespace Kavelin::OrientationInternal {
 /// It does not smooth.
 ///
 /// "in": exactly 4 elements of any shape, w, x, y, z; others are dropped. "out": 1x4, not normalised, stamped
-/// as the sample. The first n samples but one pass unchanged, n being the number of coefficients, and again
-/// after each accepted write of "alphas". See QuaternionSmoother for what the newest sample as the base of
-/// the correction means.
+/// as the sample. The first n - 1 samples pass unchanged, n being the number of coefficients, and again after
+/// each accepted write of "alphas". The newest sample is the one corrected;
+/// see QuaternionSmoother for the consequence.
 class FilterQuaternionFilter : public Filter {
 public:
     static constexpr const char* kTypeName = "FilterQuaternionFilter";

@@ -10,8 +10,7 @@ void FilterStaticMode::process() {
     double t = 0.0;
     const auto acceleration = takeVector(acc_, t);
     const auto field = takeVector(mag_, t);
-    // Deliberate: the rate is taken, so that its buffer does not fill, and used for nothing;
-    // its row scores 1.0.
+    // Deliberate: the rate is taken, so that its buffer does not fill, but not used; its row scores 1.0.
     gyr_.readNext();
     const auto scores = computer_.score(acceleration, field);
     if (!scores) return;

@@ -8,7 +8,7 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Rates how far acceleration and magnetic field agree with a reference captured at the start
+/// Rates how well acceleration and magnetic field agree with a reference captured at the start
 /// and by "Reference".
 ///
 /// "3a", "3m": 1x3, any constant unit, sensor frame; other shapes are consumed and ignored. "3g": taken and

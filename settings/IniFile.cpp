@@ -54,7 +54,8 @@ std::string takeLines(std::istream& input, long long count) {
     return lines;
 }
 
-// Up to `most` numbers, until the end or the first text that is none: memory follows the text's length.
+// Up to `most` numbers, until the end or the first text that is not a number. Memory grows with the text,
+// not with `most`.
 std::vector<double> takeNumbers(std::istream& input, long long most) {
     std::vector<double> numbers;
     double number = 0.0;

@@ -16,10 +16,9 @@ using Core::Matrix;
 ///  - a line of blanks only, and a line that begins with "//": skipped; a later "//" belongs to the value;
 ///  - `[name]`: opens a section; a second one of the same name is a section of its own, hidden by the first;
 ///  - `**name = n`: a block; the n lines that follow, whatever they hold, are its value, each ended by "\n".
-///    An n that is no number or below 0 counts as 0; one beyond the end of the file takes the lines there
-///    are;
-///  - `name = value`: an entry, both sides trimmed, cut at the first "="; a single leading "*" is nothing
-///  special;
+///    An n that is not a number or below 0 counts as 0; one beyond the end of the file takes all lines left;
+///  - `name = value`: an entry, both sides trimmed, cut at the first "="; a single leading "*" has
+///    no meaning;
 ///  - a line without "=": skipped. An entry or block before the first section belongs to none and is dropped.
 ///
 /// A block's name is stored without its "**", and found with or without it; a name with "**" finds blocks
@@ -48,13 +47,15 @@ public:
     /// and returns an empty text.
     std::string getValue(const std::string& section, const std::string& name) const;
 
-    /// Number that an entry's text begins with; 0 when it is missing (printed) or begins with none.
+    /// Number that an entry's text begins with; 0 when the entry is missing (printed) or does not begin
+    /// with a number.
     double getDouble(const std::string& section, const std::string& name) const;
 
     /// Matrix of an entry's text: row count, column count, then the elements row by row, apart by blanks or
-    /// lines. What follows the last element is ignored. Elements from the first that is missing or no number
-    /// on are 0.
-    /// @return 0x0 when the entry is missing (printed), a dimension is missing, no whole number, or below 0.
+    /// lines. What follows the last element is ignored. From the first element that is missing or not a
+    /// number, all are 0.
+    /// @return 0x0 when the entry is missing (printed), or a dimension is missing, not a whole number,
+    /// or below 0.
     /// @throws std::bad_alloc for more elements than the largest int, and for more than 16,777,216 that the
     /// text does not hold, so that a short text cannot ask for gigabytes.
     Matrix getMatrix(const std::string& section, const std::string& name) const;

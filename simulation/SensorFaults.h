@@ -10,7 +10,7 @@ namespace Kavelin::RecordingIO {
 using OrientationInternal::Matrix3;
 using OrientationInternal::Vector3;
 
-/// What is wrong with one sensor, in the order in which it takes effect.
+/// The faults of one sensor, in the order in which they take effect.
 struct SensorFault {
     enum class Axis { kAlive, kDead, kStuck };
 
@@ -28,7 +28,7 @@ struct FaultOptions {
     Vector3 gyroOffset = Vector3::Zero();  ///< rad/s
     Vector3 gyroScale = Vector3::Zero();   ///< share by which each axis' rate is too large
     Matrix3 softIron = Matrix3::Identity();
-    Vector3 hardIron = Vector3::Zero();  ///< uT, sensor frame, behind the soft iron
+    Vector3 hardIron = Vector3::Zero();  ///< uT, sensor frame, after the soft iron
     Vector3 magnet = Vector3::Zero();    ///< uT, earth frame (East, North, Up), while it is there
     double magnetFrom = 0.0;             ///< s
     double magnetTo = std::numeric_limits<double>::infinity();
@@ -49,7 +49,7 @@ struct SensorValues {
 /// Turns what flawless sensors show into what these show.
 class SensorFaults {
 public:
-    /// Raises Poco::InvalidArgumentException for a range, a gap or a number that cannot be.
+    /// Raises Poco::InvalidArgumentException for an impossible range, gap or number.
     explicit SensorFaults(const FaultOptions& options);
 
     /// Errors proportional to what is measured, and offsets: before the noise. The magnet comes on top of the
@@ -57,7 +57,7 @@ public:
     void distort(SensorValues& values) const;
     /// uT, earth frame.
     Vector3 magnetAt(double t) const;
-    /// What is behind the noise: range, failed axes, mounting, unit.  @param t s, not decreasing.
+    /// The faults after the noise: range, failed axes, mounting, unit. @param t s, not decreasing.
     void cut(double t, SensorValues& values);
 
     const FaultOptions& options() const { return options_; }

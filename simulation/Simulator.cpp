@@ -157,13 +157,13 @@ void Simulator::sense(double t, SensorValues& values) {
     faults_.cut(t, values);
 }
 
-/// Turns by the rate that the gyroscope then shows: the mean over the time since the row before.
+/// Turns by the rate that the gyroscope shows for it: the mean over the time since the previous row.
 void Simulator::move(double t) {
     const double share = motion_.at(t, random_);
     if (motion_.hasBegun()) strength_ = random_.uniform(0.3, 1.0);
     const double amplitude = options_.rests ? share * strength_ : smoothStep((t - options_.firstRest) / 0.6);
     rate_ = amplitude * options_.rateRms * turning_.next(random_);
-    // Without its slow part: a hand does not fly away.
+    // Without its slow part: a hand stays in place.
     accelerationEarth_ =
         amplitude * options_.accelerationRms * (shaking_.next(random_) - 0.5 * swaying_.next(random_));
     attitude_ = normalised(quaternionProduct(attitude_, quaternionOf(rate_ * step_)));

@@ -44,7 +44,7 @@ struct SimulatedRow : SensorValues {
     Quaternion attitude;  ///< w, x, y, z, sensor to earth (East, magnetic North, Up); unit norm
 };
 
-/// Low-passed white noise of variance 1, twice differentiable enough to pass for a hand's motion: two equal poles.
+/// Low-passed white noise of variance 1, smooth enough to pass for a hand's motion: two equal poles.
 class SmoothNoise {
 public:
     /// @param timeConstant s, more than 0.  @param step s between two values.
@@ -85,7 +85,7 @@ private:
 /// on any machine with IEEE arithmetic: nothing but + - * / and square roots is used.
 class Simulator {
 public:
-    /// Raises Poco::InvalidArgumentException for a rate, a noise or a share that cannot be.
+    /// Raises Poco::InvalidArgumentException for an impossible rate, noise or share.
     explicit Simulator(const SimulationOptions& options);
 
     /// Advances by one row.  @return false when the time is over.

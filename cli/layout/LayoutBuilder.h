@@ -68,8 +68,8 @@ public:
     LayoutFile capture(const std::filesystem::path& folder) const;
 
 private:
-    /// Makes a relative variable in front of a file name absolute where the file moves,
-    /// as it starts from the file's folder.
+    /// A relative variable at the front of a file name starts from the file's folder. In a layout saved
+    /// elsewhere the variable itself names that folder.
     void placeVariables(FilterEntry& entry, const std::filesystem::path& folder, LayoutFile& result) const;
     void loadPlugins();
     void setVariables();

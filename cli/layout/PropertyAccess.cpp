@@ -107,8 +107,8 @@ Core::Matrix matrixOf(const std::string& text) {
     return matrix;
 }
 
-/// A file name as a layout in `folder` has to give it:
-/// a relative one is meant from the current folder so far.
+/// A file name as a layout in `folder` has to give it;
+/// `text`, if relative, starts from the current folder.
 std::string movedTo(const std::filesystem::path& folder, const std::string& text) {
     const std::string whole = placedFileName(text, std::filesystem::current_path());
     const std::string prefix = (folder / "").string();

@@ -5,8 +5,8 @@
 
 namespace Kavelin::Core {
 
-/// Lets a thread sleep until something may have changed since it last looked. All functions may be called
-/// from any thread.
+/// Lets a thread sleep until something may have changed since its last look.
+/// All functions may be called from any thread.
 class Bell {
 public:
     /// To be read before looking whether there is something to do.

@@ -23,7 +23,7 @@ std::vector<std::size_t> callOrder(std::size_t count, const Edges& edges) {
     const auto reach = reachability(count, edges);
     std::vector<std::size_t> order;
     std::vector<bool> placed(count, false);
-    // Inside a circle only the list counts: the filter that is earlier in it comes first.
+    // Inside a cycle the order of the list decides.
     const auto mustPrecede = [&](std::size_t a, std::size_t b) {
         return reach[a][b] && (!reach[b][a] || a < b);
     };

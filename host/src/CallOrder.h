@@ -13,7 +13,7 @@ using Edges = std::vector<std::pair<std::size_t, std::size_t>>;
 std::vector<std::vector<bool>> reachability(std::size_t count, const Edges& edges);
 
 /// Order in which to call `count` filters so that each comes after those that feed it. Filters that feed each
-/// other in a circle keep the order of the list, and so do those that have nothing to do with each other.
+/// other in a cycle keep the order of the list, and so do unconnected ones.
 std::vector<std::size_t> callOrder(std::size_t count, const Edges& edges);
 
 }  // namespace Kavelin::Core

@@ -23,7 +23,7 @@ std::pair<std::string, std::string> splitEndPoint(const std::string& text) {
     return {text.substr(0, colon), text.substr(colon + 1)};
 }
 
-/// Runs a round of the layout whose sources are next, the first in the list of those with equal times.
+/// Runs a round of the layout whose sources are next; of equal times, the first in the list.
 /// @return false when there is none, or one of the layouts was stopped.
 bool runNextRound(const std::vector<Layout*>& layouts) {
     Layout* next = nullptr;

@@ -27,7 +27,7 @@ RoundLink& Lane::link(Lane& from, Lane& to) {
 }
 
 void Lane::run() {
-    // Every lane begins with the round of what lies in its buffers already.
+    // Every lane begins with a round for what is already in its buffers.
     std::optional<Round> next = Round{-std::numeric_limits<double>::infinity(), Round::kBeforeAll, 0};
     while (next && awaitHeads() && awaitRoom() && perform(*next)) {
         publish(*next);
@@ -47,8 +47,8 @@ std::optional<Round> Lane::awaitNextRound() {
     return {};
 }
 
-/// The earliest of the rounds that the own sources can begin and those that the feeders have completed. It is
-/// the next one as soon as every feeder has completed one or is at its end.
+/// The earliest of the rounds that the lane's own sources can begin and those that its feeders have
+/// completed. It is certain to be next once every feeder has completed one or is at its end.
 std::optional<Round> Lane::nextRound() {
     std::optional<Round> next;
     const auto consider = [&next](const Round& round) {

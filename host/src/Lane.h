@@ -17,7 +17,7 @@ namespace Kavelin::Core {
 ///
 /// Every lane goes through the rounds in the order of a run in one thread, leaves out those that do not reach
 /// it, and sees either all that a round sent or nothing of it. So its layouts compute the same bits as in one
-/// thread; lanes differ only in how far they are. No two lanes wait for each other, as each waits only for a
+/// thread; lanes differ only in their progress. Two lanes never wait for each other, as each waits only for a
 /// lane at an earlier round.
 class Lane {
 public:

@@ -21,13 +21,13 @@ struct Layout {
 
     // Filters
     void forget(const Filter& filter);
-    /// @throws Poco::IllegalStateException while a thread runs the layout.  @param what that was to be done.
+    /// @throws Poco::IllegalStateException while a thread runs the layout. @param what the operation refused.
     void requireNotRunning(const char* what) const;
     bool hasSources() const { return !plan.sources().empty(); }
 
     // The plan
-    /// Brings it up to date with the connections, and marks what other threads have fed.
-    /// [layout thread, or the layout not running]
+    /// Brings the plan up to date with the connections, and marks what other threads have fed. [layout
+    /// thread, or the layout not running]
     void refreshPlan() {
         if (inbox.hasChanged()) rebuildPlan();
         if (inbox.takeFed()) plan.markFedFromElsewhere();
@@ -35,12 +35,12 @@ struct Layout {
     void rebuildPlan();
     /// A connection to or from one of the filters has changed.  [any thread]
     void noteTopologyChange(const TopologyLock& lock);
-    /// Lets the filters wait for data only as long as some can still come.  [any thread]
+    /// Lets the filters wait for data only while some can still come. [any thread]
     void updateWaits(const TopologyLock& lock);
 
     // The run
     /// @param mayWait whether a filter may wait for data inside `process`. In the caller's thread and in a
-    /// lane it must not: no other thread would bring the data.
+    /// lane it must not: no other thread would deliver the data.
     void beginRun(bool mayWait);
     /// Asks it to end.  [any thread]
     void stop();

@@ -10,7 +10,8 @@ class AbstractInputPin;
 class AbstractOutputPin;
 struct Layout;
 
-/// Layouts that one thread runs: a single one, or a circle that feed each other, in the order of the list.
+/// Layouts that one thread runs: a single one, or a cycle of layouts that feed each other,
+/// in the order of the list.
 using LayoutGroup = std::vector<Layout*>;
 
 /// A connection from a filter of one layout to a filter of another.
@@ -28,7 +29,8 @@ std::vector<LayoutConnection> connectionsBetween(const std::vector<Layout*>& lay
 std::vector<LayoutGroup> groupLayouts(const std::vector<Layout*>& layouts,
                                       const std::vector<LayoutConnection>& connections);
 
-/// For each layout, whether it has sources or is fed, perhaps over others, by one that has.  [none running]
+/// For each layout, whether it has sources or is fed, directly or through others,
+/// by one that has. [none running]
 std::vector<bool> reachedBySources(const std::vector<Layout*>& layouts,
                                    const std::vector<LayoutConnection>& connections);
 
@@ -36,8 +38,8 @@ std::vector<bool> reachedBySources(const std::vector<Layout*>& layouts,
 /// @return whether anything was taken.  [thread that runs the group]
 bool settle(const LayoutGroup& group);
 
-/// Whether all that fed the group has ended.  @param staysOpen then filters that are in no layout feed it as
-/// long as the program runs, and a group that has neither sources nor feeders may still get some.
+/// Whether all that fed the group has ended. @param staysOpen true: filters outside all layouts feed the
+/// group as long as the program runs, and a group with neither sources nor feeders may still get some.
 bool nothingCanCome(std::span<Layout* const> group, bool staysOpen);
 
 }  // namespace Kavelin::Core

@@ -51,7 +51,7 @@ public:
         bell_ = std::move(bell);
     }
     void setIsSleeping(bool sleeping) { sleeping_.store(sleeping); }
-    /// Sleeps until news come, a stop is requested, or `isOver` is true.
+    /// Sleeps until there is news, a stop is requested, or `isOver` is true.
     template <class Over>
     void sleepUntilNews(const Over& isOver) {
         std::unique_lock lock(mutex_);

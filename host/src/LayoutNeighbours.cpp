@@ -65,12 +65,12 @@ void LayoutNeighbours::lookUpFeeds(const Layout& own, Filter& filter, const Topo
 
 bool LayoutNeighbours::isOverfeeding(const Layout& own) const {
     for (const Feed& feed : feeds_) {
-        // Inside the scope of the writing filter its connections stay as they are.
+        // Inside the writing filter's scope its connections cannot change.
         const Synchronizer::ProcessScope scope(*feed.writer);
         if (own.inbox.hasChanged()) return false;
         if (!feed.input->isOverHalfFull()) continue;
         // A reader that sleeps although it has seen everything does not read this pin. One that waits for
-        // data on another pin may get it only from this layout. To wait for either would be for ever.
+        // data on another pin may get it only from this layout. Waiting for either could last for ever.
         const Layout& reader = *feed.reader;
         const bool reads = reader.state.isRunning() && !reader.inbox.isIdle();
         if (reads && !reader.state.isReaderWaiting()) return true;

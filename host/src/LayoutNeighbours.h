@@ -16,7 +16,7 @@ class TopologyLock;
 class LayoutNeighbours {
 public:
     struct Feeder {
-        const Layout* layout;  // for comparison only: it may be gone
+        const Layout* layout;  // for comparison only: it may no longer exist
         RunState::Flag ended;
     };
 
@@ -32,7 +32,7 @@ public:
 
     /// The layouts that feed this one; while there are none, those that have fed it since the run began.
     const std::vector<Feeder>& getFeeders() const { return feeders_.empty() ? formerFeeders_ : feeders_; }
-    /// Whether a filter that is in no layout feeds this one. It can send as long as the program runs.
+    /// Whether a filter outside all layouts feeds this one. It can send as long as the program runs.
     bool isFedFromOutside() const { return fedFromOutside_; }
     bool hasReaders() const { return !feeds_.empty(); }
     /// Whether a buffer in another layout is more than half full and is going to be read.

@@ -29,14 +29,14 @@ void LayoutThread::wait() {
 void LayoutThread::runFreely() {
     while (!layout_.inbox.isStopRequested()) {
         layout_.refreshPlan();
-        const bool nothingComes = isAlone();  // asked first: what came before is then seen
+        const bool nothingComes = isAlone();  // asked first, so that earlier samples are seen below
         if (!waitForRoom()) break;
         const bool did = layout_.rounds.runRound();
         RoomGate::instance().openIfWanted();
         if (did) continue;
         if (nothingComes) break;
-        // Its own sources have ended, and other layouts may still feed it. But it must not wait for the end
-        // of one that in turn waits for its own.
+        // Its own sources have ended, but other layouts may still feed it. It must not wait for the end of a
+        // layout that in turn waits for this one's end.
         if (layout_.hasSources() && feedsItself(layout_)) break;
         layout_.inbox.sleepUntilNews([this] { return isAlone(); });
     }

@@ -44,7 +44,7 @@ std::vector<std::string> nearestNames(const std::string& wanted, const std::vect
     std::vector<std::pair<std::size_t, std::string>> ranked;
     for (const std::string& name : names) {
         const std::string candidate = lower(name);
-        // A name that contains what was asked for is near, whatever its length.
+        // A name that contains the wanted one is near, whatever its length.
         const bool contains = !key.empty() && candidate.find(key) != std::string::npos;
         ranked.emplace_back(contains ? 0 : editDistance(key, candidate), name);
     }

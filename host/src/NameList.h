@@ -5,7 +5,7 @@
 
 namespace Kavelin::Core {
 
-/// "'a', 'b', 'c'", or "none": what exists, for a message.
+/// The existing names for a message: "'a', 'b', 'c'", or "none".
 std::string listNames(const std::vector<std::string>& names);
 
 /// The names that differ least from `wanted` (case ignored), best first, at most `most` of them.

@@ -10,7 +10,7 @@ namespace Kavelin::Core {
 
 namespace {
 
-constexpr std::size_t kStepsToJudge = 8;  // fewer may be the odd ones of a start
+constexpr std::size_t kStepsToJudge = 8;  // fewer may be irregular steps of a start
 // Of the usual step: half of it, and what rounding makes of time stamps in microseconds since 1970.
 constexpr double kTolerated = 0.5 * (1.0 + 1e-3);
 
@@ -43,7 +43,7 @@ void PairingWatch::note() {
     if (isOn()) compare();
 }
 
-/// What a set is made of turns out to be less than was thought: what was compared until now does not count.
+/// A set turns out to have fewer inputs than assumed: the comparisons so far do not count.
 void PairingWatch::leaveOutOthers() {
     std::uint64_t fewest = std::numeric_limits<std::uint64_t>::max();
     for (const Lane& lane : lanes_) {

@@ -13,12 +13,12 @@ class AbstractInputPin;
 
 /// Compares the time stamps of what each call of a filter's `process` consumes, one sample of each input.
 ///
-/// An input belongs to the sets as long as every call that consumes something consumes as many of its samples
-/// as of the others. A filter that can do without an input, or takes several of its samples in one call,
-/// shows so by its first such call; the sets are then counted from there, without that input.
+/// An input belongs to the sets as long as every call that consumes anything consumes as many of its samples
+/// as of the others. The first call that does without an input, or takes several of its samples, shows that
+/// the filter can; from there on, the sets are counted without that input.
 class PairingWatch {
 public:
-    /// Takes over the filter's connected inputs; what is known of those that it had stays.
+    /// Takes over the filter's connected inputs; keeps what is known of those it already had.
     void update(const std::vector<AbstractInputPin*>& inputs);
     /// To be called after each call of `process`.  [layout thread]
     void note();
@@ -40,7 +40,7 @@ private:
     void judge(double difference);
 
     std::vector<Lane> lanes_;
-    std::vector<const AbstractInputPin*> others_;  // inputs that are no part of the sets
+    std::vector<const AbstractInputPin*> others_;  // inputs that are not part of the sets
     PairingReport sofar_;
     std::array<double, 16> early_{};  // differences before the interval was known
     std::size_t earlyCount_ = 0;

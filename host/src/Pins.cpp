@@ -141,7 +141,7 @@ AbstractOutputPin* PinManager::findOutputPin(const std::string& pinName) const {
 AbstractInputPin& PinManager::getInputPin(const std::string& pinName) {
     AbstractInputPin* pin = findInputPin(pinName);
     if (pin == nullptr) {
-        // A new pin changes what a running layout asks before each process.
+        // A new pin changes what a running layout must check before each process.
         const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
         pin = demandInputPin(pinName);
     }

@@ -118,7 +118,7 @@ std::string hostNeededBy(void* handle) {
     return {};
 }
 
-// Another version of the host library has other classes, and would be a second host.
+// Another version of the host library has different classes, and would be a second host.
 void requireOwnHost(const fs::path& module, const std::string& library) {
     if (library.empty() || library == KAVELIN_CORE_SONAME) return;
     const auto version = [](std::string_view name) { return std::string(name.substr(kHostLibrary.size())); };
@@ -129,7 +129,7 @@ void requireOwnHost(const fs::path& module, const std::string& library) {
 
 }  // namespace
 
-// Whether the module is meant by a name or a path; its file may be gone.
+// Whether a name or a path refers to the module; its file may be gone.
 bool PluginManager::Module::isNamed(const std::string& nameOrPath) const {
     if (nameOrPath.find('/') != std::string::npos) return fs::weakly_canonical(nameOrPath) == path;
     return path.filename() == (nameOrPath.ends_with(".so") ? nameOrPath : nameOrPath + ".so");
@@ -166,7 +166,7 @@ void PluginManager::Module::find(Function& function, const char* symbol) {
 PluginManager::PluginManager() : state_(std::make_unique<State>()) {}
 
 PluginManager::~PluginManager() {
-    // The process is ending: who still holds a filter must not find its code gone.
+    // The process is ending: filters that still exist must not lose their code.
     for (auto& module : state_->modules) module->handle = nullptr;
 }
 

@@ -58,7 +58,7 @@ PropertyBag::SavedValues PropertyBag::save() const {
 
 namespace {
 
-// Why a property refuses a text, whatever it raises; empty when it takes it.
+// Why a property refuses a text, from whatever it raises; empty when it accepts the text.
 std::string refusalOf(AbstractProperty& property, const std::string& text) {
     try {
         property.setExactText(text);

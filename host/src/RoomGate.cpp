@@ -12,7 +12,7 @@ RoomGate& RoomGate::instance() {
 void RoomGate::waitBriefly() {
     std::unique_lock lock(mutex_);
     waiting_.fetch_add(1);
-    // Bounded, so that an opening just before costs a moment and no more.
+    // Bounded, so that missing an opening just before costs only a moment.
     opened_.wait_for(lock, std::chrono::milliseconds(1));
     waiting_.fetch_sub(1);
 }

@@ -11,7 +11,7 @@
 
 namespace Kavelin::Core {
 
-/// A round of several layouts: one row of one layout's sources, and all that follows from it everywhere.
+/// A round of several layouts: one row of one layout's sources, and everything that it causes in all layouts.
 struct Round {
     static constexpr std::size_t kBeforeAll = static_cast<std::size_t>(-1);
 
@@ -31,7 +31,7 @@ struct Round {
 /// complete, in their order, and the stages that hold what was sent in them.
 class RoundLink {
 public:
-    /// Complete rounds that the writer may be ahead.
+    /// The number of complete rounds that the writer may be ahead.
     static constexpr std::uint64_t kLead = 512;
 
     // For the thread that feeds

@@ -14,7 +14,8 @@ namespace Kavelin::Core {
 
 namespace {
 
-// More samples than any filter will see. While a filter's tally says so, only its pins know what is left.
+// More samples than any filter will see. While a filter's tally has this value,
+// only its pins know what is left.
 constexpr std::uint64_t kUnknown = std::uint64_t{1} << 62;
 
 std::vector<std::size_t> planCallOrder(const std::vector<Filter*>& filters) {

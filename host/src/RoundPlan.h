@@ -21,7 +21,7 @@ public:
     struct SourceEntry {
         Filter* filter;
         Source* source;
-        bool failed;  // without getting on: it would fail again for ever
+        bool failed;  // without making progress: it would fail again for ever
     };
     struct Entry {
         Filter* filter;

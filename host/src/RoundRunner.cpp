@@ -80,7 +80,7 @@ bool RoundRunner::callSources() {
 bool RoundRunner::callReady() {
     RoundPlan& plan = layout_.plan;
     bool took = false;
-    // What is marked behind the filter that is called waits for the next round.
+    // Filters marked later, at or before the one being called, wait for the next round.
     for (std::size_t at = plan.takeReady(0); at != ReadyList::kNone; at = plan.takeReady(at)) {
         took |= serve(plan.entries()[at]);
         if (layout_.inbox.isStopRequested()) break;
@@ -99,7 +99,7 @@ bool RoundRunner::serve(const RoundPlan::Entry& entry) {
         if (entry.pairing != nullptr) entry.pairing->note();
         if (tally.taken == before) return took;
         took = true;
-        // The usual end, known without asking every pin: all that came was taken.
+        // The usual case, known without asking every pin: everything that came was taken.
         if (tally.taken == tally.received && !entry.fedFromElsewhere) return true;
         if (layout_.inbox.isStopRequested()) return true;
         scope.yield();

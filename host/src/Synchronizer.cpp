@@ -15,7 +15,7 @@ void Synchronizer::wait(Poco::FastMutex& mutex, Poco::Event& event) {
     {
         std::lock_guard lock(mutex_);
         if (interrupted_ || !fed_ || state_.load() >= kDisabler) return;
-        event.reset();  // a signal from before the buffer was found empty says nothing
+        event.reset();  // a signal from before the buffer was found empty is stale
         waiting_.push_back(&event);
         readers_.fetch_add(1);
     }
@@ -30,7 +30,8 @@ void Synchronizer::wait(Poco::FastMutex& mutex, Poco::Event& event) {
 }
 
 void Synchronizer::signal(Poco::Event& event) {
-    // A reader counts itself before it releases the buffer's mutex, which the caller holds: none is missed.
+    // A reader counts itself before it releases the buffer's mutex, which the caller holds,
+    // so none is missed.
     if (readers_.load() > 0) event.set();
 }
 

@@ -11,7 +11,8 @@ class Pin;
 /// Holds still who is connected to whom, which filter is in which layout, and which layouts run. A thread
 /// that holds it takes no other mutexes than those by which layouts and readers sleep.
 ///
-/// Some operations of public classes ask for one: they are for the host library alone. No other code can make it.
+/// Some operations of public classes take one as an argument: they are for the host library alone, as no
+/// other code can make one.
 class TopologyLock {
 public:
     TopologyLock();
@@ -29,7 +30,7 @@ Layout* layoutOf(const Pin& pin);
 /// Whether something that has not ended feeds one of the layout's filters.
 bool canStillBeFed(const Layout& layout, const TopologyLock&);
 
-/// Whether connections lead from this layout over others back to it.
+/// Whether connections lead from this layout through others back to it.
 bool feedsItself(const Layout& layout);
 
 }  // namespace Kavelin::Core

@@ -10,7 +10,7 @@
 namespace Kavelin::RecordingIO {
 
 /// Hands filled batches from one thread to another, and the empty ones back: a fixed number of them, so that
-/// who is ahead waits. All functions may be called from any thread.
+/// the faster thread waits. All functions may be called from any thread.
 template <class Batch>
 class BatchExchange {
 public:
@@ -20,7 +20,8 @@ public:
         for (std::size_t i = 0; i < count; ++i) empty_.push_back(std::make_unique<Batch>());
     }
 
-    /// Waits for an empty batch; it comes as it was given back.  @return null when the exchange is closed.
+    /// Waits for an empty batch, with the contents that it was given back with. @return null when the
+    /// exchange is closed.
     Held takeEmpty() {
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [this] { return closed_ || !empty_.empty(); });
@@ -47,7 +48,7 @@ public:
         change([&] { empty_.push_back(std::move(batch)); });
     }
 
-    /// Nothing more is to come; what is full may still be taken.
+    /// Says that no more will come; full batches may still be taken.
     void close() {
         change([this] { closed_ = true; });
     }

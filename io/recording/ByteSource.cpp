@@ -37,7 +37,7 @@ private:
 /// Bytes as they stand in the file.
 class FileSource : public ByteSource {
 public:
-    /// @param mayWait whether reading may have to wait for somebody else: for a pipe, a terminal, a socket.
+    /// @param mayWait whether reading may have to wait for another program: for a pipe, a terminal, a socket.
     FileSource(int fd, std::string path, std::uint64_t total, bool mayWait)
         : descriptor_(fd), path_(std::move(path)), total_(total) {
         if (mayWait) closed_ = std::make_shared<Descriptor>(::eventfd(0, EFD_CLOEXEC));
@@ -141,7 +141,7 @@ private:
     bool ended_ = false;
 };
 
-/// Hands out the first bytes, which were read to look at them, before the rest.
+/// Hands out the first bytes, which were read for inspection, before the rest.
 class PrefixedSource : public ByteSource {
 public:
     PrefixedSource(std::string prefix, ByteSource& rest) : prefix_(std::move(prefix)), rest_(rest) {}
@@ -192,7 +192,7 @@ const ForeignFormat kForeign[] = {
     {"%PDF", kBinary},
 };
 
-/// Raises where the first bytes are those of something that is no table in plain text.
+/// Raises where the first bytes show that the file is not a table in plain text.
 void refuseForeign(std::string_view first) {
     for (const ForeignFormat& format : kForeign) {
         if (first.starts_with(format.begin)) throw Poco::DataFormatException(format.message);
@@ -262,7 +262,7 @@ private:
     std::size_t used_ = 0;
 };
 
-/// Does not wait for a pipe's writer; whoever reads does.
+/// Does not wait for a pipe's writer; only reading does.
 int openWithoutWaiting(const std::string& path) {
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd >= 0) ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);

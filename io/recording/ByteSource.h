@@ -17,13 +17,14 @@ public:
     /// Reads up to `size` bytes to `into`; 0 at the end.  Raises Poco::ReadFileException.
     virtual std::size_t read(char* into, std::size_t size) = 0;
 
-    /// Makes a `read` that waits, and all later ones, tell the end.  [any thread]
+    /// Makes a waiting `read`, and all later ones, return the end. [any thread]
     void close() {
         if (const auto act = closer()) act();
     }
-    /// What `close` does, to be done also when the source may have gone; empty where no `read` waits.
+    /// A function that does what `close` does, callable even after the source is gone;
+    /// empty where `read` never waits.
     virtual std::function<void()> closer() { return {}; }
-    /// Whether a `read` may have to wait for somebody else: a pipe, a terminal, a socket.
+    /// Whether `read` may have to wait for another program: a pipe, a terminal, a socket.
     virtual bool mayWait() const { return false; }
 
     /// Bytes of the file taken so far and in all, for a progress bar; 0 in all where it is not known.
@@ -37,7 +38,7 @@ public:
 /// to do. Raises Poco::FileNotFoundException, Poco::OpenFileException with the path and the system's reason.
 std::unique_ptr<ByteSource> openSource(const std::string& path);
 
-/// Whether looking into a file would take its first bytes from whoever reads it then: standard input, a pipe.
+/// Whether looking into a file would take its first bytes away from a later reader: standard input, a pipe.
 bool canBeReadOnlyOnce(const std::string& path);
 
 /// Bytes that are in memory already; `bytes` must outlive the source.

@@ -52,7 +52,7 @@ std::vector<MappingEntry> parseMapping(std::string_view text);
 /// One entry of a header, `PIN = NAME, NAME, ...`: the columns of a pin in a table that is written.
 struct HeaderEntry {
     std::string pin;
-    std::vector<std::string> columns;  ///< as they are to stand, a unit in () at the end of any
+    std::vector<std::string> columns;  ///< as written, each with an optional unit in () at the end
 };
 
 /// Reads entries with semicolons between them; a name is in double quotes where it holds a comma or a

@@ -8,7 +8,7 @@
 
 namespace Kavelin::RecordingIO {
 
-/// Why a line brings no row.
+/// Why a line gives no row.
 enum class Fault {
     kNotANumber,     ///< a cell is neither a number nor empty nor "nan"
     kShortRow,       ///< fewer cells than the header has

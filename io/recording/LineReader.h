@@ -27,10 +27,10 @@ public:
 
     /// Makes the line last returned the next one again; once, and before anything else is asked.
     void putBack();
-    /// What has been read behind the line last returned.  Valid as that line.
+    /// What has been read after the line last returned. Valid as long as that line.
     std::string_view ahead() const { return {block_.data() + begin_, end_ - begin_}; }
 
-    /// Makes a read that waits, and all later ones, tell the end.  [any thread]
+    /// Makes a waiting read, and all later ones, return the end. [any thread]
     void close() { source_->close(); }
 
     /// Number of the line last returned, from 1.

@@ -6,11 +6,11 @@
 namespace Kavelin::RecordingIO {
 
 /// Compares a gyroscope's rates with gravity: where the accelerometer shows the same for a second, the unit
-/// has not been tilted, and rates that say so are wrong, as deg/s are that are taken for rad/s,
-/// however slow the motion.
+/// has not been tilted, and rates that claim a tilt are wrong. So deg/s taken for rad/s are found however
+/// slow the motion.
 class RateCheck {
 public:
-    /// @param acceleration m/s^2  @param rate rad/s, or so it is said  @param time s, not decreasing
+    /// @param acceleration m/s^2 @param rate rad/s, as declared @param time s, not decreasing
     void add(double time, const Eigen::Vector3d& acceleration, const Eigen::Vector3d& rate);
 
     /// Whether nearly all seconds of a still accelerometer, three at least, contradict the rates.

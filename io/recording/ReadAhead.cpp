@@ -6,7 +6,7 @@ namespace Kavelin::RecordingIO {
 
 namespace {
 
-constexpr std::size_t kBatches = 5;  // one of them with whoever takes the rows
+constexpr std::size_t kBatches = 5;  // one of them is with the reader of the rows
 constexpr std::size_t kBatchLines = 512;
 
 }  // namespace
@@ -33,7 +33,7 @@ void ReadAhead::run() {
     }
 }
 
-/// Until the batch is full, or bytes would have to be waited for while there is something to hand over.
+/// Until the batch is full, or reading on would mean waiting while there is something to hand over.
 void ReadAhead::fill(Batch& batch) {
     std::size_t rows = 0;
     batch.met.clear();
@@ -57,7 +57,7 @@ void ReadAhead::fill(Batch& batch) {
 std::optional<ReadAhead::Next> ReadAhead::next() {
     if (met_ == taken_->met.size() && !takeBatch()) return std::nullopt;
     const Next next = taken_->met[met_];
-    if (next == Next::kEnd) return next;  // and again, for who asks again
+    if (next == Next::kEnd) return next;  // again at each further call
     ++met_;
     if (next == Next::kRow) row_ = rowsTaken_++;
     if (next == Next::kFault) fault_ = faultsTaken_++;

@@ -12,9 +12,8 @@
 
 namespace Kavelin::RecordingIO {
 
-/// Reads a recording in a thread of its own, up to two thousand rows ahead of whoever takes them: what is
-/// spent on parsing numbers and on waiting for the disk is spent beside the filters. Rows of a live pipe are
-/// handed over as they come.
+/// Reads a recording in a thread of its own, up to two thousand rows ahead of its user, so that parsing and
+/// waiting for the disk run in parallel with the filters. Rows of a live pipe are handed over as they come.
 class ReadAhead {
 public:
     using Next = RecordingReader::Next;
@@ -27,7 +26,7 @@ public:
 
     const Schema& schema() const { return reader_.schema(); }
     const std::string& name() const { return reader_.name(); }
-    /// Whether a row may have to be waited for: as ByteSource.
+    /// Whether `next` may have to wait for a row: as ByteSource.
     bool mayWait() const { return reader_.source().mayWait(); }
 
     /// Advances to the next row, fault or the end, in the file's order; waits for it.
@@ -39,10 +38,10 @@ public:
     Fault fault() const { return taken_->faults[fault_].kind; }
     const std::string& message() const { return taken_->faults[fault_].message; }
 
-    /// Share of the file, 0 to 1, that the rows taken so far are; not a number for a stream without a length.
+    /// Share of the file, 0 to 1, that the rows taken so far make up; NaN for a stream without a length.
     double progress() const;
 
-    /// From here on `next` does not wait, and one that waits returns.  [any thread]
+    /// From here on `next` does not wait; one that is waiting returns. [any thread]
     void interrupt() { exchange_.setInterrupted(true); }
     /// `next` waits again.  [any thread]
     void resume() { exchange_.setInterrupted(false); }

@@ -15,7 +15,7 @@ namespace Kavelin::RecordingIO {
 
 namespace {
 
-const double kMissing = -9999.0;  // of a whole vector: what many loggers write where they have no value
+const double kMissing = -9999.0;  // in a whole vector: many loggers write it where they have no value
 const std::size_t kMostSensors = 64;
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
 
@@ -23,7 +23,7 @@ bool contains(const std::vector<std::string>& names, const std::string& name) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-/// A cell for a message: short, and as a terminal may have it.
+/// A cell for a message: shortened, and safe for a terminal.
 std::string shown(std::string_view cell) {
     const std::string out = printable(cell.substr(0, 40));
     return cell.size() > 40 ? out + "..." : out;
@@ -58,7 +58,7 @@ bool readNumber(std::string_view text, bool commaIsPoint, double& value) {
     }
     const char* end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, value);
-    // What is infinite was no measurement, and would leave nothing but not-a-numbers behind it.
+    // An infinite value is not a measurement, and would turn everything after it into NaN.
     return error == std::errc() && stop == end && !std::isinf(value);
 }
 
@@ -136,8 +136,8 @@ void RecordingReader::makePrintable() {
     }
 }
 
-/// Looks into the rows at hand, so that a table of several sensors is refused before anything is made of it.
-/// A number for each row, as a counter has it, is none of a sensor.
+/// Looks into the rows at hand, so that a table of several sensors is refused before any row is used. A
+/// number that differs in each row is a counter, not a sensor.
 void RecordingReader::refuseSeveralSensors(std::string_view rows) const {
     std::vector<std::string> sensors;
     std::size_t count = 0;
@@ -278,7 +278,7 @@ const char* RecordingReader::parseUncommonCell(const char* at, const char* end, 
     return stop;
 }
 
-/// Empty cells behind the last column (a separator at the end of each row) do no harm; others do.
+/// Empty cells after the last column (a separator at the end of each row) do no harm; others do.
 bool RecordingReader::refuseExtraCells(const char* at, const char* end) {
     const bool empty = std::all_of(at, end, [this](char c) { return c == schema_.separator || c == ' '; });
     if (empty) return true;

@@ -21,7 +21,7 @@ struct ReaderOptions : SchemaOptions {
 };
 
 /// Reads a recording row by row, in constant memory; knows nothing of pins and filters.
-/// A line that cannot be used is a fault with file and line, and the next call goes on behind it.
+/// A line that cannot be used is a fault with file and line, and the next call goes on after it.
 class RecordingReader {
 public:
     enum class Next { kRow, kFault, kEnd };
@@ -41,11 +41,11 @@ public:
     const std::string& name() const { return name_; }
     const ByteSource& source() const { return lines_.source(); }
 
-    /// Advances to the next row.  Never throws; does not allocate but for a fault's message.
+    /// Advances to the next row. Never throws; allocates only for a fault's message.
     Next next();
     /// Whether the next line has been read already, so that `next` will not wait for bytes.
     bool hasNextLine() { return lines_.hasLine(); }
-    /// Makes a `next` that waits for bytes, and all later ones, find the end.  [any thread]
+    /// Makes a `next` that is waiting for bytes, and all later ones, find the end. [any thread]
     void close() { lines_.close(); }
 
     /// The row that `next` found; changed by the next `next`.
@@ -91,7 +91,7 @@ private:
     std::vector<double> cells_;  // by column; only those in use are written
     std::vector<ChannelState> states_;
     Row row_;
-    std::string sensor_;            // that of the rows so far, as the sensor column has it
+    std::string sensor_;            // that of the rows so far, as written in the sensor column
     std::uint64_t sensorRows_ = 0;  // rows of it
     bool ended_ = false;
     double latest_ = 0.0;

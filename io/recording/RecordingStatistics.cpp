@@ -12,8 +12,8 @@ namespace Kavelin::RecordingIO {
 
 namespace {
 
-// A hand turns a unit at 1 to 3 rad/s in the mean and 35 rad/s (2000 deg/s,
-// where most gyroscopes end) at most.
+// A hand turns a unit at 1 to 3 rad/s on average, and at 35 rad/s (2000 deg/s, the end of most gyroscopes'
+// range) at most.
 const double kImplausibleMeanRate = 10.0;  // rad/s, root mean square
 const double kImplausibleRate = 80.0;      // rad/s, a single sample
 const double kLeastGravity = 5.0;          // m/s^2, root mean square of the specific force

@@ -12,8 +12,7 @@
 
 namespace Kavelin::RecordingIO {
 
-/// What a recording turned out to hold, gathered row by row in constant memory,
-/// and what in it cannot be right.
+/// What a recording holds, gathered row by row in constant memory, and what in it cannot be right.
 class RecordingStatistics {
 public:
     struct ChannelCount {
@@ -38,7 +37,7 @@ public:
     explicit RecordingStatistics(const Schema& schema);
 
     void add(const Row& row);
-    /// Call it once, behind the last row.
+    /// Call it once, after the last row.
     void finish() { steps_.finish(); }
 
     std::uint64_t rows() const { return rows_; }
@@ -53,13 +52,13 @@ public:
 
     const ClipWatch& clipping() const { return clipping_; }
 
-    /// One sentence for each thing that needs a person's eye: columns not understood, a channel without a
-    /// value, an accelerometer in g that does not say so, a clipped gyroscope, gaps,
+    /// One sentence for each thing that needs a person's attention: columns not understood, a channel without
+    /// a value, an accelerometer in g that does not say so, a clipped gyroscope, gaps,
     /// equal time stamps, values repeated.
     std::vector<std::string> warnings(const Schema& schema) const;
-    /// The same for what cannot be right, so that results made of it are wrong: rates in deg/s that do not
-    /// say so, raw counts, linear acceleration without gravity, time in a unit that it is not in. A handful
-    /// of rows gives no more than a suspicion, which is among the warnings.
+    /// The same for data that cannot be right, so that results from it are wrong: undeclared deg/s, raw
+    /// counts, linear acceleration, time in another unit than declared. A handful of rows gives only a
+    /// suspicion, which is among the warnings.
     std::vector<std::string> errors(const Schema& schema) const;
 
 private:

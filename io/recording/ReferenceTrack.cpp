@@ -11,7 +11,7 @@ namespace Kavelin::RecordingIO {
 
 namespace {
 
-const double kLongestStep = 0.5;  // s; what happened in more cannot be told from its ends
+const double kLongestStep = 0.5;  // s; over a longer gap the ends do not tell what happened between
 
 RecordingReader openIntervals(const std::string& path) {
     ReaderOptions options;
@@ -50,7 +50,7 @@ std::optional<Quaternion> ReferenceTrack::at(double time) {
     return OrientationInternal::slerp(before_->attitude, after_->attitude, (time - before_->time) / step);
 }
 
-/// Rows without a quaternion are passed over: the step across them decides.
+/// Rows without a quaternion are skipped: the step across them decides.
 bool ReferenceTrack::advance() {
     for (;;) {
         const RecordingReader::Next next = reader_.next();

@@ -42,7 +42,7 @@ private:
     std::string firstFault_;
 };
 
-/// Intervals of time in which something counts; none at all means always.
+/// Time intervals in which something counts; an empty list means always.
 class Intervals {
 public:
     Intervals() = default;

@@ -44,7 +44,7 @@ std::string withLinksResolved(const std::string& path) {
 }  // namespace
 
 char* writeNumber(char* into, double value) {
-    // Flags and counts are most of what is written beside an orientation.
+    // Next to orientations, most numbers written are flags and counts.
     if (value == 0.0 && !std::signbit(value)) {
         *into = '0';
         return into + 1;
@@ -108,7 +108,7 @@ ResultFile::~ResultFile() {
     try {
         finish();
     } catch (const Poco::Exception&) {
-        // The rows that found room are kept; there is nobody left to tell.
+        // The rows that fitted are kept; a failure can no longer be reported.
     }
 }
 
@@ -140,7 +140,7 @@ void ResultFile::flush() {
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) {
             const int error = errno;
-            // Rows of this block that are wholly on disk stay; the row that was cut is taken off.
+            // Rows of this block that are completely on disk stay; a row that was cut is removed.
             const auto written = buffer_.begin() + static_cast<std::ptrdiff_t>(done);
             const auto lines = std::count(buffer_.begin(), written, '\n');
             const auto feed = std::find(std::make_reverse_iterator(written), buffer_.rend(), '\n');
@@ -174,7 +174,7 @@ void ResultFile::fail(int error) {
 
 void ResultFile::finish() {
     if (fd_ < 0) return;
-    used_ = lastRowEnd_;  // a row that was not ended is no row
+    used_ = lastRowEnd_;  // drops a row that was not ended
     flush();
     close();
 }

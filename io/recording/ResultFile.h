@@ -9,21 +9,20 @@
 
 namespace Kavelin::RecordingIO {
 
-/// Room that a number takes at most.
+/// The most characters that a number takes.
 inline constexpr std::size_t kLongestNumber = 32;
 
 /// Shortest text that reads back as the same double, at `into` (room for `kLongestNumber`).
 /// @return behind it.
 char* writeNumber(char* into, double value);
 
-/// Raises Poco::InvalidArgumentException where the name's ending is that of a format which is not written
-/// here
-/// (.npy, .mat, .sto and others): a table under that name would be taken for what it is not.
+/// Raises Poco::InvalidArgumentException where the name has the ending of a format that is not written here
+/// (.npy, .mat, .sto and others): readers would take the table for that format.
 void requireTableName(const std::string& path);
 
 /// Writes a table of numbers, row by row, in constant memory. The rows go to `PATH.part`, which takes the
-/// name PATH when it is complete, so whoever reads PATH never sees half of it. "-" is standard output; what
-/// exists and is no ordinary file (a pipe, a device) is written directly.
+/// name PATH when it is complete, so whoever reads PATH never sees half of it. "-" is standard output; an
+/// existing path that is not an ordinary file (a pipe, a device) is written directly.
 class ResultFile {
 public:
     /// Raises Poco::CreateFileException with the path and the system's reason.
@@ -33,15 +32,15 @@ public:
     /// Keeps the rows done, as `finish` does; a failure then is lost.
     ~ResultFile();
 
-    /// Makes sure that a ResultFile of that path can be made, and makes none: what is there stays as it is.
-    /// Raises as the constructor.
+    /// Makes sure that a ResultFile of that path could be made, without making one: an existing file stays as
+    /// it is. Raises as the constructor.
     static void requireWritable(const std::string& path);
 
     /// Writes the line of column names, without its line feed; before the first row.
     void header(std::string_view names);
     /// Appends text as it stands, within a row.
     void text(std::string_view text);
-    /// Appends a number in shortest round-trip form; "nan", "inf", "-inf" for the others.
+    /// Appends a number in shortest round-trip form, or "nan", "inf", "-inf".
     void number(double value) {
         reserve(kLongestNumber);
         used_ = static_cast<std::size_t>(writeNumber(buffer_.data() + used_, value) - buffer_.data());
@@ -66,12 +65,12 @@ public:
     void endRow();
     /// Writes the rows ended so far; not within a row.  Raises as `endRow`.
     void flush();
-    /// Takes back all that was written, of an ordinary file: the next is its header.  Raises as `endRow`.
+    /// Deletes everything written to an ordinary file: the header comes next. Raises as `endRow`.
     void restart();
 
-    /// Writes what is left and gives the file its name.  Raises Poco::WriteFileException when the disk is
-    /// full or the file cannot be written; the complete rows that found room then are kept under PATH, and
-    /// `rows` counts them.
+    /// Writes the rest and gives the file its name. Raises Poco::WriteFileException when the disk is full or
+    /// the file cannot be written; the complete rows that fitted are then kept under PATH,
+    /// and `rows` counts them.
     void finish();
 
     /// Rows ended; after a failure, rows kept.

@@ -23,10 +23,10 @@ public:
     bool has(std::size_t channel) const { return slots_[channel].sent; }
     bool isMarkedMissing(std::size_t channel) const { return slots_[channel].marked; }
     bool isRepeated(std::size_t channel) const { return slots_[channel].repeated; }
-    /// Of the channels that are sent together, those that the row can send: with some, none of them is sent.
+    /// Of the channels that are sent together, how many the row can send: unless all of them, none is sent.
     enum class Share { kNone, kSome, kAll };
     Share together() const { return together_; }
-    /// The channel's elements, row by row, in the units that leave the reader; the row's life long.
+    /// The channel's elements, row by row, in the units that leave the reader; valid as long as the row.
     const double* values(std::size_t channel) const { return elements_.data() + slots_[channel].offset; }
 
 private:

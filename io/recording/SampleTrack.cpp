@@ -14,7 +14,7 @@ using OrientationInternal::slerp;
 
 namespace {
 
-constexpr double kUnit = 1e-2;  // how far a rotation may be off: what measures differently is no rotation
+constexpr double kUnit = 1e-2;  // tolerance: a matrix or quaternion further off is not a rotation
 
 bool isQuaternion(const Matrix& value) {
     return value.rows() == 1 && value.cols() == 4 && std::abs(value.norm() - 1.0) < kUnit;

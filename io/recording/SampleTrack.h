@@ -4,7 +4,7 @@
 
 namespace Kavelin::RecordingIO {
 
-/// The two newest samples of a stream, and its value at a time between or behind them. Constant memory; no
+/// The two newest samples of a stream, and its value at a time between or after them. Constant memory; no
 /// heap call once the samples have one shape.
 class SampleTrack {
 public:
@@ -25,7 +25,7 @@ public:
     /// where one is of that time. Missing between neighbours of unlike shape, or further apart than
     /// `greatestGap`, and before the first.  @param time not smaller than at the call before
     At between(double time, double greatestGap, Core::Matrix& value) const;
-    /// The newest sample not later than `time` that has come, if it is no older than `greatestGap`.
+    /// The newest sample received that is not later than `time`, if it is at most `greatestGap` older.
     At newest(double time, double greatestGap, Core::Matrix& value) const;
 
 private:

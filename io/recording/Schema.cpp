@@ -41,7 +41,7 @@ char separatorOf(std::string_view line) {
     return best;
 }
 
-/// Gathers one header's channels; the steps below are called in their order by understandHeader.
+/// Gathers the channels of one header, step by step; `build` calls the steps in order.
 class Builder {
 public:
     Builder(std::string_view line, const SchemaOptions& options) : options_(options) {
@@ -269,7 +269,7 @@ private:
                                         "; a column t, time or timestamp is needed, or the rate of the rows");
     }
 
-    /// What is asked for and has no effect was meant to have one.
+    /// Refuses or notes options that have no effect: the user meant them to have one.
     void judgeOptions() {
         for (const auto& [pin, unit] : options_.units) {
             if (schema_.find(pin) || (pin == "t" && schema_.timeColumn)) continue;

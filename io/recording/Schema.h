@@ -34,7 +34,7 @@ struct Schema {
     bool isTimeUnitDeclared = false;
     std::optional<std::size_t> sensorColumn;  ///< its name says which sensor a row is of; not mapped to a pin
     std::vector<Channel> channels;
-    std::vector<std::string> unknownColumns;  ///< not understood and not mapped: skipped
+    std::vector<std::string> unknownColumns;  ///< neither understood nor mapped: skipped
     std::vector<std::string> notes;           ///< what a reader of the summary should know, one sentence each
 
     const Channel* find(std::string_view pin) const;
@@ -44,7 +44,7 @@ struct Schema {
 };
 
 struct SchemaOptions {
-    /// Columns to pins, beside or instead of the names that are understood:
+    /// Columns to pins, in addition to or instead of the known names:
     /// `PIN = COLUMN, COLUMN, ... (UNIT) as RxC; PIN = ...`. UNIT and shape may be left out; the pin "t" is
     /// the time; a column is named as in the header, with or without its unit, in double quotes where it
     /// holds a comma or a semicolon, or by its number from 1 as `#4`.

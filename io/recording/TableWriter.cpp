@@ -43,7 +43,7 @@ TableWriter::~TableWriter() {
     try {
         finish();
     } catch (const Poco::Exception&) {
-        // What found room is kept; `finish` is there for those who want to know.
+        // The rows that fitted are kept; only `finish` reports a failure.
     }
 }
 
@@ -69,7 +69,7 @@ void TableWriter::Pin::fix(const Shape& first) {
     cells.resize(first.size());
 }
 
-/// Whether a sample has the pin's columns; the first one may lie otherwise than was expected.
+/// Whether a sample has the pin's columns; the first one may differ from what was expected.
 bool TableWriter::Pin::takes(const Shape& sample) {
     if (isExpectation &&
         columnNames(name, shape.rows, shape.cols) == columnNames(name, sample.rows, sample.cols)) {
@@ -200,7 +200,7 @@ void TableWriter::writeRow(Rows& rows, double time) {
     rows.endRow();
 }
 
-// What has to happen though nothing comes
+// Without new samples
 
 void TableWriter::startTicks() {
     if (ticks_ || !(file_.isLive() || (file_.isReplaceable() && !begun_))) return;
@@ -211,7 +211,7 @@ void TableWriter::startTicks() {
 /// [writing thread]
 bool TableWriter::tick() {
     const std::unique_lock lock(mutex_, std::try_to_lock);
-    if (!lock) return true;  // something comes
+    if (!lock) return true;  // a sample is just coming
     if (!file_.isLive()) {
         if (!begun_) showHeldRows();
     } else if (hasRow_ && rows_ == rowsAtTick_) {
@@ -222,7 +222,7 @@ bool TableWriter::tick() {
     return ticks_;
 }
 
-/// The unfinished file gets what is held, under a header that may change.
+/// Writes the held rows to the unfinished file, under a header that may change.
 void TableWriter::showHeldRows() {
     if (held_.size() == shown_) return;
     shown_ = held_.size();

@@ -13,10 +13,10 @@ namespace Kavelin::RecordingIO {
 /// four, `pin.rc` (row, column, from 0) otherwise, `pin.r.c` where one of them has two digits.
 std::vector<std::string> columnNames(const std::string& pin, std::size_t rows, std::size_t cols);
 
-/// A name as a cell of a header: in quotes where it would be taken apart.
+/// A name as a cell of a header: in quotes where it would otherwise be split.
 std::string headerCell(const std::string& name);
 
-/// What a sample with another number of elements than its pin has named columns is told.
+/// The message for a sample that does not have as many elements as its pin has named columns.
 std::string wrongColumnCount(const std::string& pin, std::size_t columns, std::size_t rows, std::size_t cols);
 
 /// Writes samples of several pins as one table, in constant memory: samples of one time stamp share a row, a
@@ -25,10 +25,10 @@ std::string wrongColumnCount(const std::string& pin, std::size_t columns, std::s
 /// behind the others, and the file is gone through once more at the end to give the rows before it
 /// their empty cells.
 ///
-/// A row is written when all its cells are there or the next begins. Where somebody may be waiting for it, on
-/// a pipe or a terminal, it is written at the latest 40 ms after its last sample (a later sample of that time
-/// then gets a row of its own), and the header with the first row, if the shapes of all pins are known or
-/// expected. A file holds the rows after half a second, so that little is lost with the process.
+/// A row is written when all its cells are there or the next begins. On a pipe or a terminal, where a reader
+/// may be waiting, it is written at the latest 40 ms after its last sample (a later sample of that time then
+/// gets a row of its own), and the header with the first row, if the shapes of all pins are known or
+/// expected. A file receives its rows every half second, so that little is lost if the process dies.
 class TableWriter {
 public:
     /// @throws as ResultFile.
@@ -112,7 +112,7 @@ private:
     std::uint64_t rows_ = 0;
     std::uint64_t rowsAtTick_ = 0;
     bool ticks_ = false;
-    std::size_t shown_ = 0;  // held rows that the unfinished file has meanwhile
+    std::size_t shown_ = 0;  // held rows that the unfinished file already has
     WriteBehind out_{file_, [this] { return tick(); }};
 };
 

@@ -22,7 +22,7 @@ std::vector<std::string> splitCells(std::string_view line, char separator);
 /// "a, b and 3 more": at most `shown` of the items, for messages.
 std::string listed(const std::vector<std::string>& items, std::size_t shown = 12);
 
-/// `text`, from a file, as a terminal may have it: control characters and bytes that are no UTF-8 as \xNN.
+/// `text`, from a file, made safe for a terminal: control characters and bytes that are not UTF-8 as \xNN.
 std::string printable(std::string_view text);
 
 /// "1 row", "2 rows".

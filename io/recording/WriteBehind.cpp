@@ -7,7 +7,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr std::size_t kBatchRows = 512;  // enough to write without waiting for more
-constexpr std::size_t kMostRows = 2048;  // whoever fills rows then waits
+constexpr std::size_t kMostRows = 2048;  // then the thread that fills rows waits
 constexpr auto kLivePause = 5ms;
 constexpr std::chrono::milliseconds kLiveTick = 20ms;
 constexpr std::chrono::milliseconds kFilePause = 500ms;  // between two ticks as well
@@ -23,7 +23,7 @@ WriteBehind::~WriteBehind() {
     try {
         finish();
     } catch (const Poco::Exception&) {
-        // The rows that found room are kept; there is nobody left to tell.
+        // The rows that fitted are kept; a failure can no longer be reported.
     }
 }
 
@@ -117,7 +117,7 @@ void WriteBehind::idle(std::unique_lock<std::mutex>& lock) {
         change_.wait(lock, [&] { return hasCome() || wantsTick_; });
     } else {
         if (change_.wait_for(lock, file_.isLive() ? kLiveTick : kFilePause, hasCome)) return;
-        wantsTick_ = false;  // before the tick: whoever asks meanwhile gets another
+        wantsTick_ = false;  // before the tick: a request made meanwhile gets another tick
         lock.unlock();
         bool again = false;
         guarded([&] { again = tick_(); });

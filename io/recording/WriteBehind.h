@@ -16,8 +16,8 @@
 
 namespace Kavelin::RecordingIO {
 
-/// Turns rows of numbers into text in a thread of its own, up to two thousand rows behind: most of what a
-/// result costs is the shortest text of its numbers.
+/// Turns rows of numbers into text in a thread of its own, up to two thousand rows behind: formatting numbers
+/// is most of the cost of a result.
 ///
 /// The thread takes whatever rows are there: of a live result (a pipe, a terminal) the first at once and
 /// further ones at most 5 ms later, of an ordinary file every half second; when many come, in batches.
@@ -43,10 +43,10 @@ public:
     void emptyCells(std::size_t count) {
         if (count > 0) row_.groups.push_back(-static_cast<int>(count));
     }
-    /// Ends a row.  Raises, once, what writing an earlier row raised; from then on rows are lost.
+    /// Ends a row. Raises once what writing an earlier row raised; from then on rows are dropped.
     void endRow();
 
-    /// Asks for ticks until one says that it was the last.  [any thread]
+    /// Asks for ticks until one says it was the last. [any thread]
     void startTicks();
 
     /// Waits until all rows are written.  Raises what writing raised and `endRow` has not told yet.
@@ -77,7 +77,7 @@ private:
 
     ResultFile& file_;
     const Tick tick_;
-    const Clock::duration pause_;  // between two times of writing what is there
+    const Clock::duration pause_;  // between two writes
     Batch row_;                    // the one being filled
     std::mutex mutex_;             // of the next four
     std::condition_variable change_;

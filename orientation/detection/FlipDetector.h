@@ -8,24 +8,23 @@ struct FlipSettings {
     double timeConstant = 0.2;  // s, of the low-pass on the acceleration; 0 for none
     double angleOn = 0.0;       // rad, above it the unit counts as turned over
     double angleOff = 0.0;      // rad, below it as turned back; above angleOn it has the effect of angleOn
-    double dwell = 0.3;         // s, for which either has to last
+    double dwell = 0.3;         // s, for which either must last
 };
 
 /// Tells from the acceleration when a unit was turned over: the low-passed acceleration against a reference,
 /// with two thresholds and a dwell time.
 ///
-/// Shaking is kept out in three ways: by the low-pass, by the dwell, and by passing over moments in which the
-/// low-passed acceleration is shorter than half or longer than one and a half of the reference, so is not
-/// gravity alone. The method is a heuristic of our own.
+/// Three things suppress shaking: the low-pass, the dwell, and skipping moments in which the low-passed
+/// acceleration is shorter than half or longer than one and a half of the reference, so is not gravity alone.
+/// The method is a heuristic of our own.
 class FlipDetector {
 public:
     /// Makes the direction of the next sample the reference, not flipped; the count goes on.
     void requestReference() { referenceRequested_ = true; }
 
     /// Takes one acceleration.  @param acceleration sensor frame, any constant unit; ignored unless finite.
-    /// @param t s; time that does not advance adds nothing to the low-pass and the dwell. A gap counts for
-    /// half a dwell at
-    /// most, so a single sample after it decides nothing.
+    /// @param t s; time that does not advance adds nothing to the low-pass and the dwell. A gap counts for at
+    /// most half a dwell, so a single sample after it decides nothing.
     /// @return false when the sample was ignored.  Never throws.
     bool advance(const Vector3& acceleration, double t, const FlipSettings& settings);
 

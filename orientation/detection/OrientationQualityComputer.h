@@ -12,8 +12,8 @@ public:
     void requestReference();
 
     /// Judges an acceleration (any constant unit, sensor frame): good when its norm differs from the
-    /// reference norm by at most `tolerance` of the reference norm. A reference of norm 0, or not a number,
-    /// makes it bad.  Never throws.
+    /// reference norm by at most `tolerance` of the reference norm. A reference of norm 0, or NaN, makes it
+    /// bad. Never throws.
     double judgeAcceleration(const Vector3& acceleration, double tolerance);
 
     /// Judges a magnetic field the same way, against its own reference.  Never throws.

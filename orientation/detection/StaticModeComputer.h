@@ -7,7 +7,7 @@
 namespace Kavelin::OrientationInternal {
 
 /// How far the vectors of one call agree with the reference, each from 0 (not at all, or no vector) to 1
-/// (exactly). NaN where a cosine left [-1, 1], a norm was zero or an input was not a number.
+/// (exactly). NaN where a cosine left [-1, 1], a norm was zero or an input was NaN.
 struct StaticModeScores {
     double acceleration = 0.0;
     double field = 0.0;

@@ -14,7 +14,7 @@ AngleDG AngleDGComputer::compute(const Quaternion& q_earth_d, const Quaternion& 
         referenceRequested_ = false;
     }
     Quaternion relative = quaternionProduct(r_d_g, conjugate(reference_));
-    if (relative[0] < 0) relative = -relative;  // of the two signs, the one whatever signs came in
+    if (relative[0] < 0) relative = -relative;  // the same sign, whatever signs came in
 
     const double w = relative[0];
     const Vector3 v = relative.tail<3>();

@@ -6,8 +6,8 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Expresses 3x3 matrices in another basis: Q X P, with P the basis and Q what stands for its inverse.
-/// Starts with the 3x3 identity for both.
+/// Expresses 3x3 matrices in another basis: Q X P, where P is the basis and Q stands for its inverse. Starts
+/// with the 3x3 identity for both.
 class ChangeOfBasisComputer {
 public:
     /// Row-major, any shape.
@@ -27,8 +27,8 @@ public:
     bool setGeneralBasis(const Basis& basis);
 
     /// Computes Q X P into `result`, of 3 rows and as many columns as the basis has.
-    /// @return false, with `result` untouched, when Q is not 3x3 or P has not 3 rows: the product does not
-    /// exist then. Allocates only when `result` changes its size.
+    /// @return false, with `result` untouched, when Q is not 3x3 or P does not have 3 rows: the product does
+    /// not exist then. Allocates only when `result` changes its size.
     [[nodiscard]] bool apply(const Matrix3& x, Basis& result) const;
 
 private:

@@ -6,7 +6,7 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Accumulates angles that come wrapped anyhow: each goes on from its own last value by less than half a turn.
+/// Accumulates angles with any wrapping: each continues from its own last value by less than half a turn.
 class AngleAccumulator {
 public:
     /// Starts every angle again with its next value.

@@ -117,8 +117,8 @@ public:
     /// Whether a sample was consumed since the pin was last reset.
     bool hasValue() const { return sample_ != nullptr; }
     double lastTimeStamp() const { return lastTimeStamp_; }
-    /// Whether the sample consumed last is of a shape that the pin takes.
-    /// Others are counted, for the host to tell of.
+    /// Whether the sample consumed last has a shape that the pin takes.
+    /// Others are counted, for the host to report.
     bool fits() const { return fits_; }
 
     OutputPinBase<T>* getSource() const { return source_; }

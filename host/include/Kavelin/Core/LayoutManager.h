@@ -55,11 +55,11 @@ public:
     // In a thread of its own
     /// Starts the thread. The layout takes what other threads send as it comes, which may be only a part of
     /// another layout's round, and a reader waits for data as its connections say. For a run whose results do
-    /// not depend on the threads, see FlowManager. The run ends when the layout's sources, or all the layouts
-    /// that have fed it, have ended; with neither, when it is stopped.
+    /// not depend on thread timing, see FlowManager. The run ends when the layout's sources, or all the
+    /// layouts that have fed it, have ended; with neither, when it is stopped.
     /// @throws Poco::IllegalStateException while it runs.
     void start();
-    /// Asks the thread to end after the filter that it is calling; wakes it wherever it waits.  [any thread]
+    /// Asks the thread to end after the present filter; wakes it wherever it waits. [any thread]
     void stop();
     /// Whether `stop`, or a failure with `setStopOnError`, ended the last run.
     bool wasStopped() const;

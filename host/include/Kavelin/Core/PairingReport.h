@@ -6,7 +6,7 @@
 
 namespace Kavelin::Core {
 
-/// How the samples of a filter that takes one of each input fitted together.
+/// How well the samples of a filter that takes one of each input matched.
 /// A set is what one call of `process` took.
 struct PairingReport {
     struct Unpaired {

@@ -17,10 +17,10 @@ struct PinShape {
     bool operator==(const PinShape&) const = default;
 };
 
-/// What a pin carries, as its filter declares it: for whoever checks, describes or labels connections. A pin
+/// What a pin carries, as its filter declares it, for checks, descriptions and labels of connections. A pin
 /// that declares nothing carries anything.
 ///
-/// The texts must outlive the pin: literals. A text that is empty says nothing.
+/// The texts must outlive the pin: literals. An empty text makes no statement.
 struct PinContent {
     using ShapeTest = bool (*)(PinShape);
 
@@ -51,12 +51,12 @@ class AbstractOutputPin;
 /// What travels on a connection as the sending pin declares it, or the pin from which it hands samples on.
 KAVELIN_API PinContent contentSent(const AbstractOutputPin& output);
 
-/// What makes a connection carry nothing that its reader uses: "recording:3a sends 3x1, attitude:3a takes
-/// 1x3"; empty where its samples may fit.
+/// Why the reader can use nothing that a connection carries: "recording:3a sends 3x1, attitude:3a takes 1x3";
+/// empty where its samples may fit.
 KAVELIN_API std::string shapeMistake(const AbstractOutputPin& output, const AbstractInputPin& input);
 
-/// What makes a connection doubtful: "recording:3a carries m/s^2, attitude:3g takes rad/s"; empty where
-/// nothing speaks against it.
+/// Why a connection is doubtful: "recording:3a carries m/s^2, attitude:3g takes rad/s";
+/// empty where it is not.
 KAVELIN_API std::string contentDoubt(const AbstractOutputPin& output, const AbstractInputPin& input);
 
 }  // namespace Kavelin::Core

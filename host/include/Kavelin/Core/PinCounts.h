@@ -4,7 +4,7 @@
 
 namespace Kavelin::Core {
 
-/// What became of the samples put into an input pin: put == taken + dropped + discarded + buffered, always.
+/// What happened to the samples put into an input pin: put == taken + dropped + discarded + buffered, always.
 struct PinCounts {
     std::uint64_t put = 0;      ///< handed over by the writer
     std::uint64_t taken = 0;    ///< taken by the reader

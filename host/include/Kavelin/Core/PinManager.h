@@ -61,7 +61,7 @@ public:
 
 protected:
     /// Called for an input pin that a connection asks for by name and that does not exist. A filter that
-    /// makes pins on demand returns the new one; the default has none to give.
+    /// makes pins on demand returns the new one; the default returns null.
     virtual AbstractInputPin* demandInputPin(const std::string& pinName);
 
 private:

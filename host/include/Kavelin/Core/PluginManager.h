@@ -22,8 +22,8 @@ private:
     AbstractFilterFactory* factory_ = nullptr;
 };
 
-/// A filter that some factory made. It must not outlive its plugin;
-/// the plugin manager refuses to unload before.
+/// A filter that some factory made. It must not outlive its plugin:
+/// the plugin manager does not unload a plugin while filters of it exist.
 using FilterPtr = std::unique_ptr<Filter, FilterDeleter>;
 
 /// Loads plugin modules, and makes filters of the types that they contribute.  [any thread]
@@ -45,7 +45,7 @@ public:
     /// Unloads every module, last loaded first.  @throws Poco::IllegalStateException as `unload`.
     void unloadAll();
     /// Folders searched for a module name:
-    /// KAVELIN_PLUGIN_PATH, then the folder `kavelin` beside this library.
+    /// KAVELIN_PLUGIN_PATH, then the folder `kavelin` next to this library.
     static std::vector<std::filesystem::path> searchPath();
 
     /// Makes the plugin's filter types available. The plugin is lent until it is uninstalled.

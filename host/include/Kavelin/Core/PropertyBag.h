@@ -16,7 +16,7 @@ class Synchronizer;
 struct SavedValue {
     enum class Kind {
         written,  ///< was written
-        initial,  ///< never written: the owner's own, which need not be what it works with
+        initial,  ///< never written: the owner's initial value, which need not be the one it works with
         refused,  ///< was refused after the last value that was taken; the handler may have acted on it
     };
     std::string name;
@@ -43,17 +43,17 @@ public:
     AbstractProperty& get(const std::string& name) const;
 
     /// Every property that has a value, in a text that reads back to exactly that value: those never written
-    /// first, then values taken and refused in the order in which they were, for what a handler does depends
-    /// on what came before it.
+    /// first, then accepted and refused values in their original order,
+    /// as the effect of a handler depends on earlier writes.
     SavedValues save() const;
     /// Brings the owner into the state in which they were saved: sets the named properties in the given
-    /// order, each as any write does, handlers and observers included; then settles them. Leaves a property
-    /// alone that was never written, there as here, and has the value already.
+    /// order, each as any write does, handlers and observers included; then settles them. Skips a property
+    /// that was never written, neither there nor here, and already has the value.
     /// @throws Poco::NotFoundException for an unknown name, before anything is changed;
     /// Poco::InvalidArgumentException, naming each refused value and why, after all others have been set.
     void restore(const SavedValues& values);
-    /// Puts back those of the values that the handler of another property has changed since they were set.
-    /// Tells the observers, calls no handler, and leaves the order of the writes as it is.
+    /// Restores those values that the handler of another property has changed since they were set. Tells the
+    /// observers, calls no handler, and leaves the order of the writes as it is.
     void settle(const SavedValues& values);
 
     /// Observes every property of the bag. The observer is lent.

@@ -11,7 +11,7 @@ namespace Kavelin::Core {
 /// samples and gaps do not count. Constant memory.
 class SampleInterval {
 public:
-    /// Takes the next time stamp. One that is not later than the one before makes no step.
+    /// Takes the next time stamp. One that is not later than the previous one does not count as a step.
     void add(double timeStamp) {
         const double step = timeStamp - last_;
         if (hasLast_ && step > 0.0 && std::isfinite(step)) steps_[count_++ % kSteps] = step;

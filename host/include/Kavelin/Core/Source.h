@@ -4,8 +4,8 @@
 
 namespace Kavelin::Core {
 
-/// A filter that brings samples in from outside. A layout calls, in each round, those of its sources whose
-/// next time stamp is smallest.
+/// A filter that brings in samples from outside. In each round a layout calls those of its sources that have
+/// the smallest next time stamp.
 class KAVELIN_API Source {
 public:
     virtual ~Source();
@@ -15,12 +15,12 @@ public:
     /// True when there is nothing more to come.  [layout thread]
     virtual bool atEnd() const = 0;
 
-    /// A source that waits for somebody outside returns, and is at its end until `resume`. A stop of its
-    /// layout calls this, a start calls `resume`.  [any thread]
+    /// A source that waits for outside input returns, and is at its end until `resume`. A stop of its layout
+    /// calls this, a start calls `resume`. [any thread]
     virtual void interrupt() {}
     virtual void resume() {}
 
-    /// Share of the stream, 0 to 1, that has passed; not a number where it is not known.  [layout thread]
+    /// Share of the stream, 0 to 1, that has passed; NaN where it is not known. [layout thread]
     virtual double progress() const;
 };
 

@@ -39,19 +39,19 @@ public:
     /// Wakes the reader that waits for `event`, if there is one.  [any thread; the event's buffer mutex held]
     void signal(Poco::Event& event);
 
-    /// While interrupted, `wait` returns at once; a reader that waits now is woken.  [any thread]
+    /// While interrupted, `wait` returns at once; a reader that is waiting is woken. [any thread]
     void interrupt();
     /// Lets `wait` wait again.  [any thread]
     void resume();
-    /// Whether anything can still come. While nothing can, `wait` returns at once; a reader that waits now is
-    /// woken.  [any thread]
+    /// Sets whether anything can still come. While nothing can, `wait` returns at once; a reader that is
+    /// waiting is woken. [any thread]
     void setIsFed(bool fed);
 
     /// Whether the calling thread runs `process` inside this synchronizer or holds it disabled: what it reads
     /// then needs no further lock.  [any thread]
     bool isHeldHere() const { return held_.has(this); }
 
-    /// Where to count the readers that wait here; lent, null for nowhere.  [no process running]
+    /// The counter for readers that wait here; lent, may be null. [no process running]
     void setWaitCounter(std::atomic<int>* counter) { waitCounter_ = counter; }
 
 private:
@@ -88,7 +88,7 @@ private:
     std::condition_variable changed_;
     std::vector<Poco::Event*> waiting_;
     unsigned processWaiting_ = 0;
-    bool processTurn_ = false;  // the next to go is process, so that a busy writer cannot starve it
+    bool processTurn_ = false;  // process goes next, so that a busy writer cannot starve it
     bool disabled_ = false;
     bool interrupted_ = false;
     bool fed_ = true;
@@ -123,7 +123,7 @@ public:
     ProcessScope(const ProcessScope&) = delete;
     ProcessScope& operator=(const ProcessScope&) = delete;
 
-    /// Lets a thread that waits for the synchronizer have it. To be called between two calls of `process`.
+    /// Yields the synchronizer to a thread that waits for it. To be called between two calls of `process`.
     void yield();
 
 private:
