@@ -19,9 +19,9 @@ namespace Kavelin::OrientationInternal {
 /// interpolated between that one and the one before. It takes the newest field that is not later. Samples of
 /// another shape are dropped. Out, in this order: "attitudeQ" 1x4 (w, x, y, z) and "attitude" 3x3, sensor to
 /// earth (East, North, Up); "3g_bias" rad/s, "3a_bias" m/s^2, "3m_hardiron" in the field's unit, 1x3, sensor
-/// frame; "3a_lin" 1x3 m/s^2, earth frame, without gravity; "sigma" 1x2 rad, standard deviations of tilt and
-/// heading; "flag_rest"; "flag_mag", 1.0 while the field is disturbed or there is none; "flag_mag_body", 1.0
-/// while a magnet on the sensor is known and taken out.
+/// frame; "3a_lin" 1x3 linear acceleration, m/s^2, earth frame; "sigma" 1x2 rad, standard deviations of tilt
+/// and heading; "flag_rest"; "flag_mag", 1.0 while the field is disturbed or there is none; "flag_mag_body",
+/// 1.0 while a magnet on the sensor is known and taken out.
 /// Nothing is sent before the first usable acceleration and rate.
 class FilterSO3Attitude : public Filter {
 public:

@@ -17,9 +17,9 @@ namespace Kavelin::OrientationInternal {
 /// come that is not later than the two, the newest such one is taken too. A "3a" or "3g" of another shape is
 /// dropped with the samples taken with it; a "3m" of another shape, or with a NaN, counts as missing. Out,
 /// stamped with the largest time stamp taken, in this order: "attitudeQ" 1x4 (w, x, y, z) and "attitude" 3x3,
-/// sensor to earth (East, North, Up); "3g_bias" 1x3 rad/s; "3a_prop" 1x3 m/s^2, earth frame, without gravity;
-/// "flag_rest"; "flag_mag", 1.0 while the field is disturbed or there is none. Nothing is sent before the
-/// first usable acceleration.
+/// sensor to earth (East, North, Up); "3g_bias" 1x3 rad/s; "3a_prop" 1x3 linear acceleration, m/s^2, earth
+/// frame; "flag_rest"; "flag_mag", 1.0 while the field is disturbed or there is none. Nothing is sent before
+/// the first usable acceleration.
 class FilterSphericalFilteringAttitude : public Filter {
 public:
     static constexpr const char* kTypeName = "FilterSphericalFilteringAttitude";

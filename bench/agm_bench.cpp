@@ -19,7 +19,7 @@ public:
         run(0);
     }
 
-    /// Puts next to nothing off the diagonals: the solver takes its general path.
+    /// Puts tiny values off the diagonals, so that the solver takes its general path.
     void makeGeneral() { rootQ_[0][1] = rootR_[0][1] = 1e-200; }
 
     void run(int started = 1) {

@@ -1,5 +1,5 @@
 // Cost of a sample through each filter of the attitude family,
-// beside its bare arithmetic on fixed-size values.
+// compared with its bare arithmetic on fixed-size values.
 #include <benchmark/benchmark.h>
 
 #include <array>

@@ -1,5 +1,5 @@
 // Runs the error-state estimator for long: an hour with a bias that drifts, a day of rest and motion. Prints
-// what came of it; exit status 1 where a bound does not hold.
+// the results; exit status 1 where a bound does not hold.
 
 #include <Eigen/Eigenvalues>
 #include <algorithm>

@@ -1,5 +1,5 @@
-// Cost of a sample through the estimators with a bias, beside their bare arithmetic:
-// hand-held motion after a rest, settled.
+// Cost of a sample through the estimators with a bias, compared with their bare arithmetic: hand-held motion
+// after a rest, settled.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -52,8 +52,8 @@ void stepThrough(benchmark::State& state, const char* name, double frequency = 2
     }
 }
 
-// The longest time that any one sample of the recording takes: of each sample the least of many runs counts,
-// so that what else the machine does is left out.
+// The longest time that any one sample of the recording takes: for each sample the least of many runs counts,
+// so that other load on the machine does not.
 void longestSample(benchmark::State& state, const char* name) {
     using Clock = std::chrono::steady_clock;
     constexpr int kRuns = 25;

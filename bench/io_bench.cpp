@@ -1,5 +1,5 @@
-// Recordings in and results out, a row at a time, beside the bare conversions; and the whole of `kavelin
-// fuse` beside the plain loop that parses, filters and formats the same numbers.
+// Recordings in and results out, a row at a time, compared with the bare conversions; and the whole of
+// `kavelin fuse` compared with the plain loop that parses, filters and formats the same numbers.
 #include <benchmark/benchmark.h>
 
 #include <charconv>
@@ -137,7 +137,7 @@ BENCHMARK(resultFile)->Name("result/file")->Unit(benchmark::kMillisecond);
 /// What `kavelin fuse` computes for a row, without reader, pins, layout and file.
 class PlainFuse {
 public:
-    /// The numbers of the result's row, to `out` (20 at most).  @return behind them.
+    /// Writes the numbers of the result's row to `out` (20 at most). @return the end of them.
     double* row(const double* cells, double* out) {
         const Eigen::Vector3d acceleration(cells[1], cells[2], cells[3]);
         const Eigen::Vector3d rate(cells[4], cells[5], cells[6]);

@@ -1,6 +1,6 @@
-// Cost of a sample through each orientation processing filter, beside its bare arithmetic on fixed-size
-// values, and the cost of an error of the convergence time as a recording grows,
-// beside the plain scan of its definition.
+// Cost of a sample through each orientation processing filter, compared with its bare arithmetic on
+// fixed-size values, and the cost of an error of the convergence time as a recording grows, compared with the
+// plain scan of its definition.
 #include <benchmark/benchmark.h>
 
 #include <cmath>

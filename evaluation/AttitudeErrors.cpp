@@ -38,8 +38,7 @@ PairErrors PairErrors::of(const Quaternion& error) {
 }
 
 double PairErrors::total() const {
-    // |w| = cos(inclination / 2) |cos(heading / 2)|; the arc cosine loses small angles, so the sine is
-    // used.
+    // |w| = cos(inclination / 2) |cos(heading / 2)|. The arc cosine loses small angles; the sine keeps them.
     const double si = std::sin(0.5 * inclination);
     const double sh = std::sin(0.5 * heading) * std::cos(0.5 * inclination);
     const double w = std::cos(0.5 * inclination) * std::cos(0.5 * heading);

@@ -46,11 +46,13 @@ public:
     explicit AttitudeErrors(Alignment alignment) : alignment_(alignment) {}
 
     /// @param counts false: the pair only serves to find the start's rotation.
-    /// @return the pair's errors, the best turn not taken out yet; empty for a pair that is not two orientations.
+    /// @return the pair's errors, the best turn not taken out yet;
+    /// empty for a pair that is not two orientations.
     std::optional<PairErrors> add(const Quaternion& estimate, const Quaternion& reference,
                                   bool counts = true);
 
-    /// rad; the turn about the vertical to take out: 0 but with kHeading, where it is known after the last pair.
+    /// rad; the turn about the vertical to take out: 0 but with kHeading,
+    /// where it is known after the last pair.
     double turn() const;
     ErrorFigures figures() const;
     Alignment alignment() const { return alignment_; }

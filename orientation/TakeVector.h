@@ -8,8 +8,9 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Takes the next sample of a pin that takes vectors, and returns it when it is one. A sample of another shape is
-/// consumed all the same.  @param t receives the sample's time stamp when it is returned.  [layout thread]
+/// Takes the next sample of a pin that takes vectors, and returns it when it is one. A sample of another
+/// shape is consumed all the same. @param t receives the sample's time stamp when it
+/// is returned. [layout thread]
 inline std::optional<Vector3> takeVector(InputPin<Matrix>& pin, double& t) {
     if (!pin.readNext() || !pin.fits()) return std::nullopt;
     t = pin.lastTimeStamp();

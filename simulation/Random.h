@@ -5,7 +5,8 @@
 namespace Kavelin::RecordingIO {
 
 /// Random numbers that are the same bits on every machine: whole-number arithmetic and exact scaling only, no
-/// function of a mathematical library, no distribution of the standard library (whose sequence is not prescribed).
+/// function of a mathematical library, no distribution of the standard library (whose sequence
+/// is not prescribed).
 class Random {
 public:
     explicit Random(std::uint64_t seed) : state_(seed) {}

@@ -36,7 +36,8 @@ double cosine(double x) {
     return sum;
 }
 
-/// Quaternion of the rotation vector `r`: an exponential of its own, with the same bits on every machine. Longer turns than half a turn a row are cut: no hand makes them.
+/// Quaternion of the rotation vector `r`: an exponential of its own, with the same bits on every machine.
+/// Longer turns than half a turn a row are cut: no hand makes them.
 Quaternion quaternionOf(const Vector3& r) {
     const double half = 0.5 * lengthOf(r);
     const double bounded = std::min(half, 0.5 * kPi);

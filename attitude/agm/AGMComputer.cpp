@@ -196,7 +196,8 @@ bool AGMComputer::isFieldConsistent(const Vector3& acc, const Vector3& mag,
     return std::abs(expected.dot(expected) - expected.dot(acc.cross(mag))) < settings_.alphaC;
 }
 
-// Noise root of an unperturbed sensor: element by element, from Rdstat at no deviation to Rddyn at the threshold.
+// Noise root of an unperturbed sensor: element by element,
+// from Rdstat at no deviation to Rddyn at the threshold.
 void AGMComputer::setNoise(int sensor, double deviation, double threshold) {
     const double share = deviation / threshold;
     if (settings_.noiseIsDiagonal && std::isfinite(share)) {
@@ -214,8 +215,8 @@ void AGMComputer::setPerturbedNoise(int sensor) {
     rootR_.block<3, 3>(3 * sensor, 3 * sensor) = settings_.rootRddyn;
 }
 
-// Zeros that are already off the diagonal are not written again: reading a value just written would make the solver
-// wait for it.
+// Zeros that are already off the diagonal are not written again: reading a value just written would make the
+// solver wait for it.
 void AGMComputer::setNoiseDiagonal(int sensor, const Eigen::Array3d& roots) {
     auto block = rootR_.block<3, 3>(3 * sensor, 3 * sensor);
     if (!isOnlyDiagonal_[sensor]) block.setZero();

@@ -48,10 +48,12 @@ public:
     const AGMEstimate& estimate() const override { return estimate_; }
 
 protected:
-    /// Forgets the run, keeps the settings; takes "T_setref" as the initialisation time when they come from a file.
+    /// Forgets the run, keeps the settings;
+    /// takes "T_setref" as the initialisation time when they come from a file.
     virtual void reset(bool fromFile);
 
-    /// Adds a triple of the initialisation period to the references. @return whether there is an estimate already.
+    /// Adds a triple of the initialisation period to the references.
+    /// @return whether there is an estimate already.
     virtual bool collect(const AGMSample& sample);
 
     /// Fixes the references at the end of the period.  @return whether this triple is to be tracked already.
@@ -67,7 +69,8 @@ protected:
     void gateAccelerometer(const AGMSample& sample, const Matrix3& R_sensor_ref);
     void gateMagnetometer(const AGMSample& sample, const Matrix3& R_sensor_ref);
 
-    /// Runs one step of the solver with `z_` and the noise roots as they stand, and gives the state unit norm.
+    /// Runs one step of the solver with `z_` and the noise roots as they stand,
+    /// and gives the state unit norm.
     void correct(const AGMSample& sample);
 
     /// Fills those parts of the estimate that follow from the state.

@@ -56,7 +56,8 @@ bool AGMComputer_v7::collect(const AGMSample& sample) {
     return false;
 }
 
-// Without a usable acceleration the start goes on; without a field the magnetometer stays out until the next start.
+// Without a usable acceleration the start goes on;
+// without a field the magnetometer stays out until the next start.
 bool AGMComputer_v7::fixReferences(const AGMSample& sample) {
     const bool collected = averages_.hasAcceleration();
     if (!collected) averages_.add(sample.acc, sample.mag, sample.rate);

@@ -11,12 +11,12 @@ namespace Kavelin::OrientationInternal {
 ///
 /// The start also averages the gyroscope; if the unit lay still, that mean is the bias, and later rests
 /// refresh it. Accelerations and fields are divided by the lengths of their references, so "Rdstat", "Rddyn",
-/// "alpha_A", "alpha_M" and "alpha_C" are relative. The process noise grows with the rate: Qd (1 + QCoeff
-/// |w|^2).
+/// "alpha_A", "alpha_M" and "alpha_C" are relative. The process noise grows with the rate w:
+/// Qd (1 + QCoeff |w|^2).
 ///
-/// A sample that is not a measurement (see SampleLimits.h) counts as a perturbed one, a rate as zero; means are
-/// over the others. A time that does not advance changes nothing, a step is at most 1 s. So an estimate is
-/// always finite and of unit norm.
+/// A sample that is not a measurement (see SampleLimits.h) counts as a perturbed one, a rate as zero; means
+/// are over the others. A time that does not advance changes nothing, a step is at most 1 s. So an estimate
+/// is always finite and of unit norm.
 class AGMComputer_v7 : public AGMComputer {
 public:
     AGMComputer_v7();

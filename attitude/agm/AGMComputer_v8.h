@@ -35,8 +35,8 @@ public:
     /// An attitude that was handed in, and the lock, stay.
     void restart() override { state_ = State{}; }
     void setInitTime(double seconds) override { startDuration_ = seconds; }
-    /// A sample that is not a measurement (see SampleLimits.h) is left out. A time that does not advance changes
-    /// nothing; a step is at most 1 s. @return true from the first usable acceleration on.
+    /// A sample that is not a measurement (see SampleLimits.h) is left out. A time that does not advance
+    /// changes nothing; a step is at most 1 s. @return true from the first usable acceleration on.
     bool advance(const AGMSample& sample) override;
     const AGMEstimate& estimate() const override { return estimate_; }
 

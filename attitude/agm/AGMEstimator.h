@@ -16,11 +16,11 @@ struct AGMSample {
 
 /// What an AGM estimator says after a triple. The reference frame is the sensor's pose during initialisation.
 struct AGMEstimate {
-    Quaternion q_ref_sensor{1, 0, 0, 0};         // unit norm
-    Matrix3 R_ref_sensor = Matrix3::Identity();  // the same rotation
-    Vector3 accProper_ref = Vector3::Zero();     // acceleration other than gravity, accelerometer's unit
+    Quaternion q_ref_sensor{1, 0, 0, 0};               // unit norm
+    Matrix3 R_ref_sensor = Matrix3::Identity();        // the same rotation
+    Vector3 accProper_ref = Vector3::Zero();           // linear acceleration, accelerometer's unit
     Vector3 magPerturbation_sensor = Vector3::Zero();  // field other than the reference, magnetometer's unit
-    bool accFlag = false;                              // proper acceleration detected
+    bool accFlag = false;                              // linear acceleration detected
     bool magFlag = false;                              // magnetic perturbation detected
 };
 
@@ -29,7 +29,8 @@ class AGMEstimator {
 public:
     virtual ~AGMEstimator() = default;
 
-    /// Reads a settings file and starts again with it. @return false when it cannot be read; nothing changes then.
+    /// Reads a settings file and starts again with it. @return false when it cannot be read;
+    /// nothing changes then.
     /// @throws std::bad_alloc for a matrix that no memory could hold; nothing changes then either.
     virtual bool load(const std::string& fileName) = 0;
 

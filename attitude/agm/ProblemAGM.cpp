@@ -9,15 +9,17 @@ namespace Kavelin::OrientationInternal {
 
 namespace {
 
-// Below this half angle (rad) the transition to first order is exact in double precision: its square is under 2^-53.
+// Below this half angle (rad) the transition to first order is exact in double precision:
+// its square is under 2^-53.
 constexpr double kSmallHalfAngle = 0x1p-27;
 
 struct Square {
     double at[4][4];
 };
 
-// diagonal I + Omega(x, y, z), the matrix of the quaternion product from the right. The transition is made of it,
-// not by ExponentialMap.h: the solver needs the matrix, and the bits of this version's results depend on its form.
+// diagonal I + Omega(x, y, z), the matrix of the quaternion product from the right. The transition is made of
+// it, not by ExponentialMap.h: the solver needs the matrix,
+// and the bits of this version's results depend on its form.
 Square rateMatrix(double diagonal, double x, double y, double z) {
     return {{{diagonal, -x, -y, -z}, {x, diagonal, z, -y}, {y, -z, diagonal, x}, {z, y, -x, diagonal}}};
 }

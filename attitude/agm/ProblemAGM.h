@@ -15,7 +15,7 @@ struct AGMSettings {
     Matrix Qd;                           // 4x4, (rad/s)^2: process noise, scaled by dt^2 / 4
     double alpha_A = 0.0;                // threshold on the accelerometer's norm, its unit
     double alpha_M = 0.0;                // threshold on the magnetometer's norm, its unit
-    double T_A = 0.0;                    // s, hold time of the proper-acceleration flag
+    double T_A = 0.0;                    // s, hold time of the linear-acceleration flag
     double T_M = 0.0;                    // s, hold time of the magnetic-perturbation flag
     double QCoeff = 0.0;
     double T_setref = 0.0;  // s, duration of the initialisation
@@ -29,8 +29,9 @@ struct AGMSettings {
 ///     x := Phi x / |Phi x| ,   Phi = cos(theta) I + sin(theta) / |omega| Omega ,   theta = |omega| dt / 2
 ///     h  = (A(q) ga, A(q) gm) ,   A(q) the rotation from the reference to the sensor frame
 ///
-/// Deliberate: the accelerometer's reference is negated when it is taken (ga = -aRef), the magnetometer's is not. A
-/// caller whose accelerometer reads A(q) aRef must hand in -aRef, or the estimate is drawn to the opposite attitude.
+/// Deliberate: the accelerometer's reference is negated when it is taken (ga = -aRef), the magnetometer's is
+/// not. A caller whose accelerometer reads A(q) aRef must hand in -aRef,
+/// or the estimate is drawn to the opposite attitude.
 class ProblemAGM : public Problem {
 public:
     Matrix initialState() const override { return settings_.XhatKK; }
@@ -40,16 +41,18 @@ public:
     Matrix auxVector3() const override { return auxVector3_; }
 
     /// Turns x by the rate over dt and gives it unit length; the status is always 0 and G stays as it is.
-    /// @param F receives I + dt/2 Omega, to first order, in mode 2. Needed in every mode that moves the state:
-    /// Deliberate: below theta = 2^-27 it is the transition itself, and in mode 1 that is whatever it last held.
+    /// @param F receives I + dt/2 Omega, to first order, in mode 2. Needed in every mode that moves the
+    /// state. Deliberate: below theta = 2^-27 it is the transition itself, and in mode 1 that is whatever it
+    /// last held.
     int transition(double* x, int n, int mode, double* const* F, double* const* G,
                    const double* const* u) override;
 
     /// Predicts both sensors in the sensor frame; mode 0 takes v = (aRef, mRef). The status is always 0.
     int measurement(const double* v, int mode, double* h, double* const* H, double* const* G) override;
 
-    /// Reads section "MIG" (**XhatKK, **Pf, **Qd, **Rddyn, **Rdstat) and section "Resolution" (alpha_A, alpha_M,
-    /// alpha_C, T_setref, T_A, T_M, QCoeff). What is missing is printed, a matrix then is 0x0 and a number 0.
+    /// Reads section "MIG" (**XhatKK, **Pf, **Qd, **Rddyn, **Rdstat) and section "Resolution" (alpha_A,
+    /// alpha_M, alpha_C, T_setref, T_A, T_M, QCoeff). What is missing is printed,
+    /// a matrix then is 0x0 and a number 0.
     /// @throws std::bad_alloc for a matrix that no memory could hold; what was read until then stays.
     bool readSettings(const std::string& fileName, bool flag) override;
 

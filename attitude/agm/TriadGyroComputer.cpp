@@ -10,8 +10,9 @@ namespace Kavelin::OrientationInternal {
 
 namespace {
 
-/// Turns `q` (sensor to reference) by the constant rate of one step, exactly, and divides it by its norm. The bits
-/// of this filter's results depend on these operations in this order: not the exponential of ExponentialMap.h.
+/// Turns `q` (sensor to reference) by the constant rate of one step, exactly, and divides it by its norm. The
+/// bits of this filter's results depend on these operations in this order:
+/// not the exponential of ExponentialMap.h.
 /// @param rate rad/s, sensor frame; at a norm of kFirstOrderRate or less the step is taken to first order.
 /// @param dt   s, of either sign.  A zero quaternion gives NaN.
 /// Source: Wertz, Spacecraft Attitude Determination and Control, 1978, section 17.1.
@@ -72,8 +73,9 @@ void TriadGyroComputer::settleReferences(const TriadSample& sample) {
 
 void TriadGyroComputer::idealiseReferences() {
     Collected& c = collected_;
-    // Deliberate: divided by the squared norms, not the norms, so the dip comes out right for unit vectors only.
-    // A vector much shorter than 1 can make |dip| exceed 1, and then the estimate is not a number until a reset.
+    // Deliberate: divided by the squared norms, not the norms, so the dip comes out right for unit vectors
+    // only. A vector much shorter than 1 can make |dip| exceed 1,
+    // and then the estimate is not a number until a reset.
     const double dip = c.magRef.dot(c.accRef) / c.accSquaredNorm / c.magSquaredNorm;
     c.accRef = Vector3(0, 0, 1);
     c.magRef = Vector3(std::sqrt(1 - dip * dip), 0, dip);

@@ -20,7 +20,7 @@ struct TriadSample {
 struct TriadEstimate {
     Quaternion q;
     Matrix3 rotation;
-    Vector3 properAcceleration;  // measured acceleration minus the prediction of gravity
+    Vector3 properAcceleration;  // linear: measured minus the prediction of gravity
     Vector3 fieldDisturbance;    // measured field minus the prediction of the field
 };
 
@@ -45,7 +45,8 @@ public:
     void setInitTime(double seconds) { initTime_ = seconds; }
     void setGain(double gain) { gain_ = gain; }
 
-    /// Starts over with collecting. The quaternion and the captured reference stay until tracking replaces them.
+    /// Starts over with collecting.
+    /// The quaternion and the captured reference stay until tracking replaces them.
     void reset(bool absolute);
 
     /// Takes one reading; gives nothing while collecting.

@@ -4,7 +4,8 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Squared norm from which on a vector is normalised. A shorter one is used as it is: neither scaled nor rejected.
+/// Squared norm from which on a vector is normalised. A shorter one is used as it is:
+/// neither scaled nor rejected.
 inline constexpr double kMinimumSquaredNorm = 1e-10;
 
 /// Rotation and vector operations that the attitude filters share. Stateless, knows no pins; never allocates,
@@ -16,7 +17,8 @@ public:
     /// Computes 1 / sqrt(x): infinite for 0, NaN for a negative x.
     static double invSqrt(double x);
 
-    /// Divides `v` by its norm when its squared norm is at least kMinimumSquaredNorm, else returns it unchanged.
+    /// Divides `v` by its norm when its squared norm is at least kMinimumSquaredNorm,
+    /// else returns it unchanged.
     static Vector3 normalised(const Vector3& v);
 
     /// Computes the cosine of the angle between two vectors of any length and one frame.
@@ -60,7 +62,8 @@ public:
     /// Computes A * B, each element summed from left to right.
     static Matrix3 multiply3x3(const Matrix3& a, const Matrix3& b);
 
-    /// Builds a rotation of three elementary turns: angles[0] about z, angles[1] about y, angles[2] about x, rad.
+    /// Builds a rotation of three elementary turns: angles[0] about z, angles[1] about y,
+    /// angles[2] about x, rad.
     ///
     /// | order | flag set | flag clear |        XYZ means Rx Ry Rz, the z turn being applied first.
     /// |-------|----------|------------|

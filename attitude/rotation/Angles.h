@@ -16,7 +16,8 @@ inline double wrapOnce(double angle) {
     return angle < -kPi ? angle + kTwoPi : angle;
 }
 
-/// atan2(y, x), by a series where the angle is below 0.03 rad: what a tracking filter meets at almost every sample.
+/// atan2(y, x), by a series where the angle is below 0.03 rad:
+/// what a tracking filter meets at almost every sample.
 /// @return rad, [-pi, pi], within 1e-15 of std::atan2. Never throws. [any thread]
 inline double smallAngleAtan2(double y, double x) {
     constexpr double kSeriesBound = 0.03;

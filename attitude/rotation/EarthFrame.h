@@ -14,8 +14,9 @@ inline Eigen::Matrix3d earthFrameFromAxes(const Eigen::Vector3d& up, const Eigen
     return R_earth_sensor;
 }
 
-/// Attitude that turns `gravity` (sensor frame, not zero) onto Up by the shortest turn: its heading is arbitrary.
-/// Where the sensor lies upside down, the half turn is one about its x axis. Never throws. [any thread]
+/// Attitude that turns `gravity` (sensor frame, not zero) onto Up by the shortest turn: its heading is
+/// arbitrary. Where the sensor lies upside down, the half turn is one about its x axis.
+/// Never throws. [any thread]
 inline Eigen::Quaterniond attitudeFromGravity(const Eigen::Vector3d& gravity) {
     return Eigen::Quaterniond::FromTwoVectors(gravity, Eigen::Vector3d::UnitZ());
 }

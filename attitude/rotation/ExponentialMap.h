@@ -6,8 +6,8 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Norm of a rate, rad/s, up to which a form that divides by it takes the turn to first order: below it the axis
-/// cannot be told.
+/// Norm of a rate, rad/s, up to which a form that divides by it takes the turn to first order: below it the
+/// axis cannot be told.
 inline constexpr double kFirstOrderRate = 1e-9;
 
 /// Quaternion of the rotation vector `r` (rad; right-handed turn by |r| about r): the exponential map.
@@ -30,7 +30,8 @@ inline Eigen::Quaterniond quaternionFromRotationVector(const Eigen::Vector3d& r)
 }
 
 /// Rotation vector of the unit quaternion `q`: the logarithm, which undoes quaternionFromRotationVector.
-/// @return rad, at most pi long: of the two signs of `q` the one with the shorter turn. Never throws. [any thread]
+/// @return rad, at most pi long: of the two signs of `q` the one with the shorter turn.
+/// Never throws. [any thread]
 inline Vector3 rotationVectorFromQuaternion(Quaternion q) {
     if (q[0] < 0.0) q = -q;
     const Vector3 v = q.tail<3>();

@@ -34,7 +34,8 @@ inline Matrix3 quaternionToRotation(const Quaternion& q) {
     return r;
 }
 
-/// Brings a quaternion whose norm is within a rounding error of one back to it: one Newton step, no square root.
+/// Brings a quaternion whose norm is within a rounding error of one back to it:
+/// one Newton step, no square root.
 /// @param q norm within 1e-8 of one (not checked). Never throws. [any thread]
 inline void renormalise(Eigen::Quaterniond& q) { q.coeffs() *= 1.5 - 0.5 * q.coeffs().squaredNorm(); }
 

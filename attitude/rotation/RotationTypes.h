@@ -22,7 +22,8 @@ using Matrix3 = Eigen::Matrix<double, 3, 3, Eigen::RowMajor>;
 using Quaternion = Eigen::Vector4d;  // w, x, y, z
 
 /// Lends the first three elements, in storage order, of a sample of any shape.
-/// @param sample at least 3 elements, in plain storage; not checked. The view lives as long as the sample's storage.
+/// @param sample at least 3 elements, in plain storage; not checked.
+/// The view lives as long as the sample's storage.
 template <typename Sample>
 Eigen::Map<const Vector3> firstThree(const Sample& sample) {
     return Eigen::Map<const Vector3>(sample.data());

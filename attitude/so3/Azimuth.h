@@ -16,7 +16,8 @@ inline double horizontalLength(const Eigen::Vector3d& v) { return std::sqrt(v.x(
 /// Angle east of north, rad, [-pi, pi]; 0 for a vertical vector.
 inline double azimuthOf(const Eigen::Vector3d& v) { return std::atan2(v.x(), v.y()); }
 
-/// A turn about Up; a positive angle takes East towards North. Turning a vector by its azimuth takes it to North.
+/// A turn about Up; a positive angle takes East towards North.
+/// Turning a vector by its azimuth takes it to North.
 class TurnAboutUp {
 public:
     explicit TurnAboutUp(double angle)

@@ -54,7 +54,7 @@ public:
     const Eigen::Vector3d& accBias() const { return state_.nominal.accBias; }
     /// Unit of the field, sensor frame; 0 while no field is known.
     Eigen::Vector3d hardIron() const { return state_.field.hardIron(); }
-    /// m/s^2, earth frame: that of the last sample that could be used.
+    /// Linear acceleration, m/s^2, earth frame, of the last usable sample.
     Eigen::Vector3d linearAcceleration() const { return state_.toGiven * state_.linearAcceleration; }
     /// rad, standard deviations.
     double tiltDeviation() const;

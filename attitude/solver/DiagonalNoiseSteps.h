@@ -159,7 +159,8 @@ template <int Size>
     return (any[0] | any[1] | neighbours) == 0;
 }
 
-/// S := R1 of the block of rootQ above S F^T, rootQ being diagonal. Any S comes in, an upper triangular one goes out.
+/// S := R1 of the block of rootQ above S F^T, rootQ being diagonal. Any S comes in,
+/// an upper triangular one goes out.
 template <int N>
 [[gnu::flatten]] void predictDiagonal(const double* const* F, const double* const* rootQ, double* const* S) {
     using namespace Reflections;
@@ -176,7 +177,8 @@ template <int N>
     });
 }
 
-/// Corrects x and S by the innovation, rootR being diagonal and S upper triangular; what is below is not read.
+/// Corrects x and S by the innovation, rootR being diagonal and S upper triangular;
+/// what is below is not read.
 template <int N, int M>
 [[gnu::flatten]] void correctDiagonal(const double* const* H, const double* const* rootR,
                                       const double* innovation, double* const* S, double* x) {

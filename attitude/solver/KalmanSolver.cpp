@@ -108,7 +108,8 @@ void KalmanSolver::triangulariseCorrection(const KalmanStep& step, int status) {
     for (int i = 0; i < n; ++i) std::copy_n(W_[m + i] + m, n, step.S[i]);
 }
 
-// The first `size` rows and columns of W: a noise root, times the transpose of the noise Jacobian where there is one.
+// The first `size` rows and columns of W: a noise root, times the transpose of the noise Jacobian
+// where there is one.
 void KalmanSolver::fillNoise(int size, const double* const* root, bool withJacobian) {
     for (int i = 0; i < size; ++i) {
         if (!withJacobian) {

@@ -21,8 +21,9 @@ struct KalmanStep {
     double* innovation = nullptr;          // receives z minus the predicted measurement, m values
 };
 
-/// Extended Kalman filter in square-root form for any `Problem`. It keeps workspace only: state and factor stay
-/// with the caller, so a step can be replayed from plain values. Covariances are never formed, nor inverted.
+/// Extended Kalman filter in square-root form for any `Problem`. It keeps workspace only: state and factor
+/// stay with the caller, so a step can be replayed from plain values.
+/// Covariances are never formed, nor inverted.
 ///
 /// Prediction. With F the transition's Jacobian and T an orthogonal matrix (Householder reflections),
 ///

@@ -2,7 +2,8 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// What the undisturbed magnetic field looks like where the unit is, and how far the present field is from it.
+/// What the undisturbed magnetic field looks like where the unit is, and how far the present field
+/// is from it.
 ///
 /// The earth's field has one strength and one dip angle over a room; iron and magnets change both. The
 /// reference is a running average over the samples that its owner found undisturbed. A different field that
@@ -37,7 +38,8 @@ public:
     /// Lets the reference follow an undisturbed field and drops any candidate.
     void follow(double strength, double dip, double dt);
 
-    /// Watches a disturbed field; after acceptanceTime of the same field, in motion, it becomes the reference.
+    /// Watches a disturbed field; after acceptanceTime of the same field, in motion,
+    /// it becomes the reference.
     void watch(double strength, double dip, double dt, bool moving);
 
 private:

@@ -27,7 +27,8 @@ constexpr double kFirstMotion = 2.0;    // s; until then motion can still expose
 constexpr double kExposureRatio = 1.5;  // bad time over good time that exposes it
 constexpr double kSmallestHorizontalPart = 1e-3;
 
-// Turns the unit vector `v` by `angle` about `axis`, to which it is normal; third order for the usual tiny step.
+// Turns the unit vector `v` by `angle` about `axis`, to which it is normal;
+// third order for the usual tiny step.
 void turnAbout(const Eigen::Vector3d& axis, double angle, Eigen::Vector3d& v) {
     constexpr double kTiny = 1e-3;  // the norm's error is angle^4 / 8
     const Eigen::Vector3d side = axis.cross(v);

@@ -6,7 +6,8 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Keeps a horizontal unit vector pointing to magnetic north, in a frame that drifts slowly against the earth.
+/// Keeps a horizontal unit vector pointing to magnetic north,
+/// in a frame that drifts slowly against the earth.
 ///
 /// A scalar Kalman filter on the heading error (Kalman, J. Basic Engineering 82, 1960) whose measurement
 /// noise grows with the disturbance that FieldReference sees. Added to it are our own heuristics for a start
@@ -18,7 +19,8 @@ public:
     static constexpr double kDefaultFieldNoise = 0.173;
 
     /// Corrects `north` with one sample of the field.
-    /// @param dt s since the last field sample, above 0 (0 allowed before the first). @param rateSquared (rad/s)^2.
+    /// @param dt s since the last field sample, above 0 (0 allowed before the first).
+    /// @param rateSquared (rad/s)^2.
     /// @param up unit vector. @param field usable (see SampleLimits.h). @param north unit vector normal to
     /// `up`, and so it stays. A field within 1e-3 rad of the vertical has no direction and changes nothing.
     void correct(double dt, double rateSquared, const Eigen::Vector3d& up, const Eigen::Vector3d& field,

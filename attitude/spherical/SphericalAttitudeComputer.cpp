@@ -21,7 +21,8 @@ constexpr double kShortestRestLearning = 0.2;  // s
 constexpr double kSmallestHorizontalX = 0.1;   // below it the sensor's x axis is too steep to give a heading
 constexpr double kSmallestNorthSquared = 1e-12;  // below it north has no direction left normal to up
 
-// A horizontal unit vector: `first` made normal to `up`, or `second` where what is left of `first` is too short.
+// A horizontal unit vector: `first` made normal to `up`, or `second` where what is left of `first`
+// is too short.
 Eigen::Vector3d horizontalDirection(const Eigen::Vector3d& up, const Eigen::Vector3d& first,
                                     const Eigen::Vector3d& second) {
     const Eigen::Vector3d part = first - up * up.dot(first);
@@ -79,7 +80,8 @@ void SphericalAttitudeComputer::propagate(double dt, const Eigen::Vector3d& rate
     renormalise(state_.q_I_B);
 }
 
-// Low-passes the acceleration; the first seconds are a running mean. Returns false where the result has no direction.
+// Low-passes the acceleration; the first seconds are a running mean.
+// Returns false where the result has no direction.
 bool SphericalAttitudeComputer::filterGravity(double dt, const Eigen::Vector3d& acc_I, Eigen::Vector3d& up) {
     const double gain = std::max(dt / (settings_.gravityTimeConstant + dt), dt / state_.elapsed);
     state_.low1 += gain * (acc_I - state_.low1);

@@ -46,7 +46,7 @@ public:
     const Eigen::Quaterniond& attitude() const { return state_.attitude; }
     /// rad/s, sensor frame.
     const Eigen::Vector3d& bias() const { return state_.bias; }
-    /// m/s^2, earth frame: the acceleration without gravity; that of the last usable sample.
+    /// Linear acceleration, m/s^2, earth frame, of the last usable sample.
     const Eigen::Vector3d& properAcceleration() const { return state_.properAcceleration; }
     bool atRest() const { return state_.atRest; }
     bool fieldDisturbed() const { return state_.heading.disturbed(); }

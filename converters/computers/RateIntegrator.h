@@ -10,7 +10,8 @@ namespace Kavelin::OrientationInternal {
 class RateIntegrator {
 public:
     /// Computes the turn from the previous sample to this one: the identity for the first.
-    /// @param rate rad/s, sensor frame; at a norm of kFirstOrderRate or less the turn is taken to first order.
+    /// @param rate rad/s, sensor frame; at a norm of kFirstOrderRate or less the turn is taken
+    /// to first order.
     /// @param t    s; a time before the previous one gives the inverse turn.
     Matrix3 advance(const Vector3& rate, double t) {
         const double dt = state_.time == kNoTime ? 0.0 : t - state_.time;

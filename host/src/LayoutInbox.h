@@ -16,7 +16,8 @@ class LayoutInbox {
 public:
     // [any thread]
     void noteFed() {
-        // The buffer's mutex orders this with the reader's look into the buffer: one flag serves many samples.
+        // The buffer's mutex orders this with the reader's look into the buffer:
+        // one flag serves many samples.
         if (!fed_.load(std::memory_order_relaxed)) fed_.store(true);
         wakeIfSleeping();
     }

@@ -23,7 +23,7 @@ public:
     bool has(std::size_t channel) const { return slots_[channel].sent; }
     bool isMarkedMissing(std::size_t channel) const { return slots_[channel].marked; }
     bool isRepeated(std::size_t channel) const { return slots_[channel].repeated; }
-    /// Of the channels that are sent together, how many the row can send: unless all of them, none is sent.
+    /// How many of the channels that must be sent together have a value here. Unless all have, none is sent.
     enum class Share { kNone, kSome, kAll };
     Share together() const { return together_; }
     /// The channel's elements, row by row, in the units that leave the reader; valid as long as the row.

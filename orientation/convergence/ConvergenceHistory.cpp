@@ -100,7 +100,8 @@ bool ConvergenceHistory::hasOutside(std::size_t block, const Band& band) const {
     return numbers > 0 && (band.excludes(ordered_[first]) || band.excludes(ordered_[first + numbers - 1]));
 }
 
-/// The last error before `end` that fits; 0 when none does, error 0 left out. Blocks that do not fit are passed over.
+/// The last error before `end` that fits; 0 when none does, error 0 left out.
+/// Blocks that do not fit are passed over.
 template <typename BlockFits, typename ErrorFits>
 std::size_t ConvergenceHistory::searchBack(std::size_t end, BlockFits blockFits, ErrorFits errorFits) const {
     while (end > 1) {

@@ -8,10 +8,11 @@ namespace Kavelin::OrientationInternal {
 
 /// The error angles and time values of one recording, and when the error settled.
 ///
-/// The definition is a scan: from the newest error backwards, the first one outside a band around the final error
-/// after one inside it. The errors are kept in blocks, each with its sum and its magnitudes in ascending order, so
-/// that a question looks at a block by two binary searches, and at single errors in a few blocks only. Band and list
-/// may change in any way between two questions. Memory grows with the list, by 24 bytes an error with its time.
+/// The definition is a scan: from the newest error backwards, the first one outside a band around the final
+/// error after one inside it. The errors are kept in blocks, each with its sum and its magnitudes in
+/// ascending order, so that a question looks at a block by two binary searches, and at single errors in a few
+/// blocks only. Band and list may change in any way between two questions. Memory grows with the list, by 24
+/// bytes an error with its time.
 class ConvergenceHistory {
 public:
     /// Forgets both lists and keeps their storage.
@@ -26,16 +27,16 @@ public:
 
     std::size_t errorCount() const { return errors_.size(); }
 
-    /// @return the magnitude of the mean of the newest quarter (rounded down) of the errors; nothing below 4 errors.
-    /// Up to kPlainCount errors are summed one by one, from the oldest to the newest. More of them are summed without
-    /// losing digits, so their mean may differ from the plain one in its last digits.
+    /// @return the magnitude of the mean of the newest quarter (rounded down) of the errors; nothing below 4
+    /// errors. Up to kPlainCount errors are summed one by one, from the oldest to the newest. More of them
+    /// are summed without losing digits, so their mean may differ from the plain one in its last digits.
     std::optional<double> finalError() const;
 
     static constexpr std::size_t kPlainCount = 64;
 
     /// Looks, from the newest error backwards, for the first whose magnitude lies at or beyond finalError +-
-    /// threshold after one that lies between them; a magnitude or bound that is not a number never lies outside.
-    /// Deliberate: error 0 is not looked at.
+    /// threshold after one that lies between them; a magnitude or bound that is not a number never lies
+    /// outside. Deliberate: error 0 is not looked at.
     /// @return its index, 1 at least; nothing when there is none.  Never throws.
     std::optional<std::size_t> entryIntoBand(double finalError, double threshold) const;
 

@@ -31,7 +31,8 @@ public:
     bool isFlipped() const { return flipped_; }
     /// How often it became flipped.
     double count() const { return count_; }
-    /// Angle between the low-passed acceleration and the reference, rad, 0 to pi; 0 while there is no reference.
+    /// Angle between the low-passed acceleration and the reference, rad, 0 to pi;
+    /// 0 while there is no reference.
     double angle() const { return angle_; }
 
 private:

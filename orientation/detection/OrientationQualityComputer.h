@@ -22,8 +22,9 @@ public:
     /// Judges a rate: bad when the magnitude of a component is above `limit` (same unit); NaN is not above.
     static double judgeRate(const Vector3& rate, double limit);
 
-    /// Captures the angle between the reference vectors if one is asked for; to be called when both vectors came.
-    /// Deliberate: nothing reads the angle; the setting that asks for it stays without effect on any output.
+    /// Captures the angle between the reference vectors if one is asked for; to be called when both vectors
+    /// came. Deliberate: nothing reads the angle;
+    /// the setting that asks for it stays without effect on any output.
     void captureAngle();
 
 private:

@@ -12,7 +12,8 @@ public:
     /// Starts every angle again with its next value.
     void reset() { tracks_.clear(); }
 
-    /// Takes the next value of each angle (rad). Another number of angles than before starts all of them again.
+    /// Takes the next value of each angle (rad).
+    /// Another number of angles than before starts all of them again.
     ///
     /// A value that is not finite gives NaN twice and starts that angle again; the first value after a start
     /// is taken as it stands. A step of exactly half a turn counts downwards.

@@ -14,7 +14,8 @@ double vectorNorm(const Quaternion& q) { return std::sqrt(q[1] * q[1] + q[2] * q
 
 double squaredNorm(const Quaternion& q) { return q[0] * q[0] + q[1] * q[1] + q[2] * q[2] + q[3] * q[3]; }
 
-/// Hamilton product with its terms summed in this order; the smoother's results depend on it in the last digit.
+/// Hamilton product with its terms summed in this order;
+/// the smoother's results depend on it in the last digit.
 Quaternion product(const Quaternion& a, const Quaternion& b) {
     return {a[0] * b[0] - a[1] * b[1] - a[2] * b[2] - a[3] * b[3],
             a[1] * b[0] + a[0] * b[1] - a[3] * b[2] + a[2] * b[3],
@@ -22,7 +23,8 @@ Quaternion product(const Quaternion& a, const Quaternion& b) {
             a[3] * b[0] - a[2] * b[1] + a[1] * b[2] + a[0] * b[3]};
 }
 
-/// Minus the sum of the coefficients up to the turn in the first half, the sum of those after it in the second.
+/// Minus the sum of the coefficients up to the turn in the first half, the sum of those after it
+/// in the second.
 std::vector<double> turnWeights(std::span<const double> kernel) {
     std::vector<double> weights(kernel.size() - 1);
     const std::size_t half = kernel.size() / 2;

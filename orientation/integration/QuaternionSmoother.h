@@ -8,7 +8,8 @@
 
 namespace Kavelin::OrientationInternal {
 
-/// Computes the inverse of `q` (w, x, y, z) of any norm but zero; zero gives not-a-number elements. Never throws.
+/// Computes the inverse of `q` (w, x, y, z) of any norm but zero;
+/// zero gives not-a-number elements. Never throws.
 Quaternion quaternionInverse(const Quaternion& q);
 
 /// Logarithm and exponential of a quaternion of any norm, which belong to this smoother; those of rotations
@@ -18,16 +19,18 @@ Quaternion quaternionInverse(const Quaternion& q);
 /// vector (rad). A zero vector part gives a zero vector part, for a negative w too.  Never throws.
 Quaternion quaternionLogarithm(const Quaternion& q);
 
-/// Computes the exponential of (s, u): norm e^s, turn by 2 |u| about u. Undoes quaternionLogarithm. Never throws.
+/// Computes the exponential of (s, u): norm e^s, turn by 2 |u| about u.
+/// Undoes quaternionLogarithm. Never throws.
 Quaternion quaternionExponential(const Quaternion& logarithm);
 
 /// Corrects a stream of quaternions on the rotation group with a kernel over the last n of them.
 ///
 /// The logarithms of the turns between neighbours are summed with weights derived from the kernel, and the
-/// exponential of the sum corrects the newest quaternion. Until n quaternions are there, each passes unchanged.
-/// Deliberate: the weights are those of a correction of the middle quaternion, but the newest is corrected; so
-/// a steady turn passes without lag, and white noise comes out larger than it went in. Deliberate: signs are
-/// not aligned, so a neighbour that changes its sign without turning counts as a large turn.
+/// exponential of the sum corrects the newest quaternion. Until n quaternions are there, each passes
+/// unchanged. Deliberate: the weights are those of a correction of the middle quaternion, but the newest is
+/// corrected; so a steady turn passes without lag, and white noise comes out larger than it went in.
+/// Deliberate: signs are not aligned, so a neighbour that changes its sign without turning counts
+/// as a large turn.
 class QuaternionSmoother {
 public:
     /// Starts with the kernel (0.25, 0.5, 0.25).

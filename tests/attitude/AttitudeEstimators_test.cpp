@@ -1,4 +1,4 @@
-// What every attitude estimator owes its user, whatever its method.
+// What every attitude estimator must do, whatever its method.
 #include "support/Estimators.h"
 #include "support/HostileSamples.h"
 
@@ -36,7 +36,7 @@ TYPED_TEST(AttitudeEstimators, StayWithinTheirBoundOnMotion) {
         {"no field", {.fieldEvery = 0}, 5, {0, 0.5, 0.4, 0.5, 0.4}},
         {"bias seen in a short rest", {.duration = 200, .rateBias = 0.03}, 5, {4.5, 0.7, 0.7, 2.2, 1.1}},
         {"start in motion", {.rest = 0, .rateBias = 0}, 10, {0, 0, 0.5, 0.5, 0.7}},
-        {"start beside a magnet", {.duration = 120, .magnetTo = 10}, 70, {0, 0, 0, 1, 1.1}},
+        {"start near a magnet", {.duration = 120, .magnetTo = 10}, 70, {0, 0, 0, 1, 1.1}},
         {"a magnet", {.magnetFrom = 20, .magnetTo = 30}, 5, {4, 0.6, 1.8, 1.2, 1}},
         {"after it", {.magnetFrom = 20, .magnetTo = 30}, 45, {1.7, 0.6, 1.1, 1.2, 1}},
         {"shaking", {.shakeFrom = 20, .shakeTo = 30}, 5, {10, 1, 7, 1.3, 0.8}},

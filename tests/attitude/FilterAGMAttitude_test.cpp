@@ -77,7 +77,8 @@ bool same(const std::vector<Sent>& a, const std::vector<Sent>& b, double shift) 
     });
 }
 
-// A row, a longer row and three columns are taken by their first three elements; the other five shapes are not.
+// A row, a longer row and three columns are taken by their first three elements;
+// the other five shapes are not.
 std::vector<Matrix> shapesOf(const Matrix& v) {
     Matrix longer(1, 5), tall = Matrix::Constant(5, 3, 99.0);
     longer << v, 99, 99;
@@ -231,7 +232,8 @@ TYPED_TEST(FilterAGMAttitudeTest, FlagsAreStrictAndHeldAsTheSettingsSay) {
     this->send(11.0, row({0, 0, 11.01}), row({30, 10, 46}));
     EXPECT_THAT(this->h_.sent("3a_prop").back().value, isNearMatrix(row({0, 0, 1.01}), 1e-9));
     EXPECT_THAT(this->h_.sent("3pb_mag").back().value, isNearMatrix(row({0, 10, 6}), 1e-9));
-    // Deliberate: a value exactly at the threshold counts as perturbed, so a threshold of 0 flags every field.
+    // Deliberate: a value exactly at the threshold counts as perturbed,
+    // so a threshold of 0 flags every field.
     this->load(with("alpha_C=1800", "alpha_C=0"));
     this->send(10.0);
     this->send(11.0);
@@ -260,7 +262,7 @@ TYPED_TEST(FilterAGMAttitudeTest, RefGetsRidOfEveryTraceOfANotANumber) {
         }
     }
     this->load();
-    EXPECT_TRUE(same(first, this->motion(400), 300)) << "a reload starts anew too";
+    EXPECT_TRUE(same(first, this->motion(400), 300)) << "a reload restarts too";
 }
 
 }  // namespace

@@ -80,7 +80,7 @@ TEST_F(FilterSphericalTest, PairsOfOtherShapeAreConsumedAndDropped) {
         h_.process(2);
         EXPECT_TRUE(h_.sends().empty()) << bad;
     }
-    // A field of other shape, or one that is not a number, is none.
+    // A field of another shape, or NaN, counts as missing.
     for (const Matrix& none : {column({0, 20, -40}), row({0, NAN, -40}), row({0, 0, 0})}) {
         h_.command("Reset");
         h_.feed("3m", 0, none);

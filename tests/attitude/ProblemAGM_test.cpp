@@ -70,7 +70,8 @@ TEST(ProblemAGM, transitionAgreesWithTheSeriesOnBothSidesOfTheSmallAngle) {
     }
 }
 
-// Deliberate: time that runs backwards has a theta below the limit, so the first-order matrix moves the state.
+// Deliberate: time that runs backwards has a theta below the limit,
+// so the first-order matrix moves the state.
 TEST(ProblemAGM, transitionBackwardsIsOfFirstOrder) {
     ProblemAGM problem;
     const Moved moved = move(problem, {1, 0, 0, 0}, -1.0, {2, 0, 0});

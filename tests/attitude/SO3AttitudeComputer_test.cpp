@@ -147,7 +147,7 @@ TEST(SO3AttitudeComputer, IsRightWhere) {
          [&](Samples& all) { addToField(all, 0, 99, magnet / 4); },
          magnet / 4},
         {"the start was elsewhere", 90, 60, 1.4, {}, startElsewhere},
-        {"the unit rests long beside a magnet", 120, 105, 0.8,
+        {"the unit rests long near a magnet", 120, 105, 0.8,
          [](auto& m, auto&) {
              m.rests = {{0, 60}};
          },

@@ -33,8 +33,8 @@ double errorOverAMinute(double gain, bool absolute) {
     return kRadiansToDegrees * std::sqrt(squares / count);
 }
 
-// The figures of the page on this filter. A small gain does not follow the motion, and this says so: whoever
-// turns the prediction round changes what existing layouts send.
+// The figures of the page on this filter. A small gain does not follow the motion, and this pins it:
+// reversing the prediction would change what existing layouts send.
 TEST(TriadGyroComputer, FollowsAMotionByItsMeasurementsOnlyNotByItsGyroscope) {
     struct Row {
         double gain, relative, absolute;  // degrees

@@ -285,7 +285,7 @@ TEST(TextForms, MatricesByRows) {
         {"0 3", "0 3"},
         {"2 2 1 2", "2 2 1 2 0 0"},                // what is missing is 0
         {"1 2 1 2 3 junk", "1 2 1 2"},             // what follows is ignored
-        {"1 2 1 x", "Poco::DataFormatException"},  // an element that is no number
+        {"1 2 1 x", "Poco::DataFormatException"},  // an element that is not a number
         {"-1 3", "Poco::DataFormatException"},
         {"3 -1", "Poco::DataFormatException"},
         {"1.5 2 1 2", "Poco::DataFormatException"},

@@ -180,7 +180,8 @@ TEST(Evidence, findsBiasHardIronAndScaleWithTheirDeviation) {
 
 TEST(Evidence, doesNotTakeARestOrARepeatedSampleForAFault) {
     SensorWatch watch;
-    // At rest a coarse sensor shows the same for long, also its greatest value; a slow one repeats every value.
+    // At rest a coarse sensor shows the same for long, also its greatest value;
+    // a slow one repeats every value.
     for (int i = 0; i < 1000; ++i) watch.add(0.01 * i, Vector3(std::min(i, 500), i / 4 % 50, 3), 0.0);
     for (int axis = 0; axis < 3; ++axis) EXPECT_EQ(watch.axis(axis).stuckShare, 0.0);
     EXPECT_EQ(watch.axis(1).clippedShare, 0.0);

@@ -55,7 +55,7 @@ public:
             layout.add(*sources_.emplace_back(
                 std::make_unique<CountingSource>("s" + std::to_string(i), first + 150 * step, first, step)));
         }
-        // A first pin is fed from before it in the list, so that no circle keeps itself going.
+        // A first pin is fed by earlier filters of the list, so that no cycle keeps itself going.
         for (std::size_t w = 0; w < witnesses_.size(); ++w) {
             for (auto& pin : witnesses_[w]->pins)
                 connectByChance(pin, &pin == &witnesses_[w]->pins[0] ? w : witnesses_.size());

@@ -19,7 +19,7 @@ TEST(LayoutManager, CallsAfterWhatFeedsAndKeepsTheListInCircles) {
     LayoutManager layout("layout");
     addTo(layout, d, a, b, c);
     EXPECT_THAT(namesOf(layout.getCallOrder()), ElementsAre("d", "a", "b", "c"));
-    connect(b.out, d.a);  // d hangs on the circle of a and b
+    connect(b.out, d.a);  // d hangs on the cycle of a and b
     connect(a.out, b.a);
     connect(b.out, a.a);
     EXPECT_THAT(namesOf(layout.getCallOrder()), ElementsAre("a", "b", "d", "c"));

@@ -68,7 +68,7 @@ TEST(ReadAhead, anInterruptionBreaksTheWaitAndLosesNothing) {
     pipe.write("1,4,5,6\n");
     ASSERT_EQ(ahead.next(), Next::kRow);
     EXPECT_EQ(ahead.row().time(), 1.0);
-    // And goes, though its thread waits for bytes that will never come.
+    // And is destroyed although its thread waits for bytes that never come.
 }
 
 }  // namespace

@@ -63,10 +63,10 @@ TEST(RecordingReader, readsRows) {
          "0: 3a=1,2,3\n"},
         {"separators behind the last column", "t,ax,ay,az\n0,1,2,3,,\n", "0: 3a=1,2,3\n"},
         {"units", "t (ms),ax (mg),ay (mg),az (mg)\n1234,0,1000,2000\n", "1.234: 3a=0,9.80665,19.6133\n"},
-        {"-9999 in all cells of a vector is no value", "t,ax,ay,az\n0,-9999,-9999,-9999\n1,-9999,2,3\n",
+        {"-9999 in all cells of a vector counts as missing", "t,ax,ay,az\n0,-9999,-9999,-9999\n1,-9999,2,3\n",
          "0:\n1: 3a=-9999,2,3\n"},
         {"a header in a comment", "% made by hand\n%t,ax,ay,az\n0,1,2,3\n", "0: 3a=1,2,3\n"},
-        {"a counter is no sensor", "t,id,ax,ay,az\n0,1,1,2,3\n1,2,4,5,6\n2,3,7,8,9\n3,4,1,1,1\n",
+        {"a counter is not a sensor", "t,id,ax,ay,az\n0,1,1,2,3\n1,2,4,5,6\n2,3,7,8,9\n3,4,1,1,1\n",
          "0: 3a=1,2,3\n1: 3a=4,5,6\n2: 3a=7,8,9\n3: 3a=1,1,1\n"},
         {"rows of another sensor are not read", "t,id,ax,ay,az\n0,L,1,2,3\n1,L,4,5,6\n2,R,7,8,9\n",
          "0: 3a=1,2,3\n1: 3a=4,5,6\n!r.csv:4: the table holds several sensors: column 'id' has 'L' and 'R'; "

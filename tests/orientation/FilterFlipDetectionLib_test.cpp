@@ -53,7 +53,8 @@ TEST(FilterFlipDetectionLib, FollowsTurnsWithHysteresisAndDwell) {
             EXPECT_NEAR(end.angle, std::abs(row_.second), 1e-3) << row_.name;
         }
     }
-    // low-pass and dwell: a turn to pi at 1 s is past 120 degrees for the length that gravity needs, then for 0.3 s
+    // low-pass and dwell: a turn to pi at 1 s is past 120 degrees for the length that gravity needs,
+    // then for 0.3 s
     Harness h;
     const Outcome end = run(h, 0, 3, 1000, [](double t) { return tilted(t < 1 ? 0 : kPi); });
     const double reached = 0.2 * std::log(2 / 0.5);  // the low-passed vector is half as long, the other way

@@ -39,7 +39,8 @@ TEST(FilterOrientationIntegration, StartsFromTheInitialQuaternionWhateverItsShap
         EXPECT_EQ(h.sends().back().t, 1.0);
         EXPECT_THAT(step(h, 2.0, row({0, 0, 0})), isNearMatrix(row_.next)) << row_.name;
     }
-    // Four columns and no row: no norm to divide by, and not a number from the next step on. Never out of bounds.
+    // Four columns and no row: no norm to divide by, and not a number from the next step on.
+    // Never out of bounds.
     Harness h;
     h.feed("quat_0", 0.0, Matrix(0, 4));
     EXPECT_EQ(step(h, 1.0, row({0, 0, 0})).size(), 0);

@@ -10,7 +10,8 @@ using Harness = FilterHarness<FilterQuaternionFilter>;
 
 Matrix turned(double angle) { return row({std::cos(angle / 2), 0, 0, std::sin(angle / 2)}); }
 
-/// How many of the next samples pass unchanged; those after the history is full do not, as the motion is not steady.
+/// How many of the next samples pass unchanged; those after the history is full do not,
+/// as the motion is not steady.
 int passedUnchanged(Harness& h) {
     for (int i = 0; i < 12; ++i) {
         const Matrix q = turned(0.01 * i * i);

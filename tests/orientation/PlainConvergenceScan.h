@@ -7,7 +7,8 @@
 
 namespace Kavelin::Tests {
 
-/// The definition of the settling of an error, word by word: a sum and a scan over the whole list at each question.
+/// The definition of the settling of an error, word by word:
+/// a sum and a scan over the whole list at each question.
 struct PlainConvergenceScan {
     std::vector<double> errors;
 

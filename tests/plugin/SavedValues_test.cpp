@@ -1,4 +1,4 @@
-// What saved properties owe whoever restores them: a filter that sends the same.
+// Saved properties, once restored, must give a filter that sends the same.
 #include <Kavelin/Core/CommandProperty.h>
 #include <Kavelin/Core/FlowManager.h>
 

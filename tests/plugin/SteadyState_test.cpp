@@ -1,4 +1,4 @@
-// What every filter of the plugin owes its layout once it runs: no call to the heap for a sample.
+// Once it runs, no filter of the plugin may call the heap for a sample.
 #include <Kavelin/Core/FlowManager.h>
 
 #include "support/FilterDrive.h"

@@ -21,7 +21,7 @@ struct Disturbance {
     double jitter = 0;                    // share of a sample's time by which time stamps scatter
     double lost = 0;                      // share of sample sets that are missing
     int fieldEvery = 1;                   // the field comes with every n-th set; 0: never
-    double magnetFrom = 0, magnetTo = 0;  // s, a magnet beside the unit
+    double magnetFrom = 0, magnetTo = 0;  // s, a magnet near the unit
     double shakeFrom = 0, shakeTo = 0;    // s, a force of 8 m/s^2 that the pose does not explain
 };
 

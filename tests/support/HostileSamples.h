@@ -23,7 +23,7 @@ inline Eigen::Vector3d hostileVector(std::mt19937& engine) {
     return {x, y, z};
 }
 
-/// Time stamps that mostly advance, sometimes stand still, run back, jump, or are no number.
+/// Time stamps that mostly advance, sometimes stand still, run back, jump, or are NaN.
 inline double hostileStep(std::mt19937& engine) {
     switch (engine() % 40) {
         case 0:

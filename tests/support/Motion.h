@@ -155,7 +155,7 @@ struct SensorErrors {
     double rateNoise = 0, accNoise = 0, fieldNoise = 0;
 };
 
-/// One sample of a recording: what the sensors say, beside the truth.
+/// One sample of a recording: what the sensors say, and the truth.
 struct MotionSample {
     double t;
     Eigen::Vector3d rate, acc, field;  // as measured

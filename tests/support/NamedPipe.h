@@ -23,7 +23,7 @@ public:
     void write(const std::string& text) const {
         EXPECT_EQ(::write(fd_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
     }
-    /// Waits for a line, and for ever where none comes: the test's time limit tells.
+    /// Waits for a line, for ever if none comes: the test's time limit then ends it.
     std::string readLine() const {
         std::string line;
         for (char c = 0; ::read(fd_, &c, 1) == 1 && c != '\n';) line += c;

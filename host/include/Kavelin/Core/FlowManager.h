@@ -30,7 +30,8 @@ public:
     void clear();
     std::vector<LayoutManager*> getLayouts() const;
     /// The filter of that name, or "layout/filter", in any layout.
-    /// @throws Poco::NotFoundException naming what exists, Poco::ExistsException when several layouts have one.
+    /// @throws Poco::NotFoundException naming what exists,
+    /// Poco::ExistsException when several layouts have one.
     Filter& getFilter(const std::string& name) const;
 
     /// Connects by name, "filter:pin". Filters that make pins on demand make the input pin if need be.

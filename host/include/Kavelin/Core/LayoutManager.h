@@ -16,8 +16,8 @@ struct Layout;
 
 /// Runs a group of filters, in a thread of its own or in the caller's.
 ///
-/// It works in rounds. A round calls the sources whose next time stamp is smallest, then every other filter, in
-/// the order of the connections, for as long as it has unread samples and a call takes some. So everything
+/// It works in rounds. A round calls the sources whose next time stamp is smallest, then every other filter,
+/// in the order of the connections, for as long as it has unread samples and a call takes some. So everything
 /// that one source row brings reaches a filter before it is called. Samples sent back to an earlier filter
 /// are read in the next round. A filter with an empty synchronous pin is not called.
 class KAVELIN_API LayoutManager : public NamedObject {
