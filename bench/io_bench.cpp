@@ -25,7 +25,7 @@ using RecordingIO::RecordingReader;
 constexpr std::uint64_t kRows = 100000;
 constexpr std::size_t kCells = 10;  // t and nine channels
 
-/// A simulated recording of nine channels, once for all benchmarks; goes with the program.
+/// A simulated recording of nine channels, made once for all benchmarks and deleted with the program.
 class Recording {
 public:
     static const Recording& instance() {

@@ -1,8 +1,8 @@
 # Flags that every target of the project shares. Same bits on every machine: no fast-math, no contraction.
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -ffp-contract=off -fno-omit-frame-pointer)
-# Mathematical functions need not set errno, which nothing here reads: square roots then are one instruction.
+# Mathematical functions need not set errno, which nothing here reads; square roots are then one instruction.
 add_compile_options(-fno-math-errno)
-# As the typed layer asks of everybody (core/CMakeLists.txt), for what is built without it too.
+# As the typed layer requires of its users (core/CMakeLists.txt), also for targets built without it.
 add_compile_definitions(EIGEN_MAX_ALIGN_BYTES=16)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # Unique symbols would pin a plugin in memory after it was unloaded.
@@ -13,7 +13,7 @@ if(KAVELIN_WERROR)
 endif()
 if(KAVELIN_SANITIZE MATCHES "undefined")
   # The checks of every single pointer double the time to compile Eigen and find what the address sanitizer and Eigen's
-  # own assertions find too; vptr takes classes for strangers that a plugin and its host both define, hidden.
+  # own assertions find too; vptr reports classes that a plugin and its host both define with hidden visibility.
   set(KAVELIN_SANITIZE_EXCEPT -fno-sanitize=null,alignment,object-size,vptr)
 endif()
 if(KAVELIN_SANITIZE)

@@ -1,6 +1,6 @@
 # kavelin_add_plugin(<name> <sources...>): a module that the host can load. It exports the three entry points
-# dllStartPlugin, dllStopPlugin and dllGetKavelinVersion and nothing else: visibility alone would let some of the
-# standard library's symbols through.
+# dllStartPlugin, dllStopPlugin and dllGetKavelinVersion and nothing else: visibility alone would also export some
+# symbols of the standard library.
 set(KAVELIN_PLUGIN_EXPORTS ${CMAKE_CURRENT_LIST_DIR}/plugin_exports.map)
 
 function(kavelin_add_plugin name)

@@ -1,6 +1,6 @@
 # kavelin_room(<folder> <libraries...>): the library kavelin_<folder> of a folder's sources and headers. What it includes
 # is found only in its own folder and in those of the libraries that it names: its include path is a folder of links to
-# just these. So the build proves who knows whom: numerics neither pins nor host, rotation nothing else.
+# just these. So the build proves what each knows: numerics neither pins nor host, rotation nothing else.
 function(kavelin_room folder)
   string(REPLACE "/" "_" name kavelin_${folder})
   set(root ${CMAKE_BINARY_DIR}/rooms/${name})

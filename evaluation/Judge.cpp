@@ -23,7 +23,7 @@ const double kBadTiltCorrection = 15.0;               // in 10 s
 const double kLargeCorrection = 12.0;                 // of the heading, in 10 s
 const double kGoodAzimuth = 6.5, kBadAzimuth = 15.0;  // in half of the motion
 const double kGoodAzimuthMostly = 20.0;               // in three quarters of it
-const double kLeastMotion = 3.0;                      // s, to say anything of the field
+const double kLeastMotion = 3.0;                      // s, for any statement on the field
 const double kMotionToTrust = 8.0;                    // s, to call a heading good
 const double kGoodSigmaTilt = 3.0, kBadSigmaTilt = 15.0;
 const double kGoodSigmaHeading = 8.0, kBadSigmaHeading = 40.0;

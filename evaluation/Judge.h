@@ -20,8 +20,8 @@ struct EstimatorKind {
 
 /// Judges a result by its evidence. Good stands for errors of a few degrees, bad for tens: what the estimate
 /// and the sensors disagree on gives the grade, what is wrong with a sensor mostly gives the reason. A field
-/// that is bent the same way all the time, and a recording mirrored in all sensors, cannot be told from a
-/// right one. The limits are heuristics of ours, found on simulated recordings with faults.
+/// that is bent the same way all the time, and a recording mirrored in all sensors, cannot be distinguished
+/// from a right one. The limits are heuristics of ours, found on simulated recordings with faults.
 Verdicts judge(const Evidence& evidence, const EstimatorKind& kind);
 
 }  // namespace Kavelin::RecordingIO

@@ -23,7 +23,7 @@ const double kSmooth = 0.1;       // s; motion faster than this counts less
 const double kBetween = 0.2;      // s from one equation to the next
 const double kNormTime = 20.0;    // s, averaging time of the usual norm
 const double kNormLimit = 0.05;   // relative deviation of the norm at which an equation counts half
-// Equations of neighbouring times share their noise: so many say as much as one.
+// Equations of neighbouring times share their noise: this many count as one.
 const double kShared = 4.0;
 const double kBiasPrior = 0.2;    // rad/s
 const double kOffsetPrior = 0.5;  // of the vector's norm

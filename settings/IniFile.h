@@ -17,7 +17,7 @@ using Core::Matrix;
 ///  - `[name]`: opens a section; a second one of the same name is a section of its own, hidden by the first;
 ///  - `**name = n`: a block; the n lines that follow, whatever they hold, are its value, each ended by "\n".
 ///    An n that is not a number or below 0 counts as 0; one beyond the end of the file takes all lines left;
-///  - `name = value`: an entry, both sides trimmed, cut at the first "="; a single leading "*" belongs to the name;
+///  - `name = value`: an entry, both sides trimmed, cut at the first "="; a leading "*" belongs to the name;
 ///  - a line without "=": skipped. An entry or block before the first section belongs to none and is dropped.
 ///
 /// A block's name is stored without its "**", and found with or without it; a name with "**" finds blocks

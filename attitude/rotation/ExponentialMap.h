@@ -7,7 +7,7 @@
 namespace Kavelin::OrientationInternal {
 
 /// Norm of a rate, rad/s, up to which a form that divides by it takes the turn to first order: below it the
-/// axis cannot be told.
+/// axis is undetermined.
 inline constexpr double kFirstOrderRate = 1e-9;
 
 /// Quaternion of the rotation vector `r` (rad; right-handed turn by |r| about r): the exponential map.

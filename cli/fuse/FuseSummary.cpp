@@ -110,7 +110,7 @@ std::string warningLines(const FuseSummary& summary) {
     return text;
 }
 
-// The sign of a field cannot be told from its motion, only from where it points.
+// The motion of a field does not show its sign, only its direction does.
 std::string warningOfDip(const RecordingIO::Judged& judged) {
     const double dip = judged.evidence.fieldInEarth.dip * kRadiansToDegrees;
     if (!(judged.evidence.fieldInEarth.seconds > 3.0 && dip < -10.0)) return {};

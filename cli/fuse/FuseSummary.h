@@ -25,7 +25,7 @@ struct FuseSummary {
     std::uint64_t dropped;
     std::string settings;  ///< the estimator's settings file; empty where it has none
     bool hasField;         ///< it takes a field, and the recording has some
-    /// Behind the first attitude, with all that is taken together, and without one.
+    /// Rows after the first attitude that hold everything taken together, and that gave no attitude.
     std::uint64_t silentRows;
     const RecordingIO::Judged* judged;  ///< null for an attitude that cannot be judged
 };

@@ -29,7 +29,8 @@ struct JsonNode {
 inline constexpr int kDeepestNesting = 64;
 
 /// Reads one JSON text (RFC 8259, no comments).
-/// @return false after adding the first syntax error to `mistakes`; `root` then holds nothing of use.
+/// @return false after adding the first syntax error to `mistakes`;
+/// the contents of `root` are then meaningless.
 bool parseJson(std::string_view text, JsonNode& root, Mistakes& mistakes);
 
 /// @return "a text", "an object", ... as messages name what stands there.

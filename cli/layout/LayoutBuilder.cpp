@@ -183,8 +183,8 @@ void LayoutBuilder::noteFile(const Core::Filter& filter, const Core::AbstractPro
     if (!use.file.empty()) fileUses_.push_back(std::move(use));
 }
 
-/// Some filters make an output for each input that they are asked for: a connection from there is made once
-/// that to the input is, wherever it stands in the file.
+/// Some filters make an output for each input that a connection asks for: a connection from such an output is
+/// made after the one to the input, wherever it stands in the file.
 void LayoutBuilder::connectAll() {
     std::vector<const ConnectionEntry*> left;
     for (const ConnectionEntry& entry : file_.connections) left.push_back(&entry);

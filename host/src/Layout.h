@@ -26,8 +26,8 @@ struct Layout {
     bool hasSources() const { return !plan.sources().empty(); }
 
     // The plan
-    /// Brings the plan up to date with the connections, and marks what other threads have fed. [layout
-    /// thread, or the layout not running]
+    /// Brings the plan up to date with the connections, and marks what other threads have fed.
+    /// [layout thread, or the layout not running]
     void refreshPlan() {
         if (inbox.hasChanged()) rebuildPlan();
         if (inbox.takeFed()) plan.markFedFromElsewhere();

@@ -8,7 +8,7 @@ namespace Kavelin::Core {
 struct Layout;
 class Pin;
 
-/// Holds still who is connected to whom, which filter is in which layout, and which layouts run. A thread
+/// Keeps unchanged which pins are connected, which filter is in which layout, and which layouts run. A thread
 /// that holds it takes no other mutexes than those by which layouts and readers sleep.
 ///
 /// Some operations of public classes take one as an argument: they are for the host library alone, as no

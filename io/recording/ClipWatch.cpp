@@ -18,7 +18,7 @@ void ClipWatch::add(const Eigen::Vector3d& rate) {
         level_ = 0.0;
         clipped_ = 0;
     }
-    // All three alike is a sample sent twice.
+    // All three equal: the sample was sent twice.
     const bool moves = hasLast_ && rate != last_;
     bool isClipped = false;
     for (int axis = 0; axis < 3; ++axis) {

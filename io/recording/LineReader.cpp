@@ -49,7 +49,7 @@ void LineReader::putBack() {
     --number_;
 }
 
-/// Moves what is pending to the front of the block and reads behind it.
+/// Moves pending bytes to the front of the block and reads more after them.
 bool LineReader::fill() {
     const std::size_t pending = end_ - begin_;
     if (begin_ > 0 && pending > 0) std::memmove(block_.data(), block_.data() + begin_, pending);

@@ -52,7 +52,7 @@ void ReadAhead::fill(Batch& batch) {
     batch.consumed = reader_.source().consumed();
 }
 
-// Whoever takes the rows
+// In the thread that takes the rows
 
 std::optional<ReadAhead::Next> ReadAhead::next() {
     if (met_ == taken_->met.size() && !takeBatch()) return std::nullopt;

@@ -67,7 +67,7 @@ private:
     bool ended_ = false;      // the thread's: it has met the end
     BatchExchange<Batch> exchange_;
 
-    // Whoever takes the rows.
+    // Of the thread that takes the rows.
     std::unique_ptr<Batch> taken_;
     std::size_t met_ = 0;    // index of the next of `taken_`
     std::size_t row_ = 0;    // index of the present row

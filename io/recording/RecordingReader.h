@@ -28,7 +28,7 @@ public:
 
     /// Opens the file (or standard input for "-") and understands its header.
     /// Raises Poco::FileNotFoundException, Poco::OpenFileException, Poco::ReadFileException, and
-    /// Poco::DataFormatException ("rec.csv:1: ...") for an empty file or a header without use.
+    /// Poco::DataFormatException ("rec.csv:1: ...") for an empty file or an unusable header.
     static RecordingReader open(const std::string& path, const ReaderOptions& options);
 
     /// What messages call the file: "standard input" for "-".

@@ -13,7 +13,7 @@ namespace Kavelin::RecordingIO {
 inline constexpr std::size_t kLongestNumber = 32;
 
 /// Shortest text that reads back as the same double, at `into` (room for `kLongestNumber`).
-/// @return behind it.
+/// @return the end of the text.
 char* writeNumber(char* into, double value);
 
 /// Raises Poco::InvalidArgumentException where the name has the ending of a format that is not written here
@@ -21,7 +21,7 @@ char* writeNumber(char* into, double value);
 void requireTableName(const std::string& path);
 
 /// Writes a table of numbers, row by row, in constant memory. The rows go to `PATH.part`, which takes the
-/// name PATH when it is complete, so whoever reads PATH never sees half of it. "-" is standard output; an
+/// name PATH when it is complete, so a reader of PATH never sees half of it. "-" is standard output; an
 /// existing path that is not an ordinary file (a pipe, a device) is written directly.
 class ResultFile {
 public:
@@ -78,7 +78,7 @@ public:
     const std::string& path() const { return path_; }
     /// Whether the result is an ordinary file, that may be read and replaced once it is complete.
     bool isReplaceable() const { return !temporary_.empty(); }
-    /// Whether somebody may be waiting for each row: a pipe, a terminal, a socket, a device.
+    /// Whether a reader may be waiting for each row: a pipe, a terminal, a socket, a device.
     bool isLive() const { return isLive_; }
     bool hasUnwritten() const { return used_ > 0; }
 

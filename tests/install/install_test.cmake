@@ -20,7 +20,7 @@ if(NOT out MATCHES "heading -1.5708")
   message(FATAL_ERROR "the consumer's program printed: ${out}")
 endif()
 
-# The installed program finds its own plugins, and somebody else's by its path.
+# The installed program finds its own plugins, and a plugin from outside by its path.
 run(${prefix}/bin/kavelin inspect)
 if(NOT out MATCHES "FilterCompass")
   message(FATAL_ERROR "the installed program does not know its filters: ${out}")

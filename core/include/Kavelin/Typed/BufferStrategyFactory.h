@@ -11,7 +11,7 @@
 
 namespace Kavelin::Core {
 
-/// Who may write while the reader reads decides the family.
+/// The family depends on whether another thread may write while the reader reads.
 enum class BufferFamily { kSimple, kThreadSafe, kSynchronized };
 
 /// A new strategy: a single value for size 1, a queue of that size from 2 on, none for 0.

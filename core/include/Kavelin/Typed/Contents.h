@@ -13,7 +13,7 @@ inline constexpr std::string_view kSensorFrame = "sensor";
 inline constexpr std::string_view kEarthFrame = "earth";
 inline constexpr std::string_view kStartFrame = "start";
 
-// Frames of orientations. What two orientations can be compared in depends on them.
+// Frames of orientations. They decide how two orientations can be compared.
 inline constexpr std::string_view kSensorToEarth = "sensor to earth (east, north, up)";
 inline constexpr std::string_view kSensorToNorthWestUp = "sensor to earth (north, west, up)";
 inline constexpr std::string_view kSensorToStart = "sensor to its pose at the start";

@@ -75,8 +75,8 @@ public:
         attached_.erase(place);
         eraseConnection(input);
     }
-    /// Whether anything takes what is sent: a costly result that nobody takes need not be computed. [layout
-    /// thread, or synchronizers disabled]
+    /// Whether anything takes what is sent: a costly result that nobody takes need not be computed.
+    /// [layout thread, or synchronizers disabled]
     bool isAttached() const { return !attached_.empty(); }
     /// Where samples go: every attached pin whose filter is in a layout,
     /// in the order in which they are served.

@@ -91,7 +91,7 @@ public:
     std::shared_ptr<Stage> beginStaging(RoundCounter round) { return state_->beginStaging(std::move(round)); }
 
 protected:
-    /// The typed pin says in its constructor whom to ask.
+    /// The typed pin registers in its constructor the object that answers.
     void setState(InputPinState& state) { state_ = &state; }
     /// The typed pin tells its host that a sample lies in its buffer.  [writer's thread]
     void noteReceived() {
