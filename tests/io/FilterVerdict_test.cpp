@@ -1,8 +1,9 @@
 #include "io/FilterVerdict.h"
 
+#include <Kavelin/Testing/FilterHarness.h>
+
 #include "io/FilterAttitudeForm.h"
 #include "support/DisturbedMotion.h"
-#include "support/FilterHarness.h"
 #include "support/TestKit.h"
 
 namespace Kavelin::RecordingIO {

@@ -1,6 +1,7 @@
 #include "io/recording/SampleTrack.h"
 
-#include "support/FilterHarness.h"
+#include <Kavelin/Testing/FilterHarness.h>
+
 #include "support/Matchers.h"
 #include "support/TestKit.h"
 

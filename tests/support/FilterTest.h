@@ -1,7 +1,8 @@
 #pragma once
 
 /// What the test of a filter needs.
-#include "support/FilterHarness.h"
+#include <Kavelin/Testing/FilterHarness.h>
+
 #include "support/Matchers.h"
 #include "support/Motion.h"
 #include "support/TestKit.h"
