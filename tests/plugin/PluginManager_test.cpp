@@ -2,7 +2,9 @@
 #include <Kavelin/Core/FlowManager.h>
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <cstdio>
 
 #include "support/FilterTest.h"
@@ -16,31 +18,12 @@ using namespace Tests;
 const std::string kPlugin = "KavelinPluginOrientationInternal";
 const std::string kModules = KAVELIN_TEST_MODULES "/";
 
-// The order in which the plugin lists its types.
-constexpr const char* kTypes[] = {"Filter3a3mGenerator",
-                                  "FilterAbsoluteAttitude",
-                                  "FilterAGMAttitude_v5",
-                                  "FilterAGMAttitude_v6",
-                                  "FilterAGMAttitude_v7",
-                                  "FilterAGMAttitude_v8",
-                                  "FilterAGMTriad_gyro",
-                                  "FilterAngleDG",
-                                  "FilterAttitude",
-                                  "FilterChangeOfBasis",
-                                  "FilterCompass",
-                                  "FilterConstantPlane",
-                                  "FilterConvergenceTime",
-                                  "FilterCumulAngles",
-                                  "FilterFlipDetectionLib",
-                                  "FilterInclinometer",
-                                  "FilterOmegaToMatrix",
-                                  "FilterOrientationIntegration",
-                                  "FilterOrientationQuality",
-                                  "FilterQuaternionFilter",
-                                  "FilterSO3Attitude",
-                                  "FilterSphericalFilteringAttitude",
-                                  "FilterStaticMode",
-                                  "FilterXSENSAttitude"};
+/// Alphabetical, case ignored, digits first.
+bool isListedBefore(const std::string& a, const std::string& b) {
+    return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
+        return std::tolower(static_cast<unsigned char>(x)) < std::tolower(static_cast<unsigned char>(y));
+    });
+}
 
 PluginManager& plugins() { return FlowManager::instance().getPluginManager(); }
 
@@ -53,7 +36,9 @@ struct PluginModule : testing::Test {
 
 TEST_F(PluginModule, OffersItsTypesInOrderAndDescribesItself) {
     plugins().load(kPlugin);
-    EXPECT_THAT(plugins().getTypeNames(), testing::ElementsAreArray(kTypes));
+    const std::vector<std::string> types = plugins().getTypeNames();
+    EXPECT_THAT(types, testing::IsSupersetOf({"Filter3a3mGenerator", "FilterSO3Attitude"}));
+    EXPECT_TRUE(std::is_sorted(types.begin(), types.end(), isListedBefore)) << testing::PrintToString(types);
     ASSERT_EQ(plugins().getPlugins().size(), 1u);
     const PluginMetaData& data = plugins().getPlugins()[0]->getMetaData();
     EXPECT_THAT((std::vector<std::string>{data.version, data.hostVersion, data.name, data.description,
@@ -61,7 +46,7 @@ TEST_F(PluginModule, OffersItsTypesInOrderAndDescribesItself) {
                 ElementsAre("1.3.1", "0.10.0", "OrientationInternal",
                             "This is the plugin that wraps OrientationInternal elements.", "win32",
                             "Tue 06/27/2017"));
-    for (const std::string& type : plugins().getTypeNames()) {
+    for (const std::string& type : types) {
         const FilterPtr filter = plugins().createFilter(type, "an instance");
         EXPECT_EQ(filter->typeName(), type);
         EXPECT_EQ(filter->getName(), "an instance");

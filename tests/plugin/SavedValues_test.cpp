@@ -66,7 +66,7 @@ std::string sentBy(Filter& filter, const std::vector<MotionSample>& samples) {
     for (const MotionSample& s : samples) {
         std::size_t pin = 0;
         for (const AbstractInputPin* input : filter.getInputPins()) {
-            const Matrix sample = sampleFor(input->getName(), s, filter.typeName() == "FilterAGMTriad_gyro");
+            const Matrix sample = sampleFor(*input, s, false);
             if (sample.size() > 0) drive.send(pin, s.t, sample);
             ++pin;
         }
