@@ -58,7 +58,7 @@ void check(const LayoutOptions& options, CommandContext& context) {
 
 void addCheckCommand(CLI::App& app, CommandContext& context) {
     auto options = std::make_shared<LayoutOptions>();
-    CLI::App* command = app.add_subcommand("check", "Say every mistake of a layout file, with its place");
+    CLI::App* command = app.add_subcommand("check", "Report every mistake of a layout file, with its place");
     addLayoutOptions(*command, *options);
     command->callback([options, &context] { check(*options, context); });
 }

@@ -122,8 +122,7 @@ std::string carried(const ordered_json& pin) {
     if (pin.contains("unit")) text += " in " + pin["unit"].get<std::string>();
     if (pin.contains("frame")) text += ", frame: " + pin["frame"].get<std::string>();
     if (pin.contains("stamp")) text += ", stamped with the wall clock";
-    if (pin.value("optional", false)) text += ", optional";
-    if (!pin.value("blocking", true)) text += ", never waited for";
+    if (pin.value("optional", false) || !pin.value("blocking", true)) text += ", optional";
     return text;
 }
 
@@ -137,7 +136,7 @@ std::string remarks(const ordered_json& property) {
     if (property.contains("step")) add("step " + shown(property["step"]));
     if (property.contains("labels")) add("one of " + shown(property["labels"]));
     if (!property["writable"].get<bool>()) add("not writable");
-    if (!property["enabled"].get<bool>()) add("without effect as things stand");
+    if (!property["enabled"].get<bool>()) add("currently without effect");
     return text;
 }
 

@@ -52,12 +52,12 @@ void addResultOptions(CLI::App& command, FuseOptions& options) {
         ->type_name("FILE.svg|FILE.png");
     command
         .add_option("--summary", options.summary,
-                    "Write what the summary says, the verdict and its evidence for programs")
+                    "Write the summary, the verdict and its evidence as JSON, for programs")
         ->type_name("FILE.json");
     command.add_flag("--scores", options.scores, "Write the columns of the static score too");
     command
         .add_option("--save-layout", options.saveLayout,
-                    "Write the layout that does this, for kavelin run and for changes of your own")
+                    "Write the layout of this run, to change and use with kavelin run")
         ->type_name("FILE.json");
     command.add_flag("--stop-on-error", options.stopOnError, "End at the first row that cannot be used");
     command.add_flag("--quiet", options.quiet, "No summary, no progress bar; errors only");

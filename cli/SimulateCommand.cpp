@@ -82,7 +82,7 @@ void addErrorOptions(CLI::App& command, SimulationOptions& simulation) {
     add("--burst", simulation.burst, "Greatest peak of an acceleration burst, m/s^2; 0: none");
     add("--disturbance", simulation.disturbance,
         "Greatest field added by a magnetic disturbance, uT; 0: none");
-    add("--jitter", simulation.jitter, "By which share of a row's time its time stamp is late at most");
+    add("--jitter", simulation.jitter, "Greatest delay of a time stamp, as a share of the row's time");
     add("--missing", simulation.missing, "Share of the rows that are lost");
     command.add_option("--mag-every", simulation.magnetometerEvery, "Rows from one field sample to the next")
         ->check(wholeNumberFrom(1))
@@ -117,7 +117,7 @@ void addSimulateCommand(CLI::App& app, CommandContext& context) {
     command->add_option("--shaking", simulation.accelerationRms, "Acceleration of full motion, RMS, m/s^2")
         ->capture_default_str();
     command->add_option("--field", simulation.fieldNorm, "Earth's field, uT")->capture_default_str();
-    command->add_option("--dip", simulation.dipDegrees, "Of the field, below the horizon, degrees")
+    command->add_option("--dip", simulation.dipDegrees, "Dip of the field below the horizon, degrees")
         ->capture_default_str();
     command->add_flag("--no-truth", options->withoutTruth, "Leave out the true quaternion qw, qx, qy, qz");
     addErrorOptions(*command, simulation);

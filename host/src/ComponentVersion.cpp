@@ -13,14 +13,14 @@ ComponentVersion::ComponentVersion(const std::string& text) : text_(text) {
         unsigned part = 0;
         const auto [next, error] = std::from_chars(at, end, part);
         if (error != std::errc{}) {
-            throw Poco::SyntaxException("'" + text +
-                                        "' is no version; numbers separated by dots are, as in 1.3.1");
+            throw Poco::SyntaxException(
+                "'" + text + "' is not a version: expected are numbers separated by dots, as in 1.3.1");
         }
         parts_.push_back(part);
         if (next == end) break;
         if (*next != '.') {
-            throw Poco::SyntaxException("'" + text +
-                                        "' is no version; numbers separated by dots are, as in 1.3.1");
+            throw Poco::SyntaxException(
+                "'" + text + "' is not a version: expected are numbers separated by dots, as in 1.3.1");
         }
         at = next + 1;
     }

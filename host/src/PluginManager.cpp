@@ -158,8 +158,8 @@ void PluginManager::Module::find(Function& function, const char* symbol) {
     function = reinterpret_cast<Function>(::dlsym(handle, symbol));
     if (function == nullptr) {
         throw Poco::LibraryLoadException(
-            "'" + path.string() + "' is no plugin: it has no function " + symbol +
-            "; one exports dllStartPlugin, dllStopPlugin and dllGetKavelinVersion");
+            "'" + path.string() + "' is not a plugin: it has no function " + symbol +
+            "; a plugin exports dllStartPlugin, dllStopPlugin and dllGetKavelinVersion");
     }
 }
 

@@ -68,7 +68,7 @@ std::string refusalOf(AbstractProperty& property, const std::string& text) {
     } catch (const std::exception& error) {
         return error.what();
     } catch (...) {
-        return "something that is no std::exception was raised";
+        return "an exception that is not a std::exception";
     }
 }
 

@@ -45,6 +45,16 @@ std::optional<std::size_t> columnWithKey(const std::vector<ColumnName>& columns,
     return std::nullopt;
 }
 
+/// The name that the column of another axis would have: "Acc_Z" for "z" after "Acc_X (g)".
+std::string nameForAxis(const ColumnName& found, char axis) {
+    std::string name = found.name;
+    char& last = name.back();
+    const bool isUpper = last >= 'A' && last <= 'Z';
+    if (lowered(name).back() != found.key.back()) return std::string(1, axis);
+    last = isUpper ? static_cast<char>(axis - 'a' + 'A') : axis;
+    return name;
+}
+
 ColumnGroup collect(const std::vector<ColumnName>& columns, const std::vector<bool>& used,
                     std::string_view pin, std::string_view prefix,
                     const std::vector<std::string_view>& axes) {
@@ -59,6 +69,8 @@ ColumnGroup collect(const std::vector<ColumnName>& columns, const std::vector<bo
             group.missing.emplace_back(axis);
         }
     }
+    if (group.columns.empty()) return group;
+    for (std::string& axis : group.missing) axis = nameForAxis(columns[group.columns.front()], axis.front());
     return group;
 }
 
@@ -109,7 +121,7 @@ void addDotted(const std::vector<ColumnName>& columns, std::vector<bool>& used, 
         if (const auto column = at(suffix)) {
             group.columns.push_back(*column);
         } else {
-            group.missing.push_back(suffix);
+            group.missing.push_back(pin + "." + suffix);
         }
     }
     for (const std::size_t column : group.columns) used[column] = true;

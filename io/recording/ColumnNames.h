@@ -30,7 +30,7 @@ struct ColumnGroup {
     std::size_t rows = 1;
     std::size_t cols = 1;
     std::vector<std::size_t> columns;
-    std::vector<std::string> missing;  ///< elements of the matrix for which no column was found
+    std::vector<std::string> missing;  ///< columns that are not there, by the name that they would have
 };
 
 /// Groups the columns that are not in use: sensor axes and quaternions under any of their usual names, then

@@ -32,9 +32,8 @@ ReferenceTrack::ReferenceTrack(const std::string& path) : reader_(RecordingReade
         return channel.pin == "quat" && channel.size() == 4;
     });
     if (found == channels.end()) {
-        throw Poco::DataFormatException(path +
-                                        ":1: a reference needs the columns qw, qx, qy, qz; understood were " +
-                                        reader_.schema().understood);
+        throw Poco::DataFormatException(
+            path + ":1: a reference needs the columns qw, qx, qy, qz; found: " + reader_.schema().understood);
     }
     channel_ = static_cast<std::size_t>(found - channels.begin());
 }

@@ -54,6 +54,7 @@ public:
                                             " are read");
         }
         used_.assign(columns_.size(), false);
+        isExplained_.assign(columns_.size(), false);
     }
 
     Schema build() {
@@ -67,6 +68,7 @@ public:
         noteUnknown();
         describe();
         refuseUseless();
+        noteIncomplete();
         judgeOptions();
         return std::move(schema_);
     }
@@ -156,9 +158,9 @@ private:
         for (ColumnGroup& group : groups) {
             if (schema_.find(group.pin)) continue;
             if (!group.missing.empty()) {
-                schema_.notes.push_back("pin \"" + group.pin + "\" is not sent: beside " +
-                                        listed(namesOf(group.columns)) + " there is no column for " +
-                                        listed(group.missing));
+                for (const std::size_t column : group.columns) isExplained_[column] = true;
+                incomplete_.push_back(group.pin + " lacks " + listed(group.missing) + ": found " +
+                                      listed(namesOf(group.columns)));
                 continue;
             }
             addChannel(group.pin, group.rows, group.cols, group.columns, "");
@@ -199,8 +201,8 @@ private:
         if (quantity == Quantity::kNone) return unitOfAnyQuantity(name);
         if (const auto unit = findUnit(quantity, name)) return *unit;
         if (quantity != Quantity::kField) {
-            throw Poco::DataFormatException("'" + name + "' is no unit for pin '" + pin +
-                                            "'; known are: " + unitNames(quantity));
+            throw Poco::DataFormatException("'" + name + "' is not a unit for pin '" + pin +
+                                            "'; known units: " + unitNames(quantity));
         }
         schema_.notes.push_back("the field's unit '" + name + "' is not known: its values pass unchanged");
         return {};
@@ -226,6 +228,7 @@ private:
             if (!used_[i] && columns_[i].isLinearAcceleration()) found.push_back(i);
         }
         if (found.empty()) return;
+        for (const std::size_t column : found) isExplained_[column] = true;
         std::string note = listed(namesOf(found)) + (found.size() == 1 ? " is" : " are") +
                            " linear acceleration, without gravity: no orientation can be told from it";
         if (!schema_.find("3a")) {
@@ -252,21 +255,39 @@ private:
         schema_.understood = parts.empty() ? "nothing" : listed(parts, parts.size());
     }
 
-    void refuseUseless() {
-        const bool isAnyKnown = schema_.timeColumn || !schema_.channels.empty();
-        std::string understood = isAnyKnown ? "understood were " + schema_.understood : "understood was none";
-        if (!schema_.unknownColumns.empty()) {
-            understood += (isAnyKnown ? ", not " : " of ") + listed(schema_.unknownColumns);
-        }
-        if (schema_.channels.empty()) {
-            std::string why = "no column with measurements: " + understood +
-                              "; name them ax, ay, az, gx, ... or map them to pins";
-            for (const std::string& note : schema_.notes) why += "\n" + note;
-            throw Poco::DataFormatException(why);
-        }
+    void refuseUseless() const {
+        if (schema_.channels.empty()) refuseWithoutChannels();
         if (schema_.timeColumn || options_.rate > 0.0) return;
-        throw Poco::DataFormatException("no time column: " + understood +
-                                        "; a column t, time or timestamp is needed, or the rate of the rows");
+        std::string why = "no time column: found " + schema_.understood;
+        if (!schema_.unknownColumns.empty()) why += "; unknown: " + listed(schema_.unknownColumns);
+        throw Poco::DataFormatException(why +
+                                        ". Name a column t, time or timestamp, or give the rate of the rows");
+    }
+
+    [[noreturn]] void refuseWithoutChannels() const {
+        std::string why = "no sensor columns found";
+        for (const std::string& group : incomplete_) why += "; " + group;
+        const std::vector<std::string> unknown = unexplained();
+        if (!unknown.empty()) {
+            why += "; unknown: " + listed(unknown) + ". Map them with --map (fuse) or the property Mapping";
+        } else if (schema_.notes.empty()) {
+            why += ". A recording has columns such as ax, ay, az, gx, gy, gz, mx, my, mz";
+        }
+        for (const std::string& note : schema_.notes) why += "\n" + note;
+        throw Poco::DataFormatException(why);
+    }
+
+    /// Unknown columns that nothing else is said about.
+    std::vector<std::string> unexplained() const {
+        std::vector<std::string> names;
+        for (std::size_t i = 0; i < columns_.size(); ++i) {
+            if (!used_[i] && !isExplained_[i] && !columns_[i].raw.empty()) names.push_back(columns_[i].raw);
+        }
+        return names;
+    }
+
+    void noteIncomplete() {
+        for (const std::string& group : incomplete_) schema_.notes.push_back(group + "; the pin is not sent");
     }
 
     /// Refuses or notes options that have no effect: the user meant them to have one.
@@ -274,9 +295,9 @@ private:
         for (const auto& [pin, unit] : options_.units) {
             if (schema_.find(pin) || (pin == "t" && schema_.timeColumn)) continue;
             if (quantityOfPin(pin) == Quantity::kNone) {
-                throw Poco::DataFormatException("a unit is given for '" + pin +
-                                                "', which is no pin of this recording; understood were " +
-                                                schema_.understood);
+                throw Poco::DataFormatException(
+                    "a unit is given for '" + pin +
+                    "', which is not a pin of this recording; found: " + schema_.understood);
             }
             schema_.notes.push_back("the unit given for '" + pin +
                                     "' is not used: there are no such columns");
@@ -301,6 +322,8 @@ private:
     const SchemaOptions& options_;
     std::vector<ColumnName> columns_;
     std::vector<bool> used_;
+    std::vector<bool> isExplained_;        // not used, and another message says why
+    std::vector<std::string> incomplete_;  // groups that lack a column: "3a lacks az: found ax, ay"
     Schema schema_;
 };
 
@@ -325,7 +348,7 @@ std::map<std::string, std::string> parseUnits(std::string_view text) {
         const std::string pin(trimmed(std::string_view(entry).substr(0, std::min(equals, entry.size()))));
         if (equals == std::string::npos || pin.empty()) {
             throw Poco::DataFormatException("'" + entry +
-                                            "' is no unit: PIN=UNIT is expected, such as 3g=deg/s");
+                                            "' is not a unit: PIN=UNIT is expected, such as 3g=deg/s");
         }
         units[pin] = trimmed(std::string_view(entry).substr(equals + 1));
     }

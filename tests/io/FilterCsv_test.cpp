@@ -114,7 +114,8 @@ TEST_F(FilterCsvTest, refusesFilesAtOnceWhereItCan) {
     // Perhaps a mapping follows: an unknown header is refused only when rows are wanted.
     set("File Name", folder_.write("odd.csv", "u,v\n1,2\n"));
     layout_.runToEnd();
-    EXPECT_THAT(errors(), ElementsAre(HasSubstr("odd.csv:1: no column with measurements")));
+    EXPECT_THAT(errors(),
+                ElementsAre(HasSubstr("odd.csv:1: no sensor columns found; unknown: u, v. Map them")));
 }
 
 TEST_F(FilterCsvTest, anInterruptionEndsTheWaitForAHeader) {

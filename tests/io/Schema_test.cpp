@@ -63,7 +63,7 @@ TEST(Schema, understandsHeaders) {
          "", "t@0 e@1, 2, 3*3.14159/180"},
         {"mapping to a shape", "t,a,b,c,d,e,f", "m = a,b,c,d,e,f as 2x3", "", "t@0 m@1, 2, 3, 4, 5, 6 2x3"},
         {"quoted names in a mapping", "t;\"x, left\";y;z", "3a=\"x, left\",y,z", "", "t@0 3a@1, 2, 3"},
-        {"mapping beside the known names", "t,ax,ay,az,temp", "temp = temp", "", "t@0 temp@4 3a@1, 2, 3"},
+        {"mapping next to the known names", "t,ax,ay,az,temp", "temp = temp", "", "t@0 temp@4 3a@1, 2, 3"},
         {"the mapping takes the place of the names", "t,ax,ay,az,bx,by,bz", "3a=bx,by,bz", "",
          "t@0 3a@4, 5, 6"},
     };
@@ -78,11 +78,16 @@ TEST(Schema, understandsHeaders) {
 TEST(Schema, refusesHeadersWithAReason) {
     const Row rows[] = {
         {"numbers", "0.0,1.0,2.0", "", "", "no header: the first line holds numbers"},
-        {"no time", "ax,ay,az,temp", "", "", "no time column: understood were 3a (ax, ay, az), not temp"},
-        {"no channel", "t,foo,bar", "", "", "no column with measurements: understood were t, not foo, bar"},
+        {"no time", "ax,ay,az,temp", "", "",
+         "no time column: found 3a (ax, ay, az); unknown: temp. Name a column t"},
+        {"no channel", "t,foo,bar", "", "",
+         "no sensor columns found; unknown: foo, bar. Map them with --map"},
+        {"an axis missing", "t,ax,ay", "", "", "no sensor columns found; 3a lacks az: found ax, ay"},
+        {"two, in a style of its own", "t,Gyro X (deg/s),foo", "", "",
+         "3g lacks Gyro Y, Gyro Z: found Gyro X (deg/s); unknown: foo. Map them"},
         {"a name twice", "t,ax,ay,az,ax", "", "", "two columns, 2 and 5, are both named 'ax'"},
         {"an unknown unit", "t,ax (lbs),ay (lbs),az (lbs)", "", "",
-         "'lbs' is no unit for pin '3a'; known are: m/s^2"},
+         "'lbs' is not a unit for pin '3a'; known units: m/s^2"},
         {"mixed units", "t,ax (g),ay,az", "", "", "in different units: 'g' and ''"},
         {"a column that is not there", "t,a,b,c", "3a=a,b,d", "",
          "names a column 'd'; the file has t, a, b, c"},
@@ -92,9 +97,9 @@ TEST(Schema, refusesHeadersWithAReason) {
         {"an absurd shape", "t,a,b", "p=a,b as 9223372036854775809x4", "", "names 2 columns, not as many"},
         {"no equals sign", "t,a", "p a", "", "has no '='"},
         {"two columns of time", "t,u,ax,ay,az", "t=t,u", "", "gives the time more than one column"},
-        {"only a time", "t", "", "", "no column with measurements: understood were t; name them"},
+        {"only a time", "t", "", "", "no sensor columns found. A recording has columns such as ax"},
         {"a unit for no pin", "t,gx,gy,gz", "", "gyr=deg/s",
-         "'gyr', which is no pin of this recording; understood were t, 3g"},
+         "'gyr', which is not a pin of this recording; found: t, 3g"},
     };
     for (const Row& row : rows) {
         SchemaOptions options;
@@ -117,7 +122,7 @@ TEST(Schema, saysWhatItLeavesOut) {
     const Schema schema = understandHeader("t,ax,ay,az,gx,gy,pressure", options);
     EXPECT_THAT(schema.unknownColumns, testing::ElementsAre("gx", "gy", "pressure"));
     EXPECT_THAT(schema.notes,
-                testing::ElementsAre("pin \"3g\" is not sent: beside gx, gy there is no column for z",
+                testing::ElementsAre("3g lacks gz: found gx, gy; the pin is not sent",
                                      "the unit given for '3m' is not used: there are no such columns",
                                      "the rate given is not used: the rows have time stamps"));
 }

@@ -121,7 +121,7 @@ private:
         for (Eigen::Index i = 0; i < value.size() && stream >> std::ws && !stream.eof(); ++i) {
             if (!readElement(stream, value.data()[i], wordsToo)) {
                 throw Poco::DataFormatException("Element " + std::to_string(i + 1) +
-                                                " of the matrix is no number");
+                                                " of the matrix is not a number");
             }
         }
         return value;
@@ -153,7 +153,7 @@ private:
         if (error != std::errc{} || end != word.c_str() + word.size()) {
             throw Poco::DataFormatException(
                 "'" + text.substr(0, 40) +
-                "' is no matrix: it begins with the row count and the column count");
+                "' is not a matrix: a matrix begins with the row count and the column count");
         }
         return count;
     }
