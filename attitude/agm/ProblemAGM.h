@@ -42,8 +42,8 @@ public:
 
     /// Turns x by the rate over dt and gives it unit length; the status is always 0 and G stays as it is.
     /// @param F receives I + dt/2 Omega, to first order, in mode 2. Needed in every mode that moves the
-    /// state. Deliberate: below theta = 2^-27 it is the transition itself, and in mode 1 that is whatever it
-    /// last held.
+    /// state. Deliberate: below theta = 2^-27 it is the transition itself,
+    /// and in mode 1 that is whatever it last held.
     int transition(double* x, int n, int mode, double* const* F, double* const* G,
                    const double* const* u) override;
 
