@@ -8,36 +8,19 @@
 #include "attitude/FilterAbsoluteAttitude.h"
 #include "attitude/FilterAttitude.h"
 #include "attitude/FilterXSENSAttitude.h"
+#include "bench/support/OverSamples.h"
 #include "converters/Filter3a3mGenerator.h"
 #include "converters/FilterOmegaToMatrix.h"
 #include "converters/computers/DirectionSynthesis.h"
 #include "orientation/FilterConstantPlane.h"
 #include "support/FilterDrive.h"
-#include "support/Motion.h"
 
 namespace {
 
 using namespace Kavelin::OrientationInternal;
+using Kavelin::Bench::overSamples;
+using Kavelin::Bench::samples;
 using Kavelin::Tests::FilterDrive;
-
-constexpr std::size_t kSamples = 1024;
-
-const std::vector<Kavelin::Tests::MotionSample>& samples() {
-    static const auto recorded =
-        Kavelin::Tests::record(Kavelin::Tests::Motion(), (kSamples - 1) / 100.0, 100);
-    return recorded;
-}
-
-/// Calls `step` with one sample after the other, and with a time stamp that only rises.
-template <class Step>
-void overSamples(benchmark::State& state, Step step) {
-    const auto& motion = samples();
-    std::size_t i = 0;
-    for (auto _ : state) {
-        step(static_cast<double>(i) / 100, motion[i % kSamples]);
-        ++i;
-    }
-}
 
 void absolutePlain(benchmark::State& state) {
     overSamples(state, [](double, const auto& s) {

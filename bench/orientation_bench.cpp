@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/support/OverSamples.h"
 #include "orientation/FilterAngleDG.h"
 #include "orientation/FilterChangeOfBasis.h"
 #include "orientation/FilterConvergenceTime.h"
@@ -22,31 +23,13 @@
 #include "orientation/frames/ChangeOfBasisComputer.h"
 #include "orientation/integration/QuaternionIntegration.h"
 #include "support/FilterDrive.h"
-#include "support/Motion.h"
 
 namespace {
 
 using namespace Kavelin::OrientationInternal;
+using Kavelin::Bench::overSamples;
+using Kavelin::Bench::samples;
 using Kavelin::Tests::FilterDrive;
-
-constexpr std::size_t kSamples = 1024;
-
-const std::vector<Kavelin::Tests::MotionSample>& samples() {
-    static const auto recorded =
-        Kavelin::Tests::record(Kavelin::Tests::Motion(), (kSamples - 1) / 100.0, 100);
-    return recorded;
-}
-
-/// Calls `step` with one sample after the other, and with a time stamp that only rises.
-template <class Step>
-void overSamples(benchmark::State& state, Step step) {
-    const auto& motion = samples();
-    std::size_t i = 0;
-    for (auto _ : state) {
-        step(static_cast<double>(i) / 100, motion[i % kSamples]);
-        ++i;
-    }
-}
 
 void integrationPlain(benchmark::State& state, bool linear) {
     Quaternion q(1, 0, 0, 0);

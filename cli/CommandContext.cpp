@@ -1,12 +1,9 @@
 #include "cli/CommandContext.h"
 
+#include <Kavelin/Core/ErrorLog.h>
 #include <Poco/Exception.h>
-#include <cxxabi.h>
 
-#include <cstdlib>
-#include <memory>
 #include <ostream>
-#include <typeinfo>
 
 namespace Kavelin::Cli {
 namespace {
@@ -28,25 +25,12 @@ int statusOf(const std::exception& error) {
 
 }  // namespace
 
-std::string demangled(const std::type_info& type) {
-    const char* mangled = type.name();
-    int failed = 0;
-    const std::unique_ptr<char, decltype(&std::free)> name(
-        abi::__cxa_demangle(mangled, nullptr, nullptr, &failed), &std::free);
-    return failed == 0 && name ? name.get() : mangled;
-}
-
-std::string exceptionMessage(const std::exception& error) {
-    const auto* poco = dynamic_cast<const Poco::Exception*>(&error);
-    return poco ? poco->message() : error.what();
-}
-
 int reportError(CommandContext& context, const std::exception& error) {
     context.out.flush();
     const bool speaksForItself = isAnyOf<UsageError>(error);
-    const std::string message = exceptionMessage(error);
+    const std::string message = Core::exceptionMessage(error);
     context.err << "kavelin: ";
-    if (!speaksForItself && message.empty()) context.err << demangled(typeid(error));
+    if (!speaksForItself && message.empty()) context.err << Core::exceptionType(error);
     context.err << message << std::endl;
     return statusOf(error);
 }

@@ -3,7 +3,6 @@
 #include <iosfwd>
 #include <stdexcept>
 #include <string>
-#include <typeinfo>
 
 namespace Kavelin::Cli {
 
@@ -35,11 +34,5 @@ struct CommandContext {
 /// class. kUnusable: usage errors, files that cannot be opened or read, bad contents and names;
 /// kDoneWithErrors: all else.
 int reportError(CommandContext& context, const std::exception& error);
-
-/// A class's name as its source has it, e.g. "Poco::RangeException" for the `typeid` of an exception.
-std::string demangled(const std::type_info& type);
-
-/// What an exception says for itself: `message()` of a Poco::Exception, `what()` of any other.
-std::string exceptionMessage(const std::exception& error);
 
 }  // namespace Kavelin::Cli

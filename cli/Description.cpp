@@ -8,7 +8,8 @@
 #include <algorithm>
 #include <iomanip>
 #include <ostream>
-#include <sstream>
+
+#include "cli/layout/PropertyAccess.h"
 
 namespace Kavelin::Cli {
 
@@ -24,25 +25,9 @@ ordered_json numberOf(const std::string& text) {
     return number.is_number() ? number : ordered_json(text);
 }
 
-/// Rows of the text form "rows columns elements...".
-ordered_json rowsOf(const std::string& text) {
-    std::istringstream in(text);
-    std::size_t rows = 0, columns = 0;
-    in >> rows >> columns;
-    ordered_json matrix = ordered_json::array();
-    for (std::size_t r = 0; r < rows; ++r) {
-        ordered_json row = ordered_json::array();
-        std::string element;
-        for (std::size_t c = 0; c < columns && in >> element; ++c) row.push_back(numberOf(element));
-        matrix.push_back(std::move(row));
-    }
-    return matrix;
-}
-
-ordered_json defaultOf(const Core::AbstractProperty& property, const std::string& kind) {
-    if (kind == "bool") return property.exactText() != "0";
-    if (kind == "matrix") return rowsOf(property.exactText());
-    if (kind == "int" || kind == "unsigned int" || kind == "double") return numberOf(property.exactText());
+ordered_json defaultOf(const Core::AbstractProperty& property) {
+    const PropertyValue value = presentValue(property, {});
+    if (value.kind != PropertyValue::Kind::text) return ordered_json::parse(jsonForm(value));
     std::string text;
     property.serialize(text);  // a label, or a text whose variables stay as they are written
     return text;
@@ -75,7 +60,7 @@ ordered_json describeProperty(const Core::AbstractProperty& property) {
     ordered_json json{{"name", property.getName()}, {"kind", about.kind}};
     json["writable"] = property.isWritable();
     json["enabled"] = property.isEnabled();
-    if (property.hasValue()) json["default"] = defaultOf(property, about.kind);
+    if (property.hasValue()) json["default"] = defaultOf(property);
     if (about.minimum) json["minimum"] = numberOf(*about.minimum);
     if (about.maximum) json["maximum"] = numberOf(*about.maximum);
     if (about.step) json["step"] = numberOf(*about.step);

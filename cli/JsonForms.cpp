@@ -1,21 +1,18 @@
 #include "cli/JsonForms.h"
 
-#include <array>
-#include <charconv>
+#include <fmt/format.h>
+
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
 
 #include "cli/CommandContext.h"
+#include "io/recording/ResultFile.h"
 
 namespace Kavelin::Cli {
 namespace {
 
 using nlohmann::json;
-
-std::string cellName(const std::string& what, std::size_t row, std::size_t column) {
-    return what + "[" + std::to_string(row) + "][" + std::to_string(column) + "]";
-}
 
 }  // namespace
 
@@ -27,9 +24,8 @@ void appendNumber(std::string& out, double number) {
     } else if (number == 0.0 && std::signbit(number)) {
         out += "-0.0";  // a reader may take "-0" for the integer 0
     } else {
-        std::array<char, 32> digits{};
-        const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
-        out.append(digits.data(), end);
+        char digits[RecordingIO::kLongestNumber];
+        out.append(digits, RecordingIO::writeNumber(digits, number));
     }
 }
 
@@ -50,11 +46,17 @@ void appendText(std::string& out, std::string_view text) {
     out += json(text).dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
+std::optional<double> numberWord(std::string_view text) {
+    if (text == "nan") return std::numeric_limits<double>::quiet_NaN();
+    if (text == "inf") return std::numeric_limits<double>::infinity();
+    if (text == "-inf") return -std::numeric_limits<double>::infinity();
+    return std::nullopt;
+}
+
 double numberFromJson(const json& value, const std::string& what) {
     if (value.is_number()) return value.get<double>();
-    if (value == "nan") return std::numeric_limits<double>::quiet_NaN();
-    if (value == "inf") return std::numeric_limits<double>::infinity();
-    if (value == "-inf") return -std::numeric_limits<double>::infinity();
+    if (value.is_string())
+        if (const auto number = numberWord(value.get_ref<const std::string&>())) return *number;
     throw UsageError(what + R"( must be a number or one of "nan", "inf", "-inf", and is )" +
                      value.dump(-1, ' ', false, json::error_handler_t::replace));
 }
@@ -69,11 +71,11 @@ Core::Matrix matrixFromJson(const json& value, const std::string& what) {
         const json& row = value[r];
         if (!row.is_array()) throw UsageError(what + " must be an array of rows, such as [[1, 2, 3]]");
         if (row.size() != columns)
-            throw UsageError(what + ": row " + std::to_string(r) + " has " + std::to_string(row.size()) +
-                             " elements and row 0 has " + std::to_string(columns));
+            throw UsageError(
+                fmt::format("{}: row {} has {} elements and row 0 has {}", what, r, row.size(), columns));
         for (std::size_t c = 0; c < columns; ++c)
             matrix(static_cast<Eigen::Index>(r), static_cast<Eigen::Index>(c)) =
-                numberFromJson(row[c], cellName(what, r, c));
+                numberFromJson(row[c], fmt::format("{}[{}][{}]", what, r, c));
     }
     return matrix;
 }

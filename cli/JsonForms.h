@@ -3,6 +3,7 @@
 #include <Kavelin/Typed/Matrix.h>
 
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,9 @@ void appendMatrix(std::string& out, const Core::Matrix& matrix);
 
 /// Appends `text` as a JSON string. Bytes that are not UTF-8 become U+FFFD.
 void appendText(std::string& out, std::string_view text);
+
+/// @return the number that one of the texts "nan", "inf", "-inf" stands for; nothing for any other text.
+std::optional<double> numberWord(std::string_view text);
 
 /// @param what names the value in messages, e.g. "\"t\"".
 /// @return a JSON number, or the number that one of the texts "nan", "inf", "-inf" stands for.

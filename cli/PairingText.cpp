@@ -1,32 +1,22 @@
 #include "cli/PairingText.h"
 
 #include <Kavelin/Core/AbstractInputPin.h>
-
-#include <cstdio>
+#include <fmt/format.h>
 
 #include "io/recording/Text.h"
 
 namespace Kavelin::Cli {
 
-namespace {
-
-std::string seconds(double value) {
-    char text[40];
-    std::snprintf(text, sizeof text, "%.4g s", value);
-    return text;
-}
-
-}  // namespace
-
 std::string differenceText(const std::string& filter, const Core::PairingReport& pairing) {
-    const std::string most = seconds(pairing.largestDifference) + " at most";
-    const std::string step = "usual step " + seconds(pairing.interval);
+    const std::string most = fmt::format("{:.4g} s at most", pairing.largestDifference);
+    const std::string step = fmt::format("(usual step {:.4g} s)", pairing.interval);
     if (pairing.unlike == 0)
-        return filter + ": time stamps of samples taken together differ by " + most + " (" + step + ")";
-    return filter + " takes one sample of each input, but their time stamps do not match: " +
-           std::to_string(pairing.unlike) + " of " + RecordingIO::counted(pairing.sets, "set") +
-           " differ by more than half a sample interval, by " + most + ", at " + seconds(pairing.at) + " (" +
-           step + "). Bring the inputs onto one clock with a FilterResampler before this filter";
+        return fmt::format("{}: time stamps of samples taken together differ by {} {}", filter, most, step);
+    return fmt::format(
+        "{} takes one sample of each input, but their time stamps do not match: {} of {} differ by more "
+        "than half a sample interval, by {}, at {:.4g} s {}. Bring the inputs onto one clock with a "
+        "FilterResampler before this filter",
+        filter, pairing.unlike, RecordingIO::counted(pairing.sets, "set"), most, pairing.at, step);
 }
 
 bool isMostlyUnpaired(const Core::Filter& filter, const Core::PairingReport& pairing) {
@@ -39,16 +29,17 @@ bool isMostlyUnpaired(const Core::Filter& filter, const Core::PairingReport& pai
 }
 
 std::string unpairedText(const std::string& filter, const Core::PairingReport& pairing, bool mostly) {
-    std::string pins;
-    for (const Core::PairingReport::Unpaired& one : pairing.unpaired)
-        pins += (pins.empty() ? "" : ", ") + std::to_string(one.count) + " of " + one.pin;
-    return filter + ": samples without a partner: " + pins +
-           (mostly ? ". Their clocks do not agree; the property Shift of a FilterResampler moves one" : "");
+    std::vector<std::string> pins;
+    for (const auto& [pin, count] : pairing.unpaired) pins.push_back(fmt::format("{} of {}", count, pin));
+    return fmt::format(
+        "{}: samples without a partner: {}{}", filter, fmt::join(pins, ", "),
+        mostly ? ". Their clocks do not agree; the property Shift of a FilterResampler moves one" : "");
 }
 
 std::string misfitText(const Core::AbstractInputPin& pin) {
-    return pin.fullName() + " takes " + pin.shapesTaken() + ": " + std::to_string(pin.getMisfits()) + " of " +
-           RecordingIO::counted(pin.getConsumed(), "sample") + " had another shape and were not used";
+    return fmt::format("{} takes {}: {} of {} had another shape and were not used", pin.fullName(),
+                       pin.shapesTaken(), pin.getMisfits(),
+                       RecordingIO::counted(pin.getConsumed(), "sample"));
 }
 
 }  // namespace Kavelin::Cli

@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <fstream>
 #include <memory>
 #include <ostream>
 
@@ -7,7 +6,6 @@
 #include "cli/Commands.h"
 #include "cli/LayoutOptions.h"
 #include "cli/layout/LayoutRun.h"
-#include "cli/layout/LayoutWriter.h"
 #include "io/recording/ResultFile.h"
 
 namespace Kavelin::Cli {
@@ -24,12 +22,6 @@ void requireNone(const Mistakes& mistakes, const std::string& file, CommandConte
     if (mistakes.empty()) return;
     printMistakes(context, file, mistakes);
     throw UsageError(file + " cannot be run: " + countText(mistakes));
-}
-
-void save(const LayoutBuilder& builder, const std::string& file) {
-    std::ofstream stream(file, std::ios::binary);
-    stream << writeLayout(builder.capture(std::filesystem::absolute(file).parent_path()));
-    if (!stream.flush()) throw std::runtime_error(file + " cannot be written");
 }
 
 /// The folder that ${OUT} stands for; a relative one is resolved as file names in the layout are.
@@ -66,7 +58,7 @@ void run(const RunCommandOptions& options, CommandContext& context) {
     if (!options.save.empty()) RecordingIO::ResultFile::requireWritable(options.save);
     LayoutRun layoutRun(layout, builder, Core::FlowManager::instance(), context.err, options.run);
     if (!layoutRun.run()) context.status = kDoneWithErrors;
-    if (!options.save.empty()) save(builder, options.save);
+    if (!options.save.empty()) builder.save(options.save);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "cli/ScriptFormat.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <initializer_list>
@@ -8,6 +10,7 @@
 
 #include "cli/CommandContext.h"
 #include "cli/JsonForms.h"
+#include "cli/layout/Mistake.h"
 
 namespace Kavelin::Cli {
 namespace {
@@ -15,8 +18,6 @@ namespace {
 using nlohmann::json;
 
 constexpr const char* kKinds = R"("pin", "property", "command", "process", "query" or "buffer")";
-
-std::string inQuotes(std::string_view key) { return '"' + std::string(key) + '"'; }
 
 const json& member(const json& object, const char* key) {
     const auto found = object.find(key);
@@ -46,9 +47,8 @@ bool lastInFirstOut(const json& object) {
 void allowOnly(const json& object, std::initializer_list<std::string_view> keys) {
     for (const auto& [key, value] : object.items()) {
         if (std::find(keys.begin(), keys.end(), key) != keys.end()) continue;
-        std::string known;
-        for (const auto allowed : keys) known += (known.empty() ? "" : ", ") + inQuotes(allowed);
-        throw UsageError("unknown key " + inQuotes(key) + "; this kind of line has " + known);
+        throw UsageError(
+            fmt::format("unknown key \"{}\"; this kind of line has \"{}\"", key, fmt::join(keys, "\", \"")));
     }
 }
 
@@ -109,6 +109,14 @@ json parseObject(std::string_view line) {
     return object;
 }
 
+std::string textsLine(const char* key, std::string_view text, const char* otherKey, std::string_view other) {
+    std::string out = fmt::format("{{\"{}\": ", key);
+    appendText(out, text);
+    out += fmt::format(", \"{}\": ", otherKey);
+    appendText(out, other);
+    return out += "}\n";
+}
+
 }  // namespace
 
 std::optional<ScriptLine> parseScriptLine(std::string_view line) {
@@ -126,26 +134,15 @@ std::string sampleText(std::string_view pin, double t, const Core::Matrix& value
     appendNumber(out, t);
     out += ", \"value\": ";
     appendMatrix(out, value);
-    out += "}\n";
-    return out;
+    return out += "}\n";
 }
 
 std::string propertyText(std::string_view property, std::string_view value) {
-    std::string out = "{\"property\": ";
-    appendText(out, property);
-    out += ", \"value\": ";
-    appendText(out, value);
-    out += "}\n";
-    return out;
+    return textsLine("property", property, "value", value);
 }
 
 std::string errorText(std::string_view errorClass, std::string_view message) {
-    std::string out = "{\"error\": ";
-    appendText(out, errorClass);
-    out += ", \"message\": ";
-    appendText(out, message);
-    out += "}\n";
-    return out;
+    return textsLine("error", errorClass, "message", message);
 }
 
 }  // namespace Kavelin::Cli

@@ -1,18 +1,21 @@
 #include "cli/ScriptRunner.h"
 
 #include <Kavelin/Core/CommandProperty.h>
+#include <Kavelin/Core/ErrorLog.h>
 #include <Kavelin/Core/Filter.h>
+#include <Kavelin/Core/Names.h>
 #include <Kavelin/Typed/InputPin.h>
 #include <Kavelin/Typed/OutputPin.h>
 #include <Poco/Exception.h>
 #include <cxxabi.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <istream>
 #include <ostream>
-#include <typeinfo>
 
 #include "cli/CommandContext.h"
+#include "cli/layout/PropertyAccess.h"
 
 namespace Kavelin::Cli {
 
@@ -60,17 +63,7 @@ private:
 namespace {
 
 std::string existing(const std::vector<std::string>& names) {
-    std::string list;
-    for (const std::string& name : names) list += (list.empty() ? "\"" : ", \"") + name + '"';
-    return "; it has " + (list.empty() ? "none" : list);
-}
-
-/// Names of the filter's commands, or of its properties that have a value.
-std::vector<std::string> propertyNames(const Core::Filter& filter, bool commands) {
-    std::vector<std::string> names;
-    for (const Core::AbstractProperty* property : filter.getPropertyBag().getProperties())
-        if (property->hasValue() != commands) names.push_back(property->getName());
-    return names;
+    return names.empty() ? "; it has none" : fmt::format("; it has \"{}\"", fmt::join(names, "\", \""));
 }
 
 }  // namespace
@@ -138,9 +131,8 @@ ScriptRunner::Feeder& ScriptRunner::feederOf(const std::string& pin) {
         // Lets a filter that makes input pins on demand make this one.
         feeders_.push_back(std::make_unique<Feeder>(filter_.getInputPin(pin)));
     } catch (const Poco::NotFoundException&) {
-        std::vector<std::string> names;
-        for (const Core::AbstractInputPin* input : filter_.getInputPins()) names.push_back(input->getName());
-        throw UsageError(filter_.typeName() + " has no input pin \"" + pin + '"' + existing(names));
+        throw UsageError(filter_.typeName() + " has no input pin \"" + pin + '"' +
+                         existing(Core::namesOf(filter_.getInputPins())));
     }
     return *feeders_.back();
 }
@@ -159,9 +151,9 @@ void ScriptRunner::reportWhatItRaises(Action action) {
     try {
         action();
     } catch (const std::exception& error) {
-        out_ << errorText(demangled(typeid(error)), exceptionMessage(error));
+        out_ << errorText(Core::exceptionType(error), Core::exceptionMessage(error));
     } catch (...) {
-        out_ << errorText(demangled(*abi::__cxa_current_exception_type()), "");
+        out_ << errorText(Core::className(*abi::__cxa_current_exception_type()), "");
     }
 }
 

@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -35,8 +36,8 @@ CLI::Validator wholeNumberFrom(std::uint64_t least) {
         std::uint64_t number = 0;
         const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
         if (error == std::errc() && end == text.data() + text.size() && number >= least) return {};
-        return "takes a whole number from " + std::to_string(least) + " to " +
-               std::to_string(std::numeric_limits<std::uint64_t>::max()) + "; this is '" + text + "'";
+        return fmt::format("takes a whole number from {} to {}; this is '{}'", least,
+                           std::numeric_limits<std::uint64_t>::max(), text);
     };
     return {check, "", "whole number"};
 }

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -28,12 +29,13 @@ std::string failureMessage(const CLI::App*, const CLI::Error& error) {
 /// A first argument that is neither an option nor a command gets a message of its own: it names the commands.
 void requireKnownCommand(const CLI::App& app, int argc, char** argv) {
     if (argc < 2 || *argv[1] == '-') return;
-    std::string commands;
+    std::vector<std::string> commands;
     for (const CLI::App* command : app.get_subcommands(nullptr)) {
         if (command->get_name() == argv[1]) return;
-        commands += (commands.empty() ? "" : ", ") + command->get_name();
+        commands.push_back(command->get_name());
     }
-    throw UsageError("there is no command \"" + std::string(argv[1]) + "\"; there are " + commands);
+    throw UsageError(
+        fmt::format("there is no command \"{}\"; there are {}", argv[1], fmt::join(commands, ", ")));
 }
 
 /// If a standard stream is closed, the next file opened would get its number,

@@ -1,5 +1,7 @@
 #include "evaluation/AttitudeErrors.h"
 
+#include <fmt/format.h>
+
 #include <cmath>
 
 #include "attitude/rotation/Angles.h"
@@ -21,15 +23,10 @@ double rootMeanDegrees(double sum, std::uint64_t count) {
 }  // namespace
 
 std::string_view alignmentName(Alignment alignment) {
-    switch (alignment) {
-        case Alignment::kHeading:
-            return "after the one turn about the vertical that fits best";
-        case Alignment::kStart:
-            return "after the one rotation taken at the first output with a reference";
-        case Alignment::kNone:
-            break;
-    }
-    return "";
+    static constexpr std::string_view kNames[] = {
+        "", "after the one turn about the vertical that fits best",
+        "after the one rotation taken at the first output with a reference"};
+    return kNames[static_cast<std::size_t>(alignment)];
 }
 
 PairErrors PairErrors::of(const Quaternion& error) {
@@ -116,6 +113,16 @@ ErrorFigures AttitudeErrors::figures() const {
     ErrorFigures figures = rest.figures();
     figures.count = count_;
     return figures;
+}
+
+std::string AttitudeErrors::figuresText() const {
+    const ErrorFigures f = figures();
+    const std::string_view aligned = alignmentName(alignment_);
+    return fmt::format(
+        "error against the reference: total {:.4g}, heading {:.4g}, tilt {:.4g} degrees, RMS over {} "
+        "row{}{}{}",
+        f.total, f.heading, f.inclination, f.count, f.count == 1 ? "" : "s", aligned.empty() ? "" : ", ",
+        aligned);
 }
 
 }  // namespace Kavelin::RecordingIO

@@ -55,6 +55,8 @@ public:
     /// where it is known after the last pair.
     double turn() const;
     ErrorFigures figures() const;
+    /// "error against the reference: total 1.2, heading ...": the figures, which are there, and how they were aligned.
+    std::string figuresText() const;
     Alignment alignment() const { return alignment_; }
 
 private:

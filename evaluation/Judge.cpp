@@ -1,8 +1,9 @@
 #include "evaluation/Judge.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <optional>
 #include <tuple>
 
@@ -59,16 +60,10 @@ const double kShortGap = 0.15;     // s
 const double kGapShare = 0.002;
 
 std::string number(double value, int digits = 2) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.*g", std::abs(value) < 100.0 ? digits : 6,
-                  std::abs(value) < 100.0 ? value : std::round(value));
-    return text;
+    return std::abs(value) < 100.0 ? fmt::format("{:.{}g}", value, digits)
+                                   : fmt::format("{:.6g}", std::round(value));
 }
-std::string whole(double value) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.0f", value);
-    return text;
-}
+std::string whole(double value) { return fmt::format("{:.0f}", value); }
 std::string percent(double share) { return number(100.0 * share) + " %"; }
 
 /// "y, -x, z".

@@ -14,15 +14,8 @@ void append(std::string& text, const std::string& part) {
 }  // namespace
 
 std::string_view gradeName(Grade grade) {
-    switch (grade) {
-        case Grade::kGood:
-            return "good";
-        case Grade::kDoubtful:
-            return "doubtful";
-        case Grade::kBad:
-            break;
-    }
-    return "bad";
+    static constexpr std::string_view kNames[] = {"good", "doubtful", "bad"};
+    return kNames[static_cast<std::size_t>(grade)];
 }
 
 void Verdict::add(Finding finding) {

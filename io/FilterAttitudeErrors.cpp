@@ -2,31 +2,17 @@
 
 #include <Poco/Exception.h>
 
-#include <cstdio>
-
 #include "io/AttitudeSample.h"
 #include "io/recording/ByteSource.h"
 #include "io/recording/Text.h"
 
 namespace Kavelin::RecordingIO {
 
-namespace {
-
-std::string degreesText(double value) {
-    char text[40];
-    std::snprintf(text, sizeof text, "%.4g", value);
-    return text;
-}
-
-Alignment alignmentOf(int index) {
-    return index == 1 ? Alignment::kHeading : index == 2 ? Alignment::kStart : Alignment::kNone;
-}
-
-}  // namespace
-
 FilterAttitudeErrors::FilterAttitudeErrors(const std::string& name) : Filter(name, true) {}
 
-void FilterAttitudeErrors::onAlignment(const int& index) { errors_ = AttitudeErrors(alignmentOf(index)); }
+void FilterAttitudeErrors::onAlignment(const int& index) {
+    errors_ = AttitudeErrors(static_cast<Alignment>(index));
+}
 
 void FilterAttitudeErrors::checkRun() {
     if (referenceFile_.get().empty() && reference_.getConnectedOutput() == nullptr) {
@@ -42,7 +28,7 @@ void FilterAttitudeErrors::prepareRun() { open(); }
 void FilterAttitudeErrors::open() {
     if (files_ == Files::kOpen) return;
     files_ = Files::kRefused;  // until they are open
-    errors_ = AttitudeErrors(alignmentOf(alignment_.value()));
+    onAlignment(alignment_.value());
     track_.reset();
     intervals_ = {};
     if (!referenceFile_.get().empty()) track_.emplace(referenceFile_.get());
@@ -92,17 +78,11 @@ std::vector<std::string> FilterAttitudeErrors::runErrors() const {
 }
 
 std::vector<std::string> FilterAttitudeErrors::runNotes() const {
-    const ErrorFigures figures = errors_.figures();
-    if (figures.count == 0) {
+    if (errors_.figures().count == 0) {
         return {"no row has both an attitude and a reference" +
                 std::string(track_ ? "" : "; a Reference File is taken between its rows as well")};
     }
-    std::string text = "error against the reference: total " + degreesText(figures.total) + ", heading " +
-                       degreesText(figures.heading) + ", tilt " + degreesText(figures.inclination) +
-                       " degrees, RMS over " + counted(figures.count, "row");
-    const std::string_view aligned = alignmentName(errors_.alignment());
-    if (!aligned.empty()) text += ", " + std::string(aligned);
-    return {text};
+    return {errors_.figuresText()};
 }
 
 }  // namespace Kavelin::RecordingIO

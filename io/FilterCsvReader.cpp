@@ -12,18 +12,6 @@
 
 namespace Kavelin::RecordingIO {
 
-namespace {
-
-std::vector<std::string> pinNames(const std::string& text) {
-    std::vector<std::string> names;
-    for (std::string& name : splitCells(text, ',')) {
-        if (!name.empty()) names.push_back(std::move(name));
-    }
-    return names;
-}
-
-}  // namespace
-
 /// The open file, one row ahead of what was sent, because the host asks for the next time stamp first. Faults
 /// on the way to that row wait until they can be raised.
 class FilterCsvReader::Stream {
@@ -248,8 +236,8 @@ ReaderOptions FilterCsvReader::options() const {
     options.mapping = mapping_.get();
     options.units = parseUnits(units_.get());
     options.rate = rowRate_.get();
-    options.repeat = pinNames(repeat_.get());
-    options.together = pinNames(together_.get());
+    options.repeat = namesIn(repeat_.get());
+    options.together = namesIn(together_.get());
     return options;
 }
 

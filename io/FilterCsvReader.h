@@ -58,8 +58,6 @@ public:
     const Schema* schema() const override;
     const RecordingStatistics* statistics() const override;
     const FaultCounts* faults() const override;
-    /// Time stamp of the row sent last.  [layout thread]
-    double currentTime() const { return currentTime_; }
 
 private:
     class Stream;
@@ -111,7 +109,7 @@ private:
     mutable std::unique_ptr<Stream> stream_;
     mutable std::function<void()> stopOpening_;  // set while waiting for a header; guarded by streamMutex_
     bool isInterrupted_ = false;
-    double currentTime_ = 0.0;
+    double currentTime_ = 0.0;  // of the row sent last
 };
 
 }  // namespace Kavelin::RecordingIO

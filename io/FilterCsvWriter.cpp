@@ -1,6 +1,8 @@
 #include "io/FilterCsvWriter.h"
 
+#include <Kavelin/Core/Names.h>
 #include <Poco/Exception.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 
@@ -120,10 +122,10 @@ void FilterCsvWriter::checkRun() {
 
 void FilterCsvWriter::requirePin(const char* property, const std::string& pinName) const {
     if (find(pinName) != inputs_.end()) return;
-    std::vector<std::string> pins;
-    for (const auto& input : inputs_) pins.push_back(input->pin.getName());
-    throw Poco::InvalidArgumentException("no connection leads to the pin '" + pinName + "' that " + property +
-                                         " names; its pins are: " + (pins.empty() ? "none" : listed(pins)));
+    const std::vector<std::string> pins = Core::namesOf(getInputPins());
+    throw Poco::InvalidArgumentException(
+        fmt::format("no connection leads to the pin '{}' that {} names; its pins are: {}", pinName, property,
+                    pins.empty() ? "none" : listed(pins)));
 }
 
 FilterCsvWriter::Columns::const_iterator FilterCsvWriter::find(const std::string& pinName) const {

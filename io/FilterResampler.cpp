@@ -1,6 +1,7 @@
 #include "io/FilterResampler.h"
 
 #include <Poco/Exception.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <charconv>
@@ -14,14 +15,6 @@ namespace Kavelin::RecordingIO {
 namespace {
 
 using At = SampleTrack::At;
-
-std::vector<std::string> namesIn(const std::string& text) {
-    std::vector<std::string> names;
-    for (std::string& name : splitCells(text, ',')) {
-        if (!name.empty()) names.push_back(std::move(name));
-    }
-    return names;
-}
 
 std::map<std::string, double> shiftsIn(const std::string& text) {
     std::map<std::string, double> shifts;
@@ -218,11 +211,12 @@ std::vector<std::string> FilterResampler::runNotes() const {
     std::vector<std::string> notes;
     for (const auto& lane : lanes_) {
         if (lane->missing > 0)
-            notes.push_back(counted(lane->missing, "instant") + " of " + std::to_string(sent_ + leftOut_) +
-                            " left out: " + lane->in.getName() + " has no value there");
+            notes.push_back(fmt::format("{} of {} left out: {} has no value there",
+                                        counted(lane->missing, "instant"), sent_ + leftOut_,
+                                        lane->in.getName()));
         if (lane->outOfOrder > 0)
-            notes.push_back(counted(lane->outOfOrder, "sample") + " of " + lane->in.getName() +
-                            " left out: not later than the one before");
+            notes.push_back(fmt::format("{} of {} left out: not later than the one before",
+                                        counted(lane->outOfOrder, "sample"), lane->in.getName()));
     }
     return notes;
 }

@@ -1,5 +1,6 @@
 #include "io/FilterSampleHold.h"
 
+#include <Kavelin/Core/Names.h>
 #include <Poco/Exception.h>
 
 #include <algorithm>
@@ -27,13 +28,11 @@ void FilterSampleHold::findClock() {
 void FilterSampleHold::checkRun() {
     findClock();
     if (clock_ != nullptr) return;
-    std::vector<std::string> names;
-    for (const auto& lane : lanes_) names.push_back(lane->in.getName());
     throw Poco::InvalidArgumentException(
         (clockName_.get().empty()
              ? "Clock is to name the pin whose samples send the others"
              : "no connection leads to the pin '" + clockName_.get() + "' that Clock names") +
-        "; its pins are: " + listed(names));
+        "; its pins are: " + listed(Core::namesOf(getInputPins())));
 }
 
 void FilterSampleHold::process() {

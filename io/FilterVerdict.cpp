@@ -8,9 +8,10 @@
 #include <cmath>
 #include <limits>
 
+#include "io/AttitudeSample.h"
+
 namespace Kavelin::RecordingIO {
 
-using OrientationInternal::firstNine;
 using OrientationInternal::firstThree;
 
 namespace {
@@ -43,11 +44,7 @@ std::optional<Quaternion> takeAttitude(Input& pin, double& t) {
     while (pin.readNext()) hasCome = true;
     if (!hasCome) return std::nullopt;
     t = std::max(t, pin.lastTimeStamp());
-    const Matrix& value = pin.value();
-    if (value.size() == 4) return Quaternion(value.data());
-    if (value.size() != 9) return std::nullopt;
-    const OrientationInternal::Matrix3 rotation = firstNine(value);
-    return OrientationInternal::fromEigen(Eigen::Quaterniond(rotation));
+    return attitudeOf(pin.value());
 }
 
 const Core::Filter* ownerOf(const AbstractOutputPin* pin) {

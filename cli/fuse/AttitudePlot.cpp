@@ -1,6 +1,7 @@
 #include "cli/fuse/AttitudePlot.h"
 
 #include <Poco/Exception.h>
+#include <fmt/format.h>
 #include <stdio.h>
 #include <sys/wait.h>
 
@@ -16,18 +17,14 @@
 #include "attitude/rotation/AngleConstants.h"
 #include "attitude/rotation/Euler.h"
 #include "cli/CommandContext.h"
-#include "io/recording/ResultFile.h"
+#include "io/recording/Text.h"
 
 namespace Kavelin::Cli {
 
 using OrientationInternal::kRadiansToDegrees;
+using RecordingIO::exactText;
 
 namespace {
-
-std::string cell(double value) {
-    char text[32];
-    return {text, RecordingIO::writeNumber(text, value)};
-}
 
 /// Quotes a text for gnuplot: within single quotes the only escape is a doubled quote.
 std::string quoted(const std::string& text) {
@@ -130,14 +127,14 @@ void AttitudePlot::draw(double turn) {
 
 std::string AttitudePlot::script(const std::string& target, double turn) const {
     const int panels = hasErrors() ? 3 : 2;
-    const std::string size = "1000," + std::to_string(220 + 200 * panels);
-    std::string text = endsWith(file_, ".svg") ? "set terminal svg size " + size +
-                                                     " dynamic background rgb 'white' font 'sans,12'\n"
-                                               : "set terminal pngcairo size " + size + " font 'sans,10'\n";
-    text += "set output " + quoted(target) + "\n";
-    text +=
-        "set datafile missing 'nan'\nset grid\nset key outside right top\nset lmargin 9\nset rmargin 20\n";
-    text += "set multiplot layout " + std::to_string(panels) + ",1 title " + quoted(title_) + " noenhanced\n";
+    const bool isSvg = endsWith(file_, ".svg");
+    std::string text = fmt::format(
+        "set terminal {} size 1000,{} {}\nset output {}\nset datafile missing 'nan'\nset grid\n"
+        "set key outside right top\nset lmargin 9\nset rmargin 20\nset multiplot layout {},1 title {} "
+        "noenhanced\n",
+        isSvg ? "svg" : "pngcairo", 220 + 200 * panels,
+        isSvg ? "dynamic background rgb 'white' font 'sans,12'" : "font 'sans,10'", quoted(target), panels,
+        quoted(title_));
     const std::string label = "set xlabel '" + timeLabel() + "'\n";
     text += anglePanel() + (panels == 3 ? "" : label) + linePanel();
     if (panels == 3) text += label + errorPanel(turn);
@@ -148,7 +145,7 @@ std::string AttitudePlot::script(const std::string& target, double turn) const {
 double AttitudePlot::start() const { return rows_.empty() ? 0.0 : rows_.front().time; }
 
 std::string AttitudePlot::timeLabel() const {
-    return start() == 0.0 ? "s" : "s since t = " + cell(start()) + " s";
+    return start() == 0.0 ? "s" : "s since t = " + exactText(start()) + " s";
 }
 
 std::string AttitudePlot::anglePanel() const {
@@ -158,8 +155,8 @@ std::string AttitudePlot::anglePanel() const {
         // A turn across 180 degrees is not drawn as a line from top to bottom.
         if (before && (row.angles - before->angles).cwiseAbs().maxCoeff() > OrientationInternal::kPi)
             text += "\n";
-        text += cell(row.time - start());
-        for (const double angle : row.angles) text += " " + cell(angle * kRadiansToDegrees);
+        text += exactText(row.time - start());
+        for (const double angle : row.angles) text += " " + exactText(angle * kRadiansToDegrees);
         text += "\n";
         before = &row;
     }
@@ -173,18 +170,16 @@ std::string AttitudePlot::anglePanel() const {
 std::string AttitudePlot::linePanel() const {
     std::string text = "$lines << EOD\n";
     for (const Row& row : rows_) {
-        text += cell(row.time - start());
-        for (const double value : row.lines) text += " " + cell(value);
+        text += exactText(row.time - start());
+        for (const double value : row.lines) text += " " + exactText(value);
         text += "\n";
     }
-    text += "EOD\nset ylabel 'flags, quality'\nset yrange [-0.2:" + std::to_string(lines_.size()) + ".2]\n";
-    text += "unset ytics\nplot ";
+    text += fmt::format("EOD\nset ylabel 'flags, quality'\nset yrange [-0.2:{}.2]\nunset ytics\nplot ",
+                        lines_.size());
     for (std::size_t i = 0; i < lines_.size(); ++i) {
         // One above the other, each in a band of its own.
-        const std::string column = std::to_string(i + 2);
-        const std::string base = std::to_string(lines_.size() - 1 - i);
-        text += (i ? ", '' " : "$lines ") + ("using 1:($" + column) + "*0.8+" + base +
-                ") with steps lw 1.5 title " + quoted(lines_[i].name) + " noenhanced";
+        text += fmt::format("{} using 1:(${}*0.8+{}) with steps lw 1.5 title {} noenhanced",
+                            i ? ", ''" : "$lines", i + 2, lines_.size() - 1 - i, quoted(lines_[i].name));
     }
     return text + "\nset ytics autofreq\n";
 }
@@ -198,9 +193,10 @@ std::string AttitudePlot::errorPanel(double turn) const {
         }
         const double heading = std::remainder(row.errors->heading - turn, OrientationInternal::kTwoPi);
         const RecordingIO::PairErrors errors{heading, row.errors->inclination};
-        text += cell(row.time - start()) + " " + cell(errors.total() * kRadiansToDegrees) + " " +
-                cell(std::abs(heading) * kRadiansToDegrees) + " " +
-                cell(errors.inclination * kRadiansToDegrees) + "\n";
+        text += fmt::format("{} {} {} {}\n", exactText(row.time - start()),
+                            exactText(errors.total() * kRadiansToDegrees),
+                            exactText(std::abs(heading) * kRadiansToDegrees),
+                            exactText(errors.inclination * kRadiansToDegrees));
     }
     return text +
            "EOD\nset ylabel 'error, degrees'\nset yrange [0:*]\n"

@@ -106,11 +106,10 @@ bool Estimator::uses(std::string_view recordingPin) const {
 }
 
 std::string Estimator::pinsTakenTogether() const {
-    std::string pins;
-    for (const Feed& feed : feeds) {
-        if (feed.from != "3m" || pairsInputs()) pins += (pins.empty() ? "" : ", ") + feed.from;
-    }
-    return pins;
+    std::vector<std::string> pins;
+    for (const Feed& feed : feeds)
+        if (feed.from != "3m" || pairsInputs()) pins.push_back(feed.from);
+    return RecordingIO::listed(pins);
 }
 
 Estimator describeEstimator(Core::Filter& filter) {

@@ -1,6 +1,7 @@
 #include "cli/fuse/FuseLayout.h"
 
 #include <Kavelin/Core/FlowManager.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -33,16 +34,7 @@ bool exists(const char* type) {
     return Core::FlowManager::instance().getPluginManager().findPluginOf(type) != nullptr;
 }
 
-const char* alignmentLabel(Alignment alignment) {
-    switch (alignment) {
-        case Alignment::kNone:
-            return "none";
-        case Alignment::kHeading:
-            return "heading";
-        default:
-            return "start";
-    }
-}
+const char* const kAlignmentLabels[] = {"none", "heading", "start"};
 
 }  // namespace
 
@@ -205,7 +197,7 @@ void FuseLayout::addStaticMode(const Schema& schema) {
 
 void FuseLayout::addErrors(const Schema& schema, Alignment alignment) {
     FilterEntry& errors = add("errors", RecordingIO::FilterAttitudeErrors::kTypeName);
-    set(errors, "Alignment", alignmentLabel(alignment));
+    set(errors, "Alignment", kAlignmentLabels[static_cast<int>(alignment)]);
     set(errors, "Reference File", options_.reference, "--reference");
     set(errors, "Movement File", options_.movement, "--movement");
     if (options_.reference.empty() && schema.find("quat"))
@@ -245,9 +237,7 @@ void FuseLayout::addResult() {
 
 std::string FuseLayout::header() const {
     const auto entry = [](const std::string& pin, const std::vector<std::string>& names) {
-        std::string text;
-        for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
-        return pin + " = " + text;
+        return fmt::format("{} = {}", pin, fmt::join(names, ", "));
     };
     std::string text = "attitude = qw, qx, qy, qz";
     if (options_.form == AttitudeForm::kMatrix)

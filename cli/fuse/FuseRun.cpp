@@ -2,6 +2,7 @@
 
 #include <Kavelin/Core/ConnectionOptions.h>
 #include <Poco/Exception.h>
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,7 +12,6 @@
 #include "cli/WholeFile.h"
 #include "cli/fuse/FuseSummary.h"
 #include "cli/fuse/SummaryJson.h"
-#include "cli/layout/LayoutWriter.h"
 #include "io/AttitudeFrame.h"
 #include "io/RunParticipant.h"
 #include "io/recording/ResultFile.h"
@@ -87,9 +87,9 @@ void FuseRun::requireSensors() const {
     for (const Estimator::Feed& feed : estimator_.feeds) {
         const RecordingIO::Channel* channel = schema.find(feed.from);
         if (channel && (channel->rows != 1 || channel->cols != 3)) {
-            throw UsageError("\"" + feed.from + "\" is " + std::to_string(channel->rows) + "x" +
-                             std::to_string(channel->cols) + " in " + options_.recording +
-                             "; a sensor has three columns, x, y and z, in one row");
+            throw UsageError(
+                fmt::format("\"{}\" is {}x{} in {}; a sensor has three columns, x, y and z, in one row",
+                            feed.from, channel->rows, channel->cols, options_.recording));
         }
         if (feed.isOptional || channel) continue;
         std::string what = options_.type + " needs \"" + feed.from + "\", which " + options_.recording +
@@ -153,7 +153,7 @@ void FuseRun::watchResult() {
 }
 
 void FuseRun::run() {
-    if (!options_.saveLayout.empty()) saveLayout();
+    if (!options_.saveLayout.empty()) builder_.save(options_.saveLayout);
     // Rows and the bar on one terminal would run into each other.
     const bool rowsAreSeen = options_.output == "-" && ::isatty(STDOUT_FILENO) == 1;
     context_.out.flush();
@@ -170,11 +170,6 @@ void FuseRun::run() {
     if (plot_) plot_->draw(errors() ? errors()->turn() : 0.0);
 }
 
-void FuseRun::saveLayout() const {
-    const std::filesystem::path folder = std::filesystem::absolute(options_.saveLayout).parent_path();
-    writeWholeFile(options_.saveLayout, writeLayout(builder_.capture(folder)));
-}
-
 std::uint64_t FuseRun::silentRows() const {
     const std::uint64_t spoken = rowsBefore_ + watch_->attitudes();
     const std::uint64_t complete = statistics().completeRows();
@@ -188,8 +183,7 @@ void FuseRun::tellWhatIsWrong() {
     const std::uint64_t rows = statistics().rows() + faults;
     const std::uint64_t unused = faults + silentRows();
     if (2 * unused > rows) {
-        errors.push_back("most rows could not be used: " + std::to_string(unused) + " of " +
-                         std::to_string(rows));
+        errors.push_back(fmt::format("most rows could not be used: {} of {}", unused, rows));
     }
     for (std::string& error : errors) error.insert(0, options_.recording + ": ");
     if (builder_.find("errors")) {

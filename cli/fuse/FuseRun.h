@@ -36,7 +36,6 @@ private:
     void build();
     void check();
     void watchResult();
-    void saveLayout() const;
     template <class Interface>
     Interface& part(const char* name) const;
     void requireNoMistake();

@@ -1,59 +1,48 @@
 #include "cli/fuse/FuseSummary.h"
 
+#include <fmt/format.h>
+
 #include <cmath>
-#include <cstdio>
 
 #include "attitude/rotation/AngleConstants.h"
-#include "io/recording/ResultFile.h"
 #include "io/recording/Text.h"
 
 namespace Kavelin::Cli {
 
 using OrientationInternal::kRadiansToDegrees;
+using RecordingIO::counted;
 using RecordingIO::Fault;
 
 namespace {
 
-std::string number(double value, int digits = 4) {
-    char text[40];
-    std::snprintf(text, sizeof text, "%.*g", digits, value);
-    return text;
-}
-
-std::string percent(double share) { return number(100.0 * share, 3) + " %"; }
+std::string percent(double share) { return fmt::format("{:.3g} %", 100.0 * share); }
 
 std::string rowsLine(const FuseSummary& summary) {
     const RecordingIO::RecordingStatistics& statistics = summary.statistics;
-    std::string text = summary.recording + ": " + RecordingIO::counted(statistics.rows(), "row") + " in " +
-                       number(statistics.seconds()) + " s";
-    std::string rates;
-    for (const auto& channel : statistics.channels()) {
-        rates += (rates.empty() ? "" : ", ") + channel.pin + " " + number(channel.rate()) + " Hz";
-    }
-    return text + " (" + rates + ")\n";
+    std::vector<std::string> rates;
+    for (const auto& channel : statistics.channels())
+        rates.push_back(fmt::format("{} {:.4g} Hz", channel.pin, channel.rate()));
+    return fmt::format("{}: {} in {:.4g} s ({})\n", summary.recording, counted(statistics.rows(), "row"),
+                       statistics.seconds(), fmt::join(rates, ", "));
 }
 
 std::string lossLine(const FuseSummary& summary) {
-    std::string text = "rows left out " + std::to_string(summary.faults.total());
-    std::string kinds;
+    std::vector<std::string> kinds;
     for (std::size_t i = 0; i < RecordingIO::kFaultCount; ++i) {
         const auto fault = static_cast<Fault>(i);
-        if (summary.faults.of(fault) == 0) continue;
-        kinds += (kinds.empty() ? "" : ", ") + std::string(faultName(fault)) + " " +
-                 std::to_string(summary.faults.of(fault));
+        if (const auto count = summary.faults.of(fault); count > 0)
+            kinds.push_back(fmt::format("{} {}", faultName(fault), count));
     }
-    if (!kinds.empty()) text += " (" + kinds + ")";
-    return text + "; gaps " + std::to_string(summary.statistics.steps().gaps()) + "; samples dropped " +
-           std::to_string(summary.dropped) + "\n";
+    return fmt::format("rows left out {}{}; gaps {}; samples dropped {}\n", summary.faults.total(),
+                       kinds.empty() ? "" : fmt::format(" ({})", fmt::join(kinds, ", ")),
+                       summary.statistics.steps().gaps(), summary.dropped);
 }
 
 std::string flagLine(const FuseSummary& summary) {
-    std::string text;
-    for (const FlagShare& flag : flagShares(summary)) {
-        text += (text.empty() ? "" : "; ") + flag.name + (flag.isQuality ? " bad in " : " raised in ") +
-                percent(flag.share);
-    }
-    return text.empty() ? text : text + " of the rows\n";
+    std::vector<std::string> flags;
+    for (const FlagShare& flag : flagShares(summary))
+        flags.push_back(flag.name + (flag.isQuality ? " bad in " : " raised in ") + percent(flag.share));
+    return flags.empty() ? "" : fmt::format("{} of the rows\n", fmt::join(flags, "; "));
 }
 
 /// The static score compares with the first samples; it does not detect rest,
@@ -67,7 +56,7 @@ std::string staticLine(const FuseSummary& summary) {
 
 std::string biasLine(const ResultWatch& watch) {
     if (!watch.bias()) return {};
-    return "gyroscope bias found " + number(watch.bias()->norm() * kRadiansToDegrees, 3) + " degrees/s\n";
+    return fmt::format("gyroscope bias found {:.3g} degrees/s\n", watch.bias()->norm() * kRadiansToDegrees);
 }
 
 std::string errorLine(const FuseSummary& summary) {
@@ -76,36 +65,25 @@ std::string errorLine(const FuseSummary& summary) {
         return "not compared with the reference: the attitude is in a frame of its own (--align chooses "
                "one)\n";
     }
-    const RecordingIO::ErrorFigures figures = summary.errors->figures();
-    if (figures.count == 0) {
-        return "no row has both an attitude and a reference" +
-               std::string(summary.hasOwnReference
-                               ? "; --reference " + summary.recording + " takes it between its rows as well\n"
-                               : "\n");
-    }
-    std::string text = "error against the reference: total " + number(figures.total) + ", heading " +
-                       number(figures.heading) + ", tilt " + number(figures.inclination) +
-                       " degrees, RMS over " + RecordingIO::counted(figures.count, "row");
-    const std::string_view aligned = alignmentName(summary.errors->alignment());
-    if (!aligned.empty()) text += ", " + std::string(aligned);
-    return text + "\n";
+    if (summary.errors->figures().count > 0) return summary.errors->figuresText() + "\n";
+    return "no row has both an attitude and a reference" +
+           (summary.hasOwnReference
+                ? "; --reference " + summary.recording + " takes it between its rows as well\n"
+                : "\n");
 }
 
 std::string verdictLines(const FuseSummary& summary) {
     if (!summary.judged) return {};
-    return "tilt: " + summary.judged->verdicts.tilt.text() +
-           "\nheading: " + summary.judged->verdicts.heading.text() + "\n";
+    const RecordingIO::Verdicts& verdicts = summary.judged->verdicts;
+    return fmt::format("tilt: {}\nheading: {}\n", verdicts.tilt.text(), verdicts.heading.text());
 }
 
 std::string warningLines(const FuseSummary& summary) {
     std::string text;
-    for (const std::string& warning : warningsOf(summary)) {
-        text += "warning: " + warning + "\n";
-    }
+    for (const std::string& warning : warningsOf(summary)) text += "warning: " + warning + "\n";
     if (summary.silentRows > 0 && summary.watch.attitudes() > 0) {
-        text += "warning: " + RecordingIO::counted(summary.silentRows, "row") + " of " +
-                std::to_string(summary.statistics.rows()) + " gave no attitude: " + summary.type +
-                " takes their values for no measurement\n";
+        text += fmt::format("warning: {} of {} gave no attitude: {} takes their values for no measurement\n",
+                            counted(summary.silentRows, "row"), summary.statistics.rows(), summary.type);
     }
     return text;
 }
@@ -114,10 +92,11 @@ std::string warningLines(const FuseSummary& summary) {
 std::string warningOfDip(const RecordingIO::Judged& judged) {
     const double dip = judged.evidence.fieldInEarth.dip * kRadiansToDegrees;
     if (!(judged.evidence.fieldInEarth.seconds > 3.0 && dip < -10.0)) return {};
-    return "the field points upwards, " + number(std::round(-dip), 3) +
-           " degrees above the horizon, as it does in the southern hemisphere; elsewhere the accelerometer "
-           "or "
-           "the magnetometer has the wrong sign, and the result is upside down or turned by 180 degrees";
+    return fmt::format(
+        "the field points upwards, {:.3g} degrees above the horizon, as it does in the southern "
+        "hemisphere; elsewhere the accelerometer or the magnetometer has the wrong sign, and the result is "
+        "upside down or turned by 180 degrees",
+        std::round(-dip));
 }
 
 }  // namespace
@@ -144,17 +123,11 @@ std::vector<std::string> warningsOf(const FuseSummary& summary) {
     return warnings;
 }
 
-std::string timeText(double time) {
-    char text[32];
-    return {text, RecordingIO::writeNumber(text, time)};
-}
-
 std::string summaryText(const FuseSummary& summary) {
     const std::string settings = summary.settings.empty() ? "" : "settings: " + summary.settings + "\n";
-    return rowsLine(summary) + summary.type + ": " +
-           RecordingIO::counted(summary.watch.attitudes(), "attitude") + "\n" + settings + lossLine(summary) +
-           flagLine(summary) + staticLine(summary) + biasLine(summary.watch) + errorLine(summary) +
-           warningLines(summary) + verdictLines(summary);
+    return rowsLine(summary) + summary.type + ": " + counted(summary.watch.attitudes(), "attitude") + "\n" +
+           settings + lossLine(summary) + flagLine(summary) + staticLine(summary) + biasLine(summary.watch) +
+           errorLine(summary) + warningLines(summary) + verdictLines(summary);
 }
 
 }  // namespace Kavelin::Cli

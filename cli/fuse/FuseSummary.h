@@ -46,7 +46,4 @@ std::vector<FlagShare> flagShares(const FuseSummary& summary);
 /// What in the recording needs a person's attention, one sentence each.
 std::vector<std::string> warningsOf(const FuseSummary& summary);
 
-/// A time stamp with all its digits.
-std::string timeText(double time);
-
 }  // namespace Kavelin::Cli

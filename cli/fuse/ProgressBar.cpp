@@ -1,9 +1,9 @@
 #include "cli/fuse/ProgressBar.h"
 
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <ostream>
 
 namespace Kavelin::Cli {
@@ -20,15 +20,11 @@ void ProgressBar::show(std::uint64_t rows, double share) {
     if (elapsed < 1.0 || now - last_ < std::chrono::milliseconds(200)) return;
     last_ = now;
     shown_ = true;
-    char text[120];
-    int length = std::snprintf(text, sizeof text, "\r%llu rows, %.0f rows/s",
-                               static_cast<unsigned long long>(rows), static_cast<double>(rows) / elapsed);
+    err_ << fmt::format("\r{} rows, {:.0f} rows/s", rows, static_cast<double>(rows) / elapsed);
     if (share > 0.0) {
         share = std::min(1.0, share);
-        length += std::snprintf(text + length, sizeof text - static_cast<std::size_t>(length),
-                                ", %.0f %%, %.0f s left", 100.0 * share, elapsed * (1.0 - share) / share);
+        err_ << fmt::format(", {:.0f} %, {:.0f} s left", 100.0 * share, elapsed * (1.0 - share) / share);
     }
-    err_.write(text, length);
     err_ << "\x1b[K" << std::flush;
 }
 

@@ -172,21 +172,9 @@ bool parseJson(std::string_view text, JsonNode& root, Mistakes& mistakes) {
 }
 
 const char* describe(JsonNode::Kind kind) {
-    switch (kind) {
-        case JsonNode::Kind::null:
-            return "null";
-        case JsonNode::Kind::boolean:
-            return "a boolean";
-        case JsonNode::Kind::number:
-            return "a number";
-        case JsonNode::Kind::text:
-            return "a text";
-        case JsonNode::Kind::array:
-            return "an array";
-        case JsonNode::Kind::object:
-            return "an object";
-    }
-    return "nothing";
+    static constexpr const char* kNames[] = {"null",   "a boolean", "a number",
+                                             "a text", "an array",  "an object"};
+    return kNames[static_cast<std::size_t>(kind)];
 }
 
 }  // namespace Kavelin::Cli

@@ -3,6 +3,7 @@
 #include <Kavelin/Core/AbstractInputPin.h>
 #include <Kavelin/Core/AbstractOutputPin.h>
 #include <Kavelin/Core/CommandProperty.h>
+#include <Kavelin/Core/Names.h>
 #include <Kavelin/Core/PropertyBag.h>
 #include <Kavelin/Core/Source.h>
 #include <Poco/Exception.h>
@@ -12,6 +13,8 @@
 
 #include "cli/CommandContext.h"
 #include "cli/SettingsFile.h"
+#include "cli/WholeFile.h"
+#include "cli/layout/LayoutWriter.h"
 #include "cli/layout/NearestNames.h"
 #include "cli/layout/PropertyAccess.h"
 #include "io/RunParticipant.h"
@@ -20,19 +23,7 @@ namespace Kavelin::Cli {
 
 namespace {
 
-template <class Pins>
-std::vector<std::string> namesOf(const Pins& pins) {
-    std::vector<std::string> names;
-    for (const auto* pin : pins) names.push_back(pin->getName());
-    return names;
-}
-
-std::vector<std::string> propertyNames(const Core::Filter& filter, bool commands) {
-    std::vector<std::string> names;
-    for (const Core::AbstractProperty* property : filter.getPropertyBag().getProperties())
-        if (commands == (property->describe().kind == "command")) names.push_back(property->getName());
-    return names;
-}
+using Core::namesOf;
 
 /// Relative paths in the file start from its folder, those on the command line from the current one.
 std::filesystem::path folderFor(const PropertyValue& value, const LayoutFile& file) {
@@ -115,20 +106,13 @@ void LayoutBuilder::setVariables() {
 }
 
 void LayoutBuilder::createFilters(const LayoutEntry& entry) {
-    Core::LayoutManager* layout = layoutCalled(entry.name.text);
+    Core::LayoutManager* layout = Core::findNamed(flow_.getLayouts(), entry.name.text);
     if (layout == nullptr) {
         layout = &flow_.createLayout(entry.name.text);
         layouts_.push_back(entry.name.text);
     }
     for (const FilterEntry& filter : entry.filters)
         if (!filter.type.text.empty() && !filters_.contains(filter.name.text)) createFilter(filter, *layout);
-}
-
-Core::LayoutManager* LayoutBuilder::layoutCalled(const std::string& name) {
-    const auto known = flow_.getLayouts();
-    const auto found = std::find_if(known.begin(), known.end(),
-                                    [&](const auto* layout) { return layout->getName() == name; });
-    return found == known.end() ? nullptr : *found;
 }
 
 void LayoutBuilder::createFilter(const FilterEntry& entry, Core::LayoutManager& layout) {
@@ -408,6 +392,10 @@ LayoutFile LayoutBuilder::capture(const std::filesystem::path& folder) const {
         }
     }
     return result;
+}
+
+void LayoutBuilder::save(const std::string& path) const {
+    writeWholeFile(path, writeLayout(capture(std::filesystem::absolute(path).parent_path())));
 }
 
 void LayoutBuilder::placeVariables(FilterEntry& entry, const std::filesystem::path& folder,

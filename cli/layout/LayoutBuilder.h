@@ -67,6 +67,9 @@ public:
     /// @param folder file names below it are written relative to it.
     LayoutFile capture(const std::filesystem::path& folder) const;
 
+    /// Writes that to a file, whole or not at all.
+    void save(const std::string& path) const;
+
 private:
     /// A relative variable at the front of a file name starts from the file's folder. In a layout saved
     /// elsewhere the variable itself names that folder.
@@ -75,7 +78,6 @@ private:
     void setVariables();
     void make();
     void destroy();
-    Core::LayoutManager* layoutCalled(const std::string& name);
     /// Gives the settings that name no filter to the filters that have such a property.
     void placeSettings();
     void createFilters(const LayoutEntry& layout);

@@ -1,6 +1,7 @@
 #include "cli/layout/LayoutRun.h"
 
 #include <Kavelin/Core/AbstractInputPin.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <limits>
@@ -19,17 +20,30 @@ namespace Kavelin::Cli {
 namespace {
 
 using RecordingIO::counted;
+using RecordingIO::RunParticipant;
 
 constexpr std::uint64_t kRowsBetweenLooks = 256;  // at the clock
 
-std::string targetText(const ActionEntry& action) {
-    return action.target.filter + ":" + action.target.element;
+std::string at(double t) { return "at " + numberText(t) + " s"; }
+
+std::string actionText(const ActionEntry& action) {
+    return fmt::format("action {} on {}:{}", at(action.at), action.target.filter, action.target.element);
 }
 
-std::string at(double t) { return "at " + numberText(t) + " s"; }
+std::string fullName(const Core::Filter& filter) {
+    return filter.getManager()->getName() + "/" + filter.getName();
+}
 
 std::string errorText(const Core::ProcessError& error) {
     return error.message.empty() ? error.type : error.message;
+}
+
+/// Calls `act` with each filter that is a `Kind`, as a filter and as that.
+template <class Kind, class Act>
+void each(const Core::FlowManager& flow, Act act) {
+    for (const Core::LayoutManager* layout : flow.getLayouts())
+        for (Core::Filter* filter : layout->getFilters())
+            if (auto* kind = dynamic_cast<Kind*>(filter)) act(*filter, *kind);
 }
 
 }  // namespace
@@ -87,11 +101,7 @@ void LayoutRun::prepareLanes() {
 
 /// A source that waits for a live stream cannot check whether it should stop.
 void LayoutRun::interruptSources() {
-    for (Core::LayoutManager* layout : flow_.getLayouts()) {
-        for (Core::Filter* filter : layout->getFilters()) {
-            if (auto* source = dynamic_cast<Core::Source*>(filter)) source->interrupt();
-        }
-    }
+    each<Core::Source>(flow_, [](const Core::Filter&, Core::Source& source) { source.interrupt(); });
 }
 
 void LayoutRun::hook(Lane& lane) {
@@ -166,8 +176,17 @@ void LayoutRun::perform(const ActionEntry& action) {
         builder_.perform(action);
     } catch (const std::exception& error) {
         const std::string message = Core::exceptionMessage(error);
-        fail("action " + at(action.at) + " on " + targetText(action) + ": " +
-             (message.empty() ? Core::exceptionType(error) : message));
+        fail(actionText(action) + ": " + (message.empty() ? Core::exceptionType(error) : message));
+    }
+}
+
+/// Takes a step of a filter; what that raises is a failure of the run.
+template <class Step>
+void LayoutRun::attempt(const Core::Filter& filter, Step step) {
+    try {
+        step();
+    } catch (const std::exception& error) {
+        fail(fullName(filter) + ": " + Core::exceptionMessage(error));
     }
 }
 
@@ -191,13 +210,9 @@ void LayoutRun::say(const std::string& text) {
 void LayoutRun::finishStreams() {
     for (const Lane& lane : lanes_) {
         for (Core::Filter* filter : lane.layout->getCallOrder()) {
-            auto* participant = dynamic_cast<RecordingIO::RunParticipant*>(filter);
+            auto* participant = dynamic_cast<RunParticipant*>(filter);
             if (participant == nullptr) continue;
-            try {
-                participant->finishStream();
-            } catch (const std::exception& error) {
-                fail(lane.layout->getName() + "/" + filter->getName() + ": " + Core::exceptionMessage(error));
-            }
+            attempt(*filter, [&] { participant->finishStream(); });
             while (std::any_of(lanes_.begin(), lanes_.end(),
                                [](const Lane& one) { return one.layout->runPending(); })) {
             }
@@ -206,17 +221,9 @@ void LayoutRun::finishStreams() {
 }
 
 void LayoutRun::complete() {
-    for (const Lane& lane : lanes_) {
-        for (Core::Filter* filter : lane.layout->getFilters()) {
-            auto* open = dynamic_cast<RecordingIO::RunParticipant*>(filter);
-            if (open == nullptr) continue;
-            try {
-                open->completeRun();
-            } catch (const std::exception& error) {
-                fail(lane.layout->getName() + "/" + filter->getName() + ": " + Core::exceptionMessage(error));
-            }
-        }
-    }
+    each<RunParticipant>(flow_, [this](const Core::Filter& filter, RunParticipant& open) {
+        attempt(filter, [&] { open.completeRun(); });
+    });
 }
 
 void LayoutRun::reportErrors() {
@@ -240,22 +247,18 @@ void LayoutRun::reportSummary() {
     if (rounds == 0)
         say("nothing to do: no source had a row");
     else
-        say(counted(rounds, "row") + ", stream time " + numberText(first) + " s to " + numberText(last) +
-            " s");
+        say(fmt::format("{}, stream time {} s to {} s", counted(rounds, "row"), numberText(first),
+                        numberText(last)));
 }
 
 /// What in the data makes the results wrong.
 void LayoutRun::reportDataErrors() {
-    for (const Lane& lane : lanes_) {
-        for (const Core::Filter* filter : lane.layout->getFilters()) {
-            const auto* source = dynamic_cast<const RecordingIO::RunParticipant*>(filter);
-            if (source == nullptr) continue;
-            for (const std::string& error : source->runErrors()) {
-                ++failures_;
-                say(filter->getName() + ": " + error);
-            }
+    each<RunParticipant>(flow_, [this](const Core::Filter& filter, const RunParticipant& source) {
+        for (const std::string& error : source.runErrors()) {
+            ++failures_;
+            say(filter.getName() + ": " + error);
         }
-    }
+    });
 }
 
 void LayoutRun::reportRepeats() {
@@ -265,8 +268,8 @@ void LayoutRun::reportRepeats() {
         for (const Core::ProcessError& error : log.getErrors()) {
             listed += error.count;
             if (error.count > 1)
-                say(error.layout + "/" + error.filter + ", " + counted(error.count, "time") +
-                    " in all: " + errorText(error));
+                say(fmt::format("{}/{}, {} in all: {}", error.layout, error.filter,
+                                counted(error.count, "time"), errorText(error)));
         }
         if (listed < log.getCount())
             say(lane.layout->getName() + ": " + counted(log.getCount() - listed, "further error") +
@@ -276,67 +279,54 @@ void LayoutRun::reportRepeats() {
 
 /// Samples that do not belong together give a result that is wrong but looks right.
 void LayoutRun::reportPairing() {
-    for (const Lane& lane : lanes_) {
-        for (const Core::Filter* filter : lane.layout->getFilters()) {
-            const Core::PairingReport pairing = filter->getPairing();
-            if (pairing.unlike > 0)
-                fail(lane.layout->getName() + "/" + differenceText(filter->getName(), pairing));
-            else if (!options_.quiet && pairing.largestDifference > 0.0)
-                say(lane.layout->getName() + "/" + differenceText(filter->getName(), pairing));
-            if (isMostlyUnpaired(*filter, pairing))
-                fail(lane.layout->getName() + "/" + unpairedText(filter->getName(), pairing, true));
-            else if (!options_.quiet && !pairing.unpaired.empty())
-                say(lane.layout->getName() + "/" + unpairedText(filter->getName(), pairing));
-        }
-    }
+    each<Core::Filter>(flow_, [this](const Core::Filter& filter, const Core::Filter&) {
+        const Core::PairingReport pairing = filter.getPairing();
+        if (pairing.unlike > 0)
+            fail(differenceText(fullName(filter), pairing));
+        else if (!options_.quiet && pairing.largestDifference > 0.0)
+            say(differenceText(fullName(filter), pairing));
+        if (isMostlyUnpaired(filter, pairing))
+            fail(unpairedText(fullName(filter), pairing, true));
+        else if (!options_.quiet && !pairing.unpaired.empty())
+            say(unpairedText(fullName(filter), pairing));
+    });
 }
 
 /// Samples that a filter took and could not use because of their shape: usually the connection is wrong.
 void LayoutRun::reportMisfits() {
-    for (const Lane& lane : lanes_) {
-        for (const Core::Filter* filter : lane.layout->getFilters()) {
-            for (const Core::AbstractInputPin* pin : filter->getInputPins()) {
-                const std::uint64_t misfits = pin->getMisfits();
-                if (misfits == 0) continue;
-                const std::string text = misfitText(*pin);
-                if (2 * misfits > pin->getConsumed())
-                    fail(text);
-                else if (!options_.quiet)
-                    say(text);
-            }
+    each<Core::Filter>(flow_, [this](const Core::Filter& filter, const Core::Filter&) {
+        for (const Core::AbstractInputPin* pin : filter.getInputPins()) {
+            const std::uint64_t misfits = pin->getMisfits();
+            if (2 * misfits > pin->getConsumed())
+                fail(misfitText(*pin));
+            else if (misfits > 0 && !options_.quiet)
+                say(misfitText(*pin));
         }
-    }
+    });
 }
 
 /// Actions whose time is outside that of the rows. One at 0 or before is meant for the start.
 void LayoutRun::reportActions(double first, double last) {
-    const std::string rows = "the rows are from " + numberText(first) + " s to " + numberText(last) + " s";
-    for (const ActionEntry& action : file_.actions) {
-        if (action.at <= 0.0 || action.at >= first) continue;
-        say("action " + at(action.at) + " on " + targetText(action) +
-            " was done before the first row: " + rows);
-    }
+    const std::string rows =
+        fmt::format(": the rows are from {} s to {} s", numberText(first), numberText(last));
+    for (const ActionEntry& action : file_.actions)
+        if (action.at > 0.0 && action.at < first)
+            say(actionText(action) + " was done before the first row" + rows);
     for (const ActionSchedule& schedule : schedules_)
-        for (const ActionEntry* action : schedule.left())
-            say("action " + at(action->at) + " on " + targetText(*action) + " was not done: " + rows);
+        for (const ActionEntry* action : schedule.left()) say(actionText(*action) + " was not done" + rows);
 }
 
 void LayoutRun::reportNotesAndDrops() {
-    for (const Lane& lane : lanes_) {
-        for (const Core::Filter* filter : lane.layout->getFilters()) {
-            if (const std::string file = settingsInUse(*filter); !file.empty())
-                say(filter->getName() + ": settings: " + file);
-            if (const auto* source = dynamic_cast<const RecordingIO::RunParticipant*>(filter))
-                for (const std::string& note : source->runNotes()) say(filter->getName() + ": " + note);
-            for (const Core::AbstractInputPin* pin : filter->getInputPins()) {
-                const Core::PinCounts counts = pin->getCounts();
-                if (counts.dropped == 0) continue;
-                say(pin->fullName() + " dropped " + std::to_string(counts.dropped) + " of " +
-                    counted(counts.put, "sample") + " (buffer of " + std::to_string(pin->getBufferSize()) +
-                    ")");
-            }
-        }
-    }
+    each<Core::Filter>(flow_, [this](const Core::Filter& filter, const Core::Filter&) {
+        if (const std::string file = settingsInUse(filter); !file.empty())
+            say(filter.getName() + ": settings: " + file);
+        if (const auto* source = dynamic_cast<const RunParticipant*>(&filter))
+            for (const std::string& note : source->runNotes()) say(filter.getName() + ": " + note);
+        for (const Core::AbstractInputPin* pin : filter.getInputPins())
+            if (const Core::PinCounts counts = pin->getCounts(); counts.dropped > 0)
+                say(fmt::format("{} dropped {} of {} (buffer of {})", pin->fullName(), counts.dropped,
+                                counted(counts.put, "sample"), pin->getBufferSize()));
+    });
 }
 
 }  // namespace Kavelin::Cli

@@ -60,6 +60,8 @@ private:
     void perform(const ActionEntry& action);
     void finishStreams();
     void complete();
+    template <class Step>
+    void attempt(const Core::Filter& filter, Step step);
     void fail(const std::string& text);
     void say(const std::string& text);
     void reportSummary();

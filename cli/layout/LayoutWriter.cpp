@@ -44,25 +44,6 @@ std::string quote(const std::string& text) {
 std::string member(const std::string& key, const std::string& value) { return quote(key) + ": " + value; }
 std::string textMember(const std::string& key, const std::string& value) { return member(key, quote(value)); }
 
-std::string valueText(const PropertyValue& value) {
-    std::string text;
-    switch (value.kind) {
-        case PropertyValue::Kind::text:
-            appendText(text, value.text);
-            break;
-        case PropertyValue::Kind::number:
-            appendNumber(text, value.number);
-            break;
-        case PropertyValue::Kind::boolean:
-            text = value.boolean ? "true" : "false";
-            break;
-        case PropertyValue::Kind::matrix:
-            appendMatrix(text, value.matrix);
-            break;
-    }
-    return text;
-}
-
 std::string texts(const std::vector<PlacedText>& entries) {
     std::vector<std::string> parts;
     for (const PlacedText& entry : entries) parts.push_back(quote(entry.text));
@@ -74,7 +55,7 @@ std::string filterText(const FilterEntry& filter) {
                                    textMember("type", filter.type.text)};
     std::vector<std::string> properties;
     for (const PropertyEntry& property : filter.properties)
-        properties.push_back(member(property.name.text, valueText(property.value)));
+        properties.push_back(member(property.name.text, jsonForm(property.value)));
     if (!properties.empty()) parts.push_back(member("properties", enclose('{', properties, '}')));
     if (!filter.commands.empty()) parts.push_back(member("commands", texts(filter.commands)));
     return enclose('{', parts, '}');
@@ -105,7 +86,7 @@ std::string actionText(const ActionEntry& action) {
     appendNumber(at, action.at);
     std::vector<std::string> parts{member("at", at),
                                    textMember(set ? "set" : "command", targetText(action.target))};
-    if (action.value) parts.push_back(member("value", valueText(*action.value)));
+    if (action.value) parts.push_back(member("value", jsonForm(*action.value)));
     return enclose('{', parts, '}');
 }
 

@@ -1,5 +1,7 @@
 #include "cli/layout/Mistake.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <limits>
 #include <utility>
@@ -12,8 +14,7 @@ std::string toText(const Mistake& mistake, const std::string& fileName) {
     const Place& place = mistake.place;
     if (!place.option.empty()) return place.option + ": " + mistake.text;
     if (place.line == 0) return fileName + ": " + mistake.text;
-    return fileName + ":" + std::to_string(place.line) + ":" + std::to_string(place.column) + ": " +
-           mistake.text;
+    return fmt::format("{}:{}:{}: {}", fileName, place.line, place.column, mistake.text);
 }
 
 std::string countText(const Mistakes& mistakes) { return RecordingIO::counted(mistakes.size(), "mistake"); }

@@ -6,10 +6,6 @@
 
 namespace Kavelin::Cli {
 
-/// Fewest single-character insertions, deletions, replacements and swaps of neighbours that turn `a` into `b`
-/// (each character touched once), upper and lower case alike.
-std::size_t editDistance(std::string_view a, std::string_view b);
-
 /// The candidate that `name` was most likely meant to be: at most a third of its characters away.
 /// @return empty when none is that near.
 std::string nearestName(std::string_view name, const std::vector<std::string>& candidates);

@@ -1,5 +1,7 @@
 #include "cli/layout/ObjectReader.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <limits>
 
@@ -9,6 +11,8 @@
 namespace Kavelin::Cli {
 
 namespace {
+
+using Kind = JsonNode::Kind;
 
 const LayoutKey* findKey(std::string_view object, std::string_view key) {
     const auto found = std::find_if(kLayoutKeys.begin(), kLayoutKeys.end(), [&](const LayoutKey& row) {
@@ -24,46 +28,48 @@ std::vector<std::string> keysOf(std::string_view object) {
     return keys;
 }
 
-const char* expected(LayoutValue value) {
-    switch (value) {
-        case LayoutValue::text:
-            return "a text";
-        case LayoutValue::name:
-            return "a text that is not empty";
-        case LayoutValue::number:
-            return "a number";
-        case LayoutValue::bufferSize:
-            return "a whole number from 0 to 4294967295";
-        case LayoutValue::order:
-            return "\"fifo\" or \"lifo\"";
-        case LayoutValue::boolean:
-            return "true or false";
-        case LayoutValue::texts:
-            return "an array of texts";
-        case LayoutValue::textsByName:
-            return "an object of texts by name";
-        case LayoutValue::objects:
-            return "an array of objects";
-        case LayoutValue::valuesByName:
-            return "an object of values by name";
-        case LayoutValue::value:
-            return "a text, a number, a boolean or a matrix";
-    }
-    return "";
+bool isBufferSize(const JsonNode& node) {
+    return node.kind == Kind::number && isWhole(node.number) && node.number >= 0.0 &&
+           node.number <= std::numeric_limits<unsigned>::max();
 }
+
+template <Kind kind>
+bool is(const JsonNode& node) {
+    return node.kind == kind;
+}
+
+struct Form {
+    const char* expected;
+    bool (*isMet)(const JsonNode&);
+};
+/// In the order of LayoutValue.
+constexpr Form kForms[] = {
+    {"a text", is<Kind::text>},
+    {"a text that is not empty", [](const JsonNode& n) { return is<Kind::text>(n) && !n.text.empty(); }},
+    {"a number", is<Kind::number>},
+    {"a whole number from 0 to 4294967295", isBufferSize},
+    {"\"fifo\" or \"lifo\"",
+     [](const JsonNode& n) { return is<Kind::text>(n) && (n.text == "fifo" || n.text == "lifo"); }},
+    {"true or false", is<Kind::boolean>},
+    {"an array of texts", is<Kind::array>},
+    {"an object of texts by name", is<Kind::object>},
+    {"an array of objects", is<Kind::array>},
+    {"an object of values by name", is<Kind::object>},
+    {"a text, a number, a boolean or a matrix",
+     [](const JsonNode& n) { return !is<Kind::null>(n) && !is<Kind::object>(n); }},
+};
+static_assert(std::size(kForms) == static_cast<std::size_t>(LayoutValue::value) + 1);
+
+const Form& formOf(LayoutValue value) { return kForms[static_cast<std::size_t>(value)]; }
 
 /// What stands there, with the value where that is short.
 std::string given(const JsonNode& node) {
     constexpr std::size_t kShort = 40;
     if (node.text.size() > kShort) return describe(node.kind);
-    if (node.kind == JsonNode::Kind::text) return "\"" + node.text + "\"";
-    if (node.kind == JsonNode::Kind::number) return node.text;
-    if (node.kind == JsonNode::Kind::boolean) return node.boolean ? "true" : "false";
+    if (node.kind == Kind::text) return "\"" + node.text + "\"";
+    if (node.kind == Kind::number) return node.text;
+    if (node.kind == Kind::boolean) return node.boolean ? "true" : "false";
     return describe(node.kind);
-}
-
-std::string toText(const Place& place) {
-    return std::to_string(place.line) + ":" + std::to_string(place.column);
 }
 
 }  // namespace
@@ -84,19 +90,18 @@ void ObjectReader::checkKeys() {
     for (std::size_t i = 0; i < node_.keys.size(); ++i) {
         const auto& [name, place] = node_.keys[i];
         const JsonNode& value = node_.items[i];
-        const auto first =
-            std::find_if(node_.keys.begin(), node_.keys.end(),
-                         [&wanted = name](const JsonNode::Key& key) { return key.name == wanted; });
+        const auto first = std::ranges::find(node_.keys, name, &JsonNode::Key::name);
         const LayoutKey* row = findKey(object_, name);
+        const std::string object = withArticle(object_);
         if (row == nullptr) {
-            mistakes_.push_back({place, "unknown key " + inQuotes(name) + " in " + withArticle(object_) +
-                                            suggestion(name, "it takes", known)});
+            mistakes_.push_back({place, fmt::format("unknown key \"{}\" in {}{}", name, object,
+                                                    suggestion(name, "it takes", known))});
         } else if (first != node_.keys.begin() + static_cast<std::ptrdiff_t>(i)) {
-            mistakes_.push_back({place, inQuotes(name) + " stands twice in " + withArticle(object_) +
-                                            "; the first is at " + toText(first->place)});
+            mistakes_.push_back({place, fmt::format("\"{}\" stands twice in {}; the first is at {}:{}", name,
+                                                    object, first->place.line, first->place.column)});
         } else if (!isOfType(value, row->value)) {
-            mistakes_.push_back({value.place, inQuotes(name) + " of " + withArticle(object_) + " takes " +
-                                                  expected(row->value) + "; this is " + given(value)});
+            mistakes_.push_back({value.place, fmt::format("\"{}\" of {} takes {}; this is {}", name, object,
+                                                          formOf(row->value).expected, given(value))});
         }
     }
 }
@@ -105,7 +110,7 @@ void ObjectReader::checkMissing() {
     for (const LayoutKey& row : kLayoutKeys)
         if (row.object == object_ && row.required && !has(row.key))
             mistakes_.push_back({node_.place, withArticle(object_) + " needs " + inQuotes(row.key) + ": " +
-                                                  expected(row.value)});
+                                                  formOf(row.value).expected});
 }
 
 const JsonNode* ObjectReader::find(std::string_view key) const {
@@ -117,8 +122,7 @@ const JsonNode* ObjectReader::find(std::string_view key) const {
 }
 
 bool ObjectReader::has(std::string_view key) const {
-    return std::any_of(node_.keys.begin(), node_.keys.end(),
-                       [&](const JsonNode::Key& k) { return k.name == key; });
+    return std::ranges::find(node_.keys, key, &JsonNode::Key::name) != node_.keys.end();
 }
 
 std::string withArticle(std::string_view object) {
@@ -127,32 +131,6 @@ std::string withArticle(std::string_view object) {
     return (vowel ? "an " : "a ") + std::string(object);
 }
 
-bool isOfType(const JsonNode& node, LayoutValue value) {
-    using Kind = JsonNode::Kind;
-    switch (value) {
-        case LayoutValue::text:
-            return node.kind == Kind::text;
-        case LayoutValue::name:
-            return node.kind == Kind::text && !node.text.empty();
-        case LayoutValue::number:
-            return node.kind == Kind::number;
-        case LayoutValue::bufferSize:
-            return node.kind == Kind::number && isWhole(node.number) && node.number >= 0.0 &&
-                   node.number <= std::numeric_limits<unsigned>::max();
-        case LayoutValue::order:
-            return node.kind == Kind::text && (node.text == "fifo" || node.text == "lifo");
-        case LayoutValue::boolean:
-            return node.kind == Kind::boolean;
-        case LayoutValue::texts:
-        case LayoutValue::objects:
-            return node.kind == Kind::array;
-        case LayoutValue::textsByName:
-        case LayoutValue::valuesByName:
-            return node.kind == Kind::object;
-        case LayoutValue::value:
-            return node.kind != Kind::null && node.kind != Kind::object;
-    }
-    return false;
-}
+bool isOfType(const JsonNode& node, LayoutValue value) { return formOf(value).isMet(node); }
 
 }  // namespace Kavelin::Cli

@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "cli/CommandContext.h"
+#include "cli/JsonForms.h"
 #include "cli/layout/NearestNames.h"
 
 namespace Kavelin::Cli {
@@ -70,10 +71,10 @@ bool isFiniteOrText(const PropertyValue& value) {
 
 /// Reads "nan", "inf" and "-inf" for a number: streams write them, but do not read them.
 PropertyValue withNumberWords(PropertyValue value, const std::string& kind) {
-    const bool isWord = value.text == "nan" || value.text == "inf" || value.text == "-inf";
-    if (kind != "double" || value.kind != Kind::text || !isWord) return value;
+    const auto number = numberWord(value.text);
+    if (kind != "double" || value.kind != Kind::text || !number) return value;
     value.kind = Kind::number;
-    value.number = std::strtod(value.text.c_str(), nullptr);
+    value.number = *number;
     return value;
 }
 
@@ -116,6 +117,13 @@ std::string movedTo(const std::filesystem::path& folder, const std::string& text
 }
 
 }  // namespace
+
+std::vector<std::string> propertyNames(const Core::Filter& filter, bool commands) {
+    std::vector<std::string> names;
+    for (const Core::AbstractProperty* property : filter.getPropertyBag().getProperties())
+        if (property->hasValue() != commands) names.push_back(property->getName());
+    return names;
+}
 
 void writeProperty(Core::AbstractProperty& property, const PropertyValue& given,
                    const std::filesystem::path& folder) {

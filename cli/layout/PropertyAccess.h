@@ -1,12 +1,16 @@
 #pragma once
 
 #include <Kavelin/Core/AbstractProperty.h>
+#include <Kavelin/Core/Filter.h>
 
 #include <filesystem>
 
 #include "cli/layout/PropertyValue.h"
 
 namespace Kavelin::Cli {
+
+/// Names of the filter's commands, or of its properties that have a value.
+std::vector<std::string> propertyNames(const Core::Filter& filter, bool commands);
 
 /// Writes a property from a layout's value. A file name that is relative after its variables are expanded
 /// starts from `folder` (empty: from the current one); "-" stays as it is.

@@ -1,9 +1,11 @@
 #include "cli/layout/PropertyValue.h"
 
-#include <array>
-#include <charconv>
+#include <fmt/format.h>
+
 #include <cmath>
-#include <limits>
+
+#include "cli/JsonForms.h"
+#include "io/recording/Text.h"
 
 namespace Kavelin::Cli {
 
@@ -16,39 +18,31 @@ bool readElement(const JsonNode& node, double& element) {
         element = node.number;
         return true;
     }
-    if (node.kind != JsonNode::Kind::text) return false;
-    if (node.text == "nan")
-        element = std::numeric_limits<double>::quiet_NaN();
-    else if (node.text == "inf")
-        element = std::numeric_limits<double>::infinity();
-    else if (node.text == "-inf")
-        element = -std::numeric_limits<double>::infinity();
-    else
-        return false;
-    return true;
+    const auto word = node.kind == JsonNode::Kind::text ? numberWord(node.text) : std::nullopt;
+    element = word.value_or(element);
+    return word.has_value();
 }
 
 bool readRow(const JsonNode& row, Eigen::Index index, Core::Matrix& matrix, Mistakes& mistakes) {
     if (row.kind != JsonNode::Kind::array) {
         mistakes.push_back(
-            {row.place, std::string("a matrix is an array of rows, such as [[1, 2, 3]]; this row is ") +
-                            describe(row.kind)});
+            {row.place, fmt::format("a matrix is an array of rows, such as [[1, 2, 3]]; this row is {}",
+                                    describe(row.kind))});
         return false;
     }
     const auto columns = static_cast<Eigen::Index>(row.items.size());
     if (columns != matrix.cols()) {
-        mistakes.push_back({row.place, "row " + std::to_string(index) + " of the matrix has " +
-                                           std::to_string(columns) + " elements, row 0 has " +
-                                           std::to_string(matrix.cols())});
+        mistakes.push_back({row.place, fmt::format("row {} of the matrix has {} elements, row 0 has {}",
+                                                   index, columns, matrix.cols())});
         return false;
     }
     for (Eigen::Index c = 0; c < columns; ++c) {
         const JsonNode& cell = row.items[static_cast<std::size_t>(c)];
         if (readElement(cell, matrix(index, c))) continue;
         mistakes.push_back(
-            {cell.place, std::string("an element of a matrix is a number or one of the texts \"nan\", "
-                                     "\"inf\", \"-inf\"; this is ") +
-                             describe(cell.kind)});
+            {cell.place, fmt::format("an element of a matrix is a number or one of the texts \"nan\", "
+                                     "\"inf\", \"-inf\"; this is {}",
+                                     describe(cell.kind))});
         return false;
     }
     return true;
@@ -64,7 +58,7 @@ bool readMatrix(const JsonNode& node, Core::Matrix& matrix, Mistakes& mistakes) 
 }
 
 std::string matrixText(const Core::Matrix& matrix) {
-    std::string text = std::to_string(matrix.rows()) + " " + std::to_string(matrix.cols());
+    std::string text = fmt::format("{} {}", matrix.rows(), matrix.cols());
     for (Eigen::Index i = 0; i < matrix.size(); ++i) text += " " + numberText(matrix.data()[i]);
     return text;
 }
@@ -94,9 +88,9 @@ bool readPropertyValue(const JsonNode& node, PropertyValue& value, Mistakes& mis
             break;
     }
     mistakes.push_back(
-        {node.place, std::string("a property's value is a text, a number, a boolean or a matrix "
-                                 "(an array of rows); this is ") +
-                         describe(node.kind)});
+        {node.place, fmt::format("a property's value is a text, a number, a boolean or a matrix (an array "
+                                 "of rows); this is {}",
+                                 describe(node.kind))});
     return false;
 }
 
@@ -114,12 +108,26 @@ std::string textForm(const PropertyValue& value) {
     return {};
 }
 
+std::string jsonForm(const PropertyValue& value) {
+    std::string text;
+    switch (value.kind) {
+        case PropertyValue::Kind::text:
+            appendText(text, value.text);
+            break;
+        case PropertyValue::Kind::number:
+            appendNumber(text, value.number);
+            break;
+        case PropertyValue::Kind::boolean:
+            return value.boolean ? "true" : "false";
+        case PropertyValue::Kind::matrix:
+            appendMatrix(text, value.matrix);
+            break;
+    }
+    return text;
+}
+
 std::string numberText(double number) {
-    std::array<char, 32> digits{};
-    const auto end = isWhole(number) ? std::to_chars(digits.data(), digits.data() + digits.size(), number,
-                                                     std::chars_format::fixed)
-                                     : std::to_chars(digits.data(), digits.data() + digits.size(), number);
-    return {digits.data(), end.ptr};
+    return isWhole(number) ? fmt::format("{:.0f}", number) : RecordingIO::exactText(number);
 }
 
 bool isWhole(double number) { return std::abs(number) < kEveryWholeBelow && std::trunc(number) == number; }

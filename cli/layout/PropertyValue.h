@@ -30,6 +30,9 @@ bool readPropertyValue(const JsonNode& node, PropertyValue& value, Mistakes& mis
 /// and "1", matrices as row count, column count and elements row by row, texts as they are.
 std::string textForm(const PropertyValue& value);
 
+/// The form that a layout file has: JSON.
+std::string jsonForm(const PropertyValue& value);
+
 /// @return `number` in the shortest form that reads back equal; whole numbers below 2^53 without exponent.
 std::string numberText(double number);
 

@@ -1,20 +1,10 @@
 #include <Kavelin/Core/ErrorLog.h>
+#include <Kavelin/Core/Names.h>
 #include <Poco/Exception.h>
-#include <cxxabi.h>
-
-#include <cstdlib>
-#include <memory>
-#include <typeinfo>
 
 namespace Kavelin::Core {
 
-std::string exceptionType(const std::exception& error) {
-    const char* mangled = typeid(error).name();
-    int status = 0;
-    const std::unique_ptr<char, decltype(&std::free)> name(
-        abi::__cxa_demangle(mangled, nullptr, nullptr, &status), &std::free);
-    return status == 0 ? name.get() : mangled;
-}
+std::string exceptionType(const std::exception& error) { return className(typeid(error)); }
 
 std::string exceptionMessage(const std::exception& error) {
     if (const auto* poco = dynamic_cast<const Poco::Exception*>(&error)) return poco->message();

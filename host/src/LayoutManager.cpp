@@ -1,4 +1,5 @@
 #include <Kavelin/Core/LayoutManager.h>
+#include <Kavelin/Core/Names.h>
 #include <Poco/Exception.h>
 
 #include <algorithm>
@@ -57,10 +58,7 @@ void LayoutManager::remove(Filter& filter) {
 const std::vector<Filter*>& LayoutManager::getFilters() const { return inside_->filters; }
 
 Filter* LayoutManager::findFilter(const std::string& filterName) const {
-    const auto& filters = getFilters();
-    const auto found = std::find_if(filters.begin(), filters.end(),
-                                    [&](const Filter* filter) { return filter->getName() == filterName; });
-    return found == filters.end() ? nullptr : *found;
+    return findNamed(getFilters(), filterName);
 }
 
 std::vector<Filter*> LayoutManager::getCallOrder() {

@@ -1,8 +1,9 @@
 #include "NameList.h"
 
+#include <Kavelin/Core/Names.h>
+
 #include <algorithm>
 #include <cctype>
-#include <numeric>
 
 namespace Kavelin::Core {
 
@@ -11,22 +12,6 @@ namespace {
 std::string lower(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
     return text;
-}
-
-// Levenshtein distance, one row at a time.
-std::size_t editDistance(const std::string& a, const std::string& b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 1; i <= a.size(); ++i) {
-        std::size_t diagonal = row[0];
-        row[0] = i;
-        for (std::size_t j = 1; j <= b.size(); ++j) {
-            const std::size_t substituted = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
-            diagonal = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, substituted});
-        }
-    }
-    return row[b.size()];
 }
 
 }  // namespace

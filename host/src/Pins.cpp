@@ -1,6 +1,7 @@
 #include <Kavelin/Core/AbstractInputPin.h>
 #include <Kavelin/Core/AbstractOutputPin.h>
 #include <Kavelin/Core/ConnectionOptions.h>
+#include <Kavelin/Core/Names.h>
 #include <Kavelin/Core/PinManager.h>
 #include <Poco/Exception.h>
 
@@ -16,23 +17,15 @@ namespace Kavelin::Core {
 namespace {
 
 template <class P>
-P* findByName(const std::vector<P*>& pins, const std::string& name) {
-    const auto found = std::find_if(pins.begin(), pins.end(), [&](P* pin) { return pin->getName() == name; });
-    return found == pins.end() ? nullptr : *found;
-}
-
-template <class P>
 [[noreturn]] void failUnknownPin(const char* direction, const PinManager& owner, const std::vector<P*>& pins,
                                  const std::string& name) {
-    std::vector<std::string> names;
-    for (const P* pin : pins) names.push_back(pin->getName());
     throw Poco::NotFoundException("Filter '" + owner.getName() + "' has no " + direction + " pin '" + name +
-                                  "'; it has " + listNames(names));
+                                  "'; it has " + listNames(namesOf(pins)));
 }
 
 template <class P>
 void addPin(std::vector<P*>& pins, P* pin) {
-    if (findByName(pins, pin->getName()) != nullptr) {
+    if (findNamed(pins, pin->getName()) != nullptr) {
         throw Poco::ExistsException("A pin '" + pin->getName() + "' of that direction exists already");
     }
     pins.push_back(pin);
@@ -132,10 +125,10 @@ PinManager::PinManager(const std::string& name) : NamedObject(name) {}
 PinManager::~PinManager() = default;
 
 AbstractInputPin* PinManager::findInputPin(const std::string& pinName) const {
-    return findByName(pins_.inputs, pinName);
+    return findNamed(pins_.inputs, pinName);
 }
 AbstractOutputPin* PinManager::findOutputPin(const std::string& pinName) const {
-    return findByName(pins_.outputs, pinName);
+    return findNamed(pins_.outputs, pinName);
 }
 
 AbstractInputPin& PinManager::getInputPin(const std::string& pinName) {

@@ -1,6 +1,7 @@
 #include <Kavelin/Core/AbstractProperty.h>
 #include <Kavelin/Core/CommandProperty.h>
 #include <Kavelin/Core/FlowManager.h>
+#include <Kavelin/Core/Names.h>
 #include <Kavelin/Core/PropertyBag.h>
 #include <Kavelin/Core/PropertyBagOwner.h>
 #include <Kavelin/Core/StringProperty.h>
@@ -20,18 +21,12 @@ namespace Kavelin::Core {
 
 PropertyBag::PropertyBag(Synchronizer* synchronizer) : synchronizer_(synchronizer) {}
 
-AbstractProperty* PropertyBag::find(const std::string& name) const {
-    const auto found =
-        std::find_if(properties_.begin(), properties_.end(),
-                     [&](const AbstractProperty* property) { return property->getName() == name; });
-    return found == properties_.end() ? nullptr : *found;
-}
+AbstractProperty* PropertyBag::find(const std::string& name) const { return findNamed(properties_, name); }
 
 AbstractProperty& PropertyBag::get(const std::string& name) const {
     if (AbstractProperty* property = find(name)) return *property;
-    std::vector<std::string> names;
-    for (const AbstractProperty* property : properties_) names.push_back(property->getName());
-    throw Poco::NotFoundException("There is no property '" + name + "'; there are " + listNames(names));
+    throw Poco::NotFoundException("There is no property '" + name + "'; there are " +
+                                  listNames(namesOf(properties_)));
 }
 
 PropertyBag::SavedValues PropertyBag::save() const {

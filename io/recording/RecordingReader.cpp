@@ -1,6 +1,7 @@
 #include "io/recording/RecordingReader.h"
 
 #include <Poco/Exception.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
@@ -234,7 +235,7 @@ bool RecordingReader::parseCells(std::string_view line) {
         }
         if (column + 1 == count) break;
         if (at == end) {
-            const std::string cells = std::to_string(column + 1) + " of " + std::to_string(count) + " cells";
+            const std::string cells = fmt::format("{} of {} cells", column + 1, count);
             if (lines_.wasTerminated())
                 return refuse(Fault::kShortRow, "too few cells: the row has " + cells);
             return refuse(Fault::kCutOff, "the file ends in the middle of this row, after " + cells);
@@ -270,8 +271,8 @@ const char* RecordingReader::parseUncommonCell(const char* at, const char* end, 
     if (!text.empty() && !readNumber(text, schema_.separator != ',', value)) {
         const bool cut = stop == end && !lines_.wasTerminated();
         refuse(cut ? Fault::kCutOff : Fault::kNotANumber,
-               "column " + std::to_string(column + 1) + " holds '" + shown(text) + "', which is no number" +
-                   (cut ? ": the file ends in the middle of this row" : ""));
+               fmt::format("column {} holds '{}', which is no number{}", column + 1, shown(text),
+                           cut ? ": the file ends in the middle of this row" : ""));
         return nullptr;
     }
     cells_[column] = value;
@@ -284,9 +285,8 @@ bool RecordingReader::refuseExtraCells(const char* at, const char* end) {
     if (empty) return true;
     const auto cells = cells_.size() + static_cast<std::size_t>(std::count(at, end, schema_.separator));
     return refuse(Fault::kLongRow,
-                  "too many cells: the row has " + std::to_string(cells) + ", the header " +
-                      std::to_string(cells_.size()) +
-                      (schema_.separator == ',' ? " (are commas used as decimal points?)" : ""));
+                  fmt::format("too many cells: the row has {}, the header {}{}", cells, cells_.size(),
+                              schema_.separator == ',' ? " (are commas used as decimal points?)" : ""));
 }
 
 bool RecordingReader::takeTime() {
@@ -297,13 +297,8 @@ bool RecordingReader::takeTime() {
     const double time = schema_.timeUnit.apply(cells_[*schema_.timeColumn]);
     if (!std::isfinite(time)) return refuse(Fault::kNoTime, "the row has no time stamp");
     if (rows_ > 0 && time < latest_) {
-        std::array<char, 96> text;
-        char* at = std::to_chars(text.data(), text.data() + 32, time).ptr;
-        const std::string_view now(text.data(), static_cast<std::size_t>(at - text.data()));
-        char* last = std::to_chars(at, at + 32, latest_).ptr;
-        const std::string_view before(at, static_cast<std::size_t>(last - at));
-        return refuse(Fault::kTimeBackwards,
-                      "time runs backwards: " + std::string(now) + " s after " + std::string(before) + " s");
+        return refuse(Fault::kTimeBackwards, fmt::format("time runs backwards: {} s after {} s",
+                                                         exactText(time), exactText(latest_)));
     }
     row_.time_ = latest_ = time;
     return true;
@@ -349,7 +344,7 @@ bool RecordingReader::isComment(std::string_view line) const {
 }
 
 std::string RecordingReader::place() const {
-    return name_ + (lines_.number() > 0 ? ":" + std::to_string(lines_.number()) : "") + ": ";
+    return lines_.number() > 0 ? fmt::format("{}:{}: ", name_, lines_.number()) : name_ + ": ";
 }
 
 bool RecordingReader::refuse(Fault fault, const std::string& what) {

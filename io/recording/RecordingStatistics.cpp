@@ -1,11 +1,11 @@
 #include "io/recording/RecordingStatistics.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 
 #include "attitude/rotation/AngleConstants.h"
-#include "io/recording/ResultFile.h"
 #include "io/recording/Text.h"
 
 namespace Kavelin::RecordingIO {
@@ -23,18 +23,6 @@ const double kLongestStep = 2.0;           // s, of a recording that has rates
 const double kShortestStep = 1e-5;         // s
 const std::uint64_t kFewestRows = 10;      // to judge by their usual step
 const std::uint64_t kEnoughRows = 20;      // for more than a suspicion
-
-std::string shortNumber(double value) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.3g", value);
-    return text;
-}
-
-/// The text form with all digits: a time stamp may be seconds since 1970.
-std::string timeStamp(double value) {
-    char text[32];
-    return {text, writeNumber(text, value)};
-}
 
 /// Index of the channel with three elements for a pin; the number of channels where there is none.
 std::size_t vectorIndexOf(const Schema& schema, std::string_view pin) {
@@ -101,10 +89,8 @@ double RecordingStatistics::rate() const {
 }
 
 const RecordingStatistics::ChannelCount* RecordingStatistics::find(std::string_view pin) const {
-    for (const ChannelCount& channel : channels_) {
-        if (channel.pin == pin) return &channel;
-    }
-    return nullptr;
+    const auto found = std::ranges::find(channels_, pin, &ChannelCount::pin);
+    return found == channels_.end() ? nullptr : &*found;
 }
 
 std::vector<std::string> RecordingStatistics::warnings(const Schema& schema) const {
@@ -119,15 +105,17 @@ std::vector<std::string> RecordingStatistics::warnings(const Schema& schema) con
                       " some of the pins that go together had no value: none of them was sent there");
     }
     if (clipping_.level() > 0.0) {
-        out.push_back("the gyroscope is at the end of its range, " +
-                      shortNumber(clipping_.level() * OrientationInternal::kRadiansToDegrees) +
-                      " deg/s, in " + counted(clipping_.clipped(), "row") +
-                      ": what it turned beyond that is lost");
+        out.push_back(fmt::format(
+            "the gyroscope is at the end of its range, {:.3g} deg/s, in {}: what it turned beyond that is "
+            "lost",
+            clipping_.level() * OrientationInternal::kRadiansToDegrees, counted(clipping_.clipped(), "row")));
     }
     if (const ChannelCount* force = find("3a"); force && force->looksLikeGravityInG()) {
         if (const double mean = force->rootMeanSquare(); mean < kLeastGravity) {
-            out.push_back("the accelerometer shows " + shortNumber(mean) +
-                          " m/s^2 in the mean, which is not gravity: g? Then say so: 3a=g");
+            out.push_back(
+                fmt::format("the accelerometer shows {:.3g} m/s^2 in the mean, which is not gravity: g? Then "
+                            "say so: 3a=g",
+                            mean));
         }
     }
     warnOfSteps(out);
@@ -159,9 +147,9 @@ void RecordingStatistics::warnOfChannels(std::vector<std::string>& out) const {
 
 void RecordingStatistics::warnOfSteps(std::vector<std::string>& out) const {
     if (steps_.gaps() > 0) {
-        out.push_back(counted(steps_.gaps(), "gap") + " in the time stamps; the longest lasts " +
-                      shortNumber(steps_.longest().length) +
-                      " s, after t = " + timeStamp(steps_.longest().after) + " s");
+        out.push_back(fmt::format("{} in the time stamps; the longest lasts {:.3g} s, after t = {} s",
+                                  counted(steps_.gaps(), "gap"), steps_.longest().length,
+                                  exactText(steps_.longest().after)));
     }
     if (steps_.repeats() > 0) {
         out.push_back(counted(steps_.repeats(), "row") + " with the time stamp of the row before");
@@ -202,8 +190,9 @@ std::string RecordingStatistics::aboutTime(const Schema& schema) const {
         best = name;
         least = distance;
     }
-    const std::string text = "the usual step between rows is " + shortNumber(step) + " s" +
-                             (schema.isTimeUnitDeclared ? ", by the unit that is given for t" : "");
+    const std::string text =
+        fmt::format("the usual step between rows is {:.3g} s{}", step,
+                    schema.isTimeUnitDeclared ? ", by the unit that is given for t" : "");
     if (best.empty()) return text + ": no unit makes that a rate of a sensor; is that column the time?";
     return text + ": is the time in " + best + "? Then say so: t=" + best;
 }
@@ -223,9 +212,9 @@ std::string RecordingStatistics::aboutRates(const Schema& schema) const {
     const bool isTooHigh =
         mean > kImplausibleMeanRate || rate.greatestSquare > kImplausibleRate * kImplausibleRate;
     const bool isRaw = mean > kBeyondGyroscopes * OrientationInternal::kRadiansToDegrees;
-    std::string text = "the gyroscope's rates (" + shortNumber(mean) +
-                       " rad/s in the mean) are too high for " +
-                       (isTooHigh ? "rad/s" : "an accelerometer that shows no tilt");
+    const std::string text =
+        fmt::format("the gyroscope's rates ({:.3g} rad/s in the mean) are too high for {}", mean,
+                    isTooHigh ? "rad/s" : "an accelerometer that shows no tilt");
     if (isRaw) return text + ": are they raw counts? Then divide them by the sensor's sensitivity first";
     return text + (schema.find("3g")->isUnitDeclared ? "; is the unit given for 3g right?"
                                                      : ": deg/s? Then say so: 3g=deg/s");
@@ -233,8 +222,8 @@ std::string RecordingStatistics::aboutRates(const Schema& schema) const {
 
 std::string RecordingStatistics::aboutForce(const Schema& schema, const ChannelCount& force) const {
     const double mean = force.rootMeanSquare();
-    std::string text =
-        "the accelerometer shows " + shortNumber(mean) + " m/s^2 in the mean, which is not gravity";
+    const std::string text =
+        fmt::format("the accelerometer shows {:.3g} m/s^2 in the mean, which is not gravity", mean);
     if (schema.find("3a")->isUnitDeclared) return text + "; is the unit given for 3a right?";
     if (mean > kGreatestMeanForce) {
         return text + ": mg (3a=mg), or raw counts? Divide those by the sensor's sensitivity first";

@@ -50,8 +50,6 @@ public:
     const std::vector<ChannelCount>& channels() const { return channels_; }
     const ChannelCount* find(std::string_view pin) const;
 
-    const ClipWatch& clipping() const { return clipping_; }
-
     /// One sentence for each thing that needs a person's attention: columns not understood, a channel without
     /// a value, an accelerometer in g that does not say so, a clipped gyroscope, gaps,
     /// equal time stamps, values repeated.

@@ -80,7 +80,6 @@ public:
     bool isReplaceable() const { return !temporary_.empty(); }
     /// Whether a reader may be waiting for each row: a pipe, a terminal, a socket, a device.
     bool isLive() const { return isLive_; }
-    bool hasUnwritten() const { return used_ > 0; }
 
 private:
     static constexpr std::size_t kBlockSize = std::size_t{1} << 18;

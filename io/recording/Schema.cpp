@@ -1,6 +1,7 @@
 #include "io/recording/Schema.h"
 
 #include <Poco/Exception.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <charconv>
@@ -49,9 +50,8 @@ public:
         for (const std::string& cell : splitCells(line, schema_.separator)) columns_.emplace_back(cell);
         schema_.columnCount = columns_.size();
         if (columns_.size() > kMostColumns) {
-            throw Poco::DataFormatException("the header has " + std::to_string(columns_.size()) +
-                                            " columns; at most " + std::to_string(kMostColumns) +
-                                            " are read");
+            throw Poco::DataFormatException(
+                fmt::format("the header has {} columns; at most {} are read", columns_.size(), kMostColumns));
         }
         used_.assign(columns_.size(), false);
         isExplained_.assign(columns_.size(), false);
@@ -88,9 +88,8 @@ private:
         for (std::size_t i = 0; i < columns_.size(); ++i) {
             for (std::size_t j = 0; j < i && !columns_[i].raw.empty(); ++j) {
                 if (columns_[i].raw != columns_[j].raw) continue;
-                throw Poco::DataFormatException("two columns, " + std::to_string(j + 1) + " and " +
-                                                std::to_string(i + 1) + ", are both named '" +
-                                                columns_[i].raw + "'");
+                throw Poco::DataFormatException(fmt::format("two columns, {} and {}, are both named '{}'",
+                                                            j + 1, i + 1, columns_[i].raw));
             }
         }
     }
@@ -330,10 +329,8 @@ private:
 }  // namespace
 
 const Channel* Schema::find(std::string_view pin) const {
-    for (const Channel& channel : channels) {
-        if (channel.pin == pin) return &channel;
-    }
-    return nullptr;
+    const auto found = std::ranges::find(channels, pin, &Channel::pin);
+    return found == channels.end() ? nullptr : &*found;
 }
 
 Schema understandHeader(std::string_view line, const SchemaOptions& options) {

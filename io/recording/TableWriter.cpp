@@ -1,6 +1,7 @@
 #include "io/recording/TableWriter.h"
 
 #include <Poco/Exception.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 
@@ -21,8 +22,8 @@ std::string headerCell(const std::string& name) {
 
 std::string wrongColumnCount(const std::string& pin, std::size_t columns, std::size_t rows,
                              std::size_t cols) {
-    return "pin '" + pin + "' has " + counted(columns, "column") + " and sends " + std::to_string(rows) +
-           "x" + std::to_string(cols) + ": not written";
+    return fmt::format("pin '{}' has {} and sends {}x{}: not written", pin, counted(columns, "column"), rows,
+                       cols);
 }
 
 std::vector<std::string> columnNames(const std::string& pin, std::size_t rows, std::size_t cols) {
@@ -30,12 +31,9 @@ std::vector<std::string> columnNames(const std::string& pin, std::size_t rows, s
     if (rows * cols == 3) return {pin + ".x", pin + ".y", pin + ".z"};
     if (rows * cols == 4) return {pin + ".w", pin + ".x", pin + ".y", pin + ".z"};
     std::vector<std::string> names;
-    const std::string between = rows > 10 || cols > 10 ? "." : "";
-    for (std::size_t r = 0; r < rows; ++r) {
-        for (std::size_t c = 0; c < cols; ++c) {
-            names.push_back(pin + "." + std::to_string(r) + between + std::to_string(c));
-        }
-    }
+    const char* between = rows > 10 || cols > 10 ? "." : "";
+    for (std::size_t r = 0; r < rows; ++r)
+        for (std::size_t c = 0; c < cols; ++c) names.push_back(fmt::format("{}.{}{}{}", pin, r, between, c));
     return names;
 }
 
@@ -82,10 +80,8 @@ bool TableWriter::Pin::takes(const Shape& sample) {
 void TableWriter::Pin::refuse(const Shape& sample) const {
     if (!columns.empty())
         throw Poco::DataFormatException(wrongColumnCount(name, columns.size(), sample.rows, sample.cols));
-    throw Poco::DataFormatException("pin '" + name + "' began with " + std::to_string(shape.rows) + "x" +
-                                    std::to_string(shape.cols) + " and now sends " +
-                                    std::to_string(sample.rows) + "x" + std::to_string(sample.cols) +
-                                    ": not written");
+    throw Poco::DataFormatException(fmt::format("pin '{}' began with {}x{} and now sends {}x{}: not written",
+                                                name, shape.rows, shape.cols, sample.rows, sample.cols));
 }
 
 void TableWriter::put(std::size_t index, double time, const double* elements, std::size_t rows,

@@ -1,6 +1,10 @@
 #include "io/recording/Text.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+
+#include "io/recording/ResultFile.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -68,15 +72,17 @@ std::vector<std::string> splitCells(std::string_view line, char separator) {
     return cells;
 }
 
+std::vector<std::string> namesIn(std::string_view list) {
+    std::vector<std::string> names = splitCells(list, ',');
+    std::erase(names, "");
+    return names;
+}
+
 std::string listed(const std::vector<std::string>& items, std::size_t shown) {
-    std::string out;
     const std::size_t count = std::min(items.size(), shown);
-    for (std::size_t i = 0; i < count; ++i) {
-        if (i > 0) out += ", ";
-        out += items[i];
-    }
-    if (items.size() > count) out += " and " + std::to_string(items.size() - count) + " more";
-    return out;
+    const std::string out =
+        fmt::format("{}", fmt::join(items.begin(), items.begin() + static_cast<std::ptrdiff_t>(count), ", "));
+    return items.size() > count ? fmt::format("{} and {} more", out, items.size() - count) : out;
 }
 
 std::string printable(std::string_view text) {
@@ -95,8 +101,13 @@ std::string printable(std::string_view text) {
     return out;
 }
 
+std::string exactText(double number) {
+    char text[kLongestNumber];
+    return {text, writeNumber(text, number)};
+}
+
 std::string counted(std::uint64_t count, const std::string& noun) {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
 
 }  // namespace Kavelin::RecordingIO

@@ -19,11 +19,17 @@ bool equalsIgnoringCase(std::string_view a, std::string_view b);
 /// taken off; a separator between quotes belongs to its cell, two quotes within quotes stand for one.
 std::vector<std::string> splitCells(std::string_view line, char separator);
 
+/// The names in a list "a, b, c" (see splitCells), without empty ones.
+std::vector<std::string> namesIn(std::string_view list);
+
 /// "a, b and 3 more": at most `shown` of the items, for messages.
 std::string listed(const std::vector<std::string>& items, std::size_t shown = 12);
 
 /// `text`, from a file, made safe for a terminal: control characters and bytes that are not UTF-8 as \xNN.
 std::string printable(std::string_view text);
+
+/// The shortest text that reads back as the same number; "nan", "inf", "-inf" for the others.
+std::string exactText(double number);
 
 /// "1 row", "2 rows".
 std::string counted(std::uint64_t count, const std::string& noun);

@@ -1,6 +1,10 @@
 #include "io/recording/Units.h"
 
 #include <Kavelin/Typed/UnitNames.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <vector>
 
 #include "attitude/rotation/AngleConstants.h"
 #include "io/recording/Text.h"
@@ -60,38 +64,21 @@ std::optional<Unit> findUnit(Quantity quantity, std::string_view name) {
 }
 
 std::string_view baseUnit(Quantity quantity) {
-    for (const NamedUnit& candidate : kUnits) {
-        if (candidate.quantity == quantity) return candidate.name;
-    }
-    return "";
+    const auto found = std::ranges::find(kUnits, quantity, &NamedUnit::quantity);
+    return found == std::end(kUnits) ? "" : found->name;
 }
 
 std::string_view quantityName(Quantity quantity) {
-    switch (quantity) {
-        case Quantity::kTime:
-            return "time";
-        case Quantity::kAcceleration:
-            return Core::kAccelerationName;
-        case Quantity::kRate:
-            return Core::kRateName;
-        case Quantity::kField:
-            return Core::kFieldName;
-        case Quantity::kAngle:
-            return Core::kAngleName;
-        case Quantity::kNone:
-            break;
-    }
-    return "";
+    static constexpr std::string_view kNames[] = {"time",           Core::kAccelerationName, Core::kRateName,
+                                                  Core::kFieldName, Core::kAngleName,        ""};
+    return kNames[static_cast<std::size_t>(quantity)];
 }
 
 std::string unitNames(Quantity quantity) {
-    std::string names;
-    for (const NamedUnit& candidate : kUnits) {
-        if (candidate.quantity != quantity) continue;
-        if (!names.empty()) names += ", ";
-        names += candidate.name;
-    }
-    return names;
+    std::vector<std::string_view> names;
+    for (const NamedUnit& candidate : kUnits)
+        if (candidate.quantity == quantity) names.push_back(candidate.name);
+    return fmt::format("{}", fmt::join(names, ", "));
 }
 
 }  // namespace Kavelin::RecordingIO

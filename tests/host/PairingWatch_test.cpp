@@ -32,6 +32,15 @@ struct Row {
     std::uint64_t leftOfA, leftOfB;
 };
 
+PairingReport runToEnd(CountingSource& a, CountingSource& b, ScriptedFilter& filter) {
+    LayoutManager layout("layout");
+    addTo(layout, a, b, filter);
+    connect(a.out, filter.a);
+    connect(b.out, filter.b);
+    layout.runToEnd();
+    return filter.getPairing();
+}
+
 TEST(PairingWatch, ComparesWhatAFilterTakesTogether) {
     const Row rows[] = {
         {"equal stamps", takeOneOfEach, {0, 1, 100}, {0, 1, 100}, 100, 0, 0.0, 0.0, 0, 0},
@@ -47,12 +56,7 @@ TEST(PairingWatch, ComparesWhatAFilterTakesTogether) {
         CountingSource a("a", row.a.end, row.a.first, row.a.step);
         CountingSource b("b", row.b.end, row.b.first, row.b.step);
         ScriptedFilter filter("pairs", row.script);
-        LayoutManager layout("layout");
-        addTo(layout, a, b, filter);
-        connect(a.out, filter.a);
-        connect(b.out, filter.b);
-        layout.runToEnd();
-        const PairingReport report = filter.getPairing();
+        const PairingReport report = runToEnd(a, b, filter);
         EXPECT_EQ(report.sets, row.sets) << row.name;
         EXPECT_EQ(report.unlike, row.unlike) << row.name;
         EXPECT_NEAR(report.largestDifference, row.largest, 1e-9) << row.name;
@@ -89,12 +93,7 @@ TEST(PairingWatch, CountsWhatAFilterPassedOver) {
         self.a.consume();
         self.b.consume();
     });
-    LayoutManager layout("layout");
-    addTo(layout, a, b, filter);
-    connect(a.out, filter.a);
-    connect(b.out, filter.b);
-    layout.runToEnd();
-    const PairingReport report = filter.getPairing();
+    const PairingReport report = runToEnd(a, b, filter);
     EXPECT_EQ(report.sets, 9u);
     ASSERT_EQ(report.unpaired.size(), 2u);
     EXPECT_EQ(report.unpaired[0].count, 1u) << "passed over";
