@@ -140,11 +140,15 @@ void FuseRun::watchResult() {
     const auto connect = [this](const Target& from, const std::string& to) {
         Core::Filter* filter = builder_.find(from.filter);
         Core::AbstractOutputPin* pin = filter ? filter->findOutputPin(from.element) : nullptr;
-        if (pin) Core::connect(*pin, watch_->getInputPin(to));
+        // It takes what a round brings in that round: lent, not copied.
+        if (pin) Core::connect(*pin, watch_->getInputPin(to), {.bufferSize = 1});
     };
     connect(layout_.attitude(), "attitude");
-    for (const ResultWatch::Extra& extra : layout_.extras()) connect(layout_.source(extra.name), extra.name);
-    connect({"estimator", "3g_bias", {}}, "3g_bias");
+    if (!options_.quiet || plot_ || !options_.summary.empty()) {
+        for (const ResultWatch::Extra& extra : layout_.extras())
+            connect(layout_.source(extra.name), extra.name);
+        connect({"estimator", "3g_bias", {}}, "3g_bias");
+    }
     if (plot_) connect({"errors", "errors", {}}, "errors");
     watch_->setObserver([this](const ResultWatch& watch) {
         if (watch.attitudes() == 1) rowsBefore_ = statistics().completeRows() - 1;
