@@ -24,8 +24,8 @@ public:
 private:
     void updateReferenceFrame();
 
-    InputPin<Matrix> acc_{"3a", this, anyArrangement(inUnit(kAcceleration, ""))};
-    InputPin<Matrix> mag_{"3m", this, anyArrangement(kField)};
+    InputPin<Matrix> acc_{"3a", this, optional(anyArrangement(inUnit(kAcceleration, "")))};
+    InputPin<Matrix> mag_{"3m", this, optional(anyArrangement(kField))};
     InputPin<Matrix> relative_{"rel", this, anyArrangement(kRotation)};
     OutputPin<Matrix> absolute_{"abs", this, kRotation};
     AbsoluteAttitudeComputer computer_;

@@ -25,15 +25,18 @@ bool isMostlyUnpaired(const Core::Filter& filter, const Core::PairingReport& pai
         if (pin->getIsPaired() && pin->getConnectedOutput() != nullptr) ++inputs;
     for (const Core::PairingReport::Unpaired& one : pairing.unpaired)
         if (one.count > pairing.sets) ++without;
-    return inputs > 1 && without == inputs;
+    return inputs > 1 && (without == inputs || (pairing.sets == 0 && !pairing.unpaired.empty()));
 }
 
 std::string unpairedText(const std::string& filter, const Core::PairingReport& pairing, bool mostly) {
     std::vector<std::string> pins;
     for (const auto& [pin, count] : pairing.unpaired) pins.push_back(fmt::format("{} of {}", count, pin));
-    return fmt::format(
-        "{}: samples without a partner: {}{}", filter, fmt::join(pins, ", "),
-        mostly ? ". Their clocks do not agree; the property Shift of a FilterResampler moves one" : "");
+    std::string remedy;
+    if (mostly && pins.size() == 1)
+        remedy = ". No set was complete";
+    else if (mostly)
+        remedy = ". Their clocks do not agree; the property Shift of a FilterResampler moves one";
+    return fmt::format("{}: samples without a partner: {}{}", filter, fmt::join(pins, ", "), remedy);
 }
 
 std::string misfitText(const Core::AbstractInputPin& pin) {

@@ -27,7 +27,7 @@ private:
     }
 
     OutputPin<Matrix> out_{"out", this, {.shape = {1, 3}, .quantity = "heading, tilt, norm"}};
-    InputPin<Matrix> mag_{"inMag", this, taking(kField, hasThreeColumns)};
+    InputPin<Matrix> mag_{"inMag", this, taking(kField, hasThreeColumns, "1x3 or more columns")};
 };
 
 }  // namespace Kavelin::OrientationInternal

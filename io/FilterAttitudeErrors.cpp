@@ -41,6 +41,7 @@ void FilterAttitudeErrors::completeRun() { files_ = Files::kToOpen; }
 void FilterAttitudeErrors::process() {
     if (files_ == Files::kToOpen) open();
     while (attitude_.readNext()) {
+        if (!attitude_.fits()) continue;
         const std::optional<Quaternion> attitude = attitudeOf(attitude_.value());
         if (!attitude || files_ == Files::kRefused) continue;
         const double time = attitude_.lastTimeStamp();

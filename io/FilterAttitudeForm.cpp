@@ -13,7 +13,7 @@ using OrientationInternal::quaternionToRotation;
 FilterAttitudeForm::FilterAttitudeForm(const std::string& name) : Filter(name, true) {}
 
 void FilterAttitudeForm::process() {
-    if (!attitude_.readNext()) return;
+    if (!attitude_.readNext() || !attitude_.fits()) return;
     const std::optional<Quaternion> q = attitudeOf(attitude_.value());
     if (!q) return;
     const double t = attitude_.lastTimeStamp();

@@ -117,7 +117,19 @@ void FilterCsvWriter::checkRun() {
     }
     requireTableName(fileName_.get());
     if (!rows_.get().empty()) requirePin("Rows", rows_.get());
-    for (const HeaderEntry& entry : parseHeader(header_.get())) requirePin("Header", entry.pin);
+    for (const HeaderEntry& entry : parseHeader(header_.get())) {
+        requirePin("Header", entry.pin);
+        requireColumns(entry.pin, entry.columns.size());
+    }
+}
+
+void FilterCsvWriter::requireColumns(const std::string& pin, std::size_t names) const {
+    const Core::AbstractOutputPin* source = findInputPin(pin)->getConnectedOutput();
+    if (source == nullptr) return;
+    const Core::PinShape shape = contentSent(*source).shape;
+    if (!shape.isFixed() || shape.rows * shape.cols == static_cast<std::ptrdiff_t>(names)) return;
+    throw Poco::InvalidArgumentException("Header gives '" + pin + "' " + counted(names, "column") +
+                                         ", but '" + source->fullName() + "' sends " + shapeText(shape));
 }
 
 void FilterCsvWriter::requirePin(const char* property, const std::string& pinName) const {

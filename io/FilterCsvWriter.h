@@ -86,6 +86,7 @@ private:
     void closeTable();
     void arrangeColumns();
     Columns::const_iterator find(const std::string& pinName) const;
+    void requireColumns(const std::string& pin, std::size_t names) const;
     void requirePin(const char* property, const std::string& pinName) const;
     void takeWaiting();
     std::size_t earliest() const;

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "attitude/rotation/AngleConstants.h"
 #include "io/recording/ClipWatch.h"
 
 namespace Kavelin::RecordingIO {
@@ -26,7 +27,13 @@ private:
     OrientationInternal::InputPin<Matrix> rate_{"3g", this, Core::kRate};
     OrientationInternal::OutputPin<Matrix> share_{"share", this, inUnit(Core::kRate, "range")};
     OrientationInternal::RangeProperty<double> range_{
-        "Range", this, {.minimum = 0.0, .maximum = 1e6, .step = 0.0, .value = 34.9, .unit = "rad/s"}};
+        "Range",
+        this,
+        {.minimum = 0.0,
+         .maximum = 1e6,
+         .step = 0.0,
+         .value = 2000.0 * OrientationInternal::kDegreesToRadians,
+         .unit = "rad/s"}};
     ClipWatch clipping_;
 };
 

@@ -61,8 +61,8 @@ void FuseLayout::complete(const Schema& schema, std::optional<Alignment> alignme
     addStaticMode(schema);
     if (alignment) addErrors(schema, *alignment);
     addVerdict(schema);
-    applySettings(mistakes);
     addResult();
+    applySettings(mistakes);
 }
 
 FilterEntry& FuseLayout::add(const char* name, const std::string& type) {
@@ -87,31 +87,49 @@ void FuseLayout::connect(const Target& from, const Target& to, bool newestOnly) 
     if (newestOnly) connection.bufferSize = 1;
 }
 
-/// Applies the settings whose filter is there by now. One that names no filter is the estimator's where that
-/// has such a property.
+/// Applies the settings whose filter is there by now. One that names no filter is the estimator's, or the
+/// recording's, where that has such a property.
 void FuseLayout::applySettings(Mistakes& mistakes) {
-    const bool isLast = file_.layouts[0].filters.size() > 2;
+    const bool isLast = file_.findFilter("result") != nullptr;
     std::vector<std::string> later;
     for (const std::string& setting : settings_) {
         const std::string name = setting.substr(0, setting.find('='));
-        const bool namesFilter = name.find(':') != std::string::npos;
-        if (namesFilter && !isLast && file_.findFilter(name.substr(0, name.find(':'))) == nullptr) {
-            later.push_back(setting);
-        } else if (!namesFilter && isForEstimator(name)) {
+        const std::size_t colon = name.find(':');
+        if (name.substr(colon == std::string::npos ? 0 : colon + 1) == "File Name") {
+            mistakes.push_back({{0, 0, "--set \"" + setting + "\""},
+                                "RECORDING names the file that is read, -o the one that is written"});
+        } else if (colon != std::string::npos) {
+            const bool isThere = file_.findFilter(name.substr(0, colon)) != nullptr;
+            if (isThere || isLast)
+                overrideProperty(file_, setting, mistakes);
+            else
+                later.push_back(setting);
+        } else if (has(options_.type, name)) {
             overrideProperty(file_, "estimator:" + setting, mistakes, setting);
-        } else if (!namesFilter && !isLast) {
-            later.push_back(setting);
-        } else {
+        } else if (has(RecordingIO::FilterCsvReader::kTypeName, name)) {
+            overrideProperty(file_, "recording:" + setting, mistakes, setting);
+        } else if (isLast) {
             overrideProperty(file_, setting, mistakes);
+        } else {
+            later.push_back(setting);
         }
     }
     settings_ = std::move(later);
 }
 
-bool FuseLayout::isForEstimator(const std::string& setting) const {
+bool FuseLayout::has(const std::string& type, const std::string& property) {
     const Core::FilterPtr filter =
-        Core::FlowManager::instance().getPluginManager().createFilter(options_.type, "estimator");
-    return filter->getPropertyBag().find(setting) != nullptr;
+        Core::FlowManager::instance().getPluginManager().createFilter(type, "filter");
+    return filter->getPropertyBag().find(property) != nullptr;
+}
+
+/// A file name of the command line is meant as it stands: what looks like a variable in it is none.
+std::string FuseLayout::literal(const std::string& name) {
+    std::string text;
+    for (std::size_t i = 0; i < name.size(); ++i)
+        text += name.compare(i, 2, "${") == 0 ? "${DOLLAR}" : std::string(1, name[i]);
+    if (text != name && file_.variables.empty()) file_.variables.push_back({{"DOLLAR", {}}, {"$", {}}});
+    return text;
 }
 
 void FuseLayout::addRecording() {
@@ -122,7 +140,7 @@ void FuseLayout::addRecording() {
     // An incomplete pair would be completed from the next row.
     set(recording, "Together", estimator_.pinsTakenTogether());
     if (estimator_.pairsInputs()) set(recording, "Repeat", "3m");
-    set(recording, "File Name", options_.recording, "RECORDING");
+    set(recording, "File Name", literal(options_.recording), "RECORDING");
 }
 
 void FuseLayout::feedEstimator(const Schema& schema) {
@@ -151,7 +169,7 @@ void FuseLayout::feedEstimator(const Schema& schema) {
 Target FuseLayout::source(const std::string& extra) const {
     if (extra == "envQuality" || extra == "gestQuality") return {"quality", extra, {}};
     if (extra == "Score") return {"static", extra, {}};
-    return {has("stamps") ? "stamps" : "estimator", extra, {}};
+    return {hasFilter("stamps") ? "stamps" : "estimator", extra, {}};
 }
 
 void FuseLayout::addQuality(const Schema& schema) {
@@ -198,8 +216,8 @@ void FuseLayout::addStaticMode(const Schema& schema) {
 void FuseLayout::addErrors(const Schema& schema, Alignment alignment) {
     FilterEntry& errors = add("errors", RecordingIO::FilterAttitudeErrors::kTypeName);
     set(errors, "Alignment", kAlignmentLabels[static_cast<int>(alignment)]);
-    set(errors, "Reference File", options_.reference, "--reference");
-    set(errors, "Movement File", options_.movement, "--movement");
+    set(errors, "Reference File", literal(options_.reference), "--reference");
+    set(errors, "Movement File", literal(options_.movement), "--movement");
     if (options_.reference.empty() && schema.find("quat"))
         connect({"recording", "quat", {}}, {"errors", "reference", {}});
     connect(attitude_, {"errors", "attitude", {}});
@@ -228,7 +246,7 @@ void FuseLayout::addResult() {
     FilterEntry& result = add("result", RecordingIO::FilterCsvWriter::kTypeName);
     set(result, "Rows", "attitude");
     set(result, "Header", header());
-    set(result, "File Name", options_.output, "-o '" + options_.output + "'");
+    set(result, "File Name", literal(options_.output), "-o '" + options_.output + "'");
     connect(written, {"result", "attitude", {}});
     for (const ResultWatch::Extra& extra : extras_) {
         if (extra.name != "Score" || options_.scores) connect(source(extra.name), {"result", extra.name, {}});

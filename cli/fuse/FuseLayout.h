@@ -40,12 +40,13 @@ public:
 
 private:
     FilterEntry& add(const char* name, const std::string& type);
-    bool has(const char* name) const { return file_.findFilter(name) != nullptr; }
+    bool hasFilter(const char* name) const { return file_.findFilter(name) != nullptr; }
     void set(FilterEntry& filter, const char* property, const std::string& value,
              const std::string& option = {});
     void connect(const Target& from, const Target& to, bool newestOnly = false);
     void applySettings(Mistakes& mistakes);
-    bool isForEstimator(const std::string& setting) const;
+    static bool has(const std::string& type, const std::string& property);
+    std::string literal(const std::string& name);
 
     void addRecording();
     void feedEstimator(const RecordingIO::Schema& schema);

@@ -270,6 +270,20 @@ void LayoutBuilder::findDoubts(Mistakes& doubts) const {
         if (const std::string doubt = contentDoubt(output, input); !doubt.empty())
             doubts.push_back({entry.place, "warning: " + doubt});
     });
+    for (const auto& [name, filter] : filters_) {
+        const auto& inputs = filter->getInputPins();
+        if (std::none_of(inputs.begin(), inputs.end(),
+                         [](const auto* pin) { return pin->getConnectedOutput() != nullptr; }))
+            continue;  // idle
+        for (const Core::AbstractInputPin* pin : inputs) {
+            const Core::PinContent& content = pin->content();
+            if (content.quantity.empty() || content.isOptional || pin->getConnectedOutput() != nullptr)
+                continue;
+            doubts.push_back({file_.findFilter(name)->name.place,
+                              "warning: " + named(*filter) + " needs " + inQuotes(pin->getName()) +
+                                  ", which is not connected: nothing will come of it"});
+        }
+    }
 }
 
 void LayoutBuilder::checkNames() {

@@ -45,7 +45,8 @@ public:
     /// Adds to `idle` every filter that would never be called: it is not a source and has no connected input.
     void findIdle(Mistakes& idle) const;
 
-    /// Adds to `doubts` every connection between pins that carry unlike quantities.
+    /// Adds to `doubts` every connection between pins that carry unlike quantities, and every needed input
+    /// without one.
     void findDoubts(Mistakes& doubts) const;
 
     /// Activates the "commands" of all filters, in the order of the file; what one raises is a mistake.

@@ -80,13 +80,17 @@ PropertyValue withNumberWords(PropertyValue value, const std::string& kind) {
 
 /// @throws UsageError naming the first variable that neither the flow manager nor the environment knows.
 std::string expandAll(const std::string& text) {
-    const std::string expanded = Core::FlowManager::instance().expandVariables(text);
-    const auto open = expanded.find("${");
-    const auto close = open == std::string::npos ? open : expanded.find('}', open);
-    if (close == std::string::npos) return expanded;
-    const std::string name = expanded.substr(open + 2, close - open - 2);
-    throw UsageError("variable " + inQuotes(name) + " is not set; give --var " + name +
-                     "=..., or put it under \"variables\" or in the environment");
+    const Core::FlowManager& flow = Core::FlowManager::instance();
+    for (std::size_t open = text.find("${"); open != std::string::npos; open = text.find("${", open + 2)) {
+        const std::size_t close = text.find('}', open);
+        if (close == std::string::npos) break;
+        const std::string variable = text.substr(open, close - open + 1);
+        if (flow.expandVariables(variable) != variable) continue;
+        const std::string name = variable.substr(2, variable.size() - 3);
+        throw UsageError("variable " + inQuotes(name) + " is not set; give --var " + name +
+                         "=..., or put it under \"variables\" or in the environment");
+    }
+    return flow.expandVariables(text);
 }
 
 std::string placedFileName(const std::string& text, const std::filesystem::path& folder) {
