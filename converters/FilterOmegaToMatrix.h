@@ -24,7 +24,8 @@ private:
     void onClear() { integrator_.clear(); }
 
     InputPin<Matrix> omega_{"omega", this, kRate};
-    OutputPin<Matrix> rotation_{"RotationMatrix", this, {.shape = {3, 3}, .quantity = "turn since the previous sample"}};
+    OutputPin<Matrix> rotation_{
+        "RotationMatrix", this, {.shape = {3, 3}, .quantity = "turn since the previous sample"}};
     CommandProperty clear_{"Clear", this, handler(this, &FilterOmegaToMatrix::onClear)};
     RateIntegrator integrator_;
 };
