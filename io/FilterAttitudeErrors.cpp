@@ -3,7 +3,7 @@
 #include <Poco/Exception.h>
 
 #include "io/AttitudeSample.h"
-#include "io/recording/ByteSource.h"
+#include "io/files/ByteSource.h"
 #include "io/recording/Text.h"
 
 namespace Kavelin::RecordingIO {

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "io/recording/ByteSource.h"
+#include "io/files/ByteSource.h"
 #include "io/recording/ColumnNames.h"
 #include "io/recording/ReadAhead.h"
 #include "io/recording/Text.h"

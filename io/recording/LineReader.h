@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "io/recording/ByteSource.h"
+#include "io/files/ByteSource.h"
 
 namespace Kavelin::RecordingIO {
 

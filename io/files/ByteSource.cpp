@@ -1,4 +1,4 @@
-#include "io/recording/ByteSource.h"
+#include "io/files/ByteSource.h"
 
 #include <Poco/Exception.h>
 #include <fcntl.h>
