@@ -224,14 +224,7 @@ private:
     static constexpr std::size_t kLongestMark = 4;
 
     void recognise() {
-        std::string first(kLongestMark, '\0');
-        std::size_t have = 0;
-        while (have < first.size()) {
-            const std::size_t count = file_->read(first.data() + have, first.size() - have);
-            if (count == 0) break;
-            have += count;
-        }
-        first.resize(have);
+        std::string first = firstBytes(*file_, kLongestMark);
         const bool isGzip = first.starts_with("\x1f\x8b");
         refuseForeign(first);
         source_ = std::make_unique<PrefixedSource>(std::move(first), *file_);
@@ -271,12 +264,17 @@ int openWithoutWaiting(const std::string& path) {
 
 }  // namespace
 
-std::unique_ptr<ByteSource> openSource(const std::string& path) {
+std::unique_ptr<ByteSource> openSource(const std::string& path) { return recognised(openBytes(path), path); }
+
+std::unique_ptr<ByteSource> recognised(std::unique_ptr<ByteSource> bytes, const std::string& path) {
+    return std::make_unique<RecognisedSource>(std::move(bytes), path);
+}
+
+std::unique_ptr<ByteSource> openBytes(const std::string& path) {
     if (path == "-") {
         struct ::stat status {};
         const bool ordinary = ::fstat(STDIN_FILENO, &status) == 0 && S_ISREG(status.st_mode);
-        auto file = std::make_unique<FileSource>(STDIN_FILENO, "standard input", 0, !ordinary);
-        return std::make_unique<RecognisedSource>(std::move(file), path);
+        return std::make_unique<FileSource>(STDIN_FILENO, "standard input", 0, !ordinary);
     }
     const int fd = openWithoutWaiting(path);
     if (fd < 0 && errno == ENOENT) throw Poco::FileNotFoundException("no file '" + path + "'");
@@ -289,7 +287,19 @@ std::unique_ptr<ByteSource> openSource(const std::string& path) {
     }
     const bool ordinary = known && S_ISREG(status.st_mode);
     const std::uint64_t total = ordinary ? static_cast<std::uint64_t>(status.st_size) : 0;
-    return std::make_unique<RecognisedSource>(std::make_unique<FileSource>(fd, path, total, !ordinary), path);
+    return std::make_unique<FileSource>(fd, path, total, !ordinary);
+}
+
+std::string firstBytes(ByteSource& source, std::size_t size) {
+    std::string first(size, '\0');
+    std::size_t have = 0;
+    while (have < size) {
+        const std::size_t count = source.read(first.data() + have, size - have);
+        if (count == 0) break;
+        have += count;
+    }
+    first.resize(have);
+    return first;
 }
 
 bool canBeReadOnlyOnce(const std::string& path) {

@@ -38,6 +38,15 @@ public:
 /// to do. Raises Poco::FileNotFoundException, Poco::OpenFileException with the path and the system's reason.
 std::unique_ptr<ByteSource> openSource(const std::string& path);
 
+/// The same of bytes from elsewhere, such as a member of an archive; `path` is their name for messages.
+std::unique_ptr<ByteSource> recognised(std::unique_ptr<ByteSource> bytes, const std::string& path);
+
+/// A file's bytes as they stand, or standard input's; otherwise as openSource.
+std::unique_ptr<ByteSource> openBytes(const std::string& path);
+
+/// The next bytes of a source: `size`, or fewer where it ends before.
+std::string firstBytes(ByteSource& source, std::size_t size);
+
 /// Whether looking into a file would take its first bytes away from a later reader: standard input, a pipe.
 bool canBeReadOnlyOnce(const std::string& path);
 
