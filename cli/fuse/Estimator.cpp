@@ -4,6 +4,7 @@
 #include <Kavelin/Core/AbstractOutputPin.h>
 #include <Kavelin/Core/FlowManager.h>
 #include <Kavelin/Typed/UnitNames.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 
@@ -124,6 +125,28 @@ Estimator describeEstimator(Core::Filter& filter) {
     for (const Core::AbstractOutputPin* pin : filter.getOutputPins())
         if (pin->getName().starts_with("flag_")) estimator.flagPins.push_back(pin->getName());
     return estimator;
+}
+
+Estimator describeEstimator(const std::string& type) {
+    return describeEstimator(
+        *Core::FlowManager::instance().getPluginManager().createFilter(type, "estimator"));
+}
+
+void requireSensors(const RecordingIO::Schema& schema, const Estimator& estimator, const std::string& type,
+                    const std::string& recording) {
+    for (const Estimator::Feed& feed : estimator.feeds) {
+        const RecordingIO::Channel* channel = schema.find(feed.from);
+        if (channel && (channel->rows != 1 || channel->cols != 3)) {
+            throw UsageError(
+                fmt::format("\"{}\" is {}x{} in {}; a sensor has three columns, x, y and z, in one row",
+                            feed.from, channel->rows, channel->cols, recording));
+        }
+        if (feed.isOptional || channel) continue;
+        std::string what = type + " needs \"" + feed.from + "\", which " + recording +
+                           " does not have; understood there: " + schema.understood;
+        for (const std::string& note : schema.notes) what += "\n" + note;
+        throw UsageError(what);
+    }
 }
 
 }  // namespace Kavelin::Cli

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "io/recording/Schema.h"
+
 namespace Kavelin::Cli {
 
 /// How to feed a recording to a filter, and what attitude it gives: read from what its pins declare.
@@ -35,5 +37,12 @@ struct Estimator {
 
 /// @throws UsageError, naming the types that would do, when the filter has no attitude or no sensor pin.
 Estimator describeEstimator(Core::Filter& filter);
+/// The same of a new filter of that type.  @throws as well Poco exceptions for an unknown type
+Estimator describeEstimator(const std::string& type);
+
+/// @throws UsageError unless the recording has what the estimator needs.
+/// @param recording its name, for messages
+void requireSensors(const RecordingIO::Schema& schema, const Estimator& estimator, const std::string& type,
+                    const std::string& recording);
 
 }  // namespace Kavelin::Cli

@@ -4,18 +4,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <filesystem>
 
-#include "cli/layout/Overrides.h"
-#include "io/AttitudeFrame.h"
 #include "io/FilterAttitudeErrors.h"
 #include "io/FilterAttitudeForm.h"
-#include "io/FilterCsvReader.h"
 #include "io/FilterCsvWriter.h"
 #include "io/FilterRangeShare.h"
 #include "io/FilterSampleHold.h"
-#include "io/FilterTranspose.h"
-#include "io/FilterVerdict.h"
 #include "io/recording/TableWriter.h"
 
 namespace Kavelin::Cli {
@@ -39,18 +33,10 @@ const char* const kAlignmentLabels[] = {"none", "heading", "start"};
 }  // namespace
 
 FuseLayout::FuseLayout(const FuseOptions& options, const Estimator& estimator, Mistakes& mistakes)
-    : options_(options), estimator_(estimator), settings_(options.settings) {
-    file_.folder = std::filesystem::current_path();
-    file_.description = "kavelin fuse " + options.recording + " --filter " + options.type;
-    if (!options.plugins.empty()) {
-        file_.plugins = {{"KavelinPluginOrientationInternal", {}}, {"KavelinPluginRecordingIO", {}}};
-        for (const std::string& plugin : options.plugins) {
-            const bool isPath = plugin.find('/') != std::string::npos;
-            file_.plugins->push_back({isPath ? std::filesystem::absolute(plugin).string() : plugin, {}});
-        }
-    }
-    file_.layouts.push_back({{"fuse", {}}, {}});
-    addRecording();
+    : EstimatorChain("fuse", "kavelin fuse " + options.recording + " --filter " + options.type, options,
+                     estimator),
+      settings_(options.settings) {
+    addRecording(chain_, options.recording);
     add("estimator", options.type);
     applySettings(mistakes);
 }
@@ -60,97 +46,19 @@ void FuseLayout::complete(const Schema& schema, std::optional<Alignment> alignme
     addQuality(schema);
     addStaticMode(schema);
     if (alignment) addErrors(schema, *alignment);
-    addVerdict(schema);
+    addVerdict(chain_, schema);
     addResult();
     applySettings(mistakes);
 }
 
-FilterEntry& FuseLayout::add(const char* name, const std::string& type) {
-    return file_.layouts[0].filters.emplace_back(FilterEntry{{name, {}}, {type, {}}, {}, {}});
-}
-
-/// @param option what the user wrote, where the value is his
-void FuseLayout::set(FilterEntry& filter, const char* property, const std::string& value,
-                     const std::string& option) {
-    if (value.empty()) return;
-    PropertyEntry entry{{property, {0, 0, option}}, {}};
-    entry.value.text = value;
-    entry.value.place = {0, 0, option};
-    filter.properties.push_back(std::move(entry));
-}
-
-void FuseLayout::connect(const Target& from, const Target& to, bool newestOnly) {
-    ConnectionEntry& connection = file_.connections.emplace_back();
-    connection.from = from;
-    connection.to = to;
-    // Between filters that take each round's sample in that round: lent, not copied.
-    if (newestOnly) connection.bufferSize = 1;
-}
-
-/// Applies the settings whose filter is there by now. One that names no filter is the estimator's, or the
-/// recording's, where that has such a property.
+/// One that names no filter is the estimator's, or the recording's, where that has such a property.
 void FuseLayout::applySettings(Mistakes& mistakes) {
-    const bool isLast = file_.findFilter("result") != nullptr;
-    std::vector<std::string> later;
-    for (const std::string& setting : settings_) {
-        const std::string name = setting.substr(0, setting.find('='));
-        const std::size_t colon = name.find(':');
-        if (name.substr(colon == std::string::npos ? 0 : colon + 1) == "File Name") {
-            mistakes.push_back({{0, 0, "--set \"" + setting + "\""},
-                                "RECORDING names the file that is read, -o the one that is written"});
-        } else if (colon != std::string::npos) {
-            const bool isThere = file_.findFilter(name.substr(0, colon)) != nullptr;
-            if (isThere || isLast)
-                overrideProperty(file_, setting, mistakes);
-            else
-                later.push_back(setting);
-        } else if (has(options_.type, name)) {
-            overrideProperty(file_, "estimator:" + setting, mistakes, setting);
-        } else if (has(RecordingIO::FilterCsvReader::kTypeName, name)) {
-            overrideProperty(file_, "recording:" + setting, mistakes, setting);
-        } else if (isLast) {
-            overrideProperty(file_, setting, mistakes);
-        } else {
-            later.push_back(setting);
-        }
-    }
-    settings_ = std::move(later);
-}
-
-bool FuseLayout::has(const std::string& type, const std::string& property) {
-    const Core::FilterPtr filter =
-        Core::FlowManager::instance().getPluginManager().createFilter(type, "filter");
-    return filter->getPropertyBag().find(property) != nullptr;
-}
-
-/// A file name of the command line is meant as it stands: what looks like a variable in it is none.
-std::string FuseLayout::literal(const std::string& name) {
-    std::string text;
-    for (std::size_t i = 0; i < name.size(); ++i)
-        text += name.compare(i, 2, "${") == 0 ? "${DOLLAR}" : std::string(1, name[i]);
-    if (text != name && file_.variables.empty()) file_.variables.push_back({{"DOLLAR", {}}, {"$", {}}});
-    return text;
-}
-
-void FuseLayout::addRecording() {
-    FilterEntry& recording = add("recording", RecordingIO::FilterCsvReader::kTypeName);
-    set(recording, "Mapping", options_.mapping, "--map \"" + options_.mapping + "\"");
-    set(recording, "Units", options_.units, "--units \"" + options_.units + "\"");
-    if (options_.rate > 0.0) set(recording, "Rate", numberText(options_.rate), "--rate");
-    // An incomplete pair would be completed from the next row.
-    set(recording, "Together", estimator_.pinsTakenTogether());
-    if (estimator_.pairsInputs()) set(recording, "Repeat", "3m");
-    set(recording, "File Name", literal(options_.recording), "RECORDING");
+    settings_ =
+        LayoutDraft::applySettings(settings_, {options_.type, {"estimator"}, {"recording"}}, mistakes);
 }
 
 void FuseLayout::feedEstimator(const Schema& schema) {
-    const char* source = "recording";
-    if (estimator_.wantsColumns) add(source = "columns", RecordingIO::FilterTranspose::kTypeName);
-    for (const Estimator::Feed& feed : estimator_.feeds) {
-        if (schema.find(feed.from) == nullptr) continue;
-        if (estimator_.wantsColumns) connect({"recording", feed.from, {}}, {source, feed.from, {}});
-        connect({source, feed.from, {}}, {"estimator", feed.to, {}});
-    }
+    EstimatorChain::feedEstimator(chain_, schema);
     attitude_ = {"estimator", estimator_.attitudePin, {}};
     for (const std::string& flag : estimator_.flagPins) extras_.push_back({flag});
     if (!estimator_.stampsWithWallClock) return;
@@ -221,18 +129,6 @@ void FuseLayout::addErrors(const Schema& schema, Alignment alignment) {
     if (options_.reference.empty() && schema.find("quat"))
         connect({"recording", "quat", {}}, {"errors", "reference", {}});
     connect(attitude_, {"errors", "attitude", {}});
-}
-
-void FuseLayout::addVerdict(const Schema& schema) {
-    if (!RecordingIO::alignmentOf(estimator_.frame)) return;
-    add("verdict", RecordingIO::FilterVerdict::kTypeName);
-    for (const char* pin : {"3a", "3g", "3m"})
-        if (schema.find(pin)) connect({"recording", pin, {}}, {"verdict", pin, {}}, true);
-    connect({"estimator", estimator_.attitudePin, {}}, {"verdict", "attitude", {}}, true);
-    const Core::FilterPtr estimator =
-        Core::FlowManager::instance().getPluginManager().createFilter(options_.type, "estimator");
-    for (const char* pin : {"3g_bias", "3m_hardiron", "sigma", "flag_rest", "flag_mag", "flag_mag_body"})
-        if (estimator->findOutputPin(pin)) connect({"estimator", pin, {}}, {"verdict", pin, {}}, true);
 }
 
 void FuseLayout::addResult() {

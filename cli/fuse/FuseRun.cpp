@@ -25,7 +25,7 @@ using RecordingIO::counted;
 FuseRun::FuseRun(const FuseOptions& options, CommandContext& context)
     : options_(options),
       context_(context),
-      estimator_(describe()),
+      estimator_(describeEstimator(options_.type)),
       layout_(options_, estimator_, mistakes_),
       builder_(layout_.file(), flow_, mistakes_) {
     build();
@@ -34,24 +34,18 @@ FuseRun::FuseRun(const FuseOptions& options, CommandContext& context)
     watchResult();
     builder_.activateCommands();
     builder_.prepareRun();
-    requireNoMistake();
-}
-
-Estimator FuseRun::describe() const {
-    const Core::FilterPtr filter =
-        Core::FlowManager::instance().getPluginManager().createFilter(options_.type, "estimator");
-    return describeEstimator(*filter);
+    requireNoMistake(mistakes_);
 }
 
 /// The rest depends on what the recording holds.
 void FuseRun::build() {
-    requireNoMistake();
+    requireNoMistake(mistakes_);
     requireTable();
     builder_.build();
-    requireNoMistake();
+    requireNoMistake(mistakes_);
     recording().open();
-    requireSensors();
     const RecordingIO::Schema& schema = *recording().schema();
+    requireSensors(schema, estimator_, options_.type, options_.recording);
     const bool hasReference = !options_.reference.empty() || schema.find("quat");
     if (!options_.movement.empty() && !hasReference) {
         throw UsageError("--movement says where errors count, but there is no reference: " +
@@ -59,16 +53,7 @@ void FuseRun::build() {
     }
     layout_.complete(schema, hasReference ? alignment() : std::nullopt, mistakes_);
     builder_.build();
-    requireNoMistake();
-}
-
-void FuseRun::requireNoMistake() {
-    if (mistakes_.empty()) return;
-    std::string text;
-    for (const Mistake& mistake : mistakes_)
-        text += (text.empty() ? "" : "\nkavelin: ") +
-                (mistake.place.option.empty() ? mistake.text : toText(mistake, ""));
-    throw UsageError(text);
+    requireNoMistake(mistakes_);
 }
 
 template <class Interface>
@@ -81,23 +66,6 @@ RecordingIO::RecordingSource& FuseRun::recording() const {
 }
 
 const RecordingIO::RecordingStatistics& FuseRun::statistics() const { return *recording().statistics(); }
-
-void FuseRun::requireSensors() const {
-    const RecordingIO::Schema& schema = *recording().schema();
-    for (const Estimator::Feed& feed : estimator_.feeds) {
-        const RecordingIO::Channel* channel = schema.find(feed.from);
-        if (channel && (channel->rows != 1 || channel->cols != 3)) {
-            throw UsageError(
-                fmt::format("\"{}\" is {}x{} in {}; a sensor has three columns, x, y and z, in one row",
-                            feed.from, channel->rows, channel->cols, options_.recording));
-        }
-        if (feed.isOptional || channel) continue;
-        std::string what = options_.type + " needs \"" + feed.from + "\", which " + options_.recording +
-                           " does not have; understood there: " + schema.understood;
-        for (const std::string& note : schema.notes) what += "\n" + note;
-        throw UsageError(what);
-    }
-}
 
 std::optional<Alignment> FuseRun::alignment() const {
     if (options_.alignment == "none") return Alignment::kNone;
@@ -128,7 +96,7 @@ void FuseRun::check() {
             written.push_back({option, "", file, true, {.option = std::string(option) + " '" + file + "'"}});
     }
     builder_.check(written);
-    requireNoMistake();
+    requireNoMistake(mistakes_);
     for (const std::string& file : {options_.summary, options_.saveLayout})
         if (!file.empty()) RecordingIO::ResultFile::requireWritable(file);
 }

@@ -29,16 +29,13 @@ public:
     void run();
 
 private:
-    Estimator describe() const;
     void requireTable() const;
-    void requireSensors() const;
     std::optional<RecordingIO::Alignment> alignment() const;
     void build();
     void check();
     void watchResult();
     template <class Interface>
     Interface& part(const char* name) const;
-    void requireNoMistake();
     RecordingIO::RecordingSource& recording() const;
     const RecordingIO::RecordingStatistics& statistics() const;
 

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <string>
+
+#include "cli/fuse/Estimator.h"
+#include "cli/fuse/FuseOptions.h"
+#include "cli/layout/LayoutDraft.h"
+#include "io/recording/Schema.h"
+
+namespace Kavelin::Cli {
+
+/// The names of the filters that one sensor's way through a layout consists of.
+struct ChainNames {
+    std::string recording = "recording";
+    std::string estimator = "estimator";
+    std::string columns = "columns";  ///< turns rows where the estimator wants columns
+    std::string verdict = "verdict";
+
+    /// "recording_thigh" and so on.
+    static ChainNames of(const std::string& sensor) {
+        return {"recording_" + sensor, "estimator_" + sensor, "columns_" + sensor, "verdict_" + sensor};
+    }
+};
+
+/// A layout with chains of a recording, an estimator and a verdict.
+class EstimatorChain : public LayoutDraft {
+protected:
+    /// @param options, estimator borrowed
+    EstimatorChain(const std::string& layout, const std::string& description, const FuseOptions& options,
+                   const Estimator& estimator)
+        : LayoutDraft(layout, description, options.plugins), options_(options), estimator_(estimator) {}
+
+    /// The filter that reads, with the options that concern it.  @param path as the user wrote it
+    FilterEntry& addRecording(const ChainNames& chain, const std::string& path);
+    /// Connects what the recording holds with what the estimator takes.
+    void feedEstimator(const ChainNames& chain, const RecordingIO::Schema& schema);
+    /// Adds the verdict, where the attitude can be judged.
+    void addVerdict(const ChainNames& chain, const RecordingIO::Schema& schema);
+
+    const FuseOptions& options_;
+    const Estimator& estimator_;
+};
+
+}  // namespace Kavelin::Cli
