@@ -12,6 +12,10 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <optional>
+
+#include "io/files/ForeignFormat.h"
+#include "io/files/Utf16Source.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -160,58 +164,15 @@ private:
     ByteSource& rest_;
 };
 
-struct ForeignFormat {
-    std::string_view begin;
-    const char* message;
-};
-
-const char* const kZip =
-    "the file is a zip archive (.zip, .xlsx and others): unpack it, or save the table as CSV";
-const char* const kUtf16 =
-    "the file is in UTF-16: convert it to UTF-8, such as with iconv -f UTF-16 -t UTF-8 OLD >NEW";
-const char* const kPacked = "the file is compressed, and not by gzip: unpack it first";
-const char* const kBinary = "the file is in a binary format: export it as CSV";
-
-const ForeignFormat kForeign[] = {
-    {"PK\x03\x04", kZip},
-    {"\xFF\xFE", kUtf16},
-    {"\xFE\xFF", kUtf16},
-    {"BZh", kPacked},
-    {"\xFD"
-     "7zX",
-     kPacked},
-    {"\x28\xB5\x2F\xFD", kPacked},
-    {"7z\xBC\xAF", kPacked},
-    {"\x89HDF", kBinary},
-    {"MATL", kBinary},
-    {"\x93NUM", kBinary},
-    {"ULog", kBinary},
-    {"SQLi", kBinary},
-    {"#ROS", kBinary},
-    {"PAR1", kBinary},
-    {"%PDF", kBinary},
-};
-
-/// Raises where the first bytes show that the file is not a table in plain text.
-void refuseForeign(std::string_view first) {
-    for (const ForeignFormat& format : kForeign) {
-        if (first.starts_with(format.begin)) throw Poco::DataFormatException(format.message);
-    }
-    // A letter and a zero, or the other way round: UTF-16 without a mark.
-    if (first.size() == 4 && first[0] == '\0' && first[1] != '\0' && first[2] == '\0')
-        throw Poco::DataFormatException(kUtf16);
-    if (first.size() == 4 && first[0] != '\0' && first[1] == '\0' && first[2] != '\0' && first[3] == '\0')
-        throw Poco::DataFormatException(kUtf16);
-}
-
 /// Looks at a file's first bytes, when they are wanted, to see what it is.
 class RecognisedSource : public ByteSource {
 public:
-    RecognisedSource(std::unique_ptr<ByteSource> file, std::string path)
-        : file_(std::move(file)), path_(std::move(path)) {}
+    /// @param isUnpacked whether `file` is what gzip had compressed.
+    RecognisedSource(std::unique_ptr<ByteSource> file, std::string path, bool isUnpacked = false)
+        : file_(std::move(file)), path_(std::move(path)), isUnpacked_(isUnpacked) {}
 
     std::size_t read(char* into, std::size_t size) override {
-        if (!source_) recognise();
+        if (!source_) source_ = recognise();
         return source_->read(into, size);
     }
 
@@ -221,18 +182,41 @@ public:
     std::uint64_t total() const override { return file_->total(); }
 
 private:
-    static constexpr std::size_t kLongestMark = 4;
+    static constexpr std::size_t kShortestMark = 4;
 
-    void recognise() {
-        std::string first = firstBytes(*file_, kLongestMark);
+    std::unique_ptr<ByteSource> recognise() {
+        std::string first = beginning();
         const bool isGzip = first.starts_with("\x1f\x8b");
-        refuseForeign(first);
-        source_ = std::make_unique<PrefixedSource>(std::move(first), *file_);
-        if (isGzip) source_ = std::make_unique<GzipSource>(std::move(source_), path_);
+        if (isGzip && isUnpacked_)
+            throw Poco::DataFormatException("the file is compressed by gzip twice. Unpack it first.");
+        const std::optional<Utf16> utf16 = recogniseUtf16(first);
+        const bool isText = isGzip || (utf16 && !first.starts_with(std::string_view("\xFF\xFE\0\0", 4)));
+        const std::string foreign = isText ? "" : foreignFormat(first, path_);
+        if (!foreign.empty()) throw Poco::DataFormatException(foreign);
+        auto all = std::make_unique<PrefixedSource>(std::move(first), *file_);
+        if (isGzip)
+            return std::make_unique<RecognisedSource>(std::make_unique<GzipSource>(std::move(all), path_),
+                                                      path_, true);
+        if (utf16) return std::make_unique<Utf16Source>(std::move(all), *utf16);
+        return all;
+    }
+
+    /// What is there, of a pipe too: a row must not wait for the ones after it.
+    std::string beginning() {
+        std::string first(kRecognisedBytes, '\0');
+        std::size_t have = 0;
+        while (have < kShortestMark) {
+            const std::size_t count = file_->read(first.data() + have, first.size() - have);
+            if (count == 0) break;
+            have += count;
+        }
+        first.resize(have);
+        return first;
     }
 
     std::unique_ptr<ByteSource> file_;
     std::string path_;
+    bool isUnpacked_;
     std::unique_ptr<ByteSource> source_;  // null before the first read
 };
 

@@ -33,8 +33,8 @@ public:
 };
 
 /// Opens a file, or standard input for "-"; reads nothing yet, and does not wait for the writer of a pipe. A
-/// file that begins like gzip's is decompressed on the way; the first `read` of one that begins like a zip
-/// archive, a text in UTF-16 or another known binary format raises Poco::DataFormatException, which says what
+/// file that begins like gzip's is decompressed on the way, a text in UTF-16 becomes UTF-8. The first `read` of what is not
+/// text, such as another program's binary format, raises Poco::DataFormatException, which says what it is and what
 /// to do. Raises Poco::FileNotFoundException, Poco::OpenFileException with the path and the system's reason.
 std::unique_ptr<ByteSource> openSource(const std::string& path);
 

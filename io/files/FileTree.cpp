@@ -8,6 +8,7 @@
 #include <map>
 #include <string_view>
 
+#include "io/files/ForeignFormat.h"
 #include "io/files/ZipArchive.h"
 
 namespace Kavelin::RecordingIO {
@@ -118,6 +119,10 @@ private:
 class Zip : public FileTree {
 public:
     explicit Zip(const std::string& path) : path_(path), archive_(path) {
+        std::vector<std::string> names;
+        for (const ZipArchive::Member& member : archive_.members()) names.push_back(member.name);
+        const std::string foreign = foreignArchive(names, path);
+        if (!foreign.empty()) throw Poco::DataFormatException(foreign);
         for (const ZipArchive::Member& member : archive_.members()) {
             if (anyPartIsPassedOver(member.name)) continue;
             files_.push_back({member.name, member.size});
