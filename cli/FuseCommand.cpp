@@ -32,6 +32,7 @@ void fuse(FuseOptions options, CommandContext& context) {
 std::vector<std::string> formNames(const std::map<std::string, AttitudeForm>& forms) {
     std::vector<std::string> names;
     for (const auto& [name, form] : forms) names.push_back(name);
+    names.push_back("sto");
     return names;
 }
 
@@ -39,15 +40,22 @@ void addResultOptions(CLI::App& command, FuseOptions& options) {
     static const std::map<std::string, AttitudeForm> kForms = {{"quaternion", AttitudeForm::kQuaternion},
                                                                {"matrix", AttitudeForm::kMatrix},
                                                                {"euler", AttitudeForm::kEuler}};
-    command.add_option("-o,--output", options.output, "File to write; - is standard output")
+    command
+        .add_option("-o,--output", options.output,
+                    "File to write: .csv, .sto (OpenSim), .mat (MATLAB), .npz or .npy (NumPy); - is standard "
+                    "output, as CSV")
         ->capture_default_str();
     command
         .add_option_function<std::string>(
-            "--as", [&options](const std::string& name) { options.form = kForms.at(name); },
+            "--as",
+            [&options](const std::string& name) {
+                options.isSto = name == "sto";
+                if (!options.isSto) options.form = kForms.at(name);
+            },
             "What an attitude is written as: quaternion (qw, qx, qy, qz), matrix, or euler (degrees; yaw, "
-            "pitch, roll: intrinsic turns about z, y, x)")
+            "pitch, roll: intrinsic turns about z, y, x); sto: quaternions, in a table for OpenSim")
         ->check(CLI::IsMember(formNames(kForms)).description(""))
-        ->type_name("quaternion|matrix|euler");
+        ->type_name("quaternion|matrix|euler|sto");
     command.add_option("--plot", options.plot, "Draw orientation, flags and errors over time")
         ->type_name("FILE.svg|FILE.png");
     command

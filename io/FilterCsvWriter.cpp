@@ -7,7 +7,9 @@
 #include <algorithm>
 
 #include "io/recording/ColumnNames.h"
+#include "io/recording/TableWriter.h"
 #include "io/recording/Text.h"
+#include "io/writing/TableCollector.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -115,12 +117,39 @@ void FilterCsvWriter::checkRun() {
     if (fileName_.get().empty()) {
         throw Poco::InvalidArgumentException("'" + getName() + "' has no File Name: its samples are dropped");
     }
-    requireTableName(fileName_.get());
+    requireFit(kind(), fileName_.get(), Core::namesOf(getInputPins()));
+    if (kind() == TableKind::kSto) requireQuaternions();
     if (!rows_.get().empty()) requirePin("Rows", rows_.get());
     for (const HeaderEntry& entry : parseHeader(header_.get())) {
         requirePin("Header", entry.pin);
-        requireColumns(entry.pin, entry.columns.size());
+        if (kind() != TableKind::kSto)
+            requireColumns(entry.pin, entry.columns.size());
+        else if (entry.columns.size() != 1)
+            throw Poco::InvalidArgumentException("Header gives '" + entry.pin + "' " +
+                                                 counted(entry.columns.size(), "column") +
+                                                 "; in a .sto file a sensor has one");
     }
+}
+
+void FilterCsvWriter::requireQuaternions() const {
+    for (const auto& input : inputs_) {
+        const Core::AbstractOutputPin* source = input->pin.getConnectedOutput();
+        const Core::PinShape shape = source == nullptr ? Core::PinShape{} : contentSent(*source).shape;
+        if (!shape.isFixed() || shape.rows * shape.cols == 4) continue;
+        throw Poco::InvalidArgumentException("a .sto file holds quaternions, but '" + source->fullName() +
+                                             "' sends " + shapeText(shape));
+    }
+}
+
+TableKind FilterCsvWriter::kind() const {
+    const int format = format_.get();
+    return format > 0 ? static_cast<TableKind>(format - 1) : tableKindOf(fileName_.get());
+}
+
+std::vector<std::string> FilterCsvWriter::formatLabels() {
+    std::vector<std::string> labels = tableKindLabels();
+    labels.insert(labels.begin(), "by name");
+    return labels;
 }
 
 void FilterCsvWriter::requireColumns(const std::string& pin, std::size_t names) const {
@@ -146,6 +175,7 @@ FilterCsvWriter::Columns::const_iterator FilterCsvWriter::find(const std::string
 }
 
 void FilterCsvWriter::prepareRun() {
+    notes_.clear();
     ResultFile::requireWritable(fileName_.get());
     isPrepared_ = true;
     for (const auto& input : inputs_) {
@@ -168,11 +198,13 @@ void FilterCsvWriter::completeRun() {
 }
 
 void FilterCsvWriter::closeTable() {
-    const std::unique_ptr<TableWriter> table = std::move(table_);
+    const std::unique_ptr<TableSink> table = std::move(table_);
     const std::unique_ptr<RowFile> rowFile = std::move(rowFile_);
     hasFailed_ = false;
-    if (table) table->finish();
     if (rowFile) rowFile->finish();
+    if (!table) return;
+    table->finish();
+    notes_ = table->notes();
 }
 
 void FilterCsvWriter::RowFile::finish() {
@@ -206,20 +238,26 @@ void FilterCsvWriter::openTable() {
     hasFailed_ = true;  // until the table is there
     checkRun();
     arrangeColumns();
-    if (rowPin_ != nullptr && knowsColumns()) {
+    const TableKind kind = this->kind();
+    if (kind == TableKind::kCsv && rowPin_ != nullptr && knowsColumns()) {
         openRowFile();
     } else {
-        auto table = std::make_unique<TableWriter>(fileName_.get());
-        for (const auto& input : inputs_) {
-            if (input->names.empty()) {
-                table->addPin(input->pin.getName(), input->expected);
-            } else {
-                table->addPin(input->pin.getName(), input->names);
-            }
-        }
+        std::unique_ptr<TableSink> table;
+        if (kind == TableKind::kCsv)
+            table = std::make_unique<TableWriter>(fileName_.get());
+        else
+            table = std::make_unique<TableCollector>(fileName_.get(), tableFormat(kind));
+        for (const auto& input : inputs_) table->add(described(*input, kind));
         table_ = std::move(table);
     }
     hasFailed_ = false;
+}
+
+/// A sensor of a .sto file has one column, with quaternions as its cells.
+TableSink::Pin FilterCsvWriter::described(const Column& input, TableKind kind) const {
+    const std::string& pin = input.pin.getName();
+    if (kind != TableKind::kSto) return {pin, input.names, input.expected};
+    return {input.names.empty() ? pin : input.names.front(), columnNames(pin, 1, 4), {1, 4}};
 }
 
 void FilterCsvWriter::openRowFile() {

@@ -4,6 +4,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
+#include <filesystem>
 
 #include "io/FilterAttitudeErrors.h"
 #include "io/FilterAttitudeForm.h"
@@ -16,6 +18,7 @@ namespace Kavelin::Cli {
 
 using RecordingIO::Alignment;
 using RecordingIO::Schema;
+using RecordingIO::TableKind;
 
 namespace {
 
@@ -30,7 +33,23 @@ bool exists(const char* type) {
 
 const char* const kAlignmentLabels[] = {"none", "heading", "start"};
 
+/// A name for the one sensor of a recording: that of its file, without endings.
+std::string sensorName(const std::string& recording) {
+    std::string name = std::filesystem::path(recording).filename().string();
+    name.erase(std::min(name.size(), name.find('.', 1)));
+    const auto isOdd = [](char c) {
+        return static_cast<unsigned char>(c) < 0x80 && std::isalnum(static_cast<unsigned char>(c)) == 0 &&
+               c != '-' && c != '_';
+    };
+    std::replace_if(name.begin(), name.end(), isOdd, '_');
+    return recording == "-" || name.empty() ? "imu" : name;
+}
+
 }  // namespace
+
+TableKind resultKind(const FuseOptions& options) {
+    return options.isSto ? TableKind::kSto : RecordingIO::tableKindOf(options.output);
+}
 
 FuseLayout::FuseLayout(const FuseOptions& options, const Estimator& estimator, Mistakes& mistakes)
     : EstimatorChain("fuse", "kavelin fuse " + options.recording + " --filter " + options.type, options,
@@ -140,26 +159,43 @@ void FuseLayout::addResult() {
         written = {"form", forms[static_cast<int>(options_.form)], {}};
     }
     FilterEntry& result = add("result", RecordingIO::FilterCsvWriter::kTypeName);
-    set(result, "Rows", "attitude");
+    const std::string option = "-o '" + options_.output + "'";
+    set(result, "Rows", resultPin());
     set(result, "Header", header());
-    set(result, "File Name", literal(options_.output), "-o '" + options_.output + "'");
-    connect(written, {"result", "attitude", {}});
-    for (const ResultWatch::Extra& extra : extras_) {
-        if (extra.name != "Score" || options_.scores) connect(source(extra.name), {"result", extra.name, {}});
-    }
+    if (options_.isSto) set(result, "Format", "sto", option);
+    set(result, "File Name", literal(options_.output), option);
+    connect(written, {"result", resultPin(), {}});
+    for (const ResultWatch::Extra& extra : writtenExtras())
+        connect(source(extra.name), {"result", extra.name, {}});
+}
+
+/// Arrays are named after their pins.
+std::string FuseLayout::resultPin() const {
+    const TableKind kind = resultKind(options_);
+    if (kind == TableKind::kCsv || kind == TableKind::kNpy) return "attitude";
+    const char* names[] = {"quaternion", "rotation", "euler"};
+    return names[static_cast<int>(options_.form)];
+}
+
+/// A table for OpenSim holds orientations only.
+std::vector<ResultWatch::Extra> FuseLayout::writtenExtras() const {
+    if (resultKind(options_) == TableKind::kSto) return {};
+    std::vector<ResultWatch::Extra> written = extras_;
+    if (!options_.scores) std::erase_if(written, [](const auto& extra) { return extra.name == "Score"; });
+    return written;
 }
 
 std::string FuseLayout::header() const {
     const auto entry = [](const std::string& pin, const std::vector<std::string>& names) {
         return fmt::format("{} = {}", pin, fmt::join(names, ", "));
     };
-    std::string text = "attitude = qw, qx, qy, qz";
-    if (options_.form == AttitudeForm::kMatrix)
-        text = entry("attitude", RecordingIO::columnNames("attitude", 3, 3));
+    if (resultKind(options_) == TableKind::kSto) return entry(resultPin(), {sensorName(options_.recording)});
+    std::vector<std::string> columns = {"qw", "qx", "qy", "qz"};
+    if (options_.form == AttitudeForm::kMatrix) columns = RecordingIO::columnNames("attitude", 3, 3);
     if (options_.form == AttitudeForm::kEuler)
-        text = "attitude = yaw_zyx (deg), pitch_zyx (deg), roll_zyx (deg)";
-    for (const ResultWatch::Extra& extra : extras_) {
-        if (extra.name == "Score" && !options_.scores) continue;
+        columns = {"yaw_zyx (deg)", "pitch_zyx (deg)", "roll_zyx (deg)"};
+    std::string text = entry(resultPin(), columns);
+    for (const ResultWatch::Extra& extra : writtenExtras()) {
         const bool isScore = extra.name == "Score";
         text +=
             "; " + entry(extra.name, RecordingIO::columnNames(extra.name, isScore ? 5 : 1, isScore ? 2 : 1));

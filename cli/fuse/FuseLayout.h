@@ -8,8 +8,13 @@
 #include "cli/fuse/ResultWatch.h"
 #include "evaluation/AttitudeErrors.h"
 #include "io/recording/Schema.h"
+#include "io/writing/TableFormat.h"
 
 namespace Kavelin::Cli {
+
+/// How the result is written. Raises Poco::InvalidArgumentException for a name whose ending is that of a format
+/// that is not written.
+RecordingIO::TableKind resultKind(const FuseOptions& options);
 
 /// The layout of `kavelin fuse`, as a file might hold it:
 ///
@@ -43,6 +48,8 @@ private:
     void addStaticMode(const RecordingIO::Schema& schema);
     void addErrors(const RecordingIO::Schema& schema, RecordingIO::Alignment alignment);
     void addResult();
+    std::string resultPin() const;
+    std::vector<ResultWatch::Extra> writtenExtras() const;
     std::string header() const;
 
     const ChainNames chain_;

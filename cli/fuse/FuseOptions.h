@@ -14,6 +14,7 @@ struct FuseOptions {
     std::string type;
     std::vector<std::string> settings;  ///< "NAME=VALUE", "quality:NAME=VALUE", "static:NAME=VALUE"
     AttitudeForm form = AttitudeForm::kQuaternion;
+    bool isSto = false;      ///< an OpenSim table, whatever the name of the output
     std::string plot;        ///< file, .svg or .png; empty: none
     std::string summary;     ///< file, JSON; empty: none
     bool scores = false;     ///< write the columns of the static score

@@ -79,7 +79,10 @@ std::optional<Alignment> FuseRun::alignment() const {
 void FuseRun::requireTable() const {
     if (options_.output.empty()) throw UsageError("-o '': a file name is expected, or - for standard output");
     try {
-        RecordingIO::requireTableName(options_.output);
+        const RecordingIO::TableKind kind = resultKind(options_);
+        RecordingIO::requireFit(kind, options_.output, {});
+        if (kind == RecordingIO::TableKind::kSto && options_.form != AttitudeForm::kQuaternion)
+            throw UsageError("--as: a .sto file holds quaternions, neither matrices nor angles");
     } catch (const Poco::InvalidArgumentException& refusal) {
         throw UsageError("-o " + refusal.message());
     }
@@ -221,7 +224,8 @@ void FuseRun::summarise() {
                               .settings = settingsInUse(*builder_.find("estimator")),
                               .hasField = hasField(),
                               .silentRows = silentRows(),
-                              .judged = judged ? &*judged : nullptr};
+                              .judged = judged ? &*judged : nullptr,
+                              .notes = part<RecordingIO::RunParticipant>("result").runNotes()};
     if (!options_.quiet) context_.err << summaryText(summary) << std::flush;
     if (!options_.summary.empty()) writeWholeFile(options_.summary, summaryJson(summary, context_.status));
 }

@@ -120,6 +120,7 @@ std::vector<std::string> warningsOf(const FuseSummary& summary) {
     std::vector<std::string> warnings = summary.statistics.warnings(summary.schema);
     const std::string dip = summary.judged && summary.hasField ? warningOfDip(*summary.judged) : "";
     if (!dip.empty()) warnings.push_back(dip);
+    warnings.insert(warnings.end(), summary.notes.begin(), summary.notes.end());
     return warnings;
 }
 

@@ -28,6 +28,7 @@ struct FuseSummary {
     /// Rows after the first attitude that hold everything taken together, and that gave no attitude.
     std::uint64_t silentRows;
     const RecordingIO::Judged* judged;  ///< null for an attitude that cannot be judged
+    std::vector<std::string> notes;     ///< on the file written
 };
 
 /// The summary of a run, some lines for a person: rows, rate, gaps, what was left out and dropped, flags,

@@ -13,32 +13,16 @@
 #include <cstring>
 #include <filesystem>
 
+#include "io/recording/ResultPath.h"
 #include "io/recording/Text.h"
 
 namespace Kavelin::RecordingIO {
 
 namespace {
 
-constexpr const char* kTemporaryEnding = ".part";
-
-bool isOrdinaryOrNew(const std::string& path) {
-    struct ::stat status {};
-    return ::stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode);
-}
-
 bool isOrdinary(int fd) {
     struct ::stat status {};
     return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
-}
-
-[[noreturn]] void refuse(const std::string& path, int error) {
-    throw Poco::CreateFileException("cannot write '" + path + "'", std::string(std::strerror(error)));
-}
-
-std::string withLinksResolved(const std::string& path) {
-    std::error_code error;
-    const auto resolved = std::filesystem::weakly_canonical(path, error);
-    return error ? path : resolved.string();
 }
 
 }  // namespace
@@ -60,17 +44,20 @@ char* writeNumber(char* into, double value) {
     return std::to_chars(into, into + kLongestNumber, value).ptr;
 }
 
-void requireTableName(const std::string& path) {
+std::string foreignEnding(const std::string& path) {
     static constexpr std::string_view kOthers[] = {".npy", ".npz",  ".mat",     ".sto",     ".mot",  ".trc",
                                                    ".c3d", ".bvh",  ".h5",      ".hdf5",    ".xlsx", ".xls",
                                                    ".ods", ".json", ".parquet", ".feather", ".gz",   ".zip"};
     const std::string ending = lowered(std::filesystem::path(path).extension().string());
-    for (const std::string_view other : kOthers) {
-        if (ending != other) continue;
-        throw Poco::InvalidArgumentException("'" + path +
-                                             "': results are written as a table of text (CSV), not as " +
-                                             ending + "; name a .csv file");
-    }
+    return std::find(std::begin(kOthers), std::end(kOthers), ending) == std::end(kOthers) ? "" : ending;
+}
+
+void requireTableName(const std::string& path) {
+    const std::string ending = foreignEnding(path);
+    if (ending.empty()) return;
+    throw Poco::InvalidArgumentException("'" + path +
+                                         "': a recording is written as a table of text (CSV), not as " +
+                                         ending + "; name a .csv file");
 }
 
 ResultFile::ResultFile(const std::string& path) : path_(path), target_(path), buffer_(kBlockSize + 4096) {
@@ -79,27 +66,26 @@ ResultFile::ResultFile(const std::string& path) : path_(path), target_(path), bu
         isLive_ = !isOrdinary(fd_);
         return;
     }
-    std::string name = path;
-    if (isOrdinaryOrNew(path)) {
-        target_ = withLinksResolved(path);
-        name = temporary_ = target_ + kTemporaryEnding;
-    }
+    const ResultPath place = resultPath(path);
+    target_ = place.target;
+    temporary_ = place.temporary;
+    const std::string& name = temporary_.empty() ? path : temporary_;
     fd_ = ::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (fd_ < 0) refuse(path, errno);
+    if (fd_ < 0) refuseResult(path, errno);
     isLive_ = !isOrdinary(fd_);
 }
 
 void ResultFile::requireWritable(const std::string& path) {
     if (path == "-") return;
-    if (!isOrdinaryOrNew(path)) {  // opening a pipe would wait for its reader
-        if (std::filesystem::is_directory(path)) refuse(path, EISDIR);
-        if (::access(path.c_str(), W_OK) != 0) refuse(path, errno);
+    const std::string temporary = resultPath(path).temporary;
+    if (temporary.empty()) {  // opening a pipe would wait for its reader
+        if (std::filesystem::is_directory(path)) refuseResult(path, EISDIR);
+        if (::access(path.c_str(), W_OK) != 0) refuseResult(path, errno);
         return;
     }
-    const std::string temporary = withLinksResolved(path) + kTemporaryEnding;
     const bool wasThere = ::access(temporary.c_str(), F_OK) == 0;
     const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-    if (fd < 0) refuse(path, errno);
+    if (fd < 0) refuseResult(path, errno);
     ::close(fd);
     if (!wasThere) ::unlink(temporary.c_str());
 }
@@ -116,7 +102,7 @@ void ResultFile::header(std::string_view names) {
     text(names);
     text("\n");
     lastRowEnd_ = used_;
-    headerLines_ = 1;
+    headerLines_ = 1 + static_cast<std::uint64_t>(std::count(names.begin(), names.end(), '\n'));
 }
 
 void ResultFile::text(std::string_view text) {
@@ -142,10 +128,10 @@ void ResultFile::flush() {
             const int error = errno;
             // Rows of this block that are completely on disk stay; a row that was cut is removed.
             const auto written = buffer_.begin() + static_cast<std::ptrdiff_t>(done);
-            const auto lines = std::count(buffer_.begin(), written, '\n');
+            const auto lines = static_cast<std::uint64_t>(std::count(buffer_.begin(), written, '\n'));
             const auto feed = std::find(std::make_reverse_iterator(written), buffer_.rend(), '\n');
             bytesWritten_ += static_cast<std::uint64_t>(buffer_.rend() - feed);
-            rows_ = rowsWritten_ + static_cast<std::uint64_t>(lines) - (lines > 0 ? headerLines_ : 0);
+            rows_ = rowsWritten_ + lines - std::min(lines, headerLines_);
             fail(error);
         }
         done += static_cast<std::size_t>(count);

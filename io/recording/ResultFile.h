@@ -16,8 +16,11 @@ inline constexpr std::size_t kLongestNumber = 32;
 /// @return the end of the text.
 char* writeNumber(char* into, double value);
 
-/// Raises Poco::InvalidArgumentException where the name has the ending of a format that is not written here
-/// (.npy, .mat, .sto and others): readers would take the table for that format.
+/// The ending of the name, in lower case, where it is that of a format other than a table of text (.npy, .h5,
+/// .gz and others): readers would take the table for that format. Empty for all others.
+std::string foreignEnding(const std::string& path);
+
+/// Raises Poco::InvalidArgumentException where the name has such an ending.
 void requireTableName(const std::string& path);
 
 /// Writes a table of numbers, row by row, in constant memory. The rows go to `PATH.part`, which takes the
@@ -36,7 +39,7 @@ public:
     /// it is. Raises as the constructor.
     static void requireWritable(const std::string& path);
 
-    /// Writes the line of column names, without its line feed; before the first row.
+    /// Writes the line of column names, or several lines, without the last line feed; before the first row.
     void header(std::string_view names);
     /// Appends text as it stands, within a row.
     void text(std::string_view text);

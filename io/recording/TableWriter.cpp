@@ -26,6 +26,12 @@ std::string wrongColumnCount(const std::string& pin, std::size_t columns, std::s
                        cols);
 }
 
+std::string wrongShape(const std::string& pin, const TableSink::Shape& first, std::size_t rows,
+                       std::size_t cols) {
+    return fmt::format("pin '{}' began with {}x{} and now sends {}x{}: not written", pin, first.rows,
+                       first.cols, rows, cols);
+}
+
 std::vector<std::string> columnNames(const std::string& pin, std::size_t rows, std::size_t cols) {
     if (rows * cols == 1) return {pin};
     if (rows * cols == 3) return {pin + ".x", pin + ".y", pin + ".z"};
@@ -45,30 +51,21 @@ TableWriter::~TableWriter() {
     }
 }
 
-std::size_t TableWriter::addPin(const std::string& name, const Shape& expected) {
+std::size_t TableWriter::add(const TableSink::Pin& pin) {
     const std::lock_guard lock(mutex_);
-    Pin& pin = pins_.emplace_back();
-    pin.name = name;
-    pin.expected = expected;
+    Column& column = pins_.emplace_back();
+    static_cast<TableSink::Pin&>(column) = pin;
+    if (!column.columns.empty()) column.fix({1, pin.columns.size()});
     return pins_.size() - 1;
 }
 
-std::size_t TableWriter::addPin(const std::string& name, const std::vector<std::string>& columns) {
-    const std::lock_guard lock(mutex_);
-    Pin& pin = pins_.emplace_back();
-    pin.name = name;
-    pin.columns = columns;
-    pin.fix({1, columns.size()});
-    return pins_.size() - 1;
-}
-
-void TableWriter::Pin::fix(const Shape& first) {
+void TableWriter::Column::fix(const Shape& first) {
     shape = first;
     cells.resize(first.size());
 }
 
 /// Whether a sample has the pin's columns; the first one may differ from what was expected.
-bool TableWriter::Pin::takes(const Shape& sample) {
+bool TableWriter::Column::takes(const Shape& sample) {
     if (isExpectation &&
         columnNames(name, shape.rows, shape.cols) == columnNames(name, sample.rows, sample.cols)) {
         shape = sample;
@@ -77,17 +74,16 @@ bool TableWriter::Pin::takes(const Shape& sample) {
     return columns.empty() ? shape == sample : size() == sample.size();
 }
 
-void TableWriter::Pin::refuse(const Shape& sample) const {
+void TableWriter::Column::refuse(const Shape& sample) const {
     if (!columns.empty())
         throw Poco::DataFormatException(wrongColumnCount(name, columns.size(), sample.rows, sample.cols));
-    throw Poco::DataFormatException(fmt::format("pin '{}' began with {}x{} and now sends {}x{}: not written",
-                                                name, shape.rows, shape.cols, sample.rows, sample.cols));
+    throw Poco::DataFormatException(wrongShape(name, shape, sample.rows, sample.cols));
 }
 
 void TableWriter::put(std::size_t index, double time, const double* elements, std::size_t rows,
                       std::size_t cols) {
     const std::lock_guard lock(mutex_);
-    Pin& pin = pins_[index];
+    Column& pin = pins_[index];
     if (hasRow_ && (time != time_ || pin.filled)) endRow();
     if (pin.size() == 0) {
         pin.fix({rows, cols});
@@ -127,7 +123,7 @@ void TableWriter::endRow() {
         if (!begun_) beginTable();
         writeRow(out_, time_);
     }
-    for (Pin& pin : pins_) pin.filled = false;
+    for (Column& pin : pins_) pin.filled = false;
 }
 
 void TableWriter::holdRow() {
@@ -139,7 +135,7 @@ void TableWriter::holdRow() {
 }
 
 bool TableWriter::knowsColumns() const {
-    return std::all_of(pins_.begin(), pins_.end(), [this](const Pin& pin) {
+    return std::all_of(pins_.begin(), pins_.end(), [this](const Column& pin) {
         return pin.size() > 0 || (file_.isLive() && pin.expected.size() > 0);
     });
 }
@@ -148,7 +144,7 @@ bool TableWriter::knowsColumns() const {
 void TableWriter::beginTable() {
     begun_ = true;
     if (file_.isLive()) {
-        for (Pin& pin : pins_) {
+        for (Column& pin : pins_) {
             if (pin.size() > 0) continue;
             pin.fix(pin.expected);
             pin.isExpectation = true;
@@ -170,9 +166,9 @@ void TableWriter::orderColumns() {
 
 template <class Rows>
 void TableWriter::writeHeldRows(Rows& rows) {
-    const std::vector<Pin> current = pins_;
+    const std::vector<Column> current = pins_;
     for (const HeldRow& row : held_) {
-        for (Pin& pin : pins_) pin.filled = false;
+        for (Column& pin : pins_) pin.filled = false;
         for (const auto& [index, cells] : row.cells) {
             pins_[index].filled = true;
             pins_[index].cells = cells;
@@ -186,7 +182,7 @@ template <class Rows>
 void TableWriter::writeRow(Rows& rows, double time) {
     rows.number(time);
     for (const std::size_t index : order_) {
-        const Pin& pin = pins_[index];
+        const Column& pin = pins_[index];
         if (pin.filled) {
             rows.cells(pin.cells.data(), pin.cells.size());
         } else {
@@ -232,7 +228,7 @@ void TableWriter::showHeldRows() {
 std::string TableWriter::header() const {
     std::string text = "t";
     for (const std::size_t index : order_) {
-        const Pin& pin = pins_[index];
+        const Column& pin = pins_[index];
         const auto names =
             pin.columns.empty() ? columnNames(pin.name, pin.shape.rows, pin.shape.cols) : pin.columns;
         for (const std::string& name : names) text += "," + headerCell(name);

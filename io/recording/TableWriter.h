@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "io/recording/ResultFile.h"
+#include "io/recording/TableSink.h"
 #include "io/recording/WriteBehind.h"
 
 namespace Kavelin::RecordingIO {
@@ -19,8 +20,12 @@ std::string headerCell(const std::string& name);
 /// The message for a sample that does not have as many elements as its pin has named columns.
 std::string wrongColumnCount(const std::string& pin, std::size_t columns, std::size_t rows, std::size_t cols);
 
-/// Writes samples of several pins as one table, in constant memory: samples of one time stamp share a row, a
-/// pin without a sample there leaves its cells empty. The first sample of a pin fixes its columns, in the
+/// The message for a sample of another shape than its pin began with.
+std::string wrongShape(const std::string& pin, const TableSink::Shape& first, std::size_t rows,
+                       std::size_t cols);
+
+/// Writes samples of several pins as a table of text, in constant memory: a pin without a sample for a row
+/// leaves its cells empty. The first sample of a pin fixes its columns, in the
 /// order in which the pins were added; a pin that begins only after the first thousand rows has its columns
 /// behind the others, and the file is gone through once more at the end to give the rows before it
 /// their empty cells.
@@ -29,44 +34,27 @@ std::string wrongColumnCount(const std::string& pin, std::size_t columns, std::s
 /// may be waiting, it is written at the latest 40 ms after its last sample (a later sample of that time then
 /// gets a row of its own), and the header with the first row, if the shapes of all pins are known or
 /// expected. A file receives its rows every half second, so that little is lost if the process dies.
-class TableWriter {
+class TableWriter final : public TableSink {
 public:
     /// @throws as ResultFile.
     explicit TableWriter(const std::string& path) : file_(path) {}
-    ~TableWriter();
+    ~TableWriter() override;
 
-    struct Shape {
-        std::size_t rows, cols;  ///< 0: not known
-        std::size_t size() const { return rows * cols; }
-        bool operator==(const Shape&) const = default;
-    };
-
-    /// @param expected the shape that its samples will most likely have.  @return the pin's index for `put`.
-    std::size_t addPin(const std::string& name, const Shape& expected = Shape{0, 0});
-    /// Adds a pin that has these columns from the start, and takes samples of as many elements.
-    std::size_t addPin(const std::string& name, const std::vector<std::string>& columns);
-
-    /// Takes one sample: rows x cols elements, row by row. A sample later than the row being filled, or one
-    /// for cells that are filled already, begins a new row.
-    /// @throws Poco::DataFormatException for a shape that is not the pin's first one (the cells stay empty),
-    /// Poco::WriteFileException as ResultFile.
-    void put(std::size_t pin, double time, const double* elements, std::size_t rows, std::size_t cols);
-
-    /// Ends the row being filled, whatever cells it lacks; where there is none,
-    /// writes one of that time without values.
-    void endRow(double time);
-
-    /// Completes the table under its name.  @throws as ResultFile.
-    void finish();
+    /// A pin with named columns has them from the start, and takes samples of as many elements.
+    std::size_t add(const TableSink::Pin& pin) override;
+    std::size_t addPin(const std::string& name, const Shape& expected = Shape{0, 0}) {
+        return add({name, {}, expected});
+    }
+    void put(std::size_t pin, double time, const double* elements, std::size_t rows,
+             std::size_t cols) override;
+    void endRow(double time) override;
+    void finish() override;
 
     /// Rows begun so far.
     std::uint64_t rows() const { return rows_; }
 
 private:
-    struct Pin {
-        std::string name;
-        std::vector<std::string> columns;  // empty: named after the pin and its shape
-        Shape expected{0, 0};
+    struct Column : TableSink::Pin {
         Shape shape{0, 0};
         std::vector<double> cells;
         bool isExpectation = false;  // no sample has shown its shape yet
@@ -101,7 +89,7 @@ private:
 
     ResultFile file_;
     std::mutex mutex_;  // of all that follows
-    std::vector<Pin> pins_;
+    std::vector<Column> pins_;
     std::vector<std::size_t> order_;  // pins in the order of their columns
     std::vector<HeldRow> held_;
     bool begun_ = false;     // the header is written

@@ -1,11 +1,9 @@
 #include "io/recording/ResultFile.h"
 
-#include <signal.h>
-#include <sys/resource.h>
-
 #include <charconv>
 #include <cstring>
 
+#include "support/FileSizeLimit.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestKit.h"
 
@@ -60,36 +58,19 @@ TEST(ResultFile, refusesAPlaceThatCannotBeWritten) {
     EXPECT_THROW(ResultFile("/"), Poco::CreateFileException);
 }
 
-/// A file that may not grow beyond a limit stands for a full disk.
-class ResultFileWithoutRoom : public testing::Test {
-protected:
-    void SetUp() override {
-        ::signal(SIGXFSZ, SIG_IGN);
-        ::getrlimit(RLIMIT_FSIZE, &before_);
-    }
-    void TearDown() override { ::setrlimit(RLIMIT_FSIZE, &before_); }
-    void limit(rlim_t bytes) {
-        rlimit now = before_;
-        now.rlim_cur = bytes;
-        ::setrlimit(RLIMIT_FSIZE, &now);
-    }
-    rlimit before_{};
-};
-
-TEST_F(ResultFileWithoutRoom, keepsWholeRowsAndSaysHowMany) {
+TEST(ResultFile, keepsWholeRowsWhereThereIsNoRoomAndSaysHowMany) {
     for (const rlim_t bytes : {0u, 3u, 4u, 11u, 300001u, 600003u}) {
         const TemporaryFolder folder;
         ResultFile file(folder.path("out.csv"));
-        limit(bytes);
         std::string message;
         try {
+            const FileSizeLimit limit(bytes);
             file.header("a,b");
             for (int i = 0; i < 200000; ++i) writeRow(file, 1, 1);
             file.finish();
         } catch (const Poco::WriteFileException& failure) {
             message = failure.message();
         }
-        limit(before_.rlim_cur);
         const std::string kept = folder.read("out.csv");
         const std::size_t rows = bytes < 4 ? 0 : (bytes - 4) / 4;  // "a,b\n", then 4 bytes a row
         EXPECT_EQ(kept.size(), bytes < 4 ? 0 : 4 + 4 * rows) << bytes;
