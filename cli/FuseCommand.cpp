@@ -1,10 +1,13 @@
 #include <CLI/CLI.hpp>
 #include <map>
 #include <memory>
+#include <set>
 
 #include "cli/CommandContext.h"
 #include "cli/Commands.h"
 #include "cli/Plugins.h"
+#include "cli/batch/BatchRun.h"
+#include "cli/batch/Recordings.h"
 #include "cli/fuse/FuseRun.h"
 
 namespace Kavelin::Cli {
@@ -23,9 +26,23 @@ std::string defaultType() {
     return kDefaultTypes[0];
 }
 
-void fuse(FuseOptions options, CommandContext& context) {
+/// Several recordings, or a folder of them or for their results.
+bool isBatch(const BatchOptions& batch, const FuseOptions& options) {
+    return batch.recordings.size() != 1 || isFolderOfRecordings(batch.recordings[0]) ||
+           options.output.ends_with('/') || isFolderOfRecordings(options.output);
+}
+
+void fuse(FuseOptions options, const BatchOptions& batch, CommandContext& context) {
     loadPlugins(context, options.plugins);
     if (options.type.empty()) options.type = defaultType();
+    if (isBatch(batch, options)) {
+        BatchRun(batch, options, context).run();
+        return;
+    }
+    for (const auto& [option, isGiven] :
+         {std::pair("--resume", batch.resume), {"--kind", !batch.kind.empty()}})
+        if (isGiven) throw UsageError(std::string(option) + " needs a folder of results: -o DIR");
+    options.recording = batch.recordings[0];
     FuseRun(options, context).run();
 }
 
@@ -43,7 +60,8 @@ void addResultOptions(CLI::App& command, FuseOptions& options) {
     command
         .add_option("-o,--output", options.output,
                     "File to write: .csv, .sto (OpenSim), .mat (MATLAB), .npz or .npy (NumPy); - is standard "
-                    "output, as CSV")
+                    "output, as CSV; of several recordings a folder, made if it is not there")
+        ->type_name("FILE|DIR")
         ->capture_default_str();
     command
         .add_option_function<std::string>(
@@ -56,7 +74,10 @@ void addResultOptions(CLI::App& command, FuseOptions& options) {
             "pitch, roll: intrinsic turns about z, y, x); sto: quaternions, in a table for OpenSim")
         ->check(CLI::IsMember(formNames(kForms)).description(""))
         ->type_name("quaternion|matrix|euler|sto");
-    command.add_option("--plot", options.plot, "Draw orientation, flags and errors over time")
+    command
+        .add_option("--plot", options.plot,
+                    "Draw orientation, flags and errors over time; of several recordings svg or png, next to "
+                    "each result")
         ->type_name("FILE.svg|FILE.png");
     command
         .add_option("--summary", options.summary,
@@ -85,6 +106,38 @@ void addRecordingOptions(CLI::App& command, FuseOptions& options) {
         ->group(group);
 }
 
+void addBatchOptions(CLI::App& command, BatchOptions& batch) {
+    const std::string group = "Several recordings";
+    command.add_option("--kind", batch.kind, "Ending of the results' names")
+        ->check(CLI::IsMember({"csv", "sto", "mat", "npz", "npy"}).description(""))
+        ->type_name("csv|sto|mat|npz|npy")
+        ->group(group);
+    command
+        .add_option("-j,--jobs", batch.jobs,
+                    "Recordings at a time; without it as many as there are processors")
+        ->check(CLI::Range(1, 1000).description(""))
+        ->type_name("N")
+        ->group(group);
+    command
+        .add_flag("--resume", batch.resume,
+                  "Keep results that were complete, without errors, and still belong to the same recording "
+                  "and options")
+        ->group(group);
+}
+
+/// The options that shape a result, as the user gave them, with the program's version.
+std::string optionsText(const CLI::App& command) {
+    static const std::set<std::string> kOthers = {"RECORDING", "--output", "--summary",
+                                                  "--jobs",    "--resume", "--quiet"};
+    std::string text = command.get_parent()->version();
+    for (const CLI::Option* option : command.get_options()) {
+        const std::string name = option->get_name();
+        if (option->count() == 0 || kOthers.contains(name)) continue;
+        for (const std::string& value : option->results()) text += "\n" + name + "=" + value;
+    }
+    return text;
+}
+
 void addErrorOptions(CLI::App& command, FuseOptions& options) {
     const std::string group = "Comparison with a reference";
     command
@@ -110,10 +163,12 @@ void addErrorOptions(CLI::App& command, FuseOptions& options) {
 
 void addFuseCommand(CLI::App& app, CommandContext& context) {
     const auto options = std::make_shared<FuseOptions>();
-    CLI::App* command = app.add_subcommand("fuse", "Turn a recording into orientation over time");
+    const auto batch = std::make_shared<BatchOptions>();
+    CLI::App* command = app.add_subcommand("fuse", "Turn recordings into orientation over time");
     command
-        ->add_option("RECORDING", options->recording,
-                     "Table with a header (.csv, .csv.gz); - is standard input")
+        ->add_option("RECORDING", batch->recordings,
+                     "Table with a header (.csv, .csv.gz), or a folder of such tables; - is standard input")
+        ->type_name("")
         ->required();
     command
         ->add_option("--filter", options->type,
@@ -131,7 +186,11 @@ void addFuseCommand(CLI::App& app, CommandContext& context) {
     addRecordingOptions(*command, *options);
     addErrorOptions(*command, *options);
     addPluginOption(*command, options->plugins);
-    command->callback([options, &context] { fuse(*options, context); });
+    addBatchOptions(*command, *batch);
+    command->callback([options, batch, command, &context] {
+        batch->text = optionsText(*command);
+        fuse(*options, *batch, context);
+    });
 }
 
 }  // namespace Kavelin::Cli

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <ostream>
 
+#include "cli/Interruption.h"
 #include "cli/SettingsFile.h"
 #include "cli/WholeFile.h"
 #include "cli/fuse/FuseSummary.h"
@@ -139,6 +140,7 @@ void FuseRun::run() {
                    .indispensable = "result"});
     run.drive();
     run.reportErrors();
+    isWhole_ = !Interruption::hasCome() && !run.hasFailed("result");
     if (!run.isFine()) context_.status = kDoneWithErrors;
     tellWhatIsWrong();
     summarise();

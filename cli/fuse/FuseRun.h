@@ -27,6 +27,8 @@ public:
 
     /// Runs, completes the files, reports on standard error, sets the exit status.
     void run();
+    /// Whether the result has all rows that the run gave: it was not interrupted, and all could be written.
+    bool isWhole() const { return isWhole_; }
 
 private:
     void requireTable() const;
@@ -60,6 +62,7 @@ private:
     std::unique_ptr<ResultWatch> watch_;  // declared after the builder's layout, which borrows it
     LayoutBuilder builder_;
     std::uint64_t rowsBefore_ = 0;  // the first attitude
+    bool isWhole_ = false;
 };
 
 }  // namespace Kavelin::Cli

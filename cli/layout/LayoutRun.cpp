@@ -186,8 +186,18 @@ void LayoutRun::attempt(const Core::Filter& filter, Step step) {
     try {
         step();
     } catch (const std::exception& error) {
+        failed_.insert(filter.getName());
         fail(fullName(filter) + ": " + Core::exceptionMessage(error));
     }
+}
+
+bool LayoutRun::hasFailed(const std::string& filter) const {
+    if (failed_.contains(filter)) return true;
+    return std::any_of(lanes_.begin(), lanes_.end(), [&](const Lane& lane) {
+        const std::vector<Core::ProcessError> errors = lane.layout->getErrors().getErrors();
+        return std::any_of(errors.begin(), errors.end(),
+                           [&](const Core::ProcessError& error) { return error.filter == filter; });
+    });
 }
 
 void LayoutRun::fail(const std::string& text) {

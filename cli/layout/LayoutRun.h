@@ -7,6 +7,8 @@
 #include <iosfwd>
 #include <list>
 #include <mutex>
+#include <set>
+#include <string>
 
 #include "cli/fuse/ProgressBar.h"
 #include "cli/layout/ActionSchedule.h"
@@ -38,6 +40,8 @@ public:
     void reportErrors();
     /// Whether all went well: no error, no signal.
     bool isFine() const;
+    /// Whether something that this filter did failed.
+    bool hasFailed(const std::string& filter) const;
 
 private:
     /// What belongs to one layout; with threads, touched by its thread alone while it runs.
@@ -82,6 +86,7 @@ private:
     ProgressBar progress_;  // guarded by reportMutex_
     std::mutex reportMutex_;
     std::atomic<bool> stop_{false};
+    std::set<std::string> failed_;            // filters whose part in starting or completing the run failed
     std::atomic<std::uint64_t> failures_{0};  // in addition to those in the layouts' logs
 };
 

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Kavelin::Cli {
+
+/// What each recording of a batch is called and where its result goes.
+struct BatchItem {
+    std::string recording;  ///< as the user named it
+    std::string result;     ///< relative to the folder of results: "walk.csv", "A/walk.csv"
+};
+
+/// Finds the recordings, each once, in the order given, and names their results: by the recording, and where two would have
+/// the same name, in a folder named as the recording's. Nothing is written or read.
+/// @param folder of results; `ending` of a result's name
+/// @throws UsageError for recordings that cannot be used together, results that would still have one name or be a file that
+/// is read
+std::vector<BatchItem> planBatch(const std::vector<std::string>& recordings, const std::string& folder,
+                                 const std::string& ending);
+
+/// The table of the batch, in the folder of results.
+inline constexpr const char* kTableName = "summary.csv";
+
+}  // namespace Kavelin::Cli

@@ -1,0 +1,153 @@
+#include "cli/batch/ProcessPool.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sched.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+
+#include "cli/Interruption.h"
+
+namespace Kavelin::Cli {
+
+namespace {
+
+constexpr std::size_t kMostText = std::size_t{1} << 16;
+constexpr int kLookMilliseconds = 100;  // between two looks for an interruption
+
+struct Child {
+    std::size_t task = 0;
+    ::pid_t pid = -1;
+    int output = -1;
+    std::string text;
+};
+
+/// What the child does before its work: it has the pipe as its output, no input, and ends with its parent.
+void settleIn(::pid_t parent, int output) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() != parent) ::_exit(1);
+    ::setpgid(0, 0);
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
+    const int nothing = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ::dup2(nothing, STDIN_FILENO);
+    ::dup2(output, STDOUT_FILENO);
+    ::dup2(output, STDERR_FILENO);
+}
+
+/// @return whether there may be more
+bool readSome(Child& child) {
+    std::array<char, 4096> block{};
+    const ::ssize_t count = ::read(child.output, block.data(), block.size());
+    if (count < 0) return errno == EINTR || errno == EAGAIN;
+    const std::size_t room = kMostText - child.text.size();
+    child.text.append(block.data(), std::min(static_cast<std::size_t>(count), room));
+    return count > 0;
+}
+
+int waitFor(::pid_t pid) {
+    int status = 0;
+    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    return status;
+}
+
+ChildEnd endOf(Child& child) {
+    ::close(child.output);
+    const int status = waitFor(child.pid);
+    if (WIFEXITED(status)) return {WEXITSTATUS(status), 0, std::move(child.text)};
+    return {std::nullopt, WTERMSIG(status), std::move(child.text)};
+}
+
+class Pool {
+public:
+    explicit Pool(const std::function<int(std::size_t)>& work) : work_(work) {}
+    Pool(const Pool&) = delete;
+    Pool& operator=(const Pool&) = delete;
+    ~Pool() {
+        for (Child& child : children_) {
+            ::kill(-child.pid, SIGKILL);
+            ::kill(child.pid, SIGKILL);  // which may not have made its process group yet
+            endOf(child);
+        }
+    }
+
+    std::size_t size() const { return children_.size(); }
+
+    /// @return 0, or why there is no child
+    int start(std::size_t task) {
+        int ends[2];
+        if (::pipe2(ends, O_CLOEXEC) != 0) return errno;
+        const ::pid_t parent = ::getpid();
+        std::fflush(nullptr);
+        const ::pid_t pid = ::fork();
+        const int error = errno;
+        if (pid == 0) {
+            settleIn(parent, ends[1]);
+            const int status = work_(task);
+            std::fflush(nullptr);
+            ::_exit(status);
+        }
+        ::close(ends[1]);
+        if (pid > 0) {
+            children_.push_back({task, pid, ends[0], {}});
+            return 0;
+        }
+        ::close(ends[0]);
+        return error;
+    }
+
+    /// Takes what the children write, for a while. @return those that have ended
+    std::vector<Child> listen() {
+        std::vector<::pollfd> polled;
+        for (const Child& child : children_) polled.push_back({child.output, POLLIN, 0});
+        if (::poll(polled.data(), polled.size(), kLookMilliseconds) <= 0) return {};
+        std::vector<Child> ended, going;
+        for (std::size_t i = 0; i < polled.size(); ++i) {
+            const bool goesOn = polled[i].revents == 0 || readSome(children_[i]);
+            (goesOn ? going : ended).push_back(std::move(children_[i]));
+        }
+        children_ = std::move(going);
+        return ended;
+    }
+
+private:
+    const std::function<int(std::size_t)>& work_;
+    std::vector<Child> children_;
+};
+
+}  // namespace
+
+bool runInChildren(const std::vector<std::size_t>& tasks, std::size_t jobs,
+                   const std::function<int(std::size_t task)>& work,
+                   const std::function<void(std::size_t task, const ChildEnd& end)>& report) {
+    Pool pool(work);
+    for (auto next = tasks.begin(); next != tasks.end() || pool.size() > 0;) {
+        while (next != tasks.end() && pool.size() < jobs && !Interruption::hasCome()) {
+            const int error = pool.start(*next);
+            if (error != 0 && pool.size() > 0) break;  // there may be room when another has ended
+            if (error != 0) report(*next, {{}, 0, std::string("no process: ") + std::strerror(error)});
+            ++next;
+        }
+        if (Interruption::hasCome()) return false;
+        for (Child& child : pool.listen()) report(child.task, endOf(child));
+    }
+    return true;
+}
+
+std::size_t usableProcessors() {
+    ::cpu_set_t usable;
+    CPU_ZERO(&usable);
+    if (::sched_getaffinity(0, sizeof usable, &usable) != 0) return 1;
+    return static_cast<std::size_t>(std::max(1, CPU_COUNT(&usable)));
+}
+
+}  // namespace Kavelin::Cli
