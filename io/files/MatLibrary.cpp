@@ -32,6 +32,10 @@ MatLibrary load() {
     find(from, "Mat_VarWrite", library.write);
     find(from, "Mat_VarReadNext", library.readNext);
     find(from, "Mat_VarFree", library.freeVariable);
+    find(from, "Mat_VarGetNumberOfFields", library.fieldCount);
+    find(from, "Mat_VarGetStructFieldnames", library.fieldNames);
+    find(from, "Mat_VarGetStructFieldByIndex", library.field);
+    find(from, "Mat_VarGetCell", library.cell);
     return library;
 }
 

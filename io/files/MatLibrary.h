@@ -14,6 +14,10 @@ struct MatLibrary {
     decltype(&::Mat_VarWrite) write = nullptr;
     decltype(&::Mat_VarReadNext) readNext = nullptr;
     decltype(&::Mat_VarFree) freeVariable = nullptr;
+    decltype(&::Mat_VarGetNumberOfFields) fieldCount = nullptr;
+    decltype(&::Mat_VarGetStructFieldnames) fieldNames = nullptr;
+    decltype(&::Mat_VarGetStructFieldByIndex) field = nullptr;
+    decltype(&::Mat_VarGetCell) cell = nullptr;
 };
 
 /// Raises Poco::NotFoundException where the library is not installed. [any thread]
