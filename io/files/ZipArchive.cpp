@@ -41,10 +41,10 @@ Archive openArchive(const std::string& path) {
     if (::zip_t* archive = ::zip_open(path.c_str(), ZIP_RDONLY, &code)) return Archive(archive);
     ::zip_error_t error;
     ::zip_error_init_with_code(&error, code);
-    const std::string reason = ::zip_error_strerror(&error);
+    // libzip reports some inconsistent directories as files that are not there.
+    const std::string reason = code == ZIP_ER_NOENT ? "inconsistent directory" : ::zip_error_strerror(&error);
     ::zip_error_fini(&error);
-    if (code == ZIP_ER_OPEN || code == ZIP_ER_NOENT)
-        throw Poco::OpenFileException("cannot open '" + path + "'", reason);
+    if (code == ZIP_ER_OPEN) throw Poco::OpenFileException("cannot open '" + path + "'", reason);
     throw Poco::DataFormatException(fmt::format("'{}' is a damaged zip archive: {}", path, reason));
 }
 
