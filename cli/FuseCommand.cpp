@@ -9,6 +9,7 @@
 #include "cli/batch/BatchRun.h"
 #include "cli/batch/Recordings.h"
 #include "cli/fuse/FuseRun.h"
+#include "cli/joint/JointRun.h"
 
 namespace Kavelin::Cli {
 
@@ -32,16 +33,26 @@ bool isBatch(const BatchOptions& batch, const FuseOptions& options) {
            options.output.ends_with('/') || isFolderOfRecordings(options.output);
 }
 
-void fuse(FuseOptions options, const BatchOptions& batch, CommandContext& context) {
+void requireNoBatch(const BatchOptions& batch, const std::string& why) {
+    for (const auto& [option, isGiven] :
+         {std::pair("--resume", batch.resume), {"--kind", !batch.kind.empty()}})
+        if (isGiven) throw UsageError(std::string(option) + " " + why);
+}
+
+void fuse(FuseOptions options, const BatchOptions& batch, JointOptions joint, CommandContext& context) {
     loadPlugins(context, options.plugins);
     if (options.type.empty()) options.type = defaultType();
+    if (joint.isAsked()) {
+        requireNoBatch(batch, "is about one result for each recording: not with --joint");
+        joint.recordings = batch.recordings;
+        JointRun(options, joint, context).run();
+        return;
+    }
     if (isBatch(batch, options)) {
         BatchRun(batch, options, context).run();
         return;
     }
-    for (const auto& [option, isGiven] :
-         {std::pair("--resume", batch.resume), {"--kind", !batch.kind.empty()}})
-        if (isGiven) throw UsageError(std::string(option) + " needs a folder of results: -o DIR");
+    requireNoBatch(batch, "needs a folder of results: -o DIR");
     options.recording = batch.recordings[0];
     FuseRun(options, context).run();
 }
@@ -138,6 +149,36 @@ std::string optionsText(const CLI::App& command) {
     return text;
 }
 
+void addJointOptions(CLI::App& command, JointOptions& joint) {
+    const std::string group = "Angles of a joint";
+    command
+        .add_option(
+            "--joint", joint.joint,
+            "Angles between two units, D nearer to the trunk: sensors of RECORDING, or the names of two "
+            "RECORDINGs: thigh:shank of thigh.csv shank.csv")
+        ->type_name("D:G")
+        ->check([](const std::string& text) { return text.empty() ? "two names are expected: D:G" : ""; })
+        ->group(group);
+    command
+        .add_option(
+            "--pose", joint.pose,
+            "Interval, in s of the recording's time, in which both units are held still: the angles are "
+            "zero there")
+        ->type_name("A..B")
+        ->check([](const std::string& text) { return text.empty() ? "an interval is expected: A..B" : ""; })
+        ->group(group);
+    command
+        .add_flag(
+            "--hinge", joint.hinge,
+            "The joint is a hinge, or nearly: find its axis from the motion, and measure flexion about it")
+        ->group(group);
+    command
+        .add_flag(
+            "--alike", joint.alike,
+            "Both units are mounted alike: decides which way the hinge points where the motion does not")
+        ->group(group);
+}
+
 void addErrorOptions(CLI::App& command, FuseOptions& options) {
     const std::string group = "Comparison with a reference";
     command
@@ -164,6 +205,7 @@ void addErrorOptions(CLI::App& command, FuseOptions& options) {
 void addFuseCommand(CLI::App& app, CommandContext& context) {
     const auto options = std::make_shared<FuseOptions>();
     const auto batch = std::make_shared<BatchOptions>();
+    const auto joint = std::make_shared<JointOptions>();
     CLI::App* command = app.add_subcommand("fuse", "Turn recordings into orientation over time");
     command
         ->add_option("RECORDING", batch->recordings,
@@ -187,9 +229,10 @@ void addFuseCommand(CLI::App& app, CommandContext& context) {
     addErrorOptions(*command, *options);
     addPluginOption(*command, options->plugins);
     addBatchOptions(*command, *batch);
-    command->callback([options, batch, command, &context] {
+    addJointOptions(*command, *joint);
+    command->callback([options, batch, joint, command, &context] {
         batch->text = optionsText(*command);
-        fuse(*options, *batch, context);
+        fuse(*options, *batch, *joint, context);
     });
 }
 

@@ -7,9 +7,11 @@
 #include "io/FilterAttitudeForm.h"
 #include "io/FilterCsvReader.h"
 #include "io/FilterCsvWriter.h"
+#include "io/FilterDegrees.h"
 #include "io/FilterRangeShare.h"
 #include "io/FilterResampler.h"
 #include "io/FilterSampleHold.h"
+#include "io/FilterSegment.h"
 #include "io/FilterTranspose.h"
 #include "io/FilterVerdict.h"
 
@@ -28,6 +30,8 @@ constexpr Core::RegistryRow kRows[] = {
     Core::row<FilterAttitudeForm>(),
     Core::row<FilterAttitudeErrors>(),
     Core::row<FilterRangeShare>(),
+    Core::row<FilterSegment>(),
+    Core::row<FilterDegrees>(),
     Core::row<FilterVerdict>(),
 };
 // clang-format on

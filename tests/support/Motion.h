@@ -96,6 +96,8 @@ public:
     }
 
     const MotionSettings& settings() const { return settings_; }
+    /// Where on the curves the unit is: the time, less the rests.
+    Jet pathAt(double t) const { return path(t); }
 
     Eigen::Vector3d fieldInEarth() const {
         return settings_.fieldNorm * Eigen::Vector3d(0, std::cos(settings_.dip), -std::sin(settings_.dip));

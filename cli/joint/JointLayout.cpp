@@ -1,0 +1,113 @@
+#include "cli/joint/JointLayout.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "attitude/rotation/AngleConstants.h"
+#include "io/FilterCsvReader.h"
+#include "io/FilterCsvWriter.h"
+#include "io/FilterDegrees.h"
+#include "io/FilterResampler.h"
+#include "io/FilterSegment.h"
+
+namespace Kavelin::Cli {
+
+using OrientationInternal::JointAlignment;
+using OrientationInternal::kRadiansToDegrees;
+using OrientationInternal::Quaternion;
+using OrientationInternal::SegmentAlignment;
+
+namespace {
+
+const char* const kJointType = "FilterAngleDG";
+
+std::string matrixText(const Quaternion& q) {
+    return fmt::format("1 4 {} {} {} {}", numberText(q[0]), numberText(q[1]), numberText(q[2]),
+                       numberText(q[3]));
+}
+
+std::string describe(const FuseOptions& options, const JointUnits& units) {
+    return fmt::format("kavelin fuse --joint {}:{} --filter {}", units[0].name, units[1].name, options.type);
+}
+
+}  // namespace
+
+JointLayout::JointLayout(const FuseOptions& options, const JointUnits& units, const Estimator& estimator,
+                         Mistakes& mistakes)
+    : EstimatorChain("joint", describe(options, units), options, estimator),
+      units_(units),
+      chains_{ChainNames::of(units[0].name), ChainNames::of(units[1].name)},
+      segments_{"segment_" + units[0].name, "segment_" + units[1].name},
+      settings_(options.settings) {
+    for (const std::size_t unit : {0U, 1U}) {
+        FilterEntry& recording = addRecording(chains_[unit], units[unit].recording);
+        if (!units[unit].sensor.empty()) {
+            set(recording, "Sensor", units[unit].sensor, "--joint");
+            // The file is looked into when its name is set.
+            std::rotate(recording.properties.begin(), recording.properties.end() - 1,
+                        recording.properties.end());
+        }
+        add(chains_[unit].estimator, options.type);
+    }
+    applySettings(mistakes);
+}
+
+void JointLayout::completeSurvey(const Schemas& schemas, Mistakes& mistakes) {
+    addPairs();
+    for (const std::size_t unit : {0U, 1U}) {
+        feedEstimator(chains_[unit], *schemas[unit]);
+        addSegment(unit, {});
+        connect({chains_[unit].recording, "3g", {}}, {"pairs", kRatePins[unit], {}});
+    }
+    applySettings(mistakes);
+}
+
+void JointLayout::completeResult(const Schemas& schemas, const JointAlignment& alignment, bool hasPose,
+                                 Mistakes& mistakes) {
+    addPairs();
+    for (const std::size_t unit : {0U, 1U}) {
+        feedEstimator(chains_[unit], *schemas[unit]);
+        addVerdict(chains_[unit], *schemas[unit]);
+        addSegment(unit, unit == 0 ? alignment.d : alignment.g);
+    }
+    FilterEntry& joint = add("joint", kJointType);
+    if (!hasPose) joint.commands.push_back({"Reference", {}});
+    add("degrees", RecordingIO::FilterDegrees::kTypeName);
+    FilterEntry& result = add("result", RecordingIO::FilterCsvWriter::kTypeName);
+    set(result, "Rows", "relative");
+    set(result, "Header",
+        "angle = angle (deg); flexion = flexion (deg); swing = swing (deg); relative = qw, qx, qy, qz");
+    set(result, "File Name", literal(options_.output), "-o '" + options_.output + "'");
+    for (const char* pin : kAttitudePins) connect({"pairs", pin, {}}, {"joint", pin, {}});
+    for (const auto& [from, to] : {std::pair("angle", "angle"), {"twist", "flexion"}, {"swing", "swing"}}) {
+        connect({"joint", from, {}}, {"degrees", to, {}});
+        connect({"degrees", to, {}}, {"result", to, {}});
+    }
+    connect({"joint", "relative", {}}, {"result", "relative", {}});
+    applySettings(mistakes);
+}
+
+void JointLayout::addSegment(std::size_t unit, const SegmentAlignment& alignment) {
+    FilterEntry& segment = add(segments_[unit], RecordingIO::FilterSegment::kTypeName);
+    set(segment, "Mounting", matrixText(alignment.q_sensor_segment));
+    if (alignment.heading != 0.0) set(segment, "Heading", numberText(alignment.heading * kRadiansToDegrees));
+    connect({chains_[unit].estimator, estimator_.attitudePin, {}}, {segments_[unit], "attitude", {}});
+    connect({segments_[unit], "segment", {}}, {"pairs", kAttitudePins[unit], {}});
+}
+
+/// Samples of both at one time, whatever their rates and clocks are.
+void JointLayout::addPairs() {
+    set(add("pairs", RecordingIO::FilterResampler::kTypeName), "Clock", kAttitudePins[0]);
+}
+
+/// One that names no filter goes to both estimators or both recordings, where they have such a property.
+void JointLayout::applySettings(Mistakes& mistakes) {
+    settings_ = LayoutDraft::applySettings(settings_,
+                                           {options_.type,
+                                            {chains_[0].estimator, chains_[1].estimator},
+                                            {chains_[0].recording, chains_[1].recording}},
+                                           mistakes);
+}
+
+}  // namespace Kavelin::Cli

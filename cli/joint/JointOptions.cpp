@@ -1,0 +1,91 @@
+#include "cli/joint/JointOptions.h"
+
+#include <charconv>
+#include <cmath>
+#include <filesystem>
+
+#include "cli/CommandContext.h"
+#include "io/files/ByteSource.h"
+#include "io/recording/Text.h"
+
+namespace Kavelin::Cli {
+
+namespace {
+
+/// "thigh" of "trial1/thigh.csv.gz".
+std::string stemOf(const std::string& recording) {
+    std::filesystem::path path(recording);
+    if (!path.has_filename()) path = path.parent_path();  // a folder with a slash behind it
+    path = path.filename();
+    for (const char* ending : {".gz", ".zip"})
+        if (path.extension() == ending) path = path.stem();
+    return path.stem().string();
+}
+
+bool isCalled(const std::string& recording, const std::string& name) {
+    return recording == name || stemOf(recording) == name;
+}
+
+std::array<std::string, 2> namesIn(const std::string& joint) {
+    const std::size_t colon = joint.find(':');
+    const bool isPair = colon != std::string::npos && joint.find(':', colon + 1) == std::string::npos;
+    if (!isPair || colon == 0 || colon + 1 == joint.size()) {
+        throw UsageError("--joint '" + joint +
+                         "': two names with a colon between them are expected, the unit nearer to the trunk "
+                         "first, as in thigh:shank");
+    }
+    std::array<std::string, 2> names{joint.substr(0, colon), joint.substr(colon + 1)};
+    if (names[0] == names[1])
+        throw UsageError("--joint '" + joint + "': a joint is between two different units");
+    return names;
+}
+
+bool readNumber(const std::string& text, double& number) {
+    const char* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, number);
+    return read.ec == std::errc() && read.ptr == end && std::isfinite(number);
+}
+
+}  // namespace
+
+JointUnits jointUnits(const std::string& joint, const std::vector<std::string>& recordings) {
+    if (joint.empty())
+        throw UsageError("--pose, --hinge and --alike are about a joint: --joint D:G names its two units");
+    const auto names = namesIn(joint);
+    for (const std::string& recording : recordings) {
+        if (!RecordingIO::canBeReadOnlyOnce(recording)) continue;
+        throw UsageError(
+            (recording == "-" ? std::string("standard input") : recording) +
+            ": --joint reads each recording twice, first for the pose and the axis; a pipe can be read only "
+            "once: write it into a file first");
+    }
+    if (recordings.size() == 1)
+        return {{{names[0], recordings[0], names[0]}, {names[1], recordings[0], names[1]}}};
+    if (recordings.size() == 2) {
+        for (const int first : {0, 1}) {
+            const std::string& d = recordings[static_cast<std::size_t>(first)];
+            const std::string& g = recordings[static_cast<std::size_t>(1 - first)];
+            if (isCalled(d, names[0]) && isCalled(g, names[1]))
+                return {{{names[0], d, {}}, {names[1], g, {}}}};
+        }
+        throw UsageError("--joint '" + joint + "': the recordings are called " + stemOf(recordings[0]) +
+                         " and " + stemOf(recordings[1]) +
+                         "; with two recordings, D:G are these names, of the unit nearer to the trunk first");
+    }
+    throw UsageError("--joint takes one recording that holds both units, or one of each; there are " +
+                     RecordingIO::counted(recordings.size(), "recording"));
+}
+
+PoseInterval poseInterval(const std::string& text) {
+    const std::size_t dots = text.find("..");
+    PoseInterval pose{.text = text};
+    const bool isRead = dots != std::string::npos && readNumber(text.substr(0, dots), pose.begin) &&
+                        readNumber(text.substr(dots + 2), pose.end);
+    if (!isRead || !(pose.begin < pose.end)) {
+        throw UsageError("--pose '" + text +
+                         "': two times in seconds are expected, as in 1..3, the earlier one first");
+    }
+    return pose;
+}
+
+}  // namespace Kavelin::Cli
