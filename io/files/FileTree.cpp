@@ -122,7 +122,7 @@ public:
         std::vector<std::string> names;
         for (const ZipArchive::Member& member : archive_.members()) names.push_back(member.name);
         const std::string foreign = foreignArchive(names, path);
-        if (!foreign.empty()) throw Poco::DataFormatException(foreign);
+        if (!foreign.empty()) throw Poco::DataFormatException(fmt::format("'{}': {}", path, foreign));
         for (const ZipArchive::Member& member : archive_.members()) {
             if (anyPartIsPassedOver(member.name)) continue;
             files_.push_back({member.name, member.size});

@@ -38,7 +38,8 @@ constexpr Shared kShared[] = {
      "s = lambda m: m.header.stamp.sec + m.header.stamp.nanosec * 1e-9; v = lambda p: [p.x, p.y, p.z]; "
      "t = np.array([s(m) for m in imu]); acc = np.array([v(m.linear_acceleration) for m in imu]); "
      "gyr = np.array([v(m.angular_velocity) for m in imu]); mag = np.column_stack([np.interp(t, "
-     "[s(m) for m in field], [v(m.magnetic_field)[i] * 1e6 for m in field]) for i in range(3)])"},
+     "[s(m) for m in field], [v(m.magnetic_field)[i] * 1e6 for m in field]) for i in range(3)]) if field "
+     "else np.full((len(t), 3), np.nan)"},
     {"<ARRAYS>", "np.savetxt('<TABLE>', np.column_stack([t, acc, gyr, mag]), <HEADER>)"},
     {"<HEADER>", "delimiter=',', header='t,ax,ay,az,gx,gy,gz,mx,my,mz', comments=''"},
     {"<SHEETS>", "import pandas as pd; sheets = pd.read_excel('<FILE>', sheet_name=None)"},
@@ -46,9 +47,7 @@ constexpr Shared kShared[] = {
 };
 
 constexpr auto kBagNote =
-    "Where the bag has several sensors, choose one by its topics: add and c.topic in ('/imu', '/mag'). Where "
-    "it has no "
-    "field, leave out mag and its columns."sv;
+    "Where the bag has several sensors, choose one by its topics: add and c.topic in ('/imu', '/mag')."sv;
 constexpr auto kSheetsNote = "They write one table for each sheet. Or in Excel: save the sheet as CSV."sv;
 
 constexpr Advice kRosBag1 = {
@@ -71,7 +70,7 @@ constexpr Advice kMcap = {
     "<MESSAGES>",
     "<ARRAYS>",
     "They are for messages of ROS 2. Where the log has several sensors, choose one: "
-    "iter_decoded_messages(topics=['/imu', '/mag']). Where it has no field, leave out mag and its columns."};
+    "iter_decoded_messages(topics=['/imu', '/mag'])."};
 constexpr Advice kULog = {"a PX4 log (ULog)", "pyulog numpy",
                           "import numpy as np; from pyulog import ULog; u = ULog('<FILE>'); s = "
                           "u.get_dataset('sensor_combined').data; "
@@ -80,7 +79,10 @@ constexpr Advice kULog = {"a PX4 log (ULog)", "pyulog numpy",
                           "('accelerometer_m_s2', 'gyro_rad')]; "
                           "mag = np.column_stack([np.interp(t, f['timestamp'] * 1e-6, "
                           "f['magnetometer_ga[%d]' % i] * 100) for i in range(3)])",
-                          "<ARRAYS>", "The axes are those of the vehicle: forward, right, down."};
+                          "<ARRAYS>",
+                          "The axes are those of the vehicle: forward, right, down. Without "
+                          "vehicle_magnetometer in the log, leave out f, mag and "
+                          "the columns of mag."};
 constexpr Advice kHdf5 = {
     "an HDF5 file", "h5py numpy",
     "import numpy as np, h5py; f = h5py.File('<FILE>', 'r'); "

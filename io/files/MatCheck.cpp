@@ -118,7 +118,8 @@ struct Head {
 
 class Checker {
 public:
-    Checker(bool isBigEndian, CheckedMat& out) : isBigEndian_(isBigEndian), out_(out) {}
+    Checker(bool isBigEndian, std::size_t mostValues, CheckedMat& out)
+        : isBigEndian_(isBigEndian), mostValues_(mostValues), out_(out) {}
 
     /// Adds a variable to the checked file, unless it is opaque.
     void addVariable(std::string_view matrix) {
@@ -182,6 +183,10 @@ private:
 
     void addValues(Elements& in, const Head& head) {
         const Element values = put(in.next());
+        if (head.count > mostValues_)
+            throw Poco::DataFormatException(
+                fmt::format("the MATLAB file holds too many values to read, at array '{}'", head.name));
+        mostValues_ -= head.count;
         const std::size_t size = sizeOf(values.type, head.kind);
         // A text in UTF-8 has fewer characters than bytes.
         const bool fits = head.kind == kChar && values.type == kUtf8
@@ -272,6 +277,7 @@ private:
     }
 
     bool isBigEndian_;
+    std::size_t mostValues_;  // still
     CheckedMat& out_;
     std::size_t elements_ = 0;
 };
@@ -318,8 +324,8 @@ CheckedMat checkMat(std::string_view file, std::size_t limit) {
         throw Poco::DataFormatException(fmt::format("the MATLAB file has more than {} bytes", limit));
     CheckedMat out;
     out.bytes = file.substr(0, kHeader);
-    out.bytes.replace(116, 8, 8, '\0');  // where MATLAB keeps what its objects hold: left out
-    Checker checker(big, out);
+    out.bytes.replace(116, 8, 8, '\0');                 // where MATLAB keeps what its objects hold: left out
+    Checker checker(big, limit / sizeof(double), out);  // a value of a byte becomes a double
     for (Elements in(file.substr(kHeader), big); !in.atEnd();) {
         const Element element = in.next();
         if (element.type == kMatrix) {

@@ -22,7 +22,7 @@ public:
     static constexpr std::uint64_t kLargestMember = std::uint64_t{4} << 30;
     /// A member may be this many times as large as its compressed data, unless it is small anyway.
     static constexpr std::uint64_t kLargestRatio = 1000;
-    static constexpr std::uint64_t kSmallAnyway = 100'000'000;
+    static constexpr std::uint64_t kSmallAnyway = std::uint64_t{100} << 20;
 
     /// Whether a file begins like a zip archive.
     static bool beginsLike(const std::string& firstBytes);

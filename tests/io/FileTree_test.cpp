@@ -35,12 +35,7 @@ void writeZip(const std::string& path, const std::vector<Member>& members) {
     ASSERT_EQ(::zip_close(archive), 0) << ::zip_strerror(archive);
 }
 
-std::string all(ByteSource& source) {
-    std::string out;
-    char block[7];
-    while (const std::size_t count = source.read(block, sizeof block)) out.append(block, count);
-    return out;
-}
+std::string all(ByteSource& source) { return firstBytes(source, 1 << 20); }
 
 /// "name(size)=text" of every file.
 std::string contents(const FileTree& tree) {
