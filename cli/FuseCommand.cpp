@@ -86,6 +86,18 @@ void addResultOptions(CLI::App& command, FuseOptions& options) {
         ->check(CLI::IsMember(formNames(kForms)).description(""))
         ->type_name("quaternion|matrix|euler|sto");
     command
+        .add_option(
+            "--frame", options.frame,
+            "The earth of the attitude that is written, and of the reference: enu (East, North, Up; that "
+            "of the default filter) or ned (North, East, Down); without it, that of the filter")
+        ->check(CLI::IsMember({"enu", "ned"}).description(""))
+        ->type_name("enu|ned");
+    command
+        .add_option("--output-rate", options.outputRate,
+                    "Resample the result: rows at k / HZ s, the attitude on the arc between its neighbours")
+        ->check(CLI::Range(0.0, 1e6).description(""))
+        ->type_name("HZ");
+    command
         .add_option("--plot", options.plot,
                     "Draw orientation, flags and errors over time; of several recordings svg or png, next to "
                     "each result")
@@ -112,7 +124,10 @@ void addRecordingOptions(CLI::App& command, FuseOptions& options) {
     command
         .add_option("--units", options.units, "Units that the header does not give: \"3a=g, 3g=deg/s, t=ms\"")
         ->group(group);
-    command.add_option("--rate", options.rate, "Rows a second, for a recording without time stamps")
+    command
+        .add_option("--rate", options.rate,
+                    "Rows a second: of a recording without time stamps; a result of one with time stamps is "
+                    "resampled, as by --output-rate")
         ->check(CLI::Range(0.0, 1e6).description(""))
         ->group(group);
 }

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "evaluation/AttitudeErrors.h"
+#include "io/EarthFrame.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -13,7 +14,7 @@ namespace Kavelin::RecordingIO {
 /// unknown frame may have any heading. Empty where no single rotation makes the two comparable.
 inline std::optional<Alignment> alignmentOf(std::string_view frame) {
     if (frame == Core::kTurnSinceStart) return std::nullopt;
-    if (frame == Core::kSensorToEarth) return Alignment::kNone;
+    if (frame == Core::kSensorToEarth || frame == kSensorToNorthEastDown) return Alignment::kNone;
     return frame == Core::kSensorToStart ? Alignment::kStart : Alignment::kHeading;
 }
 

@@ -2,7 +2,9 @@
 
 #include <Poco/Exception.h>
 
+#include "attitude/rotation/QuaternionAlgebra.h"
 #include "io/AttitudeSample.h"
+#include "io/PinOrigin.h"
 #include "io/files/ByteSource.h"
 #include "io/recording/Text.h"
 
@@ -12,6 +14,11 @@ FilterAttitudeErrors::FilterAttitudeErrors(const std::string& name) : Filter(nam
 
 void FilterAttitudeErrors::onAlignment(const int& index) {
     errors_ = AttitudeErrors(static_cast<Alignment>(index));
+}
+
+void FilterAttitudeErrors::onReferenceFrame(const int& index) {
+    referenceTurn_.reset();
+    if (index == 1) referenceTurn_ = earthTurn(kSensorToNorthEastDown, Core::kSensorToEarth);
 }
 
 void FilterAttitudeErrors::checkRun() {
@@ -29,6 +36,10 @@ void FilterAttitudeErrors::open() {
     if (files_ == Files::kOpen) return;
     files_ = Files::kRefused;  // until they are open
     onAlignment(alignment_.value());
+    attitudeTurn_.reset();
+    const Core::AbstractOutputPin* source = originOf(attitude_);
+    if (source != nullptr && source->content().frame == kSensorToNorthEastDown)
+        attitudeTurn_ = earthTurn(kSensorToNorthEastDown, Core::kSensorToEarth);
     track_.reset();
     intervals_ = {};
     if (!referenceFile_.get().empty()) track_.emplace(referenceFile_.get());
@@ -66,7 +77,11 @@ std::optional<Quaternion> FilterAttitudeErrors::sampleAt(double time) {
 }
 
 void FilterAttitudeErrors::compare(const Quaternion& attitude, const Quaternion& reference, double time) {
-    const auto errors = errors_.add(attitude, reference, intervals_.contains(time));
+    const auto inEnu = [](const std::optional<EarthTurn>& turn, const Quaternion& q) {
+        return turn ? OrientationInternal::quaternionProduct(turn->quaternion, q) : q;
+    };
+    const auto errors = errors_.add(inEnu(attitudeTurn_, attitude), inEnu(referenceTurn_, reference),
+                                    intervals_.contains(time));
     if (!errors || !errorPin_.isAttached()) return;
     errorPin_.value() << errors->total(), errors->heading, errors->inclination;
     errorPin_.send(time);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "io/AttitudeComparison.h"
+#include "io/EarthFrame.h"
 #include "io/RunParticipant.h"
 
 namespace Kavelin::RecordingIO {
@@ -14,7 +15,7 @@ namespace Kavelin::RecordingIO {
 /// Compares attitudes with a reference, and reports at the end of a run how far they are off.
 ///
 /// The reference is a file, interpolated to the time of each attitude, or the samples of the pin "reference"
-/// with exactly its time. The errors of each pair are sent with its time stamp, without removing the turn
+/// with exactly its time; relative to East-North-Up or, as "Reference Frame" says, to North-East-Down. The errors of each pair are sent with its time stamp, without removing the turn
 /// about the vertical that fits best: that turn is known only after the last pair.
 ///
 /// The files are opened by `checkRun`, those that can be read only once by `prepareRun`, and at the latest
@@ -45,6 +46,7 @@ private:
 
     void onFile() { files_ = Files::kToOpen; }
     void onAlignment(const int& index);
+    void onReferenceFrame(const int& index);
     void open();
     std::optional<Quaternion> referenceAt(double time);
     std::optional<Quaternion> sampleAt(double time);
@@ -70,7 +72,16 @@ private:
         0,
         OrientationInternal::handler(this, &FilterAttitudeErrors::onAlignment)};
 
+    OrientationInternal::EnumProperty<std::string> referenceFrame_{
+        "Reference Frame",
+        this,
+        {"enu", "ned"},
+        0,
+        OrientationInternal::handler(this, &FilterAttitudeErrors::onReferenceFrame)};
+
     AttitudeErrors errors_{Alignment::kNone};
+    std::optional<EarthTurn> referenceTurn_;  // to East-North-Up, like the next
+    std::optional<EarthTurn> attitudeTurn_;
     std::optional<ReferenceTrack> track_;
     Intervals intervals_;
     Files files_ = Files::kToOpen;  // for this run

@@ -170,6 +170,7 @@ void FilterResampler::sendInstant() {
     hasInstant_ = false;
     const auto isWanting = [](const auto& lane) { return lane->state != At::kValue && !lane->isOptional; };
     const auto wanting = std::find_if(lanes_.begin(), lanes_.end(), isWanting);
+    if (wanting != lanes_.end() && isAfterTheEnd()) return;
     if (wanting != lanes_.end()) {
         const std::uint64_t instants = 1 + skipTicksUntil((*wanting)->track.lastTime());
         leftOut_ += instants;
@@ -180,6 +181,14 @@ void FilterResampler::sendInstant() {
     for (const auto& lane : lanes_) {
         if (lane->state == At::kValue) lane->out.send(instant_);
     }
+}
+
+/// With a rate, whether no sample of any pin is as late as the instant, and none will come.
+bool FilterResampler::isAfterTheEnd() const {
+    return isEnding_ && clock_ == nullptr &&
+           std::none_of(lanes_.begin(), lanes_.end(), [this](const auto& lane) {
+               return !lane->track.isEmpty() && lane->track.lastTime() >= instant_;
+           });
 }
 
 /// Skips the instants of a rate up to `t`, at which a required pin has no value: after a jump of the clock

@@ -67,6 +67,7 @@ private:
     void look(Lane& lane);
     bool mayWait() const;
     void sendInstant();
+    bool isAfterTheEnd() const;
     std::uint64_t skipTicksUntil(double t);
 
     OrientationInternal::ValueProperty<std::string> clockName_{"Clock", this, "",

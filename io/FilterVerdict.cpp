@@ -8,7 +8,10 @@
 #include <cmath>
 #include <limits>
 
+#include "attitude/rotation/QuaternionAlgebra.h"
+#include "io/AttitudeFrame.h"
 #include "io/AttitudeSample.h"
+#include "io/PinOrigin.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -47,10 +50,6 @@ std::optional<Quaternion> takeAttitude(Input& pin, double& t) {
     return attitudeOf(pin.value());
 }
 
-const Core::Filter* ownerOf(const AbstractOutputPin* pin) {
-    return pin == nullptr ? nullptr : dynamic_cast<const Core::Filter*>(pin->getManager());
-}
-
 const AbstractInputPin* connectedInput(const Core::Filter& filter, std::string_view quantity) {
     for (const AbstractInputPin* pin : filter.getInputPins()) {
         if (pin->content().quantity == quantity && pin->getConnectedOutput() != nullptr) return pin;
@@ -65,18 +64,6 @@ bool takesSensors(const Core::Filter& filter) {
 }
 
 constexpr int kMostSteps = 16;  // connections may lead in a circle
-
-/// The pin that the samples come from, traced through pins that hand them on.
-/// @return null without a connection.
-const AbstractOutputPin* originOf(const AbstractInputPin& input) {
-    const AbstractOutputPin* source = input.getConnectedOutput();
-    for (int step = 0; step < kMostSteps && source != nullptr; ++step) {
-        const AbstractInputPin* before = source->getHandsOn();
-        if (before == nullptr || before->getConnectedOutput() == nullptr) break;
-        source = before->getConnectedOutput();
-    }
-    return source;
-}
 
 /// The pin from which an estimator sends its attitude, before other filters changed its form.
 const AbstractOutputPin* attitudeOrigin(const AbstractInputPin& attitude) {
@@ -106,7 +93,7 @@ std::string_view FilterVerdict::frame() const {
 EstimatorKind FilterVerdict::estimatorKind() const {
     EstimatorKind kind{.usesGyroscope = rate_.getConnectedOutput() != nullptr,
                        .usesField = field_.getConnectedOutput() != nullptr,
-                       .isHeadingRelative = frame() != Core::kSensorToEarth};
+                       .isHeadingRelative = alignmentOf(frame()) != Alignment::kNone};
     const Core::Filter* estimator = ownerOf(attitudeOrigin(attitude_));
     if (estimator == nullptr || !takesSensors(*estimator)) return kind;  // it comes from elsewhere
     const Core::AbstractProperty* use = estimator->getPropertyBag().find("Use 3m");
@@ -128,6 +115,8 @@ void FilterVerdict::begin() {
     hasBegun_ = true;
     hasAttitude_ = false;
     collector_.emplace(frame() == Core::kSensorToStart);
+    toEnu_.reset();
+    if (frame() == kSensorToNorthEastDown) toEnu_ = earthTurn(frame(), Core::kSensorToEarth);
 }
 
 void FilterVerdict::process() {
@@ -147,6 +136,8 @@ void FilterVerdict::process() {
         sample.headingSigma = sigma->data()[1];
     }
     sample.attitude = takeAttitude(attitude_, t);
+    if (toEnu_ && sample.attitude)
+        sample.attitude = OrientationInternal::quaternionProduct(toEnu_->quaternion, *sample.attitude);
     sample.t = t;
     hasAttitude_ = hasAttitude_ || sample.attitude.has_value();
     if (std::isfinite(t)) collector_->add(sample);

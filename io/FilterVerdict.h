@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "evaluation/EvidenceCollector.h"
+#include "io/EarthFrame.h"
 #include "io/RunParticipant.h"
 #include "io/VerdictSource.h"
 
@@ -58,6 +59,7 @@ private:
     Input disturbed_{"flag_mag", this, optional(Core::kFlag), OrientationInternal::AnyTime{}};
     Input body_{"flag_mag_body", this, optional(Core::kFlag), OrientationInternal::AnyTime{}};
 
+    std::optional<EarthTurn> toEnu_;              // of an attitude relative to North-East-Down
     std::optional<EvidenceCollector> collector_;  // from the first sample on
     bool hasBegun_ = false;                       // this run
     bool hasAttitude_ = false;

@@ -16,6 +16,7 @@
 
 #include "attitude/rotation/AngleConstants.h"
 #include "attitude/rotation/Euler.h"
+#include "attitude/rotation/QuaternionAlgebra.h"
 #include "cli/CommandContext.h"
 #include "io/recording/Text.h"
 
@@ -64,8 +65,9 @@ bool isComplete(const std::string& picture) {
 
 }  // namespace
 
-AttitudePlot::AttitudePlot(std::string file, std::string title)
-    : file_(std::move(file)), part_(file_ + ".part"), title_(std::move(title)) {
+AttitudePlot::AttitudePlot(std::string file, std::string title,
+                           const std::optional<OrientationInternal::Quaternion>& turn)
+    : file_(std::move(file)), part_(file_ + ".part"), title_(std::move(title)), turn_(turn) {
     if (!endsWith(file_, ".svg") && !endsWith(file_, ".png")) {
         throw UsageError("--plot '" + file_ + "': a picture's file name ends in .svg or .png");
     }
@@ -88,7 +90,9 @@ void AttitudePlot::add(const ResultWatch& watch) {
         stride_ *= 2;
         if ((seen_ - 1) % stride_ != 0) return;
     }
-    Row row{watch.time(), OrientationInternal::eulerZyx(watch.attitude()), {}, watch.pairErrors()};
+    using OrientationInternal::quaternionProduct;
+    const auto attitude = turn_ ? quaternionProduct(*turn_, watch.attitude()) : watch.attitude();
+    Row row{watch.time(), OrientationInternal::eulerZyx(attitude), {}, watch.pairErrors()};
     for (const Line& line : lines_) row.lines.push_back(watch.extra(line.extra, line.element));
     rows_.push_back(std::move(row));
 }

@@ -13,9 +13,11 @@ namespace Kavelin::Cli {
 /// the run is.
 class AttitudePlot {
 public:
+    /// @param turn what the attitudes are multiplied with on the left; empty: nothing
     /// @throws UsageError for a file name that does not end in .svg or .png,
     /// and for one that cannot be written.
-    AttitudePlot(std::string file, std::string title);
+    AttitudePlot(std::string file, std::string title,
+                 const std::optional<OrientationInternal::Quaternion>& turn = std::nullopt);
     /// Removes a picture that was begun and not drawn.
     ~AttitudePlot();
     AttitudePlot(const AttitudePlot&) = delete;
@@ -56,6 +58,7 @@ private:
     std::string file_;
     std::string part_;  // drawn into, then given the file's name
     std::string title_;
+    std::optional<OrientationInternal::Quaternion> turn_;
     std::vector<Line> lines_;
     std::vector<Row> rows_;
     std::uint64_t seen_ = 0;

@@ -6,11 +6,15 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <utility>
 
+#include "cli/CommandContext.h"
+#include "cli/layout/PropertyValue.h"
 #include "io/FilterAttitudeErrors.h"
 #include "io/FilterAttitudeForm.h"
 #include "io/FilterCsvWriter.h"
 #include "io/FilterRangeShare.h"
+#include "io/FilterResampler.h"
 #include "io/FilterSampleHold.h"
 #include "io/recording/TableWriter.h"
 
@@ -47,6 +51,15 @@ std::string sensorName(const std::string& recording) {
 
 }  // namespace
 
+double resultRate(const FuseOptions& options, const Schema& schema) {
+    const bool hasStamps = schema.timeColumn.has_value();
+    if (hasStamps && options.rate > 0.0 && options.outputRate > 0.0)
+        throw UsageError(
+            "the recording has time stamps, so --rate and --output-rate both say the rate of the "
+            "result: give one of them");
+    return hasStamps ? std::max(options.rate, options.outputRate) : options.outputRate;
+}
+
 TableKind resultKind(const FuseOptions& options) {
     return options.isSto ? TableKind::kSto : RecordingIO::tableKindOf(options.output);
 }
@@ -66,6 +79,7 @@ void FuseLayout::complete(const Schema& schema, std::optional<Alignment> alignme
     addStaticMode(schema);
     if (alignment) addErrors(schema, *alignment);
     addVerdict(chain_, schema);
+    outputRate_ = resultRate(options_, schema);
     addResult();
     applySettings(mistakes);
 }
@@ -145,19 +159,48 @@ void FuseLayout::addErrors(const Schema& schema, Alignment alignment) {
     set(errors, "Alignment", kAlignmentLabels[static_cast<int>(alignment)]);
     set(errors, "Reference File", literal(options_.reference), "--reference");
     set(errors, "Movement File", literal(options_.movement), "--movement");
+    if (options_.frame == "ned") set(errors, "Reference Frame", options_.frame, "--frame");
     if (options_.reference.empty() && schema.find("quat"))
         connect({"recording", "quat", {}}, {"errors", "reference", {}});
     connect(attitude_, {"errors", "attitude", {}});
 }
 
+/// @param frame empty: that of the attitude
+Target FuseLayout::addForm(const char* name, const Target& from, AttitudeForm form,
+                           const std::string& frame) {
+    set(add(name, RecordingIO::FilterAttitudeForm::kTypeName), "Frame", frame, "--frame " + frame);
+    // A resampler may send several samples in one round.
+    connect(from, {name, "attitude", {}}, from.filter != "resample");
+    const char* forms[] = {"quaternion", "matrix", "euler"};
+    return {name, forms[static_cast<int>(form)], {}};
+}
+
+/// Flags and scores keep the newest value, and may have none.
+Target FuseLayout::addResampler(const Target& from) {
+    std::vector<std::string> names;
+    for (const ResultWatch::Extra& extra : writtenExtras()) names.push_back(extra.name);
+    FilterEntry& resampler = add("resample", RecordingIO::FilterResampler::kTypeName);
+    set(resampler, "Rate", numberText(outputRate_), options_.outputRate > 0.0 ? "--output-rate" : "--rate");
+    const std::string list = fmt::format("{}", fmt::join(names, ", "));
+    for (const char* property : {"Newest", "Optional"}) set(resampler, property, list);
+    connect(from, {"resample", "attitude", {}});
+    for (const std::string& name : names) connect(source(name), {"resample", name, {}});
+    return {"resample", "attitude", {}};
+}
+
 void FuseLayout::addResult() {
     Target written = attitude_;
-    if (options_.form != AttitudeForm::kQuaternion || !estimator_.isRow) {
-        add("form", RecordingIO::FilterAttitudeForm::kTypeName);
-        connect(attitude_, {"form", "attitude", {}}, true);
-        const char* forms[] = {"quaternion", "matrix", "euler"};
-        written = {"form", forms[static_cast<int>(options_.form)], {}};
+    std::string frame = options_.frame;
+    bool isRow = estimator_.isRow;
+    if (outputRate_ > 0.0) {
+        // Only rows are interpolated as rotations.
+        if (!isRow || !frame.empty())
+            written = addForm("frame", written, AttitudeForm::kQuaternion, std::exchange(frame, ""));
+        isRow = true;
+        written = addResampler(written);
     }
+    if (options_.form != AttitudeForm::kQuaternion || !isRow || !frame.empty())
+        written = addForm("form", written, options_.form, frame);
     FilterEntry& result = add("result", RecordingIO::FilterCsvWriter::kTypeName);
     const std::string option = "-o '" + options_.output + "'";
     set(result, "Rows", resultPin());
@@ -165,8 +208,11 @@ void FuseLayout::addResult() {
     if (options_.isSto) set(result, "Format", "sto", option);
     set(result, "File Name", literal(options_.output), option);
     connect(written, {"result", resultPin(), {}});
-    for (const ResultWatch::Extra& extra : writtenExtras())
-        connect(source(extra.name), {"result", extra.name, {}});
+    for (const ResultWatch::Extra& extra : writtenExtras()) {
+        const bool isResampled = outputRate_ > 0.0;
+        connect(isResampled ? Target{"resample", extra.name, {}} : source(extra.name),
+                {"result", extra.name, {}});
+    }
 }
 
 /// Arrays are named after their pins.

@@ -12,6 +12,10 @@
 
 namespace Kavelin::Cli {
 
+/// Hz, to which the result is resampled; 0: not at all. The rate of `--rate` is that of the recording's rows
+/// where these have no time stamps. Raises UsageError where two rates are given for the result.
+double resultRate(const FuseOptions& options, const RecordingIO::Schema& schema);
+
 /// How the result is written. Raises Poco::InvalidArgumentException for a name whose ending is that of a format
 /// that is not written.
 RecordingIO::TableKind resultKind(const FuseOptions& options);
@@ -21,6 +25,9 @@ RecordingIO::TableKind resultKind(const FuseOptions& options);
 ///     recording --3a 3g 3m--> estimator --attitude, flags--> result
 ///         |---> quality, static --scores--------------------->|
 ///         |---> verdict, errors <--attitude-- estimator
+///
+/// In front of the result, "resample" gives the rows a rate of their own, and "form" gives the attitude the
+/// form and the earth that are wanted.
 ///
 /// It is made in two steps, as its parts depend on what the recording holds.
 class FuseLayout : public EstimatorChain {
@@ -39,6 +46,8 @@ public:
     const std::vector<ResultWatch::Extra>& extras() const { return extras_; }
     /// Where an extra comes from.
     Target source(const std::string& extra) const;
+    /// Hz, to which the result is resampled; 0 where its rows have the times of the recording's.
+    double outputRate() const { return outputRate_; }
 
 private:
     void applySettings(Mistakes& mistakes);
@@ -48,12 +57,15 @@ private:
     void addStaticMode(const RecordingIO::Schema& schema);
     void addErrors(const RecordingIO::Schema& schema, RecordingIO::Alignment alignment);
     void addResult();
+    Target addForm(const char* name, const Target& from, AttitudeForm form, const std::string& frame);
+    Target addResampler(const Target& from);
     std::string resultPin() const;
     std::vector<ResultWatch::Extra> writtenExtras() const;
     std::string header() const;
 
     const ChainNames chain_;
     std::vector<std::string> settings_;  // not yet applied
+    double outputRate_ = 0.0;
     Target attitude_;
     std::vector<ResultWatch::Extra> extras_;
 };

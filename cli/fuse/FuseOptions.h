@@ -14,11 +14,13 @@ struct FuseOptions {
     std::string type;
     std::vector<std::string> settings;  ///< "NAME=VALUE", "quality:NAME=VALUE", "static:NAME=VALUE"
     AttitudeForm form = AttitudeForm::kQuaternion;
-    bool isSto = false;      ///< an OpenSim table, whatever the name of the output
-    std::string plot;        ///< file, .svg or .png; empty: none
-    std::string summary;     ///< file, JSON; empty: none
-    bool scores = false;     ///< write the columns of the static score
-    std::string saveLayout;  ///< file; empty: none
+    bool isSto = false;  ///< an OpenSim table, whatever the name of the output
+    std::string frame;  ///< "enu", "ned": the earth of what is written, and of the reference; empty: not said
+    double outputRate = 0.0;  ///< Hz, of the rows written; 0: not said
+    std::string plot;         ///< file, .svg or .png; empty: none
+    std::string summary;      ///< file, JSON; empty: none
+    bool scores = false;      ///< write the columns of the static score
+    std::string saveLayout;   ///< file; empty: none
 
     std::string mapping;
     std::string units;

@@ -14,6 +14,7 @@
 #include "cli/fuse/FuseSummary.h"
 #include "cli/fuse/SummaryJson.h"
 #include "io/AttitudeFrame.h"
+#include "io/EarthFrame.h"
 #include "io/RunParticipant.h"
 #include "io/recording/ResultFile.h"
 #include "io/recording/Text.h"
@@ -31,7 +32,11 @@ FuseRun::FuseRun(const FuseOptions& options, CommandContext& context)
       builder_(layout_.file(), flow_, mistakes_) {
     build();
     check();
-    if (!options_.plot.empty()) plot_ = std::make_unique<AttitudePlot>(options_.plot, options_.recording);
+    if (!options_.plot.empty()) {
+        const auto turn = earthTurn();
+        plot_ = std::make_unique<AttitudePlot>(options_.plot, options_.recording,
+                                               turn ? std::optional(turn->quaternion) : std::nullopt);
+    }
     watchResult();
     builder_.activateCommands();
     builder_.prepareRun();
@@ -42,6 +47,7 @@ FuseRun::FuseRun(const FuseOptions& options, CommandContext& context)
 void FuseRun::build() {
     requireNoMistake(mistakes_);
     requireTable();
+    requireFrame();
     builder_.build();
     requireNoMistake(mistakes_);
     recording().open();
@@ -87,6 +93,19 @@ void FuseRun::requireTable() const {
     } catch (const Poco::InvalidArgumentException& refusal) {
         throw UsageError("-o " + refusal.message());
     }
+}
+
+void FuseRun::requireFrame() const {
+    if (options_.frame.empty() || earthTurn()) return;
+    const std::string own(estimator_.frame);
+    throw UsageError(fmt::format(
+        "--frame {}: the attitude of {} is {}", options_.frame, options_.type,
+        own.empty() ? "in a frame that it does not declare" : "\"" + own + "\", not relative to the earth"));
+}
+
+/// From the frame of the estimator to that of what is written.
+std::optional<RecordingIO::EarthTurn> FuseRun::earthTurn() const {
+    return RecordingIO::earthTurn(estimator_.frame, RecordingIO::earthFrameCalled(options_.frame));
 }
 
 /// Nothing else may use the files that the run writes.
@@ -227,9 +246,25 @@ void FuseRun::summarise() {
                               .hasField = hasField(),
                               .silentRows = silentRows(),
                               .judged = judged ? &*judged : nullptr,
-                              .notes = part<RecordingIO::RunParticipant>("result").runNotes()};
+                              .notes = notesOf("result"),
+                              .frame = options_.frame,
+                              .outputRate = layout_.outputRate(),
+                              .resamplerNotes = resamplerNotes()};
     if (!options_.quiet) context_.err << summaryText(summary) << std::flush;
     if (!options_.summary.empty()) writeWholeFile(options_.summary, summaryJson(summary, context_.status));
+}
+
+std::vector<std::string> FuseRun::notesOf(const char* filter) const {
+    return builder_.find(filter) ? part<RecordingIO::RunParticipant>(filter).runNotes()
+                                 : std::vector<std::string>();
+}
+
+std::vector<std::string> FuseRun::resamplerNotes() const {
+    std::vector<std::string> notes = notesOf("resample");
+    if (notes.empty()) return notes;
+    const auto& bag = builder_.find("resample")->getPropertyBag();
+    notes.push_back("gaps longer than " + bag.get("Greatest gap").exactText() + " s are not bridged");
+    return notes;
 }
 
 std::string FuseRun::whyNoAttitude() const {

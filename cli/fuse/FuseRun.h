@@ -13,6 +13,7 @@
 #include "cli/layout/LayoutBuilder.h"
 #include "cli/layout/LayoutRun.h"
 #include "io/AttitudeComparison.h"
+#include "io/EarthFrame.h"
 #include "io/RecordingSource.h"
 #include "io/VerdictSource.h"
 
@@ -32,6 +33,10 @@ public:
 
 private:
     void requireTable() const;
+    void requireFrame() const;
+    std::optional<RecordingIO::EarthTurn> earthTurn() const;
+    std::vector<std::string> notesOf(const char* filter) const;
+    std::vector<std::string> resamplerNotes() const;
     std::optional<RecordingIO::Alignment> alignment() const;
     void build();
     void check();

@@ -15,6 +15,9 @@ using RecordingIO::Fault;
 
 namespace {
 
+// What the reader says of the rate that resamples the result.
+const char* const kRateNotUsed = "the rate given is not used";
+
 std::string percent(double share) { return fmt::format("{:.3g} %", 100.0 * share); }
 
 std::string rowsLine(const FuseSummary& summary) {
@@ -36,6 +39,21 @@ std::string lossLine(const FuseSummary& summary) {
     return fmt::format("rows left out {}{}; gaps {}; samples dropped {}\n", summary.faults.total(),
                        kinds.empty() ? "" : fmt::format(" ({})", fmt::join(kinds, ", ")),
                        summary.statistics.steps().gaps(), summary.dropped);
+}
+
+std::string frameLine(const FuseSummary& summary) {
+    if (summary.frame.empty()) return {};
+    const char* name = summary.frame == "ned" ? "North-East-Down" : "East-North-Up";
+    return fmt::format("the result is relative to {}{}\n", name,
+                       summary.errors ? ", and the reference is taken as that too" : "");
+}
+
+/// Whichever option said it.
+std::string rateLine(const FuseSummary& summary) {
+    if (summary.outputRate <= 0.0) return {};
+    std::vector<std::string> parts = summary.resamplerNotes;
+    parts.insert(parts.begin(), fmt::format("the result is resampled to {:.6g} Hz", summary.outputRate));
+    return fmt::format("{}\n", fmt::join(parts, "; "));
 }
 
 std::string flagLine(const FuseSummary& summary) {
@@ -118,6 +136,8 @@ std::vector<FlagShare> flagShares(const FuseSummary& summary) {
 
 std::vector<std::string> warningsOf(const FuseSummary& summary) {
     std::vector<std::string> warnings = summary.statistics.warnings(summary.schema);
+    if (summary.outputRate > 0.0)
+        std::erase_if(warnings, [](const std::string& one) { return one.starts_with(kRateNotUsed); });
     const std::string dip = summary.judged && summary.hasField ? warningOfDip(*summary.judged) : "";
     if (!dip.empty()) warnings.push_back(dip);
     warnings.insert(warnings.end(), summary.notes.begin(), summary.notes.end());
@@ -127,8 +147,9 @@ std::vector<std::string> warningsOf(const FuseSummary& summary) {
 std::string summaryText(const FuseSummary& summary) {
     const std::string settings = summary.settings.empty() ? "" : "settings: " + summary.settings + "\n";
     return rowsLine(summary) + summary.type + ": " + counted(summary.watch.attitudes(), "attitude") + "\n" +
-           settings + lossLine(summary) + flagLine(summary) + staticLine(summary) + biasLine(summary.watch) +
-           errorLine(summary) + warningLines(summary) + verdictLines(summary);
+           settings + lossLine(summary) + frameLine(summary) + rateLine(summary) + flagLine(summary) +
+           staticLine(summary) + biasLine(summary.watch) + errorLine(summary) + warningLines(summary) +
+           verdictLines(summary);
 }
 
 }  // namespace Kavelin::Cli

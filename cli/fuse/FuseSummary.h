@@ -29,6 +29,9 @@ struct FuseSummary {
     std::uint64_t silentRows;
     const RecordingIO::Judged* judged;  ///< null for an attitude that cannot be judged
     std::vector<std::string> notes;     ///< on the file written
+    std::string frame;                  ///< "ned", "enu" where it was asked for
+    double outputRate;                  ///< Hz, to which the result was resampled; 0: it was not
+    std::vector<std::string> resamplerNotes;
 };
 
 /// The summary of a run, some lines for a person: rows, rate, gaps, what was left out and dropped, flags,

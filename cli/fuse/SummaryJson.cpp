@@ -163,6 +163,7 @@ std::string summaryJson(const FuseSummary& summary, int status) {
                  {"status", status},
                  {"attitudes", summary.watch.attitudes()},
                  {"rows", rowsJson(summary)},
+                 {"resampledTo", summary.outputRate > 0.0 ? Json(summary.outputRate) : Json()},
                  {"channels", channelsJson(summary)},
                  {"flags", flagsJson(summary)},
                  {"staticShare", summary.watch.staticShare()},

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 #include "io/recording/ResultFile.h"
 #include "io/recording/Text.h"
@@ -27,6 +28,8 @@ std::vector<std::size_t> risingRows(const std::vector<double>& times) {
 struct Spacing {
     double rate = 0.0;  // Hz, without the gaps; 0 for fewer than two rows
     double shortest = 0.0, longest = 0.0;
+    std::size_t gaps = 0;
+    double longestGap = 0.0;
     bool isEven() const { return shortest * rate > 1.0 - kEven && longest * rate < 1.0 + kEven; }
 };
 
@@ -35,15 +38,11 @@ Spacing spacingOf(const std::vector<double>& times, const std::vector<std::size_
     std::vector<double> steps;
     for (std::size_t i = 1; i < rows.size(); ++i) steps.push_back(times[rows[i]] - times[rows[i - 1]]);
     std::sort(steps.begin(), steps.end());
-    const double usual = steps[steps.size() / 2];
-    double sum = 0.0;
-    double count = 0.0;
-    for (const double step : steps) {
-        if (step > kLongest * usual) break;
-        sum += step;
-        ++count;
-    }
-    return {count / sum, steps.front(), steps.back()};
+    const double limit = kLongest * steps[steps.size() / 2];
+    const auto end = std::upper_bound(steps.begin(), steps.end(), limit);  // those before it are no gaps
+    const double sum = std::accumulate(steps.begin(), end, 0.0);
+    return {static_cast<double>(end - steps.begin()) / sum, steps.front(), *(end - 1),
+            static_cast<std::size_t>(steps.end() - end), steps.back()};
 }
 
 std::string headerOf(const CollectedTable& table, double rate) {
@@ -83,6 +82,10 @@ std::vector<std::string> stoNotes(const CollectedTable& table) {
             fmt::format("the rows are not evenly spaced: steps of {:.4g} to {:.4g} s, DataRate {:.6g}; "
                         "resample the result",
                         spacing.shortest, spacing.longest, spacing.rate));
+    if (spacing.gaps > 0)
+        notes.push_back(
+            fmt::format("the rows have {}, the longest of {:.4g} s, and DataRate {:.6g} otherwise",
+                        counted(spacing.gaps, "gap"), spacing.longestGap, spacing.rate));
     return notes;
 }
 

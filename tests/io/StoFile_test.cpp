@@ -37,7 +37,9 @@ TEST(StoFile, saysWhereItsRowsAreNotEvenlySpaced) {
     };
     EXPECT_EQ(notes({0, 0.007, 0.015, 0.023, 0.031}), "") << "128 Hz in whole milliseconds";
     EXPECT_EQ(notes({0, 0.01, 0.02, 0.5, 0.51, 0.52}),
-              "the rows are not evenly spaced: steps of 0.01 to 0.48 s, DataRate 100; resample the result");
+              "the rows have 1 gap, the longest of 0.48 s, and DataRate 100 otherwise");
+    EXPECT_EQ(notes({0, 0.01, 0.02, 0.033, 0.04}),
+              "the rows are not evenly spaced: steps of 0.007 to 0.013 s, DataRate 100; resample the result");
     EXPECT_EQ(notes({0, 1, 1, 0.5, 2}), "2 rows left out: not later than the one before");
 }
 
