@@ -22,8 +22,14 @@ std::string stemOf(const std::string& recording) {
     return path.stem().string();
 }
 
+/// "thigh" of "trial1/thigh/recording.csv"; empty without a folder.
+std::string folderOf(const std::string& recording) {
+    return std::filesystem::path(recording).parent_path().filename().string();
+}
+
+/// Recordings of one name each in a folder of its own are called after their folders too.
 bool isCalled(const std::string& recording, const std::string& name) {
-    return recording == name || stemOf(recording) == name;
+    return stemOf(recording) == name || folderOf(recording) == name;
 }
 
 std::array<std::string, 2> namesIn(const std::string& joint) {
@@ -70,7 +76,9 @@ JointUnits jointUnits(const std::string& joint, const std::vector<std::string>& 
         }
         throw UsageError("--joint '" + joint + "': the recordings are called " + stemOf(recordings[0]) +
                          " and " + stemOf(recordings[1]) +
-                         "; with two recordings, D:G are these names, of the unit nearer to the trunk first");
+                         "; with two recordings, D:G are these names or those of their folders, of the unit "
+                         "nearer to the trunk "
+                         "first");
     }
     throw UsageError("--joint takes one recording that holds both units, or one of each; there are " +
                      RecordingIO::counted(recordings.size(), "recording"));

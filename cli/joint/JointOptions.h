@@ -34,7 +34,7 @@ struct PoseInterval {
 };
 
 /// Reads "thigh:shank": with one recording, two sensors in it; with two, their file names without folder and
-/// ending, in either order.  @throws UsageError
+/// ending, or the names of their folders, in either order.  @throws UsageError
 JointUnits jointUnits(const std::string& joint, const std::vector<std::string>& recordings);
 
 /// Reads "1..3".  @throws UsageError

@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <cstdlib>
 #include <iostream>
+#include <map>
 
 #include "attitude/rotation/AngleConstants.h"
 #include "cli/Plugins.h"
@@ -64,18 +66,25 @@ void write(const TemporaryFolder& folder, const std::string& name, const Recordi
 
 struct Result {
     int status = 0;
-    std::string messages;
+    std::string messages = {};
     double rms = 0.0;  // degrees, of the flexion against the truth
     std::size_t rows = 0;
 };
 
 class JointRunTest : public testing::Test {
 protected:
-    Result run(const Recordings& wanted, JointOptions joint, FuseOptions options = {}) {
+    Result run(const Recordings& wanted, JointOptions joint) {
         write(folder_, "thigh.csv", wanted, false);
         write(folder_, "shank.csv", wanted, true);
         joint.joint = "thigh:shank";
         joint.recordings = {folder_.path("shank.csv"), folder_.path("thigh.csv")};
+        Result result = runOn(joint);
+        if (result.status != kUnusable) compare(motionOf(wanted), result);
+        return result;
+    }
+
+    Result runOn(const JointOptions& joint) {
+        FuseOptions options;
         options.output = folder_.path("angles.csv");
         options.type = "FilterSO3Attitude";
         std::istringstream in;
@@ -87,9 +96,7 @@ protected:
         } catch (const std::exception& error) {
             context.status = reportError(context, error);
         }
-        Result result{.status = context.status, .messages = err.str()};
-        if (result.status != kUnusable) compare(motionOf(wanted), result);
-        return result;
+        return {.status = context.status, .messages = err.str()};
     }
 
     void compare(const HingeMotion& motion, Result& result) const {
@@ -151,6 +158,47 @@ TEST_F(JointRunTest, RefusesWhatWouldGiveWrongAngles) {
                                                                         << result.messages;
         EXPECT_FALSE(std::filesystem::exists(folder_.path("angles.csv"))) << row.name;
     }
+}
+
+/// t and the quaternion in four columns from `column` on; rows without one are left out.
+std::map<long, Quaterniond> quaternionsIn(const std::string& file, int column) {
+    std::ifstream table(file);
+    std::map<long, Quaterniond> found;
+    std::string line, cell;
+    for (std::getline(table, line); std::getline(table, line);) {
+        std::istringstream cells(line);
+        std::vector<double> row;
+        while (std::getline(cells, cell, ',')) row.push_back(std::atof(cell.c_str()));
+        const double* q = row.data() + column;
+        if (!std::isnan(q[0])) found[std::lround(row[0] * 1e4)] = Quaterniond(q[0], q[1], q[2], q[3]);
+    }
+    return found;
+}
+
+TEST_F(JointRunTest, TwoRealUnitsThatMoveOnTheirOwnAreMeasuredAndAreNoHinge) {
+    const char* root = std::getenv("KAVELIN_DATA");
+    const std::string data = root ? root : "";
+    const std::string d = data + "/broad_07/recording.csv", g = data + "/broad_15/recording.csv";
+    if (!root || !std::filesystem::exists(d) || !std::filesystem::exists(g))
+        GTEST_SKIP() << "skipped: KAVELIN_DATA names no folder with recordings in broad_07/ and broad_15/";
+    JointOptions joint{.joint = "broad_07:broad_15", .pose = "3..9", .recordings = {d, g}};
+    EXPECT_EQ(runOn(joint).status, kDone);
+    const auto truth_d = quaternionsIn(d, 10), truth_g = quaternionsIn(g, 10);
+    const Quaterniond zero =  // both lie still at 6 s
+        truth_g.lower_bound(60000)->second.inverse() * truth_d.lower_bound(60000)->second;
+    double sum = 0.0, count = 0.0;
+    for (const auto& [t, relative] : quaternionsIn(folder_.path("angles.csv"), 4)) {
+        if (!truth_d.contains(t) || !truth_g.contains(t)) continue;
+        const double error = relative.angularDistance(truth_d.at(t).inverse() * truth_g.at(t) * zero);
+        sum += error * error;
+        ++count;
+    }
+    EXPECT_GT(count, 50000.0);
+    EXPECT_LT(std::sqrt(sum / count) * kRadiansToDegrees, 2.5);
+    std::cout << fmt::format("  rotation between two real units: within {:.2f} degrees RMS\n",
+                             std::sqrt(sum / count) * kRadiansToDegrees);
+    joint.hinge = true;
+    EXPECT_NE(runOn(joint).messages.find("the motion is not that of a hinge"), std::string::npos);
 }
 
 }  // namespace
