@@ -27,6 +27,8 @@ TEST(ForeignFormat, isToldByItsFirstBytes) {
         {"PK\3\4\x14\0\0\0\0\0\0\0!\0\0\0\0\0\0\0\0\0\0\0\0\0\5\0\0\0t.csv"sv, "a zip archive"},
         {"SQLite format 3\0 CREATE TABLE messages(id) CREATE TABLE topics(id"sv, "a ROS 2 bag"},
         {"SQLite format 3\0 CREATE TABLE imu(t"sv, "a SQLite database"},
+        {"PAR1\x15\4"sv, "a Parquet table"},
+        {"PAR1,PAR2\n"sv, ""},
         {"\0\0\xFE\xFF\0\0\0t"sv, "a text in UTF-32"},
         {"\xFD\x37zXZ\0"sv, "compressed"},
         {"t,ax\n1,\0\n"sv, "in a binary format"},
