@@ -29,8 +29,9 @@ bool anyPartIsPassedOver(std::string_view name) {
     }
 }
 
-/// "folder/name", where the path may end with a slash already.
+/// "folder/name", where the path may end with a slash already; the path where there is no name.
 std::string joined(const std::string& path, const std::string& name) {
+    if (name.empty()) return path;
     return path.ends_with('/') ? path + name : path + "/" + name;
 }
 

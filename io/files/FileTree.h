@@ -39,7 +39,8 @@ public:
     /// The same file's bytes as they stand in the folder or the archive, whatever they are.
     std::unique_ptr<ByteSource> openRaw(const std::string& name) const;
 
-    /// A file's name for messages: "rec.zip/Inertial.csv", "folder/Gyroscope.csv"; the path itself for a single file.
+    /// A file's name for messages: "rec.zip/Inertial.csv", "folder/Gyroscope.csv"; the path itself for a single file, and
+    /// for no name.
     virtual std::string pathOf(const std::string& name) const = 0;
     virtual bool isSingleFile() const { return false; }
 
