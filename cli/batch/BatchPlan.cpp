@@ -55,6 +55,20 @@ void requireOwnFiles(const std::vector<BatchItem>& items, const std::string& fol
 
 }  // namespace
 
+void requireApart(const std::string& option, const std::string& file, const std::vector<BatchItem>& items,
+                  const std::string& folder) {
+    const fs::path own = real(file);
+    const auto refuseIf = [&](const fs::path& other, const char* what) {
+        if (own == real(other))
+            throw UsageError(option + " " + told(file) + " is " + what + "; name another file");
+    };
+    refuseIf(fs::path(folder) / kTableName, "the table of all");
+    for (const BatchItem& item : items) {
+        refuseIf(item.recording, "a recording");
+        refuseIf(fs::path(folder) / item.result, "a result");
+    }
+}
+
 std::vector<BatchItem> planBatch(const std::vector<std::string>& recordings, const std::string& folder,
                                  const std::string& ending) {
     std::vector<BatchItem> items;

@@ -19,6 +19,10 @@ struct BatchItem {
 std::vector<BatchItem> planBatch(const std::vector<std::string>& recordings, const std::string& folder,
                                  const std::string& ending);
 
+/// @throws UsageError where `file`, which `option` says to write, is a recording, a result or the table
+void requireApart(const std::string& option, const std::string& file, const std::vector<BatchItem>& items,
+                  const std::string& folder);
+
 /// The table of the batch, in the folder of results.
 inline constexpr const char* kTableName = "summary.csv";
 

@@ -20,6 +20,7 @@
 #include "cli/batch/ResultState.h"
 #include "cli/batch/WorkFolder.h"
 #include "cli/fuse/FuseRun.h"
+#include "io/recording/ResultFile.h"
 #include "io/recording/Text.h"
 
 namespace Kavelin::Cli {
@@ -84,7 +85,9 @@ BatchRun::BatchRun(BatchOptions options, FuseOptions fuse, CommandContext& conte
     requireUsable();
     items_ = planBatch(options_.recordings, fuse_.output, ending());
     requireNotOthers();
+    if (!fuse_.summary.empty()) requireApart("--summary", fuse_.summary, items_, fuse_.output);
     work_ = std::make_unique<WorkFolder>((fs::path(fuse_.output) / kStateFolder).string());
+    if (!fuse_.summary.empty()) RecordingIO::ResultFile::requireWritable(fuse_.summary);
 }
 
 BatchRun::~BatchRun() = default;

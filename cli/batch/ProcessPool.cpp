@@ -25,10 +25,28 @@ constexpr int kLookMilliseconds = 100;  // between two looks for an interruption
 
 struct Child {
     std::size_t task = 0;
+    std::size_t processor = 0;  // index in the list of those that may be used
     ::pid_t pid = -1;
     int output = -1;
     std::string text;
 };
+
+std::vector<std::size_t> processors() {
+    ::cpu_set_t usable;
+    CPU_ZERO(&usable);
+    std::vector<std::size_t> numbers;
+    if (::sched_getaffinity(0, sizeof usable, &usable) != 0) return {};
+    for (std::size_t number = 0; number < CPU_SETSIZE; ++number)
+        if (CPU_ISSET(number, &usable)) numbers.push_back(number);
+    return numbers;
+}
+
+void stayOn(std::size_t processor) {
+    ::cpu_set_t own;
+    CPU_ZERO(&own);
+    CPU_SET(processor, &own);
+    ::sched_setaffinity(0, sizeof own, &own);  // only speed depends on it
+}
 
 /// What the child does before its work: it has the pipe as its output, no input, and ends with its parent.
 void settleIn(::pid_t parent, int output) {
@@ -82,23 +100,27 @@ public:
 
     std::size_t size() const { return children_.size(); }
 
+    /// @param fillsAll there will be a child for each processor: each stays on one, where its threads find what they hand
+    /// each other in the cache
     /// @return 0, or why there is no child
-    int start(std::size_t task) {
+    int start(std::size_t task, bool fillsAll) {
         int ends[2];
         if (::pipe2(ends, O_CLOEXEC) != 0) return errno;
         const ::pid_t parent = ::getpid();
+        const std::size_t processor = leastUsed();
         std::fflush(nullptr);
         const ::pid_t pid = ::fork();
         const int error = errno;
         if (pid == 0) {
             settleIn(parent, ends[1]);
+            if (fillsAll && !processors_.empty()) stayOn(processors_[processor]);
             const int status = work_(task);
             std::fflush(nullptr);
             ::_exit(status);
         }
         ::close(ends[1]);
         if (pid > 0) {
-            children_.push_back({task, pid, ends[0], {}});
+            children_.push_back({task, processor, pid, ends[0], {}});
             return 0;
         }
         ::close(ends[0]);
@@ -120,7 +142,14 @@ public:
     }
 
 private:
+    std::size_t leastUsed() const {
+        std::vector<std::size_t> uses(std::max<std::size_t>(1, processors_.size()));
+        for (const Child& child : children_) ++uses[child.processor];
+        return static_cast<std::size_t>(std::min_element(uses.begin(), uses.end()) - uses.begin());
+    }
+
     const std::function<int(std::size_t)>& work_;
+    const std::vector<std::size_t> processors_ = processors();
     std::vector<Child> children_;
 };
 
@@ -132,7 +161,8 @@ bool runInChildren(const std::vector<std::size_t>& tasks, std::size_t jobs,
     Pool pool(work);
     for (auto next = tasks.begin(); next != tasks.end() || pool.size() > 0;) {
         while (next != tasks.end() && pool.size() < jobs && !Interruption::hasCome()) {
-            const int error = pool.start(*next);
+            const std::size_t open = pool.size() + static_cast<std::size_t>(tasks.end() - next);
+            const int error = pool.start(*next, std::min(open, jobs) >= usableProcessors());
             if (error != 0 && pool.size() > 0) break;  // there may be room when another has ended
             if (error != 0) report(*next, {{}, 0, std::string("no process: ") + std::strerror(error)});
             ++next;
@@ -143,11 +173,6 @@ bool runInChildren(const std::vector<std::size_t>& tasks, std::size_t jobs,
     return true;
 }
 
-std::size_t usableProcessors() {
-    ::cpu_set_t usable;
-    CPU_ZERO(&usable);
-    if (::sched_getaffinity(0, sizeof usable, &usable) != 0) return 1;
-    return static_cast<std::size_t>(std::max(1, CPU_COUNT(&usable)));
-}
+std::size_t usableProcessors() { return std::max<std::size_t>(1, processors().size()); }
 
 }  // namespace Kavelin::Cli
