@@ -118,6 +118,26 @@ void addResultOptions(CLI::App& command, FuseOptions& options) {
 void addRecordingOptions(CLI::App& command, FuseOptions& options) {
     const std::string group = "What the recording's columns are";
     command
+        .add_option("--format", options.format,
+                    "Name of the recording's format (see kavelin formats); without it, it is found out")
+        ->type_name("NAME")
+        ->group(group);
+    command.add_option("--sensor", options.sensor, "Which of the recording's sensors")
+        ->type_name("NAME")
+        ->group(group);
+    command
+        .add_option("--axes", options.axes,
+                    "How the unit's axes lie along the recording's: \"y,-x,z\"; for one sensor \"3m = "
+                    "y,-x,z\"; \"3a = "
+                    "inverted\" for gravity in place of specific force")
+        ->group(group);
+    command
+        .add_option(
+            "--dialect", options.dialect,
+            "What the table is like, where it is not found out: \"separator=semicolon, decimal=comma, "
+            "header=3, counter=COLUMN\"")
+        ->group(group);
+    command
         .add_option("--map", options.mapping,
                     "Columns to pins: \"3a = ax1, ay1, az1 (g); 3g = ...; t = stamp (ms)\"")
         ->group(group);

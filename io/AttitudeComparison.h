@@ -1,7 +1,7 @@
 #pragma once
 
 #include "evaluation/AttitudeErrors.h"
-#include "io/recording/ReferenceTrack.h"
+#include "io/formats/ReferenceTrack.h"
 
 namespace Kavelin::RecordingIO {
 

@@ -20,11 +20,9 @@ public:
 
     /// Never throws: an unusable file counts as a fault and as the end.
     /// @param announce told how to break the wait for the header, before it begins.
-    Stream(const std::string& path, const ReaderOptions& options, const Announce& announce) {
+    Stream(const std::string& path, const OpenOptions& options, const Announce& announce) {
         try {
-            std::unique_ptr<ByteSource> source = openSource(path);
-            announce(source->closer());
-            recording_.emplace(RecordingReader(std::move(source), RecordingReader::nameOf(path), options));
+            recording_.emplace(openRecording(path, options, announce));
             statistics_.emplace(recording_->schema());
         } catch (const Poco::Exception& refusal) {
             refusal_.reset(refusal.clone());
@@ -231,13 +229,17 @@ void FilterCsvReader::announceOpening(std::function<void()> stop) const {
     if (isInterrupted_ && stopOpening_) stopOpening_();
 }
 
-ReaderOptions FilterCsvReader::options() const {
-    ReaderOptions options;
+OpenOptions FilterCsvReader::options() const {
+    OpenOptions options;
     options.mapping = mapping_.get();
     options.units = parseUnits(units_.get());
     options.rate = rowRate_.get();
     options.repeat = namesIn(repeat_.get());
     options.together = namesIn(together_.get());
+    options.format = format_.get();
+    options.sensor = sensor_.get();
+    options.dialect = parseDialect(dialect_.get());
+    options.axes = parseAxes(axes_.get());
     return options;
 }
 
@@ -269,8 +271,8 @@ void FilterCsvReader::onFileName() {
     const std::string path = fileName_.get();
     if (path.empty() || canBeReadOnlyOnce(path)) return;
     try {
-        const RecordingReader reader = RecordingReader::open(path, options());
-        for (const Channel& channel : reader.schema().channels) {
+        const std::unique_ptr<RowReader> reader = openRecording(path, options());
+        for (const Channel& channel : reader->schema().channels) {
             makePin(channel.pin);
             declare(channel, columns_.value());
         }
@@ -289,6 +291,16 @@ void FilterCsvReader::onMapping(const std::string& mapping) {
 void FilterCsvReader::onUnits(const std::string& units) {
     stale_ = true;
     parseUnits(units);
+}
+
+void FilterCsvReader::onDialect(const std::string& dialect) {
+    parseDialect(dialect);
+    onFileName();
+}
+
+void FilterCsvReader::onAxes(const std::string& axes) {
+    stale_ = true;
+    parseAxes(axes);
 }
 
 OutputPin<Matrix>* FilterCsvReader::pinCalled(const std::string& name) const {

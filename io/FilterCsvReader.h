@@ -12,7 +12,7 @@
 
 #include "io/RecordingSource.h"
 #include "io/RunParticipant.h"
-#include "io/recording/RecordingReader.h"
+#include "io/formats/OpenRecording.h"
 #include "io/recording/RecordingStatistics.h"
 
 namespace Kavelin::RecordingIO {
@@ -26,7 +26,8 @@ using OrientationInternal::OutputPin;
 using OrientationInternal::RangeProperty;
 using OrientationInternal::ValueProperty;
 
-/// Sends a recording, one row a call, each pin with the row's time stamp; constant memory.
+/// Sends a recording, one row a call, each pin with the row's time stamp; constant memory. The recording may be of
+/// any format that openRecording knows: a table of text, a folder, a zip archive.
 ///
 /// Pins "3a" (m/s^2), "3g" (rad/s), "3m" (uT), all 1x3, and "quat" (1x4: w, x, y, z) are there always; others
 /// come with the property "Mapping" or from the header of a result file.
@@ -72,7 +73,7 @@ private:
     Stream& stream() const;
     void openStream() const;
     void announceOpening(std::function<void()> stop) const;
-    ReaderOptions options() const;
+    OpenOptions options() const;
     bool isOpen() const;
     void sendRow(const Row& row);
     void declare(const Channel& channel, bool asColumns) const;
@@ -81,6 +82,9 @@ private:
     void onMapping(const std::string& mapping);
     void onUnits(const std::string& units);
     void onText(const std::string&) { stale_ = true; }
+    void onFormat(const std::string&) { onFileName(); }
+    void onDialect(const std::string& dialect);
+    void onAxes(const std::string& axes);
     void onRate(const double&) { stale_ = true; }
     OutputPin<Matrix>* pinCalled(const std::string& name) const;
     void makePin(const std::string& name);
@@ -95,6 +99,10 @@ private:
     ValueProperty<bool> columns_{"Columns", this, false, handler(this, &FilterCsvReader::onColumns)};
     ValueProperty<std::string> mapping_{"Mapping", this, "", handler(this, &FilterCsvReader::onMapping)};
     ValueProperty<std::string> units_{"Units", this, "", handler(this, &FilterCsvReader::onUnits)};
+    ValueProperty<std::string> format_{"Format", this, "", handler(this, &FilterCsvReader::onFormat)};
+    ValueProperty<std::string> sensor_{"Sensor", this, "", handler(this, &FilterCsvReader::onFormat)};
+    ValueProperty<std::string> dialect_{"Dialect", this, "", handler(this, &FilterCsvReader::onDialect)};
+    ValueProperty<std::string> axes_{"Axes", this, "", handler(this, &FilterCsvReader::onAxes)};
     RangeProperty<double> rowRate_{"Rate",
                                    this,
                                    {.minimum = 0.0, .maximum = 1e6, .step = 0.0, .value = 0.0, .unit = "Hz"},

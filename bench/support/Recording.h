@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "io/recording/ReferenceTrack.h"
+#include "io/formats/ReferenceTrack.h"
 
 namespace Kavelin::Bench {
 

@@ -13,6 +13,10 @@ namespace Kavelin::Cli {
 
 FilterEntry& EstimatorChain::addRecording(const ChainNames& chain, const std::string& path) {
     FilterEntry& recording = add(chain.recording, RecordingIO::FilterCsvReader::kTypeName);
+    set(recording, "Format", options_.format, "--format '" + options_.format + "'");
+    set(recording, "Sensor", options_.sensor, "--sensor '" + options_.sensor + "'");
+    set(recording, "Dialect", options_.dialect, "--dialect \"" + options_.dialect + "\"");
+    set(recording, "Axes", options_.axes, "--axes \"" + options_.axes + "\"");
     set(recording, "Mapping", options_.mapping, "--map \"" + options_.mapping + "\"");
     set(recording, "Units", options_.units, "--units \"" + options_.units + "\"");
     if (options_.rate > 0.0) set(recording, "Rate", numberText(options_.rate), "--rate");

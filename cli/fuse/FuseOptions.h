@@ -22,6 +22,10 @@ struct FuseOptions {
     bool scores = false;      ///< write the columns of the static score
     std::string saveLayout;   ///< file; empty: none
 
+    std::string format;   ///< name of a format of recordings; empty: found out
+    std::string sensor;   ///< of several in the recording; empty: it holds one
+    std::string dialect;  ///< "separator=semicolon, ..."; what it does not say is found out
+    std::string axes;     ///< "y,-x,z; 3m = ..."
     std::string mapping;
     std::string units;
     double rate = 0.0;

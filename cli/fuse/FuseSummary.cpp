@@ -29,6 +29,14 @@ std::string rowsLine(const FuseSummary& summary) {
                        statistics.seconds(), fmt::join(rates, ", "));
 }
 
+/// What was decided on the way in; nothing for a plain table.
+std::string decisionsLine(const FuseSummary& summary) {
+    std::vector<std::string> decisions = summary.schema.decisions;
+    if (const std::uint64_t lost = summary.statistics.lost(); lost > 0)
+        decisions.push_back(counted(lost, "packet") + " lost");
+    return decisions.empty() ? "" : fmt::format("read as: {}\n", fmt::join(decisions, ", "));
+}
+
 std::string lossLine(const FuseSummary& summary) {
     std::vector<std::string> kinds;
     for (std::size_t i = 0; i < RecordingIO::kFaultCount; ++i) {
@@ -146,10 +154,10 @@ std::vector<std::string> warningsOf(const FuseSummary& summary) {
 
 std::string summaryText(const FuseSummary& summary) {
     const std::string settings = summary.settings.empty() ? "" : "settings: " + summary.settings + "\n";
-    return rowsLine(summary) + summary.type + ": " + counted(summary.watch.attitudes(), "attitude") + "\n" +
-           settings + lossLine(summary) + frameLine(summary) + rateLine(summary) + flagLine(summary) +
-           staticLine(summary) + biasLine(summary.watch) + errorLine(summary) + warningLines(summary) +
-           verdictLines(summary);
+    return rowsLine(summary) + decisionsLine(summary) + summary.type + ": " +
+           counted(summary.watch.attitudes(), "attitude") + "\n" + settings + lossLine(summary) +
+           frameLine(summary) + rateLine(summary) + flagLine(summary) + staticLine(summary) +
+           biasLine(summary.watch) + errorLine(summary) + warningLines(summary) + verdictLines(summary);
 }
 
 }  // namespace Kavelin::Cli

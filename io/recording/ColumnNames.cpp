@@ -7,7 +7,9 @@
 #include <optional>
 #include <set>
 
+#include "io/recording/ColumnMeaning.h"
 #include "io/recording/Text.h"
+#include "io/recording/Units.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -232,13 +234,15 @@ MappingEntry parseEntry(std::string_view entry) {
 
 }  // namespace
 
-ColumnName::ColumnName(std::string_view cell) : raw(cell), name(trimmed(cell)) {
+ColumnName::ColumnName(std::string_view cell, std::string_view meaning) : raw(cell), name(trimmed(meaning)) {
     const char last = name.empty() ? '\0' : name.back();
     const auto open = last == ')' ? name.rfind('(') : last == ']' ? name.rfind('[') : std::string::npos;
     if (open != std::string::npos && open > 0) {
         unit = trimmed(std::string_view(name).substr(open + 1, name.size() - open - 2));
         name = trimmed(std::string_view(name).substr(0, open));
     }
+    takeIndex();
+    takeTimeUnit();
     key = lowered(name);
     key.erase(
         std::remove_if(key.begin(), key.end(),
@@ -246,7 +250,41 @@ ColumnName::ColumnName(std::string_view cell) : raw(cell), name(trimmed(cell)) {
         key.end());
 }
 
-bool ColumnName::isTime() const { return key == "t" || key == "time" || key == "timestamp"; }
+/// "gyro_rad[0]": an element, not a unit.
+void ColumnName::takeIndex() {
+    if (unit.size() != 1 || unit[0] < '0' || unit[0] > '3' || raw.back() != ']') return;
+    name += "_" + unit;
+    unit.clear();
+}
+
+/// "time_ms", "timestamp (ms)": the unit of a time is often a part of its name.
+void ColumnName::takeTimeUnit() {
+    std::string suffix;
+    const std::size_t length = unit.empty() ? unitSuffix(name, suffix) : 0;
+    if (length == 0 || !findUnit(Quantity::kTime, suffix)) return;
+    ColumnName shorter(std::string_view(name).substr(0, name.size() - length));
+    if (!shorter.isTime()) return;
+    unit = suffix;
+    name = shorter.name;
+}
+
+bool ColumnName::isTime() const {
+    static constexpr std::string_view kNames[] = {
+        "t",           "time",           "timestamp",  "secondselapsed", "elapsed",
+        "elapsedtime", "sampletimefine", "datetime",   "unixtime",       "epoch",
+        "epoc",        "systemtime",     "devicetime", "timestampunix",  "localtime",
+        "utc",         "timestamputc",   "timeutc",    "isotime",        "sensortime"};
+    return std::ranges::find(kNames, key) != std::end(kNames);
+}
+
+bool ColumnName::isCounter() const {
+    static constexpr std::string_view kNames[] = {
+        "packetcounter", "packetnumber", "packetnum",      "packetid",    "packet",   "counter",
+        "samplecounter", "samplenumber", "samplenum",      "sampleindex", "sampleid", "sample",
+        "framenumber",   "frameindex",   "frame",          "index",       "idx",      "count",
+        "seq",           "sequence",     "sequencenumber", "row",         "rownumber"};
+    return std::ranges::find(kNames, key) != std::end(kNames);
+}
 
 bool ColumnName::isSensor() const {
     static constexpr std::string_view kThings[] = {"sensor", "device",  "imu",  "node", "unit",

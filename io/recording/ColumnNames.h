@@ -10,18 +10,27 @@ namespace Kavelin::RecordingIO {
 /// One cell of a header: "Accelerometer X (g)" has the name "Accelerometer X",
 /// the unit "g" and the key "accelerometerx".
 struct ColumnName {
-    explicit ColumnName(std::string_view cell);
+    explicit ColumnName(std::string_view cell) : ColumnName(cell, cell) {}
+    /// @param meaning what the cell would say if its maker had written it out: "Gyroscope X (deg/s)" for "X"
+    ColumnName(std::string_view cell, std::string_view meaning);
 
-    std::string raw;   ///< as it stands
-    std::string name;  ///< without the unit
-    std::string unit;  ///< what stood in () or [] at the end; empty when nothing did
-    std::string key;   ///< lower case, without blanks, "_", "-" and "."
+    std::string raw;     ///< as it stands
+    std::string name;    ///< without the unit
+    std::string unit;    ///< what stood in () or [] at the end; empty when nothing did
+    std::string key;     ///< lower case, without blanks, "_", "-" and "."
+    std::string sensor;  ///< which it belongs to, where a table has columns of several; empty: to all
 
     bool isTime() const;
+    /// "PacketCounter", "sample number" and the like.
+    bool isCounter() const;
     /// "sensor", "Device ID" and the like: which sensor a row is of.
     bool isSensor() const;
     /// "Linear Acceleration x", "FreeAcc_X" and the like.
     bool isLinearAcceleration() const;
+
+private:
+    void takeIndex();
+    void takeTimeUnit();
 };
 
 /// Columns found to belong together by their names.

@@ -11,6 +11,8 @@ LineReader::LineReader(std::unique_ptr<ByteSource> source, std::size_t blockSize
     : source_(std::move(source)), block_(blockSize) {}
 
 bool LineReader::next(std::string_view& line) {
+    if (nextGiven_ < givenBack_.size() || failure_) [[unlikely]]
+        return nextGivenBack(line);
     while (!hasLine()) {
         const std::size_t pending = end_ - begin_;
         if (pending == block_.size()) {
@@ -30,6 +32,8 @@ bool LineReader::next(std::string_view& line) {
 }
 
 bool LineReader::hasLine() {
+    if (nextGiven_ < givenBack_.size() || failure_) [[unlikely]]
+        return true;
     if (feed_ < end_ && block_[feed_] == '\n') return true;
     const void* found = std::memchr(block_.data() + feed_, '\n', end_ - feed_);
     feed_ = found ? static_cast<std::size_t>(static_cast<const char*>(found) - block_.data()) : end_;
@@ -39,14 +43,27 @@ bool LineReader::hasLine() {
 void LineReader::take(std::string_view& line, std::size_t stop, std::size_t next) {
     line = {block_.data() + begin_, stop - begin_};
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    last_ = begin_;
     begin_ = feed_ = next;
     ++number_;
 }
 
-void LineReader::putBack() {
-    begin_ = feed_ = last_;
-    --number_;
+void LineReader::giveBack(std::vector<std::string> lines, std::unique_ptr<Poco::Exception> failure) {
+    number_ -= lines.size() + (failure ? 1 : 0);
+    wasLastTerminated_ = terminated_ || failure;
+    givenBack_ = std::move(lines);
+    nextGiven_ = 0;
+    failure_ = std::move(failure);
+}
+
+bool LineReader::nextGivenBack(std::string_view& line) {
+    ++number_;
+    if (nextGiven_ == givenBack_.size()) {
+        const std::unique_ptr<Poco::Exception> failure = std::move(failure_);
+        failure->rethrow();
+    }
+    line = givenBack_[nextGiven_++];
+    terminated_ = nextGiven_ < givenBack_.size() || wasLastTerminated_;
+    return true;
 }
 
 /// Moves pending bytes to the front of the block and reads more after them.

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <Poco/Exception.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -25,8 +28,9 @@ public:
     /// Whether the next line has been read already, up to its line feed, so that `next` will not read.
     bool hasLine();
 
-    /// Makes the line last returned the next one again; once, and before anything else is asked.
-    void putBack();
+    /// Makes the lines returned last the next ones again; once, and before anything else is asked.
+    /// @param failure what the call after them raised, to be raised there again; null: nothing
+    void giveBack(std::vector<std::string> lines, std::unique_ptr<Poco::Exception> failure);
     /// What has been read after the line last returned. Valid as long as that line.
     std::string_view ahead() const { return {block_.data() + begin_, end_ - begin_}; }
 
@@ -43,15 +47,19 @@ private:
     bool fill();
     void take(std::string_view& line, std::size_t stop, std::size_t next);
     void skipRestOfLine();
+    bool nextGivenBack(std::string_view& line);
 
     std::unique_ptr<ByteSource> source_;
     std::vector<char> block_;
-    std::size_t last_ = 0;  // where the line last returned began
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
     std::size_t feed_ = 0;  // no line feed lies between `begin_` and here
     std::uint64_t number_ = 0;
     bool terminated_ = true;
+    std::vector<std::string> givenBack_;  // returned before anything else
+    std::size_t nextGiven_ = 0;
+    bool wasLastTerminated_ = true;  // the last of them
+    std::unique_ptr<Poco::Exception> failure_;
 };
 
 }  // namespace Kavelin::RecordingIO

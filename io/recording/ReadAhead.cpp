@@ -11,14 +11,14 @@ constexpr std::size_t kBatchLines = 512;
 
 }  // namespace
 
-ReadAhead::ReadAhead(RecordingReader reader)
+ReadAhead::ReadAhead(std::unique_ptr<RowReader> reader)
     : reader_(std::move(reader)), exchange_(kBatches), taken_(exchange_.takeEmpty()) {
     thread_ = std::thread([this] { run(); });
 }
 
 ReadAhead::~ReadAhead() {
     exchange_.close();
-    reader_.close();
+    reader_->close();
     thread_.join();
 }
 
@@ -39,17 +39,17 @@ void ReadAhead::fill(Batch& batch) {
     batch.met.clear();
     batch.faults.clear();
     do {
-        const Next next = reader_.next();
+        const Next next = reader_->next();
         batch.met.push_back(next);
         if (next == Next::kRow) {
             if (rows == batch.rows.size()) batch.rows.emplace_back();
-            batch.rows[rows++] = reader_.row();
+            batch.rows[rows++] = reader_->row();
         } else if (next == Next::kFault) {
-            batch.faults.push_back({reader_.fault(), reader_.message()});
+            batch.faults.push_back({reader_->fault(), reader_->message()});
         }
         ended_ = next == Next::kEnd;
-    } while (!ended_ && batch.met.size() < kBatchLines && reader_.hasNextLine());
-    batch.consumed = reader_.source().consumed();
+    } while (!ended_ && batch.met.size() < kBatchLines && reader_->isReady());
+    batch.consumed = reader_->consumed();
 }
 
 // In the thread that takes the rows
@@ -74,7 +74,7 @@ bool ReadAhead::takeBatch() {
 }
 
 double ReadAhead::progress() const {
-    const std::uint64_t total = reader_.source().total();
+    const std::uint64_t total = reader_->total();
     if (total == 0) return std::numeric_limits<double>::quiet_NaN();
     return static_cast<double>(taken_->consumed) / static_cast<double>(total);
 }

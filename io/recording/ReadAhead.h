@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "io/recording/BatchExchange.h"
-#include "io/recording/RecordingReader.h"
+#include "io/recording/RowReader.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -16,18 +16,18 @@ namespace Kavelin::RecordingIO {
 /// waiting for the disk run in parallel with the filters. Rows of a live pipe are handed over as they come.
 class ReadAhead {
 public:
-    using Next = RecordingReader::Next;
+    using Next = RowReader::Next;
 
-    explicit ReadAhead(RecordingReader reader);
+    explicit ReadAhead(std::unique_ptr<RowReader> reader);
     /// Ends the thread, also where it waits for bytes.
     ~ReadAhead();
     ReadAhead(const ReadAhead&) = delete;
     ReadAhead& operator=(const ReadAhead&) = delete;
 
-    const Schema& schema() const { return reader_.schema(); }
-    const std::string& name() const { return reader_.name(); }
+    const Schema& schema() const { return reader_->schema(); }
+    const std::string& name() const { return reader_->name(); }
     /// Whether `next` may have to wait for a row: as ByteSource.
-    bool mayWait() const { return reader_.source().mayWait(); }
+    bool mayWait() const { return reader_->mayWait(); }
 
     /// Advances to the next row, fault or the end, in the file's order; waits for it.
     /// @return nothing when `interrupt` broke the wait: the next call goes on where this one was.
@@ -63,8 +63,8 @@ private:
     void fill(Batch& batch);
     bool takeBatch();
 
-    RecordingReader reader_;  // the thread's, but for what never changes
-    bool ended_ = false;      // the thread's: it has met the end
+    std::unique_ptr<RowReader> reader_;  // the thread's, but for what never changes
+    bool ended_ = false;                 // the thread's: it has met the end
     BatchExchange<Batch> exchange_;
 
     // Of the thread that takes the rows.

@@ -10,13 +10,16 @@
 #include <cstring>
 #include <limits>
 
+#include "io/recording/DateText.h"
 #include "io/recording/Text.h"
+#include "io/recording/TimeChoice.h"
 
 namespace Kavelin::RecordingIO {
 
 namespace {
 
-const double kMissing = -9999.0;  // in a whole vector: many loggers write it where they have no value
+const std::size_t kMostTopLines = 1000;  // above the first row
+const std::size_t kTopRows = 64;         // to decide by
 const std::size_t kMostSensors = 64;
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
 
@@ -28,11 +31,6 @@ bool contains(const std::vector<std::string>& names, const std::string& name) {
 std::string shown(std::string_view cell) {
     const std::string out = printable(cell.substr(0, 40));
     return cell.size() > 40 ? out + "..." : out;
-}
-
-bool holdsNumber(std::string_view cell) {
-    double value = 0.0;
-    return std::from_chars(cell.data(), cell.data() + cell.size(), value).ec == std::errc();
 }
 
 std::string printableLines(std::string_view text) {
@@ -65,6 +63,14 @@ bool readNumber(std::string_view text, bool commaIsPoint, double& value) {
 
 }  // namespace
 
+FormHints hintsOf(const ReaderOptions& options, bool isWhole) {
+    return {.dialect = options.dialect,
+            .mapping = options.mapping,
+            .rate = options.rate,
+            .hasTimeUnit = options.units.contains("t"),
+            .isWhole = isWhole};
+}
+
 std::string_view faultName(Fault fault) {
     static constexpr std::array<std::string_view, kFaultCount> kNames = {
         "text in a number", "too few cells",  "too many cells", "no time stamp",
@@ -80,84 +86,154 @@ std::string RecordingReader::nameOf(const std::string& path) { return path == "-
 
 RecordingReader::RecordingReader(std::unique_ptr<ByteSource> source, std::string name,
                                  const ReaderOptions& options, std::size_t blockSize)
-    : name_(std::move(name)), lines_(std::move(source), blockSize), rate_(options.rate) {
+    : name_(std::move(name)), lines_(std::move(source), blockSize) {
+    std::uint64_t at = 0;
     try {
-        readHeader(options);
-        prepareChannels(options);
+        Top top = readTop();
+        const TableForm form = formOf(top, options);
+        at = form.headerLine;
+        begin(std::move(top), form, options);
     } catch (const Poco::DataFormatException& refusal) {
-        throw Poco::DataFormatException(place() + printableLines(refusal.message()));
+        // The code of a refusal is its line, where it has one.
+        if (refusal.code() > 0) at = static_cast<std::uint64_t>(refusal.code());
+        throw Poco::DataFormatException(place(at > 0 ? at : lines_.number()) +
+                                        printableLines(refusal.message()));
     }
 }
 
-void RecordingReader::readHeader(const ReaderOptions& options) {
-    std::string_view line;
-    std::string comment;
-    bool any = false;
-    while (lines_.next(line)) {
-        any = true;
-        if (lines_.number() == 1 && line.substr(0, 3) == "\xEF\xBB\xBF") line.remove_prefix(3);
-        const std::string_view text = trimmed(line);
-        if (text.empty() || lowered(text.substr(0, 4)) == "sep=") continue;
-        if (isComment(text)) {
-            comment = text.substr(std::min(text.find_first_not_of("#%/"), text.size()));
-            continue;
-        }
-        if (text.find('\0') != std::string_view::npos)
-            throw Poco::DataFormatException(
-                "the file holds bytes that no text has: export it as CSV, in UTF-8");
-        if (!takeCommentedHeader(comment, line, options)) schema_ = understandHeader(line, options);
-        makePrintable();
-        if (schema_.sensorColumn) refuseSeveralSensors(lines_.ahead());
-        return;
-    }
-    throw Poco::DataFormatException(any ? "no header: there are only comments and empty lines"
-                                        : "the file is empty: there is no header and no row");
-}
-
-/// Some programs write the names of the columns as a comment before the first row.
-bool RecordingReader::takeCommentedHeader(const std::string& comment, std::string_view line,
-                                          const ReaderOptions& options) {
-    if (comment.empty() || !holdsNumber(trimmed(line))) return false;
+RecordingReader::RecordingReader(std::unique_ptr<ByteSource> source, std::string name, const TableForm& form,
+                                 const ReaderOptions& options)
+    : name_(std::move(name)), lines_(std::move(source)) {
     try {
-        Schema schema = understandHeader(comment, options);
-        if (splitCells(line, schema.separator).size() != schema.columnCount) return false;
-        schema_ = std::move(schema);
-    } catch (const Poco::DataFormatException&) {
+        begin(readTop(), form, options);
+    } catch (const Poco::DataFormatException& refusal) {
+        throw Poco::DataFormatException(place(form.headerLine) + printableLines(refusal.message()));
+    }
+}
+
+/// Reads up to the first row of numbers, and whatever rows have been read with it.
+RecordingReader::Top RecordingReader::readTop() {
+    Top top;
+    while (top.lines.size() < kMostTopLines && readTopLine(top)) {
+        const std::string& line = top.lines.back();
+        if (line.find('\0') != std::string::npos) {
+            throw Poco::DataFormatException(
+                "the file holds bytes that no text has: export it as CSV, in UTF-8",
+                static_cast<int>(top.lines.size()));
+        }
+        const std::string_view text = trimmed(line);
+        if (!text.empty() && !isComment(text) && isRowOfNumbers(text)) break;
+        top.firstRow = top.lines.size();
+        // The rows of a live recording may be long in coming.
+        if (mayWait() && !lines_.hasLine() && isWholeHeader(text)) break;
+    }
+    for (std::size_t rows = 1; rows < kTopRows && !top.failure && lines_.hasLine(); ++rows) readTopLine(top);
+    return top;
+}
+
+/// @return false at the end, and where reading fails after something that may be a header.
+bool RecordingReader::readTopLine(Top& top) {
+    std::string_view line;
+    try {
+        if (!lines_.next(line)) return false;
+    } catch (const Poco::Exception& failure) {
+        if (top.lines.empty()) throw;
+        top.failure.reset(failure.clone());
         return false;
     }
-    lines_.putBack();
+    if (top.lines.empty() && line.starts_with("\xEF\xBB\xBF")) line.remove_prefix(3);
+    top.lines.emplace_back(line);
     return true;
+}
+
+TableForm RecordingReader::formOf(const Top& top, const ReaderOptions& options) const {
+    const FormHints hints = hintsOf(options, !lines_.source().mayWait());
+    TableForm form = findForm(top.lines, hints);
+    const std::size_t first = std::min(std::max(form.firstRow - 1, top.firstRow), top.lines.size());
+    chooseTime(form, {top.lines.begin() + static_cast<std::ptrdiff_t>(first), top.lines.end()}, hints);
+    return form;
+}
+
+void RecordingReader::begin(Top top, const TableForm& form, const ReaderOptions& options) {
+    schema_ = understandTable(form, options);
+    makePrintable();
+    if (schema_.separator == ' ') padding_ = '\0';
+    rows_ = RowBuilder(schema_, options);
+    chooseRows(top, options);
+    const std::size_t above = std::min(form.firstRow - 1, top.lines.size());
+    top.lines.erase(top.lines.begin(), top.lines.begin() + static_cast<std::ptrdiff_t>(above));
+    lines_.giveBack(std::move(top.lines), std::move(top.failure));
+}
+
+/// Refuses a table whose rows are of several sensors before any row is used, unless one of them is chosen.
+void RecordingReader::chooseRows(const Top& top, const ReaderOptions& options) {
+    if (!schema_.sensorColumn) {
+        if (options.sensor.empty() || !schema_.sensors.empty()) return;
+        const auto own = std::ranges::find(schema_.decisions, "sensor " + options.sensor);
+        if (own != schema_.decisions.end()) return;
+        throw Poco::DataFormatException("no sensor '" + options.sensor +
+                                        "': the table does not tell sensors apart");
+    }
+    const std::vector<std::string> sensors = sensorsIn(top);
+    if (sensors.size() > 1) schema_.sensors = sensors;
+    if (options.sensor.empty()) {
+        if (sensors.size() > 1 && !options.listsSensors)
+            throw Poco::DataFormatException(severalSensors(sensors));
+        return;
+    }
+    if (!contains(sensors, options.sensor)) {
+        throw Poco::DataFormatException("no sensor '" + options.sensor + "'; column '" +
+                                        schema_.columnNames[*schema_.sensorColumn] +
+                                        "' holds: " + listed(sensors, sensors.size()));
+    }
+    chosen_ = options.sensor;
+    schema_.decisions.push_back("sensor " + chosen_);
 }
 
 /// What messages quote of a header.
 void RecordingReader::makePrintable() {
     schema_.understood = printable(schema_.understood);
-    for (auto* texts : {&schema_.notes, &schema_.unknownColumns, &schema_.columnNames}) {
+    for (auto* texts : {&schema_.notes, &schema_.unknownColumns, &schema_.columnNames, &schema_.decisions}) {
         for (std::string& text : *texts) text = printable(text);
     }
 }
 
-/// Looks into the rows at hand, so that a table of several sensors is refused before any row is used. A
-/// number that differs in each row is a counter, not a sensor.
-void RecordingReader::refuseSeveralSensors(std::string_view rows) const {
+/// The sensors in the rows at hand. A number that differs in each row is a counter, not a sensor.
+std::vector<std::string> RecordingReader::sensorsIn(const Top& top) const {
     std::vector<std::string> sensors;
     std::size_t count = 0;
-    for (std::size_t end = rows.find('\n'); end != std::string_view::npos; end = rows.find('\n')) {
-        const std::string cell = cellAt(rows.substr(0, end), schema_.separator, *schema_.sensorColumn);
-        rows.remove_prefix(end + 1);
-        if (cell.empty()) continue;
+    const auto look = [&](std::string_view line) {
+        std::string cell = cellAt(line, schema_.separator, *schema_.sensorColumn);
+        if (cell.empty()) return;
         ++count;
-        if (!contains(sensors, cell)) sensors.push_back(cell);
-        if (sensors.size() > kMostSensors) return;
+        if (!contains(sensors, cell)) sensors.push_back(std::move(cell));
+    };
+    for (std::size_t i = top.firstRow; i < top.lines.size(); ++i) look(top.lines[i]);
+    std::string_view rows = lines_.ahead();
+    for (std::size_t end = rows.find('\n'); end != std::string_view::npos && sensors.size() <= kMostSensors;
+         end = rows.find('\n')) {
+        look(rows.substr(0, end));
+        rows.remove_prefix(end + 1);
     }
-    if (sensors.size() < 2 || count < 2 * sensors.size()) return;
-    throw Poco::DataFormatException(severalSensors(sensors[0], sensors[1]));
+    if (sensors.size() > kMostSensors || count < 2 * sensors.size()) return {};
+    return sensors;
 }
 
-std::string RecordingReader::severalSensors(const std::string& first, const std::string& other) const {
+std::string RecordingReader::severalSensors(const std::vector<std::string>& sensors) const {
+    std::vector<std::string> names;
+    for (const std::string& sensor : sensors) names.push_back("'" + shown(sensor) + "'");
+    const std::string last = names.back();
+    names.pop_back();
     return "the table holds several sensors: column '" + schema_.columnNames[*schema_.sensorColumn] +
-           "' has '" + shown(first) + "' and '" + shown(other) +
-           "'; split the file by this column, one file a sensor";
+           "' has " + listed(names) + " and " + last +
+           "; split the file by this column, one file a sensor, or choose one with --sensor NAME (fuse) or "
+           "the property "
+           "Sensor";
+}
+
+/// Whether a row is not of the sensor that was chosen.
+bool RecordingReader::isOfOtherSensor(std::string_view line) {
+    return !chosen_.empty() && cellAt(line, schema_.separator, *schema_.sensorColumn) != chosen_;
 }
 
 /// Whether a later row is of another sensor than all before it.
@@ -172,23 +248,8 @@ bool RecordingReader::isOtherSensor(std::string_view line) {
         sensorRows_ = 1;
         return false;
     }
-    refuse(Fault::kOtherSensor, severalSensors(sensor_, cell));
+    refuse(Fault::kOtherSensor, severalSensors({sensor_, cell}));
     return true;
-}
-
-void RecordingReader::prepareChannels(const ReaderOptions& options) {
-    isUsed_.assign(schema_.columnCount, false);
-    cells_.assign(schema_.columnCount, kNaN);
-    if (schema_.timeColumn) isUsed_[*schema_.timeColumn] = true;
-    std::size_t offset = 0;
-    for (const Channel& channel : schema_.channels) {
-        for (const std::size_t column : channel.columns) isUsed_[column] = true;
-        states_.push_back({.repeats = contains(options.repeat, channel.pin),
-                           .together = contains(options.together, channel.pin)});
-        row_.slots_.push_back({.offset = offset});
-        offset += channel.size();
-    }
-    row_.elements_.assign(offset, kNaN);
 }
 
 RecordingReader::Next RecordingReader::next() {
@@ -205,15 +266,14 @@ RecordingReader::Next RecordingReader::next() {
             return Next::kFault;
         }
         if (line.empty() || isComment(line) || trimmed(line).empty()) continue;
+        if (schema_.mergesSeparators) line = trimmed(line);
+        if (isOfOtherSensor(line)) continue;
         if (!parseCells(line)) return Next::kFault;
-        if (schema_.sensorColumn && isOtherSensor(line)) {
+        if (schema_.sensorColumn && chosen_.empty() && isOtherSensor(line)) {
             ended_ = true;
             return Next::kFault;
         }
-        if (!takeTime()) return Next::kFault;
-        takeChannels();
-        ++rows_;
-        return Next::kRow;
+        return takeRow() ? Next::kRow : Next::kFault;
     }
     ended_ = true;
     return Next::kEnd;
@@ -222,9 +282,9 @@ RecordingReader::Next RecordingReader::next() {
 bool RecordingReader::parseCells(std::string_view line) {
     const char* at = line.data();
     const char* const end = at + line.size();
-    const std::size_t count = cells_.size();
+    const std::size_t count = rows_.columns();
     for (std::size_t column = 0; column < count; ++column) {
-        if (isUsed_[column]) {
+        if (rows_.isUsed(column)) {
             at = parseCell(at, end, column);
             if (!at) return false;
         } else if (at < end && *at == '"') {
@@ -241,6 +301,7 @@ bool RecordingReader::parseCells(std::string_view line) {
             return refuse(Fault::kCutOff, "the file ends in the middle of this row, after " + cells);
         }
         ++at;
+        while (schema_.mergesSeparators && at < end && *at == ' ') ++at;
     }
     return at == end || refuseExtraCells(at, end);
 }
@@ -249,10 +310,11 @@ bool RecordingReader::parseCells(std::string_view line) {
 /// null after a fault.
 inline const char* RecordingReader::parseCell(const char* at, const char* end, std::size_t column) {
     const char* start = at;
-    while (start < end && *start == ' ') ++start;
-    const auto [stop, error] = std::from_chars(start, end, cells_[column]);
+    while (start < end && *start == padding_) ++start;
+    double& value = rows_.cell(column);
+    const auto [stop, error] = std::from_chars(start, end, value);
     const bool isWhole = stop == end || *stop == schema_.separator;
-    if (error == std::errc() && isWhole && std::isfinite(cells_[column])) return stop;
+    if (error == std::errc() && isWhole && std::isfinite(value)) return stop;
     return parseUncommonCell(at, end, column);
 }
 
@@ -262,94 +324,60 @@ const char* RecordingReader::parseUncommonCell(const char* at, const char* end, 
     for (; stop < end && (quoted || *stop != schema_.separator); ++stop) {
         if (*stop == '"') quoted = !quoted;
     }
-    if (!isUsed_[column]) return stop;
+    if (!rows_.isUsed(column)) return stop;
     std::string_view text = trimmed({at, static_cast<std::size_t>(stop - at)});
     if (text.size() >= 2 && text.front() == '"' && text.back() == '"') {
         text = trimmed(text.substr(1, text.size() - 2));
     }
     double value = kNaN;
-    if (!text.empty() && !readNumber(text, schema_.separator != ',', value)) {
+    if (!text.empty() && !readCell(text, column, value)) {
         const bool cut = stop == end && !lines_.wasTerminated();
         refuse(cut ? Fault::kCutOff : Fault::kNotANumber,
                fmt::format("column {} holds '{}', which is no number{}", column + 1, shown(text),
                            cut ? ": the file ends in the middle of this row" : ""));
         return nullptr;
     }
-    cells_[column] = value;
+    rows_.cell(column) = value;
     return stop;
+}
+
+bool RecordingReader::readCell(std::string_view text, std::size_t column, double& value) const {
+    if (schema_.timeKind != TableForm::Time::Kind::kDate || column != schema_.timeColumn)
+        return readNumber(text, schema_.separator != ',', value);
+    const std::optional<double> seconds = secondsOfDate(text);
+    value = seconds.value_or(kNaN);
+    return seconds.has_value();
 }
 
 /// Empty cells after the last column (a separator at the end of each row) do no harm; others do.
 bool RecordingReader::refuseExtraCells(const char* at, const char* end) {
     const bool empty = std::all_of(at, end, [this](char c) { return c == schema_.separator || c == ' '; });
     if (empty) return true;
-    const auto cells = cells_.size() + static_cast<std::size_t>(std::count(at, end, schema_.separator));
+    const auto cells = rows_.columns() + static_cast<std::size_t>(std::count(at, end, schema_.separator));
     return refuse(Fault::kLongRow,
-                  fmt::format("too many cells: the row has {}, the header {}{}", cells, cells_.size(),
+                  fmt::format("too many cells: the row has {}, the header {}{}", cells, rows_.columns(),
                               schema_.separator == ',' ? " (are commas used as decimal points?)" : ""));
 }
 
-bool RecordingReader::takeTime() {
-    if (!schema_.timeColumn) {
-        row_.time_ = static_cast<double>(rows_) / rate_;
-        return true;
+bool RecordingReader::takeRow() {
+    switch (rows_.take(schema_)) {
+        case RowBuilder::Taken::kNoTime:
+            return refuse(Fault::kNoTime, "the row has no time stamp");
+        case RowBuilder::Taken::kBackwards:
+            return refuse(Fault::kTimeBackwards, rows_.backwardsText());
+        case RowBuilder::Taken::kRow:
+            break;
     }
-    const double time = schema_.timeUnit.apply(cells_[*schema_.timeColumn]);
-    if (!std::isfinite(time)) return refuse(Fault::kNoTime, "the row has no time stamp");
-    if (rows_ > 0 && time < latest_) {
-        return refuse(Fault::kTimeBackwards, fmt::format("time runs backwards: {} s after {} s",
-                                                         exactText(time), exactText(latest_)));
-    }
-    row_.time_ = latest_ = time;
     return true;
 }
 
-void RecordingReader::takeChannels() {
-    bool all = true;
-    bool some = false;
-    for (std::size_t i = 0; i < states_.size(); ++i) {
-        takeChannel(schema_.channels[i], states_[i], row_.slots_[i]);
-        if (!states_[i].together) continue;
-        all &= row_.has(i);
-        some |= row_.isMeasured(i);
-    }
-    row_.together_ = !some ? Row::Share::kNone : all ? Row::Share::kAll : Row::Share::kSome;
-    if (all) return;
-    for (std::size_t i = 0; i < states_.size(); ++i) {
-        if (states_[i].together) row_.slots_[i].sent = false;
-    }
-}
-
-void RecordingReader::takeChannel(const Channel& channel, ChannelState& state, Row::Slot& slot) {
-    slot.measured = std::none_of(channel.columns.begin(), channel.columns.end(),
-                                 [this](std::size_t column) { return std::isnan(cells_[column]); });
-    slot.marked = cells_[channel.columns.front()] == kMissing && channel.size() > 2 &&
-                  std::all_of(channel.columns.begin(), channel.columns.end(),
-                              [this](std::size_t column) { return cells_[column] == kMissing; });
-    slot.measured = slot.measured && !slot.marked;
-    slot.repeated = !slot.measured && state.repeats && state.seen;
-    slot.sent = slot.measured || slot.repeated;
-    if (!slot.measured) return;
-    state.seen = true;
-    double* value = row_.elements_.data() + slot.offset;
-    if (channel.unit.isIdentity()) {
-        for (const std::size_t column : channel.columns) *value++ = cells_[column];
-    } else {
-        for (const std::size_t column : channel.columns) *value++ = channel.unit.apply(cells_[column]);
-    }
-}
-
-bool RecordingReader::isComment(std::string_view line) const {
-    return line.front() == '#' || line.front() == '%' || line.substr(0, 2) == "//";
-}
-
-std::string RecordingReader::place() const {
-    return lines_.number() > 0 ? fmt::format("{}:{}: ", name_, lines_.number()) : name_ + ": ";
+std::string RecordingReader::place(std::uint64_t line) const {
+    return line > 0 ? fmt::format("{}:{}: ", name_, line) : name_ + ": ";
 }
 
 bool RecordingReader::refuse(Fault fault, const std::string& what) {
     fault_ = fault;
-    message_ = place() + what;
+    message_ = place(lines_.number()) + what;
     return false;
 }
 

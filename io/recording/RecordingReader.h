@@ -6,27 +6,21 @@
 #include <string_view>
 #include <vector>
 
-#include "io/recording/Fault.h"
 #include "io/recording/LineReader.h"
-#include "io/recording/Row.h"
-#include "io/recording/Schema.h"
+#include "io/recording/RowBuilder.h"
+#include "io/recording/RowReader.h"
+#include "io/recording/TableForm.h"
 
 namespace Kavelin::RecordingIO {
 
-struct ReaderOptions : SchemaOptions {
-    /// Pins whose missing values are replaced by their last one, stamped with the row's time.
-    std::vector<std::string> repeat;
-    /// Pins that are sent only in rows that hold a value for all of them.
-    std::vector<std::string> together;
-};
+/// What the options say of a table's form.
+FormHints hintsOf(const ReaderOptions& options, bool isWhole);
 
-/// Reads a recording row by row, in constant memory; knows nothing of pins and filters.
+/// Reads a table of text row by row, in constant memory.
 /// A line that cannot be used is a fault with file and line, and the next call goes on after it.
-class RecordingReader {
+class RecordingReader : public RowReader {
 public:
-    enum class Next { kRow, kFault, kEnd };
-
-    /// Opens the file (or standard input for "-") and understands its header.
+    /// Opens the file (or standard input for "-") and understands its first lines.
     /// Raises Poco::FileNotFoundException, Poco::OpenFileException, Poco::ReadFileException, and
     /// Poco::DataFormatException ("rec.csv:1: ...") for an empty file or an unusable header.
     static RecordingReader open(const std::string& path, const ReaderOptions& options);
@@ -36,66 +30,62 @@ public:
 
     RecordingReader(std::unique_ptr<ByteSource> source, std::string name, const ReaderOptions& options,
                     std::size_t blockSize = LineReader::kBlockSize);
+    /// Of a table whose form is known: its lines above the first row are passed over.
+    RecordingReader(std::unique_ptr<ByteSource> source, std::string name, const TableForm& form,
+                    const ReaderOptions& options);
 
-    const Schema& schema() const { return schema_; }
-    const std::string& name() const { return name_; }
-    const ByteSource& source() const { return lines_.source(); }
+    const Schema& schema() const override { return schema_; }
+    const std::string& name() const override { return name_; }
+    Next next() override;
+    bool isReady() override { return lines_.hasLine(); }
+    bool mayWait() const override { return lines_.source().mayWait(); }
+    void close() override { lines_.close(); }
+    const Row& row() const override { return rows_.row(); }
+    Fault fault() const override { return fault_; }
+    const std::string& message() const override { return message_; }
+    std::uint64_t consumed() const override { return lines_.source().consumed(); }
+    std::uint64_t total() const override { return lines_.source().total(); }
 
-    /// Advances to the next row. Never throws; allocates only for a fault's message.
-    Next next();
-    /// Whether the next line has been read already, so that `next` will not wait for bytes.
-    bool hasNextLine() { return lines_.hasLine(); }
-    /// Makes a `next` that is waiting for bytes, and all later ones, find the end. [any thread]
-    void close() { lines_.close(); }
-
-    /// The row that `next` found; changed by the next `next`.
-    const Row& row() const { return row_; }
+    /// Number of the line that `next` looked at last.
     std::uint64_t line() const { return lines_.number(); }
-
-    /// The fault that `next` reported last.
-    Fault fault() const { return fault_; }
-    const std::string& message() const { return message_; }
-
-    std::uint64_t rows() const { return rows_; }
+    std::uint64_t rows() const { return rows_.rows(); }
 
 private:
-    struct ChannelState {
-        bool repeats = false;   // as the options ask
-        bool together = false;  // as the options ask
-        bool seen = false;      // a row held a value
+    /// The lines above the rows and the first rows.
+    struct Top {
+        std::vector<std::string> lines;
+        std::size_t firstRow = 0;                  // index of the first line of numbers
+        std::unique_ptr<Poco::Exception> failure;  // of reading on
     };
 
-    void readHeader(const ReaderOptions& options);
-    bool takeCommentedHeader(const std::string& comment, std::string_view line, const ReaderOptions& options);
+    Top readTop();
+    bool readTopLine(Top& top);
+    TableForm formOf(const Top& top, const ReaderOptions& options) const;
+    void begin(Top top, const TableForm& form, const ReaderOptions& options);
+    void chooseRows(const Top& top, const ReaderOptions& options);
     void makePrintable();
-    void refuseSeveralSensors(std::string_view rows) const;
+    std::vector<std::string> sensorsIn(const Top& top) const;
+    bool isOfOtherSensor(std::string_view line);
     bool isOtherSensor(std::string_view line);
-    std::string severalSensors(const std::string& first, const std::string& other) const;
-    void prepareChannels(const ReaderOptions& options);
+    std::string severalSensors(const std::vector<std::string>& sensors) const;
     bool parseCells(std::string_view line);
     const char* parseCell(const char* at, const char* end, std::size_t column);
     const char* parseUncommonCell(const char* at, const char* end, std::size_t column);
+    bool readCell(std::string_view text, std::size_t column, double& value) const;
     bool refuseExtraCells(const char* at, const char* end);
-    bool takeTime();
-    void takeChannels();
-    void takeChannel(const Channel& channel, ChannelState& state, Row::Slot& slot);
-    bool isComment(std::string_view line) const;
-    std::string place() const;
+    bool takeRow();
+    std::string place(std::uint64_t line) const;
     bool refuse(Fault fault, const std::string& what);
 
     std::string name_;
     LineReader lines_;
     Schema schema_;
-    double rate_ = 0.0;
-    std::vector<bool> isUsed_;   // by column
-    std::vector<double> cells_;  // by column; only those in use are written
-    std::vector<ChannelState> states_;
-    Row row_;
+    RowBuilder rows_;
+    char padding_ = ' ';            // may stand before a number
+    std::string chosen_;            // the sensor whose rows are wanted; empty: all rows
     std::string sensor_;            // that of the rows so far, as written in the sensor column
     std::uint64_t sensorRows_ = 0;  // rows of it
     bool ended_ = false;
-    double latest_ = 0.0;
-    std::uint64_t rows_ = 0;
     Fault fault_ = Fault::kNotANumber;
     std::string message_;
 };

@@ -45,7 +45,12 @@ double RecordingStatistics::ChannelCount::rootMeanSquare() const {
 RecordingStatistics::RecordingStatistics(const Schema& schema)
     : channels_(schema.channels.size()),
       accelerationIndex_(vectorIndexOf(schema, "3a")),
-      rateIndex_(vectorIndexOf(schema, "3g")) {
+      rateIndex_(vectorIndexOf(schema, "3g")),
+      stepIndex_(schema.channels.size()) {
+    // Tables with clocks of their own have rows between each other's.
+    const bool hasClocks =
+        std::ranges::any_of(schema.channels, [](const Channel& channel) { return channel.clock > 0; });
+    if (hasClocks) stepIndex_ = rateIndex_ < channels_.size() ? rateIndex_ : accelerationIndex_;
     for (std::size_t i = 0; i < channels_.size(); ++i) {
         channels_[i].pin = schema.channels[i].pin;
         channels_[i].size = schema.channels[i].size();
@@ -56,7 +61,8 @@ void RecordingStatistics::add(const Row& row) {
     const double time = row.time();
     if (rows_++ == 0) firstTime_ = time;
     lastTime_ = time;
-    steps_.add(time);
+    if (stepIndex_ >= channels_.size() || row.isMeasured(stepIndex_)) steps_.add(time);
+    lost_ += row.lost();
     if (row.together() == Row::Share::kSome) ++partialRows_;
     if (row.together() == Row::Share::kAll) ++completeRows_;
     for (std::size_t i = 0; i < channels_.size(); ++i) {
@@ -77,11 +83,14 @@ void RecordingStatistics::add(const Row& row) {
     if (rateIndex_ < channels_.size() && row.isMeasured(rateIndex_))
         clipping_.add(Eigen::Vector3d(row.values(rateIndex_)));
     const std::size_t both = std::max(accelerationIndex_, rateIndex_);
-    if (both >= channels_.size() || !row.isMeasured(accelerationIndex_) || !row.isMeasured(rateIndex_))
+    if (both >= channels_.size()) return;
+    const bool isMeasured = row.isMeasured(accelerationIndex_);
+    if (isMeasured) acceleration_ = Eigen::Vector3d(row.values(accelerationIndex_));
+    // With a clock of its own, the acceleration is the newest one.
+    if (!row.isMeasured(rateIndex_) || (!isMeasured && stepIndex_ >= channels_.size()) ||
+        !acceleration_.allFinite())
         return;
-    const Eigen::Vector3d acceleration(row.values(accelerationIndex_));
-    const Eigen::Vector3d rate(row.values(rateIndex_));
-    rates_.add(time, acceleration, rate);
+    rates_.add(time, acceleration_, Eigen::Vector3d(row.values(rateIndex_)));
 }
 
 double RecordingStatistics::rate() const {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Eigen/Core>
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -44,6 +46,8 @@ public:
     /// Rows with some, and with all, of the channels that are sent together.
     std::uint64_t partialRows() const { return partialRows_; }
     std::uint64_t completeRows() const { return completeRows_; }
+    /// Packets that a counter in the recording misses.
+    std::uint64_t lost() const { return lost_; }
     double seconds() const { return rows_ > 1 ? lastTime_ - firstTime_ : 0.0; }
     double rate() const;
     const StepMonitor& steps() const { return steps_; }
@@ -72,9 +76,12 @@ private:
     std::vector<ChannelCount> channels_;
     std::size_t accelerationIndex_;
     std::size_t rateIndex_;
+    std::size_t stepIndex_;  // the channel whose steps are watched; none of them: all rows
     std::uint64_t rows_ = 0;
+    std::uint64_t lost_ = 0;
     std::uint64_t partialRows_ = 0;
     std::uint64_t completeRows_ = 0;
+    Eigen::Vector3d acceleration_ = Eigen::Vector3d::Constant(std::nan(""));  // the newest
     double firstTime_ = 0.0;
     double lastTime_ = 0.0;
     StepMonitor steps_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace Kavelin::RecordingIO {
@@ -26,14 +27,18 @@ public:
     /// How many of the channels that must be sent together have a value here. Unless all have, none is sent.
     enum class Share { kNone, kSome, kAll };
     Share together() const { return together_; }
+    /// Packets that are missing just before this row, by a counter.
+    std::uint64_t lost() const { return lost_; }
     /// The channel's elements, row by row, in the units that leave the reader; valid as long as the row.
     const double* values(std::size_t channel) const { return elements_.data() + slots_[channel].offset; }
 
 private:
-    friend class RecordingReader;
+    friend class RowBuilder;
+    friend class MergedReader;
 
     double time_ = 0.0;
     Share together_ = Share::kNone;
+    std::uint64_t lost_ = 0;
     std::vector<double> elements_;
     std::vector<Slot> slots_;
 };

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "io/recording/ColumnMeaning.h"
 #include "io/recording/ColumnNames.h"
 #include "io/recording/Text.h"
 
@@ -29,25 +30,16 @@ bool isNumber(std::string_view text) {
     return error == std::errc() && end == text.data() + text.size() && !text.empty();
 }
 
-char separatorOf(std::string_view line) {
-    char best = ',';
-    std::ptrdiff_t most = 0;
-    for (const char candidate : {'\t', ';', ','}) {
-        const auto count = static_cast<std::ptrdiff_t>(splitCells(line, candidate).size()) - 1;
-        if (count > most) {
-            most = count;
-            best = candidate;
-        }
-    }
-    return best;
-}
-
 /// Gathers the channels of one header, step by step; `build` calls the steps in order.
 class Builder {
 public:
-    Builder(std::string_view line, const SchemaOptions& options) : options_(options) {
-        schema_.separator = separatorOf(line);
-        for (const std::string& cell : splitCells(line, schema_.separator)) columns_.emplace_back(cell);
+    Builder(const TableForm& form, const SchemaOptions& options)
+        : form_(form), options_(options), columns_(form.columns) {
+        schema_.separator = form.separator;
+        schema_.mergesSeparators = form.mergesSeparators;
+        schema_.commaIsPoint = form.commaIsPoint;
+        schema_.rate = options.rate > 0.0 ? options.rate : form.rate;
+        schema_.decisions = form.decisions;
         schema_.columnCount = columns_.size();
         if (columns_.size() > kMostColumns) {
             throw Poco::DataFormatException(
@@ -60,9 +52,12 @@ public:
     Schema build() {
         refuseNumbers();
         refuseTwins();
+        chooseSensor();
         takeMapping();
         takeTime();
+        takeAttitude();
         takeNamedGroups();
+        takeMeantGroups();
         findSensorColumn();
         noteLinearAcceleration();
         noteUnknown();
@@ -87,11 +82,101 @@ private:
     void refuseTwins() const {
         for (std::size_t i = 0; i < columns_.size(); ++i) {
             for (std::size_t j = 0; j < i && !columns_[i].raw.empty(); ++j) {
-                if (columns_[i].raw != columns_[j].raw) continue;
+                if (columns_[i].raw != columns_[j].raw || columns_[i].sensor != columns_[j].sensor) continue;
                 throw Poco::DataFormatException(fmt::format("two columns, {} and {}, are both named '{}'",
                                                             j + 1, i + 1, columns_[i].raw));
             }
         }
+    }
+
+    /// Leaves the columns of the other sensors alone.
+    void chooseSensor() {
+        std::vector<std::string> sensors = sensorsOf(columns_);
+        if (sensors.empty()) {
+            nameSensors();
+            sensors = sensorsOf(columns_);
+        }
+        if (sensors.size() > 1) schema_.sensors = sensors;
+        std::string chosen = sensors.size() == 1 ? sensors.front() : "";
+        if (!options_.sensor.empty() && !sensors.empty()) {
+            const auto found = std::ranges::find_if(sensors, [this](const std::string& name) {
+                return equalsIgnoringCase(name, options_.sensor);
+            });
+            if (found == sensors.end()) {
+                throw Poco::DataFormatException("no sensor '" + options_.sensor +
+                                                "'; the table holds: " + listed(sensors, sensors.size()));
+            }
+            chosen = *found;
+        }
+        if (chosen.empty()) {
+            if (sensors.size() > 1 && options_.mapping.empty() && !options_.listsSensors)
+                refuseSeveral(sensors);
+            return;
+        }
+        if (sensors.size() > 1) schema_.decisions.push_back("sensor " + chosen);
+        for (std::size_t i = 0; i < columns_.size(); ++i) {
+            if (columns_[i].sensor.empty() || columns_[i].sensor == chosen) continue;
+            used_[i] = true;
+        }
+    }
+
+    [[noreturn]] static void refuseSeveral(const std::vector<std::string>& sensors) {
+        throw Poco::DataFormatException(
+            "the table holds several sensors: " + listed(sensors, sensors.size()) +
+            "; choose one with --sensor NAME (fuse), or take each with --all-sensors");
+    }
+
+    /// "thigh_acc_x, shank_acc_x": the words before the quantity tell the sensors apart.
+    void nameSensors() {
+        std::vector<ColumnName> named = columns_;
+        for (ColumnName& column : named) {
+            if (const auto meaning = meaningOf(column.name)) column.sensor = meaning->sensor;
+        }
+        const std::vector<std::string> sensors = sensorsOf(named);
+        std::size_t complete = 0;
+        for (const std::string& sensor : sensors) {
+            complete +=
+                groupOf(named, sensor, "3a").complete() || groupOf(named, sensor, "3g").complete() ? 1 : 0;
+        }
+        if (complete > 1) columns_ = std::move(named);
+    }
+
+    static std::vector<std::string> sensorsOf(const std::vector<ColumnName>& columns) {
+        std::vector<std::string> sensors;
+        for (const ColumnName& column : columns) {
+            if (!column.sensor.empty() && std::ranges::find(sensors, column.sensor) == sensors.end())
+                sensors.push_back(column.sensor);
+        }
+        return sensors;
+    }
+
+    /// The columns of a pin, by the meanings of their names; the unit of the first.
+    struct MeantGroup {
+        std::vector<std::size_t> columns;
+        std::size_t size = 3;
+        std::string unit;
+        bool complete() const {
+            return columns.size() == size && std::ranges::find(columns, kNoColumn) == columns.end();
+        }
+    };
+    static constexpr std::size_t kNoColumn = static_cast<std::size_t>(-1);
+
+    static MeantGroup groupOf(const std::vector<ColumnName>& columns, const std::string& sensor,
+                              const std::string& pin, const std::vector<bool>& used = {}) {
+        MeantGroup group;
+        group.size = pin == "quat" ? 4 : 3;
+        group.columns.assign(group.size, kNoColumn);
+        for (std::size_t i = 0; i < columns.size(); ++i) {
+            if (!used.empty() && used[i]) continue;
+            const auto meaning = meaningOf(columns[i].name);
+            if (!meaning || meaning->pin != pin || meaning->axis >= group.size) continue;
+            if (!sensor.empty() && meaning->sensor != sensor) continue;
+            std::size_t& place = group.columns[meaning->axis];
+            if (place != kNoColumn) continue;
+            place = i;
+            group.unit = meaning->unit;
+        }
+        return group;
     }
 
     void takeMapping() {
@@ -141,15 +226,50 @@ private:
     }
 
     void takeTime() {
+        if (schema_.timeColumn) return;
+        if (form_.time) return takeTimeColumn(form_.time->column, form_.time->unit);
         for (std::size_t i = 0; i < columns_.size() && !schema_.timeColumn; ++i) {
-            if (!used_[i] && columns_[i].isTime()) takeTimeColumn(i, "");
+            const bool isEmpty = std::ranges::find(form_.emptyTimes, i) != form_.emptyTimes.end();
+            if (!used_[i] && !isEmpty && columns_[i].isTime()) takeTimeColumn(i, "");
         }
     }
 
     void takeTimeColumn(std::size_t column, const std::string& unit) {
         used_[column] = true;
         schema_.timeColumn = column;
-        schema_.timeUnit = unitOf("t", Quantity::kTime, {column}, unit, schema_.isTimeUnitDeclared);
+        const bool isKnown = form_.time && form_.time->column == column;
+        if (isKnown) schema_.timeKind = form_.time->kind;
+        if (schema_.timeKind == TableForm::Time::Kind::kNumber) {
+            schema_.timeUnit = unitOf("t", Quantity::kTime, {column}, unit, schema_.isTimeUnitDeclared);
+        } else if (schema_.timeKind == TableForm::Time::Kind::kCounter) {
+            schema_.timeUnit = {1.0, form_.time->rate};
+            schema_.counterStep = form_.time->step;
+            // Another column may be called a time, and be empty.
+            for (std::size_t i = 0; i < columns_.size(); ++i)
+                isExplained_[i] = isExplained_[i] || columns_[i].isTime();
+        }
+    }
+
+    /// Names that need reading word by word: "gyro_rad[0]", "acc_x_mg", "imu_Accel_X".
+    void takeMeantGroups() {
+        const std::vector<std::string> sensors = sensorsOf(columns_);
+        for (const char* pin : {"3a", "3g", "3m", "quat"}) {
+            if (schema_.find(pin)) continue;
+            const MeantGroup group = groupOf(columns_, "", pin, used_);
+            if (!group.complete()) continue;
+            std::string unit = group.unit;
+            if (!columns_[group.columns.front()].unit.empty()) unit.clear();
+            std::erase_if(incomplete_, [pin](const std::string& text) { return text.starts_with(pin); });
+            addChannel(pin, 1, group.size, group.columns, unit);
+        }
+    }
+
+    /// An orientation that the form found in a form of its own.
+    void takeAttitude() {
+        if (!form_.attitude || schema_.find("quat")) return;
+        if (std::ranges::any_of(form_.attitude->columns, [this](std::size_t i) { return used_[i]; })) return;
+        addChannel("quat", 1, 4, form_.attitude->columns, form_.attitude->unit);
+        schema_.channels.back().attitude = form_.attitude->kind;
     }
 
     void takeNamedGroups() {
@@ -179,7 +299,21 @@ private:
         channel.quantity = quantityOfPin(pin);
         channel.unit = unitOf(pin, channel.quantity, columns, unit, channel.isUnitDeclared);
         for (const std::size_t column : columns) used_[column] = true;
+        turn(channel);
         schema_.channels.push_back(std::move(channel));
+    }
+
+    void turn(Channel& channel) const {
+        if (channel.pin == "quat" && options_.axes.all != AxisChoice()) {
+            const std::array<double, 4> turn = turnOf(options_.axes.all);
+            channel.turn.assign(turn.begin(), turn.end());
+        }
+        const bool isSensor = channel.pin == "3a" || channel.pin == "3g" || channel.pin == "3m";
+        const AxisChoice choice = options_.axes.of(channel.pin);
+        if (!isSensor || channel.size() != 3 || choice == AxisChoice()) return;
+        const std::vector<std::size_t> columns = channel.columns;
+        for (std::size_t i = 0; i < 3; ++i) channel.columns[i] = columns[choice.from[i]];
+        channel.signs.assign(choice.sign.begin(), choice.sign.end());
     }
 
     /// An option wins over the mapping, the mapping over the header.
@@ -240,8 +374,15 @@ private:
 
     void noteUnknown() {
         for (std::size_t i = 0; i < columns_.size(); ++i) {
-            if (!used_[i] && !columns_[i].raw.empty()) schema_.unknownColumns.push_back(columns_[i].raw);
+            if (!used_[i] && !columns_[i].raw.empty() && !isOfTime(i))
+                schema_.unknownColumns.push_back(columns_[i].raw);
         }
+    }
+
+    /// A second time or a counter, next to the time that is used.
+    bool isOfTime(std::size_t i) const {
+        const bool isDecided = !schema_.decisions.empty() && schema_.timeColumn;
+        return isDecided && (columns_[i].isTime() || columns_[i].isCounter());
     }
 
     void describe() {
@@ -256,9 +397,15 @@ private:
 
     void refuseUseless() const {
         if (schema_.channels.empty()) refuseWithoutChannels();
-        if (schema_.timeColumn || options_.rate > 0.0) return;
+        if (schema_.timeColumn || schema_.rate > 0.0) return;
         std::string why = "no time column: found " + schema_.understood;
         if (!schema_.unknownColumns.empty()) why += "; unknown: " + listed(schema_.unknownColumns);
+        if (!form_.unratedCounter.empty()) {
+            throw Poco::DataFormatException(
+                why + ". " + form_.unratedCounter +
+                " counts packets, and the file does not say how many a second: give "
+                "the rate with --rate HZ, or the property Rate");
+        }
         throw Poco::DataFormatException(why +
                                         ". Name a column t, time or timestamp, or give the rate of the rows");
     }
@@ -301,7 +448,8 @@ private:
             schema_.notes.push_back("the unit given for '" + pin +
                                     "' is not used: there are no such columns");
         }
-        if (schema_.timeColumn && options_.rate > 0.0) {
+        const bool counts = schema_.timeKind == TableForm::Time::Kind::kCounter && schema_.counterStep > 0.0;
+        if (schema_.timeColumn && !counts && options_.rate > 0.0) {
             schema_.notes.push_back("the rate given is not used: the rows have time stamps");
         }
     }
@@ -318,6 +466,7 @@ private:
         return names;
     }
 
+    const TableForm& form_;
     const SchemaOptions& options_;
     std::vector<ColumnName> columns_;
     std::vector<bool> used_;
@@ -334,7 +483,11 @@ const Channel* Schema::find(std::string_view pin) const {
 }
 
 Schema understandHeader(std::string_view line, const SchemaOptions& options) {
-    return Builder(line, options).build();
+    return understandTable(formOfHeader(line), options);
+}
+
+Schema understandTable(const TableForm& form, const SchemaOptions& options) {
+    return Builder(form, options).build();
 }
 
 std::map<std::string, std::string> parseUnits(std::string_view text) {

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "io/recording/Axes.h"
+#include "io/recording/TableForm.h"
 #include "io/recording/Units.h"
 
 namespace Kavelin::RecordingIO {
@@ -21,17 +23,34 @@ struct Channel {
     Unit unit;
     bool isUnitDeclared =
         false;  ///< by the header, the mapping or an option; otherwise the base unit is assumed
+    /// +1 or -1 for each element; empty: all +1.
+    std::vector<double> signs;
+    /// What the columns of a quaternion hold.
+    using Attitude = TableForm::Attitude::Kind;
+    Attitude attitude = Attitude::kQuaternion;
+    /// w, x, y, z: what a quaternion is multiplied with on its right; empty: nothing.
+    std::vector<double> turn;
+    /// Which clock its rows follow: channels of one clock come in the same rows.
+    std::size_t clock = 0;
 
-    std::size_t size() const { return columns.size(); }
+    std::size_t size() const { return rows * cols; }
 };
 
 /// What a recording's header line means.
 struct Schema {
     char separator = ',';
+    bool mergesSeparators = false;
+    bool commaIsPoint = false;
     std::size_t columnCount = 0;
     std::optional<std::size_t> timeColumn;  ///< absent when the time follows from a given rate
-    Unit timeUnit;
+    TableForm::Time::Kind timeKind = TableForm::Time::Kind::kNumber;
+    Unit timeUnit;  ///< of the number or of the counts
     bool isTimeUnitDeclared = false;
+    double counterStep = 0.0;          ///< counts a packet
+    double rate = 0.0;                 ///< Hz, of the rows where there is no time column
+    std::vector<std::string> sensors;  ///< those that the table holds, where it holds several
+    /// What was decided beyond the plain case, in a few words each: "semicolon", "time from the rows at 100 Hz".
+    std::vector<std::string> decisions;
     std::optional<std::size_t> sensorColumn;  ///< its name says which sensor a row is of; not mapped to a pin
     std::vector<Channel> channels;
     std::vector<std::string> unknownColumns;  ///< neither understood nor mapped: skipped
@@ -53,6 +72,10 @@ struct SchemaOptions {
     std::map<std::string, std::string> units;
     /// Rows a second, for a table without a time column; 0: there must be one.
     double rate = 0.0;
+    /// Which sensor, where the table holds several; empty: it holds one.
+    std::string sensor;
+    bool listsSensors = false;  ///< several sensors are no mistake: their names are what is wanted
+    AxesChoice axes;
 };
 
 /// Understands a header line: separator (comma, semicolon or tab), column names with units in () or [], the
@@ -61,6 +84,8 @@ struct SchemaOptions {
 /// Poco::DataFormatException when the line holds no names, no time, no channel, a name twice, or a unit that
 /// the quantity does not have; the message says what was understood and what would be right.
 Schema understandHeader(std::string_view line, const SchemaOptions& options);
+/// The same for a table whose form is known.
+Schema understandTable(const TableForm& form, const SchemaOptions& options);
 
 /// Reads the text form of SchemaOptions::units, `3a=g, 3g=deg/s`.  Raises Poco::DataFormatException.
 std::map<std::string, std::string> parseUnits(std::string_view text);

@@ -1,5 +1,7 @@
 #include "io/recording/ReadAhead.h"
 
+#include "io/recording/RecordingReader.h"
+
 #include <gmock/gmock.h>
 
 #include <future>
@@ -20,7 +22,7 @@ TEST(ReadAhead, tellsRowsAndFaultsInTheOrderOfTheFile) {
     }
     // A block of many batches, and one that holds hardly a line.
     for (const std::size_t block : {LineReader::kBlockSize, std::size_t{32}}) {
-        ReadAhead ahead(RecordingReader(memorySource(text), "r.csv", {}, block));
+        ReadAhead ahead(std::make_unique<RecordingReader>(memorySource(text), "r.csv", ReaderOptions(), block));
         for (int i = 0; i < lines; ++i) {
             const auto next = ahead.next();
             ASSERT_EQ(next, i % 7 == 3 ? Next::kFault : Next::kRow);
@@ -42,7 +44,7 @@ TEST(ReadAhead, handsOverARowOfALivePipeBeforeTheNextIsThere) {
     const std::string path = folder.path("live.csv");
     const Tests::NamedPipe pipe(path);
     pipe.write("t,ax,ay,az\n");
-    ReadAhead ahead(RecordingReader::open(path, {}));
+    ReadAhead ahead(std::make_unique<RecordingReader>(RecordingReader::open(path, {})));
     for (int i = 0; i < 3; ++i) {
         pipe.write(std::to_string(i) + ",1,2,3\n" + std::to_string(i + 1) + ",4");
         ASSERT_EQ(ahead.next(), Next::kRow);
@@ -58,7 +60,7 @@ TEST(ReadAhead, anInterruptionBreaksTheWaitAndLosesNothing) {
     const std::string path = folder.path("live.csv");
     const Tests::NamedPipe pipe(path);
     pipe.write("t,ax,ay,az\n0,1,2,3\n");
-    ReadAhead ahead(RecordingReader::open(path, {}));
+    ReadAhead ahead(std::make_unique<RecordingReader>(RecordingReader::open(path, {})));
     ASSERT_EQ(ahead.next(), Next::kRow);
     auto waiting = std::async(std::launch::async, [&ahead] { return ahead.next(); });
     ahead.interrupt();

@@ -83,8 +83,8 @@ TEST(RecordingStatistics, tellsTheUnitOfTimeFromTheUsualStep) {
         const char* header;
         double step;
         const char* unit;
-    } rows[] = {{"t", 10, "ms"},       {"t", 10000, "us"},    {"t", 1e7, "ns"}, {"t (ms)", 1e7, "ns"},
-                {"t (us)", 1e7, "ns"}, {"t (ns)", 0.01, "s"}, {"t", 0.01, ""},  {"t (ms)", 5, ""}};
+    } rows[] = {{"t", 10, ""},         {"t", 10000, ""},      {"t", 1e7, ""},  {"t (ms)", 1e7, "ns"},
+                {"t (us)", 1e7, "ns"}, {"t (ns)", 0.01, "s"}, {"t", 0.01, ""}, {"t (ms)", 5, ""}};
     for (const auto& row : rows) {
         std::string text = std::string(row.header) + ",ax,ay,az,gx,gy,gz\n";
         for (int i = 0; i < 20; ++i) text += std::to_string(i * row.step) + ",0,0,9.8,0,0,0.01\n";

@@ -1,4 +1,4 @@
-#include "io/recording/ReferenceTrack.h"
+#include "io/formats/ReferenceTrack.h"
 
 #include "support/Matchers.h"
 #include "support/TemporaryFolder.h"

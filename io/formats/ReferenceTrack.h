@@ -1,12 +1,13 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "attitude/rotation/RotationTypes.h"
-#include "io/recording/RecordingReader.h"
+#include "io/recording/RowReader.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -16,7 +17,7 @@ using OrientationInternal::Quaternion;
 /// estimate, in constant memory, and interpolated to the times that are asked for.
 class ReferenceTrack {
 public:
-    /// @throws as RecordingReader::open, and Poco::DataFormatException when it has no quaternion.
+    /// Of a recording of any format.  @throws as openRecording, and Poco::DataFormatException when it has no quaternion.
     explicit ReferenceTrack(const std::string& path);
 
     /// The reference at a time, on the arc between its neighbours; empty outside the track, and between
@@ -34,7 +35,7 @@ private:
     };
     bool advance();
 
-    RecordingReader reader_;
+    std::unique_ptr<RowReader> reader_;
     std::size_t channel_ = 0;
     std::optional<Pose> before_;
     std::optional<Pose> after_;

@@ -1,4 +1,4 @@
-#include "io/recording/ReferenceTrack.h"
+#include "io/formats/ReferenceTrack.h"
 
 #include <Poco/Exception.h>
 
@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "attitude/rotation/Slerp.h"
+#include "io/formats/OpenRecording.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -26,14 +27,14 @@ RecordingReader openIntervals(const std::string& path) {
 
 }  // namespace
 
-ReferenceTrack::ReferenceTrack(const std::string& path) : reader_(RecordingReader::open(path, {})) {
-    const auto& channels = reader_.schema().channels;
+ReferenceTrack::ReferenceTrack(const std::string& path) : reader_(openRecording(path, {})) {
+    const auto& channels = reader_->schema().channels;
     const auto found = std::find_if(channels.begin(), channels.end(), [](const Channel& channel) {
         return channel.pin == "quat" && channel.size() == 4;
     });
     if (found == channels.end()) {
-        throw Poco::DataFormatException(
-            path + ":1: a reference needs the columns qw, qx, qy, qz; found: " + reader_.schema().understood);
+        throw Poco::DataFormatException(path + ":1: a reference needs the columns qw, qx, qy, qz; found: " +
+                                        reader_->schema().understood);
     }
     channel_ = static_cast<std::size_t>(found - channels.begin());
 }
@@ -52,18 +53,18 @@ std::optional<Quaternion> ReferenceTrack::at(double time) {
 /// Rows without a quaternion are skipped: the step across them decides.
 bool ReferenceTrack::advance() {
     for (;;) {
-        const RecordingReader::Next next = reader_.next();
-        if (next == RecordingReader::Next::kEnd) return false;
-        if (next == RecordingReader::Next::kFault) {
-            if (faults_++ == 0) firstFault_ = reader_.message();
+        const RowReader::Next next = reader_->next();
+        if (next == RowReader::Next::kEnd) return false;
+        if (next == RowReader::Next::kFault) {
+            if (faults_++ == 0) firstFault_ = reader_->message();
             continue;
         }
-        if (!reader_.row().has(channel_)) continue;
-        const double* q = reader_.row().values(channel_);
+        if (!reader_->row().has(channel_)) continue;
+        const double* q = reader_->row().values(channel_);
         const Quaternion attitude(q[0], q[1], q[2], q[3]);
         if (!(attitude.norm() > 0.5)) continue;
         before_ = after_;
-        after_ = Pose{reader_.row().time(), attitude.normalized()};
+        after_ = Pose{reader_->row().time(), attitude.normalized()};
         return true;
     }
 }

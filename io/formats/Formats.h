@@ -1,0 +1,11 @@
+#pragma once
+
+#include "io/formats/Format.h"
+
+namespace Kavelin::RecordingIO {
+
+// One function a format, each in a file of its own; Formats.cpp has their names and titles.
+std::optional<RecordingPlan> planNgimuFolder(const Sighting& sighting);
+std::optional<RecordingPlan> planXimu3Folder(const Sighting& sighting);
+
+}  // namespace Kavelin::RecordingIO

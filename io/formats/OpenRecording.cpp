@@ -1,0 +1,140 @@
+#include "io/formats/OpenRecording.h"
+
+#include <Poco/Exception.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "io/files/FileTree.h"
+#include "io/formats/Format.h"
+#include "io/formats/TranslatedSource.h"
+#include "io/recording/MergedReader.h"
+#include "io/recording/Text.h"
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+const char* const kTable = "table";
+
+std::string formatNames() {
+    std::string names = kTable;
+    for (const Format& format : formats()) names += std::string(", ") + format.name;
+    return names;
+}
+
+/// How a recording is read by the format that is named, or by the first that knows it; empty: as a table.
+std::optional<RecordingPlan> planOf(const Sighting& sighting, const std::string& name) {
+    if (name == kTable) return std::nullopt;
+    for (const Format& format : formats()) {
+        if (!name.empty() && name != format.name) continue;
+        std::optional<RecordingPlan> plan = format.plan(sighting);
+        if (plan) {
+            plan->format = format.name;
+            return plan;
+        }
+        if (name.empty()) continue;
+        throw Poco::DataFormatException(sighting.tree().pathOf("") + ": the files are not of the format '" +
+                                        name + "'");
+    }
+    if (name.empty()) return std::nullopt;
+    throw Poco::DataFormatException("there is no format '" + name + "'; known are: " + formatNames());
+}
+
+const SensorPlan& chooseSensor(const std::string& path, const RecordingPlan& plan,
+                               const std::string& wanted) {
+    std::vector<std::string> names;
+    for (const SensorPlan& sensor : plan.sensors) names.push_back(sensor.name);
+    if (wanted.empty() && names.size() == 1) return plan.sensors.front();
+    const auto found = std::ranges::find_if(
+        plan.sensors, [&](const SensorPlan& sensor) { return equalsIgnoringCase(sensor.name, wanted); });
+    if (!wanted.empty() && found != plan.sensors.end()) return *found;
+    throw Poco::DataFormatException(
+        wanted.empty()
+            ? fmt::format("{}: it holds {} sensors: {}; choose one with --sensor NAME (fuse) or the property "
+                          "Sensor, or take each with --all-sensors",
+                          path, names.size(), listed(names, names.size()))
+            : fmt::format("{}: no sensor '{}'; it holds: {}", path, wanted, listed(names, names.size())));
+}
+
+std::unique_ptr<RowReader> openTable(const FileTree& tree, const TablePlan& table,
+                                     const OpenOptions& options) {
+    std::unique_ptr<ByteSource> source = tree.open(table.file);
+    if (table.alsoSeparates != '\0')
+        source =
+            std::make_unique<TranslatedSource>(std::move(source), table.alsoSeparates, table.form.separator);
+    return std::make_unique<RecordingReader>(std::move(source), tree.pathOf(table.file), table.form, options);
+}
+
+std::unique_ptr<RowReader> openPlan(const std::string& path, const FileTree& tree, const RecordingPlan& plan,
+                                    OpenOptions options) {
+    const SensorPlan& sensor = chooseSensor(path, plan, options.sensor);
+    options.sensor.clear();
+    std::vector<std::unique_ptr<RowReader>> readers;
+    for (const TablePlan& table : sensor.tables) {
+        if (table.arrays) {
+            readers.push_back(std::make_unique<ArrayReader>(tree.pathOf(table.file), table.arrays, options));
+        } else {
+            readers.push_back(openTable(tree, table, options));
+        }
+    }
+    auto merged = std::make_unique<MergedReader>(path, std::move(readers));
+    std::vector<std::string> decisions{plan.format};
+    if (plan.sensors.size() > 1) decisions.push_back("sensor " + sensor.name);
+    merged->prepend(decisions, sensor.notes);
+    return merged;
+}
+
+/// A single file that no format claims, or a pipe, is a table; so is the only file of an archive.
+std::unique_ptr<RowReader> openSingle(const FileTree& tree, const std::string& path,
+                                      const OpenOptions& options) {
+    const std::string& file = tree.files().front().name;
+    return std::make_unique<RecordingReader>(tree.open(file), path, options);
+}
+
+[[noreturn]] void refuseUnknown(const std::string& path, const FileTree& tree) {
+    std::vector<std::string> names;
+    for (const FileTree::Entry& file : tree.files()) names.push_back(file.name);
+    throw Poco::DataFormatException(path + ": no format is known that consists of these files: " +
+                                    listed(names, 8) + ". Name one of them, or see kavelin formats");
+}
+
+}  // namespace
+
+std::unique_ptr<RowReader> openRecording(const std::string& path, const OpenOptions& options,
+                                         const std::function<void(std::function<void()>)>& announce) {
+    if (canBeReadOnlyOnce(path)) {
+        std::unique_ptr<ByteSource> source = openSource(path);
+        if (announce) announce(source->closer());
+        return std::make_unique<RecordingReader>(std::move(source), RecordingReader::nameOf(path), options);
+    }
+    const std::unique_ptr<FileTree> tree = FileTree::at(path);
+    const std::optional<RecordingPlan> plan = planOf(Sighting(*tree, options), options.format);
+    if (plan) return openPlan(path, *tree, *plan, options);
+    if (tree->files().size() > 1) refuseUnknown(path, *tree);
+    return openSingle(*tree, tree->pathOf(tree->files().front().name), options);
+}
+
+std::vector<std::string> sensorsOf(const std::string& path, const OpenOptions& options) {
+    std::vector<std::string> names;
+    if (canBeReadOnlyOnce(path)) return names;
+    const std::unique_ptr<FileTree> tree = FileTree::at(path);
+    const std::optional<RecordingPlan> plan = planOf(Sighting(*tree, options), options.format);
+    if (plan) {
+        for (const SensorPlan& sensor : plan->sensors) names.push_back(sensor.name);
+    } else if (tree->files().size() == 1) {
+        OpenOptions any = options;
+        any.listsSensors = true;
+        names = openSingle(*tree, path, any)->schema().sensors;
+    }
+    if (names.size() < 2) names.clear();
+    return names;
+}
+
+bool isRecording(const std::string& path) {
+    if (canBeReadOnlyOnce(path)) return true;
+    const std::unique_ptr<FileTree> tree = FileTree::at(path);
+    return tree->files().size() == 1 || planOf(Sighting(*tree, {}), {}).has_value();
+}
+
+}  // namespace Kavelin::RecordingIO

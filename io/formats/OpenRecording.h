@@ -1,0 +1,31 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "io/recording/RecordingReader.h"
+
+namespace Kavelin::RecordingIO {
+
+struct OpenOptions : ReaderOptions {
+    /// Name of a format; "table": a single table, whatever it looks like; empty: found out.
+    std::string format;
+};
+
+/// Opens a recording: a file, a folder or a zip archive, "-" for standard input. Its format is found out, and
+/// its sensor chosen.
+/// @param announce told how to break the wait for the first lines, before it begins; may be empty
+/// Raises Poco::FileNotFoundException, Poco::OpenFileException, Poco::ReadFileException, and
+/// Poco::DataFormatException for what cannot be used, with file and line where there is one.
+std::unique_ptr<RowReader> openRecording(const std::string& path, const OpenOptions& options,
+                                         const std::function<void(std::function<void()>)>& announce = {});
+
+/// Names of the sensors of a recording; empty where it holds one.  Raises as openRecording.
+std::vector<std::string> sensorsOf(const std::string& path, const OpenOptions& options);
+
+/// Whether a folder or an archive is one recording, and not a collection of them.  Raises as openRecording.
+bool isRecording(const std::string& path);
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,38 @@
+#include "io/recording/PacketCounter.h"
+
+#include <cmath>
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+const double kShortRange = 65536.0;
+const double kLongRange = 4294967296.0;
+// What a counter of packets cannot have skipped in one recording.
+const double kMostLost = 1e9;
+
+}  // namespace
+
+std::optional<double> PacketCounter::add(double value) {
+    lost_ = 0;
+    if (!hasValue_) {
+        hasValue_ = true;
+        last_ = value;
+        return 0.0;
+    }
+    double forward = value - last_;
+    if (forward < 0.0) {
+        const double range = last_ < kShortRange ? kShortRange : kLongRange;
+        forward += range;
+        if (forward >= range / 2.0 || value < 0.0) return std::nullopt;
+    }
+    last_ = value;
+    way_ += forward;
+    if (step_ > 0.0 && forward > step_) {
+        const double skipped = std::round(forward / step_) - 1.0;
+        if (skipped < kMostLost) lost_ = static_cast<std::uint64_t>(skipped);
+    }
+    return way_;
+}
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,442 @@
+#include "io/recording/TableForm.h"
+
+#include <Poco/Exception.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <map>
+#include <set>
+
+#include "io/recording/ColumnMeaning.h"
+#include "io/recording/DateText.h"
+#include "io/recording/Text.h"
+#include "io/recording/Units.h"
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+const char kBlank = ' ';
+const std::size_t kNone = std::string::npos;
+
+struct NamedSeparator {
+    char separator;
+    std::string_view name;
+};
+constexpr NamedSeparator kSeparators[] = {
+    {'\t', "tab"}, {';', "semicolon"}, {',', "comma"}, {kBlank, "blank"}};
+
+std::string_view separatorName(char separator) {
+    return std::ranges::find(kSeparators, separator, &NamedSeparator::separator)->name;
+}
+
+std::vector<std::string> cellsOf(std::string_view line, char separator, bool mergesSeparators) {
+    std::vector<std::string> cells = splitCells(mergesSeparators ? trimmed(line) : line, separator);
+    if (mergesSeparators) std::erase(cells, "");
+    return cells;
+}
+
+/// "1.5", "1,5", "nan", "-1e3".
+bool isNumber(std::string_view text) {
+    std::string point(text);
+    if (std::ranges::count(point, ',') == 1) std::ranges::replace(point, ',', '.');
+    std::string_view rest = point;
+    if (rest.starts_with('+')) rest.remove_prefix(1);
+    double value = 0.0;
+    const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), value);
+    return error == std::errc() && end == rest.data() + rest.size();
+}
+
+struct Split {
+    char separator = ',';
+    bool merges = false;
+    std::size_t cells = 0;
+    std::size_t filled = 0;
+    std::size_t numbers = 0;
+
+    bool isRow() const { return numbers > 0 && 2 * numbers >= filled; }
+};
+
+Split splitAt(std::string_view line, char separator, bool merges) {
+    Split split{separator, merges};
+    for (const std::string& cell : cellsOf(line, separator, merges)) {
+        ++split.cells;
+        if (cell.empty()) continue;
+        ++split.filled;
+        if (isNumber(cell) || secondsOfDate(cell)) ++split.numbers;
+    }
+    return split;
+}
+
+/// The separator that makes most numbers of a line.
+Split numbersIn(std::string_view line) {
+    Split best;
+    for (const NamedSeparator& candidate : kSeparators) {
+        const Split split = splitAt(line, candidate.separator, candidate.separator == kBlank);
+        const bool isCleaner = split.isRow() && !best.isRow();
+        if (isCleaner || (split.isRow() == best.isRow() && split.numbers > best.numbers)) best = split;
+    }
+    return best;
+}
+
+/// "Key:,value", "sep=;", "Format=7": says something about the table.
+bool isMetadata(std::string_view line) {
+    const std::string_view text = trimmed(line);
+    const std::string first = cellsOf(text, ',', false).front();
+    if (lowered(first).starts_with("sep=")) return true;
+    const std::size_t mark = first.find_first_of(":=");
+    return mark != kNone && mark > 0 && (first[mark] == '=' || mark + 1 == first.size());
+}
+
+/// The last line but comments before the rows may be a comment that holds the names.
+std::string_view withoutCommentMark(std::string_view line) {
+    const std::string_view text = trimmed(line);
+    return text.substr(std::min(text.find_first_not_of("#%/ \t"), text.size()));
+}
+
+/// A header that the lines may have, and what speaks for it.
+struct Header {
+    std::size_t line = kNone;  ///< index of the line with the names
+    char separator = ',';
+    bool merges = false;
+    std::vector<ColumnName> columns;
+    std::size_t known = 0;  ///< columns whose names say what they are
+};
+
+class FormFinder {
+public:
+    FormFinder(const std::vector<std::string>& lines, const FormHints& hints)
+        : lines_(lines), hints_(hints) {}
+
+    TableForm find() {
+        findRows();
+        chooseHeader();
+        describeSeparator();
+        takeUnitsRow();
+        takeDevicesRow();
+        takeDecimalComma();
+        for (std::size_t i = 0; i < firstRow_ && form_.rate == 0.0; ++i) form_.rate = rateIn(lines_[i]);
+        return std::move(form_);
+    }
+
+private:
+    void findRows() {
+        firstRow_ = lines_.size();
+        const auto forced = hints_.dialect.headerLine;
+        for (std::size_t i = forced.value_or(0); i < lines_.size(); ++i) {
+            const std::string_view text = trimmed(lines_[i]);
+            if (text.empty() || isComment(text) || isMetadata(text)) continue;
+            if (!isRowOfNumbers(text) && text.find_first_not_of(",;\t ") != kNone) continue;
+            firstRow_ = i;
+            return;
+        }
+    }
+
+    void chooseHeader() {
+        if (hints_.dialect.headerLine) return chooseForcedHeader(*hints_.dialect.headerLine);
+        Header best;
+        bool any = false;
+        for (std::size_t i = 0; i < firstRow_; ++i) {
+            const std::string_view text = trimmed(lines_[i]);
+            any = any || !text.empty();
+            if (text.empty() || isComment(text)) continue;
+            Header header = headerAt(i);
+            const bool saysSomething = !isMetadata(text);
+            if (header.known == 0 && !saysSomething) continue;
+            const bool isFirst = best.line == kNone;
+            if (isFirst || header.known > best.known) best = std::move(header);
+        }
+        if (best.line == kNone) return chooseWithoutHeader(any);
+        accept(std::move(best));
+    }
+
+    void chooseForcedHeader(std::size_t number) {
+        if (number > lines_.size())
+            throw Poco::DataFormatException(fmt::format(
+                "the dialect says that line {} is the header, but the file has {} lines up to its "
+                "first rows",
+                number, lines_.size()));
+        if (number > 0) return accept(headerAt(number - 1));
+        chooseWithoutHeader(true);
+    }
+
+    void accept(Header header) {
+        form_.separator = header.separator;
+        form_.mergesSeparators = header.merges;
+        form_.columns = std::move(header.columns);
+        form_.headerLine = header.line + 1;
+        form_.firstRow = header.line + 2;
+    }
+
+    /// The names in the last comment, or no names at all and a mapping that does without.
+    void chooseWithoutHeader(bool any) {
+        if (firstRow_ == lines_.size()) {
+            any = any || !lines_.empty();
+            throw Poco::DataFormatException(any ? "no header: there are only comments and empty lines"
+                                                : "the file is empty: there is no header and no row");
+        }
+        const Split row = numbersIn(lines_[firstRow_]);
+        for (std::size_t i = firstRow_; i-- > 0;) {
+            if (!isComment(trimmed(lines_[i]))) continue;
+            Header header = headerOf(withoutCommentMark(lines_[i]));
+            if (header.columns.size() != row.cells || header.known == 0) break;
+            header.line = i;
+            accept(std::move(header));
+            form_.firstRow = firstRow_ + 1;
+            return;
+        }
+        if (!mapsByNumber()) {
+            throw Poco::DataFormatException(
+                "no header: the first line holds numbers, not column names; "
+                "a recording begins with a line such as t,ax,ay,az,gx,gy,gz,mx,my,mz. Say what the columns "
+                "are "
+                "with --map \"t = #1; 3a = #2, #3, #4\", or the property Mapping",
+                static_cast<int>(firstRow_ + 1));
+        }
+        for (std::size_t i = 0; i < row.cells; ++i) form_.columns.emplace_back(fmt::format("#{}", i + 1));
+        form_.separator = row.separator;
+        form_.mergesSeparators = row.merges;
+        form_.headerLine = 0;
+        form_.firstRow = firstRow_ + 1;
+        form_.decisions.emplace_back("no header");
+    }
+
+    /// Whether a mapping names all its columns by their numbers.
+    bool mapsByNumber() const {
+        const std::vector<MappingEntry> entries = parseMapping(hints_.mapping);
+        return !entries.empty() && std::ranges::all_of(entries, [](const MappingEntry& entry) {
+            return std::ranges::all_of(entry.columns, [](const std::string& name) {
+                return name.size() > 1 && name[0] == '#' &&
+                       name.find_first_not_of("0123456789", 1) == std::string::npos;
+            });
+        });
+    }
+
+    /// The header that a line makes, alone or with groups of columns in the line above.
+    Header headerAt(std::size_t index) const {
+        Header header = headerOf(lines_[index]);
+        header.line = index;
+        if (index == 0) return header;
+        Header grouped = header;
+        nameByGroups(grouped, cellsOf(lines_[index - 1], header.separator, header.merges));
+        return grouped.known > header.known ? grouped : header;
+    }
+
+    Header headerOf(std::string_view line) const {
+        Header header;
+        header.separator = hints_.dialect.separator.value_or(separatorOf(line, header.merges));
+        for (const std::string& cell : cellsOf(line, header.separator, header.merges))
+            header.columns.emplace_back(cell);
+        header.known = knownOf(header.columns);
+        return header;
+    }
+
+    /// The separator that gives most names; blanks only where nothing else gives any, and the rows agree.
+    char separatorOf(std::string_view line, bool& merges) const {
+        char best = ',';
+        std::size_t most = 1;
+        for (const char candidate : {'\t', ';', ','}) {
+            const std::size_t count = splitCells(line, candidate).size();
+            if (count <= most) continue;
+            most = count;
+            best = candidate;
+        }
+        if (most > 1 || firstRow_ == lines_.size()) return best;
+        const std::string& row = lines_[firstRow_];
+        // Each single blank separates, so that empty cells can be: unless that does not fit the header.
+        const std::size_t names = cellsOf(trimmed(line), kBlank, true).size();
+        if (names < 2) return best;
+        merges = splitCells(row, kBlank).size() != names;
+        if (merges && cellsOf(row, kBlank, true).size() != names) return best;
+        return kBlank;
+    }
+
+    std::size_t knownOf(const std::vector<ColumnName>& columns) const {
+        std::size_t known = 0;
+        const std::vector<bool> used(columns.size(), false);
+        for (const ColumnGroup& group : groupColumns(columns, used)) known += group.columns.size();
+        for (const ColumnName& column : columns) {
+            if (column.isTime() || column.isCounter() || column.isLinearAcceleration()) ++known;
+        }
+        if (known == 0 || !hints_.mapping.empty()) known += mappedIn(columns);
+        return known;
+    }
+
+    std::size_t mappedIn(const std::vector<ColumnName>& columns) const {
+        std::size_t count = 0;
+        for (const MappingEntry& entry : parseMapping(hints_.mapping)) {
+            for (const std::string& name : entry.columns) {
+                const bool isThere = std::ranges::any_of(columns, [&](const ColumnName& column) {
+                    return column.raw == name || equalsIgnoringCase(column.name, name);
+                });
+                if (isThere) ++count;
+            }
+        }
+        return count;
+    }
+
+    /// "Accelerometer,,,Gyroscope" above ",X,Y,Z,X": a group goes on until the next one begins.
+    static void nameByGroups(Header& header, const std::vector<std::string>& groups) {
+        std::string group;
+        for (std::size_t i = 0; i < header.columns.size(); ++i) {
+            if (i < groups.size() && !groups[i].empty()) group = groups[i];
+            if (group.empty()) continue;
+            const std::string axis = header.columns[i].raw;
+            header.columns[i] = ColumnName(axis.empty() ? group : group + " " + axis, group + " " + axis);
+        }
+        std::vector<ColumnGroup> found =
+            groupColumns(header.columns, std::vector<bool>(header.columns.size(), false));
+        header.known = 0;
+        for (const ColumnGroup& one : found) header.known += one.columns.size();
+        for (const ColumnName& column : header.columns) header.known += column.isTime() ? 1 : 0;
+    }
+
+    void describeSeparator() {
+        if (form_.separator != ',') form_.decisions.emplace_back(separatorName(form_.separator));
+    }
+
+    /// A line below the names that holds only units.
+    void takeUnitsRow() {
+        const std::size_t index = form_.headerLine;  // of the line behind it
+        if (form_.headerLine == 0 || index >= firstRow_) return;
+        const std::vector<std::string> cells =
+            cellsOf(lines_[index], form_.separator, form_.mergesSeparators);
+        std::size_t units = 0;
+        std::size_t filled = 0;
+        for (const std::string& cell : cells) {
+            if (cell.empty()) continue;
+            ++filled;
+            units += isUnit(cell) ? 1 : 0;
+        }
+        if (units == 0 || 3 * units < filled || cells.size() > form_.columns.size() + 1) return;
+        for (std::size_t i = 0; i < std::min(cells.size(), form_.columns.size()); ++i) {
+            const std::string unit(trimmed(withoutBrackets(cells[i])));
+            if (form_.columns[i].unit.empty()) form_.columns[i].unit = unit;
+        }
+        form_.firstRow = index + 2;
+        form_.decisions.push_back(fmt::format("units in line {}", index + 1));
+    }
+
+    static std::string_view withoutBrackets(std::string_view text) {
+        const bool isBracketed = text.size() > 1 && (text.front() == '(' || text.front() == '[') &&
+                                 (text.back() == ')' || text.back() == ']');
+        return isBracketed ? text.substr(1, text.size() - 2) : text;
+    }
+
+    static bool isUnit(std::string_view cell) {
+        for (const Quantity quantity : {Quantity::kTime, Quantity::kAcceleration, Quantity::kRate,
+                                        Quantity::kField, Quantity::kAngle}) {
+            if (findUnit(quantity, withoutBrackets(cell))) return true;
+        }
+        return false;
+    }
+
+    /// A line above the names that says which device each column is of.
+    void takeDevicesRow() {
+        if (form_.headerLine < 2) return;
+        const std::string& line = lines_[form_.headerLine - 2];
+        if (isComment(trimmed(line)) || isMetadata(line)) return;
+        const std::vector<std::string> cells = cellsOf(line, form_.separator, form_.mergesSeparators);
+        const auto filled = static_cast<std::size_t>(
+            std::ranges::count_if(cells, [](const std::string& cell) { return !cell.empty(); }));
+        if (cells.size() < form_.columns.size() || 2 * filled < cells.size()) return;
+        const std::set<std::string> devices(cells.begin(), cells.end());
+        if (2 * devices.size() > filled) return;
+        for (std::size_t i = 0; i < form_.columns.size(); ++i) form_.columns[i].sensor = cells[i];
+        form_.decisions.push_back(fmt::format("devices in line {}", form_.headerLine - 1));
+    }
+
+    /// Where cells are not separated by commas, a comma in a number is a decimal one.
+    void takeDecimalComma() {
+        if (form_.separator == ',') return;
+        for (std::size_t i = firstRow_; i < lines_.size(); ++i) {
+            for (const std::string& cell : cellsOf(lines_[i], form_.separator, form_.mergesSeparators)) {
+                if (cell.find(',') != std::string::npos && isNumber(cell)) form_.commaIsPoint = true;
+            }
+        }
+        if (hints_.dialect.commaIsPoint) form_.commaIsPoint = *hints_.dialect.commaIsPoint;
+        if (form_.commaIsPoint) form_.decisions.emplace_back("decimal comma");
+    }
+
+    const std::vector<std::string>& lines_;
+    const FormHints& hints_;
+    std::size_t firstRow_ = 0;  // index of the first line of numbers
+    TableForm form_;
+};
+
+}  // namespace
+
+Dialect parseDialect(std::string_view text) {
+    Dialect dialect;
+    for (const std::string& entry : namesIn(text)) {
+        const std::size_t equals = entry.find('=');
+        const std::string key(trimmed(std::string_view(entry).substr(0, std::min(equals, entry.size()))));
+        const std::string value(
+            equals == std::string::npos ? "" : trimmed(std::string_view(entry).substr(equals + 1)));
+        const auto separator = std::ranges::find(kSeparators, value, &NamedSeparator::name);
+        if (key == "separator" && separator != std::end(kSeparators)) {
+            dialect.separator = separator->separator;
+        } else if (key == "decimal" && (value == "comma" || value == "point")) {
+            dialect.commaIsPoint = value == "comma";
+        } else if (key == "header" && !value.empty() &&
+                   value.find_first_not_of("0123456789") == std::string::npos && value.size() < 7) {
+            dialect.headerLine = std::stoul(value);
+        } else if (key == "counter" && !value.empty()) {
+            dialect.counter = value;
+        } else {
+            throw Poco::DataFormatException(
+                "'" + entry +
+                "' is not a dialect: expected are separator=comma|semicolon|tab|blank, decimal=point|comma, "
+                "header=LINE (0: none), counter=COLUMN, with commas between them");
+        }
+    }
+    return dialect;
+}
+
+TableForm findForm(const std::vector<std::string>& lines, const FormHints& hints) {
+    return FormFinder(lines, hints).find();
+}
+
+TableForm formOfHeader(std::string_view line) {
+    TableForm form;
+    std::size_t most = 1;
+    for (const char candidate : {'\t', ';', ','}) {
+        const std::size_t count = splitCells(line, candidate).size();
+        if (count <= most) continue;
+        most = count;
+        form.separator = candidate;
+    }
+    for (const std::string& cell : splitCells(line, form.separator)) form.columns.emplace_back(cell);
+    return form;
+}
+
+bool isRowOfNumbers(std::string_view line) { return numbersIn(line).isRow(); }
+
+bool isWholeHeader(std::string_view line) {
+    const std::vector<ColumnName> columns = formOfHeader(line).columns;
+    const std::vector<ColumnGroup> groups = groupColumns(columns, std::vector<bool>(columns.size(), false));
+    return std::ranges::any_of(columns, &ColumnName::isTime) &&
+           std::ranges::any_of(groups, [](const ColumnGroup& group) { return group.missing.empty(); });
+}
+
+bool isComment(std::string_view line) {
+    return line.starts_with('#') || line.starts_with('%') || line.starts_with("//");
+}
+
+double rateIn(std::string_view line) {
+    const std::string text = lowered(line);
+    const std::size_t word = text.find("rate");
+    if (word == std::string::npos) return 0.0;
+    const std::size_t mark = text.find_first_of(":=", word);
+    if (mark == std::string::npos || mark > word + 8) return 0.0;
+    const std::size_t digit = text.find_first_not_of(":=, \t;\"", mark);
+    if (digit == std::string::npos) return 0.0;
+    double rate = 0.0;
+    const auto [end, error] = std::from_chars(text.data() + digit, text.data() + text.size(), rate);
+    const bool isRate = error == std::errc() && rate > 0.0 && rate <= 1e6;
+    return isRate ? rate : 0.0;
+}
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,229 @@
+#include "io/recording/TimeChoice.h"
+
+#include <Poco/Exception.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+#include "io/recording/DateText.h"
+#include "io/recording/Text.h"
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+using Time = TableForm::Time;
+
+const std::size_t kFewestSteps = 8;    // to decide by
+const double kTicksOfMicros = 1e6;     // Hz
+const double kTicksOfTenths = 1e4;     // Hz, of 0.1 ms
+const double kLongestPlausible = 2.0;  // s, of a step in a recording with rates
+
+struct UnixRange {
+    double from;  ///< 2001
+    double to;    ///< 2039
+    const char* unit;
+};
+constexpr UnixRange kUnixRanges[] = {{1e12, 2.2e12, "ms"}, {1e15, 2.2e15, "us"}, {1e18, 2.2e18, "ns"}};
+
+/// The numbers of a column in the first rows.
+struct Column {
+    std::vector<double> numbers;
+    std::vector<double> steps;
+    std::size_t dates = 0;
+
+    bool isEmpty() const { return numbers.empty() && dates == 0; }
+    bool holdsDates() const { return dates > 0 && dates >= numbers.size(); }
+    double usualStep() const {
+        if (steps.empty()) return 0.0;
+        std::vector<double> sorted = steps;
+        std::ranges::nth_element(sorted, sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2));
+        return sorted[sorted.size() / 2];
+    }
+    /// Whether nearly all steps are the usual one or, where packets are lost, several of it.
+    bool countsPackets() const {
+        const double step = usualStep();
+        if (steps.size() < kFewestSteps) return true;
+        const auto odd = std::ranges::count_if(
+            steps, [step](double s) { return s > 0.0 && (step <= 0.0 || std::fmod(s, step) != 0.0); });
+        return step > 0.0 && 20 * odd <= static_cast<std::ptrdiff_t>(steps.size());
+    }
+};
+
+class TimeChooser {
+public:
+    TimeChooser(TableForm& form, const std::vector<std::string>& rows, const FormHints& hints)
+        : form_(form), hints_(hints) {
+        for (const std::string& row : rows) {
+            std::vector<std::string> cells =
+                splitCells(form.mergesSeparators ? trimmed(row) : std::string_view(row), form.separator);
+            if (form.mergesSeparators) std::erase(cells, "");
+            rows_.push_back(std::move(cells));
+        }
+    }
+
+    void choose() {
+        const std::optional<std::size_t> mapped = mappedTime();
+        if (hints_.dialect.counter.empty() && takeTimeColumn(mapped)) return;
+        if (!mapped) takeCounter();
+    }
+
+private:
+    std::optional<std::size_t> mappedTime() const {
+        for (const MappingEntry& entry : parseMapping(hints_.mapping)) {
+            if (entry.pin == "t") return indexOf(entry.columns.front());
+        }
+        return std::nullopt;
+    }
+
+    std::optional<std::size_t> indexOf(const std::string& name) const {
+        for (std::size_t i = 0; i < form_.columns.size(); ++i) {
+            const ColumnName& column = form_.columns[i];
+            if (column.raw == name || equalsIgnoringCase(column.name, name) ||
+                name == fmt::format("#{}", i + 1))
+                return i;
+        }
+        return std::nullopt;
+    }
+
+    Column column(std::size_t index) const {
+        Column column;
+        for (const std::vector<std::string>& row : rows_) {
+            if (index >= row.size() || row[index].empty()) continue;
+            std::string text = row[index];
+            if (form_.commaIsPoint) std::ranges::replace(text, ',', '.');
+            double value = 0.0;
+            const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+            if (error == std::errc() && end == text.data() + text.size()) {
+                if (std::isnan(value)) continue;
+                if (!column.numbers.empty()) column.steps.push_back(value - column.numbers.back());
+                column.numbers.push_back(value);
+            } else if (secondsOfDate(row[index])) {
+                ++column.dates;
+            }
+        }
+        return column;
+    }
+
+    /// The mapped column, or the first that is called a time and has values.
+    bool takeTimeColumn(std::optional<std::size_t> mapped) {
+        std::optional<std::size_t> chosen = mapped;
+        for (std::size_t i = 0; i < form_.columns.size() && !chosen; ++i) {
+            if (!form_.columns[i].isTime()) continue;
+            if (rows_.empty() || !column(i).isEmpty())
+                chosen = i;
+            else
+                form_.emptyTimes.push_back(i);
+        }
+        // An empty column is the time where nothing else can be.
+        if (!chosen && !form_.emptyTimes.empty() && !findCounter()) {
+            chosen = form_.emptyTimes.front();
+            form_.emptyTimes.clear();
+        }
+        if (!chosen) return false;
+        judgeTimeColumn(*chosen, column(*chosen));
+        return true;
+    }
+
+    void judgeTimeColumn(std::size_t index, const Column& cells) {
+        const ColumnName& name = form_.columns[index];
+        Time time;
+        time.column = index;
+        if (cells.holdsDates()) {
+            time.kind = Time::Kind::kDate;
+            say(fmt::format("time from the dates in {}", name.raw));
+        } else if (name.key == "sampletimefine") {
+            takeTicks(time, cells);
+        } else if (name.unit.empty() && !isUnitGiven()) {
+            time.unit = unitOf(cells, name.raw);
+        }
+        form_.time = time;
+    }
+
+    bool isUnitGiven() const { return hints_.hasTimeUnit; }
+
+    /// Ticks of a clock: of a microsecond, or of a tenth of a millisecond.
+    void takeTicks(Time& time, const Column& cells) {
+        time.kind = Time::Kind::kCounter;
+        const double rate = form_.rate > 0.0 ? form_.rate : 100.0;
+        const auto distance = [&](double ticks) {
+            return std::abs(std::log(cells.usualStep() * rate / ticks));
+        };
+        time.rate = distance(kTicksOfMicros) <= distance(kTicksOfTenths) ? kTicksOfMicros : kTicksOfTenths;
+        say(fmt::format("time from {} in {}", form_.columns[time.column].raw,
+                        time.rate == kTicksOfMicros ? "us" : "0.1 ms"));
+    }
+
+    /// The unit of a time that says none; empty for seconds.
+    std::string unitOf(const Column& cells, const std::string& name) {
+        if (cells.numbers.empty()) return {};
+        for (const UnixRange& range : kUnixRanges) {
+            if (cells.numbers.front() < range.from || cells.numbers.front() >= range.to) continue;
+            say(fmt::format("time from {} in {} since 1970", name, range.unit));
+            return range.unit;
+        }
+        const double step = cells.usualStep();
+        if (!hints_.isWhole || cells.steps.size() < kFewestSteps || step < kLongestPlausible || !hasRates())
+            return {};
+        const char* const unit = step < 250.0 ? "ms" : step < 250e3 ? "us" : "ns";
+        say(fmt::format("time from {} in {}, as its steps tell", name, unit));
+        return unit;
+    }
+
+    bool hasRates() const {
+        const std::vector<ColumnGroup> groups =
+            groupColumns(form_.columns, std::vector<bool>(form_.columns.size(), false));
+        return std::ranges::find(groups, "3g", &ColumnGroup::pin) != groups.end();
+    }
+
+    std::optional<std::size_t> findCounter() const {
+        if (!hints_.dialect.counter.empty()) {
+            if (const auto index = indexOf(hints_.dialect.counter)) return index;
+            throw Poco::DataFormatException("the dialect names a counter '" + hints_.dialect.counter +
+                                            "', which is not among the columns");
+        }
+        for (std::size_t i = 0; i < form_.columns.size(); ++i) {
+            if (form_.columns[i].isCounter() && (rows_.empty() || !column(i).numbers.empty())) return i;
+        }
+        return std::nullopt;
+    }
+
+    void takeCounter() {
+        const double rate = hints_.rate > 0.0 ? hints_.rate : form_.rate;
+        const std::optional<std::size_t> index = findCounter();
+        if (rate <= 0.0) {
+            if (index) form_.unratedCounter = form_.columns[*index].raw;
+            return;
+        }
+        if (!index) {
+            if (hints_.rate <= 0.0) say(fmt::format("time from the rows at {:g} Hz", rate));
+            return;
+        }
+        const Column cells = column(*index);
+        if (!cells.countsPackets() && hints_.dialect.counter.empty()) {
+            say(fmt::format("time from the rows at {:g} Hz ({} does not count them)", rate,
+                            form_.columns[*index].raw));
+            return;
+        }
+        const double step = std::max(1.0, cells.usualStep());
+        form_.time = Time{
+            .kind = Time::Kind::kCounter, .column = *index, .unit = {}, .rate = rate * step, .step = step};
+        say(fmt::format("time from {} at {:g} Hz", form_.columns[*index].raw, rate));
+    }
+
+    void say(std::string decision) { form_.decisions.push_back(std::move(decision)); }
+
+    TableForm& form_;
+    const FormHints& hints_;
+    std::vector<std::vector<std::string>> rows_;
+};
+
+}  // namespace
+
+void chooseTime(TableForm& form, const std::vector<std::string>& rows, const FormHints& hints) {
+    TimeChooser(form, rows, hints).choose();
+}
+
+}  // namespace Kavelin::RecordingIO
