@@ -141,8 +141,9 @@ private:
         // In UTF-8 a character may have several bytes; MATLAB writes such texts in a single row.
         const bool isUtf8 = text.data_type == MAT_T_UTF8 && shape.rows == 1;
         const std::size_t columns = isUtf8 ? text.nbytes : shape.columns;
+        const std::size_t rows = columns > 0 ? shape.rows : 0;
         MatText out{name, {}};
-        for (std::size_t r = 0; r < shape.rows; ++r) {
+        for (std::size_t r = 0; r < rows; ++r) {
             std::string row;
             for (std::size_t c = 0; c < columns; ++c) row += characterAt(text, c * shape.rows + r);
             row.erase(row.find_last_not_of(' ') + 1);

@@ -30,7 +30,7 @@ std::string contentOf(const std::string& bytes) {
     EXPECT_EQ(end % 64, 0u);
     EXPECT_EQ(bytes[end - 1], '\n');
     std::vector<double> values((bytes.size() - end) / 8);
-    std::memcpy(values.data(), bytes.data() + end, 8 * values.size());
+    if (!values.empty()) std::memcpy(values.data(), bytes.data() + end, 8 * values.size());
     std::string header = bytes.substr(begin, end - begin - 1);
     header.erase(header.find_last_not_of(' ') + 1);
     return fmt::format("{} {} | {}", byte(6), header, fmt::join(values, " "));
