@@ -52,7 +52,9 @@ std::string sensorName(const std::string& recording) {
 }  // namespace
 
 double resultRate(const FuseOptions& options, const Schema& schema) {
-    const bool hasStamps = schema.timeColumn.has_value();
+    const bool countsPackets =
+        schema.timeKind == RecordingIO::TableForm::Time::Kind::kCounter && schema.counterStep > 0.0;
+    const bool hasStamps = schema.timeColumn && !countsPackets;
     if (hasStamps && options.rate > 0.0 && options.outputRate > 0.0)
         throw UsageError(
             "the recording has time stamps, so --rate and --output-rate both say the rate of the "

@@ -13,7 +13,7 @@
 namespace Kavelin::Cli {
 
 /// Hz, to which the result is resampled; 0: not at all. The rate of `--rate` is that of the recording's rows
-/// where these have no time stamps. Raises UsageError where two rates are given for the result.
+/// where these have no time stamps, or only count packets. Raises UsageError where two rates are given for the result.
 double resultRate(const FuseOptions& options, const RecordingIO::Schema& schema);
 
 /// How the result is written. Raises Poco::InvalidArgumentException for a name whose ending is that of a format
