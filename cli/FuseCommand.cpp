@@ -30,7 +30,7 @@ std::string defaultType() {
 /// Several recordings, or a folder of them or for their results.
 bool isBatch(const BatchOptions& batch, const FuseOptions& options) {
     return batch.recordings.size() != 1 || isFolderOfRecordings(batch.recordings[0]) ||
-           options.output.ends_with('/') || isFolderOfRecordings(options.output);
+           options.output.ends_with('/') || isFolder(options.output);
 }
 
 void requireNoBatch(const BatchOptions& batch, const std::string& why) {
