@@ -45,6 +45,11 @@ Spacing spacingOf(const std::vector<double>& times, const std::vector<std::size_
             static_cast<std::size_t>(steps.end() - end), steps.back()};
 }
 
+bool isComplete(const CollectedTable& table, std::size_t row) {
+    return std::all_of(table.arrays.begin(), table.arrays.end(),
+                       [row](const CollectedArray& array) { return !std::isnan(array.values[4 * row]); });
+}
+
 std::string headerOf(const CollectedTable& table, double rate) {
     std::string text = rate > 0.0 ? fmt::format("DataRate={:.6f}\n", rate) : "";
     text += "DataType=Quaternion\nversion=3\nOpenSimVersion=4.2\nendheader\ntime";
@@ -76,6 +81,10 @@ std::vector<std::string> stoNotes(const CollectedTable& table) {
     const std::vector<std::size_t> rows = risingRows(table.times);
     if (const std::size_t left = table.times.size() - rows.size(); left > 0)
         notes.push_back(counted(left, "row") + " left out: not later than the one before");
+    const auto isIncomplete = [&](std::size_t row) { return !isComplete(table, row); };
+    if (const auto count = std::count_if(rows.begin(), rows.end(), isIncomplete); count > 0)
+        notes.push_back(counted(static_cast<std::uint64_t>(count), "row") +
+                        " without the orientation of every sensor: nan there");
     const Spacing spacing = spacingOf(table.times, rows);
     if (spacing.rate > 0.0 && !spacing.isEven())
         notes.push_back(

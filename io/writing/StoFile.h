@@ -12,7 +12,7 @@ namespace Kavelin::RecordingIO {
 /// Each array holds four elements a row.  Raises as ResultFile; "-" is standard output.
 void writeSto(const CollectedTable& table, const std::string& path);
 
-/// Says how many rows were left out, and whether the others are unevenly spaced or have gaps.
+/// Says how many rows were left out, how many lack a sensor, and whether rows are unevenly spaced or have gaps.
 std::vector<std::string> stoNotes(const CollectedTable& table);
 
 }  // namespace Kavelin::RecordingIO

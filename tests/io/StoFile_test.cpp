@@ -41,6 +41,9 @@ TEST(StoFile, saysWhereItsRowsAreNotEvenlySpaced) {
     EXPECT_EQ(notes({0, 0.01, 0.02, 0.033, 0.04}),
               "the rows are not evenly spaced: steps of 0.007 to 0.013 s, DataRate 100; resample the result");
     EXPECT_EQ(notes({0, 1, 1, 0.5, 2}), "2 rows left out: not later than the one before");
+    CollectedTable lacking = tableOf({0, 1, 2});
+    lacking.arrays[1].values[4] = std::nan("");
+    EXPECT_THAT(stoNotes(lacking), ElementsAre("1 row without the orientation of every sensor: nan there"));
 }
 
 }  // namespace
