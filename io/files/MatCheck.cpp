@@ -108,6 +108,13 @@ std::string text(std::string_view bytes) {
     return out;
 }
 
+/// The name of a variable or a field, which a message may show as it stands.
+std::string nameOf(std::string_view bytes) {
+    std::string name = text(bytes);
+    if (name != bytes.substr(0, bytes.find('\0'))) fail("the name '" + name + "', which is none of MATLAB's");
+    return name;
+}
+
 /// The head of an array: what comes before its values.
 struct Head {
     std::uint32_t kind = 0;
@@ -153,7 +160,7 @@ private:
         const Element dimensions = put(in.next(kInt32, "dimensions"));
         head.count = product(in, dimensions);
         const Element name = put(in.next(kInt8, "an array's name"));
-        head.name = within.empty() ? text(name.data) : within;
+        head.name = within.empty() ? nameOf(name.data) : within;
         if (head.kind == kStruct) return addFields(in, head, depth);
         if (head.kind == kCell) return addCells(in, head, depth);
         if (head.kind == kSparse) return leaveOut(head, "sparse matrix");
@@ -212,7 +219,8 @@ private:
         requireRoom(in, fields, head.count);
         for (std::size_t i = 0; i < fields * head.count; ++i) {
             const std::string element = head.count > 1 ? fmt::format("({})", i / fields + 1) : "";
-            addPart(in, head.name + element + "." + text(names.data.substr(i % fields * size, size)), depth);
+            addPart(in, head.name + element + "." + nameOf(names.data.substr(i % fields * size, size)),
+                    depth);
         }
         return true;
     }
@@ -241,7 +249,7 @@ private:
         const Element name = in.next(kInt8, "an object's name");
         in.next(kInt8, "an object's type");
         const Element kind = in.next(kInt8, "an object's class");
-        return leaveOut({0, false, 1, within.empty() ? text(name.data) : within}, text(kind.data));
+        return leaveOut({0, false, 1, within.empty() ? nameOf(name.data) : within}, text(kind.data));
     }
     bool leaveOut(const Head& head, const std::string& kind) {
         out_.opaque.push_back({head.name, kind});

@@ -114,6 +114,7 @@ TEST(MatContents, refusesWhatItCannotRead) {
          "MATLAB: "
          "writetimetable(Acc, 'Acc.csv')"},
         {"an object", w.file(w.opaque("O", "Rec\033[1m")), "is a Rec?[1m of MATLAB"},
+        {"a name that a terminal would obey", w.file(w.row("a\033[1m", {1})), "the name 'a?[1m'"},
         {"level 7.3", w.file("").replace(125, 1, "\2"), "save('rec.mat', '-v7')"},
         {"no such file", std::string(200, 'x'), "is no MATLAB file of level 5"},
         {"short", "MATLAB 5.0", "is no MATLAB file of level 5"},
