@@ -43,8 +43,10 @@ RecordingIOPlugin::RecordingIOPlugin() : DefaultPlugin("RecordingIO", KAVELIN_VE
     metaData_.hostVersion = Core::kHostVersion;
     metaData_.name = "RecordingIO";
     metaData_.description =
-        "Reads recordings and writes results as tables of comma-separated values; brings pins onto one "
-        "clock; gives attitudes another form and compares them with a reference; judges them.";
+        "Reads recordings; writes results as tables of comma-separated values or for OpenSim, MATLAB and "
+        "NumPy; "
+        "brings pins onto one clock; gives attitudes another form and compares them with a reference; judges "
+        "them.";
     metaData_.platform = "linux";
     // No build date: the same sources give the same module.
     Core::registerFilters(*this, kRows);
