@@ -25,29 +25,5 @@ TEST(TableFormat, leavesAnEarlierFileWhereThereIsNoRoom) {
     }
 }
 
-TEST(TableFormat, followsFromTheName) {
-    const TemporaryFolder folder;
-    const auto refusal = [](TableKind kind, const std::string& path) -> std::string {
-        try {
-            requireFit(kind, path, {std::string(64, 'a')});
-        } catch (const Poco::InvalidArgumentException& error) {
-            return error.message();
-        }
-        return "";
-    };
-    EXPECT_EQ(tableKindOf("a.b/C.NPZ"), TableKind::kNpz);
-    EXPECT_EQ(tableKindOf("npz"), TableKind::kCsv);
-    EXPECT_THROW(tableKindOf("a.h5"), Poco::InvalidArgumentException);
-    EXPECT_EQ(refusal(TableKind::kSto, "-"), "");
-    EXPECT_EQ(refusal(TableKind::kSto, "a.txt"), "");
-    EXPECT_EQ(refusal(TableKind::kNpy, folder.path("a.npy")), "");
-    EXPECT_THAT(refusal(TableKind::kCsv, "a.npy"), HasSubstr("is the name of a .npy file"));
-    EXPECT_THAT(refusal(TableKind::kSto, "a.csv"), HasSubstr("is the name of a .csv file"));
-    EXPECT_THAT(refusal(TableKind::kNpz, "-"),
-                HasSubstr("standard output: a .npz file is written as a whole"));
-    EXPECT_THAT(refusal(TableKind::kMat, "/dev/null"), HasSubstr("into an ordinary file"));
-    EXPECT_THAT(refusal(TableKind::kMat, folder.path("a.mat")), HasSubstr("at most 63 characters"));
-}
-
 }  // namespace
 }  // namespace Kavelin::RecordingIO
