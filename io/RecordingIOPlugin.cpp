@@ -8,6 +8,7 @@
 #include "io/FilterCsvReader.h"
 #include "io/FilterCsvWriter.h"
 #include "io/FilterDegrees.h"
+#include "io/FilterHingeHeading.h"
 #include "io/FilterRangeShare.h"
 #include "io/FilterResampler.h"
 #include "io/FilterSampleHold.h"
@@ -31,6 +32,7 @@ constexpr Core::RegistryRow kRows[] = {
     Core::row<FilterAttitudeErrors>(),
     Core::row<FilterRangeShare>(),
     Core::row<FilterSegment>(),
+    Core::row<FilterHingeHeading>(),
     Core::row<FilterDegrees>(),
     Core::row<FilterVerdict>(),
 };

@@ -128,13 +128,14 @@ std::string hingeText(const JointFinding& finding, const JointUnits& units) {
     const HingePairing& pairing = finding.pairing;
     return fmt::format(
         "hinge: {} in {}, {} in {}, within {} degrees by its residual, {} of {} degrees/s ({:.2g} %)\n"
-        "the axes differ by {} degrees in the earth; {:.2g} % of the relative rate is across them; heading "
-        "of {} "
-        "turned by {} degrees\n",
+        "the axes differ by {} degrees in the earth; {:.2g} % of the relative rate is across them\n"
+        "heading of {} turned by {} degrees; during the motion its difference changes by {} degrees, which "
+        "the "
+        "hinge takes out\n",
         list(finding.hinge->d), units[0].name, list(finding.hinge->g), units[1].name, degrees(axis.sigma()),
         degrees(axis.residual), degrees(axis.rate), 100 * axis.residual / axis.rate,
         degrees(pairing.disagreement), 100 * pairing.across, units[1].name,
-        degrees(finding.alignment.g.heading));
+        degrees(finding.alignment.g.heading), degrees(pairing.drift));
 }
 
 }  // namespace

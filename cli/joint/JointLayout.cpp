@@ -5,9 +5,11 @@
 #include <algorithm>
 
 #include "attitude/rotation/AngleConstants.h"
+#include "cli/fuse/FuseLayout.h"
 #include "io/FilterCsvReader.h"
 #include "io/FilterCsvWriter.h"
 #include "io/FilterDegrees.h"
+#include "io/FilterHingeHeading.h"
 #include "io/FilterResampler.h"
 #include "io/FilterSegment.h"
 
@@ -54,7 +56,7 @@ JointLayout::JointLayout(const FuseOptions& options, const JointUnits& units, co
 }
 
 void JointLayout::completeSurvey(const Schemas& schemas, Mistakes& mistakes) {
-    addPairs();
+    addPairs(0.0);
     for (const std::size_t unit : {0U, 1U}) {
         feedEstimator(chains_[unit], *schemas[unit]);
         addSegment(unit, {});
@@ -63,29 +65,39 @@ void JointLayout::completeSurvey(const Schemas& schemas, Mistakes& mistakes) {
     applySettings(mistakes);
 }
 
-void JointLayout::completeResult(const Schemas& schemas, const JointAlignment& alignment, bool hasPose,
-                                 Mistakes& mistakes) {
-    addPairs();
+void JointLayout::completeResult(const Schemas& schemas, const Found& found, Mistakes& mistakes) {
+    addPairs(resultRate(options_, *schemas[0]));
     for (const std::size_t unit : {0U, 1U}) {
         feedEstimator(chains_[unit], *schemas[unit]);
         addVerdict(chains_[unit], *schemas[unit]);
-        addSegment(unit, unit == 0 ? alignment.d : alignment.g);
+        addSegment(unit, unit == 0 ? found.alignment.d : found.alignment.g);
     }
+    if (found.hasHinge) addHeading();
     FilterEntry& joint = add("joint", kJointType);
-    if (!hasPose) joint.commands.push_back({"Reference", {}});
+    if (!found.hasPose) joint.commands.push_back({"Reference", {}});
+    connect({"pairs", "D", {}}, {"joint", "D", {}});
+    connect(found.hasHinge ? Target{"heading", "turned", {}} : Target{"pairs", "G", {}}, {"joint", "G", {}});
+    addResult();
+    applySettings(mistakes);
+}
+
+void JointLayout::addHeading() {
+    add("heading", RecordingIO::FilterHingeHeading::kTypeName);
+    for (const char* pin : kAttitudePins) connect({"pairs", pin, {}}, {"heading", pin, {}});
+}
+
+void JointLayout::addResult() {
     add("degrees", RecordingIO::FilterDegrees::kTypeName);
     FilterEntry& result = add("result", RecordingIO::FilterCsvWriter::kTypeName);
     set(result, "Rows", "relative");
     set(result, "Header",
         "angle = angle (deg); flexion = flexion (deg); swing = swing (deg); relative = qw, qx, qy, qz");
     set(result, "File Name", literal(options_.output), "-o '" + options_.output + "'");
-    for (const char* pin : kAttitudePins) connect({"pairs", pin, {}}, {"joint", pin, {}});
     for (const auto& [from, to] : {std::pair("angle", "angle"), {"twist", "flexion"}, {"swing", "swing"}}) {
         connect({"joint", from, {}}, {"degrees", to, {}});
         connect({"degrees", to, {}}, {"result", to, {}});
     }
     connect({"joint", "relative", {}}, {"result", "relative", {}});
-    applySettings(mistakes);
 }
 
 void JointLayout::addSegment(std::size_t unit, const SegmentAlignment& alignment) {
@@ -96,9 +108,13 @@ void JointLayout::addSegment(std::size_t unit, const SegmentAlignment& alignment
     connect({segments_[unit], "segment", {}}, {"pairs", kAttitudePins[unit], {}});
 }
 
-/// Samples of both at one time, whatever their rates and clocks are.
-void JointLayout::addPairs() {
-    set(add("pairs", RecordingIO::FilterResampler::kTypeName), "Clock", kAttitudePins[0]);
+/// Samples of both at one time, whatever their rates and clocks are.  @param rate 0: at the times of D
+void JointLayout::addPairs(double rate) {
+    FilterEntry& pairs = add("pairs", RecordingIO::FilterResampler::kTypeName);
+    if (rate > 0.0)
+        set(pairs, "Rate", numberText(rate), options_.outputRate > 0.0 ? "--output-rate" : "--rate");
+    else
+        set(pairs, "Clock", kAttitudePins[0]);
 }
 
 /// One that names no filter goes to both estimators or both recordings, where they have such a property.

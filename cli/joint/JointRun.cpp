@@ -65,7 +65,8 @@ void JointRun::requireOptions() const {
                                           {"--reference", !options_.reference.empty()},
                                           {"--movement", !options_.movement.empty()},
                                           {"--align", options_.alignment != "auto"},
-                                          {"--as", options_.form != AttitudeForm::kQuaternion}}) {
+                                          {"--as", options_.form != AttitudeForm::kQuaternion},
+                                          {"--frame", !options_.frame.empty()}}) {
         if (isGiven)
             throw UsageError(std::string(option) + " is about the attitude of one unit: not with --joint");
     }
@@ -173,7 +174,8 @@ JointFinding JointRun::survey() {
 void JointRun::writeAngles(const JointFinding& finding) {
     Stage stage(options_, units_, estimator_);
     const JointLayout::Schemas schemas = stage.open();
-    stage.layout.completeResult(schemas, finding.alignment, finding.pose.has_value(), stage.mistakes);
+    stage.layout.completeResult(
+        schemas, {finding.alignment, finding.pose.has_value(), finding.hinge.has_value()}, stage.mistakes);
     stage.build();
     std::vector<FileUse> written;
     if (!options_.saveLayout.empty())

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 
+#include "attitude/rotation/Angles.h"
 #include "attitude/rotation/QuaternionAlgebra.h"
 
 namespace Kavelin::OrientationInternal {
@@ -25,29 +27,48 @@ std::vector<InEarth> inEarth(const std::vector<JointSample>& samples, const Hing
     return turned;
 }
 
-/// One of the two ways in which the axes may go together.
-struct Trial {
-    double heading = 0.0;
-    double agreement = 0.0;  // mean cosine between the axes
-    double across = 0.0;     // share
-};
+using Span = std::span<const InEarth>;
 
-Trial tryPairing(const std::vector<InEarth>& samples, double sign) {
-    Trial trial;
+/// The turn of G about the vertical that brings the axes of these samples together best.
+double bestHeading(Span samples, double sign) {
     double sine = 0.0, cosine = 0.0;
     for (const InEarth& sample : samples) {
         sine += sign * (sample.axis_g.x() * sample.axis_d.y() - sample.axis_g.y() * sample.axis_d.x());
         cosine += sign * (sample.axis_g.x() * sample.axis_d.x() + sample.axis_g.y() * sample.axis_d.y());
     }
-    trial.heading = std::atan2(sine, cosine);
-    const Quaternion turn = headingTurn(trial.heading);
-    double agreement = 0.0, across = 0.0, whole = 0.0;
-    for (const InEarth& sample : samples) {
-        agreement += sign * sample.axis_d.dot(rotate(turn, sample.axis_g));
-        const Vector3 relative = sample.rate_d - rotate(turn, sample.rate_g);
-        across += relative.cross(sample.axis_d).squaredNorm();
-        whole += relative.squaredNorm();
+    return std::atan2(sine, cosine);
+}
+
+/// One of the two ways in which the axes may go together.
+struct Trial {
+    double heading = 0.0;
+    double drift = 0.0;      // of the heading, greatest less smallest
+    double agreement = 0.0;  // mean cosine between the axes
+    double across = 0.0;     // share
+};
+
+/// In parts, each with a heading of its own, as headings without a field drift.
+Trial tryPairing(const std::vector<InEarth>& samples, double sign) {
+    constexpr std::size_t kMostParts = 16, kFewestInPart = 100;
+    const std::size_t parts = std::clamp<std::size_t>(samples.size() / kFewestInPart, 1, kMostParts);
+    Trial trial{.heading = bestHeading(samples, sign)};
+    double agreement = 0.0, across = 0.0, whole = 0.0, smallest = 0.0, greatest = 0.0;
+    for (std::size_t part = 0; part < parts; ++part) {
+        const std::size_t begin = part * samples.size() / parts, end = (part + 1) * samples.size() / parts;
+        const Span some = Span(samples).subspan(begin, end - begin);
+        const double heading = bestHeading(some, sign);
+        const double off = wrapped(heading - trial.heading);
+        smallest = std::min(smallest, off);
+        greatest = std::max(greatest, off);
+        const Quaternion turn = headingTurn(heading);
+        for (const InEarth& sample : some) {
+            agreement += sign * sample.axis_d.dot(rotate(turn, sample.axis_g));
+            const Vector3 relative = sample.rate_d - rotate(turn, sample.rate_g);
+            across += relative.cross(sample.axis_d).squaredNorm();
+            whole += relative.squaredNorm();
+        }
     }
+    trial.drift = greatest - smallest;
     trial.agreement = agreement / static_cast<double>(samples.size());
     trial.across = whole > 0.0 ? std::sqrt(across / whole) : 0.0;
     return trial;
@@ -96,6 +117,7 @@ HingePairing pairHingeAxes(const std::vector<JointSample>& samples, const HingeA
     }
     const Trial& chosen = pairing.isOpposite ? opposite : same;
     pairing.heading = chosen.heading;
+    pairing.drift = chosen.drift;
     pairing.disagreement = std::acos(std::clamp(chosen.agreement, -1.0, 1.0));
     pairing.across = chosen.across;
     return pairing;

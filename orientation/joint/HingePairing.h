@@ -14,6 +14,7 @@ struct HingePairing {
     bool isCertain = false;
     /// rad; turns the attitudes of G about the vertical so that both axes have one heading, on average.
     double heading = 0.0;
+    double drift = 0.0;         ///< rad; by how much that changes over the motion
     double disagreement = 0.0;  ///< rad, RMS angle between the axes then, in the earth frame
     double across = 0.0;        ///< share of the relative rate that is not about the axis, 0 to 1
 

@@ -25,6 +25,7 @@ struct Recordings {
     double shift_g = 0.0;   // s, of its samples
     bool hasField = true;
     double tilt = 0.0;  // rad, of the hinge against the horizon at the start
+    double bend = 0.0;  // rad, by which the field at G is turned from 12 s on
 };
 
 constexpr double kSeconds = 40.0;
@@ -58,7 +59,9 @@ void write(const TemporaryFolder& folder, const std::string& name, const Recordi
         text += fmt::format("{:.4f}", t);
         add(unit.acc, 0.0, 0.03);
         add(unit.rate, bias, 0.003);
-        if (wanted.hasField) add(unit.field, 0.0, 0.3);
+        const Vector3d up = unit.R_earth_sensor.transpose() * Vector3d::UnitZ();
+        const double bend = isG && t > 12.0 ? wanted.bend : 0.0;
+        if (wanted.hasField) add(AngleAxisd(bend, up) * unit.field, 0.0, 0.3);
         text += "\n";
     }
     folder.write(name, text);
@@ -127,6 +130,7 @@ TEST_F(JointRunTest, MeasuresAHingeWithinADegreeOrTwo) {
     const Row rows[] = {
         {"same stamps", {}, false, 4000, 1.0},
         {"a rate and a clock of its own", {.rate_g = 60.0, .shift_g = 0.0037}, false, 3990, 1.0},
+        {"a field that differs at G by 40 degrees", {.bend = 0.7}, false, 4000, 3.5},
         {"no field", {.hasField = false, .tilt = 0.5}, false, 4000, 2.0},
     };
     for (const Row& row : rows) {
