@@ -11,10 +11,11 @@
 
 namespace Kavelin::Cli {
 
-FilterEntry& EstimatorChain::addRecording(const ChainNames& chain, const std::string& path) {
+void EstimatorChain::addRecording(const ChainNames& chain, const std::string& path,
+                                  const std::string& sensor) {
     FilterEntry& recording = add(chain.recording, RecordingIO::FilterCsvReader::kTypeName);
     set(recording, "Format", options_.format, "--format '" + options_.format + "'");
-    set(recording, "Sensor", options_.sensor, "--sensor '" + options_.sensor + "'");
+    set(recording, "Sensor", sensor, (options_.sensor.empty() ? "--joint '" : "--sensor '") + sensor + "'");
     set(recording, "Dialect", options_.dialect, "--dialect \"" + options_.dialect + "\"");
     set(recording, "Axes", options_.axes, "--axes \"" + options_.axes + "\"");
     set(recording, "Mapping", options_.mapping, "--map \"" + options_.mapping + "\"");
@@ -24,7 +25,6 @@ FilterEntry& EstimatorChain::addRecording(const ChainNames& chain, const std::st
     set(recording, "Together", estimator_.pinsTakenTogether());
     if (estimator_.pairsInputs()) set(recording, "Repeat", "3m");
     set(recording, "File Name", literal(path), "RECORDING");
-    return recording;
 }
 
 void EstimatorChain::feedEstimator(const ChainNames& chain, const RecordingIO::Schema& schema) {

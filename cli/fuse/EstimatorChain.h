@@ -31,7 +31,8 @@ protected:
         : LayoutDraft(layout, description, options.plugins), options_(options), estimator_(estimator) {}
 
     /// The filter that reads, with the options that concern it.  @param path as the user wrote it
-    FilterEntry& addRecording(const ChainNames& chain, const std::string& path);
+    /// @param sensor of several in the recording; empty: it holds one
+    void addRecording(const ChainNames& chain, const std::string& path, const std::string& sensor);
     /// Connects what the recording holds with what the estimator takes.
     void feedEstimator(const ChainNames& chain, const RecordingIO::Schema& schema);
     /// Adds the verdict, where the attitude can be judged.

@@ -70,7 +70,7 @@ FuseLayout::FuseLayout(const FuseOptions& options, const Estimator& estimator, M
     : EstimatorChain("fuse", "kavelin fuse " + options.recording + " --filter " + options.type, options,
                      estimator),
       settings_(options.settings) {
-    addRecording(chain_, options.recording);
+    addRecording(chain_, options.recording, options.sensor);
     add("estimator", options.type);
     applySettings(mistakes);
 }

@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-
 #include "attitude/rotation/AngleConstants.h"
 #include "cli/fuse/FuseLayout.h"
 #include "io/FilterCsvReader.h"
@@ -43,13 +41,7 @@ JointLayout::JointLayout(const FuseOptions& options, const JointUnits& units, co
       segments_{"segment_" + units[0].name, "segment_" + units[1].name},
       settings_(options.settings) {
     for (const std::size_t unit : {0U, 1U}) {
-        FilterEntry& recording = addRecording(chains_[unit], units[unit].recording);
-        if (!units[unit].sensor.empty()) {
-            set(recording, "Sensor", units[unit].sensor, "--joint");
-            // The file is looked into when its name is set.
-            std::rotate(recording.properties.begin(), recording.properties.end() - 1,
-                        recording.properties.end());
-        }
+        addRecording(chains_[unit], units[unit].recording, units[unit].sensor);
         add(chains_[unit].estimator, options.type);
     }
     applySettings(mistakes);

@@ -32,6 +32,18 @@ bool isCalled(const std::string& recording, const std::string& name) {
     return stemOf(recording) == name || folderOf(recording) == name;
 }
 
+/// The file or folder of that name, without ending, in a folder; empty unless there is just one.
+std::string entryCalled(const std::string& folder, const std::string& name) {
+    std::string found;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+        if (stemOf(entry.path().string()) != name) continue;
+        if (!found.empty()) return {};
+        found = entry.path().string();
+    }
+    return found;
+}
+
 std::array<std::string, 2> namesIn(const std::string& joint) {
     const std::size_t colon = joint.find(':');
     const bool isPair = colon != std::string::npos && joint.find(':', colon + 1) == std::string::npos;
@@ -64,6 +76,10 @@ JointUnits jointUnits(const std::string& joint, const std::vector<std::string>& 
             (recording == "-" ? std::string("standard input") : recording) +
             ": --joint reads each recording twice, first for the pose and the axis; a pipe can be read only "
             "once: write it into a file first");
+    }
+    if (recordings.size() == 1 && std::filesystem::is_directory(recordings[0])) {
+        const std::string d = entryCalled(recordings[0], names[0]), g = entryCalled(recordings[0], names[1]);
+        if (!d.empty() && !g.empty()) return {{{names[0], d, {}}, {names[1], g, {}}}};
     }
     if (recordings.size() == 1)
         return {{{names[0], recordings[0], names[0]}, {names[1], recordings[0], names[1]}}};

@@ -33,7 +33,7 @@ struct PoseInterval {
     std::string text;  ///< as the user wrote it
 };
 
-/// Reads "thigh:shank": with one recording, two sensors in it; with two, their file names without folder and
+/// Reads "thigh:shank": with one recording, two sensors in it, or two recordings in a folder; with two, their file names without folder and
 /// ending, or the names of their folders, in either order.  @throws UsageError
 JointUnits jointUnits(const std::string& joint, const std::vector<std::string>& recordings);
 

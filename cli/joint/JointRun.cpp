@@ -66,7 +66,8 @@ void JointRun::requireOptions() const {
                                           {"--movement", !options_.movement.empty()},
                                           {"--align", options_.alignment != "auto"},
                                           {"--as", options_.form != AttitudeForm::kQuaternion},
-                                          {"--frame", !options_.frame.empty()}}) {
+                                          {"--frame", !options_.frame.empty()},
+                                          {"--sensor", !options_.sensor.empty()}}) {
         if (isGiven)
             throw UsageError(std::string(option) + " is about the attitude of one unit: not with --joint");
     }
