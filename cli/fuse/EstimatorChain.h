@@ -15,10 +15,12 @@ struct ChainNames {
     std::string estimator = "estimator";
     std::string columns = "columns";  ///< turns rows where the estimator wants columns
     std::string verdict = "verdict";
+    std::string clock = "clock";  ///< brings sensors with clocks of their own onto one
 
     /// "recording_thigh" and so on.
     static ChainNames of(const std::string& sensor) {
-        return {"recording_" + sensor, "estimator_" + sensor, "columns_" + sensor, "verdict_" + sensor};
+        return {"recording_" + sensor, "estimator_" + sensor, "columns_" + sensor, "verdict_" + sensor,
+                "clock_" + sensor};
     }
 };
 
@@ -33,13 +35,21 @@ protected:
     /// The filter that reads, with the options that concern it.  @param path as the user wrote it
     /// @param sensor of several in the recording; empty: it holds one
     void addRecording(const ChainNames& chain, const std::string& path, const std::string& sensor);
-    /// Connects what the recording holds with what the estimator takes.
+    /// Where the samples of a sensor come from, at times that the rates have too.
+    Target sensor(const ChainNames& chain, const std::string& pin) const;
+    /// Whether a round brings one sample at most, so that it need not be copied.
+    bool isLent(const ChainNames& chain) const { return !hasFilter(chain.clock.c_str()); }
+    /// Connects what the recording holds with what the estimator takes. First, so that the others find their
+    /// sensors.
     void feedEstimator(const ChainNames& chain, const RecordingIO::Schema& schema);
     /// Adds the verdict, where the attitude can be judged.
     void addVerdict(const ChainNames& chain, const RecordingIO::Schema& schema);
 
     const FuseOptions& options_;
     const Estimator& estimator_;
+
+private:
+    void addClock(const ChainNames& chain, const RecordingIO::Schema& schema);
 };
 
 }  // namespace Kavelin::Cli

@@ -102,7 +102,7 @@ void FuseLayout::feedEstimator(const Schema& schema) {
     FilterEntry& stamps = add("stamps", RecordingIO::FilterSampleHold::kTypeName);
     set(stamps, "Clock", clock);
     set(stamps, "Repeat", "0");
-    connect({"recording", clock, {}}, {"stamps", clock, {}});
+    connect(sensor(chain_, clock), {"stamps", clock, {}});
     connect(attitude_, {"stamps", "attitude", {}});
     for (const std::string& flag : estimator_.flagPins)
         connect({"estimator", flag, {}}, {"stamps", flag, {}});
@@ -125,15 +125,15 @@ void FuseLayout::addQuality(const Schema& schema) {
     const bool hasRate = schema.find("3g") != nullptr;
     if (hasRate && !hasLimit) {
         add("range", RecordingIO::FilterRangeShare::kTypeName);
-        connect({"recording", "3g", {}}, {"range", "3g", {}}, true);
+        connect(sensor(chain_, "3g"), {"range", "3g", {}}, isLent(chain_));
     }
     FilterEntry& quality = add("quality", kQualityType);
     if (!hasLimit) set(quality, "SaturationGyro", kAlmostAll);
     for (const char* pin : {"3a", "3m"})
-        if (schema.find(pin)) connect({"recording", pin, {}}, {"quality", pin, {}}, true);
+        if (schema.find(pin)) connect(sensor(chain_, pin), {"quality", pin, {}}, isLent(chain_));
     if (!hasRate) return;
-    connect(hasLimit ? Target{"recording", "3g", {}} : Target{"range", "share", {}}, {"quality", "3g", {}},
-            true);
+    connect(hasLimit ? sensor(chain_, "3g") : Target{"range", "share", {}}, {"quality", "3g", {}},
+            isLent(chain_));
 }
 
 void FuseLayout::addStaticMode(const Schema& schema) {
@@ -141,19 +141,19 @@ void FuseLayout::addStaticMode(const Schema& schema) {
     extras_.push_back({"Score", 10});
     const bool hasField = schema.find("3m") != nullptr;
     const bool holds = hasField && schema.find("3a");
-    const char* source = "recording";
+    std::string source = sensor(chain_, "3a").filter;
     if (holds) {
         // A score takes both sensors, and its reference at the first call needs both, though the magnetometer
         // may be slower.
         set(add(source = "held", RecordingIO::FilterSampleHold::kTypeName), "Clock", "3a");
-        for (const char* pin : {"3a", "3m"}) connect({"recording", pin, {}}, {"held", pin, {}}, true);
+        for (const char* pin : {"3a", "3m"}) connect(sensor(chain_, pin), {"held", pin, {}}, isLent(chain_));
     }
     FilterEntry& mode = add("static", kStaticType);
     // A missing sensor does not contradict rest.
     if (!hasField)
         for (const char* use : {"UseMag", "UseCosGB"}) set(mode, use, "0");
     for (const char* pin : {"3a", "3m"})
-        if (schema.find(pin)) connect({source, pin, {}}, {"static", pin, {}}, true);
+        if (schema.find(pin)) connect({source, pin, {}}, {"static", pin, {}}, isLent(chain_));
 }
 
 void FuseLayout::addErrors(const Schema& schema, Alignment alignment) {
@@ -163,7 +163,7 @@ void FuseLayout::addErrors(const Schema& schema, Alignment alignment) {
     set(errors, "Movement File", literal(options_.movement), "--movement");
     if (options_.frame == "ned") set(errors, "Reference Frame", options_.frame, "--frame");
     if (options_.reference.empty() && schema.find("quat"))
-        connect({"recording", "quat", {}}, {"errors", "reference", {}});
+        connect(sensor(chain_, "quat"), {"errors", "reference", {}});
     connect(attitude_, {"errors", "attitude", {}});
 }
 
@@ -172,7 +172,7 @@ Target FuseLayout::addForm(const char* name, const Target& from, AttitudeForm fo
                            const std::string& frame) {
     set(add(name, RecordingIO::FilterAttitudeForm::kTypeName), "Frame", frame, "--frame " + frame);
     // A resampler may send several samples in one round.
-    connect(from, {name, "attitude", {}}, from.filter != "resample");
+    connect(from, {name, "attitude", {}}, from.filter != "resample" && isLent(chain_));
     const char* forms[] = {"quaternion", "matrix", "euler"};
     return {name, forms[static_cast<int>(form)], {}};
 }

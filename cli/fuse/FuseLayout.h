@@ -44,6 +44,7 @@ public:
     /// Where the attitude comes from, and the flags and scores at its times.
     const Target& attitude() const { return attitude_; }
     const std::vector<ResultWatch::Extra>& extras() const { return extras_; }
+    bool bringsOneSampleARound() const { return isLent(chain_); }
     /// Where an extra comes from.
     Target source(const std::string& extra) const;
     /// Hz, to which the result is resampled; 0 where its rows have the times of the recording's.

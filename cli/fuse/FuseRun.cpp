@@ -131,8 +131,10 @@ void FuseRun::watchResult() {
     const auto connect = [this](const Target& from, const std::string& to) {
         Core::Filter* filter = builder_.find(from.filter);
         Core::AbstractOutputPin* pin = filter ? filter->findOutputPin(from.element) : nullptr;
-        // It takes what a round brings in that round: lent, not copied.
-        if (pin) Core::connect(*pin, watch_->getInputPin(to), {.bufferSize = 1});
+        // It takes what a round brings in that round: lent, not copied, where that is one sample.
+        Core::ConnectionOptions lent;
+        if (layout_.bringsOneSampleARound()) lent.bufferSize = 1;
+        if (pin) Core::connect(*pin, watch_->getInputPin(to), lent);
     };
     connect(layout_.attitude(), "attitude");
     if (!options_.quiet || plot_ || !options_.summary.empty()) {

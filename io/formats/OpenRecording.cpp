@@ -134,7 +134,8 @@ std::vector<std::string> sensorsOf(const std::string& path, const OpenOptions& o
 bool isRecording(const std::string& path) {
     if (canBeReadOnlyOnce(path)) return true;
     const std::unique_ptr<FileTree> tree = FileTree::at(path);
-    return tree->files().size() == 1 || planOf(Sighting(*tree, {}), {}).has_value();
+    const OpenOptions options;
+    return tree->isSingleFile() || planOf(Sighting(*tree, options), {}).has_value();
 }
 
 }  // namespace Kavelin::RecordingIO

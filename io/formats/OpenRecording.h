@@ -25,7 +25,8 @@ std::unique_ptr<RowReader> openRecording(const std::string& path, const OpenOpti
 /// Names of the sensors of a recording; empty where it holds one.  Raises as openRecording.
 std::vector<std::string> sensorsOf(const std::string& path, const OpenOptions& options);
 
-/// Whether a folder or an archive is one recording, and not a collection of them.  Raises as openRecording.
+/// Whether a path is one recording: a single file, or a folder or an archive of a format that is known by name.
+/// Raises as openRecording.
 bool isRecording(const std::string& path);
 
 }  // namespace Kavelin::RecordingIO

@@ -16,6 +16,7 @@ std::optional<RecordingPlan> planNgimuFolder(const Sighting& sighting) {
             for (ColumnName& column : table.form.columns) {
                 if (column.raw.size() == 1) column = ColumnName(column.raw, "q" + column.raw);
             }
+            table.form.earth = TableForm::Earth::kNorthWestUp;
             sensor.tables.push_back(std::move(table));
         }
         plan.sensors.push_back(std::move(sensor));

@@ -34,6 +34,7 @@ std::optional<RecordingPlan> planXimu3Folder(const Sighting& sighting) {
                 if (folderOf(file) != sensor.name) continue;
                 TablePlan table = tablePlan(sighting, file);
                 nameColumns(table, quantity);
+                table.form.earth = TableForm::Earth::kNorthWestUp;
                 sensor.tables.push_back(std::move(table));
             }
         }

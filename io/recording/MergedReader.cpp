@@ -91,7 +91,8 @@ MergedReader::Next MergedReader::next() {
 void MergedReader::takeRow(const Source& source) {
     const Row& row = source.reader->row();
     row_.lost_ += row.lost();
-    if (row.together() != Row::Share::kNone) row_.together_ = row.together();
+    // Pins of tables with clocks of their own are never together.
+    if (sources_.size() == 1) row_.together_ = row.together();
     for (std::size_t i = 0; i < source.slots.size(); ++i) {
         if (source.slots[i] == kLeftOut) continue;
         Row::Slot& slot = row_.slots_[source.slots[i]];

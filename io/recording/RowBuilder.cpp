@@ -14,6 +14,9 @@ namespace Kavelin::RecordingIO {
 namespace {
 
 const double kMissing = -9999.0;  // in a whole vector: many loggers write it where they have no value
+const double kHalf = 0.70710678118654752;
+const Eigen::Quaterniond kEnuFromNwu(kHalf, 0.0, 0.0, kHalf);
+const Eigen::Quaterniond kEnuFromNed(0.0, kHalf, kHalf, 0.0);
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 bool contains(const std::vector<std::string>& names, const std::string& name) {
@@ -98,8 +101,7 @@ void RowBuilder::takeChannel(const Channel& channel, ChannelState& state, Row::S
     state.seen = true;
     double* value = row_.elements_.data() + slot.offset;
     double* const first = value;
-    if (channel.attitude != Channel::Attitude::kQuaternion || !channel.turn.empty())
-        return takeAttitude(channel, value);
+    if (channel.isTurned()) return takeAttitude(channel, value);
     if (channel.unit.isIdentity()) {
         for (const std::size_t column : channel.columns) *value++ = cells_[column];
     } else {
@@ -124,6 +126,8 @@ void RowBuilder::takeAttitude(const Channel& channel, double* value) const {
     } else {
         q = Eigen::Quaterniond(cell(0), cell(1), cell(2), cell(3));
     }
+    if (channel.earth == TableForm::Earth::kNorthWestUp) q = kEnuFromNwu * q;
+    if (channel.earth == TableForm::Earth::kNorthEastDown) q = kEnuFromNed * q;
     if (!channel.turn.empty())
         q = q * Eigen::Quaterniond(channel.turn[0], channel.turn[1], channel.turn[2], channel.turn[3]);
     const double elements[] = {q.w(), q.x(), q.y(), q.z()};

@@ -308,6 +308,7 @@ private:
             const std::array<double, 4> turn = turnOf(options_.axes.all);
             channel.turn.assign(turn.begin(), turn.end());
         }
+        if (channel.pin == "quat") channel.earth = form_.earth;
         const bool isSensor = channel.pin == "3a" || channel.pin == "3g" || channel.pin == "3m";
         const AxisChoice choice = options_.axes.of(channel.pin);
         if (!isSensor || channel.size() != 3 || choice == AxisChoice()) return;

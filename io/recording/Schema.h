@@ -30,10 +30,15 @@ struct Channel {
     Attitude attitude = Attitude::kQuaternion;
     /// w, x, y, z: what a quaternion is multiplied with on its right; empty: nothing.
     std::vector<double> turn;
+    TableForm::Earth earth = TableForm::Earth::kEastNorthUp;  ///< what the file's quaternion is relative to
     /// Which clock its rows follow: channels of one clock come in the same rows.
     std::size_t clock = 0;
 
     std::size_t size() const { return rows * cols; }
+    /// Whether its orientations are not quaternions that can be sent as they stand.
+    bool isTurned() const {
+        return attitude != Attitude::kQuaternion || !turn.empty() || earth != TableForm::Earth::kEastNorthUp;
+    }
 };
 
 /// What a recording's header line means.

@@ -51,6 +51,9 @@ struct TableForm {
         std::string unit;  ///< of angles: "deg"
     };
     std::optional<Attitude> attitude;
+    /// What the orientations are relative to: x, y, z of the earth frame.
+    enum class Earth { kEastNorthUp, kNorthWestUp, kNorthEastDown };
+    Earth earth = Earth::kEastNorthUp;
 
     /// What was decided, where it is not the plain case: "semicolon", "decimal comma", "units in line 3".
     std::vector<std::string> decisions;
