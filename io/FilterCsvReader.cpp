@@ -176,7 +176,13 @@ std::vector<std::string> FilterCsvReader::runErrors() const {
 
 std::vector<std::string> FilterCsvReader::runNotes() const {
     if (!isOpen()) return {};
-    return stream_->statistics().warnings(stream_->recording().schema());
+    const Schema& schema = stream_->recording().schema();
+    std::vector<std::string> notes = stream_->statistics().warnings(schema);
+    std::vector<std::string> decisions = schema.decisions;
+    if (const std::uint64_t lost = stream_->statistics().lost(); lost > 0)
+        decisions.push_back(counted(lost, "packet") + " lost");
+    if (!decisions.empty()) notes.insert(notes.begin(), "read as: " + listed(decisions, decisions.size()));
+    return notes;
 }
 
 bool FilterCsvReader::isOpen() const { return stream_ && stream_->isUsable(); }

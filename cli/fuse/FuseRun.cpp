@@ -183,6 +183,13 @@ void FuseRun::tellWhatIsWrong() {
     if (2 * unused > rows) {
         errors.push_back(fmt::format("most rows could not be used: {} of {}", unused, rows));
     }
+    if (statistics().gravitySign().isAgainstAttitude() && options_.frame != "ned") {
+        errors.emplace_back(
+            "its own orientation makes the acceleration point down at rest: is the orientation relative to "
+            "North-East-Down (then say --frame ned), or has the acceleration the opposite sign (--axes \"3a "
+            "= "
+            "inverted\")?");
+    }
     for (std::string& error : errors) error.insert(0, options_.recording + ": ");
     if (builder_.find("errors")) {
         for (const std::string& error : part<RecordingIO::RunParticipant>("errors").runErrors())

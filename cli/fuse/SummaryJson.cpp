@@ -163,6 +163,8 @@ std::string summaryJson(const FuseSummary& summary, int status) {
                  {"status", status},
                  {"attitudes", summary.watch.attitudes()},
                  {"rows", rowsJson(summary)},
+                 {"readAs", summary.schema.decisions},
+                 {"packetsLost", summary.statistics.lost()},
                  {"resampledTo", summary.outputRate > 0.0 ? Json(summary.outputRate) : Json()},
                  {"channels", channelsJson(summary)},
                  {"flags", flagsJson(summary)},

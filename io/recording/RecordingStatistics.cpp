@@ -21,14 +21,15 @@ const double kGreatestMeanForce = 60.0;    // m/s^2
 const double kBeyondGyroscopes = 40.0;     // rad/s, root mean square: whatever the declared unit
 const double kLongestStep = 2.0;           // s, of a recording that has rates
 const double kShortestStep = 1e-5;         // s
+const double kClearlyUpwards = -20.0;      // degrees, of the field's dip
 const std::uint64_t kFewestRows = 10;      // to judge by their usual step
 const std::uint64_t kEnoughRows = 20;      // for more than a suspicion
 
-/// Index of the channel with three elements for a pin; the number of channels where there is none.
-std::size_t vectorIndexOf(const Schema& schema, std::string_view pin) {
-    const auto found =
-        std::find_if(schema.channels.begin(), schema.channels.end(),
-                     [pin](const Channel& channel) { return channel.pin == pin && channel.size() == 3; });
+/// Index of the channel with so many elements for a pin; the number of channels where there is none.
+std::size_t indexOf(const Schema& schema, std::string_view pin, std::size_t size) {
+    const auto found = std::find_if(
+        schema.channels.begin(), schema.channels.end(),
+        [pin, size](const Channel& channel) { return channel.pin == pin && channel.size() == size; });
     return static_cast<std::size_t>(found - schema.channels.begin());
 }
 
@@ -44,8 +45,10 @@ double RecordingStatistics::ChannelCount::rootMeanSquare() const {
 
 RecordingStatistics::RecordingStatistics(const Schema& schema)
     : channels_(schema.channels.size()),
-      accelerationIndex_(vectorIndexOf(schema, "3a")),
-      rateIndex_(vectorIndexOf(schema, "3g")),
+      accelerationIndex_(indexOf(schema, "3a", 3)),
+      rateIndex_(indexOf(schema, "3g", 3)),
+      fieldIndex_(indexOf(schema, "3m", 3)),
+      attitudeIndex_(indexOf(schema, "quat", 4)),
       stepIndex_(schema.channels.size()) {
     // Tables with clocks of their own have rows between each other's.
     const bool hasClocks =
@@ -82,15 +85,26 @@ void RecordingStatistics::add(const Row& row) {
     }
     if (rateIndex_ < channels_.size() && row.isMeasured(rateIndex_))
         clipping_.add(Eigen::Vector3d(row.values(rateIndex_)));
-    const std::size_t both = std::max(accelerationIndex_, rateIndex_);
-    if (both >= channels_.size()) return;
+    if (accelerationIndex_ >= channels_.size()) return;
     const bool isMeasured = row.isMeasured(accelerationIndex_);
     if (isMeasured) acceleration_ = Eigen::Vector3d(row.values(accelerationIndex_));
+    watchGravity(row);
+    if (rateIndex_ >= channels_.size()) return;
     // With a clock of its own, the acceleration is the newest one.
     if (!row.isMeasured(rateIndex_) || (!isMeasured && stepIndex_ >= channels_.size()) ||
         !acceleration_.allFinite())
         return;
     rates_.add(time, acceleration_, Eigen::Vector3d(row.values(rateIndex_)));
+}
+
+/// Against the newest acceleration.
+void RecordingStatistics::watchGravity(const Row& row) {
+    if (!acceleration_.allFinite()) return;
+    if (fieldIndex_ < channels_.size() && row.isMeasured(fieldIndex_))
+        gravity_.addField(acceleration_, Eigen::Vector3d(row.values(fieldIndex_)));
+    if (attitudeIndex_ >= channels_.size() || !row.isMeasured(attitudeIndex_)) return;
+    const double* q = row.values(attitudeIndex_);
+    gravity_.addAttitude(acceleration_, {q[0], q[1], q[2], q[3]});
 }
 
 double RecordingStatistics::rate() const {
@@ -127,6 +141,7 @@ std::vector<std::string> RecordingStatistics::warnings(const Schema& schema) con
                             mean));
         }
     }
+    warnOfGravity(out);
     warnOfSteps(out);
     if (rows_ < kEnoughRows) {
         for (const std::string& suspicion : suspicions(schema)) out.push_back(suspicion);
@@ -151,6 +166,16 @@ void RecordingStatistics::warnOfChannels(std::vector<std::string>& out) const {
             out.push_back(pin + ": in " + counted(channel.repeated, "row") +
                           " without a value its last one was repeated");
         }
+    }
+}
+
+void RecordingStatistics::warnOfGravity(std::vector<std::string>& out) const {
+    if (const double dip = gravity_.dip(); dip < kClearlyUpwards) {
+        out.push_back(fmt::format(
+            "the field points up by {:.0f} degrees, if the acceleration points up at rest: right in the "
+            "southern "
+            "hemisphere; in the northern, the acceleration has the opposite sign: 3a = inverted (--axes)",
+            -dip));
     }
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "io/recording/ClipWatch.h"
+#include "io/recording/GravitySign.h"
 #include "io/recording/RateCheck.h"
 #include "io/recording/Row.h"
 #include "io/recording/Schema.h"
@@ -48,6 +49,7 @@ public:
     std::uint64_t completeRows() const { return completeRows_; }
     /// Packets that a counter in the recording misses.
     std::uint64_t lost() const { return lost_; }
+    const GravitySign& gravitySign() const { return gravity_; }
     double seconds() const { return rows_ > 1 ? lastTime_ - firstTime_ : 0.0; }
     double rate() const;
     const StepMonitor& steps() const { return steps_; }
@@ -71,11 +73,15 @@ private:
     std::string aboutTime(const Schema& schema) const;
     std::string aboutForce(const Schema& schema, const ChannelCount& force) const;
     void warnOfChannels(std::vector<std::string>& out) const;
+    void watchGravity(const Row& row);
+    void warnOfGravity(std::vector<std::string>& out) const;
     void warnOfSteps(std::vector<std::string>& out) const;
 
     std::vector<ChannelCount> channels_;
     std::size_t accelerationIndex_;
     std::size_t rateIndex_;
+    std::size_t fieldIndex_;
+    std::size_t attitudeIndex_;
     std::size_t stepIndex_;  // the channel whose steps are watched; none of them: all rows
     std::uint64_t rows_ = 0;
     std::uint64_t lost_ = 0;
@@ -87,6 +93,7 @@ private:
     StepMonitor steps_;
     RateCheck rates_;
     ClipWatch clipping_;
+    GravitySign gravity_;
 };
 
 }  // namespace Kavelin::RecordingIO
