@@ -29,13 +29,14 @@ std::string defaultType() {
 
 /// Several recordings, or a folder of them or for their results.
 bool isBatch(const BatchOptions& batch, const FuseOptions& options) {
-    return batch.recordings.size() != 1 || isFolderOfRecordings(batch.recordings[0]) ||
+    return batch.allSensors || batch.recordings.size() != 1 || isFolderOfRecordings(batch.recordings[0]) ||
            options.output.ends_with('/') || isFolder(options.output);
 }
 
 void requireNoBatch(const BatchOptions& batch, const std::string& why) {
-    for (const auto& [option, isGiven] :
-         {std::pair("--resume", batch.resume), {"--kind", !batch.kind.empty()}})
+    for (const auto& [option, isGiven] : {std::pair("--resume", batch.resume),
+                                          {"--kind", !batch.kind.empty()},
+                                          {"--all-sensors", batch.allSensors}})
         if (isGiven) throw UsageError(std::string(option) + " " + why);
 }
 
@@ -154,6 +155,8 @@ void addRecordingOptions(CLI::App& command, FuseOptions& options) {
 
 void addBatchOptions(CLI::App& command, BatchOptions& batch) {
     const std::string group = "Several recordings";
+    command.add_flag("--all-sensors", batch.allSensors, "A result of each sensor of a recording")
+        ->group(group);
     command.add_option("--kind", batch.kind, "Ending of the results' names")
         ->check(CLI::IsMember({"csv", "sto", "mat", "npz", "npy"}).description(""))
         ->type_name("csv|sto|mat|npz|npy")

@@ -29,6 +29,7 @@ struct RunFigures {
 /// One recording of a batch after its run.
 struct BatchEntry {
     std::string recording;
+    std::string sensor;  ///< of several in the recording; empty: it holds one
     std::string result;  ///< path; empty: none
     RunEnd end = RunEnd::kNotRun;
     bool isKept = false;  ///< the result of an earlier run, which still holds

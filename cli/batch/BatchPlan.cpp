@@ -1,5 +1,6 @@
 #include "cli/batch/BatchPlan.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -23,12 +24,24 @@ fs::path real(const fs::path& path) {
 
 std::string told(const std::string& path) { return "'" + printable(path) + "'"; }
 
+/// "walk", or "walk_left_foot" of one of its sensors.
+std::string resultStem(const BatchItem& item) {
+    std::string stem = stemOf(item.recording);
+    if (item.sensor.empty()) return stem;
+    std::string sensor = item.sensor;
+    const auto isOdd = [](char c) {
+        return c == '/' || (static_cast<unsigned char>(c) <= 0x20) || c == '\\';
+    };
+    std::replace_if(sensor.begin(), sensor.end(), isOdd, '_');
+    return stem + "_" + sensor;
+}
+
 void nameResults(std::vector<BatchItem>& items, const std::string& ending) {
     std::map<std::string, int> uses;
-    for (const BatchItem& item : items) ++uses[stemOf(item.recording)];
+    for (const BatchItem& item : items) ++uses[resultStem(item)];
     std::map<std::string, std::string> owners;
     for (BatchItem& item : items) {
-        const std::string stem = stemOf(item.recording);
+        const std::string stem = resultStem(item);
         const std::string folder = real(item.recording).parent_path().filename().string();
         item.result = (uses[stem] > 1 && !folder.empty() ? folder + "/" : "") + stem + ending;
         const auto [owner, isNew] = owners.emplace(item.result, item.recording);
@@ -70,12 +83,16 @@ void requireApart(const std::string& option, const std::string& file, const std:
 }
 
 std::vector<BatchItem> planBatch(const std::vector<std::string>& recordings, const std::string& folder,
-                                 const std::string& ending) {
+                                 const std::string& ending, const SensorNames& sensorNames) {
     std::vector<BatchItem> items;
     std::set<fs::path> seen;
     for (const std::string& path : recordings) {
-        for (std::string& recording : recordingsIn(path))
-            if (seen.insert(real(recording)).second) items.push_back({std::move(recording), {}});
+        for (const std::string& recording : recordingsIn(path)) {
+            if (!seen.insert(real(recording)).second) continue;
+            const std::vector<std::string> sensors = sensorNames(recording);
+            for (const std::string& sensor : sensors) items.push_back({recording, sensor, {}});
+            if (sensors.empty()) items.push_back({recording, {}, {}});
+        }
     }
     nameResults(items, ending);
     requireOwnFiles(items, folder);

@@ -20,6 +20,7 @@
 #include "cli/batch/ResultState.h"
 #include "cli/batch/WorkFolder.h"
 #include "cli/fuse/FuseRun.h"
+#include "io/formats/OpenRecording.h"
 #include "io/recording/ResultFile.h"
 #include "io/recording/Text.h"
 
@@ -66,6 +67,15 @@ std::string crashText(const ChildEnd& end) {
     return fmt::format("the run was ended by signal {} ({})", end.signal, ::strsignal(end.signal));
 }
 
+RecordingIO::OpenOptions sensorOptions(const FuseOptions& fuse) {
+    RecordingIO::OpenOptions options;
+    options.format = fuse.format;
+    options.mapping = fuse.mapping;
+    options.rate = fuse.rate;
+    options.dialect = RecordingIO::parseDialect(fuse.dialect);
+    return options;
+}
+
 /// A line of a run's messages, with the recording's name in front and without the program's.
 std::string named(std::string line, const std::string& recording) {
     const std::string program = "kavelin: ";
@@ -83,7 +93,8 @@ std::string named(std::string line, const std::string& recording) {
 BatchRun::BatchRun(BatchOptions options, FuseOptions fuse, CommandContext& context)
     : options_(std::move(options)), fuse_(std::move(fuse)), context_(context) {
     requireUsable();
-    items_ = planBatch(options_.recordings, fuse_.output, ending());
+    items_ = planBatch(options_.recordings, fuse_.output, ending(),
+                       [this](const std::string& recording) { return sensorNames(recording); });
     requireNotOthers();
     if (!fuse_.summary.empty()) requireApart("--summary", fuse_.summary, items_, fuse_.output);
     work_ = std::make_unique<WorkFolder>((fs::path(fuse_.output) / kStateFolder).string());
@@ -96,6 +107,15 @@ std::string BatchRun::ending() const {
     if (fuse_.isSto && !options_.kind.empty() && options_.kind != "sto")
         throw UsageError("--kind " + options_.kind + ": --as sto writes .sto files");
     return "." + (options_.kind.empty() ? fuse_.isSto ? "sto" : "csv" : options_.kind);
+}
+
+std::vector<std::string> BatchRun::sensorNames(const std::string& recording) const {
+    if (!options_.allSensors) return {};
+    try {
+        return RecordingIO::sensorsOf(recording, sensorOptions(fuse_));
+    } catch (const Poco::Exception&) {
+        return {};  // its run says what is wrong with it
+    }
 }
 
 /// What would be wrong with every run.
@@ -147,6 +167,7 @@ FuseOptions BatchRun::optionsOf(std::size_t item) const {
     const fs::path folder = fs::path(work_->path()) / std::to_string(item);
     FuseOptions one = fuse_;
     one.recording = items_[item].recording;
+    if (!items_[item].sensor.empty()) one.sensor = items_[item].sensor;
     one.output = (folder / fs::path(items_[item].result).filename()).string();
     one.summary = (folder / "summary").string();
     if (!fuse_.plot.empty()) one.plot = fs::path(one.output).replace_extension(fuse_.plot).string();
@@ -186,6 +207,7 @@ void BatchRun::run() {
             entries_[i] = *held;
         else
             tasks.push_back(i);
+        entries_[i].sensor = items_[i].sensor;
     }
     ended_ = items_.size() - tasks.size();
     const Interruption caught;
@@ -310,6 +332,7 @@ void BatchRun::writeSummary() const {
         const bool hasSummary = entry.end == RunEnd::kDone || entry.end == RunEnd::kErrors;
         all.push_back(
             {{"recording", entry.recording},
+             {"sensor", entry.sensor.empty() ? Json() : Json(entry.sensor)},
              {"result", entry.result.empty() ? Json() : Json(entry.result)},
              {"end", endName(entry.end)},
              {"kept", entry.isKept},

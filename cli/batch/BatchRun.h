@@ -18,10 +18,11 @@ class WorkFolder;
 
 struct BatchOptions {
     std::vector<std::string> recordings;  ///< files and folders of files
-    std::string kind;      ///< ending of the results' names, without its dot; empty: what suits
-    std::size_t jobs = 0;  ///< recordings at a time; 0: as many as there are processors
-    bool resume = false;   ///< keep the results that still hold
-    std::string text;      ///< what shapes a result, to be compared at a resume
+    std::string kind;         ///< ending of the results' names, without its dot; empty: what suits
+    std::size_t jobs = 0;     ///< recordings at a time; 0: as many as there are processors
+    bool allSensors = false;  ///< a result of each sensor of a recording
+    bool resume = false;      ///< keep the results that still hold
+    std::string text;         ///< what shapes a result, to be compared at a resume
 };
 
 /// `kavelin fuse` of many recordings into one folder, each in a process of its own.
@@ -41,6 +42,7 @@ private:
     struct Paths;
 
     std::string ending() const;
+    std::vector<std::string> sensorNames(const std::string& recording) const;
     void requireUsable() const;
     void requireNotOthers() const;
     std::string path(const std::string& result) const;

@@ -10,6 +10,11 @@ namespace Kavelin::Cli {
 
 namespace {
 
+/// "rec.csv", or "rec.csv (thigh)" of one of its sensors.
+std::string labelOf(const BatchEntry& entry) {
+    return entry.sensor.empty() ? entry.recording : entry.recording + " (" + entry.sensor + ")";
+}
+
 using RecordingIO::exactText;
 using RecordingIO::printable;
 
@@ -30,7 +35,7 @@ std::string statusText(const BatchEntry& entry) {
 Cells textCells(const BatchEntry& entry) {
     const RunFigures& run = entry.figures;
     const auto word = [](const std::string& grade) { return grade.empty() ? "-" : grade; };
-    return {printable(entry.recording),
+    return {printable(labelOf(entry)),
             run.rows ? fmt::format("{:.0f}", *run.rows) : "-",
             shortText(run.rate),
             shortText(run.gaps),
@@ -117,7 +122,7 @@ std::string tableCsv(const std::vector<BatchEntry>& entries) {
         "heading,status,reason,result\n";
     for (const BatchEntry& entry : entries) {
         const RunFigures& run = entry.figures;
-        text += csvCell(entry.recording);
+        text += csvCell(labelOf(entry));
         for (const auto& figure :
              {run.rows, run.rate, run.gaps, percent(run.rest), run.bias, percent(run.disturbed), run.error})
             text += "," + (figure ? exactText(*figure) : "");

@@ -124,6 +124,7 @@ std::optional<BatchEntry> ResultState::heldEntry(const std::string& recording,
                        text(state, "resultStamp") == stampOf(result_);
     if (!holds || text(state, "stamp").empty() || text(state, "resultStamp").empty()) return std::nullopt;
     return BatchEntry{.recording = recording,
+                      .sensor = {},
                       .result = result_,
                       .end = RunEnd::kDone,
                       .isKept = true,
