@@ -10,6 +10,7 @@
 #include "cli/batch/Recordings.h"
 #include "cli/fuse/FuseRun.h"
 #include "cli/joint/JointRun.h"
+#include "cli/sensors/SensorsRun.h"
 
 namespace Kavelin::Cli {
 
@@ -33,6 +34,13 @@ bool isBatch(const BatchOptions& batch, const FuseOptions& options) {
            options.output.ends_with('/') || isFolder(options.output);
 }
 
+/// The orientations of all sensors side by side, which OpenSim reads.
+bool isOneTable(const BatchOptions& batch, const FuseOptions& options) {
+    return batch.recordings.size() == 1 && !options.output.ends_with('/') && !isFolder(options.output) &&
+           resultKind(options) == RecordingIO::TableKind::kSto &&
+           (options.output == "-" || options.output.ends_with(".sto"));
+}
+
 void requireNoBatch(const BatchOptions& batch, const std::string& why) {
     for (const auto& [option, isGiven] : {std::pair("--resume", batch.resume),
                                           {"--kind", !batch.kind.empty()},
@@ -47,6 +55,11 @@ void fuse(FuseOptions options, const BatchOptions& batch, JointOptions joint, Co
         requireNoBatch(batch, "is about one result for each recording: not with --joint");
         joint.recordings = batch.recordings;
         JointRun(options, joint, context).run();
+        return;
+    }
+    if (batch.allSensors && isOneTable(batch, options)) {
+        options.recording = batch.recordings[0];
+        fuseSensors(options, context);
         return;
     }
     if (isBatch(batch, options)) {
@@ -155,7 +168,10 @@ void addRecordingOptions(CLI::App& command, FuseOptions& options) {
 
 void addBatchOptions(CLI::App& command, BatchOptions& batch) {
     const std::string group = "Several recordings";
-    command.add_flag("--all-sensors", batch.allSensors, "A result of each sensor of a recording")
+    command
+        .add_flag(
+            "--all-sensors", batch.allSensors,
+            "A result of each sensor of a recording; with -o FILE.sto all of them in one table for OpenSim")
         ->group(group);
     command.add_option("--kind", batch.kind, "Ending of the results' names")
         ->check(CLI::IsMember({"csv", "sto", "mat", "npz", "npy"}).description(""))

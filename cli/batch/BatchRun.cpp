@@ -67,15 +67,6 @@ std::string crashText(const ChildEnd& end) {
     return fmt::format("the run was ended by signal {} ({})", end.signal, ::strsignal(end.signal));
 }
 
-RecordingIO::OpenOptions sensorOptions(const FuseOptions& fuse) {
-    RecordingIO::OpenOptions options;
-    options.format = fuse.format;
-    options.mapping = fuse.mapping;
-    options.rate = fuse.rate;
-    options.dialect = RecordingIO::parseDialect(fuse.dialect);
-    return options;
-}
-
 /// A line of a run's messages, with the recording's name in front and without the program's.
 std::string named(std::string line, const std::string& recording) {
     const std::string program = "kavelin: ";
@@ -112,7 +103,7 @@ std::string BatchRun::ending() const {
 std::vector<std::string> BatchRun::sensorNames(const std::string& recording) const {
     if (!options_.allSensors) return {};
     try {
-        return RecordingIO::sensorsOf(recording, sensorOptions(fuse_));
+        return RecordingIO::sensorsOf(recording, openOptions(fuse_));
     } catch (const Poco::Exception&) {
         return {};  // its run says what is wrong with it
     }
