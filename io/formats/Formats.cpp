@@ -7,6 +7,14 @@ const std::vector<Format>& formats() {
         {"ximu3_folder", "x-IMU3: a folder a device, with Inertial.csv, Magnetometer.csv, Quaternion.csv",
          &planXimu3Folder},
         {"ngimu_folder", "NGIMU: a folder with sensors.csv and quaternion.csv", &planNgimuFolder},
+        {"phyphox", "phyphox: a folder or a zip archive with a file a sensor", &planPhyphox},
+        {"sensor_logger", "Sensor Logger of iOS and Android: a folder or a zip archive with a file a sensor",
+         &planSensorLogger},
+        {"opensim_sto", "OpenSim: a table of orientations, .sto, as a reference", &planOpensimSto},
+        {"matlab_mat", "MATLAB: arrays such as t, acc, gyr and mag, in structs or not", &planMatlabMat},
+        // The last: names of files tell less than what is in them.
+        {"sensor_files", "files named after their sensors: accelerometer.csv, gyroscope.csv, left_mag.csv",
+         &planSensorFiles},
     };
     return all;
 }

@@ -1,12 +1,15 @@
 #include "io/formats/ReferenceTrack.h"
 
 #include <Poco/Exception.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 
 #include "attitude/rotation/Slerp.h"
 #include "io/formats/OpenRecording.h"
+#include "io/recording/Text.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -25,9 +28,25 @@ RecordingReader openIntervals(const std::string& path) {
     }
 }
 
+/// "FILE#SENSOR" names one of several sensors; a file whose own name is such is that file.
+std::unique_ptr<RowReader> openReference(const std::string& path) {
+    std::error_code unknown;
+    const std::size_t mark = path.rfind('#');
+    OpenOptions options;
+    if (mark != std::string::npos && !std::filesystem::exists(path, unknown)) {
+        options.sensor = path.substr(mark + 1);
+        return openRecording(path.substr(0, mark), options);
+    }
+    const std::vector<std::string> sensors = sensorsOf(path, options);
+    if (sensors.size() < 2) return openRecording(path, options);
+    throw Poco::DataFormatException(fmt::format("{0}: it holds {1} sensors: {2}; choose one: {0}#{3}", path,
+                                                sensors.size(), listed(sensors, sensors.size()),
+                                                sensors.front()));
+}
+
 }  // namespace
 
-ReferenceTrack::ReferenceTrack(const std::string& path) : reader_(openRecording(path, {})) {
+ReferenceTrack::ReferenceTrack(const std::string& path) : reader_(openReference(path)) {
     const auto& channels = reader_->schema().channels;
     const auto found = std::find_if(channels.begin(), channels.end(), [](const Channel& channel) {
         return channel.pin == "quat" && channel.size() == 4;

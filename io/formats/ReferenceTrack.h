@@ -17,7 +17,8 @@ using OrientationInternal::Quaternion;
 /// estimate, in constant memory, and interpolated to the times that are asked for.
 class ReferenceTrack {
 public:
-    /// Of a recording of any format.  @throws as openRecording, and Poco::DataFormatException when it has no quaternion.
+    /// Of a recording of any format; of one with several sensors: "FILE#SENSOR".
+    /// @throws as openRecording, and Poco::DataFormatException when it has no quaternion.
     explicit ReferenceTrack(const std::string& path);
 
     /// The reference at a time, on the arc between its neighbours; empty outside the track, and between

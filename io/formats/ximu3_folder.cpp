@@ -1,24 +1,7 @@
-#include <map>
-
 #include "io/formats/Formats.h"
-#include "io/recording/Text.h"
+#include "io/formats/SensorNames.h"
 
 namespace Kavelin::RecordingIO {
-
-namespace {
-
-/// "X Axis (a.u.)" or "W" in the file of a message: "Magnetometer X (a.u.)".
-void nameColumns(TablePlan& table, const std::string& quantity) {
-    for (ColumnName& column : table.form.columns) {
-        const std::string name = lowered(column.name);
-        const bool isAxis = name.size() == 1 || name.ends_with(" axis") || name.ends_with(" element");
-        if (!isAxis) continue;
-        const std::string unit = column.unit == "a.u." || column.unit.empty() ? "" : " (" + column.unit + ")";
-        column = ColumnName(column.raw, quantity + " " + name.substr(0, 1) + unit);
-    }
-}
-
-}  // namespace
 
 /// A folder a device, in it a file a message: "Inertial.csv" with rates and accelerations, "Magnetometer.csv" and
 /// "Quaternion.csv", each with the device's time stamps of its own.
@@ -33,7 +16,7 @@ std::optional<RecordingPlan> planXimu3Folder(const Sighting& sighting) {
             for (const std::string& file : sighting.filesCalled(leaf)) {
                 if (folderOf(file) != sensor.name) continue;
                 TablePlan table = tablePlan(sighting, file);
-                nameColumns(table, quantity);
+                nameAxes(table.form, quantity);
                 table.form.earth = TableForm::Earth::kNorthWestUp;
                 sensor.tables.push_back(std::move(table));
             }

@@ -310,7 +310,10 @@ private:
         }
         if (channel.pin == "quat") channel.earth = form_.earth;
         const bool isSensor = channel.pin == "3a" || channel.pin == "3g" || channel.pin == "3m";
-        const AxisChoice choice = options_.axes.of(channel.pin);
+        AxisChoice choice = options_.axes.of(channel.pin);
+        if (std::ranges::find(form_.inverted, channel.pin) != form_.inverted.end()) {
+            for (double& sign : choice.sign) sign = -sign;
+        }
         if (!isSensor || channel.size() != 3 || choice == AxisChoice()) return;
         const std::vector<std::size_t> columns = channel.columns;
         for (std::size_t i = 0; i < 3; ++i) channel.columns[i] = columns[choice.from[i]];

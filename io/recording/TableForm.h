@@ -54,6 +54,8 @@ struct TableForm {
     /// What the orientations are relative to: x, y, z of the earth frame.
     enum class Earth { kEastNorthUp, kNorthWestUp, kNorthEastDown };
     Earth earth = Earth::kEastNorthUp;
+    /// Pins whose vectors have the opposite sign in the file: gravity where specific force is meant.
+    std::vector<std::string> inverted;
 
     /// What was decided, where it is not the plain case: "semicolon", "decimal comma", "units in line 3".
     std::vector<std::string> decisions;

@@ -1,10 +1,10 @@
 #include "io/files/MatContents.h"
 
 #include <fmt/format.h>
-#include <zlib.h>
 
 #include <cstdlib>
 
+#include "support/MatBytes.h"
 #include "support/TestKit.h"
 
 namespace Kavelin::RecordingIO {
@@ -12,48 +12,6 @@ namespace {
 
 using namespace Tests;
 using namespace std::string_view_literals;
-
-/// Writes MATLAB files of level 5, sound or not.
-struct Writer {
-    bool isBigEndian = false;
-
-    template <class Value>
-    std::string values(std::vector<Value> values) const {
-        std::string bytes(reinterpret_cast<const char*>(values.data()), values.size() * sizeof(Value));
-        for (std::size_t i = 0; isBigEndian && i < values.size(); ++i)
-            std::reverse(bytes.data() + i * sizeof(Value), bytes.data() + (i + 1) * sizeof(Value));
-        return bytes;
-    }
-    std::string words(std::vector<std::uint32_t> list) const { return values(std::move(list)); }
-    std::string element(std::uint32_t type, const std::string& data) const {
-        return words({type, static_cast<std::uint32_t>(data.size())}) + data +
-               (type == 15 ? "" : std::string((8 - data.size() % 8) % 8, '\0'));
-    }
-    std::string array(std::uint32_t kind, std::vector<std::uint32_t> size, const std::string& name,
-                      const std::string& parts) const {
-        return element(
-            14, element(6, words({kind, 0})) + element(5, words(std::move(size))) + element(1, name) + parts);
-    }
-    std::string row(const std::string& name, std::vector<double> row) const {
-        const auto count = static_cast<std::uint32_t>(row.size());
-        return array(6, {1, count}, name, element(9, values(std::move(row))));
-    }
-    std::string opaque(const std::string& name, const std::string& kind) const {
-        return element(14, element(6, words({17, 0})) + element(1, name) + element(1, "MCOS") +
-                               element(1, kind) + array(13, {1, 1}, "", element(6, words({7}))));
-    }
-    std::string compressed(const std::string& bytes) const {
-        std::string out(::compressBound(bytes.size()), '\0');
-        ::uLongf size = out.size();
-        ::compress(reinterpret_cast<Bytef*>(out.data()), &size, reinterpret_cast<const Bytef*>(bytes.data()),
-                   bytes.size());
-        return element(15, out.substr(0, size));
-    }
-    std::string file(const std::string& variables) const {
-        const std::string mark = isBigEndian ? std::string("\1\0MI", 4) : std::string("\0\1IM", 4);
-        return "MATLAB 5.0 MAT-file" + std::string(105, ' ') + mark + variables;
-    }
-};
 
 /// What a file holds, "name 1x2 1,2"; or what is said of it.
 std::string told(const std::string& bytes, std::size_t limit = 100'000) {
@@ -71,7 +29,7 @@ std::string told(const std::string& bytes, std::size_t limit = 100'000) {
 
 TEST(MatContents, readsArraysStructsCellsAndTexts) {
     for (const bool big : {false, true}) {
-        const Writer w{big};
+        const MatBytes w{big};
         const std::string names = std::string("t\0\0\0x\0\0\0", 8);
         const std::string fields = w.element(5, w.words({4})) + w.element(1, names);
         const std::string all =
@@ -98,7 +56,7 @@ TEST(MatContents, readsArraysStructsCellsAndTexts) {
 }
 
 TEST(MatContents, refusesWhatItCannotRead) {
-    const Writer w;
+    const MatBytes w;
     std::string deep = w.row("", {1});
     for (int i = 0; i < 20; ++i) deep = w.array(1, {1, 1}, "", deep);
     const std::string sound = w.row("a", {1, 2});

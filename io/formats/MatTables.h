@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "io/files/MatContents.h"
+#include "io/formats/Format.h"
+
+namespace Kavelin::RecordingIO {
+
+/// A table of arrays that a format puts together, column by column.
+class MatTable {
+public:
+    /// @param raw what the file calls the column  @param meaning as ColumnName takes it
+    void add(const std::string& raw, const std::string& meaning, std::vector<double> values);
+    void say(std::string decision) { table_.form.decisions.push_back(std::move(decision)); }
+    TableForm& form() { return table_.form; }
+    bool has(const std::string& raw) const;
+
+    /// The table, its time found as a table of text's is; columns that are longer are cut to the shortest.
+    TablePlan plan(const Sighting& sighting, const std::string& file) &&;
+
+private:
+    void takeDays();
+
+    ArrayTable table_;
+};
+
+/// Element i of every sample of an array, whose samples are its columns or its rows.
+std::vector<double> elementOf(const MatArray& array, std::size_t i, bool samplesAreColumns);
+
+/// Sensors of a file with one entry a channel in "Channels", "Fs", "Time" and "Data", as Trigno units export it:
+/// "Thigh: ACC.X 2" is the first sensor's x axis. Empty for other files.
+std::vector<SensorPlan> trignoSensors(const MatContents& contents, const Sighting& sighting,
+                                      const std::string& file);
+
+}  // namespace Kavelin::RecordingIO

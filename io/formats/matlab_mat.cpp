@@ -1,0 +1,237 @@
+#include <Poco/Exception.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "io/formats/Formats.h"
+#include "io/formats/MatTables.h"
+#include "io/formats/SensorNames.h"
+#include "io/recording/ColumnMeaning.h"
+#include "io/recording/Text.h"
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+const char* const kAxes[] = {"x", "y", "z"};
+const char* const kElements[] = {"w", "x", "y", "z"};
+
+/// An array that holds a vector of a sensor for each sample, or a single element of it, or their times.
+struct Part {
+    const MatArray* array = nullptr;
+    std::string sensor;    ///< the struct that it is in, and the words before the quantity
+    std::string within;    ///< where the quantity is a struct of its own: its name
+    std::string quantity;  ///< "acc", "gyr", "mag", "quat"; empty where the name itself says all
+    std::string leaf;
+    std::string unit;
+    std::size_t elements = 1;
+    std::size_t samples = 0;
+    bool samplesAreColumns = false;
+
+    bool isTime() const { return elements == 1 && ColumnName(leaf).isTime(); }
+};
+
+std::string parentOf(const std::string& name) {
+    const std::size_t dot = name.rfind('.');
+    return dot == std::string::npos ? std::string() : name.substr(0, dot);
+}
+
+std::string leafNameOf(const std::string& name) { return name.substr(name.rfind('.') + 1); }
+
+std::string joined(const std::string& a, const std::string& b) {
+    return a.empty() || b.empty() ? a + b : a + "." + b;
+}
+
+bool isPlainWord(const std::string& leaf) {
+    static const std::set<std::string> kWords = {"data", "values", "value", "xyz", "samples", "v"};
+    return kWords.contains(lowered(leaf));
+}
+
+/// The vectors or single elements that an array's shape and name make it.
+std::optional<Part> partOf(const MatArray& array) {
+    Part part;
+    part.array = &array;
+    part.sensor = parentOf(array.name);
+    part.leaf = leafNameOf(array.name);
+    std::string name = part.leaf;
+    // "acc.x", "acc.data", "acc.t": the struct is the quantity.
+    const std::string within = leafNameOf(part.sensor);
+    if (!within.empty() && meaningOf(within + " x")) {
+        part.within = within;
+        part.sensor = parentOf(part.sensor);
+        if (isPlainWord(name)) name = within;
+        if (name.size() == 1 && name != "t") name = within + " " + name;
+    }
+    const bool isVector = array.rows == 1 || array.columns == 1;
+    part.samples = std::max(array.rows, array.columns);
+    if (isVector) {
+        if (const auto meaning = meaningOf(name)) {
+            static const std::map<std::string, std::string> kNames = {
+                {"3a", "acc"}, {"3g", "gyr"}, {"3m", "mag"}, {"quat", "quat"}};
+            const auto& axes = meaning->pin == "quat" ? kElements[meaning->axis] : kAxes[meaning->axis];
+            part.quantity = kNames.at(meaning->pin) + " " + axes;
+            part.unit = meaning->unit;
+            part.sensor = joined(part.sensor, meaning->sensor);
+        }
+        return part;
+    }
+    const auto meaning = meaningOf(name + " x");
+    const bool isQuaternion = lowered(name) == "q" || (meaning && meaning->pin == "quat");
+    if (!meaning && !isQuaternion) return std::nullopt;
+    part.elements = isQuaternion ? 4 : 3;
+    // Deliberate: a square array has its samples in rows, as most have.
+    part.samplesAreColumns = array.columns != part.elements;
+    if (part.samplesAreColumns && array.rows != part.elements) return std::nullopt;
+    part.samples = part.samplesAreColumns ? array.columns : array.rows;
+    part.quantity = isQuaternion           ? "quat"
+                    : meaning->pin == "3a" ? "acc"
+                    : meaning->pin == "3g" ? "gyr"
+                                           : "mag";
+    if (meaning) part.unit = meaning->unit;
+    if (meaning) part.sensor = joined(part.sensor, meaning->sensor);
+    return part;
+}
+
+class Planner {
+public:
+    Planner(const MatContents& contents, const Sighting& sighting, std::string file)
+        : contents_(contents), sighting_(sighting), file_(std::move(file)) {
+        for (const MatArray& array : contents.arrays) {
+            const std::size_t most = std::max(array.rows, array.columns);
+            if (array.values.empty() || most < 2) continue;
+            if (auto part = partOf(array)) parts_.push_back(std::move(*part));
+        }
+    }
+
+    std::vector<SensorPlan> sensors() {
+        std::vector<SensorPlan> sensors;
+        for (const Part& first : parts_) {
+            if (first.isTime() || done_.contains({first.sensor, first.within, first.samples})) continue;
+            done_.insert({first.sensor, first.within, first.samples});
+            MatTable table = tableOf(first);
+            if (wholePins(table.form()).empty()) continue;
+            auto sensor = std::ranges::find(sensors, first.sensor, &SensorPlan::name);
+            if (sensor == sensors.end())
+                sensor = sensors.insert(sensors.end(), {.name = first.sensor, .tables = {}, .notes = {}});
+            sensor->tables.push_back(std::move(table).plan(sighting_, file_));
+        }
+        return sensors;
+    }
+
+private:
+    /// All arrays of a sensor with as many samples, and their times.
+    MatTable tableOf(const Part& first) const {
+        MatTable table;
+        if (const Part* time = timeOf(first)) {
+            table.add(time->array->name, time->leaf, time->array->values);
+        } else {
+            takeRate(table, first.sensor);
+        }
+        for (const Part& part : parts_) {
+            if (part.sensor == first.sensor && part.within == first.within && part.samples == first.samples &&
+                !table.has(part.array->name))
+                addPart(table, part);
+        }
+        sayUnits(table);
+        return table;
+    }
+
+    /// The times next to the values; else those of their number elsewhere in the sensor's struct, or in the file.
+    const Part* timeOf(const Part& of) const {
+        const auto find = [&](const auto& isNear) -> const Part* {
+            const auto found = std::ranges::find_if(parts_, [&](const Part& part) {
+                return part.isTime() && part.samples == of.samples && isNear(part);
+            });
+            return found == parts_.end() ? nullptr : &*found;
+        };
+        const auto isNext = [&](const Part& part) {
+            return part.sensor == of.sensor && part.within == of.within;
+        };
+        const auto isInSensor = [&](const Part& part) {
+            return part.within.empty() && (part.sensor.empty() || of.sensor.starts_with(part.sensor));
+        };
+        if (const Part* time = find(isNext)) return time;
+        return find(isInSensor);
+    }
+
+    void takeRate(MatTable& table, const std::string& sensor) const {
+        static const std::set<std::string> kNames = {"fs",   "rate",      "samplerate",       "samplingrate",
+                                                     "freq", "frequency", "samplingfrequency"};
+        for (const MatArray& array : contents_.arrays) {
+            const ColumnName name(leafNameOf(array.name));
+            const std::string parent = parentOf(array.name);
+            if (array.values.size() != 1 || !kNames.contains(name.key)) continue;
+            if (!parent.empty() && parent != sensor) continue;
+            if (!(array.values.front() > 0.0 && array.values.front() < 1e6)) continue;
+            table.form().rate = array.values.front();
+            return;
+        }
+    }
+
+    static void addPart(MatTable& table, const Part& part) {
+        const MatArray& array = *part.array;
+        const std::string unit = part.unit.empty() ? "" : " (" + part.unit + ")";
+        if (part.elements == 1) {
+            table.add(array.name, part.quantity.empty() ? part.leaf : part.quantity + unit, array.values);
+            return;
+        }
+        for (std::size_t i = 0; i < part.elements; ++i) {
+            const std::string place =
+                part.samplesAreColumns ? fmt::format("({},:)", i + 1) : fmt::format("(:,{})", i + 1);
+            const char* axis = part.elements == 4 ? kElements[i] : kAxes[i];
+            table.add(array.name + place, part.quantity + " " + axis + unit,
+                      elementOf(array, i, part.samplesAreColumns));
+        }
+    }
+
+    /// A file of this kind seldom says units.
+    void sayUnits(MatTable& table) const {
+        std::string taken;
+        for (const auto& [pin, unit] : {std::pair("3a", "m/s^2"), {"3g", "rad/s"}, {"3m", "uT"}}) {
+            for (const ColumnGroup& group :
+                 groupColumns(table.form().columns, std::vector<bool>(table.form().columns.size(), false))) {
+                const bool says = !table.form().columns[group.columns.front()].unit.empty();
+                if (group.pin != pin || says || sighting_.options().units.contains(pin)) continue;
+                taken += (taken.empty() ? "" : ", ") + std::string(unit);
+            }
+        }
+        if (!taken.empty()) table.say("no units in the file, taken for " + taken);
+    }
+
+    const MatContents& contents_;
+    const Sighting& sighting_;
+    std::string file_;
+    std::vector<Part> parts_;
+    std::set<std::tuple<std::string, std::string, std::size_t>> done_;
+};
+
+[[noreturn]] void refuse(const MatContents& contents, const std::string& path) {
+    std::vector<std::string> names;
+    for (const MatArray& array : contents.arrays)
+        names.push_back(fmt::format("{} ({}x{})", array.name, array.rows, array.columns));
+    for (const std::string& name : contents.leftOut) names.push_back(name);
+    throw Poco::DataFormatException(fmt::format(
+        "{}: no sensor's arrays found among: {}. A recording has variables, or fields of a struct, such "
+        "as t (N x 1), acc, gyr and mag (N x 3 or 3 x N)",
+        path, names.empty() ? "nothing" : listed(names)));
+}
+
+}  // namespace
+
+/// Arrays such as t, acc, gyr and mag, in structs or not; a struct is a sensor where several have such arrays.
+std::optional<RecordingPlan> planMatlabMat(const Sighting& sighting) {
+    if (sighting.files().size() != 1) return std::nullopt;
+    const std::string& file = sighting.files().front().name;
+    const std::string path = sighting.tree().pathOf(file);
+    if (!MatContents::beginsLike(firstBytes(*sighting.tree().openRaw(file), 128))) return std::nullopt;
+    const MatContents contents = MatContents::read(*sighting.tree().openRaw(file), path);
+    RecordingPlan plan;
+    plan.sensors = trignoSensors(contents, sighting, file);
+    if (plan.sensors.empty()) plan.sensors = Planner(contents, sighting, file).sensors();
+    if (plan.sensors.empty()) refuse(contents, path);
+    return plan;
+}
+
+}  // namespace Kavelin::RecordingIO

@@ -1,0 +1,114 @@
+#include <Poco/Exception.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <set>
+
+#include "io/formats/Formats.h"
+#include "io/formats/SensorNames.h"
+#include "io/recording/ColumnMeaning.h"
+#include "io/recording/Text.h"
+
+namespace Kavelin::RecordingIO {
+
+namespace {
+
+struct SensorFile {
+    std::string file;
+    std::string sensor;  ///< its folder, and the words of its name before the quantity
+    std::string quantity;
+};
+
+bool isTable(const std::string& file) {
+    const std::string name = lowered(file);
+    return std::ranges::any_of(std::array{".csv", ".txt", ".tsv", ".dat", ".gz"},
+                               [&](const char* ending) { return name.ends_with(ending); });
+}
+
+/// "Unit_2024-05-01_Gyroscope" of "Unit_2024-05-01_Gyroscope_100.000Hz": the rates of a unit's sensors differ.
+std::string withoutRate(const std::string& stem) {
+    if (!lowered(stem).ends_with("hz")) return stem;
+    const std::size_t mark = stem.find_last_not_of("0123456789.", stem.size() - 3);
+    return mark == std::string::npos ? stem : stem.substr(0, mark);
+}
+
+/// What a file holds by its name; empty where the name does not say.
+std::optional<SensorFile> sensorFileOf(const std::string& file) {
+    if (!isTable(file)) return std::nullopt;
+    const auto meaning = meaningOf(withoutRate(stemOf(file)) + " x");
+    if (!meaning || meaning->pin == "quat") return std::nullopt;
+    const std::string folder = folderOf(file);
+    const bool hasBoth = !folder.empty() && !meaning->sensor.empty();
+    return SensorFile{.file = file,
+                      .sensor = folder + (hasBoth ? "/" : "") + meaning->sensor,
+                      .quantity = meaning->pin == "3a"   ? "Accelerometer"
+                                  : meaning->pin == "3g" ? "Gyroscope"
+                                                         : "Magnetometer"};
+}
+
+/// Whether names of columns say what they hold.
+bool isNamed(const TableForm& form) {
+    return !wholePins(form).empty() || std::ranges::any_of(form.columns, [](const ColumnName& column) {
+        return meaningOf(column.name).has_value();
+    });
+}
+
+TablePlan planFile(const Sighting& sighting, const std::string& file) {
+    try {
+        return tablePlan(sighting, file);
+    } catch (const Poco::DataFormatException& refusal) {
+        throw Poco::DataFormatException(sighting.tree().pathOf(file) + ": " + refusal.message());
+    }
+}
+
+/// A file is a table like any other, unless its columns name only axes.
+std::optional<RecordingPlan> planSingle(const Sighting& sighting, const SensorFile& file) {
+    const std::vector<std::string> lines = sighting.firstLines(file.file);
+    if (lines.empty()) return std::nullopt;
+    try {
+        TablePlan table = tablePlan(sighting, file.file);
+        if (isNamed(table.form)) return std::nullopt;
+        nameAxes(table.form, file.quantity);
+        if (!isNamed(table.form)) return std::nullopt;
+        return RecordingPlan{.format = {},
+                             .sensors = {{.name = {}, .tables = {std::move(table)}, .notes = {}}}};
+    } catch (const Poco::DataFormatException&) {
+        return std::nullopt;  // what is wrong is said when it is read as a table
+    }
+}
+
+}  // namespace
+
+/// Files that are named after what they hold, "accelerometer.csv", "left_gyr.csv", each with a time column.
+std::optional<RecordingPlan> planSensorFiles(const Sighting& sighting) {
+    std::vector<SensorFile> files;
+    std::set<std::string> quantities;
+    for (const FileTree::Entry& entry : sighting.files()) {
+        if (auto file = sensorFileOf(entry.name)) {
+            quantities.insert(file->quantity);
+            files.push_back(std::move(*file));
+        }
+    }
+    if (sighting.files().size() == 1 && files.size() == 1) return planSingle(sighting, files.front());
+    if (quantities.size() < 2) return std::nullopt;
+    RecordingPlan plan;
+    for (const SensorFile& file : files) {
+        TablePlan table = planFile(sighting, file.file);
+        if (!isNamed(table.form)) nameAxes(table.form, file.quantity);
+        auto sensor = std::ranges::find(plan.sensors, file.sensor, &SensorPlan::name);
+        if (sensor == plan.sensors.end())
+            sensor =
+                plan.sensors.insert(plan.sensors.end(), {.name = file.sensor, .tables = {}, .notes = {}});
+        if (isNamed(table.form)) {
+            sensor->tables.push_back(std::move(table));
+        } else {
+            sensor->notes.push_back(leafOf(file.file) + " is left out: it has no columns of a sensor");
+        }
+    }
+    std::erase_if(plan.sensors, [](const SensorPlan& sensor) { return sensor.tables.empty(); });
+    if (plan.sensors.empty()) return std::nullopt;
+    return plan;
+}
+
+}  // namespace Kavelin::RecordingIO

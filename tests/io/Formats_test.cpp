@@ -1,0 +1,306 @@
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <zip.h>
+
+#include "io/formats/Format.h"
+#include "io/formats/OpenRecording.h"
+#include "support/MatBytes.h"
+#include "support/TemporaryFolder.h"
+#include "support/TestKit.h"
+
+namespace Kavelin::RecordingIO {
+namespace {
+
+using namespace Tests;
+
+struct File {
+    std::string name;
+    std::string text;
+};
+
+/// "decision; decision | 3a 0.5: 1,2,3 | a note": what was decided, the first value of each pin, and the notes; or why a
+/// recording is refused.
+std::string told(const std::string& path, const OpenOptions& options = {}) {
+    std::string out;
+    const std::string refusal = outcome([&] {
+        const auto reader = openRecording(path, options);
+        out = fmt::format("{}", fmt::join(reader->schema().decisions, "; "));
+        std::vector<std::string> firsts(reader->schema().channels.size());
+        for (auto next = reader->next(); next != RowReader::Next::kEnd; next = reader->next()) {
+            if (next == RowReader::Next::kFault) throw Poco::DataFormatException(reader->message());
+            for (std::size_t i = 0; i < firsts.size(); ++i) {
+                if (!firsts[i].empty() || !reader->row().has(i)) continue;
+                const double* values = reader->row().values(i);
+                const std::vector<double> value(values, values + reader->schema().channels[i].size());
+                firsts[i] = fmt::format("{} {:.6g}: {:.4g}", reader->schema().channels[i].pin,
+                                        reader->row().time(), fmt::join(value, ","));
+            }
+        }
+        for (const std::string& first : firsts) out += " | " + first;
+        for (const std::string& note : reader->schema().notes) out += " | " + note;
+    });
+    return refusal == "accepted" ? out : refusal;
+}
+
+std::string writeFolder(const TemporaryFolder& folder, const std::vector<File>& files) {
+    for (const File& file : files) {
+        const std::filesystem::path path = folder.path("rec/" + file.name);
+        std::filesystem::create_directories(path.parent_path());
+        std::ofstream(path, std::ios::binary) << file.text;
+    }
+    return folder.path("rec");
+}
+
+const char* const kZYX = "time,seconds_elapsed,z,y,x\n";
+const std::string kGyroscope = std::string(kZYX) + "1000000000,0.5,3,2,1\n";
+const std::string kInG = std::string(kZYX) + "1000000000,0.25,-0.99,0.1,0\n";
+const std::string kInSi = std::string(kZYX) + "1000000000,0.25,9.7,1,0\n";
+const std::string kMetadata = "version,device name,platform,standardisation\n3,P,";
+
+TEST(Formats, areReadFromFilesOfTheirOwn) {
+    const struct {
+        const char* rule;
+        std::vector<File> files;
+        const char* expected;  ///< "RECORDING" stands for the folder
+    } rows[] = {
+        {"phyphox: quantities in the headers or in the names of the files, a clock each",
+         {{"meta/device.csv", "\"property\",\"value\"\n\"version\",\"1\"\n"},
+          {"Accelerometer.csv",
+           "\"Time (s)\",\"Acceleration x (m/s^2)\",\"Acceleration y (m/s^2)\",\"Acceleration z (m/s^2)\"\n"
+           "1.5E-2,0.1,0.2,9.8E0\n"},
+          {"Gyroscope.csv",
+           "\"Time (s)\",\"X (rad/s)\",\"Y (rad/s)\",\"Z (rad/s)\"\n1.0E-2,1.0E-1,2.0E-1,3.0E-1\n"},
+          {"Linear Accelerometer.csv", "\"Time (s)\",\"X (m/s^2)\",\"Y (m/s^2)\",\"Z (m/s^2)\"\n0,1,1,1\n"},
+          {"Location.csv", "\"Time (s)\",\"Latitude (\xC2\xB0)\"\n0,50\n"}},
+         "phyphox | 3a 0.015: 0.1,0.2,9.8 | 3g 0.01: 0.1,0.2,0.3"},
+        {"phyphox: semicolons and decimal commas, without gravity",
+         {{"Linear Acceleration.csv", "\"Time (s)\";\"X (m/s^2)\";\"Y (m/s^2)\";\"Z (m/s^2)\"\n0;1;1;1\n"},
+          {"Magnetometer.csv",
+           "\"Time (s)\";\"Magnetic field x (\xC2\xB5T)\";\"Magnetic field y (\xC2\xB5T)\";\"Magnetic field "
+           "z "
+           "(\xC2\xB5T)\"\n0,5;1,5;2,5;-3\n"}},
+         "phyphox; semicolon; decimal comma | 3m 0.5: 1.5,2.5,-3 | Linear Acceleration.csv holds an "
+         "acceleration "
+         "without gravity, and no orientation can be told from it; record the sensor \"Accelerometer\", or "
+         "the "
+         "experiment \"Acceleration (with g)\""},
+        {"phyphox: nothing but an acceleration without gravity",
+         {{"Raw Data.csv",
+           "\"Time (s)\",\"Linear Acceleration x (m/s^2)\",\"Linear Acceleration y (m/s^2)\",\"Linear "
+           "Acceleration z "
+           "(m/s^2)\"\n0,1,1,1\n"}},
+         "Poco::DataFormatException: RECORDING: Raw Data.csv holds an acceleration without gravity, and no "
+         "orientation can be told from it; record the sensor \"Accelerometer\", or the experiment "
+         "\"Acceleration "
+         "(with g)\""},
+        {"Sensor Logger, iOS: g, sign turned; the calibrated gyroscope",
+         {{"Metadata.csv", kMetadata + "ios,false\n"},
+          {"Accelerometer.csv", kGyroscope},
+          {"AccelerometerUncalibrated.csv", kInG},
+          {"Gyroscope.csv", kGyroscope},
+          {"GyroscopeUncalibrated.csv", std::string(kZYX) + "0,0,9,9,9\n"}},
+         "sensor_logger; time from seconds_elapsed; iOS: acceleration in g, sign turned | 3a 0.25: "
+         "-0,-0.9807,9.709 | 3g 0.5: 1,2,3"},
+        {"Sensor Logger, iOS with standardised units",
+         {{"Metadata.csv", kMetadata + "ios,true\n"}, {"AccelerometerUncalibrated.csv", kInSi}},
+         "sensor_logger; time from seconds_elapsed; iOS, standardised: acceleration in m/s^2 | 3a 0.25: "
+         "0,1,9.7"},
+        {"Sensor Logger, Android: with gravity is TotalAcceleration, the orientation is a reference",
+         {{"Metadata.csv", kMetadata + "android,\n"},
+          {"TotalAcceleration.csv", kInSi},
+          {"Orientation.csv", "time,seconds_elapsed,yaw,qx,qz,roll,qw,qy,pitch\n1,0.125,0,0,1,0,0,0,0\n"}},
+         "sensor_logger; time from seconds_elapsed; Android: acceleration in m/s^2 | 3a 0.25: 0,1,9.7 | quat "
+         "0.125: 0,0,0,1"},
+        {"Sensor Logger without Metadata.csv: the length tells",
+         {{"AccelerometerUncalibrated.csv", kInG},
+          {"Orientation.csv", "time,seconds_elapsed,qw,qx,qy,qz\n1,0,1,0,0,0\n"}},
+         "sensor_logger; time from seconds_elapsed; iOS, as its usual length is 0.995: acceleration in g, "
+         "sign turned | "
+         "3a 0.25: -0,-0.9807,9.709 | Orientation.csv is not taken as a reference: only Android's is "
+         "relative to "
+         "East-North-Up, and which phone it was is not known without Metadata.csv"},
+        {"Sensor Logger without gravity",
+         {{"Accelerometer.csv", kInSi}},
+         "Poco::DataFormatException: RECORDING: Accelerometer.csv holds an acceleration without gravity, and "
+         "no "
+         "orientation can be told from it; record and keep TotalAcceleration.csv (Android) or "
+         "AccelerometerUncalibrated.csv (iOS)"},
+        {"Sensor Logger: the length tells nothing",
+         {{"AccelerometerUncalibrated.csv", std::string(kZYX) + "1,0.25,3,0,0\n"}},
+         "Poco::DataFormatException: RECORDING/AccelerometerUncalibrated.csv: its usual length is 3: the "
+         "unit of the "
+         "acceleration cannot be told, and Metadata.csv, which names the phone, is not there. An iPhone "
+         "writes g with "
+         "the opposite sign: say --units 3a=g --axes \"3a = inverted\"; Android writes m/s^2: --units "
+         "3a=m/s^2"},
+        {"Sensor Logger: Metadata.csv contradicts the length",
+         {{"Metadata.csv", kMetadata + "android,\n"}, {"AccelerometerUncalibrated.csv", kInG}},
+         "Poco::DataFormatException: RECORDING/AccelerometerUncalibrated.csv: its usual length is 0.995: "
+         "that does not "
+         "fit what Metadata.csv says of the phone. Take Metadata.csv out of the folder, and say what is "
+         "right"},
+        {"files named after their sensors, as MetaWear writes them",
+         {{"U_2024-05-01T12.00_C4_Accelerometer_100.000Hz.csv",
+           "epoc (ms),timestamp (+0000),elapsed (s),x-axis (g),y-axis (g),z-axis (g)\n"
+           "1714564800500,2024-05-01T12:00:00.500,0.5,0,0,1\n"},
+          {"U_2024-05-01T12.00_C4_Gyroscope_25.000Hz.csv",
+           "epoc (ms),timestamp (+0000),elapsed (s),x-axis (deg/s),y-axis (deg/s),z-axis (deg/s)\n"
+           "1714564800250,2024-05-01T12:00:00.250,0.25,180,0,0\n"}},
+         "sensor_files | 3a 1.71456e+09: 0,0,9.807 | 3g 1.71456e+09: 3.142,0,0"},
+        {"files named after their sensors: one without columns of a sensor",
+         {{"acc.csv", "t;x;y;z\n0,5;1;2;3\n"},
+          {"gyr.csv", "t,gx,gy,gz\n1,4,5,6\n"},
+          {"mag_range.csv", "t,low\n0,4\n"}},
+         "sensor_files; semicolon; decimal comma | 3a 0.5: 1,2,3 | 3g 1: 4,5,6 | mag_range.csv is left out: "
+         "it has no "
+         "columns of a sensor"},
+        {"files named after their sensors: two of them",
+         {{"left_acc.csv", "t,x,y,z\n0,1,2,3\n"}, {"right_gyr.csv", "t,x,y,z\n0,1,2,3\n"}},
+         "Poco::DataFormatException: RECORDING: it holds 2 sensors: left, right; choose one with --sensor "
+         "NAME (fuse) or "
+         "the property Sensor, or take each with --all-sensors"},
+        {"one file of axes", {{"Gyroscope.csv", "time,x,y,z\n1,4,5,6\n"}}, "sensor_files | 3g 1: 4,5,6"},
+    };
+    for (const auto& row : rows) {
+        const TemporaryFolder folder;
+        const std::string path = writeFolder(folder, row.files);
+        std::string text = told(path);
+        if (const std::size_t at = text.find(path); at != std::string::npos)
+            text.replace(at, path.size(), "RECORDING");
+        EXPECT_EQ(text, row.expected) << row.rule;
+    }
+}
+
+TEST(Formats, ofAZipArchiveAreThoseOfItsFiles) {
+    const TemporaryFolder folder;
+    ::zip_t* archive = ::zip_open(folder.path("r.zip").c_str(), ZIP_CREATE, nullptr);
+    for (const char* name : {"Gyroscope.csv", "AccelerometerUncalibrated.csv"}) {
+        const std::string& text = name[0] == 'G' ? kGyroscope : kInG;
+        ::zip_file_add(archive, name, ::zip_source_buffer(archive, text.data(), text.size(), 0), 0);
+    }
+    ASSERT_EQ(::zip_close(archive), 0);
+    EXPECT_THAT(told(folder.path("r.zip")),
+                HasSubstr("sign turned | 3a 0.25: -0,-0.9807,9.709 | 3g 0.5: 1,2,3"));
+    OpenOptions turned;
+    turned.axes = parseAxes("y,-x,z");
+    EXPECT_THAT(told(folder.path("r.zip"), turned), HasSubstr("3a 0.25: -0.9807,0,9.709 | 3g 0.5: 2,-1,3"));
+}
+
+TEST(Formats, haveSeveralOrientationsInOneFileOfOpenSim) {
+    const TemporaryFolder folder;
+    const std::string path =
+        folder.write("o.sto",
+                     "\nDataType=Quaternion\nversion=3\nendheader\ntime\tpelvis_imu\tfemur_imu\n"
+                     "678\t1,0,0,0\tnan,nan,nan,nan\n678.01\t1,0,0,0\t0.6,0,0.8,0\n");
+    EXPECT_THAT(sensorsOf(path, {}), ElementsAre("pelvis_imu", "femur_imu"));
+    OpenOptions options;
+    options.sensor = "femur_imu";
+    EXPECT_EQ(told(path, options),
+              "opensim_sto; sensor femur_imu | quat 678.01: 0.6,0,0.8,0 | the file holds orientations only, "
+              "neither "
+              "acceleration nor rate: give it as a reference, --reference FILE.sto#SENSOR");
+}
+
+TEST(Formats, takeTheArraysOfMatlabFiles) {
+    const MatBytes w;
+    const auto matrix = [&](const char* name, std::uint32_t rows, std::vector<double> values) {
+        const auto columns = static_cast<std::uint32_t>(values.size()) / rows;
+        return w.array(6, {rows, columns}, name, w.element(9, w.values(std::move(values))));
+    };
+    const auto record = [&](const char* name, const std::vector<std::string>& fields,
+                            const std::string& values) {
+        std::string names;
+        for (std::string field : fields) names += (field.resize(8), field);
+        return w.array(2, {1, 1}, name, w.element(5, w.words({8})) + w.element(1, names) + values);
+    };
+    const auto text = [&](const char* name, const std::vector<std::string>& rows) {
+        std::vector<std::uint16_t> codes;
+        for (std::size_t c = 0; c < rows.front().size(); ++c)
+            for (const std::string& row : rows) codes.push_back(static_cast<unsigned char>(row[c]));
+        return w.array(
+            4, {static_cast<std::uint32_t>(rows.size()), static_cast<std::uint32_t>(rows.front().size())},
+            name, w.element(4, w.values(codes)));
+    };
+    const std::string acc = matrix("", 3, {1, 2, 3, kNaN, kNaN, kNaN});
+    const struct {
+        const char* rule;
+        std::string variables;
+        const char* sensor;
+        const char* expected;
+    } rows[] = {
+        {"a struct, samples in columns, NaN for no sample",
+         record("meas", {"t", "acc", "gyr"},
+                matrix("", 1, {10, 10.5}) + acc + matrix("", 3, {kNaN, kNaN, kNaN, 4, 5, 6})),
+         "", "matlab_mat; no units in the file, taken for m/s^2, rad/s | 3a 10: 1,2,3 | 3g 10.5: 4,5,6"},
+        {"variables, samples in rows, a rate, a unit in a name, an acceleration without gravity",
+         matrix("Fs", 1, {50}) + matrix("accel_g", 2, {0, 0, 0, 0, 1, 1}) +
+             matrix("gyro", 2, {1, 4, 2, 5, 3, 6}) + matrix("linear_acc", 2, {1, 1, 1, 1, 1, 1}) +
+             matrix("q", 2, {1, 1, 0, 0, 0, 0, 0, 0}),
+         "",
+         "matlab_mat; time from the rows at 50 Hz; no units in the file, taken for rad/s | 3a 0: 0,0,9.807 | "
+         "3g 0: "
+         "1,2,3 | quat 0: 1,0,0,0"},
+        {"single axes, and a clock each in structs of their own",
+         record(
+             "acc", {"x", "y", "z", "time"},
+             matrix("", 1, {1, 1}) + matrix("", 1, {2, 2}) + matrix("", 1, {3, 3}) + matrix("", 1, {0, 1})) +
+             record("gyr", {"data", "t"},
+                    matrix("", 3, {4, 5, 6, 4, 5, 6, 4, 5, 6}) + matrix("", 1, {0.5, 1, 2})),
+         "",
+         "matlab_mat; no units in the file, taken for m/s^2; no units in the file, taken for rad/s | 3a 0: "
+         "1,2,3 | 3g "
+         "0.5: 4,5,6"},
+        {"several sensors",
+         record("left", {"t", "acc"}, matrix("", 1, {0, 1}) + acc) +
+             record("right", {"t", "acc"}, matrix("", 1, {7, 8}) + acc),
+         "right", "matlab_mat; sensor right; no units in the file, taken for m/s^2 | 3a 7: 1,2,3"},
+        {"channels of Trigno units, padded",
+         text("Channels", {"Calf: ACC.X 1", "Calf: ACC.Y 1", "Calf: ACC.Z 1", "Calf: EMG 1  "}) +
+             matrix("Time", 4, {0, 0, 0, 0, 0.5, 0.5, 0.5, 0.5, 0, 0, 0, 1}) +
+             matrix("Data", 4, {1, 2, 3, 9, 0, 0, 1, 9, 0, 0, 0, 9}),
+         "", "matlab_mat; Trigno: acceleration in g, rate in deg/s | 3a 0: 9.807,19.61,29.42"},
+        {"nothing of a sensor", matrix("emg", 1, {1, 2, 3}), "",
+         "Poco::DataFormatException: RECORDING: no sensor's arrays found among: emg (1x3). A recording has "
+         "variables, "
+         "or fields of a struct, such as t (N x 1), acc, gyr and mag (N x 3 or 3 x N)"},
+    };
+    for (const auto& row : rows) {
+        const TemporaryFolder folder;
+        OpenOptions options;
+        options.sensor = row.sensor;
+        const std::string path = folder.write("r.mat", w.file(row.variables));
+        std::string out = told(path, options);
+        if (const std::size_t at = out.find(path); at != std::string::npos)
+            out.replace(at, path.size(), "RECORDING");
+        EXPECT_EQ(out, row.expected) << row.rule;
+    }
+}
+
+TEST(Formats, readRealFiles) {
+    const char* root = std::getenv("KAVELIN_DATA");
+    const std::string folder = std::string(root ? root : "") + "/formats/";
+    if (!std::filesystem::exists(folder))
+        GTEST_SKIP() << "skipped: KAVELIN_DATA names no folder with files in formats/";
+    const struct {
+        const char* path;
+        const char* sensor;
+        const char* expected;
+    } rows[] = {
+        {"phyphox_csv/exp1", "",
+         "phyphox | 3g 0.0188266: -0.0001527,-0.0001527,-0.0004581 | 3m 0.0256502: -19.2,-5.419,"},
+        {"sensor_logger_csv/simorxb", "",
+         "in g, sign turned | 3a 0.0370764: -0.8333,2.695,9.228 | 3g 0.120238: "
+         "0.06214,-0.1685,0.0007491 | 3m 0.0299004: 215.8,71.08,-583.4"},
+        {"opensim_sto/imuOrientations.sto", "femur_r_imu", "quat 0: 0.11"},
+        {"matlab_mat/meas.mat", "", "taken for m/s^2, rad/s, uT"},
+        {"matlab_mat/sitting.mat", "", "writetimetable(Acceleration, 'Acceleration.csv')"},
+    };
+    for (const auto& row : rows) {
+        OpenOptions options;
+        options.sensor = row.sensor;
+        EXPECT_THAT(told(folder + row.path, options), HasSubstr(row.expected)) << row.path;
+    }
+}
+
+}  // namespace
+}  // namespace Kavelin::RecordingIO
