@@ -237,7 +237,8 @@ void addErrorOptions(CLI::App& command, FuseOptions& options) {
     const std::string group = "Comparison with a reference";
     command
         .add_option("--reference", options.reference,
-                    "File with t, qw, qx, qy, qz, instead of the recording's own")
+                    "File with t, qw, qx, qy, qz, instead of the recording's own; or "
+                    "FILE#SENSOR")
         ->group(group);
     command
         .add_option("--movement", options.movement,

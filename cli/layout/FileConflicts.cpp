@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "cli/SameFile.h"
+#include "io/formats/ReferenceTrack.h"
 
 namespace Kavelin::Cli {
 
@@ -13,7 +14,8 @@ bool isInConflict(const FileUse& use, const FileUse& other) {
     if (use.file == "-" || other.file == "-")
         return use.file == other.file && use.isWritten == other.isWritten;
     // A result is written as NAME.part until it is complete.
-    return use.isWritten && (isSameFile(use.file, other.file) || isSameFile(use.file + ".part", other.file));
+    const std::string file = other.isWritten ? other.file : RecordingIO::fileOfReference(other.file);
+    return use.isWritten && (isSameFile(use.file, file) || isSameFile(use.file + ".part", file));
 }
 
 }  // namespace

@@ -24,6 +24,8 @@ public:
     /// The first lines of a file (64 KiB at most, only whole lines), without line feeds; decoded to UTF-8 and
     /// without a byte order mark. Empty for what is not text.
     std::vector<std::string> firstLines(const std::string& file) const;
+    /// The first of them, where it has less than 4 KiB; empty where there is none. Costs less for many files.
+    std::string firstLine(const std::string& file) const;
 
     /// Files whose name without folders equals `name`, or ends with it; upper and lower case do not matter.
     std::vector<std::string> filesCalled(std::string_view name) const;

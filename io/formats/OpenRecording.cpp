@@ -108,24 +108,32 @@ std::unique_ptr<RowReader> openRecording(const std::string& path, const OpenOpti
         if (announce) announce(source->closer());
         return std::make_unique<RecordingReader>(std::move(source), RecordingReader::nameOf(path), options);
     }
-    const std::unique_ptr<FileTree> tree = FileTree::at(path);
-    const std::optional<RecordingPlan> plan = planOf(Sighting(*tree, options), options.format);
-    if (plan) return openPlan(path, *tree, *plan, options);
-    if (tree->files().size() > 1) refuseUnknown(path, *tree);
-    return openSingle(*tree, tree->pathOf(tree->files().front().name), options);
+    return openRecording(*FileTree::at(path), path, options);
+}
+
+std::unique_ptr<RowReader> openRecording(const FileTree& tree, const std::string& path,
+                                         const OpenOptions& options) {
+    const std::optional<RecordingPlan> plan = planOf(Sighting(tree, options), options.format);
+    if (plan) return openPlan(path, tree, *plan, options);
+    if (tree.files().size() > 1) refuseUnknown(path, tree);
+    return openSingle(tree, tree.pathOf(tree.files().front().name), options);
 }
 
 std::vector<std::string> sensorsOf(const std::string& path, const OpenOptions& options) {
+    if (canBeReadOnlyOnce(path)) return {};
+    return sensorsOf(*FileTree::at(path), path, options);
+}
+
+std::vector<std::string> sensorsOf(const FileTree& tree, const std::string& path,
+                                   const OpenOptions& options) {
     std::vector<std::string> names;
-    if (canBeReadOnlyOnce(path)) return names;
-    const std::unique_ptr<FileTree> tree = FileTree::at(path);
-    const std::optional<RecordingPlan> plan = planOf(Sighting(*tree, options), options.format);
+    const std::optional<RecordingPlan> plan = planOf(Sighting(tree, options), options.format);
     if (plan) {
         for (const SensorPlan& sensor : plan->sensors) names.push_back(sensor.name);
-    } else if (tree->files().size() == 1) {
+    } else if (tree.files().size() == 1) {
         OpenOptions any = options;
         any.listsSensors = true;
-        names = openSingle(*tree, path, any)->schema().sensors;
+        names = openSingle(tree, path, any)->schema().sensors;
     }
     if (names.size() < 2) names.clear();
     return names;

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "io/files/FileTree.h"
 #include "io/recording/RecordingReader.h"
 
 namespace Kavelin::RecordingIO {
@@ -24,6 +25,11 @@ std::unique_ptr<RowReader> openRecording(const std::string& path, const OpenOpti
 
 /// Names of the sensors of a recording; empty where it holds one.  Raises as openRecording.
 std::vector<std::string> sensorsOf(const std::string& path, const OpenOptions& options);
+
+/// The same of files that have been looked at; `path` is their name for messages.
+std::unique_ptr<RowReader> openRecording(const FileTree& tree, const std::string& path,
+                                         const OpenOptions& options);
+std::vector<std::string> sensorsOf(const FileTree& tree, const std::string& path, const OpenOptions& options);
 
 /// Whether a path is one recording: a single file, or a folder or an archive of a format that is known by name.
 /// Raises as openRecording.

@@ -28,14 +28,12 @@ RecordingReader openIntervals(const std::string& path) {
     }
 }
 
-/// "FILE#SENSOR" names one of several sensors; a file whose own name is such is that file.
 std::unique_ptr<RowReader> openReference(const std::string& path) {
-    std::error_code unknown;
-    const std::size_t mark = path.rfind('#');
     OpenOptions options;
-    if (mark != std::string::npos && !std::filesystem::exists(path, unknown)) {
-        options.sensor = path.substr(mark + 1);
-        return openRecording(path.substr(0, mark), options);
+    const std::string file = fileOfReference(path);
+    if (file != path) {
+        options.sensor = path.substr(file.size() + 1);
+        return openRecording(file, options);
     }
     const std::vector<std::string> sensors = sensorsOf(path, options);
     if (sensors.size() < 2) return openRecording(path, options);
@@ -45,6 +43,12 @@ std::unique_ptr<RowReader> openReference(const std::string& path) {
 }
 
 }  // namespace
+
+std::string fileOfReference(const std::string& path) {
+    std::error_code unknown;
+    const std::size_t mark = path.rfind('#');
+    return mark == std::string::npos || std::filesystem::exists(path, unknown) ? path : path.substr(0, mark);
+}
 
 ReferenceTrack::ReferenceTrack(const std::string& path) : reader_(openReference(path)) {
     const auto& channels = reader_->schema().channels;

@@ -13,6 +13,9 @@ namespace Kavelin::RecordingIO {
 
 using OrientationInternal::Quaternion;
 
+/// "FILE" of "FILE#SENSOR", which names one of several sensors; a file whose own name is such is that file.
+std::string fileOfReference(const std::string& path);
+
 /// A reference orientation in a file of its own, with its own time stamps and rate: read along with the
 /// estimate, in constant memory, and interpolated to the times that are asked for.
 class ReferenceTrack {

@@ -12,14 +12,13 @@ namespace Kavelin::RecordingIO {
 namespace {
 
 const std::size_t kMostBytes = std::size_t{1} << 16;
+const std::size_t kMostOfLine = std::size_t{1} << 12;
 
-}  // namespace
-
-std::vector<std::string> Sighting::firstLines(const std::string& file) const {
-    std::string text(kMostBytes, '\0');
+std::vector<std::string> linesOf(const FileTree& tree, const std::string& file, std::size_t most) {
+    std::string text(most, '\0');
     std::size_t have = 0;
     try {
-        const std::unique_ptr<ByteSource> source = tree_.open(file);
+        const std::unique_ptr<ByteSource> source = tree.open(file);
         while (have < text.size()) {
             const std::size_t count = source->read(text.data() + have, text.size() - have);
             if (count == 0) break;
@@ -38,8 +37,19 @@ std::vector<std::string> Sighting::firstLines(const std::string& file) const {
         lines.push_back(text.substr(begin, stop - begin));
         begin = end + 1;
     }
-    if (have < kMostBytes && begin < text.size()) lines.push_back(text.substr(begin));
+    if (have < most && begin < text.size()) lines.push_back(text.substr(begin));
     return lines;
+}
+
+}  // namespace
+
+std::vector<std::string> Sighting::firstLines(const std::string& file) const {
+    return linesOf(tree_, file, kMostBytes);
+}
+
+std::string Sighting::firstLine(const std::string& file) const {
+    std::vector<std::string> lines = linesOf(tree_, file, kMostOfLine);
+    return lines.empty() ? std::string() : std::move(lines.front());
 }
 
 std::vector<std::string> Sighting::filesCalled(std::string_view name) const {

@@ -106,18 +106,29 @@ public:
     }
 
     std::vector<SensorPlan> sensors() {
-        std::vector<SensorPlan> sensors;
+        std::vector<SensorPlan> timed;
+        std::vector<SensorPlan> timeless;
+        std::vector<std::string> names;
         for (const Part& first : parts_) {
             if (first.isTime() || done_.contains({first.sensor, first.within, first.samples})) continue;
             done_.insert({first.sensor, first.within, first.samples});
             MatTable table = tableOf(first);
             if (wholePins(table.form()).empty()) continue;
+            const bool hasTime = timeOf(first) || table.form().rate > 0.0 || sighting_.options().rate > 0.0;
+            if (!hasTime) names.push_back(first.array->name);
+            std::vector<SensorPlan>& sensors = hasTime ? timed : timeless;
             auto sensor = std::ranges::find(sensors, first.sensor, &SensorPlan::name);
             if (sensor == sensors.end())
                 sensor = sensors.insert(sensors.end(), {.name = first.sensor, .tables = {}, .notes = {}});
             sensor->tables.push_back(std::move(table).plan(sighting_, file_));
         }
-        return sensors;
+        if (timed.empty()) return timeless;
+        for (SensorPlan& sensor : timed) {
+            noteLinearAcceleration(sensor);
+            for (const std::string& name : names)
+                sensor.notes.push_back(name + " is left out: no times are known for it");
+        }
+        return timed;
     }
 
 private:
@@ -154,6 +165,18 @@ private:
         };
         if (const Part* time = find(isNext)) return time;
         return find(isInSensor);
+    }
+
+    /// Where the only acceleration is one without gravity.
+    void noteLinearAcceleration(SensorPlan& sensor) const {
+        for (const TablePlan& table : sensor.tables) {
+            if (hasPin(table.form, "3a")) return;
+        }
+        for (const MatArray& array : contents_.arrays) {
+            if (ColumnName(leafNameOf(array.name) + " x").isLinearAcceleration())
+                sensor.notes.push_back(
+                    array.name + " is an acceleration without gravity: no orientation can be told from it");
+        }
     }
 
     void takeRate(MatTable& table, const std::string& sensor) const {

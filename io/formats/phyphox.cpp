@@ -33,8 +33,7 @@ std::optional<RecordingPlan> planPhyphox(const Sighting& sighting) {
     std::vector<std::string> files;
     for (const FileTree::Entry& entry : sighting.files()) {
         if (leafOf(folderOf(entry.name)) == "meta") continue;
-        const std::vector<std::string> lines = sighting.firstLines(entry.name);
-        if (!lines.empty() && isHeader(lines.front())) files.push_back(entry.name);
+        if (isHeader(sighting.firstLine(entry.name))) files.push_back(entry.name);
     }
     if (files.empty() || !areTogether(files)) return std::nullopt;
     SensorPlan sensor;

@@ -54,14 +54,6 @@ bool isNamed(const TableForm& form) {
     });
 }
 
-TablePlan planFile(const Sighting& sighting, const std::string& file) {
-    try {
-        return tablePlan(sighting, file);
-    } catch (const Poco::DataFormatException& refusal) {
-        throw Poco::DataFormatException(sighting.tree().pathOf(file) + ": " + refusal.message());
-    }
-}
-
 /// A file is a table like any other, unless its columns name only axes.
 std::optional<RecordingPlan> planSingle(const Sighting& sighting, const SensorFile& file) {
     const std::vector<std::string> lines = sighting.firstLines(file.file);
@@ -94,16 +86,23 @@ std::optional<RecordingPlan> planSensorFiles(const Sighting& sighting) {
     if (quantities.size() < 2) return std::nullopt;
     RecordingPlan plan;
     for (const SensorFile& file : files) {
-        TablePlan table = planFile(sighting, file.file);
-        if (!isNamed(table.form)) nameAxes(table.form, file.quantity);
         auto sensor = std::ranges::find(plan.sensors, file.sensor, &SensorPlan::name);
         if (sensor == plan.sensors.end())
             sensor =
                 plan.sensors.insert(plan.sensors.end(), {.name = file.sensor, .tables = {}, .notes = {}});
-        if (isNamed(table.form)) {
-            sensor->tables.push_back(std::move(table));
-        } else {
-            sensor->notes.push_back(leafOf(file.file) + " is left out: it has no columns of a sensor");
+        const std::string leftOut = leafOf(file.file) + " is left out: ";
+        try {
+            TablePlan table = tablePlan(sighting, file.file);
+            if (!isNamed(table.form)) nameAxes(table.form, file.quantity);
+            // Files of whole units are recordings, not parts of one.
+            if (hasPin(table.form, "3a") && hasPin(table.form, "3g")) return std::nullopt;
+            if (isNamed(table.form)) {
+                sensor->tables.push_back(std::move(table));
+            } else {
+                sensor->notes.push_back(leftOut + "it has no columns of a sensor");
+            }
+        } catch (const Poco::DataFormatException& refusal) {
+            sensor->notes.push_back(leftOut + refusal.message());
         }
     }
     std::erase_if(plan.sensors, [](const SensorPlan& sensor) { return sensor.tables.empty(); });

@@ -47,8 +47,7 @@ public:
     std::optional<RecordingPlan> plan() {
         std::vector<std::string> own;
         for (const FileTree::Entry& entry : sighting_.files()) {
-            const std::vector<std::string> lines = sighting_.firstLines(entry.name);
-            if (!lines.empty() && lines.front().starts_with("time,seconds_elapsed,"))
+            if (sighting_.firstLine(entry.name).starts_with("time,seconds_elapsed,"))
                 own.push_back(entry.name);
         }
         if (own.empty() || !areTogether(own)) return std::nullopt;

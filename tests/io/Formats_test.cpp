@@ -26,8 +26,10 @@ std::string told(const std::string& path, const OpenOptions& options = {}) {
         const auto reader = openRecording(path, options);
         out = fmt::format("{}", fmt::join(reader->schema().decisions, "; "));
         std::vector<std::string> firsts(reader->schema().channels.size());
+        int faults = 0;
         for (auto next = reader->next(); next != RowReader::Next::kEnd; next = reader->next()) {
-            if (next == RowReader::Next::kFault) throw Poco::DataFormatException(reader->message());
+            faults += next == RowReader::Next::kFault ? 1 : 0;
+            if (next == RowReader::Next::kFault) continue;
             for (std::size_t i = 0; i < firsts.size(); ++i) {
                 if (!firsts[i].empty() || !reader->row().has(i)) continue;
                 const double* values = reader->row().values(i);
@@ -38,6 +40,7 @@ std::string told(const std::string& path, const OpenOptions& options = {}) {
         }
         for (const std::string& first : firsts) out += " | " + first;
         for (const std::string& note : reader->schema().notes) out += " | " + note;
+        if (faults > 0) out += fmt::format(" | {} rows left out", faults);
     });
     return refusal == "accepted" ? out : refusal;
 }
@@ -150,8 +153,8 @@ TEST(Formats, areReadFromFilesOfTheirOwn) {
         {"files named after their sensors: one without columns of a sensor",
          {{"acc.csv", "t;x;y;z\n0,5;1;2;3\n"},
           {"gyr.csv", "t,gx,gy,gz\n1,4,5,6\n"},
-          {"mag_range.csv", "t,low\n0,4\n"}},
-         "sensor_files; semicolon; decimal comma | 3a 0.5: 1,2,3 | 3g 1: 4,5,6 | mag_range.csv is left out: "
+          {"mag.csv", "t,low\n0,4\n"}},
+         "sensor_files; semicolon; decimal comma | 3a 0.5: 1,2,3 | 3g 1: 4,5,6 | mag.csv is left out: "
          "it has no "
          "columns of a sensor"},
         {"files named after their sensors: two of them",
@@ -229,23 +232,23 @@ TEST(Formats, takeTheArraysOfMatlabFiles) {
         const char* expected;
     } rows[] = {
         {"a struct, samples in columns, NaN for no sample",
-         record("meas", {"t", "acc", "gyr"},
-                matrix("", 1, {10, 10.5}) + acc + matrix("", 3, {kNaN, kNaN, kNaN, 4, 5, 6})),
-         "", "matlab_mat; no units in the file, taken for m/s^2, rad/s | 3a 10: 1,2,3 | 3g 10.5: 4,5,6"},
-        {"variables, samples in rows, a rate, a unit in a name, an acceleration without gravity",
-         matrix("Fs", 1, {50}) + matrix("accel_g", 2, {0, 0, 0, 0, 1, 1}) +
-             matrix("gyro", 2, {1, 4, 2, 5, 3, 6}) + matrix("linear_acc", 2, {1, 1, 1, 1, 1, 1}) +
-             matrix("q", 2, {1, 1, 0, 0, 0, 0, 0, 0}),
+         matrix("mag_0", 3, {1, 1, 1, 1, 1, 1}) +
+             record("meas", {"t", "acc", "gyr"},
+                    matrix("", 1, {10, 10.5}) + acc + matrix("", 3, {kNaN, kNaN, kNaN, 4, 5, 6})),
          "",
-         "matlab_mat; time from the rows at 50 Hz; no units in the file, taken for rad/s | 3a 0: 0,0,9.807 | "
-         "3g 0: "
-         "1,2,3 | quat 0: 1,0,0,0"},
+         "matlab_mat; no units in the file, taken for m/s^2, rad/s | 3a 10: 1,2,3 | 3g 10.5: 4,5,6 | mag_0 "
+         "is left out: no times are known for it"},
+        {"variables, samples in rows, a rate, a unit in a name",
+         matrix("Fs", 1, {50}) + matrix("accel_g", 2, {0, 0, 0, 0, 1, 1}) +
+             matrix("gyro", 2, {1, 4, 2, 5, 3, 6}) + matrix("q", 2, {1, 1, 0, 0, 0, 0, 0, 0}),
+         "",
+         "matlab_mat; no units in the file, taken for rad/s; time from the rows at 50 Hz | 3a 0: 0,0,9.807 | "
+         "3g 0: 1,2,3 | quat 0: 1,0,0,0"},
         {"single axes, and a clock each in structs of their own",
          record(
              "acc", {"x", "y", "z", "time"},
              matrix("", 1, {1, 1}) + matrix("", 1, {2, 2}) + matrix("", 1, {3, 3}) + matrix("", 1, {0, 1})) +
-             record("gyr", {"data", "t"},
-                    matrix("", 3, {4, 5, 6, 4, 5, 6, 4, 5, 6}) + matrix("", 1, {0.5, 1, 2})),
+             record("gyr", {"data", "t"}, matrix("", 3, {4, 5, 6, 7, 8, 9}) + matrix("", 1, {0.5, 1})),
          "",
          "matlab_mat; no units in the file, taken for m/s^2; no units in the file, taken for rad/s | 3a 0: "
          "1,2,3 | 3g "
@@ -291,7 +294,7 @@ TEST(Formats, readRealFiles) {
         {"sensor_logger_csv/simorxb", "",
          "in g, sign turned | 3a 0.0370764: -0.8333,2.695,9.228 | 3g 0.120238: "
          "0.06214,-0.1685,0.0007491 | 3m 0.0299004: 215.8,71.08,-583.4"},
-        {"opensim_sto/imuOrientations.sto", "femur_r_imu", "quat 0: 0.11"},
+        {"opensim_sto/imuOrientations.sto", "femur_r_imu", "quat 0: 0.3754,-0.5659,-0.3469,-0.647"},
         {"matlab_mat/meas.mat", "", "taken for m/s^2, rad/s, uT"},
         {"matlab_mat/sitting.mat", "", "writetimetable(Acceleration, 'Acceleration.csv')"},
     };
