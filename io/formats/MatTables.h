@@ -17,10 +17,16 @@ public:
     TableForm& form() { return table_.form; }
     bool has(const std::string& raw) const;
 
+    /// A table for each sensor, of its samples only, where the times of all together run backwards: an array that
+    /// was put together of several streams. Otherwise the table itself.
+    std::vector<MatTable> perSensor() &&;
+
     /// The table, its time found as a table of text's is; columns that are longer are cut to the shortest.
     TablePlan plan(const Sighting& sighting, const std::string& file) &&;
 
 private:
+    bool runsBackwards(std::size_t time) const;
+    MatTable samplesOf(const ColumnGroup& group, std::size_t time) const;
     void takeDays();
 
     ArrayTable table_;

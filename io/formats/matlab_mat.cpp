@@ -120,7 +120,8 @@ public:
             auto sensor = std::ranges::find(sensors, first.sensor, &SensorPlan::name);
             if (sensor == sensors.end())
                 sensor = sensors.insert(sensors.end(), {.name = first.sensor, .tables = {}, .notes = {}});
-            sensor->tables.push_back(std::move(table).plan(sighting_, file_));
+            for (MatTable& one : std::move(table).perSensor())
+                sensor->tables.push_back(std::move(one).plan(sighting_, file_));
         }
         if (timed.empty()) return timeless;
         for (SensorPlan& sensor : timed) {

@@ -238,6 +238,14 @@ TEST(Formats, takeTheArraysOfMatlabFiles) {
          "",
          "matlab_mat; no units in the file, taken for m/s^2, rad/s | 3a 10: 1,2,3 | 3g 10.5: 4,5,6 | mag_0 "
          "is left out: no times are known for it"},
+        {"streams put together, each in order",
+         matrix("t", 1, {1, 2, 1.5, 3}) +
+             matrix("acc", 3, {1, 2, 3, 4, 5, 6, kNaN, kNaN, kNaN, kNaN, kNaN, kNaN}) +
+             matrix("gyr", 3, {kNaN, kNaN, kNaN, kNaN, kNaN, kNaN, 7, 8, 9, 7, 8, 9}),
+         "",
+         "matlab_mat; no units in the file, taken for m/s^2, rad/s; sensors apart, as the times of all "
+         "together run "
+         "backwards | 3a 1: 1,2,3 | 3g 1.5: 7,8,9"},
         {"variables, samples in rows, a rate, a unit in a name",
          matrix("Fs", 1, {50}) + matrix("accel_g", 2, {0, 0, 0, 0, 1, 1}) +
              matrix("gyro", 2, {1, 4, 2, 5, 3, 6}) + matrix("q", 2, {1, 1, 0, 0, 0, 0, 0, 0}),
@@ -295,7 +303,7 @@ TEST(Formats, readRealFiles) {
          "in g, sign turned | 3a 0.0370764: -0.8333,2.695,9.228 | 3g 0.120238: "
          "0.06214,-0.1685,0.0007491 | 3m 0.0299004: 215.8,71.08,-583.4"},
         {"opensim_sto/imuOrientations.sto", "femur_r_imu", "quat 0: 0.3754,-0.5659,-0.3469,-0.647"},
-        {"matlab_mat/meas.mat", "", "taken for m/s^2, rad/s, uT"},
+        {"matlab_mat/meas.mat", "", "run backwards | 3a"},
         {"matlab_mat/sitting.mat", "", "writetimetable(Acceleration, 'Acceleration.csv')"},
     };
     for (const auto& row : rows) {
