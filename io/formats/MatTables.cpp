@@ -17,6 +17,16 @@ const double kFirstDay = 6.9e5;  // 1889, as days since the year 0 count
 const double kLastDay = 7.7e5;   // 2108
 const double kSecondsOfDay = 86400.0;
 
+/// The rows of a text "Channels", or the texts in its cells.
+std::vector<std::string> channelNames(const MatContents& contents) {
+    std::vector<std::string> names;
+    for (const MatText& text : contents.texts) {
+        if (text.name == "Channels" || text.name.starts_with("Channels{"))
+            names.insert(names.end(), text.rows.begin(), text.rows.end());
+    }
+    return names;
+}
+
 /// The matrix with one row, or one column, for each of `count` channels.
 const MatArray* channelMatrix(const MatContents& contents, const std::string& name, std::size_t count) {
     const auto found = std::ranges::find(contents.arrays, name, &MatArray::name);
@@ -130,9 +140,9 @@ std::vector<double> elementOf(const MatArray& array, std::size_t i, bool samples
 
 std::vector<SensorPlan> trignoSensors(const MatContents& contents, const Sighting& sighting,
                                       const std::string& file) {
-    const auto names = std::ranges::find(contents.texts, "Channels", &MatText::name);
-    if (names == contents.texts.end()) return {};
-    const std::size_t count = names->rows.size();
+    const std::vector<std::string> names = channelNames(contents);
+    if (names.empty()) return {};
+    const std::size_t count = names.size();
     const MatArray* const time = channelMatrix(contents, "Time", count);
     const MatArray* const data = channelMatrix(contents, "Data", count);
     if (!time || !data) return {};
@@ -143,7 +153,7 @@ std::vector<SensorPlan> trignoSensors(const MatContents& contents, const Sightin
     };
     std::vector<Table> tables;
     for (std::size_t i = 0; i < count; ++i) {
-        const std::string& name = names->rows[i];
+        const std::string& name = names[i];
         const std::size_t colon = name.find(':');
         if (colon == std::string::npos) continue;
         // "ACC.X 2": the number is the sensor's.

@@ -123,6 +123,7 @@ public:
             for (MatTable& one : std::move(table).perSensor())
                 sensor->tables.push_back(std::move(one).plan(sighting_, file_));
         }
+        if (timed.empty() && !timeless.empty() && sighting_.options().mapping.empty()) refuseTimeless(names);
         if (timed.empty()) return timeless;
         for (SensorPlan& sensor : timed) {
             noteLinearAcceleration(sensor);
@@ -166,6 +167,14 @@ private:
         };
         if (const Part* time = find(isNext)) return time;
         return find(isInSensor);
+    }
+
+    [[noreturn]] void refuseTimeless(const std::vector<std::string>& names) const {
+        const std::string left = contents_.leftOut.empty() ? "" : "; not read: " + listed(contents_.leftOut);
+        throw Poco::DataFormatException(fmt::format(
+            "{}: no times are known for {}: neither an array t or time of as many elements, nor a rate "
+            "Fs{}. Give the rate, --rate HZ",
+            sighting_.tree().pathOf(file_), listed(names), left));
     }
 
     /// Where the only acceleration is one without gravity.

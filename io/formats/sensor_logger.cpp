@@ -47,8 +47,9 @@ public:
     std::optional<RecordingPlan> plan() {
         std::vector<std::string> own;
         for (const FileTree::Entry& entry : sighting_.files()) {
-            if (sighting_.firstLine(entry.name).starts_with("time,seconds_elapsed,"))
-                own.push_back(entry.name);
+            const std::vector<std::string> names = splitCells(sighting_.firstLine(entry.name), ',');
+            const auto has = [&](const char* name) { return std::ranges::find(names, name) != names.end(); };
+            if (has("time") && has("seconds_elapsed")) own.push_back(entry.name);
         }
         if (own.empty() || !areTogether(own)) return std::nullopt;
         own_ = own;

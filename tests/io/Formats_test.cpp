@@ -270,6 +270,10 @@ TEST(Formats, takeTheArraysOfMatlabFiles) {
              matrix("Time", 4, {0, 0, 0, 0, 0.5, 0.5, 0.5, 0.5, 0, 0, 0, 1}) +
              matrix("Data", 4, {1, 2, 3, 9, 0, 0, 1, 9, 0, 0, 0, 9}),
          "", "matlab_mat; Trigno: acceleration in g, rate in deg/s | 3a 0: 9.807,19.61,29.42"},
+        {"no times", matrix("acc", 3, {1, 2, 3, 4, 5, 6}) + w.opaque("t", "datetime"), "",
+         "Poco::DataFormatException: RECORDING: no times are known for acc: neither an array t or time of as "
+         "many "
+         "elements, nor a rate Fs; not read: t (datetime). Give the rate, --rate HZ"},
         {"nothing of a sensor", matrix("emg", 1, {1, 2, 3}), "",
          "Poco::DataFormatException: RECORDING: no sensor's arrays found among: emg (1x3). A recording has "
          "variables, "
