@@ -21,6 +21,7 @@ const double kGreatestMeanForce = 60.0;    // m/s^2
 const double kBeyondGyroscopes = 40.0;     // rad/s, root mean square: whatever the declared unit
 const double kLongestStep = 2.0;           // s, of a recording that has rates
 const double kShortestStep = 1e-5;         // s
+const std::uint64_t kRowsAGlance = 16;     // at the sign of gravity
 const double kClearlyUpwards = -20.0;      // degrees, of the field's dip
 const std::uint64_t kFewestRows = 10;      // to judge by their usual step
 const std::uint64_t kEnoughRows = 20;      // for more than a suspicion
@@ -97,8 +98,9 @@ void RecordingStatistics::add(const Row& row) {
     rates_.add(time, acceleration_, Eigen::Vector3d(row.values(rateIndex_)));
 }
 
-/// Against the newest acceleration.
+/// Against the newest acceleration; a part of the rows is enough.
 void RecordingStatistics::watchGravity(const Row& row) {
+    if (rows_ % kRowsAGlance != 0 && rows_ > kEnoughRows) return;
     if (!acceleration_.allFinite()) return;
     if (fieldIndex_ < channels_.size() && row.isMeasured(fieldIndex_))
         gravity_.addField(acceleration_, Eigen::Vector3d(row.values(fieldIndex_)));
