@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "io/recording/RecordingReader.h"
+
 namespace Kavelin::Bench {
 
 namespace fs = std::filesystem;
