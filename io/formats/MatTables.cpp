@@ -4,7 +4,6 @@
 #include <cmath>
 #include <limits>
 
-#include "io/recording/ColumnMeaning.h"
 #include "io/recording/Text.h"
 #include "io/recording/TimeChoice.h"
 
@@ -16,30 +15,6 @@ const std::size_t kRowsToDecideBy = 64;
 const double kFirstDay = 6.9e5;  // 1889, as days since the year 0 count
 const double kLastDay = 7.7e5;   // 2108
 const double kSecondsOfDay = 86400.0;
-
-/// The rows of a text "Channels", or the texts in its cells.
-std::vector<std::string> channelNames(const MatContents& contents) {
-    std::vector<std::string> names;
-    for (const MatText& text : contents.texts) {
-        if (text.name == "Channels" || text.name.starts_with("Channels{"))
-            names.insert(names.end(), text.rows.begin(), text.rows.end());
-    }
-    return names;
-}
-
-/// The matrix with one row, or one column, for each of `count` channels.
-const MatArray* channelMatrix(const MatContents& contents, const std::string& name, std::size_t count) {
-    const auto found = std::ranges::find(contents.arrays, name, &MatArray::name);
-    if (found == contents.arrays.end() || (found->rows != count && found->columns != count)) return nullptr;
-    return &*found;
-}
-
-/// The rows of a sensor's columns end where its times do no longer increase: the rest is padding.
-std::size_t lengthOf(const std::vector<double>& times) {
-    std::size_t length = std::min<std::size_t>(times.size(), 1);
-    while (length < times.size() && times[length] > times[length - 1]) ++length;
-    return length;
-}
 
 }  // namespace
 
@@ -136,53 +111,6 @@ std::vector<double> elementOf(const MatArray& array, std::size_t i, bool samples
     for (std::size_t k = 0; k < samples; ++k)
         values[k] = array.values[samplesAreColumns ? k * array.rows + i : i * array.rows + k];
     return values;
-}
-
-std::vector<SensorPlan> trignoSensors(const MatContents& contents, const Sighting& sighting,
-                                      const std::string& file) {
-    const std::vector<std::string> names = channelNames(contents);
-    if (names.empty()) return {};
-    const std::size_t count = names.size();
-    const MatArray* const time = channelMatrix(contents, "Time", count);
-    const MatArray* const data = channelMatrix(contents, "Data", count);
-    if (!time || !data) return {};
-    struct Table {
-        std::string sensor;
-        std::string pin;
-        MatTable table;
-    };
-    std::vector<Table> tables;
-    for (std::size_t i = 0; i < count; ++i) {
-        const std::string& name = names[i];
-        const std::size_t colon = name.find(':');
-        if (colon == std::string::npos) continue;
-        // "ACC.X 2": the number is the sensor's.
-        const std::string_view channel = trimmed(std::string_view(name).substr(colon + 1));
-        const auto meaning = meaningOf(channel.substr(0, channel.rfind(' ')));
-        if (!meaning || meaning->axis > 2) continue;
-        const std::string sensor = name.substr(0, colon);
-        std::vector<double> times = elementOf(*time, i, time->rows == count);
-        times.resize(lengthOf(times));
-        auto found = std::ranges::find_if(
-            tables, [&](const Table& table) { return table.sensor == sensor && table.pin == meaning->pin; });
-        if (found == tables.end()) {
-            found = tables.insert(tables.end(), {sensor, meaning->pin, {}});
-            found->table.add("Time", "Time (s)", std::move(times));
-            found->table.say("Trigno: acceleration in g, rate in deg/s");
-        }
-        const std::string unit = meaning->pin == "3a" ? " (g)" : meaning->pin == "3g" ? " (deg/s)" : "";
-        const std::string quantity = meaning->pin == "3a" ? "acc " : meaning->pin == "3g" ? "gyr " : "mag ";
-        found->table.add(name, quantity + "xyz"[meaning->axis] + unit,
-                         elementOf(*data, i, data->rows == count));
-    }
-    std::vector<SensorPlan> sensors;
-    for (Table& table : tables) {
-        auto sensor = std::ranges::find(sensors, table.sensor, &SensorPlan::name);
-        if (sensor == sensors.end())
-            sensor = sensors.insert(sensors.end(), {.name = table.sensor, .tables = {}, .notes = {}});
-        sensor->tables.push_back(std::move(table.table).plan(sighting, file));
-    }
-    return sensors;
 }
 
 }  // namespace Kavelin::RecordingIO

@@ -35,9 +35,4 @@ private:
 /// Element i of every sample of an array, whose samples are its columns or its rows.
 std::vector<double> elementOf(const MatArray& array, std::size_t i, bool samplesAreColumns);
 
-/// Sensors of a file with one entry a channel in "Channels", "Fs", "Time" and "Data", as Trigno units export it:
-/// "Thigh: ACC.X 2" is the first sensor's x axis. Empty for other files.
-std::vector<SensorPlan> trignoSensors(const MatContents& contents, const Sighting& sighting,
-                                      const std::string& file);
-
 }  // namespace Kavelin::RecordingIO

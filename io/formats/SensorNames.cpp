@@ -46,6 +46,10 @@ void nameAxes(TableForm& form, const std::string& quantity, const std::string& u
     }
 }
 
+std::string quantityOfPin(const std::string& pin) {
+    return pin == "3a" ? "Accelerometer" : pin == "3g" ? "Gyroscope" : pin == "3m" ? "Magnetometer" : "Quat";
+}
+
 std::vector<std::string> wholePins(const TableForm& form) {
     std::vector<std::string> pins;
     for (const ColumnGroup& group :

@@ -15,6 +15,9 @@ std::string stemOf(const std::string& file);
 /// @param unit of those that say none; may be empty
 void nameAxes(TableForm& form, const std::string& quantity, const std::string& unit = "");
 
+/// "Accelerometer" of "3a", "Gyroscope", "Magnetometer", "Quat": a name that columns are understood by.
+std::string quantityOfPin(const std::string& pin);
+
 /// The pins of which a table has all columns, by their names.
 std::vector<std::string> wholePins(const TableForm& form);
 bool hasPin(const TableForm& form, const std::string& pin);

@@ -2,12 +2,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <map>
 #include <set>
 
 #include "io/formats/Formats.h"
 #include "io/formats/MatTables.h"
 #include "io/formats/SensorNames.h"
+#include "io/formats/TrignoChannels.h"
 #include "io/recording/ColumnMeaning.h"
 #include "io/recording/Text.h"
 
@@ -23,7 +23,7 @@ struct Part {
     const MatArray* array = nullptr;
     std::string sensor;    ///< the struct that it is in, and the words before the quantity
     std::string within;    ///< where the quantity is a struct of its own: its name
-    std::string quantity;  ///< "acc", "gyr", "mag", "quat"; empty where the name itself says all
+    std::string quantity;  ///< "Gyroscope", "Gyroscope x"; empty where the name itself says all
     std::string leaf;
     std::string unit;
     std::size_t elements = 1;
@@ -49,48 +49,46 @@ bool isPlainWord(const std::string& leaf) {
     return kWords.contains(lowered(leaf));
 }
 
+/// "acc.x", "acc.data", "acc.t": the struct is the quantity, and is no sensor. @return what the array is called then
+std::string takeWithin(Part& part) {
+    const std::string within = leafNameOf(part.sensor);
+    if (within.empty() || !meaningOf(within + " x")) return part.leaf;
+    part.within = within;
+    part.sensor = parentOf(part.sensor);
+    if (isPlainWord(part.leaf)) return within;
+    return part.leaf.size() == 1 && part.leaf != "t" ? within + " " + part.leaf : part.leaf;
+}
+
+void takeMeaning(Part& part, const ColumnMeaning& meaning) {
+    part.quantity = quantityOfPin(meaning.pin);
+    part.unit = meaning.unit;
+    part.sensor = joined(part.sensor, meaning.sensor);
+}
+
 /// The vectors or single elements that an array's shape and name make it.
 std::optional<Part> partOf(const MatArray& array) {
     Part part;
     part.array = &array;
     part.sensor = parentOf(array.name);
     part.leaf = leafNameOf(array.name);
-    std::string name = part.leaf;
-    // "acc.x", "acc.data", "acc.t": the struct is the quantity.
-    const std::string within = leafNameOf(part.sensor);
-    if (!within.empty() && meaningOf(within + " x")) {
-        part.within = within;
-        part.sensor = parentOf(part.sensor);
-        if (isPlainWord(name)) name = within;
-        if (name.size() == 1 && name != "t") name = within + " " + name;
-    }
-    const bool isVector = array.rows == 1 || array.columns == 1;
     part.samples = std::max(array.rows, array.columns);
-    if (isVector) {
+    const std::string name = takeWithin(part);
+    if (array.rows == 1 || array.columns == 1) {
         if (const auto meaning = meaningOf(name)) {
-            static const std::map<std::string, std::string> kNames = {
-                {"3a", "acc"}, {"3g", "gyr"}, {"3m", "mag"}, {"quat", "quat"}};
-            const auto& axes = meaning->pin == "quat" ? kElements[meaning->axis] : kAxes[meaning->axis];
-            part.quantity = kNames.at(meaning->pin) + " " + axes;
-            part.unit = meaning->unit;
-            part.sensor = joined(part.sensor, meaning->sensor);
+            takeMeaning(part, *meaning);
+            part.quantity += meaning->pin == "quat" ? std::string(" ") + kElements[meaning->axis]
+                                                    : std::string(" ") + kAxes[meaning->axis];
         }
         return part;
     }
-    const auto meaning = meaningOf(name + " x");
-    const bool isQuaternion = lowered(name) == "q" || (meaning && meaning->pin == "quat");
-    if (!meaning && !isQuaternion) return std::nullopt;
-    part.elements = isQuaternion ? 4 : 3;
+    const auto meaning = meaningOf((lowered(name) == "q" ? "quat" : name) + " x");
+    if (!meaning) return std::nullopt;
+    takeMeaning(part, *meaning);
+    part.elements = meaning->pin == "quat" ? 4 : 3;
     // Deliberate: a square array has its samples in rows, as most have.
     part.samplesAreColumns = array.columns != part.elements;
     if (part.samplesAreColumns && array.rows != part.elements) return std::nullopt;
     part.samples = part.samplesAreColumns ? array.columns : array.rows;
-    part.quantity = isQuaternion           ? "quat"
-                    : meaning->pin == "3a" ? "acc"
-                    : meaning->pin == "3g" ? "gyr"
-                                           : "mag";
-    if (meaning) part.unit = meaning->unit;
-    if (meaning) part.sensor = joined(part.sensor, meaning->sensor);
     return part;
 }
 

@@ -42,9 +42,7 @@ std::optional<SensorFile> sensorFileOf(const std::string& file) {
     const bool hasBoth = !folder.empty() && !meaning->sensor.empty();
     return SensorFile{.file = file,
                       .sensor = folder + (hasBoth ? "/" : "") + meaning->sensor,
-                      .quantity = meaning->pin == "3a"   ? "Accelerometer"
-                                  : meaning->pin == "3g" ? "Gyroscope"
-                                                         : "Magnetometer"};
+                      .quantity = quantityOfPin(meaning->pin)};
 }
 
 /// Whether names of columns say what they hold.
