@@ -76,6 +76,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
     } catch (const Poco::DataFormatException&) {
         // What cannot be used must be refused, and nothing else may happen.
+    } catch (const Poco::ReadFileException&) {
+        // A damaged gzip file.
     }
     return 0;
 }

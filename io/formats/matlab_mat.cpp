@@ -29,6 +29,7 @@ struct Part {
     std::size_t elements = 1;
     std::size_t samples = 0;
     bool samplesAreColumns = false;
+    bool beginsWithTime = false;  ///< the elements come after the time of the sample
 
     bool isTime() const { return elements == 1 && ColumnName(leaf).isTime(); }
 };
@@ -65,6 +66,11 @@ void takeMeaning(Part& part, const ColumnMeaning& meaning) {
     part.sensor = joined(part.sensor, meaning.sensor);
 }
 
+/// As MATLAB writes it: "(1,:)" is the first element of all samples where those are columns.
+std::string placeOf(const Part& part, std::size_t element) {
+    return part.samplesAreColumns ? fmt::format("({},:)", element + 1) : fmt::format("(:,{})", element + 1);
+}
+
 /// The vectors or single elements that an array's shape and name make it.
 std::optional<Part> partOf(const MatArray& array) {
     Part part;
@@ -86,10 +92,16 @@ std::optional<Part> partOf(const MatArray& array) {
     takeMeaning(part, *meaning);
     part.elements = meaning->pin == "quat" ? 4 : 3;
     // Deliberate: a square array has its samples in rows, as most have.
-    part.samplesAreColumns = array.columns != part.elements;
-    if (part.samplesAreColumns && array.rows != part.elements) return std::nullopt;
+    part.beginsWithTime = part.elements == 3 && array.columns != 3 && array.rows != 3;
+    const std::size_t height = part.elements + (part.beginsWithTime ? 1 : 0);
+    part.samplesAreColumns = array.columns != height;
+    if (part.samplesAreColumns && array.rows != height) return std::nullopt;
     part.samples = part.samplesAreColumns ? array.columns : array.rows;
-    return part;
+    if (!part.beginsWithTime) return part;
+    part.within = part.leaf;  // a table of its own
+    const std::vector<double> times = elementOf(array, 0, part.samplesAreColumns);
+    const bool increases = times.front() < times.back() && std::ranges::is_sorted(times);
+    return increases ? std::optional(part) : std::nullopt;
 }
 
 class Planner {
@@ -112,7 +124,8 @@ public:
             done_.insert({first.sensor, first.within, first.samples});
             MatTable table = tableOf(first);
             if (wholePins(table.form()).empty()) continue;
-            const bool hasTime = timeOf(first) || table.form().rate > 0.0 || sighting_.options().rate > 0.0;
+            const bool hasTime = first.beginsWithTime || timeOf(first) || table.form().rate > 0.0 ||
+                                 sighting_.options().rate > 0.0;
             if (!hasTime) names.push_back(first.array->name);
             std::vector<SensorPlan>& sensors = hasTime ? timed : timeless;
             auto sensor = std::ranges::find(sensors, first.sensor, &SensorPlan::name);
@@ -135,7 +148,10 @@ private:
     /// All arrays of a sensor with as many samples, and their times.
     MatTable tableOf(const Part& first) const {
         MatTable table;
-        if (const Part* time = timeOf(first)) {
+        if (first.beginsWithTime) {
+            table.add(first.array->name + placeOf(first, 0), "t",
+                      elementOf(*first.array, 0, first.samplesAreColumns));
+        } else if (const Part* time = timeOf(first)) {
             table.add(time->array->name, time->leaf, time->array->values);
         } else {
             takeRate(table, first.sensor);
@@ -209,11 +225,10 @@ private:
             return;
         }
         for (std::size_t i = 0; i < part.elements; ++i) {
-            const std::string place =
-                part.samplesAreColumns ? fmt::format("({},:)", i + 1) : fmt::format("(:,{})", i + 1);
+            const std::size_t place = i + (part.beginsWithTime ? 1 : 0);
             const char* axis = part.elements == 4 ? kElements[i] : kAxes[i];
-            table.add(array.name + place, part.quantity + " " + axis + unit,
-                      elementOf(array, i, part.samplesAreColumns));
+            table.add(array.name + placeOf(part, place), part.quantity + " " + axis + unit,
+                      elementOf(array, place, part.samplesAreColumns));
         }
     }
 

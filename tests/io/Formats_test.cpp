@@ -261,6 +261,9 @@ TEST(Formats, takeTheArraysOfMatlabFiles) {
          "matlab_mat; no units in the file, taken for m/s^2; no units in the file, taken for rad/s | 3a 0: "
          "1,2,3 | 3g "
          "0.5: 4,5,6"},
+        {"arrays that begin with the time, and one that does not",
+         matrix("acc", 2, {7, 8, 1, 1, 2, 2, 3, 3}) + matrix("mag", 2, {8, 7, 1, 1, 2, 2, 3, 3}), "",
+         "matlab_mat; no units in the file, taken for m/s^2 | 3a 7: 1,2,3"},
         {"several sensors",
          record("left", {"t", "acc"}, matrix("", 1, {0, 1}) + acc) +
              record("right", {"t", "acc"}, matrix("", 1, {7, 8}) + acc),
