@@ -16,7 +16,7 @@ namespace {
 
 struct SensorFile {
     std::string file;
-    std::string sensor;  ///< its folder, and the words of its name before the quantity
+    std::string sensor;  ///< the words of its name besides the quantity
     std::string quantity;
 };
 
@@ -38,11 +38,7 @@ std::optional<SensorFile> sensorFileOf(const std::string& file) {
     if (!isTable(file)) return std::nullopt;
     const auto meaning = meaningOf(withoutRate(stemOf(file)) + " x");
     if (!meaning || meaning->pin == "quat") return std::nullopt;
-    const std::string folder = folderOf(file);
-    const bool hasBoth = !folder.empty() && !meaning->sensor.empty();
-    return SensorFile{.file = file,
-                      .sensor = folder + (hasBoth ? "/" : "") + meaning->sensor,
-                      .quantity = quantityOfPin(meaning->pin)};
+    return SensorFile{.file = file, .sensor = meaning->sensor, .quantity = quantityOfPin(meaning->pin)};
 }
 
 /// Whether names of columns say what they hold.
@@ -81,7 +77,10 @@ std::optional<RecordingPlan> planSensorFiles(const Sighting& sighting) {
         }
     }
     if (sighting.files().size() == 1 && files.size() == 1) return planSingle(sighting, files.front());
-    if (quantities.size() < 2) return std::nullopt;
+    std::vector<std::string> names;
+    for (const SensorFile& file : files) names.push_back(file.file);
+    // Files in several folders are several recordings.
+    if (quantities.size() < 2 || !areTogether(names)) return std::nullopt;
     RecordingPlan plan;
     for (const SensorFile& file : files) {
         auto sensor = std::ranges::find(plan.sensors, file.sensor, &SensorPlan::name);

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "io/formats/Formats.h"
 #include "io/formats/SensorNames.h"
@@ -117,7 +118,8 @@ private:
         const double length = lengthOf(plan);
         const bool looksLikeG = length > 0.5 && length < 2.0;
         const bool looksLikeSi = length > 5.0 && length < 20.0;
-        const std::string size = fmt::format("its usual length is {:.3g}", length);
+        const std::string size =
+            std::isnan(length) ? "it has no rows" : fmt::format("its usual length is {:.3g}", length);
         if (!phone_.isKnown && sighting_.options().units.contains("3a")) {
             say(plan, "phone not known: unit of the acceleration as given, sign as in the file");
             return {};

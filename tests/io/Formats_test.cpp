@@ -162,6 +162,11 @@ TEST(Formats, areReadFromFilesOfTheirOwn) {
          "Poco::DataFormatException: RECORDING: it holds 2 sensors: left, right; choose one with --sensor "
          "NAME (fuse) or "
          "the property Sensor, or take each with --all-sensors"},
+        {"a folder for each recording",
+         {{"a/Accelerometer.csv", kInSi}, {"a/Gyroscope.csv", kGyroscope}, {"b/Gyroscope.csv", kGyroscope}},
+         "Poco::DataFormatException: RECORDING: no format is known that consists of these files: "
+         "a/Accelerometer.csv, "
+         "a/Gyroscope.csv, b/Gyroscope.csv. Name one of them, or see kavelin formats"},
         {"one file of axes", {{"Gyroscope.csv", "time,x,y,z\n1,4,5,6\n"}}, "sensor_files | 3g 1: 4,5,6"},
     };
     for (const auto& row : rows) {
