@@ -15,11 +15,8 @@ const double kMostLost = 1e9;
 
 std::optional<double> PacketCounter::add(double value) {
     lost_ = 0;
-    if (!hasValue_) {
-        hasValue_ = true;
-        last_ = value;
-        return 0.0;
-    }
+    if (!hasOrigin_) last_ = value;
+    hasOrigin_ = true;
     double forward = value - last_;
     if (forward < 0.0) {
         const double range = last_ < kShortRange ? kShortRange : kLongRange;
@@ -28,10 +25,11 @@ std::optional<double> PacketCounter::add(double value) {
     }
     last_ = value;
     way_ += forward;
-    if (step_ > 0.0 && forward > step_) {
+    if (hasValue_ && step_ > 0.0 && forward > step_) {
         const double skipped = std::round(forward / step_) - 1.0;
         if (skipped < kMostLost) lost_ = static_cast<std::uint64_t>(skipped);
     }
+    hasValue_ = true;
     return way_;
 }
 

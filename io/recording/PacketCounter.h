@@ -9,11 +9,13 @@ namespace Kavelin::RecordingIO {
 class PacketCounter {
 public:
     /// @param step what the counter grows by from one packet to the next; 0: it counts time, not packets
-    explicit PacketCounter(double step) : step_(step) {}
+    /// @param origin the value from which it is followed; none: the first
+    explicit PacketCounter(double step, std::optional<double> origin = std::nullopt)
+        : step_(step), hasOrigin_(origin.has_value()), last_(origin.value_or(0.0)) {}
 
     /// Takes the next value. A value smaller than the one before is one that started over, if it then lies
     /// less than half of the counter's range ahead.
-    /// @return how far the counter has come since its first value; empty, taking nothing, where it ran
+    /// @return how far the counter has come since its origin; empty, taking nothing, where it ran
     /// backwards.
     std::optional<double> add(double value);
 
@@ -22,8 +24,9 @@ public:
 
 private:
     double step_;
+    bool hasOrigin_;
     bool hasValue_ = false;
-    double last_ = 0.0;
+    double last_;
     double way_ = 0.0;
     std::uint64_t lost_ = 0;
 };

@@ -25,7 +25,7 @@ bool contains(const std::vector<std::string>& names, const std::string& name) {
 
 }  // namespace
 
-RowBuilder::RowBuilder(const Schema& schema, const ReaderOptions& options) : counter_(schema.counterStep) {
+RowBuilder::RowBuilder(const Schema& schema, const ReaderOptions& options) : counter_(schema.counterStep, schema.counterOrigin) {
     isUsed_.assign(schema.columnCount, false);
     cells_.assign(schema.columnCount, kNaN);
     if (schema.timeColumn) isUsed_[*schema.timeColumn] = true;

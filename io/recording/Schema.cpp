@@ -244,6 +244,7 @@ private:
         } else if (schema_.timeKind == TableForm::Time::Kind::kCounter) {
             schema_.timeUnit = {1.0, form_.time->rate};
             schema_.counterStep = form_.time->step;
+            schema_.counterOrigin = form_.time->origin;
             // Another column may be called a time, and be empty.
             for (std::size_t i = 0; i < columns_.size(); ++i)
                 isExplained_[i] = isExplained_[i] || columns_[i].isTime();
@@ -404,11 +405,9 @@ private:
         if (schema_.timeColumn || schema_.rate > 0.0) return;
         std::string why = "no time column: found " + schema_.understood;
         if (!schema_.unknownColumns.empty()) why += "; unknown: " + listed(schema_.unknownColumns);
-        if (!form_.unratedCounter.empty()) {
-            throw Poco::DataFormatException(
-                why + ". " + form_.unratedCounter +
-                " counts packets, and the file does not say how many a second: give "
-                "the rate with --rate HZ, or the property Rate");
+        if (!form_.whyNoTime.empty()) {
+            throw Poco::DataFormatException(why + ". " + form_.whyNoTime +
+                                            ": give the rate with --rate HZ, or the property Rate");
         }
         throw Poco::DataFormatException(why +
                                         ". Name a column t, time or timestamp, or give the rate of the rows");

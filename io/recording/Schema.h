@@ -51,9 +51,10 @@ struct Schema {
     TableForm::Time::Kind timeKind = TableForm::Time::Kind::kNumber;
     Unit timeUnit;  ///< of the number or of the counts
     bool isTimeUnitDeclared = false;
-    double counterStep = 0.0;          ///< counts a packet
-    double rate = 0.0;                 ///< Hz, of the rows where there is no time column
-    std::vector<std::string> sensors;  ///< those that the table holds, where it holds several
+    double counterStep = 0.0;             ///< counts a packet
+    std::optional<double> counterOrigin;  ///< the count at 0 s; none: the first
+    double rate = 0.0;                    ///< Hz, of the rows where there is no time column
+    std::vector<std::string> sensors;     ///< those that the table holds, where it holds several
     /// What was decided beyond the plain case, in a few words each: "semicolon", "time from the rows at 100 Hz".
     std::vector<std::string> decisions;
     std::optional<std::size_t> sensorColumn;  ///< its name says which sensor a row is of; not mapped to a pin

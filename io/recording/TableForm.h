@@ -33,10 +33,11 @@ struct TableForm {
         std::string unit;   ///< of kNumber; empty: the column's own, or seconds
         double rate = 0.0;  ///< Hz, of kCounter: counts a second
         double step = 0.0;  ///< of kCounter: counts a packet; 0: it counts time
+        std::optional<double> origin = std::nullopt;  ///< of kCounter: the count at 0 s; none: the first
     };
     std::optional<Time> time;             ///< none: the columns' names tell
     std::vector<std::size_t> emptyTimes;  ///< columns that are called a time, and hold none
-    std::string unratedCounter;           ///< a column that counts packets, of which no rate is known
+    std::string whyNoTime;                ///< "N counts packets, and ...": why a rate has to be given
     double rate = 0.0;  ///< Hz, of the rows, as the lines above the header say; 0: they do not
 
     /// Columns that hold an orientation, sensor to earth, in another form than a quaternion.

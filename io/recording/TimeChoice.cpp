@@ -194,7 +194,10 @@ private:
         const double rate = hints_.rate > 0.0 ? hints_.rate : form_.rate;
         const std::optional<std::size_t> index = findCounter();
         if (rate <= 0.0) {
-            if (index) form_.unratedCounter = form_.columns[*index].raw;
+            if (index) {
+                form_.whyNoTime = form_.columns[*index].raw +
+                                  " counts packets, and the file does not say how many a second";
+            }
             return;
         }
         if (!index) {

@@ -54,9 +54,53 @@ constexpr NamedUnit kUnits[] = {
     {Quantity::kAngle, "\xC2\xB0", {kPi, 180.0}},
 };
 
+/// Other ways in which units are written.
+struct Spelling {
+    std::string_view written;
+    std::string_view unit;
+};
+constexpr Spelling kSpellings[] = {{"m/(s^2)", "m/s^2"},
+                                   {"m/s**2", "m/s^2"},
+                                   {"m*s^-2", "m/s^2"},
+                                   {"m s^-2", "m/s^2"},
+                                   {"ms^-2", "m/s^2"},
+                                   {"m/sec^2", "m/s^2"},
+                                   {"m/(s*s)", "m/s^2"},
+                                   {"rad/sec", "rad/s"},
+                                   {"rads/s", "rad/s"},
+                                   {"rad s^-1", "rad/s"},
+                                   {"deg/sec", "deg/s"},
+                                   {"degrees/s", "deg/s"},
+                                   {"degree/s", "deg/s"},
+                                   {"degs/s", "deg/s"},
+                                   {"degrees/sec", "deg/s"},
+                                   {"\xC2\xB0/sec", "deg/s"},
+                                   {"microtesla", "uT"},
+                                   {"\xCE\xBCT", "uT"},
+                                   {"mGauss", "mG"},
+                                   {"milligauss", "mG"},
+                                   {"nanotesla", "nT"},
+                                   {"second", "s"},
+                                   {"secs", "s"},
+                                   {"msec", "ms"},
+                                   {"millis", "ms"},
+                                   {"milliseconds", "ms"},
+                                   {"usec", "us"},
+                                   {"micros", "us"},
+                                   {"microseconds", "us"},
+                                   {"\xCE\xBCs", "us"},
+                                   {"nsec", "ns"},
+                                   {"nanoseconds", "ns"},
+                                   {"degree", "deg"},
+                                   {"degrees", "deg"},
+                                   {"radians", "rad"}};
+
 }  // namespace
 
 std::optional<Unit> findUnit(Quantity quantity, std::string_view name) {
+    for (const Spelling& spelling : kSpellings) {
+        if (equalsIgnoringCase(spelling.written, name)) name = spelling.unit;
+    }
     for (const NamedUnit& candidate : kUnits) {
         if (candidate.quantity == quantity && equalsIgnoringCase(candidate.name, name)) return candidate.unit;
     }
