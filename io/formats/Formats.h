@@ -12,5 +12,10 @@ std::optional<RecordingPlan> planSensorLogger(const Sighting& sighting);
 std::optional<RecordingPlan> planOpensimSto(const Sighting& sighting);
 std::optional<RecordingPlan> planMatlabMat(const Sighting& sighting);
 std::optional<RecordingPlan> planSensorFiles(const Sighting& sighting);
+std::optional<RecordingPlan> planXsensMtTxt(const Sighting& sighting);
+std::optional<RecordingPlan> planMovellaDotCsv(const Sighting& sighting);
+std::optional<RecordingPlan> planXimu1Csv(const Sighting& sighting);
+std::optional<RecordingPlan> planApdmCsv(const Sighting& sighting);
+std::optional<RecordingPlan> planShimmerCsv(const Sighting& sighting);
 
 }  // namespace Kavelin::RecordingIO
