@@ -25,8 +25,8 @@ bool isExport(const std::vector<std::string>& lines) {
     for (std::size_t i = 0; i < std::min(lines.size(), kMostMetadata); ++i) {
         const std::string& line = lines[i];
         if (line.starts_with("//")) return false;
-        if (line.starts_with("PacketCounter,SampleTimeFine,") || line.starts_with("SampleTimeFine,"))
-            return i == 0 || line.starts_with("PacketCounter");
+        if (line.starts_with("PacketCounter,SampleTimeFine,")) return !metadata(lines, "OutputRate").empty();
+        if (i == 0 && line.starts_with("SampleTimeFine,Euler_X,")) return true;
     }
     return false;
 }

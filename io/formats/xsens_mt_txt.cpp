@@ -11,14 +11,17 @@ namespace {
 
 const std::size_t kIdLength = 8;
 
-/// Comments about the device, then names that begin with the counter of packets.
+/// Comments about the device, then names that begin with the counter of packets and go on with those of the units.
 bool isExport(const std::vector<std::string>& lines) {
     const auto names = std::ranges::find_if(
         lines, [](const std::string& line) { return !line.empty() && !line.starts_with("//"); });
     if (names == lines.begin() || names == lines.end()) return false;
     const std::size_t length = names->find_first_of("\t,; ");
     const std::string first = names->substr(0, length);
-    return length != std::string::npos && (first == "PacketCounter" || first == "Counter");
+    const bool isOfUnit = std::ranges::any_of(
+        std::vector<std::string>{"SampleTimeFine", "Acc_X", "Gyr_X", "Mag_X", "Mat[1][1]", "Quat_q0", "Roll"},
+        [&](const std::string& name) { return names->find(name) != std::string::npos; });
+    return length != std::string::npos && (first == "PacketCounter" || first == "Counter") && isOfUnit;
 }
 
 /// "00B421ED" of "MT_012005D6-000_00B421ED.txt"; empty where the name does not end so.
