@@ -115,6 +115,7 @@ std::optional<RecordingPlan> planApdmCsv(const Sighting& sighting) {
     std::optional<TableForm> form = formOfBlocks(lines);
     if (!form) form = formOfPaths(sighting, file, lines);
     if (!form) return std::nullopt;
+    form->earth = TableForm::Earth::kNorthWestUp;  // x points to magnetic north
     RecordingPlan plan;
     for (const ColumnName& column : form->columns) {
         const bool isNew =
@@ -125,14 +126,6 @@ std::optional<RecordingPlan> planApdmCsv(const Sighting& sighting) {
         table.file = file;
         table.form = formOfSensor(*form, column.sensor);
         plan.sensors.push_back({.name = column.sensor, .tables = {std::move(table)}, .notes = {}});
-        const std::string quaternion = column.sensor + "/Orientation";
-        if (std::ranges::any_of(form->columns,
-                                [&](const ColumnName& one) { return one.raw.starts_with(quaternion); })) {
-            plan.sensors.back().notes.emplace_back(
-                "the unit's own orientations have x to magnetic north, not to the east as those of the "
-                "result: "
-                "their headings differ by 90 degrees");
-        }
     }
     return plan;
 }

@@ -90,12 +90,9 @@ SensorPlan sensorOf(const Sighting& sighting, const std::string& file) {
         return std::ranges::any_of(form.columns,
                                    [&](const ColumnName& column) { return column.raw.starts_with(name); });
     };
-    if (measures("Mag_") && (form.attitude || measures("Quat_"))) {
-        sensor.notes.emplace_back(
-            "the unit's own orientations have x to magnetic north, not to the east as those of the result: "
-            "their "
-            "headings differ by 90 degrees");
-    }
+    // Whatever the comments say: in the known files x points to magnetic north.
+    form.earth = TableForm::Earth::kNorthWestUp;
+    if (form.attitude || measures("Quat_")) form.decisions.emplace_back("orientations from North-West-Up");
     if (!measures("Acc_") && !measures("Gyr_")) {
         sensor.notes.emplace_back(
             "it holds orientations only, neither accelerations nor rates: it can be a --reference; to fuse "

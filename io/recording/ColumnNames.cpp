@@ -259,8 +259,25 @@ void ColumnName::takeIndex() {
 
 /// "time_ms", "timestamp (ms)": the unit of a time is often a part of its name.
 void ColumnName::takeTimeUnit() {
+    if (!unit.empty()) return;
     std::string suffix;
-    const std::size_t length = unit.empty() ? unitSuffix(name, suffix) : 0;
+    std::size_t length = unitSuffix(name, suffix);
+    if (name.size() > 2 && (name.ends_with("_s") || name.ends_with(" s"))) {
+        suffix = "s";
+        length = 2;
+    }
+    for (const auto& [written, meant] : {std::pair("millis", "ms"),
+                                         {"milliseconds", "ms"},
+                                         {"micros", "us"},
+                                         {"microseconds", "us"},
+                                         {"nanos", "ns"},
+                                         {"nanoseconds", "ns"},
+                                         {"seconds", "s"}}) {
+        if (!equalsIgnoringCase(name, written)) continue;
+        unit = meant;
+        name = "time";
+        return;
+    }
     if (length == 0 || !findUnit(Quantity::kTime, suffix)) return;
     ColumnName shorter(std::string_view(name).substr(0, name.size() - length));
     if (!shorter.isTime()) return;
@@ -269,11 +286,43 @@ void ColumnName::takeTimeUnit() {
 }
 
 bool ColumnName::isTime() const {
-    static constexpr std::string_view kNames[] = {
-        "t",           "time",           "timestamp",  "secondselapsed", "elapsed",
-        "elapsedtime", "sampletimefine", "datetime",   "unixtime",       "epoch",
-        "epoc",        "systemtime",     "devicetime", "timestampunix",  "localtime",
-        "utc",         "timestamputc",   "timeutc",    "isotime",        "sensortime"};
+    static constexpr std::string_view kNames[] = {"t",
+                                                  "time",
+                                                  "timestamp",
+                                                  "secondselapsed",
+                                                  "elapsed",
+                                                  "elapsedtime",
+                                                  "sampletimefine",
+                                                  "datetime",
+                                                  "unixtime",
+                                                  "epoch",
+                                                  "epoc",
+                                                  "systemtime",
+                                                  "devicetime",
+                                                  "timestampunix",
+                                                  "localtime",
+                                                  "utc",
+                                                  "timestamputc",
+                                                  "timeutc",
+                                                  "isotime",
+                                                  "sensortime",
+                                                  "chiptime",
+                                                  "unixtimestamp",
+                                                  "epochtime",
+                                                  "hosttimestamp",
+                                                  "devicetimestamp",
+                                                  "sensortimestamp",
+                                                  "loggingtime",
+                                                  "relativetime",
+                                                  "timesincestart",
+                                                  "timesincestartin",
+                                                  "timeofday",
+                                                  "sampletime",
+                                                  "date",
+                                                  "zeit",
+                                                  "zeitstempel",
+                                                  "datum",
+                                                  "uhrzeit"};
     return std::ranges::find(kNames, key) != std::end(kNames);
 }
 

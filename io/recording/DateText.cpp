@@ -62,24 +62,41 @@ int offset(Scanner& scan) {
     return (isBehind ? -1 : 1) * (hours * 3600 + minutes * 60);
 }
 
-}  // namespace
-
-std::optional<double> secondsOfDate(std::string_view text) {
-    Scanner scan(trimmed(text));
+/// "2023-05-06" or, with the day in front, "06.05.2023".
+std::chrono::year_month_day dayOf(Scanner& scan, bool isDayFirst) {
+    if (isDayFirst) {
+        const std::chrono::day day(static_cast<unsigned>(scan.digits(2)));
+        scan.expect(".");
+        const std::chrono::month month(static_cast<unsigned>(scan.digits(2)));
+        scan.expect(".");
+        return {std::chrono::year(scan.digits(4)), month, day};
+    }
     const std::chrono::year year(scan.digits(4));
     scan.expect("-/");
     const std::chrono::month month(static_cast<unsigned>(scan.digits(2)));
     scan.expect("-/");
-    const std::chrono::day day(static_cast<unsigned>(scan.digits(2)));
-    scan.expect("T t_");
+    return {year, month, std::chrono::day(static_cast<unsigned>(scan.digits(2)))};
+}
+
+}  // namespace
+
+std::optional<double> secondsOfDate(std::string_view text) {
+    text = trimmed(text);
+    Scanner scan(text);
+    // A time of day alone is one of the first day of all.
+    const bool hasDate = text.size() < 3 || text[2] != ':';
+    std::chrono::year_month_day date(std::chrono::year(1970), std::chrono::month(1), std::chrono::day(1));
+    if (hasDate) {
+        date = dayOf(scan, text.size() > 2 && text[2] == '.');
+        scan.expect("T t_");
+    }
     const int hour = scan.digits(2);
     scan.expect(":");
     const int minute = scan.digits(2);
     scan.expect(":");
     const int second = scan.digits(2);
-    const double fraction = scan.accepts(".,") ? scan.fraction() : 0.0;
+    const double fraction = scan.accepts(".,:") ? scan.fraction() : 0.0;
     const int behindUtc = offset(scan);
-    const std::chrono::year_month_day date(year, month, day);
     if (!scan.isFine() || !scan.atEnd() || !date.ok() || hour > 24 || minute > 59 || second > 60)
         return std::nullopt;
     const auto days = std::chrono::sys_days(date).time_since_epoch().count();

@@ -121,6 +121,10 @@ RecordingReader::Top RecordingReader::readTop() {
                 "the file holds bytes that no text has: export it as CSV, in UTF-8",
                 static_cast<int>(top.lines.size()));
         }
+        if (line.find('\r') != std::string::npos && top.lines.size() == 1) {
+            throw Poco::DataFormatException(
+                "its lines end in carriage returns alone: save it with line feeds", 1);
+        }
         const std::string_view text = trimmed(line);
         if (!text.empty() && !isComment(text) && isRowOfNumbers(text)) break;
         top.firstRow = top.lines.size();

@@ -58,6 +58,7 @@ public:
         takeAttitude();
         takeNamedGroups();
         takeMeantGroups();
+        refuseRivals();
         findSensorColumn();
         noteLinearAcceleration();
         noteUnknown();
@@ -191,6 +192,7 @@ private:
                 continue;
             }
             addChannel(entry.pin, entry.rows, entry.cols, found, unit);
+            mapped_.push_back(entry.pin);
         }
     }
 
@@ -263,6 +265,29 @@ private:
             std::erase_if(incomplete_, [pin](const std::string& text) { return text.starts_with(pin); });
             addChannel(pin, 1, group.size, group.columns, unit);
         }
+    }
+
+    /// Raw and calibrated values, or gravity as gx, gy, gz next to a gyroscope: which is meant cannot be told.
+    void refuseRivals() const {
+        for (const char* pin : {"3a", "3g", "3m"}) {
+            const Channel* const channel = schema_.find(pin);
+            if (!channel || std::ranges::find(mapped_, pin) != mapped_.end()) continue;
+            const std::string name = sensorWords(channel->columns.front());
+            std::vector<std::size_t> rivals = groupOf(columns_, "", pin, used_).columns;
+            for (const ColumnGroup& group : groupColumns(columns_, used_))
+                if (group.pin == pin && group.missing.empty()) rivals = group.columns;
+            if (std::ranges::find(rivals, kNoColumn) != rivals.end()) continue;
+            if (sensorWords(rivals.front()) != name) continue;
+            throw Poco::DataFormatException(
+                fmt::format("{} or {} may be pin '{}': say which with --map (fuse) or the property Mapping",
+                            listed(namesOf(channel->columns)), listed(namesOf(rivals)), pin));
+        }
+    }
+
+    /// The words of a column's name besides quantity, axis and unit.
+    std::string sensorWords(std::size_t column) const {
+        const auto meaning = meaningOf(columns_[column].name);
+        return meaning ? meaning->sensor : std::string();
     }
 
     /// An orientation that the form found in a form of its own.
@@ -473,6 +498,7 @@ private:
     const SchemaOptions& options_;
     std::vector<ColumnName> columns_;
     std::vector<bool> used_;
+    std::vector<std::string> mapped_;      // pins that the mapping gives
     std::vector<bool> isExplained_;        // not used, and another message says why
     std::vector<std::string> incomplete_;  // groups that lack a column: "3a lacks az: found ax, ay"
     Schema schema_;

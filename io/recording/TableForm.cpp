@@ -96,6 +96,19 @@ std::string_view withoutCommentMark(std::string_view line) {
     return text.substr(std::min(text.find_first_not_of("#%/ \t"), text.size()));
 }
 
+/// "TimeUS,GyroX" of a comment such as `Data format: "%int(TimeUS),%float(GyroX)"`; empty for any other line.
+std::string namesInFormat(std::string_view line) {
+    std::string names;
+    for (std::size_t at = line.find('%'); at != kNone; at = line.find('%', at + 1)) {
+        const std::size_t open = line.find('(', at);
+        const std::size_t close = line.find(')', at);
+        if (open == kNone || close == kNone || close < open) break;
+        if (line.substr(at, open - at).find_first_of(" ,") != kNone) continue;
+        names += (names.empty() ? "" : ",") + std::string(line.substr(open + 1, close - open - 1));
+    }
+    return names;
+}
+
 /// A header that the lines may have, and what speaks for it.
 struct Header {
     std::size_t line = kNone;  ///< index of the line with the names
@@ -180,7 +193,8 @@ private:
         const Split row = numbersIn(lines_[firstRow_]);
         for (std::size_t i = firstRow_; i-- > 0;) {
             if (!isComment(trimmed(lines_[i]))) continue;
-            Header header = headerOf(withoutCommentMark(lines_[i]));
+            const std::string names = namesInFormat(lines_[i]);
+            Header header = headerOf(names.empty() ? withoutCommentMark(lines_[i]) : std::string_view(names));
             if (header.columns.size() != row.cells || header.known == 0) break;
             header.line = i;
             accept(std::move(header));
@@ -429,14 +443,26 @@ double rateIn(std::string_view line) {
     const std::string text = lowered(line);
     const std::size_t word = text.find("rate");
     if (word == std::string::npos) return 0.0;
+    // Not a baud rate, not the rate of a heart.
+    static constexpr std::string_view kOfRows[] = {"",       "sample", "sampling", "update",
+                                                   "output", "data",   "frame"};
+    const std::size_t before = text.find_last_not_of(" _-", word - 1);
+    const std::size_t begin =
+        word == 0 || before == std::string::npos ? word : text.find_last_of("#%/;,\" \t_-:", before) + 1;
+    const std::string_view kind =
+        word == 0 ? std::string_view() : trimmed(std::string_view(text).substr(begin, word - begin));
+    if (std::ranges::find(kOfRows, kind.substr(0, kind.find_last_not_of(" _-") + 1)) == std::end(kOfRows))
+        return 0.0;
     const std::size_t mark = text.find_first_of(":=", word);
     if (mark == std::string::npos || mark > word + 8) return 0.0;
     const std::size_t digit = text.find_first_not_of(":=, \t;\"", mark);
     if (digit == std::string::npos) return 0.0;
     double rate = 0.0;
     const auto [end, error] = std::from_chars(text.data() + digit, text.data() + text.size(), rate);
+    std::string_view unit(end, static_cast<std::size_t>(text.data() + text.size() - end));
+    unit.remove_prefix(std::min(unit.find_first_not_of(" ,;\t\"[("), unit.size()));
     const bool isRate = error == std::errc() && rate > 0.0 && rate <= 1e6;
-    return isRate ? rate : 0.0;
+    return isRate && (unit.empty() || unit.starts_with("hz") || unit.starts_with(")")) ? rate : 0.0;
 }
 
 }  // namespace Kavelin::RecordingIO

@@ -33,6 +33,7 @@ struct Column {
     std::vector<double> numbers;
     std::vector<double> steps;
     std::size_t dates = 0;
+    std::string unreadable;  ///< the first cell that is neither a number nor a date
 
     bool isEmpty() const { return numbers.empty() && dates == 0; }
     bool holdsDates() const { return dates > 0 && dates >= numbers.size(); }
@@ -102,6 +103,8 @@ private:
                 column.numbers.push_back(value);
             } else if (secondsOfDate(row[index])) {
                 ++column.dates;
+            } else if (column.unreadable.empty()) {
+                column.unreadable = row[index];
             }
         }
         return column;
@@ -129,6 +132,11 @@ private:
 
     void judgeTimeColumn(std::size_t index, const Column& cells) {
         const ColumnName& name = form_.columns[index];
+        if (cells.isEmpty() && !cells.unreadable.empty()) {
+            throw Poco::DataFormatException("the time column '" + name.raw + "' holds '" + cells.unreadable +
+                                            "', which is neither a number nor a date such as 2023-05-06 "
+                                            "07:08:09.123, 06.05.2023 07:08:09.123 or 07:08:09.123");
+        }
         Time time;
         time.column = index;
         if (cells.holdsDates()) {
