@@ -19,6 +19,7 @@ using Time = TableForm::Time;
 const std::size_t kFewestSteps = 8;    // to decide by
 const double kTicksOfMicros = 1e6;     // Hz
 const double kTicksOfTenths = 1e4;     // Hz, of 0.1 ms
+const double kMostEqual = 0.8;         // of the steps, of a column that is a time
 const double kLongestPlausible = 2.0;  // s, of a step in a recording with rates
 
 struct UnixRange {
@@ -132,11 +133,7 @@ private:
 
     void judgeTimeColumn(std::size_t index, const Column& cells) {
         const ColumnName& name = form_.columns[index];
-        if (cells.isEmpty() && !cells.unreadable.empty()) {
-            throw Poco::DataFormatException("the time column '" + name.raw + "' holds '" + cells.unreadable +
-                                            "', which is neither a number nor a date such as 2023-05-06 "
-                                            "07:08:09.123, 06.05.2023 07:08:09.123 or 07:08:09.123");
-        }
+        refuseNoTime(name, cells);
         Time time;
         time.column = index;
         if (cells.holdsDates()) {
@@ -148,6 +145,27 @@ private:
             time.unit = unitOf(cells, name.raw);
         }
         form_.time = time;
+    }
+
+    void refuseNoTime(const ColumnName& name, const Column& cells) const {
+        const int line = static_cast<int>(form_.headerLine);
+        if (cells.isEmpty() && !cells.unreadable.empty()) {
+            throw Poco::DataFormatException("the time column '" + name.raw + "' holds '" + cells.unreadable +
+                                                "', which is neither a number nor a date such as 2023-05-06 "
+                                                "07:08:09.123, 06.05.2023 07:08:09.123 or 07:08:09.123",
+                                            line);
+        }
+        const auto equal = static_cast<double>(std::ranges::count(cells.steps, 0.0));
+        const bool isOfSeveral = std::ranges::any_of(form_.columns, &ColumnName::isSensor);
+        if (!hasRates() || isOfSeveral || cells.steps.size() < kFewestSteps ||
+            equal < kMostEqual * static_cast<double>(cells.steps.size()))
+            return;
+        throw Poco::DataFormatException(
+            fmt::format(
+                "the time column '{}' stands still in {:g} of the first {} rows: name the column of the "
+                "time with --map \"t = NAME\"",
+                name.raw, equal, cells.steps.size() + 1),
+            line);
     }
 
     bool isUnitGiven() const { return hints_.hasTimeUnit; }
@@ -190,7 +208,8 @@ private:
         if (!hints_.dialect.counter.empty()) {
             if (const auto index = indexOf(hints_.dialect.counter)) return index;
             throw Poco::DataFormatException("the dialect names a counter '" + hints_.dialect.counter +
-                                            "', which is not among the columns");
+                                                "', which is not among the columns",
+                                            static_cast<int>(form_.headerLine));
         }
         for (std::size_t i = 0; i < form_.columns.size(); ++i) {
             if (form_.columns[i].isCounter() && (rows_.empty() || !column(i).numbers.empty())) return i;
