@@ -44,17 +44,14 @@ void shareOrigin(const Sighting& sighting, std::vector<SensorPlan>& sensors) {
         counts.push_back(*count);
     }
     // The first is the one from which all others lie ahead, perhaps where the counter has started over.
+    const double halfRange = std::ranges::max(counts) < 65536.0 ? 32768.0 : 2147483648.0;
     const auto first = std::ranges::find_if(counts, [&](double origin) {
-        return std::ranges::all_of(
-            counts, [&](double count) { return PacketCounter(0.0, origin).add(count).has_value(); });
+        return std::ranges::all_of(counts, [&](double count) {
+            return PacketCounter(0.0, origin).add(count).value_or(halfRange) < halfRange;
+        });
     });
     if (first == counts.end()) return;
     for (SensorPlan& sensor : sensors) sensor.tables.front().form.time->origin = *first;
-}
-
-std::string stemOf(const std::string& file) {
-    const std::string leaf = leafOf(file);
-    return leaf.substr(0, leaf.rfind('.'));
 }
 
 }  // namespace Kavelin::RecordingIO

@@ -16,7 +16,4 @@ TableForm formOfSensor(const TableForm& form, const std::string& sensor);
 /// sensor that began first. Does nothing where one of them has no counter.
 void shareOrigin(const Sighting& sighting, std::vector<SensorPlan>& sensors);
 
-/// "LFemur" of "thigh/LFemur.csv".
-std::string stemOf(const std::string& file);
-
 }  // namespace Kavelin::RecordingIO

@@ -3,6 +3,7 @@
 
 #include "io/formats/Formats.h"
 #include "io/formats/SensorForms.h"
+#include "io/formats/SensorNames.h"
 #include "io/recording/Text.h"
 
 namespace Kavelin::RecordingIO {

@@ -179,6 +179,139 @@ TEST(Formats, areReadFromFilesOfTheirOwn) {
     }
 }
 
+const std::string kMt = "// Start Time: Unknown\n// Update Rate: 100.0Hz\n";
+const std::string kMtNames = "PacketCounter\tSampleTimeFine\tAcc_X\tAcc_Y\tAcc_Z\tRoll\tPitch\tYaw\n";
+const std::string kMatrix =
+    "// Firmware Version: 4.4.0\nPacketCounter;Mat[1][1];Mat[2][1];Mat[3][1];Mat[1][2];Mat[2][2];Mat[3][2];"
+    "Mat[1][3];Mat[2][3];Mat[3][3]\n51400;0,6;0;-0,8;0;1;0;0,8;0;0,6\n";
+const std::string kDot =
+    "sep=,\nDeviceTag:,zdt\nSyncStatus:,Synced\nOutputRate:,50Hz\nMeasurement Mode:,M\n\n";
+const std::string kDotNames = "PacketCounter,SampleTimeFine,Acc_X,Acc_Y,Acc_Z,Gyr_X,Gyr_Y,Gyr_Z\n";
+const std::string kXimu1 =
+    "Packet number,Gyroscope X (deg/s),Gyroscope Y (deg/s),Gyroscope Z (deg/s)\n3,180,0,0\n5,0,0,0\n";
+const std::string kShimmer =
+    "Shimmer_A1_Timestamp_Unix_CAL;Shimmer_A1_Accel_LN_X_CAL;Shimmer_A1_Accel_LN_Y_CAL;"
+    "Shimmer_A1_Accel_LN_Z_CAL;Shimmer_A1_Accel_WR_X_CAL;Shimmer_A1_Accel_WR_Y_CAL;Shimmer_A1_Accel_WR_Z_CAL;"
+    "\r\n"
+    "ms;m/(s^2);m/(s^2);m/(s^2);m/(s^2);m/(s^2);m/(s^2);\r\n1.5E12;1;2;3;4;5;6;\r\n1.5E12;1;2;3;4;5;6;\r\n";
+
+TEST(Formats, areReadFromExportsOfUnits) {
+    const struct {
+        const char* rule;
+        std::vector<File> files;
+        const char* sensor;
+        double rate;
+        const char* expected;
+    } rows[] = {
+        {"text of inertial units: packets at a rate, angles in degrees from North-West-Up",
+         {{"MT_01.txt", kMt + kMtNames + "65535\t\t1\t2\t3\t0\t0\t0\n2\t\t1\t2\t3\t0\t0\t0\n"}},
+         "",
+         0,
+         "xsens_mt_txt; tab; time from PacketCounter at 100 Hz; orientations from North-West-Up | quat 0: "
+         "0.7071,0,0,0.7071 | 3a 0: 1,2,3"},
+        {"a file a unit: one counter for all",
+         {{"MT_01_00B42D4B.txt", kMt + kMtNames + "65535\t\t1\t2\t3\t0\t0\t0\n"},
+          {"MT_01_00B42D4C.txt", kMt + kMtNames + "2\t\t1\t2\t3\t0\t0\t0\n"},
+          {"readme.txt", "Two units.\n"}},
+         "00b42d4c",
+         0,
+         "xsens_mt_txt; sensor 00B42D4C; tab; time from PacketCounter at 100 Hz; orientations from "
+         "North-West-Up | quat 0.03: 0.7071,0,0,0.7071 | 3a 0.03: 1,2,3"},
+        {"two recordings of one unit are none",
+         {{"MT_01_00B42D4B.txt", kMt + kMtNames}, {"MT_02_00B42D4B.txt", kMt + kMtNames}},
+         "",
+         0,
+         "Poco::DataFormatException: RECORDING: no format is known that consists of these files: "
+         "MT_01_00B42D4B.txt, MT_02_00B42D4B.txt. Name one of them, or see kavelin formats"},
+        {"a matrix column by column, in a file that tells no rate: only orientations",
+         {{"MT_00B42D4B.txt", kMatrix}},
+         "",
+         60,
+         "xsens_mt_txt; semicolon; decimal comma; time from PacketCounter at 60 Hz; orientations from "
+         "North-West-Up | quat 0: 0.6325,-0.3162,0.3162,0.6325 | it holds orientations only, neither "
+         "accelerations "
+         "nor "
+         "rates: it can be a --reference; to fuse it, export the inertial data (calibrated) as well"},
+        {"the same without a rate",
+         {{"MT_00B42D4B.txt", kMatrix}},
+         "",
+         0,
+         "Poco::DataFormatException: RECORDING/MT_00B42D4B.txt:2: no time column: found quat (Mat[1][1], "
+         "Mat[1][2], Mat[1][3], Mat[2][1], Mat[2][2], Mat[2][3], Mat[3][1], Mat[3][2], Mat[3][3]); unknown: "
+         "PacketCounter. PacketCounter counts packets, and the file does not say how many a second: give the "
+         "rate with --rate HZ, or the property Rate"},
+        {"the app's sensors: clocks that are synchronised and start over",
+         {{"LFemur_20210820_202113.csv", kDot + kDotNames + "1,4294957296,0,0,9,180,0,0\n"},
+          {"20210820_202113.csv", kDot + kDotNames + "1,10000,0,0,9,180,0,0\n2,30000,0,0,9,180,0,0\n"}},
+         "zdt",
+         0,
+         "movella_dot_csv; sensor zdt; time from SampleTimeFine in us | 3a 0.02: 0,0,9 | 3g 0.02: 3.142,0,0"},
+        {"the app's modes without rates",
+         {{"LFemur.csv", kDot +
+                             "PacketCounter,SampleTimeFine,Quat_W,Quat_X,Quat_Y,Quat_Z,FreeAcc_X,FreeAcc_Y,"
+                             "FreeAcc_Z,Status\n1,0,1,0,0,0,0,0,0,0\n"}},
+         "",
+         0,
+         "movella_dot_csv; time from SampleTimeFine in us | quat 0: 1,0,0,0 | the mode 'M' records no rates "
+         "and "
+         "no accelerations with gravity: it can be a --reference; to fuse it, choose the mode 'Rate "
+         "quantities "
+         "(with mag)' in the app before recording | FreeAcc_X, FreeAcc_Y, FreeAcc_Z are linear acceleration, "
+         "without gravity: no orientation can be told from it; take the columns, or the file, of the "
+         "acceleration with gravity, as the accelerometer measures it"},
+        {"packet numbers that are no time",
+         {{"a_CalInertialAndMag.csv", kXimu1}, {"a_Quaternion.csv", "Packet number,Element 1\n4,1\n"}},
+         "",
+         0,
+         "Poco::DataFormatException: RECORDING/a_CalInertialAndMag.csv:1: no time column: found 3g "
+         "(Gyroscope X "
+         "(deg/s), Gyroscope Y (deg/s), Gyroscope Z (deg/s)); unknown: Packet number. The packet numbers are "
+         "counted over messages of all kinds, so they are no time (256 Hz fits the known recordings of these "
+         "units; the unit's registers tell): give the rate with --rate HZ, or the property Rate"},
+        {"the same with a rate",
+         {{"a_CalInertialAndMag.csv", kXimu1}, {"a_Quaternion.csv", "Packet number,Element 1\n4,1\n"}},
+         "",
+         256,
+         "ximu1_csv; time from the rows at 256 Hz | 3g 0: 3.142,0,0 | the unit's quaternions are not read: "
+         "their "
+         "file has no time either"},
+        {"three lines of names for several units",
+         {{"o.csv",
+           "Format=7,5718,,,Lumbar,,5778,,\nTime,Gyroscope,,,Barometer,,Orientation,,\n,X,Y,Z,,S,X,Y,Z\n"
+           "1550879504438281,1,2,3,4.6E18,1,0,0,0\n"}},
+         "lumbar",
+         0,
+         "apdm_csv; sensor Lumbar; time in us since 1970; accelerations in m/s^2, rates in rad/s, the field "
+         "in "
+         "uT | 3g 1.55088e+09: 1,2,3"},
+        {"names with the unit in front, units below",
+         {{"o.csv",
+           "Test Name:,Walk\nSample Rate:,128,Hz\nTime,L/Acceleration/X,L/Acceleration/Y,L/Acceleration/Z,"
+           "R/Orientation/Scalar,R/Orientation/X,R/Orientation/Y,R/Orientation/Z\n"
+           "s,m/s^2,m/s^2,m/s^2,,,,\n0.0075,1,2,3,1,0,0,0\n"}},
+         "R",
+         0,
+         "apdm_csv; sensor R; units in line 4 | quat 0.0075: 0.7071,0,0,0.7071"},
+        {"the accelerometer of low noise",
+         {{"s.csv", "\"sep=;\"\r\n" + kShimmer}},
+         "",
+         0,
+         "shimmer_csv; semicolon; units in line 3; accelerometer of low noise, not that of wide range (--map "
+         "chooses); time from Shimmer_A1_Timestamp_Unix_CAL | 3a 1.5e+09: 1,2,3"},
+    };
+    for (const auto& row : rows) {
+        const TemporaryFolder folder;
+        OpenOptions options;
+        options.sensor = row.sensor;
+        options.rate = row.rate;
+        const std::string path = writeFolder(folder, row.files);
+        std::string text = told(path, options);
+        if (const std::size_t at = text.find(path); at != std::string::npos)
+            text.replace(at, path.size(), "RECORDING");
+        EXPECT_EQ(text, row.expected) << row.rule;
+    }
+}
+
 TEST(Formats, ofAZipArchiveAreThoseOfItsFiles) {
     const TemporaryFolder folder;
     ::zip_t* archive = ::zip_open(folder.path("r.zip").c_str(), ZIP_CREATE, nullptr);
@@ -316,6 +449,19 @@ TEST(Formats, readRealFiles) {
          "0.06214,-0.1685,0.0007491 | 3m 0.0299004: 215.8,71.08,-583.4"},
         {"opensim_sto/imuOrientations.sto", "femur_r_imu", "quat 0: 0.3754,-0.5659,-0.3469,-0.647"},
         {"matlab_mat/meas.mat", "", "run backwards | 3a"},
+        {"xsens_mt_txt/MT46_01-000_00B42D4D.txt", "", "tab; time from PacketCounter at 100 Hz; orientations"},
+        {"xsens_mt_txt/MT_012005D6-000_sit_to_stand-000_00B421ED.txt", "", "it holds orientations only"},
+        {"xsens_mt_txt/MT2022_ACC_GYRO_ROT_MAT_SPACE_00B42D4B.txt", "", "give the rate with --rate HZ"},
+        {"movella_dot_csv/LFemur_20210820_202113_831.csv", "", "Extended(Quaternion)' records no rates"},
+        {"apdm_csv/apdm_format7.csv", "Right Foot",
+         "the field in uT | 3a 1.55088e+09: -3.728,3.11,8.514 | 3g 1.55088e+09: 0.01768,0.03626,0.02996 | "},
+        {"shimmer_csv/read_test_data.csv", "", "| 3a 1.59593e+09: -1.435,10,0.5543 | 3g "},
+        {"ximu1_csv/straightLine_CalInertialAndMag.csv", "", "give the rate with --rate HZ"},
+        {"multi_rate_csv/two_header_rows.csv", "",
+         "devices in line 1 | 3a 1.59484e+09: 0.2354,-0.5982,9.414 |"},
+        {"other_imu_txt/data_yei.txt", "", "| 3a 0.090198: -0.03906,-0.003418,0.9927"},
+        {"other_imu_txt/data_polulu.txt", "", "Say what the columns are with --map"},
+        {"ios_logger_txt/Accel.txt", "", "Say what the columns are with --map"},
         {"matlab_mat/sitting.mat", "", "writetimetable(Acceleration, 'Acceleration.csv')"},
     };
     for (const auto& row : rows) {
