@@ -42,6 +42,19 @@ TEST(ReferenceTrack, interpolatesOnTheShorterArcBetweenNearNeighbours) {
     EXPECT_THROW(ReferenceTrack(folder.write("none.csv", "t,ax,ay,az\n")), Poco::DataFormatException);
 }
 
+TEST(ReferenceTrack, isOneOfSeveralSensorsByItsName) {
+    const TemporaryFolder folder;
+    const std::string path = folder.write("o.sto",
+                                          "DataType=Quaternion\nendheader\ntime\tthigh\tshank\n"
+                                          "0\t1,0,0,0\t0,0,0,1\n0.4\t1,0,0,0\t0,0,0,1\n");
+    EXPECT_NEAR(ReferenceTrack(path + "#shank").at(0.2).value()[3], 1.0, 1e-12);
+    EXPECT_THAT(outcome([&] { ReferenceTrack track(path); }),
+                HasSubstr("it holds 2 sensors: thigh, shank; choose one: " + path + "#thigh"));
+    EXPECT_THAT(outcome([&] { ReferenceTrack track(path + "#foot"); }), HasSubstr("no sensor 'foot'"));
+    const std::string marked = folder.write("take#2.csv", "t,qw,qx,qy,qz\n0,0,0,1,0\n");
+    EXPECT_EQ(ReferenceTrack(marked).at(0.0).value()[2], 1.0);
+}
+
 TEST(Intervals, containTheirStartAndNotTheirEnd) {
     const TemporaryFolder folder;
     const Intervals some = Intervals::open(folder.write("m.csv", "t_start,t_end\n1,2\n5,6.5\n"));
