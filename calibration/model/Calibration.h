@@ -1,0 +1,96 @@
+#pragma once
+
+#include <Eigen/Core>
+#include <Eigen/Geometry>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "calibration/model/AffineModel.h"
+
+namespace Kavelin::Calibration {
+
+/// How far a result can be trusted.
+enum class Grade { kGood, kFair, kPoor };
+
+/// What is said of a result: its grade and the reasons, one sentence each ("turn it upside down as well").
+struct Opinion {
+    Grade grade = Grade::kGood;
+    std::vector<std::string> remarks;
+};
+
+/// Where a part of a calibration is from.
+struct Origin {
+    std::string recording;  ///< the file's name, without its folders
+    std::string recorded;   ///< ISO 8601, when the recording was made; empty where it is not known
+    std::string made;       ///< ISO 8601, when the calibration was made
+    std::string program;    ///< "kavelin 1.3.1"
+};
+
+/// Hard and soft iron: of the field's vectors after it, all have the norm `strength`.
+struct MagneticCalibration {
+    Origin origin;
+    AffineModel model;  ///< offset: hard iron; matrix: soft iron, and the turn into the accelerometer's frame
+    std::string unit;   ///< of the field, its offset and its strength: "uT"; empty: not known
+    double strength = 1.0;
+    std::optional<double> dip;    ///< rad, of the field below the level
+    double residualBefore = 0.0;  ///< RMS of the norm's deviation from its mean, as a share of the mean
+    double residualAfter = 0.0;   ///< the same of the calibrated field
+    double coverage = 0.0;        ///< share of the directions seen, 0 to 1
+    double disturbed = 0.0;       ///< share of the samples that were left out as disturbed, 0 to 1
+    std::size_t samples = 0;
+    Opinion opinion;
+};
+
+/// Accelerometer and, where turns between the poses show it, gyroscope.
+struct InertialCalibration {
+    Origin origin;
+    AffineModel acceleration;   ///< m/s^2; matrix: scale and non-orthogonality
+    AffineModel rate;           ///< rad/s; offset: bias at rest; matrix: scale and misalignment
+    bool isRateScaled = false;  ///< whether the turns gave the matrix of the rate; otherwise it is the unit
+    double gravity = 9.81;      ///< m/s^2, of the place
+    double accelerationResidualBefore = 0.0;  ///< m/s^2, RMS of norm - gravity over the poses
+    double accelerationResidualAfter = 0.0;
+    double turnResidualBefore =
+        0.0;  ///< rad, RMS angle between gravity turned by the rates and the next pose's
+    double turnResidualAfter = 0.0;
+    std::size_t poses = 0;
+    Opinion opinion;
+};
+
+/// Figures of an Allan deviation, one an axis. A figure that the recording is too short to show is NaN.
+struct NoiseFigures {
+    Eigen::Vector3d whiteNoise = Eigen::Vector3d::Zero();       ///< sensor's unit / sqrt(Hz)
+    Eigen::Vector3d biasInstability = Eigen::Vector3d::Zero();  ///< sensor's unit
+    Eigen::Vector3d instabilityTime = Eigen::Vector3d::Zero();  ///< s, the averaging time of its minimum
+    Eigen::Vector3d randomWalk = Eigen::Vector3d::Zero();       ///< sensor's unit / s * sqrt(s)
+};
+
+/// Noise of a unit at rest.
+struct NoiseCalibration {
+    Origin origin;
+    double duration = 0.0;  ///< s
+    std::optional<NoiseFigures> acceleration, rate, field;
+    std::string fieldUnit;  ///< empty: not known
+    Opinion opinion;
+};
+
+/// How the unit sits on its segment.
+struct MountCalibration {
+    Origin origin;
+    /// Turns a vector in the sensor's axes into the segment's.
+    Eigen::Quaterniond q_segment_sensor = Eigen::Quaterniond::Identity();
+    double hingeUncertainty = 0.0;  ///< rad, of the axis of the turn
+    Opinion opinion;
+};
+
+/// All that is known of a unit; what is not known is absent.
+struct Calibration {
+    std::optional<MagneticCalibration> magnetic;
+    std::optional<InertialCalibration> inertial;
+    std::optional<NoiseCalibration> noise;
+    std::optional<MountCalibration> mount;
+};
+
+}  // namespace Kavelin::Calibration
