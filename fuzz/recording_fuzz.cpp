@@ -42,7 +42,8 @@ void readAll(std::string_view bytes, const ReaderOptions& options, std::size_t b
 
 }  // namespace
 
-/// The first line is the mapping, the second the units, the rest the recording.
+/// The first line is the mapping, the second has units, dialect, axes and sensor with "|" between them, the rest is the
+/// recording.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::string_view text(reinterpret_cast<const char*>(data), size);
     const auto line = [&text] {
@@ -53,12 +54,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     };
     ReaderOptions options;
     options.mapping = line();
-    const std::string_view units = line();
+    std::string_view choices = line();
+    const auto choice = [&choices] {
+        const std::size_t end = std::min(choices.find('|'), choices.size());
+        const std::string_view first = choices.substr(0, end);
+        choices.remove_prefix(std::min(end + 1, choices.size()));
+        return first;
+    };
     options.rate = size % 2 == 0 ? 0.0 : 100.0;
     options.repeat = {"3m"};
     options.together = {"3a", "3g"};
     try {
-        options.units = parseUnits(units);
+        options.units = parseUnits(choice());
+        options.dialect = parseDialect(choice());
+        options.axes = parseAxes(choice());
+        options.sensor = choice();
         readAll(text, options, 256);
     } catch (const Poco::DataFormatException&) {
         // A useless header, mapping or unit must be refused, and nothing else may happen.

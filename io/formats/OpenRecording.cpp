@@ -86,8 +86,8 @@ std::unique_ptr<RowReader> openPlan(const std::string& path, const FileTree& tre
 }
 
 /// A single file that no format claims, or a pipe, is a table; so is the only file of an archive.
-std::unique_ptr<RowReader> openSingle(const FileTree& tree, const std::string& path,
-                                      const OpenOptions& options) {
+std::unique_ptr<RecordingReader> openSingle(const FileTree& tree, const std::string& path,
+                                            const OpenOptions& options) {
     const std::string& file = tree.files().front().name;
     return std::make_unique<RecordingReader>(tree.open(file), path, options);
 }
@@ -133,7 +133,7 @@ std::vector<std::string> sensorsOf(const FileTree& tree, const std::string& path
     } else if (tree.files().size() == 1) {
         OpenOptions any = options;
         any.listsSensors = true;
-        names = openSingle(tree, path, any)->schema().sensors;
+        names = openSingle(tree, path, any)->readSensors();
     }
     if (names.size() < 2) names.clear();
     return names;

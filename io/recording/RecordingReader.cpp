@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "io/recording/DateText.h"
 #include "io/recording/Text.h"
@@ -178,18 +179,18 @@ void RecordingReader::chooseRows(const Top& top, const ReaderOptions& options) {
         throw Poco::DataFormatException("no sensor '" + options.sensor +
                                         "': the table does not tell sensors apart");
     }
-    const std::vector<std::string> sensors = sensorsIn(top);
-    if (sensors.size() > 1) schema_.sensors = sensors;
+    const SensorCount sensors = sensorsIn(top);
+    if (sensors.names.size() > 1 && sensors.isOfSensors()) schema_.sensors = sensors.names;
     if (options.sensor.empty()) {
-        if (sensors.size() > 1 && !options.listsSensors)
-            throw Poco::DataFormatException(severalSensors(sensors));
+        if (schema_.sensors.size() > 1 && !options.listsSensors)
+            throw Poco::DataFormatException(severalSensors(sensors.names));
         return;
     }
-    if (!contains(sensors, options.sensor)) {
-        throw Poco::DataFormatException("no sensor '" + options.sensor + "'; column '" +
-                                        schema_.columnNames[*schema_.sensorColumn] +
-                                        "' holds: " + listed(sensors, sensors.size()));
-    }
+    // The rows of a sensor may begin behind those at hand.
+    const bool isWhole = lines_.source().consumed() == lines_.source().total();
+    if (isWhole && !contains(sensors.names, options.sensor))
+        throw Poco::DataFormatException(noSensor(options.sensor, sensors.names, "holds"));
+    others_ = sensors.names;
     chosen_ = options.sensor;
     schema_.decisions.push_back("sensor " + chosen_);
 }
@@ -202,25 +203,45 @@ void RecordingReader::makePrintable() {
     }
 }
 
-/// The sensors in the rows at hand. A number that differs in each row is a counter, not a sensor.
-std::vector<std::string> RecordingReader::sensorsIn(const Top& top) const {
-    std::vector<std::string> sensors;
-    std::size_t count = 0;
-    const auto look = [&](std::string_view line) {
-        std::string cell = cellAt(line, schema_.separator, *schema_.sensorColumn);
-        if (cell.empty()) return;
-        ++count;
-        if (!contains(sensors, cell)) sensors.push_back(std::move(cell));
-    };
-    for (std::size_t i = top.firstRow; i < top.lines.size(); ++i) look(top.lines[i]);
+/// The sensors in the rows at hand.
+RecordingReader::SensorCount RecordingReader::sensorsIn(const Top& top) const {
+    SensorCount sensors;
+    for (std::size_t i = top.firstRow; i < top.lines.size(); ++i) countSensor(top.lines[i], sensors);
     std::string_view rows = lines_.ahead();
-    for (std::size_t end = rows.find('\n'); end != std::string_view::npos && sensors.size() <= kMostSensors;
-         end = rows.find('\n')) {
-        look(rows.substr(0, end));
+    for (std::size_t end = rows.find('\n'); end != std::string_view::npos; end = rows.find('\n')) {
+        countSensor(rows.substr(0, end), sensors);
         rows.remove_prefix(end + 1);
     }
-    if (sensors.size() > kMostSensors || count < 2 * sensors.size()) return {};
     return sensors;
+}
+
+void RecordingReader::countSensor(std::string_view line, SensorCount& sensors) const {
+    std::string cell = cellAt(line, schema_.separator, *schema_.sensorColumn);
+    if (cell.empty() || sensors.names.size() > kMostSensors) return;
+    ++sensors.rows;
+    if (!contains(sensors.names, cell)) sensors.names.push_back(std::move(cell));
+}
+
+/// A number that differs in each row is a counter, not a sensor.
+bool RecordingReader::SensorCount::isOfSensors() const {
+    return names.size() <= kMostSensors && rows >= 2 * names.size();
+}
+
+std::vector<std::string> RecordingReader::readSensors() {
+    if (!schema_.sensorColumn) return schema_.sensors;
+    SensorCount sensors;
+    std::string_view line;
+    while (lines_.next(line)) {
+        if (!line.empty() && !isComment(line)) countSensor(line, sensors);
+    }
+    return sensors.isOfSensors() ? sensors.names : std::vector<std::string>();
+}
+
+std::string RecordingReader::noSensor(const std::string& name, const std::vector<std::string>& sensors,
+                                      const char* holds) const {
+    return fmt::format("no sensor '{}'; column '{}' {}: {}", shown(name),
+                       schema_.columnNames[*schema_.sensorColumn], holds,
+                       shown(listed(sensors, sensors.size())));
 }
 
 std::string RecordingReader::severalSensors(const std::vector<std::string>& sensors) const {
@@ -237,7 +258,7 @@ std::string RecordingReader::severalSensors(const std::vector<std::string>& sens
 
 /// Whether a row is not of the sensor that was chosen.
 bool RecordingReader::isOfOtherSensor(std::string_view line) {
-    return !chosen_.empty() && cellAt(line, schema_.separator, *schema_.sensorColumn) != chosen_;
+    return cellAt(line, schema_.separator, *schema_.sensorColumn) != chosen_;
 }
 
 /// Whether a later row is of another sensor than all before it.
@@ -269,9 +290,11 @@ RecordingReader::Next RecordingReader::next() {
             refuse(Fault::kUnreadable, failure.message());
             return Next::kFault;
         }
-        if (line.empty() || isComment(line) || trimmed(line).empty()) continue;
+        // Nearly all lines begin with a digit, and need no further look.
+        const bool isRow = !line.empty() && ((line[0] >= '0' && line[0] <= '9') || line[0] == '-');
+        if (!isRow && (line.empty() || isComment(line) || trimmed(line).empty())) continue;
         if (schema_.mergesSeparators) line = trimmed(line);
-        if (isOfOtherSensor(line)) continue;
+        if (!chosen_.empty() && isOfOtherSensor(line)) continue;
         if (!parseCells(line)) return Next::kFault;
         if (schema_.sensorColumn && chosen_.empty() && isOtherSensor(line)) {
             ended_ = true;
@@ -279,7 +302,11 @@ RecordingReader::Next RecordingReader::next() {
         }
         return takeRow() ? Next::kRow : Next::kFault;
     }
-    ended_ = true;
+    const bool endsNow = !std::exchange(ended_, true);
+    if (endsNow && !chosen_.empty() && rows() == 0 && !contains(others_, chosen_)) {
+        refuse(Fault::kOtherSensor, noSensor(chosen_, others_, "begins with"));
+        return Next::kFault;
+    }
     return Next::kEnd;
 }
 

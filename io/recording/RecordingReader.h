@@ -46,6 +46,10 @@ public:
     std::uint64_t consumed() const override { return lines_.source().consumed(); }
     std::uint64_t total() const override { return lines_.source().total(); }
 
+    /// The sensors of the whole table, which is read to its end; empty where it does not tell sensors apart.
+    /// Instead of `next`.  Raises what reading raises.
+    std::vector<std::string> readSensors();
+
     /// Number of the line that `next` looked at last.
     std::uint64_t line() const { return lines_.number(); }
     std::uint64_t rows() const { return rows_.rows(); }
@@ -64,7 +68,16 @@ private:
     void begin(Top top, const TableForm& form, const ReaderOptions& options);
     void chooseRows(const Top& top, const ReaderOptions& options);
     void makePrintable();
-    std::vector<std::string> sensorsIn(const Top& top) const;
+    /// The names in the sensor column, each once, and the rows that have one.
+    struct SensorCount {
+        std::vector<std::string> names;
+        std::size_t rows = 0;
+        bool isOfSensors() const;
+    };
+    SensorCount sensorsIn(const Top& top) const;
+    void countSensor(std::string_view line, SensorCount& sensors) const;
+    std::string noSensor(const std::string& name, const std::vector<std::string>& sensors,
+                         const char* holds) const;
     bool isOfOtherSensor(std::string_view line);
     bool isOtherSensor(std::string_view line);
     std::string severalSensors(const std::vector<std::string>& sensors) const;
@@ -81,10 +94,11 @@ private:
     LineReader lines_;
     Schema schema_;
     RowBuilder rows_;
-    char padding_ = ' ';            // may stand before a number
-    std::string chosen_;            // the sensor whose rows are wanted; empty: all rows
-    std::string sensor_;            // that of the rows so far, as written in the sensor column
-    std::uint64_t sensorRows_ = 0;  // rows of it
+    char padding_ = ' ';               // may stand before a number
+    std::string chosen_;               // the sensor whose rows are wanted; empty: all rows
+    std::vector<std::string> others_;  // sensors in the first rows, where one is chosen
+    std::string sensor_;               // that of the rows so far, as written in the sensor column
+    std::uint64_t sensorRows_ = 0;     // rows of it
     bool ended_ = false;
     Fault fault_ = Fault::kNotANumber;
     std::string message_;

@@ -25,7 +25,8 @@ bool contains(const std::vector<std::string>& names, const std::string& name) {
 
 }  // namespace
 
-RowBuilder::RowBuilder(const Schema& schema, const ReaderOptions& options) : counter_(schema.counterStep, schema.counterOrigin) {
+RowBuilder::RowBuilder(const Schema& schema, const ReaderOptions& options)
+    : counter_(schema.counterStep, schema.counterOrigin) {
     isUsed_.assign(schema.columnCount, false);
     cells_.assign(schema.columnCount, kNaN);
     if (schema.timeColumn) isUsed_[*schema.timeColumn] = true;
@@ -33,7 +34,8 @@ RowBuilder::RowBuilder(const Schema& schema, const ReaderOptions& options) : cou
     for (const Channel& channel : schema.channels) {
         for (const std::size_t column : channel.columns) isUsed_[column] = true;
         states_.push_back({.repeats = contains(options.repeat, channel.pin),
-                           .together = contains(options.together, channel.pin)});
+                           .together = contains(options.together, channel.pin),
+                           .isPlain = !channel.isTurned() && channel.signs.empty()});
         row_.slots_.push_back({.offset = offset});
         offset += channel.size();
     }
@@ -101,12 +103,13 @@ void RowBuilder::takeChannel(const Channel& channel, ChannelState& state, Row::S
     state.seen = true;
     double* value = row_.elements_.data() + slot.offset;
     double* const first = value;
-    if (channel.isTurned()) return takeAttitude(channel, value);
+    if (!state.isPlain && channel.isTurned()) return takeAttitude(channel, value);
     if (channel.unit.isIdentity()) {
         for (const std::size_t column : channel.columns) *value++ = cells_[column];
     } else {
         for (const std::size_t column : channel.columns) *value++ = channel.unit.apply(cells_[column]);
     }
+    if (state.isPlain) return;
     for (std::size_t i = 0; i < channel.signs.size(); ++i) first[i] *= channel.signs[i];
 }
 

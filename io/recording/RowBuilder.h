@@ -43,6 +43,7 @@ private:
     struct ChannelState {
         bool repeats = false;   // as the options ask
         bool together = false;  // as the options ask
+        bool isPlain = true;    // neither turned nor with other signs
         bool seen = false;      // a row held a value
     };
 
