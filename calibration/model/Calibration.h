@@ -43,19 +43,24 @@ struct MagneticCalibration {
     Opinion opinion;
 };
 
-/// Accelerometer and, where turns between the poses show it, gyroscope.
+/// What still poses tell of the accelerometer and, with the turns between them, of the gyroscope.
 struct InertialCalibration {
     Origin origin;
-    AffineModel acceleration;   ///< m/s^2; matrix: scale and non-orthogonality
-    AffineModel rate;           ///< rad/s; offset: bias at rest; matrix: scale and misalignment
+    /// m/s^2; matrix: scale and non-orthogonality, upper triangular.
+    std::optional<AffineModel> acceleration;
+    bool hasCrossTerms = false;       ///< whether the poses gave the non-orthogonality; otherwise diagonal
+    std::optional<AffineModel> rate;  ///< rad/s; offset: bias at rest; matrix: scale and misalignment
     bool isRateScaled = false;  ///< whether the turns gave the matrix of the rate; otherwise it is the unit
-    double gravity = 9.81;      ///< m/s^2, of the place
+    double gravity = 9.80665;   ///< m/s^2, of the place
     double accelerationResidualBefore = 0.0;  ///< m/s^2, RMS of norm - gravity over the poses
     double accelerationResidualAfter = 0.0;
-    double turnResidualBefore =
-        0.0;  ///< rad, RMS angle between gravity turned by the rates and the next pose's
+    double accelerationUncertainty = 0.0;  ///< m/s^2, of the calibrated norm in the least certain direction
+    /// rad, RMS angle between gravity turned by the rates and the next pose's.
+    double turnResidualBefore = 0.0;
     double turnResidualAfter = 0.0;
-    std::size_t poses = 0;
+    double rateDrift = 0.0;  ///< rad/s, greatest change of an axis' rate at rest from one rest to another
+    std::size_t poses = 0;   ///< that differ
+    std::size_t turns = 0;   ///< used for the matrix of the rate
     Opinion opinion;
 };
 
