@@ -34,7 +34,9 @@ struct MagneticCalibration {
     AffineModel model;  ///< offset: hard iron; matrix: soft iron, and the turn into the accelerometer's frame
     std::string unit;   ///< of the field, its offset and its strength: "uT"; empty: not known
     double strength = 1.0;
-    std::optional<double> dip;    ///< rad, of the field below the level
+    std::optional<double> dip;  ///< rad, of the field below the level
+    double offsetDeviation =
+        0.0;  ///< in `unit`: standard deviation of the offset in the direction known least
     double residualBefore = 0.0;  ///< RMS of the norm's deviation from its mean, as a share of the mean
     double residualAfter = 0.0;   ///< the same of the calibrated field
     double coverage = 0.0;        ///< share of the directions seen, 0 to 1
