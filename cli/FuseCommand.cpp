@@ -6,6 +6,7 @@
 #include "cli/CommandContext.h"
 #include "cli/Commands.h"
 #include "cli/Plugins.h"
+#include "cli/RecordingChoice.h"
 #include "cli/batch/BatchRun.h"
 #include "cli/batch/Recordings.h"
 #include "cli/fuse/FuseRun.h"
@@ -127,43 +128,6 @@ void addResultOptions(CLI::App& command, FuseOptions& options) {
         ->type_name("FILE.json");
     command.add_flag("--stop-on-error", options.stopOnError, "End at the first row that cannot be used");
     command.add_flag("--quiet", options.quiet, "No summary, no progress bar; errors only");
-}
-
-void addRecordingOptions(CLI::App& command, FuseOptions& options) {
-    const std::string group = "What the recording's columns are";
-    command
-        .add_option("--format", options.format,
-                    "Name of the recording's format (see kavelin formats); without it, it is found out")
-        ->type_name("NAME")
-        ->group(group);
-    command.add_option("--sensor", options.sensor, "Which of the recording's sensors")
-        ->type_name("NAME")
-        ->group(group);
-    command
-        .add_option("--axes", options.axes,
-                    "How the unit's axes lie along the recording's: \"y,-x,z\"; for one sensor \"3m = "
-                    "y,-x,z\"; \"3a = "
-                    "inverted\" for gravity in place of specific force")
-        ->group(group);
-    command
-        .add_option(
-            "--dialect", options.dialect,
-            "What the table is like, where it is not found out: \"separator=semicolon, decimal=comma, "
-            "header=3, counter=COLUMN\"")
-        ->group(group);
-    command
-        .add_option("--map", options.mapping,
-                    "Columns to pins: \"3a = ax1, ay1, az1 (g); 3g = ...; t = stamp (ms)\"")
-        ->group(group);
-    command
-        .add_option("--units", options.units, "Units that the header does not give: \"3a=g, 3g=deg/s, t=ms\"")
-        ->group(group);
-    command
-        .add_option("--rate", options.rate,
-                    "Rows a second: of a recording without time stamps; a result of one with time stamps is "
-                    "resampled, as by --output-rate")
-        ->check(CLI::Range(0.0, 1e6).description(""))
-        ->group(group);
 }
 
 void addBatchOptions(CLI::App& command, BatchOptions& batch) {

@@ -1,23 +1,13 @@
 #include "cli/fuse/AttitudePlot.h"
 
-#include <Poco/Exception.h>
 #include <fmt/format.h>
-#include <stdio.h>
-#include <sys/wait.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
-#include <csignal>
-#include <cstdio>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 
 #include "attitude/rotation/AngleConstants.h"
 #include "attitude/rotation/Euler.h"
 #include "attitude/rotation/QuaternionAlgebra.h"
-#include "cli/CommandContext.h"
 #include "io/recording/Text.h"
 
 namespace Kavelin::Cli {
@@ -25,61 +15,9 @@ namespace Kavelin::Cli {
 using OrientationInternal::kRadiansToDegrees;
 using RecordingIO::exactText;
 
-namespace {
-
-/// Quotes a text for gnuplot: within single quotes the only escape is a doubled quote.
-std::string quoted(const std::string& text) {
-    std::string out = "'";
-    for (const char c : text) {
-        if (c == '\'') out += '\'';
-        out += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
-    }
-    return out + "'";
-}
-
-/// A plotting program that is missing, or exits early, must not end this one.
-class PipeEndsQuietly {
-public:
-    PipeEndsQuietly() : before_(std::signal(SIGPIPE, SIG_IGN)) {}
-    ~PipeEndsQuietly() { std::signal(SIGPIPE, before_); }
-    PipeEndsQuietly(const PipeEndsQuietly&) = delete;
-    PipeEndsQuietly& operator=(const PipeEndsQuietly&) = delete;
-
-private:
-    void (*before_)(int);
-};
-
-bool endsWith(const std::string& text, const std::string& end) {
-    return text.size() > end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
-/// Whether a picture is complete: gnuplot does not notice when a disk is full.
-bool isComplete(const std::string& picture) {
-    std::ifstream in(picture, std::ios::binary | std::ios::ate);
-    const std::streamoff size = std::min<std::streamoff>(in.tellg(), 32);
-    std::string end(static_cast<std::size_t>(std::max<std::streamoff>(size, 0)), '\0');
-    in.seekg(-size, std::ios::end);
-    in.read(end.data(), size);
-    return in && (end.find("</svg>") != std::string::npos || end.find("IEND") != std::string::npos);
-}
-
-}  // namespace
-
 AttitudePlot::AttitudePlot(std::string file, std::string title,
                            const std::optional<OrientationInternal::Quaternion>& turn)
-    : file_(std::move(file)), part_(file_ + ".part"), title_(std::move(title)), turn_(turn) {
-    if (!endsWith(file_, ".svg") && !endsWith(file_, ".png")) {
-        throw UsageError("--plot '" + file_ + "': a picture's file name ends in .svg or .png");
-    }
-    std::FILE* begun = std::fopen(part_.c_str(), "w");
-    if (!begun) throw UsageError("--plot '" + file_ + "' cannot be written: " + std::strerror(errno));
-    std::fclose(begun);
-}
-
-AttitudePlot::~AttitudePlot() {
-    std::error_code isDrawn;
-    std::filesystem::remove(part_, isDrawn);
-}
+    : picture_(std::move(file)), title_(std::move(title)), turn_(turn) {}
 
 void AttitudePlot::add(const ResultWatch& watch) {
     if (seen_ == 0) chooseLines(watch);
@@ -112,37 +50,20 @@ bool AttitudePlot::hasErrors() const {
 }
 
 void AttitudePlot::draw(double turn) {
-    const PipeEndsQuietly guard;
-    std::FILE* gnuplot = ::popen("gnuplot >/dev/null 2>&1", "w");
-    if (!gnuplot) throw Poco::WriteFileException("cannot start gnuplot for '" + file_ + "'");
-    const std::string text = script(part_, turn);
-    const bool written = std::fwrite(text.data(), 1, text.size(), gnuplot) == text.size();
-    const int status = ::pclose(gnuplot);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == 127) {
-        throw Poco::WriteFileException("no picture '" + file_ + "': gnuplot is not installed");
-    }
-    if (!written || status != 0) throw Poco::WriteFileException("gnuplot could not draw '" + file_ + "'");
-    if (!isComplete(part_)) {
-        throw Poco::WriteFileException("the picture '" + file_ +
-                                       "' could not be written whole: is the disk full?");
-    }
-    std::filesystem::rename(part_, file_);
+    const int panels = hasErrors() ? 3 : 2;
+    picture_.draw(220 + 200 * panels, script(panels, turn));
 }
 
-std::string AttitudePlot::script(const std::string& target, double turn) const {
-    const int panels = hasErrors() ? 3 : 2;
-    const bool isSvg = endsWith(file_, ".svg");
+std::string AttitudePlot::script(int panels, double turn) const {
     std::string text = fmt::format(
-        "set terminal {} size 1000,{} {}\nset output {}\nset datafile missing 'nan'\nset grid\n"
+        "set datafile missing 'nan'\nset grid\n"
         "set key outside right top\nset lmargin 9\nset rmargin 20\nset multiplot layout {},1 title {} "
         "noenhanced\n",
-        isSvg ? "svg" : "pngcairo", 220 + 200 * panels,
-        isSvg ? "dynamic background rgb 'white' font 'sans,12'" : "font 'sans,10'", quoted(target), panels,
-        quoted(title_));
+        panels, Picture::quoted(title_));
     const std::string label = "set xlabel '" + timeLabel() + "'\n";
     text += anglePanel() + (panels == 3 ? "" : label) + linePanel();
     if (panels == 3) text += label + errorPanel(turn);
-    return text + "unset multiplot\nset output\n";
+    return text + "unset multiplot\n";
 }
 
 /// Where the time axis has its 0: with seconds since 1970 all ticks would get the same label.
@@ -182,8 +103,9 @@ std::string AttitudePlot::linePanel() const {
                         lines_.size());
     for (std::size_t i = 0; i < lines_.size(); ++i) {
         // One above the other, each in a band of its own.
-        text += fmt::format("{} using 1:(${}*0.8+{}) with steps lw 1.5 title {} noenhanced",
-                            i ? ", ''" : "$lines", i + 2, lines_.size() - 1 - i, quoted(lines_[i].name));
+        text +=
+            fmt::format("{} using 1:(${}*0.8+{}) with steps lw 1.5 title {} noenhanced",
+                        i ? ", ''" : "$lines", i + 2, lines_.size() - 1 - i, Picture::quoted(lines_[i].name));
     }
     return text + "\nset ytics autofreq\n";
 }

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/Picture.h"
 #include "cli/fuse/ResultWatch.h"
 
 namespace Kavelin::Cli {
@@ -18,11 +19,6 @@ public:
     /// and for one that cannot be written.
     AttitudePlot(std::string file, std::string title,
                  const std::optional<OrientationInternal::Quaternion>& turn = std::nullopt);
-    /// Removes a picture that was begun and not drawn.
-    ~AttitudePlot();
-    AttitudePlot(const AttitudePlot&) = delete;
-    AttitudePlot& operator=(const AttitudePlot&) = delete;
-
     /// Takes the present attitude, or skips it to thin out.
     void add(const ResultWatch& watch);
 
@@ -50,13 +46,12 @@ private:
     bool hasErrors() const;
     double start() const;
     std::string timeLabel() const;
-    std::string script(const std::string& target, double turn) const;
+    std::string script(int panels, double turn) const;
     std::string anglePanel() const;
     std::string linePanel() const;
     std::string errorPanel(double turn) const;
 
-    std::string file_;
-    std::string part_;  // drawn into, then given the file's name
+    Picture picture_;
     std::string title_;
     std::optional<OrientationInternal::Quaternion> turn_;
     std::vector<Line> lines_;

@@ -14,15 +14,6 @@
 
 namespace Kavelin::Cli {
 
-RecordingIO::OpenOptions openOptions(const FuseOptions& options) {
-    RecordingIO::OpenOptions open;
-    open.format = options.format;
-    open.mapping = options.mapping;
-    open.rate = options.rate;
-    open.dialect = RecordingIO::parseDialect(options.dialect);
-    return open;
-}
-
 void EstimatorChain::addRecording(const ChainNames& chain, const std::string& path,
                                   const std::string& sensor) {
     FilterEntry& recording = add(chain.recording, RecordingIO::FilterCsvReader::kTypeName);

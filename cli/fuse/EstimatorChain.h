@@ -5,13 +5,9 @@
 #include "cli/fuse/Estimator.h"
 #include "cli/fuse/FuseOptions.h"
 #include "cli/layout/LayoutDraft.h"
-#include "io/formats/OpenRecording.h"
 #include "io/recording/Schema.h"
 
 namespace Kavelin::Cli {
-
-/// What the options say of how a recording is opened, to look into it before a layout does.
-RecordingIO::OpenOptions openOptions(const FuseOptions& options);
 
 /// The names of the filters that one sensor's way through a layout consists of.
 struct ChainNames {

@@ -3,12 +3,14 @@
 #include <string>
 #include <vector>
 
+#include "cli/RecordingChoice.h"
+
 namespace Kavelin::Cli {
 
 /// The form in which an attitude is written.
 enum class AttitudeForm { kQuaternion, kMatrix, kEuler };
 
-struct FuseOptions {
+struct FuseOptions : RecordingChoice {
     std::string recording;
     std::string output = "-";
     std::string type;
@@ -21,14 +23,6 @@ struct FuseOptions {
     std::string summary;      ///< file, JSON; empty: none
     bool scores = false;      ///< write the columns of the static score
     std::string saveLayout;   ///< file; empty: none
-
-    std::string format;   ///< name of a format of recordings; empty: found out
-    std::string sensor;   ///< of several in the recording; empty: it holds one
-    std::string dialect;  ///< "separator=semicolon, ..."; what it does not say is found out
-    std::string axes;     ///< "y,-x,z; 3m = ..."
-    std::string mapping;
-    std::string units;
-    double rate = 0.0;
 
     std::string reference;  ///< file; empty: the recording's own, if it has one
     std::string movement;   ///< file; empty: errors count everywhere

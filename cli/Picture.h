@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+
+namespace Kavelin::Cli {
+
+/// A file that gnuplot draws, whole or not at all.
+class Picture {
+public:
+    /// @throws UsageError for a file name that does not end in .svg or .png,
+    /// and for one that cannot be written.
+    explicit Picture(std::string file);
+    /// Removes a picture that was begun and not drawn.
+    ~Picture();
+    Picture(const Picture&) = delete;
+    Picture& operator=(const Picture&) = delete;
+
+    /// @param height in pixels; the width is 1000
+    /// @param script gnuplot's commands, without terminal and output
+    /// @throws Poco::WriteFileException where gnuplot is not installed, when it fails,
+    /// or when the disk is full.
+    void draw(int height, const std::string& script);
+
+    /// Quotes a text for gnuplot.
+    static std::string quoted(const std::string& text);
+
+private:
+    std::string file_;
+    std::string part_;  // drawn into, then given the file's name
+};
+
+}  // namespace Kavelin::Cli
