@@ -1,9 +1,8 @@
-#include <nlohmann/json.hpp>
-#include <regex>
 #include <set>
 
 #include "cli/layout/LayoutFile.h"
 #include "cli/layout/LayoutKeys.h"
+#include "support/SchemaCheck.h"
 #include "support/TestKit.h"
 
 namespace Kavelin::Cli {
@@ -19,52 +18,7 @@ const json& schema() {
     return root;
 }
 
-bool isA(const json& value, const std::string& type) {
-    if (type == "integer") return value.is_number() && value.get<double>() == std::floor(value.get<double>());
-    if (type == "number") return value.is_number();
-    return type == value.type_name();
-}
-
-bool accepts(const json& rule, const json& value);
-
-bool acceptsObject(const json& rule, const json& value) {
-    for (const json& key : rule.value("required", json::array()))
-        if (!value.contains(key.get<std::string>())) return false;
-    const json known = rule.value("properties", json::object());
-    for (const auto& [key, member] : value.items()) {
-        const json rest = rule.value("additionalProperties", json(true));
-        if (known.contains(key) ? !accepts(known[key], member) : !accepts(rest, member)) return false;
-    }
-    return true;
-}
-
-/// The keywords that our schema uses, as JSON Schema 2020-12 means them.
-bool accepts(const json& rule, const json& value) {
-    if (rule.is_boolean()) return rule.get<bool>();
-    const auto either = [&](const char* keyword) {
-        return std::count_if(rule[keyword].begin(), rule[keyword].end(),
-                             [&](const json& r) { return accepts(r, value); });
-    };
-    if (rule.contains("$ref") &&
-        !accepts(schema().at(json::json_pointer(rule["$ref"].get<std::string>().substr(1))), value))
-        return false;
-    if (rule.contains("type") && !isA(value, rule["type"])) return false;
-    if (rule.contains("enum") && std::count(rule["enum"].begin(), rule["enum"].end(), value) == 0)
-        return false;
-    if (rule.contains("anyOf") && either("anyOf") == 0) return false;
-    if (rule.contains("oneOf") && either("oneOf") != 1) return false;
-    if (rule.contains("not") && accepts(rule["not"], value)) return false;
-    if (value.is_number() && rule.contains("minimum") && (value < rule["minimum"] || value > rule["maximum"]))
-        return false;
-    if (value.is_string() && value.get<std::string>().size() < rule.value("minLength", 0u)) return false;
-    if (value.is_string() && rule.contains("pattern") &&
-        !std::regex_search(value.get<std::string>(), std::regex(rule["pattern"].get<std::string>())))
-        return false;
-    if (value.is_array())
-        for (const json& item : value)
-            if (!accepts(rule.value("items", json(true)), item)) return false;
-    return !value.is_object() || acceptsObject(rule, value);
-}
+bool accepts(const json& root, const json& value) { return SchemaCheck(root).accepts(root, value); }
 
 TEST(LayoutSchema, HasTheKeysThatTheParserTakes) {
     std::map<std::string, std::set<std::string>> keys, required;
