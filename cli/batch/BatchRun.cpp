@@ -112,8 +112,10 @@ std::vector<std::string> BatchRun::sensorNames(const std::string& recording) con
 /// What would be wrong with every run.
 void BatchRun::requireUsable() const {
     const std::string& output = fuse_.output;
-    if (output.empty() || output == "-")
+    if (output.empty() || output == "-") {
+        for (const std::string& recording : options_.recordings) recordingsIn(recording);  // raises for none
         throw UsageError("several recordings need a folder for their results: -o DIR");
+    }
     std::error_code unknown;
     const bool isFolder = fs::is_directory(output, unknown);
     if (!isFolder &&
