@@ -23,7 +23,7 @@ constexpr std::size_t kFewestInPose = 10;
 
 std::string degrees(double angle) { return fmt::format("{:.3g}", angle * kRadiansToDegrees); }
 
-void requireStill(const StillPose& pose, const std::string& unit, const PoseInterval& interval) {
+void requireStill(const StillPose& pose, const std::string& unit, const TimeInterval& interval) {
     if (pose.isStill()) return;
     throw UsageError(fmt::format(
         "--pose {}: {} moves there: its rate varies by {} degrees/s and its orientation by {} degrees, RMS; "
@@ -32,7 +32,7 @@ void requireStill(const StillPose& pose, const std::string& unit, const PoseInte
         degrees(StillPose::kGreatestRateSpread), degrees(StillPose::kGreatestSpread)));
 }
 
-JointPose findPose(const JointSurvey& survey, const PoseInterval& interval, const JointUnits& units) {
+JointPose findPose(const JointSurvey& survey, const TimeInterval& interval, const JointUnits& units) {
     const JointSurvey::Span& all = survey.all();
     if (!(all.first <= all.last)) {
         throw UsageError(

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "cli/joint/JointOptions.h"
 #include "cli/joint/JointSurvey.h"
 #include "orientation/joint/JointAlignment.h"
 
@@ -19,7 +20,7 @@ struct JointFinding {
 
 /// What is asked for.
 struct JointWishes {
-    std::optional<PoseInterval> pose;
+    std::optional<TimeInterval> pose;
     bool hinge = false;
     bool alike = false;             ///< both units are mounted alike
     bool hasCommonHeading = false;  ///< both attitudes are in one earth frame

@@ -1,7 +1,5 @@
 #include "cli/joint/JointOptions.h"
 
-#include <charconv>
-#include <cmath>
 #include <filesystem>
 
 #include "cli/CommandContext.h"
@@ -58,12 +56,6 @@ std::array<std::string, 2> namesIn(const std::string& joint) {
     return names;
 }
 
-bool readNumber(const std::string& text, double& number) {
-    const char* const end = text.data() + text.size();
-    const auto read = std::from_chars(text.data(), end, number);
-    return read.ec == std::errc() && read.ptr == end && std::isfinite(number);
-}
-
 }  // namespace
 
 JointUnits jointUnits(const std::string& joint, const std::vector<std::string>& recordings) {
@@ -98,18 +90,6 @@ JointUnits jointUnits(const std::string& joint, const std::vector<std::string>& 
     }
     throw UsageError("--joint takes one recording that holds both units, or one of each; there are " +
                      RecordingIO::counted(recordings.size(), "recording"));
-}
-
-PoseInterval poseInterval(const std::string& text) {
-    const std::size_t dots = text.find("..");
-    PoseInterval pose{.text = text};
-    const bool isRead = dots != std::string::npos && readNumber(text.substr(0, dots), pose.begin) &&
-                        readNumber(text.substr(dots + 2), pose.end);
-    if (!isRead || !(pose.begin < pose.end)) {
-        throw UsageError("--pose '" + text +
-                         "': two times in seconds are expected, as in 1..3, the earlier one first");
-    }
-    return pose;
 }
 
 }  // namespace Kavelin::Cli

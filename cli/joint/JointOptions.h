@@ -27,17 +27,8 @@ struct JointUnit {
 };
 using JointUnits = std::array<JointUnit, 2>;  ///< D, the proximal one, and G
 
-/// s; an interval of the recordings' time.
-struct PoseInterval {
-    double begin = 0.0, end = 0.0;
-    std::string text;  ///< as the user wrote it
-};
-
 /// Reads "thigh:shank": with one recording, two sensors in it, or two recordings in a folder; with two, their file names without folder and
 /// ending, or the names of their folders, in either order.  @throws UsageError
 JointUnits jointUnits(const std::string& joint, const std::vector<std::string>& recordings);
-
-/// Reads "1..3".  @throws UsageError
-PoseInterval poseInterval(const std::string& text);
 
 }  // namespace Kavelin::Cli

@@ -50,7 +50,7 @@ JointRun::JointRun(const FuseOptions& options, const JointOptions& joint, Comman
       context_(context),
       units_(jointUnits(joint.joint, joint.recordings)),
       estimator_(describeEstimator(options.type)) {
-    if (!joint.pose.empty()) wishes_.pose = poseInterval(joint.pose);
+    if (!joint.pose.empty()) wishes_.pose = timeInterval("--pose", joint.pose);
     wishes_.hinge = joint.hinge;
     wishes_.alike = joint.alike;
     if (joint.alike && !joint.hinge)

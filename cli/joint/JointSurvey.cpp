@@ -6,7 +6,7 @@ using OrientationInternal::firstThree;
 using OrientationInternal::JointSample;
 using OrientationInternal::Quaternion;
 
-JointSurvey::JointSurvey(const std::string& name, const std::optional<PoseInterval>& pose)
+JointSurvey::JointSurvey(const std::string& name, const std::optional<TimeInterval>& pose)
     : Filter(name, true), interval_(pose) {}
 
 /// "pairs" sends all four at each instant or none.

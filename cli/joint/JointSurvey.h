@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "cli/joint/JointOptions.h"
+#include "cli/TimeInterval.h"
 #include "orientation/joint/JointSamples.h"
 #include "orientation/joint/StillPose.h"
 
@@ -19,7 +19,7 @@ namespace Kavelin::Cli {
 class JointSurvey : public OrientationInternal::Filter {
 public:
     /// @param pose empty: none is gathered
-    JointSurvey(const std::string& name, const std::optional<PoseInterval>& pose);
+    JointSurvey(const std::string& name, const std::optional<TimeInterval>& pose);
 
     void process() override;  // [layout thread]
     std::string typeName() const override { return "JointSurvey"; }
@@ -62,7 +62,7 @@ private:
     Input bias_d_{"3g_bias of D", this, OrientationInternal::AnyTime{}};
     Input bias_g_{"3g_bias of G", this, OrientationInternal::AnyTime{}};
 
-    std::optional<PoseInterval> interval_;
+    std::optional<TimeInterval> interval_;
     std::array<OrientationInternal::Vector3, 2> biases_{OrientationInternal::Vector3::Zero(),
                                                         OrientationInternal::Vector3::Zero()};
     Span all_, inPose_;
