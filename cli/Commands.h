@@ -16,6 +16,7 @@ void addRunCommand(CLI::App& app, CommandContext& context);
 void addCheckCommand(CLI::App& app, CommandContext& context);
 void addFuseCommand(CLI::App& app, CommandContext& context);
 void addFormatsCommand(CLI::App& app, CommandContext& context);
+void addCalibrateCommand(CLI::App& app, CommandContext& context);
 void addSimulateCommand(CLI::App& app, CommandContext& context);
 
 }  // namespace Kavelin::Cli
