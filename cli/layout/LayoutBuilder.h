@@ -119,7 +119,7 @@ private:
 
 /// Plugins that are loaded where a layout file names none.
 inline constexpr const char* kBundledPlugins[] = {"KavelinPluginOrientationInternal",
-                                                  "KavelinPluginRecordingIO"};
+                                                  "KavelinPluginRecordingIO", "KavelinPluginCalibration"};
 
 /// @return "attitude (FilterAttitude)", as messages name a filter.
 std::string named(const Core::Filter& filter);

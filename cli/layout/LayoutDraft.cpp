@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "cli/CommandContext.h"
+#include "cli/layout/LayoutBuilder.h"
 #include "cli/layout/Overrides.h"
 #include "io/FilterCsvReader.h"
 
@@ -15,7 +16,8 @@ LayoutDraft::LayoutDraft(const std::string& layout, const std::string& descripti
     file_.folder = std::filesystem::current_path();
     file_.description = description;
     if (!plugins.empty()) {
-        file_.plugins = {{"KavelinPluginOrientationInternal", {}}, {"KavelinPluginRecordingIO", {}}};
+        file_.plugins.emplace();
+        for (const char* plugin : kBundledPlugins) file_.plugins->push_back({plugin, {}});
         for (const std::string& plugin : plugins) {
             const bool isPath = plugin.find('/') != std::string::npos;
             file_.plugins->push_back({isPath ? std::filesystem::absolute(plugin).string() : plugin, {}});

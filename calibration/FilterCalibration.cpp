@@ -1,0 +1,185 @@
+#include "calibration/FilterCalibration.h"
+
+#include <Poco/Exception.h>
+#include <fmt/format.h>
+
+#include <Eigen/LU>
+
+#include "calibration/file/CalibrationFile.h"
+
+namespace Kavelin::Calibration {
+
+namespace {
+
+constexpr std::size_t kFewestSamples = 50;
+constexpr double kGreatestResidual = 0.15;   // of the norm
+constexpr double kGreatestDeviation = 0.05;  // of the norm
+
+/// Why what was learned cannot be used; empty where it can.
+std::string weaknessOf(const std::optional<LearnedOffset>& learned, std::size_t samples,
+                       double coverageNeeded) {
+    if (samples < kFewestSamples)
+        return fmt::format("{} samples of the field came while learning; {} are needed", samples,
+                           kFewestSamples);
+    if (!learned || learned->deviation > kGreatestDeviation * learned->radius)
+        return "the unit was turned too little, or about one axis only: turn it about all axes, also upside "
+               "down";
+    if (learned->coverage < coverageNeeded)
+        return fmt::format(
+            "{:.0f} % of the directions were seen; {:.0f} % are needed: turn it about all axes, also upside "
+            "down",
+            100 * learned->coverage, 100 * coverageNeeded);
+    if (learned->residual > kGreatestResidual)
+        return fmt::format(
+            "the field does not lie on a sphere, its norm scatters by {:.0f} %: turn the unit about all "
+            "axes, away from "
+            "iron; kavelin calibrate mag corrects soft iron too",
+            100 * learned->residual);
+    return {};
+}
+
+std::string originText(const std::string& what, const Origin& origin) {
+    std::string text = what;
+    if (!origin.recording.empty()) text += " from " + origin.recording;
+    if (!origin.made.empty()) text += ", made " + origin.made;
+    return text;
+}
+
+}  // namespace
+
+FilterCalibration::FilterCalibration(const std::string& name) : Filter(name, true) {}
+
+void FilterCalibration::process() {
+    if (stale_) settle();
+    acceleration_.pass([this](const auto& raw, const auto& calibrated) {
+        if (accelerationCheck_) accelerationCheck_->add(raw, calibrated);
+    });
+    rate_.pass([this](const auto& raw, const auto& calibrated) {
+        if (rateCheck_) rateCheck_->add(raw, calibrated);
+    });
+    field_.pass([this](const auto& raw, const auto& calibrated) {
+        if (fieldCheck_) fieldCheck_->add(raw, calibrated);
+        if (isLearning_) learn(raw);
+    });
+}
+
+/// Gives the sensors what the properties say.
+void FilterCalibration::settle() {
+    stale_ = false;
+    const Calibration none;
+    const Calibration& file = calibration_ ? *calibration_ : none;
+    const Eigen::Matrix3d turn = mount_.get() && file.mount
+                                     ? file.mount->q_segment_sensor.normalized().toRotationMatrix()
+                                     : Eigen::Matrix3d::Identity();
+    accelerationCheck_.reset();
+    rateCheck_.reset();
+    fieldCheck_.reset();
+    AffineModel acceleration, rate;
+    if (file.inertial && file.inertial->acceleration && useAcceleration_.get()) {
+        acceleration = *file.inertial->acceleration;
+        accelerationCheck_.emplace(file.inertial->gravity);
+    }
+    if (file.inertial && file.inertial->rate && useRate_.get()) {
+        rate = *file.inertial->rate;
+        rateCheck_.emplace();
+    }
+    if (isLearning_) learner_.start();  // what it saw was seen through the model before
+    fieldOfFile_ = {};
+    if (file.magnetic && useField_.get()) {
+        fieldOfFile_ = file.magnetic->model;
+        fieldCheck_.emplace(file.magnetic->strength);
+    }
+    AffineModel field = fieldOfFile_;
+    field.offset += Eigen::Vector3d::Map(learnedOffset_.value().data());
+    acceleration_.use(acceleration, turn);
+    rate_.use(rate, turn);
+    field_.use(field, turn);
+}
+
+void FilterCalibration::onFile() {
+    const std::string file = fileName_.get();
+    std::optional<Calibration> calibration;
+    if (!file.empty()) calibration = readCalibration(file);
+    if (mount_.get() && calibration && !calibration->mount)
+        throw Poco::InvalidArgumentException(
+            file + " does not say how the unit is mounted: kavelin calibrate mount finds it");
+    calibration_ = std::move(calibration);
+    stale_ = true;
+}
+
+void FilterCalibration::onMount(const bool& mounts) {
+    if (mounts && calibration_ && !calibration_->mount)
+        throw Poco::InvalidArgumentException(
+            fileName_.get() + " does not say how the unit is mounted: kavelin calibrate mount finds it");
+    stale_ = true;
+}
+
+void FilterCalibration::onOffset(const Matrix& offset) {
+    if (offset.rows() != 1 || offset.cols() != 3 || !offset.allFinite())
+        throw Poco::DataFormatException(
+            "Learned Offset is an offset of the field, x, y, z, in a row: 1x3, finite");
+    stale_ = true;
+}
+
+void FilterCalibration::onStartLearning() {
+    learner_.start();
+    coverage_.show(0.0);
+    isLearning_ = true;
+}
+
+void FilterCalibration::learn(const Eigen::Vector3d& raw) {
+    if (!learner_.add(fieldOfFile_.apply(raw))) return;
+    const std::optional<LearnedOffset> now = learner_.result();
+    coverage_.show(now ? now->coverage : 0.0);
+}
+
+void FilterCalibration::onEndLearning() {
+    if (!isLearning_)
+        throw Poco::InvalidArgumentException("nothing is being learned: Start Learning begins it");
+    isLearning_ = false;
+    const std::optional<LearnedOffset> learned = learner_.result();
+    coverage_.show(learned ? learned->coverage : 0.0);
+    const std::string weakness = weaknessOf(learned, learner_.samples(), coverageNeeded_.get());
+    if (!weakness.empty()) throw Poco::InvalidArgumentException("the offset was not learned: " + weakness);
+    // Seen through the file's matrix, the centre is matrix * (offset of the rest).
+    const Eigen::Vector3d offset = fieldOfFile_.matrix.inverse() * learned->offset;
+    learnedOffset_.set(offset.transpose());
+}
+
+std::vector<std::string> FilterCalibration::runErrors() const {
+    std::vector<std::string> errors;
+    const auto add = [&](const char* sensor, const std::string& fault) {
+        if (!fault.empty()) errors.push_back(std::string(sensor) + ": " + fault);
+    };
+    if (accelerationCheck_) add("3a", accelerationCheck_->fault());
+    if (rateCheck_) add("3g", rateCheck_->fault());
+    if (fieldCheck_) add("3m", fieldCheck_->fault());
+    return errors;
+}
+
+std::vector<std::string> FilterCalibration::runNotes() const {
+    std::vector<std::string> notes;
+    if (isLearning_) notes.emplace_back("learning was not ended: no offset was taken from it");
+    const Matrix& learned = learnedOffset_.value();
+    if (!learned.isZero(0.0))
+        notes.push_back(
+            fmt::format("3m: learned offset {:.4g}, {:.4g}, {:.4g}", learned(0), learned(1), learned(2)));
+    if (!calibration_) return notes;
+    const auto add = [&](const char* sensor, const CalibratedSensor& samples, const std::string& text) {
+        notes.push_back(samples.hasSamples()
+                            ? std::string(sensor) + ": " + text
+                            : fmt::format("{} has no samples: not applied: {}", sensor, text));
+    };
+    const auto& inertial = calibration_->inertial;
+    if (accelerationCheck_) add("3a", acceleration_, originText("calibration", inertial->origin));
+    if (rateCheck_)
+        add("3g", rate_, originText(inertial->isRateScaled ? "calibration" : "bias", inertial->origin));
+    if (fieldCheck_) add("3m", field_, originText("calibration", calibration_->magnetic->origin));
+    if (mount_.get() && calibration_->mount)
+        notes.push_back("turned into the segment's axes: " +
+                        originText("mounting", calibration_->mount->origin));
+    if (notes.empty()) notes.push_back(fileName_.get() + " holds nothing that is applied here");
+    return notes;
+}
+
+}  // namespace Kavelin::Calibration

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <Eigen/Core>
+#include <cstddef>
+#include <string>
+
+#include "calibration/online/NormTally.h"
+
+namespace Kavelin::Calibration {
+
+// Whether calibrated samples look as they should: whether the file is that of the unit, and the units are those of the
+// recording. Each takes a sample before and after its calibration, and says what is wrong in one sentence, or nothing.
+
+/// The field's norm is that of the place, and scatters no more than before.
+class FieldCheck {
+public:
+    /// @param strength of the calibrated field; not a number: not known
+    explicit FieldCheck(double strength) : strength_(strength) {}
+    void add(const Eigen::Vector3d& before, const Eigen::Vector3d& after);
+    std::string fault() const;
+
+private:
+    double strength_;
+    std::size_t far_ = 0;
+    NormTally before_, after_;
+};
+
+/// Samples by blocks of half a second or so, of which those at rest count.
+class RestBlocks {
+public:
+    /// @param least scatter of a unit in motion, in the sensor's unit, and as a share of the block's mean
+    RestBlocks(double least, double leastShare) : least_(least), leastShare_(leastShare) {}
+    void add(const Eigen::Vector3d& before, const Eigen::Vector3d& after);
+    /// Norms of the blocks' means, of blocks at rest.
+    const NormTally& before() const { return restBefore_; }
+    const NormTally& after() const { return restAfter_; }
+
+private:
+    static constexpr std::size_t kSamples = 50;
+    double least_, leastShare_;
+    Eigen::Vector3d before_ = Eigen::Vector3d::Zero(), after_ = Eigen::Vector3d::Zero();  // sums of the block
+    double squares_ = 0.0;
+    std::size_t size_ = 0;
+    NormTally restBefore_, restAfter_;
+};
+
+/// At rest, the norm of the acceleration is that of gravity.
+class AccelerationCheck {
+public:
+    /// @param gravity m/s^2
+    explicit AccelerationCheck(double gravity) : gravity_(gravity) {}
+    void add(const Eigen::Vector3d& before, const Eigen::Vector3d& after) { blocks_.add(before, after); }
+    std::string fault() const;
+
+private:
+    double gravity_;
+    RestBlocks blocks_{0.0, 0.02};
+};
+
+/// At rest, the rate is no farther from zero than before.
+class RateCheck {
+public:
+    void add(const Eigen::Vector3d& before, const Eigen::Vector3d& after) { blocks_.add(before, after); }
+    std::string fault() const;
+
+private:
+    RestBlocks blocks_{0.01, 0.0};
+};
+
+}  // namespace Kavelin::Calibration
