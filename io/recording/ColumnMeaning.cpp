@@ -19,13 +19,22 @@ bool isSeparator(char c) { return std::string_view(" \t_-./:[]()").find(c) != st
 bool isUpper(char c) { return c >= 'A' && c <= 'Z'; }
 bool isLower(char c) { return c >= 'a' && c <= 'z'; }
 
+/// Whether the letters from `begin` on are a unit with a capital behind its prefix, and nothing more: "uT", "mG".
+bool isPrefixedUnit(std::string_view name, std::size_t begin) {
+    const std::string_view rest = name.substr(begin);
+    return rest.size() >= 2 && (rest.size() == 2 || isSeparator(rest[2])) &&
+           std::string_view("unm").find(rest[0]) != std::string_view::npos &&
+           (rest[1] == 'T' || rest[1] == 'G');
+}
+
 /// "LeftFoot_gyrX" in words: Left, Foot, gyr, X.
 std::vector<Word> wordsOf(std::string_view name) {
     std::vector<Word> words;
     std::size_t begin = 0;
     for (std::size_t i = 0; i <= name.size(); ++i) {
         const bool isEnd = i == name.size() || isSeparator(name[i]);
-        const bool isHump = !isEnd && i > begin && isUpper(name[i]) && isLower(name[i - 1]);
+        const bool isHump =
+            !isEnd && i > begin && isUpper(name[i]) && isLower(name[i - 1]) && !isPrefixedUnit(name, begin);
         if (!isEnd && !isHump) continue;
         if (i > begin)
             words.push_back({name.substr(begin, i - begin), lowered(name.substr(begin, i - begin))});

@@ -6,6 +6,9 @@ namespace Kavelin::RecordingIO {
 
 namespace {
 
+const double kByteRange = 256.0;
+// A counter of a byte starts over often: farther than this it has rather begun anew, as after a reset.
+const double kByteReach = 32.0;
 const double kShortRange = 65536.0;
 const double kLongRange = 4294967296.0;
 // What a counter of packets cannot have skipped in one recording.
@@ -19,9 +22,11 @@ std::optional<double> PacketCounter::add(double value) {
     hasOrigin_ = true;
     double forward = value - last_;
     if (forward < 0.0) {
-        const double range = last_ < kShortRange ? kShortRange : kLongRange;
+        if (value < 0.0) return std::nullopt;
+        const bool isByte = step_ > 0.0 && last_ < kByteRange && forward + kByteRange < kByteReach;
+        const double range = isByte ? kByteRange : last_ < kShortRange ? kShortRange : kLongRange;
         forward += range;
-        if (forward >= range / 2.0 || value < 0.0) return std::nullopt;
+        if (forward >= range / 2.0) return std::nullopt;
     }
     last_ = value;
     way_ += forward;

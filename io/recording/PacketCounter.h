@@ -5,7 +5,7 @@
 
 namespace Kavelin::RecordingIO {
 
-/// Follows a counter of packets that starts over at 2^16 or at 2^32.
+/// Follows a counter of packets that starts over at 2^8, 2^16 or 2^32.
 class PacketCounter {
 public:
     /// @param step what the counter grows by from one packet to the next; 0: it counts time, not packets
@@ -14,7 +14,7 @@ public:
         : step_(step), hasOrigin_(origin.has_value()), last_(origin.value_or(0.0)) {}
 
     /// Takes the next value. A value smaller than the one before is one that started over, if it then lies
-    /// less than half of the counter's range ahead.
+    /// less than half of the counter's range ahead, and less than 32 of a counter of a byte.
     /// @return how far the counter has come since its origin; empty, taking nothing, where it ran
     /// backwards.
     std::optional<double> add(double value);

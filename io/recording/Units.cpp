@@ -46,6 +46,7 @@ constexpr NamedUnit kUnits[] = {
     {Quantity::kField, "\xC2\xB5T", {1.0, 1.0}},
     {Quantity::kField, "nT", {1.0, 1e3}},
     {Quantity::kField, "mT", {1e3, 1.0}},
+    {Quantity::kField, "T", {1e6, 1.0}},
     {Quantity::kField, "G", {1e2, 1.0}},
     {Quantity::kField, "gauss", {1e2, 1.0}},
     {Quantity::kField, "mG", {1.0, 1e1}},
@@ -93,7 +94,15 @@ constexpr Spelling kSpellings[] = {{"m/(s^2)", "m/s^2"},
                                    {"nanoseconds", "ns"},
                                    {"degree", "deg"},
                                    {"degrees", "deg"},
-                                   {"radians", "rad"}};
+                                   {"radians", "rad"},
+                                   {"tesla", "T"},
+                                   // In Latin-1, as spreadsheets write them.
+                                   {"m/s\xB2", "m/s^2"},
+                                   {"\xB0/s", "deg/s"},
+                                   {"\xB0/sec", "deg/s"},
+                                   {"\xB0", "deg"},
+                                   {"\xB5T", "uT"},
+                                   {"\xB5s", "us"}};
 
 }  // namespace
 

@@ -78,6 +78,8 @@ TEST(TableForm, isFoundOut) {
         {"lines about the file, with a rate, above a counter of 16 bits",
          table("Device: X\nSample Rate:,50,Hz\nPacketCounter," + kNames, counter(65530, k16, 1), kValues), 0,
          "time from PacketCounter at 50 Hz" + kRead + "0 to 0.38 s"},
+        {"a counter of a byte", table("PacketCounter," + kNames, counter(250, 256, 1), kValues), 100,
+         "time from PacketCounter at 100 Hz" + kRead + "0 to 0.19 s"},
         {"a counter of 32 bits in steps of two",
          table("Sample," + kNames, counter(k32 - 10, k32, 2), kValues), 100,
          "time from Sample at 100 Hz" + kRead + "0 to 0.19 s"},
