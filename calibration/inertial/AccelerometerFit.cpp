@@ -171,8 +171,8 @@ std::optional<AccelerometerFit> fitAccelerometer(const StillPoses& poses, Accele
     const auto left = static_cast<double>(count - fit.leftOut.size()) - static_cast<double>(unknowns);
     const double ofResiduals =
         left > 0.0 ? fit.residualAfter * std::sqrt((left + static_cast<double>(unknowns)) / left) : 0.0;
-    const double deviation = std::max({kLeastScale, poses.noise, ofResiduals});
-    findLeastCertain(fit, deviation * deviation * inverse, poses.gravity);
+    fit.deviation = std::max({kLeastScale, poses.noise, ofResiduals});
+    findLeastCertain(fit, fit.deviation * fit.deviation * inverse, poses.gravity);
     return fit;
 }
 

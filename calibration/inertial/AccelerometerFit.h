@@ -26,6 +26,7 @@ struct AccelerometerFit {
     double residualAfter = 0.0;
     /// m/s^2, the same where each pose is predicted from the others; infinity where none can be.
     double residualPredicted = 0.0;
+    double deviation = 0.0;  ///< m/s^2, standard deviation of a pose, from noise and residuals
     /// m/s^2, standard deviation of the calibrated norm in the direction that the poses show least.
     double uncertainty = 0.0;
     Eigen::Vector3d leastCertain = Eigen::Vector3d::UnitZ();  ///< that direction, sensor frame

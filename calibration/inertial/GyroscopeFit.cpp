@@ -75,7 +75,10 @@ double rootMeanSquare(const std::vector<double>& values) {
 Eigen::Vector3d missingAxis(const Eigen::VectorXd& change) {
     const Eigen::Matrix3d m = matrixOf(change);
     Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> eigen(m.transpose() * m);
-    return eigen.eigenvectors().col(2);
+    const Eigen::Vector3d axis = eigen.eigenvectors().col(2);
+    Eigen::Index greatest = 0;
+    axis.cwiseAbs().maxCoeff(&greatest);
+    return axis[greatest] < 0.0 ? Eigen::Vector3d(-axis) : axis;
 }
 
 NormalEquations linearise(const std::vector<Turn>& turns, const Eigen::Vector3d& bias,

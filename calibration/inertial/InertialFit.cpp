@@ -68,6 +68,7 @@ bool suffices(const std::optional<AccelerometerFit>& fit) {
 
 void judgeAccelerometer(const AccelerometerFit& fit, const std::vector<Rest>& rests, Opinion& opinion) {
     constexpr std::size_t kSpare = 3;
+    constexpr double kGain = 2.0;  // with less, what is left may well be more than what was there
     const std::size_t used = rests.size() - fit.leftOut.size();
     const std::size_t needed = AccelerometerFit::unknowns(fit.terms) + kSpare;
     for (const std::size_t i : fit.leftOut) opinion.remarks.push_back(poseLeftOut(rests[i]));
@@ -86,9 +87,18 @@ void judgeAccelerometer(const AccelerometerFit& fit, const std::vector<Rest>& re
         const bool isUseless = fit.residualAfter > kGreatestUncertainty;
         lower(opinion, isUseless ? Grade::kPoor : Grade::kFair, unsteady(fit.residualPredicted));
     }
-    if (std::max(fit.residualPredicted, fit.uncertainty) >= fit.residualBefore) {
+    if (kGain * std::max(fit.residualPredicted, fit.uncertainty) >= fit.residualBefore) {
         lower(opinion, Grade::kFair, noBetter(fit.residualBefore));
     }
+}
+
+/// Why poses do not suffice: their errors are too great, or their directions too few.
+std::string whyNot(const std::optional<AccelerometerFit>& fit, std::size_t rests) {
+    constexpr double kStill = 0.03;  // m/s^2, of poses on a table
+    if (!fit) return posesTooAlike(rests, nullptr);
+    if (!isPlausible(fit->model)) return implausible(fit->model);
+    const bool isSpread = fit->uncertainty * kStill <= kGreatestUncertainty * fit->deviation;
+    return isSpread ? posesDisagree(fit->deviation) : posesTooAlike(rests, &fit->leastCertain);
 }
 
 /// The fit with the most unknowns that the poses determine.
@@ -100,11 +110,7 @@ AccelerometerFit accelerometerFrom(const std::vector<Rest>& rests, const StillPo
     if (result.poses >= kPosesForCrossTerms) full = fitAccelerometer(poses, Terms::kScaleAndCross);
     if (suffices(full)) return *full;
     const std::optional<AccelerometerFit> reduced = fitAccelerometer(poses, Terms::kScale);
-    if (reduced && reduced->uncertainty <= kGreatestUncertainty && !isPlausible(reduced->model)) {
-        throw Unsuitable(implausible(reduced->model));
-    }
-    if (!suffices(reduced))
-        throw Unsuitable(posesTooAlike(rests.size(), reduced ? &reduced->leastCertain : nullptr));
+    if (!suffices(reduced)) throw Unsuitable(whyNot(full ? full : reduced, rests.size()));
     lower(result.opinion, Grade::kFair, noCrossTerms(result.poses, full ? &full->leastCertain : nullptr));
     return *reduced;
 }

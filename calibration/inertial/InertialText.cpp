@@ -67,6 +67,13 @@ std::string posesTooAlike(std::size_t rests, const Eigen::Vector3d* missing) {
                        holdIt(missing));
 }
 
+std::string posesDisagree(double deviation) {
+    return fmt::format(
+        "the poses do not agree on gravity by {:.2g} m/s^2 whatever the calibration: put the unit down "
+        "instead of holding it, and in more poses",
+        deviation);
+}
+
 std::string notGravity(double mean, double gravity) {
     return fmt::format(
         "the accelerations at rest are {:.3g} m/s^2 on average, gravity is {:.4g}: give their unit (header "

@@ -18,6 +18,7 @@ std::string neverStill(const SensorRecording& recording);
 std::string tooFewPoses(std::size_t rests, std::size_t poses);
 /// @param missing up in the pose that is missing most; null: not known
 std::string posesTooAlike(std::size_t rests, const Eigen::Vector3d* missing);
+std::string posesDisagree(double deviation);
 std::string notGravity(double mean, double gravity);
 std::string implausible(const AffineModel& model);
 

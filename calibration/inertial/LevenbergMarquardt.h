@@ -2,7 +2,7 @@
 
 #include <Eigen/Cholesky>
 #include <Eigen/Core>
-#include <cmath>
+#include <algorithm>
 #include <limits>
 
 namespace Kavelin::Calibration {
@@ -33,7 +33,8 @@ struct NormalEquations {
 template <typename Linearise>
 NormalEquations minimise(Eigen::VectorXd& x, Linearise linearise) {
     constexpr int kMostSteps = 40;
-    constexpr double kSmallestGain = 1e-12;  // share of the cost; less is rounding
+    constexpr double kSmallestGain =
+        1e-9;  // share of the cost; with quadratic convergence, the next is rounding
     NormalEquations at = linearise(x);
     double damping = 1e-6;
     for (int step = 0; step < kMostSteps && damping < 1e12; ++step) {

@@ -9,9 +9,8 @@ namespace Kavelin::Calibration {
 
 namespace {
 
-constexpr double kGreatestDrift = 0.1;          // m/s^2, between the halves of a rest
-constexpr double kGreatestRateDistance = 0.03;  // rad/s, of a rest's mean rate from the median of all
-constexpr double kSamePose = 0.3;               // m/s^2, less than two degrees
+constexpr double kGreatestDrift = 0.5;  // m/s^2, between the halves of a rest: the mean keeps its norm
+constexpr double kSamePose = 0.3;       // m/s^2, less than two degrees
 
 struct SampleRange {
     std::size_t begin, end;
@@ -85,27 +84,6 @@ void join(Rest& rest, const Rest& next) {
     rest.to = next.to;
 }
 
-Eigen::Vector3d medianRate(const std::vector<Rest>& rests) {
-    Eigen::Vector3d median;
-    std::vector<double> values(rests.size());
-    for (Eigen::Index axis = 0; axis < 3; ++axis) {
-        std::transform(rests.begin(), rests.end(), values.begin(),
-                       [axis](const Rest& rest) { return rest.rate[axis]; });
-        const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-        std::nth_element(values.begin(), middle, values.end());
-        median[axis] = *middle;
-    }
-    return median;
-}
-
-void dropSlowTurns(std::vector<Rest>& rests) {
-    if (rests.empty()) return;
-    const Eigen::Vector3d median = medianRate(rests);
-    std::erase_if(rests, [&](const Rest& rest) {
-        return rest.rateSamples > 0 && (rest.rate - median).cwiseAbs().maxCoeff() > kGreatestRateDistance;
-    });
-}
-
 }  // namespace
 
 std::vector<Rest> findRests(const SensorRecording& recording, const RestSettings& settings) {
@@ -127,7 +105,6 @@ std::vector<Rest> findRests(const SensorRecording& recording, const RestSettings
         }
     }
     std::erase_if(rests, [&](const Rest& rest) { return rest.duration < settings.shortest; });
-    dropSlowTurns(rests);
     return rests;
 }
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <utility>
 
 namespace Kavelin::Calibration {
 
@@ -36,9 +37,16 @@ struct WindowSums {
     }
 };
 
-/// The spread of the window around each sample of one stretch without gaps, into `spreads`.
-void spreadsOfStretch(const SensorTrack& track, std::size_t begin, std::size_t end, double window,
-                      std::vector<double>& spreads) {
+/// The windows around each sample of a track.
+struct Windows {
+    explicit Windows(std::size_t samples) : spreads(samples), means(samples) {}
+    std::vector<double> spreads;
+    std::vector<Eigen::Vector3d> means;
+};
+
+/// The windows around each sample of one stretch without gaps.
+void fillStretch(const SensorTrack& track, std::size_t begin, std::size_t end, double window,
+                 Windows& windows) {
     const Eigen::Vector3d origin = track.values[begin];
     WindowSums sums;
     std::size_t first = begin, last = begin;
@@ -49,7 +57,8 @@ void spreadsOfStretch(const SensorTrack& track, std::size_t begin, std::size_t e
         while (track.times[first] < track.times[i] - 0.5 * window) {
             sums.remove(track.values[first++] - origin);
         }
-        spreads[i] = sums.spread();
+        windows.spreads[i] = sums.spread();
+        windows.means[i] = origin + sums.sum / static_cast<double>(sums.count);
     }
 }
 
@@ -65,11 +74,38 @@ void eachStretch(const std::vector<double>& times, Use use) {
     }
 }
 
-double leastSpread(std::vector<double> spreads) {
-    constexpr std::size_t kOneIn = 20;  // a rest of a few seconds in a minute is enough to know the noise
-    const auto at = spreads.begin() + static_cast<std::ptrdiff_t>(spreads.size() / kOneIn);
-    std::nth_element(spreads.begin(), at, spreads.end());
+double valueAt(std::vector<double> values, std::size_t oneIn) {
+    const auto at = values.begin() + static_cast<std::ptrdiff_t>(values.size() / oneIn);
+    std::nth_element(values.begin(), at, values.end());
     return *at;
+}
+
+std::vector<bool> steadyWindows(const Windows& windows, const StillnessLimits& limits) {
+    constexpr std::size_t kOneIn = 20;  // a rest of a few seconds in a minute is enough to know the noise
+    const double noise = valueAt(windows.spreads, kOneIn);
+    const double limit = std::clamp(limits.noiseFactor * noise, limits.least, limits.greatest);
+    std::vector<bool> isStill(windows.spreads.size());
+    for (std::size_t i = 0; i < isStill.size(); ++i) isStill[i] = windows.spreads[i] <= limit;
+    return isStill;
+}
+
+/// Takes from `isStill` the windows whose mean is not that of most.
+void dropSlowTurns(const Windows& windows, const StillnessLimits& limits, std::vector<bool>& isStill) {
+    constexpr double kScale = 5.0 * 1.4826;  // five standard deviations, from the median distance
+    for (Eigen::Index axis = 0; axis < 3; ++axis) {
+        std::vector<double> values;
+        for (std::size_t i = 0; i < isStill.size(); ++i) {
+            if (isStill[i]) values.push_back(windows.means[i][axis]);
+        }
+        if (values.empty()) return;
+        const double median = valueAt(values, 2);
+        for (double& value : values) value = std::abs(value - median);
+        const double limit =
+            std::clamp(kScale * valueAt(std::move(values), 2), limits.leastDrift, limits.greatestDrift);
+        for (std::size_t i = 0; i < isStill.size(); ++i) {
+            isStill[i] = isStill[i] && std::abs(windows.means[i][axis] - median) <= limit;
+        }
+    }
 }
 
 }  // namespace
@@ -93,19 +129,18 @@ std::vector<Interval> findStillTimes(const SensorTrack& track, const StillnessLi
     if (track.isEmpty()) return {};
     const double window =
         std::max(limits.window, 2.0 * static_cast<double>(kFewestInWindow) * medianStep(track.times));
-    std::vector<double> spreads(track.size());
-    eachStretch(track.times, [&](std::size_t begin, std::size_t end) {
-        spreadsOfStretch(track, begin, end, window, spreads);
-    });
-    const double limit = std::clamp(limits.noiseFactor * leastSpread(spreads), limits.least, limits.greatest);
+    Windows windows(track.size());
+    eachStretch(track.times,
+                [&](std::size_t begin, std::size_t end) { fillStretch(track, begin, end, window, windows); });
+    std::vector<bool> isStill = steadyWindows(windows, limits);
+    if (limits.isAlike) dropSlowTurns(windows, limits, isStill);
     std::vector<Interval> still;
     eachStretch(track.times, [&](std::size_t begin, std::size_t end) {
         bool isOpen = false;
         for (std::size_t i = begin; i < end; ++i) {
-            const bool isStill = spreads[i] <= limit;
-            if (isStill && !isOpen) still.push_back({track.times[i], track.times[i]});
-            if (isStill) still.back().to = track.times[i];
-            isOpen = isStill;
+            if (isStill[i] && !isOpen) still.push_back({track.times[i], track.times[i]});
+            if (isStill[i]) still.back().to = track.times[i];
+            isOpen = isStill[i];
         }
     });
     return still;

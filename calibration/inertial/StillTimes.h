@@ -12,15 +12,19 @@ struct Interval {
 
 /// When a sensor's values count as those of a unit at rest.
 struct StillnessLimits {
-    double window = 0.5;       ///< s
-    double noiseFactor = 4.0;  ///< spread that is still, in multiples of the least spread of the recording
-    double least = 0.02;       ///< in the sensor's unit: a spread below that is always still (resolution)
-    double greatest = 0.3;     ///< in the sensor's unit: a spread above that is never still
+    double window = 0.5;         ///< s
+    double noiseFactor = 4.0;    ///< spread that is still, in multiples of the least spread of the recording
+    double least = 0.02;         ///< in the sensor's unit: a spread below that is always still (resolution)
+    double greatest = 0.3;       ///< in the sensor's unit: a spread above that is never still
+    bool isAlike = false;        ///< whether the values are the same in all rests, up to a drift
+    double leastDrift = 0.0;     ///< in the sensor's unit: such a distance from the median of all is alike
+    double greatestDrift = 0.0;  ///< in the sensor's unit: a greater distance from the median of all is not
 };
 
 /// Times at which the values of a sensor stand still: the spread within a window (standard deviation, the mean
 /// of the axes) is near the least of the recording, which is taken to be the sensor's noise. Windows
 /// lie around each sample, so a rest is shorter than in truth by half a window at each end. It ends at a gap.
+/// Where the values are the same in all rests, as rates are, means that are not those of most are slow turns.
 ///
 /// The variance of windows with a threshold from the data: Tedaldi, Pretto, Menegatti, "A robust and easy to
 /// implement method for IMU calibration without external equipments", IEEE ICRA, 2014, section III.B.

@@ -12,20 +12,29 @@ constexpr double kLongestTurn = 30.0;   // s
 constexpr double kSmallestTurn = 0.26;  // rad of gravity; less says nothing about a scale
 constexpr double kSmallestAngle = 0.5;  // rad that the rates turn on the way, back and forth included
 
-/// Puts the rates between the rests into the turn, each step with the mean of its two ends.
+/// Puts the rates between the rests into the turn, in steps of about 10 ms; each has the mean rate of its
+/// trapezes. A hand's axis does not move far in it.
 /// @return false if the rates have a gap
 bool takeRates(const SensorTrack& rate, double longestStep, Turn& turn) {
+    constexpr double kStep = 0.008;  // s
     const auto begin = std::lower_bound(rate.times.begin(), rate.times.end(), turn.from);
     const auto end = std::upper_bound(begin, rate.times.end(), turn.to);
-    if (end - begin < 3 || *begin - turn.from > longestStep || turn.to - *(end - 1) > longestStep)
+    if (end - begin < 3 || *begin - turn.from > longestStep || turn.to - *(end - 1) > longestStep) {
         return false;
-    auto i = static_cast<std::size_t>(begin - rate.times.begin());
+    }
     const auto last = static_cast<std::size_t>(end - rate.times.begin()) - 1;
-    for (; i < last; ++i) {
+    Eigen::Vector3d angle = Eigen::Vector3d::Zero();
+    double duration = 0.0;
+    for (auto i = static_cast<std::size_t>(begin - rate.times.begin()); i < last; ++i) {
         const double step = rate.times[i + 1] - rate.times[i];
         if (step > longestStep) return false;
-        turn.rates.push_back(0.5 * (rate.values[i] + rate.values[i + 1]));
-        turn.steps.push_back(step);
+        angle += 0.5 * step * (rate.values[i] + rate.values[i + 1]);
+        duration += step;
+        if (duration < kStep && i + 1 < last) continue;
+        turn.rates.push_back(angle / duration);
+        turn.steps.push_back(duration);
+        angle.setZero();
+        duration = 0.0;
     }
     return true;
 }
