@@ -10,6 +10,16 @@
 
 namespace Kavelin::RecordingIO {
 
+namespace {
+
+/// Of the samples that come in; empty where nothing is connected or declared.
+std::string_view frameOf(const Core::AbstractInputPin& input) {
+    const Core::AbstractOutputPin* source = originOf(input);
+    return source ? source->content().frame : std::string_view();
+}
+
+}  // namespace
+
 FilterAttitudeErrors::FilterAttitudeErrors(const std::string& name) : Filter(name, true) {}
 
 void FilterAttitudeErrors::onAlignment(const int& index) {
@@ -36,13 +46,15 @@ void FilterAttitudeErrors::open() {
     if (files_ == Files::kOpen) return;
     files_ = Files::kRefused;  // until they are open
     onAlignment(alignment_.value());
-    attitudeTurn_.reset();
-    const Core::AbstractOutputPin* source = originOf(attitude_);
-    if (source != nullptr && source->content().frame == kSensorToNorthEastDown)
-        attitudeTurn_ = earthTurn(kSensorToNorthEastDown, Core::kSensorToEarth);
     track_.reset();
     intervals_ = {};
     if (!referenceFile_.get().empty()) track_.emplace(referenceFile_.get());
+    const std::string_view reference = frameOf(reference_);
+    hasKnownEarth_ = track_ ? track_->isEarthKnown() : reference == Core::kSensorToEarth;
+    attitudeTurn_.reset();
+    const std::string_view attitude = frameOf(attitude_);
+    if (hasKnownEarth_ || attitude == kSensorToNorthEastDown)
+        attitudeTurn_ = earthTurn(attitude, Core::kSensorToEarth);
     if (!movementFile_.get().empty()) intervals_ = Intervals::open(movementFile_.get());
     files_ = Files::kOpen;
 }
@@ -80,8 +92,9 @@ void FilterAttitudeErrors::compare(const Quaternion& attitude, const Quaternion&
     const auto inEnu = [](const std::optional<EarthTurn>& turn, const Quaternion& q) {
         return turn ? OrientationInternal::quaternionProduct(turn->quaternion, q) : q;
     };
-    const auto errors = errors_.add(inEnu(attitudeTurn_, attitude), inEnu(referenceTurn_, reference),
-                                    intervals_.contains(time));
+    const auto errors =
+        errors_.add(inEnu(attitudeTurn_, attitude),
+                    hasKnownEarth_ ? reference : inEnu(referenceTurn_, reference), intervals_.contains(time));
     if (!errors || !errorPin_.isAttached()) return;
     errorPin_.value() << errors->total(), errors->heading, errors->inclination;
     errorPin_.send(time);

@@ -15,7 +15,7 @@ namespace Kavelin::RecordingIO {
 /// Compares attitudes with a reference, and reports at the end of a run how far they are off.
 ///
 /// The reference is a file, interpolated to the time of each attitude, or the samples of the pin "reference"
-/// with exactly its time; relative to East-North-Up or, as "Reference Frame" says, to North-East-Down. The errors of each pair are sent with its time stamp, without removing the turn
+/// with exactly its time; relative to what its format says or, where that says nothing, to the earth of the attitude or, as "Reference Frame" says, to North-East-Down. The errors of each pair are sent with its time stamp, without removing the turn
 /// about the vertical that fits best: that turn is known only after the last pair.
 ///
 /// The files are opened by `checkRun`, those that can be read only once by `prepareRun`, and at the latest
@@ -82,6 +82,7 @@ private:
     AttitudeErrors errors_{Alignment::kNone};
     std::optional<EarthTurn> referenceTurn_;  // to East-North-Up, like the next
     std::optional<EarthTurn> attitudeTurn_;
+    bool hasKnownEarth_ = false;  // the reference says itself that it is relative to East-North-Up
     std::optional<ReferenceTrack> track_;
     Intervals intervals_;
     Files files_ = Files::kToOpen;  // for this run

@@ -260,6 +260,7 @@ void FilterCsvReader::declare(const Channel& channel, bool asColumns) const {
         content.quantity = quantityName(channel.quantity);
         content.unit = baseUnit(channel.quantity);
     }
+    if (pin == &attitude_) content.frame = channel.isEarthKnown() ? Core::kSensorToEarth : std::string_view();
     pin->setContent(content);
 }
 

@@ -183,12 +183,14 @@ void FuseRun::tellWhatIsWrong() {
     if (2 * unused > rows) {
         errors.push_back(fmt::format("most rows could not be used: {} of {}", unused, rows));
     }
-    if (statistics().gravitySign().isAgainstAttitude() && options_.frame != "ned") {
-        errors.emplace_back(
-            "its own orientation makes the acceleration point down at rest: is the orientation relative to "
-            "North-East-Down (then say --frame ned), or has the acceleration the opposite sign (--axes \"3a "
-            "= "
-            "inverted\")?");
+    const RecordingIO::Channel* own = recording().schema()->find("quat");
+    const bool isKnown = own && own->isEarthKnown();
+    if (statistics().gravitySign().isAgainstAttitude() && (isKnown || options_.frame != "ned")) {
+        errors.push_back(fmt::format(
+            "its own orientation makes the acceleration point down at rest: {}has the acceleration the "
+            "opposite sign "
+            "(--axes \"3a = inverted\")?",
+            isKnown ? "" : "is the orientation relative to North-East-Down (then say --frame ned), or "));
     }
     for (std::string& error : errors) error.insert(0, options_.recording + ": ");
     if (builder_.find("errors")) {

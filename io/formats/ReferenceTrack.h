@@ -28,6 +28,10 @@ public:
     /// neighbours more than half a second apart.  @param time s, not decreasing from call to call.
     std::optional<Quaternion> at(double time);
 
+    /// Whether the format says what its orientations are relative to; those that `at` gives are relative to
+    /// East-North-Up then.
+    bool isEarthKnown() const { return reader_->schema().channels[channel_].isEarthKnown(); }
+
     /// Rows left out so far, and what was wrong with the first of them, with file and line.
     std::uint64_t faults() const { return faults_; }
     const std::string& firstFault() const { return firstFault_; }

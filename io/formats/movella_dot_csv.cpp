@@ -22,12 +22,20 @@ std::string metadata(const std::vector<std::string>& lines, const std::string& k
     return {};
 }
 
+/// Names in the first line, without lines about the device; no other format has this time with these quantities.
+bool isLog(const std::string& line) {
+    const std::vector<std::string> names = splitCells(line, ',');
+    const auto has = [&names](const char* name) { return std::ranges::find(names, name) != names.end(); };
+    return has("SampleTimeFine") &&
+           (has("Euler_X") || has("FreeAcc_X") || has("dq_W") || (has("Quat_W") && has("Acc_X")));
+}
+
 bool isExport(const std::vector<std::string>& lines) {
     for (std::size_t i = 0; i < std::min(lines.size(), kMostMetadata); ++i) {
         const std::string& line = lines[i];
         if (line.starts_with("//")) return false;
+        if (i == 0 && isLog(line)) return true;
         if (line.starts_with("PacketCounter,SampleTimeFine,")) return !metadata(lines, "OutputRate").empty();
-        if (i == 0 && line.starts_with("SampleTimeFine,Euler_X,")) return true;
     }
     return false;
 }

@@ -82,6 +82,15 @@ void takeOrientation(TableForm& form) {
     }
 }
 
+/// "// Coordinate system: NED"
+bool saysNorthEastDown(const std::vector<std::string>& lines) {
+    return std::ranges::any_of(lines, [](const std::string& line) {
+        const std::string text = lowered(line);
+        return text.starts_with("//") && text.find("coordinate system") != std::string::npos &&
+               trimmed(text).ends_with("ned");
+    });
+}
+
 SensorPlan sensorOf(const Sighting& sighting, const std::string& file) {
     SensorPlan sensor{.name = deviceOf(file), .tables = {tablePlan(sighting, file)}, .notes = {}};
     TableForm& form = sensor.tables.front().form;
@@ -91,9 +100,12 @@ SensorPlan sensorOf(const Sighting& sighting, const std::string& file) {
         return std::ranges::any_of(form.columns,
                                    [&](const ColumnName& column) { return column.raw.starts_with(name); });
     };
-    // Whatever the comments say: in the known files x points to magnetic north.
-    form.earth = TableForm::Earth::kNorthWestUp;
-    if (form.attitude || measures("Quat_")) form.decisions.emplace_back("orientations from North-West-Up");
+    // Where the comments say East-North-Up, x points to magnetic north in the known files.
+    const bool isDown = saysNorthEastDown(sighting.firstLines(file));
+    form.earth = isDown ? TableForm::Earth::kNorthEastDown : TableForm::Earth::kNorthWestUp;
+    if (form.attitude || measures("Quat_"))
+        form.decisions.emplace_back(isDown ? "orientations from North-East-Down"
+                                           : "orientations from North-West-Up");
     if (!measures("Acc_") && !measures("Gyr_")) {
         sensor.notes.emplace_back(
             "it holds orientations only, neither accelerations nor rates: it can be a --reference; to fuse "

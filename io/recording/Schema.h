@@ -35,10 +35,10 @@ struct Channel {
     std::size_t clock = 0;
 
     std::size_t size() const { return rows * cols; }
+    /// Whether the format says what the orientations are relative to; they leave the reader relative to East-North-Up.
+    bool isEarthKnown() const { return earth != TableForm::Earth::kEastNorthUp; }
     /// Whether its orientations are not quaternions that can be sent as they stand.
-    bool isTurned() const {
-        return attitude != Attitude::kQuaternion || !turn.empty() || earth != TableForm::Earth::kEastNorthUp;
-    }
+    bool isTurned() const { return attitude != Attitude::kQuaternion || !turn.empty() || isEarthKnown(); }
 };
 
 /// What a recording's header line means.
