@@ -38,11 +38,13 @@ std::string weaknessOf(const std::optional<LearnedOffset>& learned, std::size_t 
     return {};
 }
 
-std::string originText(const std::string& what, const Origin& origin) {
-    std::string text = what;
-    if (!origin.recording.empty()) text += " from " + origin.recording;
-    if (!origin.made.empty()) text += ", made " + origin.made;
-    return text;
+/// "cal.json (from turned.csv, made 2024-05-01T10:00:00Z, poor)", as far as it is known.
+std::string originText(const std::string& file, const Origin& origin, const Opinion& opinion) {
+    std::vector<std::string> parts;
+    if (!origin.recording.empty()) parts.push_back("from " + origin.recording);
+    if (!origin.made.empty()) parts.push_back("made " + origin.made);
+    if (opinion.grade == Grade::kPoor) parts.emplace_back("poor");
+    return parts.empty() ? file : fmt::format("{} ({})", file, fmt::join(parts, ", "));
 }
 
 }  // namespace
@@ -87,7 +89,7 @@ void FilterCalibration::settle() {
     fieldOfFile_ = {};
     if (file.magnetic && useField_.get()) {
         fieldOfFile_ = file.magnetic->model;
-        fieldCheck_.emplace(file.magnetic->strength);
+        fieldCheck_.emplace(file.magnetic->model, file.magnetic->strength);
     }
     AffineModel field = fieldOfFile_;
     field.offset += Eigen::Vector3d::Map(learnedOffset_.value().data());
@@ -165,19 +167,16 @@ std::vector<std::string> FilterCalibration::runNotes() const {
         notes.push_back(
             fmt::format("3m: learned offset {:.4g}, {:.4g}, {:.4g}", learned(0), learned(1), learned(2)));
     if (!calibration_) return notes;
-    const auto add = [&](const char* sensor, const CalibratedSensor& samples, const std::string& text) {
-        notes.push_back(samples.hasSamples()
-                            ? std::string(sensor) + ": " + text
-                            : fmt::format("{} has no samples: not applied: {}", sensor, text));
+    const auto add = [&](const char* what, const CalibratedSensor& sensor, const auto& part) {
+        const std::string text = originText(fileName_.get(), part.origin, part.opinion);
+        notes.push_back(sensor.hasSamples() ? fmt::format("{} by {}", what, text)
+                                            : fmt::format("{} not by {}: there are no samples", what, text));
     };
     const auto& inertial = calibration_->inertial;
-    if (accelerationCheck_) add("3a", acceleration_, originText("calibration", inertial->origin));
-    if (rateCheck_)
-        add("3g", rate_, originText(inertial->isRateScaled ? "calibration" : "bias", inertial->origin));
-    if (fieldCheck_) add("3m", field_, originText("calibration", calibration_->magnetic->origin));
-    if (mount_.get() && calibration_->mount)
-        notes.push_back("turned into the segment's axes: " +
-                        originText("mounting", calibration_->mount->origin));
+    if (accelerationCheck_) add("3a", acceleration_, *inertial);
+    if (rateCheck_) add(inertial->isRateScaled ? "3g" : "bias of 3g", rate_, *inertial);
+    if (fieldCheck_) add("3m", field_, *calibration_->magnetic);
+    if (mount_.get() && calibration_->mount) add("axes of the segment", acceleration_, *calibration_->mount);
     if (notes.empty()) notes.push_back(fileName_.get() + " holds nothing that is applied here");
     return notes;
 }

@@ -197,6 +197,26 @@ void addJointOptions(CLI::App& command, JointOptions& joint) {
         ->group(group);
 }
 
+void addCalibrationOptions(CLI::App& command, FuseOptions& options) {
+    const std::string group = "Calibration";
+    command
+        .add_option(
+            "--calibration", options.calibration,
+            "What kavelin calibrate found of the unit, applied to the samples; of several units NAME=FILE "
+            "for each, or a folder with NAME.json")
+        ->type_name("FILE.json|NAME=FILE,...|DIR")
+        ->check([](const std::string& text) { return text.empty() ? "a file name is expected" : ""; })
+        ->group(group);
+    command
+        .add_option(
+            "--mount", options.mount,
+            "Write the attitude of the segment that carries the unit: what kavelin calibrate mount found; "
+            "of several units as --calibration")
+        ->type_name("FILE.json|NAME=FILE,...|DIR")
+        ->check([](const std::string& text) { return text.empty() ? "a file name is expected" : ""; })
+        ->group(group);
+}
+
 void addErrorOptions(CLI::App& command, FuseOptions& options) {
     const std::string group = "Comparison with a reference";
     command
@@ -245,6 +265,7 @@ void addFuseCommand(CLI::App& app, CommandContext& context) {
         ->allow_extra_args(false);
     addResultOptions(*command, *options);
     addRecordingOptions(*command, *options);
+    addCalibrationOptions(*command, *options);
     addErrorOptions(*command, *options);
     addPluginOption(*command, options->plugins);
     addBatchOptions(*command, *batch);

@@ -5,6 +5,7 @@
 #include "attitude/rotation/Euler.h"
 #include "attitude/rotation/QuaternionAlgebra.h"
 #include "io/AttitudeSample.h"
+#include "io/FilterSegment.h"
 #include "io/PinOrigin.h"
 
 namespace Kavelin::RecordingIO {
@@ -28,13 +29,16 @@ void FilterAttitudeForm::onFrame(const int& index) {
 
 /// The frame of the attitude that comes in; empty where nobody declares it.
 std::string_view FilterAttitudeForm::frameIn() const {
-    const FilterAttitudeForm* form = this;
+    const Core::AbstractInputPin* attitude = &attitude_;
     for (int step = 0; step < 16; ++step) {  // connections may lead in a circle
-        const Core::AbstractOutputPin* source = originOf(form->attitude_);
+        const Core::AbstractOutputPin* source = originOf(*attitude);
         if (source == nullptr) return {};
         if (!source->content().frame.empty()) return source->content().frame;
-        form = dynamic_cast<const FilterAttitudeForm*>(ownerOf(source));
-        if (form == nullptr) return {};
+        const Core::Filter* filter = ownerOf(source);
+        const bool keepsFrame = dynamic_cast<const FilterAttitudeForm*>(filter) != nullptr ||
+                                dynamic_cast<const FilterSegment*>(filter) != nullptr;
+        if (!keepsFrame) return {};
+        attitude = filter->getInputPins().front();
     }
     return {};
 }

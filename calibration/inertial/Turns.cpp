@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "calibration/rest/StillTimes.h"
+#include "calibration/inertial/StillTimes.h"
 
 namespace Kavelin::Calibration {
 

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <Eigen/LU>
 #include <array>
 #include <cmath>
 #include <numbers>
@@ -20,7 +21,8 @@ constexpr double kWorse = 1.5;                  // times what it was before
 constexpr double kWorseField = 0.02;            // by so much more, as a share
 constexpr double kWorseRate = 0.01;             // rad/s
 constexpr double kFastestRest = 0.2;            // rad/s, bias of a gyroscope
-constexpr double kSameUnit = 2.0;               // a norm may differ by this factor through hard iron
+constexpr double kNearOne = 0.2;
+constexpr double kSameUnit = 2.0;  // a norm may differ by this factor through hard iron
 constexpr const char* kOther = "is the calibration that of another unit?";
 
 struct UnitFactor {
@@ -42,6 +44,10 @@ constexpr std::array<UnitFactor, 2> kAccelerationUnits{{{"g", 1.0 / 9.81}, {"mg"
 
 }  // namespace
 
+FieldCheck::FieldCheck(const AffineModel& model, double strength)
+    : strength_(strength),
+      usual_(std::hypot(model.offset.norm(), strength / std::cbrt(std::abs(model.matrix.determinant())))) {}
+
 void FieldCheck::add(const Vector3d& before, const Vector3d& after) {
     before_.add(before.norm());
     after_.add(after.norm());
@@ -50,18 +56,16 @@ void FieldCheck::add(const Vector3d& before, const Vector3d& after) {
 
 std::string FieldCheck::fault() const {
     if (after_.count() < kFewestSamples) return {};
-    if (2 * far_ > after_.count()) {
+    // Offset and strength in the wrong unit may look right by chance, but not the field as it came.
+    const char* const unit = unitThatExplains(kFieldUnits, before_.mean() / usual_);
+    if (unit != nullptr || 2 * far_ > after_.count()) {
         const std::string seen = fmt::format(
-            "the norm of the calibrated field is {:.4g} on average, and {:.4g} is right: ", after_.mean(),
-            strength_);
-        const double ratio = before_.mean() / strength_;
-        if (const char* unit = unitThatExplains(kFieldUnits, ratio))
-            return seen +
-                   fmt::format(
-                       "is the recording's field in {}? The calibration is in uT; say the unit with --units",
-                       unit);
-        if (std::abs(before_.mean() - 1.0) < 0.2)
-            return seen + "the recording's field has the norm 1; calibrate it from a recording like it";
+            "the norm of the field is {:.4g} on average, {:.4g} when calibrated, and {:.4g} is right: ",
+            before_.mean(), after_.mean(), strength_);
+        if (std::abs(before_.mean() - 1.0) < kNearOne)
+            return seen + "it has the norm 1; calibrate it from a recording like it";
+        if (unit != nullptr)
+            return seen + fmt::format("is it in {}? The calibration is not; say the unit with --units", unit);
         return seen + kOther;
     }
     if (after_.scatter() > kWorse * before_.scatter() + kWorseField)

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string>
 
+#include "calibration/model/AffineModel.h"
 #include "calibration/online/NormTally.h"
 
 namespace Kavelin::Calibration {
@@ -15,12 +16,13 @@ namespace Kavelin::Calibration {
 class FieldCheck {
 public:
     /// @param strength of the calibrated field; not a number: not known
-    explicit FieldCheck(double strength) : strength_(strength) {}
+    FieldCheck(const AffineModel& model, double strength);
     void add(const Eigen::Vector3d& before, const Eigen::Vector3d& after);
     std::string fault() const;
 
 private:
     double strength_;
+    double usual_;  // norm of the field as it comes, over all directions
     std::size_t far_ = 0;
     NormTally before_, after_;
 };

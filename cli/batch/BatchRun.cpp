@@ -10,8 +10,10 @@
 #include <iostream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
 
+#include "calibration/file/CalibrationFile.h"
 #include "cli/Interruption.h"
 #include "cli/WholeFile.h"
 #include "cli/batch/BatchTable.h"
@@ -20,6 +22,7 @@
 #include "cli/batch/ResultState.h"
 #include "cli/batch/WorkFolder.h"
 #include "cli/fuse/FuseRun.h"
+#include "cli/fuse/UnitFiles.h"
 #include "io/formats/OpenRecording.h"
 #include "io/recording/ResultFile.h"
 #include "io/recording/Text.h"
@@ -87,6 +90,7 @@ BatchRun::BatchRun(BatchOptions options, FuseOptions fuse, CommandContext& conte
     items_ = planBatch(options_.recordings, fuse_.output, ending(),
                        [this](const std::string& recording) { return sensorNames(recording); });
     requireNotOthers();
+    chooseUnitFiles();
     if (!fuse_.summary.empty()) requireApart("--summary", fuse_.summary, items_, fuse_.output);
     work_ = std::make_unique<WorkFolder>((fs::path(fuse_.output) / kStateFolder).string());
     if (!fuse_.summary.empty()) RecordingIO::ResultFile::requireWritable(fuse_.summary);
@@ -133,12 +137,36 @@ void BatchRun::requireUsable() const {
                          "' belongs to one recording; fuse that one on its own");
     }
     if (fuse_.summary == "-") throw UsageError("--summary -: a file name is expected");
+    if (options_.allSensors) {
+        for (const auto& [option, files] :
+             {std::pair("--calibration", &fuse_.calibration), {"--mount", &fuse_.mount}})
+            UnitFiles(option, *files).requireOneEach("the sensors of a recording");
+    }
     FuseOptions one = fuse_;
     one.output = "result" + ending();
+    one.calibration.clear();  // of each unit: optionsOf
+    one.mount.clear();
     Mistakes mistakes;
     const Estimator estimator = describeEstimator(one.type);
     const FuseLayout layout(one, estimator, mistakes);
     requireNoMistake(mistakes);
+}
+
+/// The files of each unit, and that they can be used.
+void BatchRun::chooseUnitFiles() {
+    const UnitFiles calibrations("--calibration", fuse_.calibration), mounts("--mount", fuse_.mount);
+    std::set<std::string> read;
+    for (const BatchItem& item : items_) {
+        const std::string unit = !item.sensor.empty()    ? item.sensor
+                                 : !fuse_.sensor.empty() ? fuse_.sensor
+                                                         : stemOf(item.recording);
+        Choice& choice = choices_.emplace_back(Choice{calibrations.of(unit), mounts.of(unit), options_.text});
+        for (const std::string& file : {choice.calibration, choice.mount}) {
+            if (file.empty()) continue;
+            if (read.insert(file).second) Calibration::readCalibration(file);
+            choice.text += "\n" + file + ": " + stampOf(file);
+        }
+    }
 }
 
 /// A result of another recording must not be lost.
@@ -161,6 +189,8 @@ FuseOptions BatchRun::optionsOf(std::size_t item) const {
     FuseOptions one = fuse_;
     one.recording = items_[item].recording;
     if (!items_[item].sensor.empty()) one.sensor = items_[item].sensor;
+    one.calibration = choices_[item].calibration;
+    one.mount = choices_[item].mount;
     one.output = (folder / fs::path(items_[item].result).filename()).string();
     one.summary = (folder / "summary").string();
     if (!fuse_.plot.empty()) one.plot = fs::path(one.output).replace_extension(fuse_.plot).string();
@@ -195,7 +225,8 @@ void BatchRun::run() {
         stamps_.push_back(stampOf(items_[i].recording));
         std::optional<BatchEntry> held;
         if (options_.resume)
-            held = ResultState(fuse_.output, items_[i].result).heldEntry(items_[i].recording, options_.text);
+            held =
+                ResultState(fuse_.output, items_[i].result).heldEntry(items_[i].recording, choices_[i].text);
         if (held)
             entries_[i] = *held;
         else
@@ -299,7 +330,7 @@ void BatchRun::note(std::size_t item) {
         entries_[item].figures = figuresOf(json);
     try {
         ResultState(fuse_.output, items_[item].result)
-            .write(entries_[item], options_.text, stamps_[item], summary);
+            .write(entries_[item], choices_[item].text, stamps_[item], summary);
     } catch (const Poco::Exception& error) {
         context_.err << "kavelin: " << error.displayText() << "\n";
         context_.status = kDoneWithErrors;

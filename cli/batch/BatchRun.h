@@ -45,6 +45,7 @@ private:
     std::vector<std::string> sensorNames(const std::string& recording) const;
     void requireUsable() const;
     void requireNotOthers() const;
+    void chooseUnitFiles();
     std::string path(const std::string& result) const;
     FuseOptions optionsOf(std::size_t item) const;
     int work(std::size_t item);
@@ -60,7 +61,13 @@ private:
     const BatchOptions options_;
     const FuseOptions fuse_;
     CommandContext& context_;
+    /// Of an item: the files of its unit, and the options with what they hold now, to be compared at a resume.
+    struct Choice {
+        std::string calibration, mount, text;
+    };
+
     std::vector<BatchItem> items_;
+    std::vector<Choice> choices_;      // one for each item
     std::vector<BatchEntry> entries_;  // one for each item
     std::vector<std::string> stamps_;  // of the recordings, before their runs
     std::unique_ptr<WorkFolder> work_;

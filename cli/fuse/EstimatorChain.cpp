@@ -1,13 +1,19 @@
 #include "cli/fuse/EstimatorChain.h"
 
 #include <Kavelin/Core/FlowManager.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 
+#include "calibration/FilterCalibration.h"
+#include "calibration/file/CalibrationFile.h"
+#include "cli/CommandContext.h"
+#include "cli/fuse/UnitFiles.h"
 #include "cli/layout/PropertyValue.h"
 #include "io/AttitudeFrame.h"
 #include "io/FilterCsvReader.h"
 #include "io/FilterResampler.h"
+#include "io/FilterSegment.h"
 #include "io/FilterTranspose.h"
 #include "io/FilterVerdict.h"
 #include "io/recording/Text.h"
@@ -30,8 +36,40 @@ void EstimatorChain::addRecording(const ChainNames& chain, const std::string& pa
     set(recording, "File Name", literal(path), "RECORDING");
 }
 
+void EstimatorChain::addCalibration(const ChainNames& chain, const std::string& unit) {
+    const std::string file = UnitFiles("--calibration", options_.calibration).of(unit);
+    if (file.empty()) return;
+    FilterEntry& calibration = add(chain.calibration, Calibration::FilterCalibration::kTypeName);
+    set(calibration, "File Name", literal(file), "--calibration '" + file + "'");
+}
+
+Target EstimatorChain::addMount(const ChainNames& chain, const std::string& unit, const Target& attitude) {
+    const std::string file = UnitFiles("--mount", options_.mount).of(unit);
+    if (file.empty()) return attitude;
+    if (RecordingIO::alignmentOf(estimator_.frame).value_or(RecordingIO::Alignment::kStart) ==
+        RecordingIO::Alignment::kStart)
+        throw UsageError("--mount: the attitude of " + options_.type +
+                         " is not relative to the earth, and so would not be that of the segment");
+    const auto mount = Calibration::readCalibration(file).mount;
+    if (!mount)
+        throw UsageError("--mount: " + file +
+                         " does not say how the unit is mounted: kavelin calibrate mount finds it");
+    const Eigen::Quaterniond q = mount->q_segment_sensor.normalized().conjugate();
+    FilterEntry& segment = add(chain.mount, RecordingIO::FilterSegment::kTypeName);
+    set(segment, "Mounting",
+        fmt::format("1 4 {} {} {} {}", numberText(q.w()), numberText(q.x()), numberText(q.y()),
+                    numberText(q.z())));
+    connect(attitude, {chain.mount, "attitude", {}}, isLent(chain));
+    return {chain.mount, "segment", {}};
+}
+
+Target EstimatorChain::measured(const ChainNames& chain, const std::string& pin) const {
+    const bool isCalibrated = pin != "quat" && hasFilter(chain.calibration.c_str());
+    return {isCalibrated ? chain.calibration : chain.recording, pin, {}};
+}
+
 Target EstimatorChain::sensor(const ChainNames& chain, const std::string& pin) const {
-    return {hasFilter(chain.clock.c_str()) ? chain.clock : chain.recording, pin, {}};
+    return hasFilter(chain.clock.c_str()) ? Target{chain.clock, pin, {}} : measured(chain, pin);
 }
 
 /// Sensors in files of their own have times of their own: the others are brought to the times of the rates.
@@ -48,16 +86,20 @@ void EstimatorChain::addClock(const ChainNames& chain, const RecordingIO::Schema
     }
     set(clock, "Optional", RecordingIO::listed(optional));
     for (const char* pin : {"3a", "3g", "3m", "quat"})
-        if (schema.find(pin)) connect({chain.recording, pin, {}}, {chain.clock, pin, {}});
+        if (schema.find(pin)) connect(measured(chain, pin), {chain.clock, pin, {}});
 }
 
 void EstimatorChain::feedEstimator(const ChainNames& chain, const RecordingIO::Schema& schema) {
+    if (hasFilter(chain.calibration.c_str())) {
+        for (const char* pin : {"3a", "3g", "3m"})
+            if (schema.find(pin)) connect({chain.recording, pin, {}}, {chain.calibration, pin, {}}, true);
+    }
     addClock(chain, schema);
     if (estimator_.wantsColumns) add(chain.columns, RecordingIO::FilterTranspose::kTypeName);
     for (const Estimator::Feed& feed : estimator_.feeds) {
         if (schema.find(feed.from) == nullptr) continue;
         // What need not come with each rate is taken as it was measured.
-        Target source = feed.isOptional ? Target{chain.recording, feed.from, {}} : sensor(chain, feed.from);
+        Target source = feed.isOptional ? measured(chain, feed.from) : sensor(chain, feed.from);
         if (estimator_.wantsColumns) {
             connect(source, {chain.columns, feed.from, {}});
             source = {chain.columns, feed.from, {}};

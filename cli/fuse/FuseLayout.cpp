@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "cli/CommandContext.h"
+#include "cli/batch/Recordings.h"
 #include "cli/layout/PropertyValue.h"
 #include "io/FilterAttitudeErrors.h"
 #include "io/FilterAttitudeForm.h"
@@ -71,8 +72,13 @@ FuseLayout::FuseLayout(const FuseOptions& options, const Estimator& estimator, M
                      estimator),
       settings_(options.settings) {
     addRecording(chain_, options.recording, options.sensor);
+    addCalibration(chain_, unit());
     add("estimator", options.type);
     applySettings(mistakes);
+}
+
+std::string FuseLayout::unit() const {
+    return options_.sensor.empty() ? stemOf(options_.recording) : options_.sensor;
 }
 
 void FuseLayout::complete(const Schema& schema, std::optional<Alignment> alignment, Mistakes& mistakes) {
@@ -82,6 +88,8 @@ void FuseLayout::complete(const Schema& schema, std::optional<Alignment> alignme
     if (alignment) addErrors(schema, *alignment);
     addVerdict(chain_, schema);
     outputRate_ = resultRate(options_, schema);
+    attitude_ =
+        addMount(chain_, unit(), attitude_);  // behind the comparison: a reference is that of the unit
     addResult();
     applySettings(mistakes);
 }
@@ -193,7 +201,7 @@ Target FuseLayout::addResampler(const Target& from) {
 void FuseLayout::addResult() {
     Target written = attitude_;
     std::string frame = options_.frame;
-    bool isRow = estimator_.isRow;
+    bool isRow = estimator_.isRow || written.filter == chain_.mount;
     if (outputRate_ > 0.0) {
         // Only rows are interpolated as rotations.
         if (!isRow || !frame.empty())

@@ -22,11 +22,12 @@ RecordingIO::TableKind resultKind(const FuseOptions& options);
 
 /// The layout of `kavelin fuse`, as a file might hold it:
 ///
-///     recording --3a 3g 3m--> estimator --attitude, flags--> result
+///     recording --3a 3g 3m--> (calibration) --> estimator --attitude, flags--> result
 ///         |---> quality, static --scores--------------------->|
 ///         |---> verdict, errors <--attitude-- estimator
 ///
-/// In front of the result, "resample" gives the rows a rate of their own, and "form" gives the attitude the
+/// What follows "calibration" is fed by it, where there is one. In front of the result, "mount" turns the attitude into
+/// that of a segment, "resample" gives the rows a rate of their own, and "form" gives the attitude the
 /// form and the earth that are wanted.
 ///
 /// It is made in two steps, as its parts depend on what the recording holds.
@@ -45,6 +46,8 @@ public:
     const Target& attitude() const { return attitude_; }
     const std::vector<ResultWatch::Extra>& extras() const { return extras_; }
     bool bringsOneSampleARound() const { return isLent(chain_); }
+    /// The name of what is recorded: of the sensor, or of the recording that holds it alone.
+    std::string unit() const;
     /// Where an extra comes from.
     Target source(const std::string& extra) const;
     /// Hz, to which the result is resampled; 0 where its rows have the times of the recording's.

@@ -24,6 +24,9 @@ struct FuseOptions : RecordingChoice {
     bool scores = false;      ///< write the columns of the static score
     std::string saveLayout;   ///< file; empty: none
 
+    std::string calibration;  ///< files of the units, see UnitFiles; empty: none
+    std::string mount;        ///< the same, of how each sits on its segment
+
     std::string reference;  ///< file; empty: the recording's own, if it has one
     std::string movement;   ///< file; empty: errors count everywhere
     std::string alignment = "auto";

@@ -13,6 +13,7 @@
 #include "cli/WholeFile.h"
 #include "cli/fuse/FuseSummary.h"
 #include "cli/fuse/SummaryJson.h"
+#include "cli/fuse/UnitFiles.h"
 #include "io/AttitudeFrame.h"
 #include "io/EarthFrame.h"
 #include "io/RunParticipant.h"
@@ -118,6 +119,9 @@ void FuseRun::check() {
         if (!file.empty())
             written.push_back({option, "", file, true, {.option = std::string(option) + " '" + file + "'"}});
     }
+    if (!options_.mount.empty())
+        written.push_back(
+            {"--mount", "", UnitFiles("--mount", options_.mount).of(layout_.unit()), false, {}});
     builder_.check(written);
     requireNoMistake(mistakes_);
     for (const std::string& file : {options_.summary, options_.saveLayout})
@@ -192,6 +196,10 @@ void FuseRun::tellWhatIsWrong() {
             "(--axes \"3a = inverted\")?",
             isKnown ? "" : "is the orientation relative to North-East-Down (then say --frame ned), or "));
     }
+    if (builder_.find("calibration")) {
+        for (const std::string& error : part<RecordingIO::RunParticipant>("calibration").runErrors())
+            errors.push_back(error);
+    }
     for (std::string& error : errors) error.insert(0, options_.recording + ": ");
     if (builder_.find("errors")) {
         for (const std::string& error : part<RecordingIO::RunParticipant>("errors").runErrors())
@@ -260,7 +268,8 @@ void FuseRun::summarise() {
                               .notes = notesOf("result"),
                               .frame = options_.frame,
                               .outputRate = layout_.outputRate(),
-                              .resamplerNotes = resamplerNotes()};
+                              .resamplerNotes = resamplerNotes(),
+                              .calibration = calibrationNotes()};
     if (!options_.quiet) context_.err << summaryText(summary) << std::flush;
     if (!options_.summary.empty()) writeWholeFile(options_.summary, summaryJson(summary, context_.status));
 }
@@ -268,6 +277,13 @@ void FuseRun::summarise() {
 std::vector<std::string> FuseRun::notesOf(const char* filter) const {
     return builder_.find(filter) ? part<RecordingIO::RunParticipant>(filter).runNotes()
                                  : std::vector<std::string>();
+}
+
+/// What was done with the calibration, and with the mounting; nothing without them.
+std::vector<std::string> FuseRun::calibrationNotes() const {
+    std::vector<std::string> notes = notesOf("calibration");
+    if (builder_.find("mount")) notes.push_back("the attitude is that of the segment, by " + options_.mount);
+    return notes;
 }
 
 std::vector<std::string> FuseRun::resamplerNotes() const {

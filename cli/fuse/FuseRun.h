@@ -37,6 +37,7 @@ private:
     std::optional<RecordingIO::EarthTurn> earthTurn() const;
     std::vector<std::string> notesOf(const char* filter) const;
     std::vector<std::string> resamplerNotes() const;
+    std::vector<std::string> calibrationNotes() const;
     std::optional<RecordingIO::Alignment> alignment() const;
     void build();
     void check();

@@ -37,6 +37,13 @@ std::string decisionsLine(const FuseSummary& summary) {
     return decisions.empty() ? "" : fmt::format("read as: {}\n", fmt::join(decisions, ", "));
 }
 
+/// What the file says of the unit, and what is done with it.
+std::string calibrationLines(const FuseSummary& summary) {
+    return summary.calibration.empty()
+               ? ""
+               : fmt::format("calibration: {}\n", fmt::join(summary.calibration, "; "));
+}
+
 std::string lossLine(const FuseSummary& summary) {
     std::vector<std::string> kinds;
     for (std::size_t i = 0; i < RecordingIO::kFaultCount; ++i) {
@@ -154,7 +161,7 @@ std::vector<std::string> warningsOf(const FuseSummary& summary) {
 
 std::string summaryText(const FuseSummary& summary) {
     const std::string settings = summary.settings.empty() ? "" : "settings: " + summary.settings + "\n";
-    return rowsLine(summary) + decisionsLine(summary) + summary.type + ": " +
+    return rowsLine(summary) + decisionsLine(summary) + calibrationLines(summary) + summary.type + ": " +
            counted(summary.watch.attitudes(), "attitude") + "\n" + settings + lossLine(summary) +
            frameLine(summary) + rateLine(summary) + flagLine(summary) + staticLine(summary) +
            biasLine(summary.watch) + errorLine(summary) + warningLines(summary) + verdictLines(summary);

@@ -32,6 +32,8 @@ struct FuseSummary {
     std::string frame;                  ///< "ned", "enu" where it was asked for
     double outputRate;                  ///< Hz, to which the result was resampled; 0: it was not
     std::vector<std::string> resamplerNotes;
+    std::vector<std::string>
+        calibration;  ///< what was applied to the samples and the attitude; empty: nothing
 };
 
 /// The summary of a run, some lines for a person: rows, rate, gaps, what was left out and dropped, flags,

@@ -173,6 +173,7 @@ std::string summaryJson(const FuseSummary& summary, int status) {
                  {"errors", errorsJson(summary)},
                  {"faults", summary.statistics.errors(summary.schema)},
                  {"warnings", warningsOf(summary)}};
+    if (!summary.calibration.empty()) json["calibration"] = summary.calibration;
     if (summary.judged) {
         json["tilt"] = verdictJson(summary.judged->verdicts.tilt);
         json["heading"] = verdictJson(summary.judged->verdicts.heading);

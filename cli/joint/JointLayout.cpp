@@ -42,6 +42,7 @@ JointLayout::JointLayout(const FuseOptions& options, const JointUnits& units, co
       settings_(options.settings) {
     for (const std::size_t unit : {0U, 1U}) {
         addRecording(chains_[unit], units[unit].recording, units[unit].sensor);
+        addCalibration(chains_[unit], units[unit].name);
         add(chains_[unit].estimator, options.type);
     }
     applySettings(mistakes);
@@ -52,7 +53,7 @@ void JointLayout::completeSurvey(const Schemas& schemas, Mistakes& mistakes) {
     for (const std::size_t unit : {0U, 1U}) {
         feedEstimator(chains_[unit], *schemas[unit]);
         addSegment(unit, {});
-        connect({chains_[unit].recording, "3g", {}}, {"pairs", kRatePins[unit], {}});
+        connect(measured(chains_[unit], "3g"), {"pairs", kRatePins[unit], {}});
     }
     applySettings(mistakes);
 }

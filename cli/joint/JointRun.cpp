@@ -10,6 +10,7 @@
 
 #include "cli/Interruption.h"
 #include "cli/fuse/FuseLayout.h"
+#include "cli/fuse/UnitFiles.h"
 #include "cli/layout/LayoutRun.h"
 #include "io/AttitudeFrame.h"
 #include "io/RecordingSource.h"
@@ -67,10 +68,13 @@ void JointRun::requireOptions() const {
                                           {"--align", options_.alignment != "auto"},
                                           {"--as", options_.form != AttitudeForm::kQuaternion},
                                           {"--frame", !options_.frame.empty()},
+                                          {"--mount", !options_.mount.empty()},
                                           {"--sensor", !options_.sensor.empty()}}) {
         if (isGiven)
             throw UsageError(std::string(option) + " is about the attitude of one unit: not with --joint");
     }
+    UnitFiles("--calibration", options_.calibration)
+        .requireOneEach(units_[0].name + " and " + units_[1].name);
     const auto alignment = RecordingIO::alignmentOf(estimator_.frame);
     if (!alignment || alignment == RecordingIO::Alignment::kStart || estimator_.stampsWithWallClock) {
         throw UsageError(options_.type +

@@ -21,6 +21,7 @@ SensorsLayout::SensorsLayout(const FuseOptions& options, const std::vector<std::
     for (std::size_t i = 0; i < sensors_.size(); ++i) {
         chains_.push_back(ChainNames::of(std::to_string(i + 1)));
         addRecording(chains_[i], options.recording, sensors_[i]);
+        addCalibration(chains_[i], sensors_[i]);
         add(chains_[i].estimator, options.type);
     }
     applySettings(mistakes);
@@ -36,8 +37,10 @@ void SensorsLayout::complete(const std::vector<const RecordingIO::Schema*>& sche
     for (std::size_t i = 0; i < sensors_.size(); ++i) {
         feedEstimator(chains_[i], *schemas[i]);
         addVerdict(chains_[i], *schemas[i]);
-        Target attitude{chains_[i].estimator, estimator_.attitudePin, {}};
-        if (!estimator_.isRow || !options_.frame.empty()) {
+        const Target own{chains_[i].estimator, estimator_.attitudePin, {}};
+        Target attitude = addMount(chains_[i], sensors_[i], own);
+        const bool isRow = estimator_.isRow || attitude.filter != own.filter;
+        if (!isRow || !options_.frame.empty()) {
             const std::string form = fmt::format("form_{}", i + 1);
             set(add(form, RecordingIO::FilterAttitudeForm::kTypeName), "Frame", options_.frame,
                 "--frame " + options_.frame);

@@ -7,6 +7,7 @@
 #include <ostream>
 
 #include "cli/fuse/FuseLayout.h"
+#include "cli/fuse/UnitFiles.h"
 #include "cli/layout/LayoutBuilder.h"
 #include "cli/layout/LayoutRun.h"
 #include "cli/sensors/SensorsLayout.h"
@@ -62,6 +63,9 @@ void fuseSensors(const FuseOptions& options, CommandContext& context) {
     const Estimator estimator = describeEstimator(options.type);
     requireOptions(options, estimator);
     const std::vector<std::string> sensors = namesOf(options);
+    for (const auto& [option, files] :
+         {std::pair("--calibration", &options.calibration), {"--mount", &options.mount}})
+        UnitFiles(option, *files).requireOneEach(RecordingIO::listed(sensors));
     Mistakes mistakes;
     Core::FlowManager& flow = Core::FlowManager::instance();
     SensorsLayout layout(options, sensors, estimator, mistakes);

@@ -159,8 +159,13 @@ TEST_F(FilterCalibrationTest, NoticesWrongUnitsAndTheFileOfAnotherUnit) {
     };
     const AffineModel own = unit().magnetic->model;
     EXPECT_EQ(told(unit(), [&] { turn(directions(500), own); }), "");
-    EXPECT_THAT(told(unit(), [&] { turn(directions(500), own, 0.01); }), HasSubstr("field in gauss?"));
-    EXPECT_THAT(told(unit(), [&] { turn(directions(500), own, 1000); }), HasSubstr("field in nT?"));
+    EXPECT_THAT(told(unit(), [&] { turn(directions(500), own, 0.01); }), HasSubstr("is it in gauss?"));
+    EXPECT_THAT(told(unit(), [&] { turn(directions(500), own, 1000); }), HasSubstr("is it in nT?"));
+    Calibration strong = unit();
+    strong.magnetic->model = {{0, 50, 0},
+                              Matrix3d::Identity()};  // as large as the field: the norm looks right
+    EXPECT_THAT(told(strong, [&] { turn(directions(500), strong.magnetic->model, 0.01); }),
+                HasSubstr("is it in gauss?"));
     EXPECT_THAT(told(unit(),
                      [&] {
                          turn(directions(500), {{-40, 30, 0}, Matrix3d::Identity()});

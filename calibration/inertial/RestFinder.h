@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "calibration/rest/Rest.h"
-#include "calibration/rest/StillTimes.h"
+#include "calibration/inertial/Rest.h"
+#include "calibration/inertial/StillTimes.h"
 
 namespace Kavelin::Calibration {
 

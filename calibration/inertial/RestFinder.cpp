@@ -1,4 +1,4 @@
-#include "calibration/rest/RestFinder.h"
+#include "calibration/inertial/RestFinder.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "calibration/rest/StillTimes.h"
+#include "calibration/inertial/StillTimes.h"
 
 #include <algorithm>
 #include <cmath>
