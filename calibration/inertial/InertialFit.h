@@ -1,8 +1,8 @@
 #pragma once
 
-#include "calibration/inertial/RestFinder.h"
 #include "calibration/model/Calibration.h"
 #include "calibration/model/SensorRecording.h"
+#include "calibration/rest/RestFinder.h"
 
 namespace Kavelin::Calibration {
 

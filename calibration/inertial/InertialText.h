@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <string>
 
-#include "calibration/inertial/Rest.h"
 #include "calibration/model/AffineModel.h"
 #include "calibration/model/SensorRecording.h"
+#include "calibration/rest/Rest.h"
 
 namespace Kavelin::Calibration {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "calibration/inertial/StillTimes.h"
+#include "calibration/rest/StillTimes.h"
 
 namespace Kavelin::Calibration {
 

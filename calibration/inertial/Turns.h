@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <vector>
 
-#include "calibration/inertial/Rest.h"
 #include "calibration/model/SensorRecording.h"
+#include "calibration/rest/Rest.h"
 
 namespace Kavelin::Calibration {
 

@@ -1,4 +1,4 @@
-#include "calibration/inertial/StillTimes.h"
+#include "calibration/rest/StillTimes.h"
 
 #include <algorithm>
 #include <cmath>

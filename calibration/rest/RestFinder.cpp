@@ -1,4 +1,4 @@
-#include "calibration/inertial/RestFinder.h"
+#include "calibration/rest/RestFinder.h"
 
 #include <algorithm>
 #include <cmath>

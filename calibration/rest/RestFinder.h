@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "calibration/inertial/Rest.h"
-#include "calibration/inertial/StillTimes.h"
+#include "calibration/rest/Rest.h"
+#include "calibration/rest/StillTimes.h"
 
 namespace Kavelin::Calibration {
 

@@ -1,0 +1,132 @@
+#include "calibration/noise/NoiseModel.h"
+
+#include <Eigen/QR>
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <numbers>
+
+namespace Kavelin::Calibration {
+
+namespace {
+
+constexpr int kParts = 4;
+constexpr double kFlickerVariance = 2.0 * std::numbers::ln2 / std::numbers::pi;  // of B = 1; 0.664 squared
+constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+
+Eigen::Vector4d unitParts(double time) {
+    return {3.0 / (time * time), 1.0 / time, kFlickerVariance, time / 3.0};
+}
+
+struct Solution {
+    Eigen::Vector4d squares = Eigen::Vector4d::Zero();
+    double cost = 0.0;
+};
+
+/// Least squares in which no unknown is below zero: the best of all subsets of `allowed` (bits) whose own
+/// solution is not.
+Solution solveNotNegative(const Eigen::MatrixXd& a, const Eigen::VectorXd& b, int allowed) {
+    Solution best{Eigen::Vector4d::Zero(), b.squaredNorm()};
+    for (int subset = 1; subset <= allowed; ++subset) {
+        if ((subset & allowed) != subset) continue;
+        Eigen::MatrixXd columns(a.rows(), std::popcount(static_cast<unsigned>(subset)));
+        Eigen::Index used = 0;
+        for (int part = 0; part < kParts; ++part) {
+            if (subset >> part & 1) columns.col(used++) = a.col(part);
+        }
+        const Eigen::VectorXd x = columns.colPivHouseholderQr().solve(b);
+        const double cost = (b - columns * x).squaredNorm();
+        if (x.minCoeff() < 0.0 || !(cost < best.cost)) continue;
+        best.cost = cost;
+        used = 0;
+        for (int part = 0; part < kParts; ++part) best.squares[part] = subset >> part & 1 ? x[used++] : 0.0;
+    }
+    return best;
+}
+
+struct Measured {
+    double time, variance, weight;
+};
+
+std::vector<Measured> measuredOf(const std::vector<AllanPoint>& points, Eigen::Index axis) {
+    constexpr double kModelError = 0.1;  // relative, of the variance: real noise is no sum of the four
+    constexpr double kFirst = 4.5;       // samples
+    std::vector<Measured> measured;
+    for (const AllanPoint& point : points) {
+        const double variance = point.deviation[axis] * point.deviation[axis];
+        if (point.time < kFirst * points.front().time || !(variance > 0.0)) continue;
+        measured.push_back(
+            {point.time, variance, 1.0 / std::sqrt(2.0 / point.freedom + kModelError * kModelError)});
+    }
+    return measured;
+}
+
+}  // namespace
+
+Eigen::Vector4d NoiseModel::parts(double time) const {
+    const Eigen::Vector4d squares(quantisation * quantisation, white * white, flicker * flicker, walk * walk);
+    return squares.cwiseProduct(unitParts(time));
+}
+
+double NoiseModel::deviation(double time) const { return std::sqrt(parts(time).sum()); }
+
+NoiseModel fitNoise(const std::vector<AllanPoint>& points, Eigen::Index axis) {
+    constexpr int kAll = 15, kFalling = 3, kNotRising = 7;  // bits of the parts
+    constexpr double kEvidence = 27.0;  // three deviations, squared; three neighbouring points say the same
+    constexpr int kRounds = 8;          // the relative error is that of the model, which the rounds find
+    const std::vector<Measured> measured = measuredOf(points, axis);
+    const auto count = static_cast<Eigen::Index>(measured.size());
+    Eigen::Vector4d squares = Eigen::Vector4d::Zero();
+    if (count < kParts) return {};
+    double flattens = 0.0, rises = 0.0;  // by how much the squares grow without these parts
+    Eigen::MatrixXd a(count, kParts);
+    Eigen::VectorXd b(count);
+    for (int round = 0; round < kRounds; ++round) {
+        for (Eigen::Index i = 0; i < count; ++i) {
+            const Measured& m = measured[static_cast<std::size_t>(i)];
+            const Eigen::Vector4d parts = unitParts(m.time);
+            const double scale = m.weight / (round == 0 ? m.variance : squares.dot(parts));
+            a.row(i) = scale * parts.transpose();
+            b[i] = scale * m.variance;
+        }
+        const Eigen::Vector4d norms = a.colwise().norm().transpose();
+        const Eigen::MatrixXd scaled = a * norms.cwiseInverse().asDiagonal();
+        const Solution all = solveNotNegative(scaled, b, kAll);
+        squares = all.squares.cwiseQuotient(norms);
+        if (!(squares.sum() > 0.0)) return {};
+        flattens = solveNotNegative(scaled, b, kFalling).cost - all.cost;
+        rises = solveNotNegative(scaled, b, kNotRising).cost - all.cost;
+    }
+    return {.quantisation = std::sqrt(squares[0]),
+            .white = std::sqrt(squares[1]),
+            .flicker = std::sqrt(squares[2]),
+            .walk = std::sqrt(squares[3]),
+            .isFlat = flattens > kEvidence,
+            .isRising = rises > kEvidence};
+}
+
+AxisNoise readNoise(const NoiseModel& model, const std::vector<AllanPoint>& points) {
+    constexpr double kHalf = 0.5;
+    AxisNoise noise{kNone, kNone, kNone, kNone};
+    if (points.empty()) return noise;
+    double least = std::numeric_limits<double>::infinity();
+    double leastAt = 0.0;
+    for (const AllanPoint& point : points) {
+        const Eigen::Vector4d parts = model.parts(point.time);
+        if (parts[1] > kHalf * parts.sum()) noise.white = model.white;
+        if (!(parts.sum() < least)) continue;
+        least = parts.sum();
+        leastAt = point.time;
+    }
+    const Eigen::Vector4d end = model.parts(points.back().time);
+    if (model.isRising && end[3] > kHalf * end.sum()) noise.walk = model.walk;
+    const bool stillFalls = leastAt == points.back().time && end[2] < kHalf * end.sum();
+    if (stillFalls || !model.isFlat || !(least > 0.0)) return noise;
+    noise.instability = std::sqrt(least / kFlickerVariance);
+    noise.instabilityTime = leastAt;
+    return noise;
+}
+
+}  // namespace Kavelin::Calibration
