@@ -1,0 +1,84 @@
+#include "calibration/magnetic/GravityAlignment.h"
+
+#include <Eigen/Cholesky>
+#include <Eigen/Eigenvalues>
+#include <Eigen/Geometry>
+#include <Eigen/LU>
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "attitude/rotation/ExponentialMap.h"
+#include "calibration/magnetic/RobustLoss.h"
+
+namespace Kavelin::Calibration {
+
+namespace {
+
+using Eigen::Matrix3d;
+using Eigen::Vector3d;
+using Unknowns = Eigen::Vector4d;  // turn, sine of the elevation
+
+const double kSmallestScatter = 0.005;  // of a sine
+const double kPriorTurn = 0.1;          // rad; keeps a turn that the data leave open at none
+const int kRounds = 20;
+
+double sineOf(const FieldAndUp& pair, const Matrix3d& turn) {
+    return pair.up.dot(turn * pair.field) / pair.field.norm();
+}
+
+/// Median and robust deviation of the sines.
+std::pair<double, double> sines(const std::vector<FieldAndUp>& pairs, const Matrix3d& turn) {
+    std::vector<std::pair<double, double>> values;
+    for (const FieldAndUp& pair : pairs) values.emplace_back(sineOf(pair, turn), pair.weight);
+    const double median = weightedMedian(values);
+    for (auto& value : values) value.first = std::abs(value.first - median);
+    return {median, deviationOfMedian(weightedMedian(std::move(values)))};
+}
+
+}  // namespace
+
+GravityAlignment alignWithGravity(const std::vector<FieldAndUp>& pairs) {
+    GravityAlignment found;
+    Eigen::Quaterniond turn = Eigen::Quaterniond::Identity();
+    auto [sine, scatter] = sines(pairs, found.R_acc_mag);
+    found.scatterBefore = scatter / std::sqrt(std::max(0.05, 1.0 - sine * sine));
+    Eigen::Matrix4d normal;
+    for (int round = 0; round < kRounds; ++round) {
+        const double sigma = std::max(kSmallestScatter, scatter);
+        normal.setZero();
+        normal.diagonal() << Vector3d::Constant(1.0 / (kPriorTurn * kPriorTurn)), 1e-6;
+        const Vector3d turned =
+            OrientationInternal::rotationVectorFromQuaternion(OrientationInternal::fromEigen(turn));
+        Unknowns gradient = Unknowns::Zero();
+        gradient.head<3>() = turned / (kPriorTurn * kPriorTurn);
+        for (const FieldAndUp& pair : pairs) {
+            const Vector3d field = (found.R_acc_mag * pair.field).normalized();
+            const double residual = (pair.up.dot(field) - sine) / sigma;
+            const double weight =
+                pair.weight * (round < 5 ? HuberLoss::weight(residual) : TukeyLoss::weight(residual));
+            Unknowns row;
+            row << field.cross(pair.up), -1.0;
+            gradient += weight * residual / sigma * row;
+            normal += weight / (sigma * sigma) * row * row.transpose();
+        }
+        const Unknowns change = normal.ldlt().solve(-gradient);
+        if (!change.allFinite()) break;
+        turn = OrientationInternal::quaternionFromRotationVector(change.head<3>()) * turn;
+        turn.normalize();
+        sine += change[3];
+        found.R_acc_mag = turn.toRotationMatrix();
+        scatter = sines(pairs, found.R_acc_mag).second;
+        if (round > 5 && change.norm() < 1e-8) break;
+    }
+    const double cosine = std::sqrt(std::max(0.05, 1.0 - sine * sine));
+    found.scatterAfter = scatter / cosine;
+    found.dip = -std::asin(std::clamp(sine, -1.0, 1.0));
+    found.turn = 2.0 * std::atan2(turn.vec().norm(), std::abs(turn.w()));
+    const Eigen::SelfAdjointEigenSolver<Matrix3d> spread(
+        Eigen::Matrix4d(normal.inverse()).topLeftCorner<3, 3>(), Eigen::EigenvaluesOnly);
+    found.deviation = std::sqrt(std::max(0.0, spread.eigenvalues()[2]));
+    return found;
+}
+
+}  // namespace Kavelin::Calibration
