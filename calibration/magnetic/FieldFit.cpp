@@ -25,12 +25,13 @@ const int kRounds = 3;
 const double kSamplesPerPatch = 4.0;  // independent ones: a place's own field is the same in all its samples
 const double kUnknownCentre = 0.1;    // radii; a centre known no better is not known
 const double kNearlySphere = 0.03;    // deviation of a soft iron that the samples do not show
-const double kLongestElongation = 4.0;  // no soft iron is as strong
-const double kGreatestScatter = 0.12;   // of the norm after a fit
-const double kGreatestRing = 1.5;       // of a circle's radius by the extent of its points
-const double kThinnestCap = 0.1;        // of the extent
-const double kThickestPlane = 0.3;      // radii
-const double kLeastAroundPlane = 0.6;   // of the full turn
+const double kLongestElongation = 4.0;             // no soft iron is as strong
+const double kGreatestScatter = 0.12;              // of the norm after a fit
+const double kGreatestRing = 1.5;                  // of a circle's radius by the extent of its points
+const double kThinnestCap = 0.1;                   // of the extent
+const double kSteady = 0.97, kNearlyLevel = 0.85;  // cosines
+const double kThickestPlane = 0.3;                 // radii
+const double kLeastAroundPlane = 0.6;              // of the full turn
 const std::size_t kSectors = 36;
 const double kContradicted = 0.1;  // a weight of the gyroscope
 
@@ -59,7 +60,7 @@ public:
         std::optional<FieldFit> best;
         for (const auto& start : starts) {
             if (!start) continue;
-            FieldFit fit = refine(*start, softIronDeviation);
+            FieldFit fit = refine(*start, sphere->inliers, softIronDeviation);
             if (!best || fit.norm.cost < best->norm.cost) best = std::move(fit);
         }
         return best;
@@ -68,15 +69,16 @@ public:
 private:
     using Weights = std::vector<double>;
 
-    FieldFit refine(const EllipsoidModel& start, double softIronDeviation) const {
+    FieldFit refine(const EllipsoidModel& start, const Weights& inliers, double softIronDeviation) const {
         FieldFit fit;
         fit.norm.model = start;
-        Weights agreement(points_.size(), 1.0);
+        Weights agreement;
+        for (const double weight : inliers) agreement.push_back(weight > 0.0 ? 1.0 : 0.0);
         for (int round = 0; round < kRounds; ++round) {
             fit.directionWeights = balance(fit.norm.model);
             Weights weights = fit.directionWeights;
             for (std::size_t i = 0; i < weights.size(); ++i) weights[i] *= agreement[i];
-            fit.norm = refineNorm(points_, weights, fit.norm.model,
+            fit.norm = refineNorm(points_, weights, fit.norm.model, round == 0,
                                   {softIronDeviation, settings_.hardIronDeviation, normal_});
             agreement = gyroscope_.weights(fit.norm.model);
         }
@@ -157,6 +159,21 @@ Plane planeThrough(const Points& points) {
             weights[i] = TukeyLoss::weight(distances[i].first / scale);
     }
     return plane;
+}
+
+/// The plane across the vertical, where the unit turned about that: what a heading needs is level. A soft iron
+/// tilts the plane of the samples against it.
+void makeLevel(Plane& plane, const std::vector<FieldSample>& samples) {
+    Vector3d up = Vector3d::Zero();
+    double count = 0.0;
+    for (const FieldSample& sample : samples) {
+        if (!sample.up) continue;
+        up += sample.up->normalized();
+        count += 1.0;
+    }
+    if (count == 0.0 || up.norm() < kSteady * count) return;
+    up.normalize();
+    if (std::abs(up.dot(plane.normal)) > kNearlyLevel) plane.normal = up;
 }
 
 double shareAround(const FieldFit& fit, const Points& points) {
@@ -250,9 +267,12 @@ FieldFit fitField(const std::vector<FieldSample>& samples, const MagneticSetting
     const Fitting fitting(samples, points, std::nullopt, settings);
     std::optional<FieldFit> fit = fitting.best(settings.softIronDeviation);
     if (fit && isKnown(*fit)) return *fit;
-    const Plane plane = planeThrough(points);
+    Plane plane = planeThrough(points);
     if (plane.thickness > kThinnestCap * plane.extent) fit = fitting.best(kNearlySphere);
-    if (!fit || !isKnown(*fit)) return fitPlane(samples, points, plane, settings);
+    if (!fit || !isKnown(*fit)) {
+        makeLevel(plane, samples);
+        return fitPlane(samples, points, plane, settings);
+    }
     fit->isNearlySphere = true;
     return *fit;
 }

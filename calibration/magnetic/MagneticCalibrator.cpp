@@ -21,9 +21,10 @@ using Eigen::Vector3d;
 
 const char* const kHowToMove =
     "turn the unit about all three axes, each side up and down once, in 30 to 60 s";
-const double kGreatestTurnDeviation = 0.01;  // rad; a turn known no better is not applied
-const double kSmallestTurn = 0.015;          // rad; below it is the accelerometer's own error
+const double kGreatestTurnDeviation = 0.02;  // rad; a turn known no better is not applied
+const double kSmallestTurn = 0.02;           // rad; below it is the accelerometer's own error
 const double kSignificant = 3.0;             // deviations; a smaller turn may be none
+const double kForcesPerField = 0.1;          // independent samples: a hand's acceleration lasts
 const double kGreatestDipScatter = 0.15;     // rad
 const std::size_t kFewestPairs = 50;
 const double kWorthwhile = 0.97;  // of the residual before: what does not get below is noise
@@ -82,7 +83,7 @@ AlignmentSeen align(const std::vector<FieldSample>& samples, const FieldFit& fit
         all += fit.directionWeights[i];
         if (!samples[i].up || fit.isDisturbed[i]) continue;
         pairs.push_back({fit.norm.model.toSphere(samples[i].field), samples[i].up->normalized(),
-                         fit.directionWeights[i]});
+                         kForcesPerField * fit.directionWeights[i]});
         used += fit.directionWeights[i];
     }
     if (fit.normal || pairs.size() < kFewestPairs || used < 0.1 * all) return seen;

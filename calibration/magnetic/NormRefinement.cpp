@@ -2,6 +2,7 @@
 
 #include <Eigen/Cholesky>
 #include <Eigen/Eigenvalues>
+#include <Eigen/Geometry>
 #include <Eigen/LU>
 #include <cmath>
 #include <utility>
@@ -76,11 +77,9 @@ public:
         information_.setZero();
         information_.diagonal().head<3>().setConstant(1.0 /
                                                       (prior.hardIronDeviation * prior.hardIronDeviation));
-        // Off the plane, a centre makes residuals smaller only because it sees them at an angle.
-        if (prior.normal)
-            information_.topLeftCorner<3, 3>() += kCertain * *prior.normal * prior.normal->transpose();
         information_.block<2, 2>(3, 3) << 2.0 * soft, soft, soft, 2.0 * soft;
         information_.diagonal().segment<3>(5).setConstant(2.0 * soft);
+        if (prior.normal) holdNormal(*prior.normal);
     }
 
     /// Robust deviation of the residuals, as a share of the radius.
@@ -160,6 +159,17 @@ public:
     }
 
 private:
+    /// Across a plane that all points lie in, the shape stays 1 and the centre 0. Left free, both would make the
+    /// residuals small without making them even: a centre off the plane sees them at an angle.
+    void holdNormal(const Vector3d& n) {
+        information_.topLeftCorner<3, 3>() += kCertain * n * n.transpose();
+        for (const Vector3d& e : {n, Vector3d(n.unitOrthogonal()), Vector3d(n.cross(n.unitOrthogonal()))}) {
+            Unknowns row = Unknowns::Zero();  // of e . (shape - 1) n
+            row.segment<5>(3) << e[0] * n[0] - e[2] * n[2], e[1] * n[1] - e[2] * n[2],
+                e[1] * n[2] + e[2] * n[1], e[0] * n[2] + e[2] * n[0], e[0] * n[1] + e[1] * n[0];
+            information_ += kCertain * row * row.transpose();
+        }
+    }
     static double residual(const Unknowns& x, const Matrix3d& shape, const Vector3d& point) {
         return (shape * (point - x.head<3>())).norm() - x[8];
     }
@@ -187,15 +197,16 @@ double NormFit::centreDeviation() const {
 }
 
 NormFit refineNorm(const std::vector<Vector3d>& points, const std::vector<double>& weights,
-                   const EllipsoidModel& start, const EllipsoidPrior& prior) {
+                   const EllipsoidModel& start, bool isRough, const EllipsoidPrior& prior) {
+    const int huberRounds = isRough ? kHuberRounds : 0;
     Problem problem(points, weights, start, prior);
     for (int round = 0; round < kRounds; ++round) {
         const double sigma = problem.scatter() * problem.radius();
         double change = 0.0;
         for (int i = 0; i < kStepsPerRound; ++i) {
-            change = round < kHuberRounds ? problem.step<HuberLoss>(sigma) : problem.step<TukeyLoss>(sigma);
+            change = round < huberRounds ? problem.step<HuberLoss>(sigma) : problem.step<TukeyLoss>(sigma);
         }
-        if (round > kHuberRounds && change < kEnough) break;
+        if (round > huberRounds && change < kEnough) break;
     }
     return problem.result();
 }

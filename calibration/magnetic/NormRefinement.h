@@ -30,15 +30,16 @@ struct NormFit {
     double centreDeviation() const;
 };
 
-/// Refines an ellipsoid: least squares of the norm with Levenberg-Marquardt steps, reweighted first by Huber,
-/// then by Tukey, whose scale is the median of the residuals.
+/// Refines an ellipsoid: least squares of the norm with Levenberg-Marquardt steps, reweighted by
+/// Tukey's loss, whose scale is the median of the residuals.
 ///
 /// The residual is the distance along the radius, in the field's noise: unlike that of the quadric it is not
 /// biased by noise (Markovsky, Kukush & Van Huffel, "Consistent least squares fitting of ellipsoids",
 /// Numerische Mathematik 98(1), 2004).  A disturbance shifts neither centre nor axes once it is several
 /// scatters large.  Never throws.
 /// @param weights as many as points, their sum the number of independent samples that they are worth
+/// @param isRough the start may be far off: Huber's loss, which pulls from afar, goes first
 NormFit refineNorm(const std::vector<Eigen::Vector3d>& points, const std::vector<double>& weights,
-                   const EllipsoidModel& start, const EllipsoidPrior& prior);
+                   const EllipsoidModel& start, bool isRough, const EllipsoidPrior& prior);
 
 }  // namespace Kavelin::Calibration

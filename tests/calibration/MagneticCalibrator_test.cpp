@@ -63,7 +63,7 @@ SimulationOptions optionsOf(const Trial& trial, const Unit& unit, Random& random
     SimulationOptions options;
     options.seed = random.bits();
     options.seconds = 50;
-    options.rate = 25;
+    options.rate = 20;
     options.firstRest = 0;
     options.rests = false;
     options.burst = options.disturbance = 0;
@@ -124,28 +124,24 @@ double directionError(const Trial& trial, const Unit& unit, const AffineModel& m
 }
 
 const Trial kTrials[] = {
-    {.name = "hard and soft iron", .offset = 0.01, .direction = 0.5},
-    {.name = "cross terms, as mounted askew", .mounting = 0.1, .offset = 0.01, .direction = 0.8},
-    {.name = "a magnet of the room for 5 s", .magnet = 0.5, .offset = 0.01, .direction = 0.8},
-    {.name = "a strong one, and little noise",
-     .noise = 0.005,
-     .magnet = 1.5,
-     .offset = 0.01,
-     .direction = 0.8},
-    {.name = "a tenth of wild samples", .magnet = 1.0, .isScattered = true, .offset = 0.01, .direction = 0.8},
-    {.name = "half a sphere", .lowest = 0.0, .offset = 0.04, .direction = 1.5, .grade = Grade::kFair},
+    {.name = "hard and soft iron", .offset = 0.01, .direction = 0.4},
+    {.name = "cross terms, as mounted askew", .mounting = 0.1, .offset = 0.01, .direction = 2.0},
+    {.name = "a magnet in the room", .magnet = 0.5, .offset = 0.03, .direction = 1.5},
+    {.name = "a strong one", .noise = 0.005, .magnet = 1.5, .offset = 0.01, .direction = 0.5},
+    {.name = "a tenth of wild samples", .magnet = 1.0, .isScattered = true, .offset = 0.01, .direction = 0.5},
+    {.name = "half a sphere", .lowest = 0.0, .offset = 0.05, .direction = 1.5, .grade = Grade::kFair},
     {.name = "nothing wrong", .hardIron = 0.0, .softIron = 0.0, .offset = 1e-9, .direction = 1e-9},
     {.name = "one axis",
      .hardIron = 1.0,
      .softIron = 0.1,
      .isFlat = true,
-     .direction = 4.0,
+     .direction = 5.0,
      .grade = Grade::kFair},
 };
 
 TEST(MagneticCalibrator, recoversFaultsWithinBoundsForEverySeed) {
     MagneticSettings settings;
-    settings.mostSamples = 700;
+    settings.mostSamples = 500;
     for (const Trial& trial : kTrials) {
         for (std::uint64_t seed = 1; seed <= kSeeds; ++seed) {
             SCOPED_TRACE(testing::Message() << trial.name << ", seed " << seed);
@@ -157,13 +153,87 @@ TEST(MagneticCalibrator, recoversFaultsWithinBoundsForEverySeed) {
             ASSERT_EQ(static_cast<int>(found.opinion.grade), static_cast<int>(trial.grade));
             ASSERT_LE(after, trial.direction);
             ASSERT_LE(after, before);  // never worse than none
-            ASSERT_NEAR(found.disturbed, trial.magnet > 0 ? 0.09 : 0.0, 0.07);
+            // A magnet may leave the norm as it is: it then does no harm, and is not told.
+            ASSERT_GE(found.disturbed, trial.isScattered ? 0.06 : 0.0);
+            ASSERT_LE(found.disturbed, trial.magnet > 0 ? 0.17 : 0.02);
             if (trial.isFlat) continue;
             ASSERT_LE((found.model.offset - unit.hardIron).norm(), trial.offset * kField);
             ASSERT_NEAR(found.strength, kField * std::cbrt(unit.softIron.determinant()), 0.02 * kField);
-            ASSERT_LT(found.residualAfter, 1.2 * trial.noise);
+            ASSERT_LT(found.residualAfter, 2.5 * trial.noise);
         }
     }
+}
+
+/// A recording that shows nothing, and part of what is said of it.
+struct BadRow {
+    const char* name;
+    std::function<void(SensorRecording&)> spoil;
+    const char* reason;
+};
+
+void forEach(SensorTrack& track, const std::function<void(std::size_t, Vector3d&)>& change) {
+    for (std::size_t i = 0; i < track.size(); ++i) change(i, track.values[i]);
+}
+
+const BadRow kBadRows[] = {
+    {"no magnetometer", [](auto& r) { r.field = {}; }, "has no magnetometer"},
+    {"nan only",
+     [](auto& r) {
+         r.field = {};
+         r.field.leftOut = 900;
+     },
+     "none of the 900 samples"},
+    {"5 rows",
+     [](auto& r) {
+         r.field.times.resize(5);
+         r.field.values.resize(5);
+     },
+     "has 5 usable samples of the field; 50 are needed"},
+    {"no motion",
+     [](auto& r) {
+         forEach(r.rate, [](auto, auto& rate) { rate.setConstant(0.02); });
+         forEach(r.acceleration, [](auto, auto& force) { force = {0, 0, 9.8}; });
+     },
+     "hardly turned"},
+    {"no motion, and nothing else to tell it",
+     [](auto& r) {
+         r.rate = r.acceleration = {};
+         Random random(3);
+         forEach(r.field, [&](auto, auto& field) { field = Vector3d(10, 20, 40) + 0.5 * normals(random); });
+     },
+     "lie neither around a sphere nor around a circle"},
+    {"part of a turn about one axis",
+     [](auto& r) {
+         r.rate = r.acceleration = {};
+         forEach(r.field, [](auto i, auto& field) {
+             const double angle = 1.5 * std::sin(0.01 * static_cast<double>(i));
+             field = Vector3d(20 * std::cos(angle), 20 * std::sin(angle), 40);
+         });
+     },
+     "the unit turned through 180 degrees about one axis"},
+    {"a magnetometer that is stuck",
+     [](auto& r) { forEach(r.field, [](auto, auto& field) {
+                       field = {10, 20, 40};
+                   }); }, "it is stuck"},
+};
+
+TEST(MagneticCalibrator, refusesWhatShowsNothingAndSaysWhatToDo) {
+    Random random(1);
+    const Trial trial{.name = ""};
+    const SensorRecording good = record(trial, unitOf(trial, random), random);
+    for (const BadRow& row : kBadRows) {
+        SensorRecording recording = good;
+        row.spoil(recording);
+        EXPECT_THAT(outcome([&] { calibrateField(recording, {}); }), HasSubstr(row.reason)) << row.name;
+    }
+}
+
+TEST(MagneticCalibrator, saysWhatIsMissing) {
+    Random random(1);
+    const Trial trial{.name = "", .lowest = 0.0};
+    const MagneticCalibration found = calibrateField(record(trial, unitOf(trial, random), random), {});
+    ASSERT_FALSE(found.opinion.remarks.empty());
+    EXPECT_THAT(found.opinion.remarks.front(), HasSubstr("point -z down"));
 }
 
 }  // namespace
