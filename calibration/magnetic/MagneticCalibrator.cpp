@@ -27,7 +27,7 @@ const double kSignificant = 3.0;             // deviations; a smaller turn may b
 const double kForcesPerField = 0.1;          // independent samples: a hand's acceleration lasts
 const double kGreatestDipScatter = 0.15;     // rad
 const std::size_t kFewestPairs = 50;
-const double kWorthwhile = 0.97;  // of the residual before: what does not get below is noise
+const double kWorthwhile = 0.95;  // of the residual before: what does not get below is noise
 
 void check(const SensorRecording& recording, const MagneticSettings& settings) {
     const SensorTrack& field = recording.field;
