@@ -75,15 +75,14 @@ NoiseFigures figuresOf(const SensorNoise& noise) {
 
 /// What is said of a sensor's figures, and the grade for it.
 void judge(const char* sensor, const NoiseFigures& figures, double longest, Opinion& opinion) {
-    const auto lower = [&](std::string remark) {
+    if (!figures.whiteNoise.allFinite()) {
         opinion.grade = std::max(opinion.grade, Grade::kFair);
-        opinion.remarks.push_back(std::move(remark));
-    };
-    if (!figures.whiteNoise.allFinite()) lower(noWhiteNoise(sensor, figures.whiteNoise));
+        opinion.remarks.push_back(noWhiteNoise(sensor, figures.whiteNoise));
+    }
     if (figures.whiteNoise.array().isNaN().all()) return;
-    if (!figures.biasInstability.allFinite()) lower(noInstability(sensor, figures.biasInstability, longest));
-    if (!figures.randomWalk.allFinite())
-        opinion.remarks.push_back(noWalk(sensor, figures.randomWalk, longest));
+    if (!figures.biasInstability.allFinite()) opinion.grade = std::max(opinion.grade, Grade::kFair);
+    if (figures.biasInstability.allFinite() && figures.randomWalk.allFinite()) return;
+    opinion.remarks.push_back(notShown(sensor, figures.biasInstability, figures.randomWalk, longest));
 }
 
 /// Studies one sensor in the still stretch, or says why not.

@@ -50,13 +50,25 @@ struct Measured {
     double time, variance, weight;
 };
 
+/// s; where the fit begins. A sensor's filter, and values that were interpolated, take noise from short times:
+/// the deviation then rises first. One that rises over half of the times is a walk's.
+double firstTime(const std::vector<AllanPoint>& points, Eigen::Index axis) {
+    constexpr double kSamples = 4.5;
+    constexpr double kBeyondRise = 2.0;
+    std::size_t top = 0;
+    while (top + 1 < points.size() && points[top + 1].deviation[axis] > points[top].deviation[axis]) ++top;
+    const bool isFiltered = top > 0 && 2 * top < points.size();
+    return std::max(kSamples * points.front().time, isFiltered ? kBeyondRise * points[top].time : 0.0);
+}
+
 std::vector<Measured> measuredOf(const std::vector<AllanPoint>& points, Eigen::Index axis) {
     constexpr double kModelError = 0.1;  // relative, of the variance: real noise is no sum of the four
-    constexpr double kFirst = 4.5;       // samples
     std::vector<Measured> measured;
+    if (points.empty()) return measured;
+    const double first = firstTime(points, axis);
     for (const AllanPoint& point : points) {
         const double variance = point.deviation[axis] * point.deviation[axis];
-        if (point.time < kFirst * points.front().time || !(variance > 0.0)) continue;
+        if (point.time < first || !(variance > 0.0)) continue;
         measured.push_back(
             {point.time, variance, 1.0 / std::sqrt(2.0 / point.freedom + kModelError * kModelError)});
     }
@@ -109,6 +121,8 @@ NoiseModel fitNoise(const std::vector<AllanPoint>& points, Eigen::Index axis) {
 
 AxisNoise readNoise(const NoiseModel& model, const std::vector<AllanPoint>& points) {
     constexpr double kHalf = 0.5;
+    constexpr double kShortestForBias =
+        5.0;  // s; what shows before is the sensor's filter, or its resolution
     AxisNoise noise{kNone, kNone, kNone, kNone};
     if (points.empty()) return noise;
     double least = std::numeric_limits<double>::infinity();
@@ -120,6 +134,7 @@ AxisNoise readNoise(const NoiseModel& model, const std::vector<AllanPoint>& poin
         least = parts.sum();
         leastAt = point.time;
     }
+    if (points.back().time < kShortestForBias) return noise;
     const Eigen::Vector4d end = model.parts(points.back().time);
     if (model.isRising && end[3] > kHalf * end.sum()) noise.walk = model.walk;
     const bool stillFalls = leastAt == points.back().time && end[2] < kHalf * end.sum();

@@ -24,7 +24,8 @@ struct NoiseModel {
 
 /// Fits the model to one axis of an Allan deviation: least squares of the relative error of the variance, in
 /// which no part is below zero, weighted by the degrees of freedom. Shorter times than five
-/// samples are left out: sensors filter their output. Never throws; without points that differ from zero, nothing is found.
+/// samples are left out, and all at which the deviation still rises: sensors filter their output. Never
+/// throws; without points that differ from zero, nothing is found.
 NoiseModel fitNoise(const std::vector<AllanPoint>& points, Eigen::Index axis);
 
 /// What the fitted deviation shows of one axis; NaN where it does not reach far enough.
@@ -34,7 +35,7 @@ struct AxisNoise {
 
 /// Reads the figures off a fitted deviation. White noise and random walk count where they make at least half of
 /// the variance at some time; the instability is the least deviation / 0.664, unless the deviation
-/// still falls as that of white noise at the longest time.
+/// still falls as that of white noise at the longest time. The longest time must be 5 s for these two.
 AxisNoise readNoise(const NoiseModel& model, const std::vector<AllanPoint>& points);
 
 }  // namespace Kavelin::Calibration

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "calibration/noise/NoiseFit.h"
@@ -20,7 +21,7 @@ std::string missingAxes(const Eigen::Vector3d& figures) {
 }
 
 /// A recording has nine times the longest averaging time; four times that shows two octaves more.
-double nextLength(double longest) { return 36.0 * longest; }
+double nextLength(double longest) { return std::max(600.0, 36.0 * longest); }
 
 }  // namespace
 
@@ -75,18 +76,16 @@ std::string noWhiteNoise(const char* sensor, const Eigen::Vector3d& figures) {
         missingAxes(figures));
 }
 
-std::string noInstability(const char* sensor, const Eigen::Vector3d& figures, double longest) {
+std::string notShown(const char* sensor, const Eigen::Vector3d& instability, const Eigen::Vector3d& walk,
+                     double longest) {
+    std::string what;
+    if (!instability.allFinite()) what = fmt::format("bias instability ({})", missingAxes(instability));
+    if (!walk.allFinite()) {
+        what += fmt::format("{}random walk ({})", what.empty() ? "" : " and ", missingAxes(walk));
+    }
     return fmt::format(
-        "{}: the deviation of {} still falls at {}, so the bias instability is not known: leave the unit "
-        "still for {} or more",
-        sensor, missingAxes(figures), durationText(longest), durationText(nextLength(longest)));
-}
-
-std::string noWalk(const char* sensor, const Eigen::Vector3d& figures, double longest) {
-    return fmt::format(
-        "{}: the deviation of {} does not rise up to {}, so the random walk is not known: it takes {} or "
-        "more",
-        sensor, missingAxes(figures), durationText(longest), durationText(nextLength(longest)));
+        "{}: {} cannot be told from averaging times up to {}: leave the unit still for {} or more", sensor,
+        what, durationText(longest), durationText(nextLength(longest)));
 }
 
 }  // namespace Kavelin::Calibration

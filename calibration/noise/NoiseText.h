@@ -19,8 +19,8 @@ std::string irregularSteps(const char* sensor, double share);
 
 /// Figures that are NaN on some axis. @param longest averaging time
 std::string noWhiteNoise(const char* sensor, const Eigen::Vector3d& figures);
-std::string noInstability(const char* sensor, const Eigen::Vector3d& figures, double longest);
-std::string noWalk(const char* sensor, const Eigen::Vector3d& figures, double longest);
+std::string notShown(const char* sensor, const Eigen::Vector3d& instability, const Eigen::Vector3d& walk,
+                     double longest);
 
 /// "40 s", "12 minutes", "3 hours"
 std::string durationText(double seconds);
