@@ -15,8 +15,8 @@ using namespace Kavelin::Cli;
 
 /// The commands in the order in which `kavelin --help` shows them.
 const std::vector<void (*)(CLI::App&, CommandContext&)> kCommands = {
-    addFuseCommand,    addRunCommand,     addCheckCommand, addSimulateCommand,
-    addFormatsCommand, addInspectCommand, addScriptCommand};
+    addFuseCommand,     addRunCommand,     addCheckCommand,   addCalibrateCommand,
+    addSimulateCommand, addFormatsCommand, addInspectCommand, addScriptCommand};
 
 constexpr const char* kFooter =
     "Results go to standard output or files, messages to standard error.\n"
