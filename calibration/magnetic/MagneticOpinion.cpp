@@ -19,6 +19,7 @@ const double kGoodDeviation = 0.02, kFairDeviation = 0.05;  // of the offset, in
 const double kGoodResidual = 0.04, kFairResidual = 0.08;
 const double kGoodDisturbed = 0.25, kFairDisturbed = 0.4;
 const double kFairAroundPlane = 0.9;
+const double kShownTurn = 0.02;           // rad, deviation of a turn that was looked for
 const double kGreatestDipScatter = 0.15;  // rad
 const double kSide = 0.64;                // cosine of 50 degrees
 const double kSideSeen = 0.4;             // share of the patches about a side
@@ -116,6 +117,7 @@ void judgeDirections(Remarks& remarks, const MagneticCalibration& calibration, c
 }
 
 void judgeAlignment(Remarks& remarks, const FieldFit& fit, const AlignmentSeen& alignment) {
+    if (fit.normal) return;
     if (!alignment.found) {
         remarks.add(Grade::kGood,
                     "the frame of the magnetometer is taken as the accelerometer's: there is no "
@@ -128,11 +130,12 @@ void judgeAlignment(Remarks& remarks, const FieldFit& fit, const AlignmentSeen& 
                                               "even when calibrated: check that the magnetometer's axes are "
                                               "those of the accelerometer, or turn it more slowly",
                                               kDegrees * found.scatterAfter));
-    } else if (!alignment.isApplied && !fit.normal) {
-        remarks.add(Grade::kGood,
-                    fmt::format("the frame of the magnetometer is taken as the accelerometer's: "
-                                "the dip shows the turn between them to {:.1f} degrees only",
-                                kDegrees * found.deviation));
+    } else if (!alignment.isApplied && found.deviation > kShownTurn) {
+        remarks.add(
+            Grade::kGood,
+            fmt::format("the frame of the magnetometer is taken as the accelerometer's: the dip shows a "
+                        "turn between them to {:.1f} degrees only; slow motion or rests show more",
+                        kDegrees * found.deviation));
     } else if (alignment.isApplied && found.turn > 0.35) {
         remarks.add(Grade::kFair, fmt::format("the magnetometer is turned by {:.0f} degrees against the "
                                               "accelerometer: check its axes",

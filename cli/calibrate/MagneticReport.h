@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include "calibration/model/Calibration.h"
+#include "cli/calibrate/CalibrationKind.h"
+
+namespace Kavelin::Cli {
+
+/// What was found of a magnetometer, lines for a person: norm, offset, axes, directions, opinion.
+std::string magneticReport(const Calibration::MagneticCalibration& found);
+
+/// gnuplot's commands for two panels: the directions in which the calibrated field was seen, on a map where equal
+/// areas are equal patches of the sphere, and the norm before and after over time. At most some two thousand samples
+/// are drawn.
+std::string magneticPlot(const Calibration::SensorTrack& field,
+                         const Calibration::MagneticCalibration& found);
+
+/// `kavelin calibrate mag`.  @throws Calibration::Unsuitable
+CalibrationResult calibrateMagnetometer(const CalibrationInput& input, const CalibrateOptions& options);
+
+}  // namespace Kavelin::Cli
