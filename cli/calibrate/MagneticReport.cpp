@@ -60,7 +60,8 @@ std::string magneticReport(const MagneticCalibration& found) {
     return text + opinionText(found.opinion);
 }
 
-std::string magneticPlot(const Calibration::SensorTrack& field, const MagneticCalibration& found) {
+CalibrationResult::Drawing magneticPlot(const Calibration::SensorTrack& field,
+                                        const MagneticCalibration& found) {
     std::string text = "set grid\nset key outside right top\nset lmargin 9\nset rmargin 20\n$field << EOD\n";
     const std::size_t stride = field.size() / kMostDrawn + 1;
     for (std::size_t i = 0; i < field.size(); i += stride) {
@@ -71,28 +72,41 @@ std::string magneticPlot(const Calibration::SensorTrack& field, const MagneticCa
                             kRadiansToDegrees * std::atan2(after.y(), after.x()), after.z() / norm);
     }
     const std::string unit = found.unit.empty() ? "its own unit" : found.unit;
-    return text +
-           "EOD\nset multiplot layout 2,1\n"
-           "set title 'directions of the field in the sensor frame'\n"
-           "set xlabel 'azimuth, degrees'\nset xrange [-180:180]\nset xtics 45\n"
-           "set ylabel 'elevation, degrees'\nset yrange [-1:1]\n"
-           "set ytics ('-90' -1, '-60' -0.866, '-30' -0.5, '0' 0, '30' 0.5, '60' 0.866, '90' 1)\n"
-           "plot $field using 4:5 with points pt 7 ps 0.25 title 'seen'\n"
-           "set title 'norm of the field'\nset xlabel 's'\nset xrange [*:*]\nset xtics autofreq\n" +
-           fmt::format("set ylabel '{}'\nset yrange [0:*]\nset ytics autofreq\n", unit) +
-           "plot $field using 1:2 with lines title 'before', '' using 1:3 with lines lw 1.5 title 'after'\n"
-           "unset multiplot\n";
+    text +=
+        "EOD\nset multiplot layout 2,1\n"
+        "set title 'directions of the field in the sensor frame'\n"
+        "set xlabel 'azimuth, degrees'\nset xrange [-180:180]\nset xtics 45\n"
+        "set ylabel 'elevation, degrees'\nset yrange [-1:1]\n"
+        "set ytics ('-90' -1, '-60' -0.866, '-30' -0.5, '0' 0, '30' 0.5, '60' 0.866, '90' 1)\n"
+        "plot $field using 4:5 with points pt 7 ps 0.25 title 'seen'\n"
+        "set title 'norm of the field'\nset xlabel 's'\nset xrange [*:*]\nset xtics autofreq\n" +
+        fmt::format("set ylabel '{}'\nset yrange [0:*]\nset ytics autofreq\n", unit) +
+        "plot $field using 1:2 with lines title 'before', '' using 1:3 with lines lw 1.5 title 'after'\n"
+        "unset multiplot\n";
+    return {.height = kHeight, .script = text};
 }
 
-CalibrationResult calibrateMagnetometer(const CalibrationInput& input, const CalibrateOptions& options) {
+namespace {
+
+CalibrationResult makeMagnetic(const CalibrationInput& input, const CalibrateOptions& options) {
     Calibration::MagneticSettings settings;
     settings.unit = input.fieldUnit;
     CalibrationResult result;
     const MagneticCalibration found = calibrateField(input.sensors, settings);
     result.found.magnetic = found;
     result.report = magneticReport(found);
-    if (!options.plot.empty()) result.drawing = {kHeight, magneticPlot(input.sensors.field, found)};
+    if (!options.plot.empty()) result.drawing = magneticPlot(input.sensors.field, found);
     return result;
+}
+
+}  // namespace
+
+CalibrationKind magneticKind() {
+    return {.name = "mag",
+            .title = "Hard and soft iron, from a turn through all directions",
+            .canDraw = true,
+            .addOptions = nullptr,
+            .make = makeMagnetic};
 }
 
 }  // namespace Kavelin::Cli
