@@ -93,7 +93,14 @@ template <class Fields>
 void describe(Fields& fields, MountCalibration& mount) {
     fields("origin", mount.origin);
     fields("q_segment_sensor", mount.q_segment_sensor, kNeeded);
+    fields("pose_begin_s", mount.poseBegin, kUnknown);
+    fields("pose_end_s", mount.poseEnd, kUnknown);
+    fields("turn_begin_s", mount.turnBegin, kUnknown);
+    fields("turn_end_s", mount.turnEnd, kUnknown);
+    fields("turned_rad", mount.turned, kNotNegative);
+    fields("across", mount.across, kShare);
     fields("hinge_uncertainty_rad", mount.hingeUncertainty, kNotNegative);
+    fields("hinge_tilt_rad", mount.hingeTilt, kNotNegative);
     describe(fields, mount.opinion);
 }
 

@@ -83,12 +83,17 @@ struct NoiseCalibration {
     Opinion opinion;
 };
 
-/// How the unit sits on its segment.
+/// How the unit sits on its segment, whose z is the axis of a turn and whose y points up in a still pose, as near as it can.
 struct MountCalibration {
     Origin origin;
     /// Turns a vector in the sensor's axes into the segment's.
     Eigen::Quaterniond q_segment_sensor = Eigen::Quaterniond::Identity();
-    double hingeUncertainty = 0.0;  ///< rad, of the axis of the turn
+    double poseBegin = 0.0, poseEnd = 0.0;  ///< s of the recording's time
+    double turnBegin = 0.0, turnEnd = 0.0;  ///< s of the recording's time
+    double turned = 0.0;                    ///< rad about the axis, there and back
+    double across = 0.0;                    ///< share of the rate that is not about the axis, RMS, 0 to 1
+    double hingeUncertainty = 0.0;          ///< rad, of the axis of the turn
+    double hingeTilt = 0.0;  ///< rad, by which the axis is off the level in the pose, 0 to pi/2
     Opinion opinion;
 };
 

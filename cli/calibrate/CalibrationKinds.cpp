@@ -1,6 +1,7 @@
 #include "cli/calibrate/CalibrationKind.h"
 #include "cli/calibrate/InertialReport.h"
 #include "cli/calibrate/MagneticReport.h"
+#include "cli/calibrate/MountReport.h"
 #include "cli/calibrate/NoiseReport.h"
 
 namespace Kavelin::Cli {
@@ -10,6 +11,7 @@ const std::vector<CalibrationKind>& calibrationKinds() {
         magneticKind(),
         inertialKind(),
         noiseKind(),
+        mountKind(),
     };
     return kKinds;
 }

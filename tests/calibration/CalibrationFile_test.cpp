@@ -29,7 +29,7 @@ Calibration fullCalibration() {
     full.noise.emplace();
     full.noise->acceleration = full.noise->rate = full.noise->field = NoiseFigures{};
     full.noise->rate->randomWalk = {1e-5, kNaN, 0.3};
-    full.mount = MountCalibration{origin, Eigen::Quaterniond(0.5, -0.5, 0.5, 0.5), 0.02, {}};
+    full.mount = MountCalibration{origin, Eigen::Quaterniond(0.5, -0.5, 0.5, 0.5), 1, 3, 5, 12, 6.5, 0.1, 0.02, 0.3, {}};
     return full;
 }
 
