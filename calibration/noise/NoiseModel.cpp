@@ -62,7 +62,7 @@ double firstTime(const std::vector<AllanPoint>& points, Eigen::Index axis) {
 }
 
 std::vector<Measured> measuredOf(const std::vector<AllanPoint>& points, Eigen::Index axis) {
-    constexpr double kModelError = 0.1;  // relative, of the variance: real noise is no sum of the four
+    constexpr double kModelError = 0.05;  // relative, of the variance: real noise is no sum of the four
     std::vector<Measured> measured;
     if (points.empty()) return measured;
     const double first = firstTime(points, axis);
@@ -75,6 +75,58 @@ std::vector<Measured> measuredOf(const std::vector<AllanPoint>& points, Eigen::I
     return measured;
 }
 
+/// Relative errors of the variances as equations for the parts, in which all columns have norm 1.
+struct Equations {
+    Eigen::MatrixXd a;
+    Eigen::VectorXd b, norms;
+};
+
+/// @param squares of the model, which the errors are relative to; none: to the measured variances
+Equations equationsOf(const std::vector<Measured>& measured, const Eigen::Vector4d& squares) {
+    const auto count = static_cast<Eigen::Index>(measured.size());
+    Equations equations{Eigen::MatrixXd(count, kParts), Eigen::VectorXd(count), {}};
+    for (Eigen::Index i = 0; i < count; ++i) {
+        const Measured& m = measured[static_cast<std::size_t>(i)];
+        const Eigen::Vector4d parts = unitParts(m.time);
+        const double variance = squares.dot(parts);
+        const double scale = m.weight / (variance > 0.0 ? variance : m.variance);
+        equations.a.row(i) = scale * parts.transpose();
+        equations.b[i] = scale * m.variance;
+    }
+    equations.norms = equations.a.colwise().norm().transpose();
+    equations.a = equations.a * equations.norms.cwiseInverse().asDiagonal();
+    return equations;
+}
+
+Eigen::Vector4d fitParts(const std::vector<Measured>& measured, int allowed) {
+    constexpr int kRounds = 8;  // the error is relative to the model, which the rounds find
+    Eigen::Vector4d squares = Eigen::Vector4d::Zero();
+    for (int round = 0; round < kRounds; ++round) {
+        const Equations equations = equationsOf(measured, squares);
+        squares = solveNotNegative(equations.a, equations.b, allowed).squares.cwiseQuotient(equations.norms);
+    }
+    return squares;
+}
+
+/// A part, and by how much the squares grow without it.
+struct Spare {
+    int part;
+    double growth;
+};
+
+/// The part, other than white noise, that can be done without most easily.
+Spare leastNeeded(const std::vector<Measured>& measured, const Eigen::Vector4d& squares, int allowed) {
+    const Equations equations = equationsOf(measured, squares);
+    const double cost = solveNotNegative(equations.a, equations.b, allowed).cost;
+    Spare least{0, std::numeric_limits<double>::infinity()};
+    for (const int part : {0, 2, 3}) {
+        if (!(allowed >> part & 1)) continue;
+        const double growth = solveNotNegative(equations.a, equations.b, allowed & ~(1 << part)).cost - cost;
+        if (growth < least.growth) least = {part, growth};
+    }
+    return least;
+}
+
 }  // namespace
 
 Eigen::Vector4d NoiseModel::parts(double time) const {
@@ -85,38 +137,22 @@ Eigen::Vector4d NoiseModel::parts(double time) const {
 double NoiseModel::deviation(double time) const { return std::sqrt(parts(time).sum()); }
 
 NoiseModel fitNoise(const std::vector<AllanPoint>& points, Eigen::Index axis) {
-    constexpr int kAll = 15, kFalling = 3, kNotRising = 7;  // bits of the parts
     constexpr double kEvidence = 27.0;  // three deviations, squared; three neighbouring points say the same
-    constexpr int kRounds = 8;          // the relative error is that of the model, which the rounds find
     const std::vector<Measured> measured = measuredOf(points, axis);
-    const auto count = static_cast<Eigen::Index>(measured.size());
-    Eigen::Vector4d squares = Eigen::Vector4d::Zero();
-    if (count < kParts) return {};
-    double flattens = 0.0, rises = 0.0;  // by how much the squares grow without these parts
-    Eigen::MatrixXd a(count, kParts);
-    Eigen::VectorXd b(count);
-    for (int round = 0; round < kRounds; ++round) {
-        for (Eigen::Index i = 0; i < count; ++i) {
-            const Measured& m = measured[static_cast<std::size_t>(i)];
-            const Eigen::Vector4d parts = unitParts(m.time);
-            const double scale = m.weight / (round == 0 ? m.variance : squares.dot(parts));
-            a.row(i) = scale * parts.transpose();
-            b[i] = scale * m.variance;
-        }
-        const Eigen::Vector4d norms = a.colwise().norm().transpose();
-        const Eigen::MatrixXd scaled = a * norms.cwiseInverse().asDiagonal();
-        const Solution all = solveNotNegative(scaled, b, kAll);
-        squares = all.squares.cwiseQuotient(norms);
-        if (!(squares.sum() > 0.0)) return {};
-        flattens = solveNotNegative(scaled, b, kFalling).cost - all.cost;
-        rises = solveNotNegative(scaled, b, kNotRising).cost - all.cost;
+    if (measured.size() < kParts) return {};
+    int allowed = (1 << kParts) - 1;
+    Eigen::Vector4d squares = fitParts(measured, allowed);
+    for (int left = kParts; left > 1 && squares.sum() > 0.0; --left) {
+        const Spare spare = leastNeeded(measured, squares, allowed);
+        if (spare.growth > kEvidence) break;
+        allowed &= ~(1 << spare.part);
+        squares = fitParts(measured, allowed);
     }
+    if (!(squares.sum() > 0.0)) return {};
     return {.quantisation = std::sqrt(squares[0]),
             .white = std::sqrt(squares[1]),
             .flicker = std::sqrt(squares[2]),
-            .walk = std::sqrt(squares[3]),
-            .isFlat = flattens > kEvidence,
-            .isRising = rises > kEvidence};
+            .walk = std::sqrt(squares[3])};
 }
 
 AxisNoise readNoise(const NoiseModel& model, const std::vector<AllanPoint>& points) {
@@ -136,9 +172,9 @@ AxisNoise readNoise(const NoiseModel& model, const std::vector<AllanPoint>& poin
     }
     if (points.back().time < kShortestForBias) return noise;
     const Eigen::Vector4d end = model.parts(points.back().time);
-    if (model.isRising && end[3] > kHalf * end.sum()) noise.walk = model.walk;
+    if (end[3] > kHalf * end.sum()) noise.walk = model.walk;
     const bool stillFalls = leastAt == points.back().time && end[2] < kHalf * end.sum();
-    if (stillFalls || !model.isFlat || !(least > 0.0)) return noise;
+    if (stillFalls || !(least > 0.0)) return noise;
     noise.instability = std::sqrt(least / kFlickerVariance);
     noise.instabilityTime = leastAt;
     return noise;

@@ -13,8 +13,6 @@ struct NoiseModel {
     double white = 0.0;         ///< N, unit / sqrt(Hz)
     double flicker = 0.0;       ///< B, unit
     double walk = 0.0;          ///< K, unit / s / sqrt(Hz)
-    bool isFlat = false;        ///< whether more than quantisation and white noise is seen for certain
-    bool isRising = false;      ///< whether a random walk is seen for certain
 
     /// Parts of the Allan variance at an averaging time (s), in the order of the members.
     /// Source: IEEE Std 952, annex C.
@@ -23,7 +21,7 @@ struct NoiseModel {
 };
 
 /// Fits the model to one axis of an Allan deviation: least squares of the relative error of the variance, in
-/// which no part is below zero, weighted by the degrees of freedom. Shorter times than five
+/// which no part is below zero, weighted by the degrees of freedom. Parts without which it fits as well are zero, white noise apart. Shorter times than five
 /// samples are left out, and all at which the deviation still rises: sensors filter their output. Never
 /// throws; without points that differ from zero, nothing is found.
 NoiseModel fitNoise(const std::vector<AllanPoint>& points, Eigen::Index axis);

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 
 #include "attitude/rotation/AngleConstants.h"
 #include "calibration/inertial/InertialFit.h"
@@ -16,24 +17,27 @@ using Calibration::AffineModel;
 using Calibration::InertialCalibration;
 using OrientationInternal::kRadiansToDegrees;
 
-std::string three(const Eigen::Vector3d& v) {
-    return fmt::format("{:.3g}, {:.3g}, {:.3g}", v[0], v[1], v[2]);
+/// A number to so many digits after the point; none is "-0".
+std::string fixed(double value, int digits) {
+    const double unit = std::pow(10.0, -digits);
+    return fmt::format("{:.{}f}", std::round(value / unit) * unit + 0.0, digits);
 }
 
-std::string factors(const AffineModel& model) {
-    const Eigen::Vector3d scale = model.matrix.diagonal();
-    return fmt::format("scale {:.4f}, {:.4f}, {:.4f}", scale[0], scale[1], scale[2]);
+std::string three(const Eigen::Vector3d& v, int digits) {
+    return fixed(v[0], digits) + ", " + fixed(v[1], digits) + ", " + fixed(v[2], digits);
 }
+
+std::string factors(const AffineModel& model) { return "scale " + three(model.matrix.diagonal(), 4); }
 
 std::string accelerometerText(const InertialCalibration& found) {
     if (!found.acceleration) return "accelerometer: not calibrated\n";
     const AffineModel& model = *found.acceleration;
     std::string text = fmt::format("accelerometer: {} poses that differ, gravity {:.5f} m/s^2\n", found.poses,
                                    found.gravity);
-    text += "  offset " + three(model.offset) + " m/s^2; " + factors(model) + "; axes ";
+    text += "  offset " + three(model.offset, 3) + " m/s^2; " + factors(model) + "; axes ";
     if (found.hasCrossTerms) {
         const Eigen::Vector3d cross(model.matrix(0, 1), model.matrix(0, 2), model.matrix(1, 2));
-        text += "off by " + three(kRadiansToDegrees * cross) + " degrees (xy, xz, yz)\n";
+        text += "off by " + three(kRadiansToDegrees * cross, 2) + " degrees (xy, xz, yz)\n";
     } else {
         text += "taken as orthogonal\n";
     }
@@ -55,7 +59,7 @@ std::string turnText(const InertialCalibration& found) {
 std::string gyroscopeText(const InertialCalibration& found) {
     if (!found.rate) return "gyroscope: not calibrated\n";
     const AffineModel& model = *found.rate;
-    std::string text = "gyroscope: bias " + three(kRadiansToDegrees * model.offset) + " degrees/s";
+    std::string text = "gyroscope: bias " + three(kRadiansToDegrees * model.offset, 3) + " degrees/s";
     if (found.rateDrift > 0.0)
         text += fmt::format(", changed by {:.2g} between rests", kRadiansToDegrees * found.rateDrift);
     text += "; ";

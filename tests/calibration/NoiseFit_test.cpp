@@ -69,8 +69,8 @@ TEST(NoiseFit, FindsWhiteNoiseAndRandomWalk) {
         white.add(study.calibration.rate->whiteNoise, kTruth.white);
         walk.add(study.calibration.rate->randomWalk, kTruth.walk);
     }
-    EXPECT_GT(white.least, 0.93);
-    EXPECT_LT(white.greatest, 1.07);
+    EXPECT_GT(white.least, 0.96);
+    EXPECT_LT(white.greatest, 1.04);
     EXPECT_LT(walk.missing, 9);  // of 90
     EXPECT_GT(walk.least, 0.5);
     EXPECT_LT(walk.greatest, 1.5);
