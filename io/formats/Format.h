@@ -50,8 +50,9 @@ struct Format {
 const std::vector<Format>& formats();
 
 /// A table with column names and, where a format's files leave it open, a form found by their first lines.
-/// @param meanings what each column says if written out; empty, or fewer than the columns: as found
-TablePlan tablePlan(const Sighting& sighting, const std::string& file);
+/// @param isBesideRates another table of the recording holds the rates: the steps of the times tell their unit
+/// Raises Poco::DataFormatException, with the file and its line.
+TablePlan tablePlan(const Sighting& sighting, const std::string& file, bool isBesideRates = false);
 
 /// "Left Foot" of "Left Foot/Inertial.csv"; empty where there is no folder.
 std::string folderOf(const std::string& file);

@@ -1,4 +1,5 @@
 #include <Poco/Exception.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 
@@ -68,16 +69,23 @@ std::vector<std::string> Sighting::filesEndingWith(std::string_view ending) cons
     return found;
 }
 
-TablePlan tablePlan(const Sighting& sighting, const std::string& file) {
+TablePlan tablePlan(const Sighting& sighting, const std::string& file, bool isBesideRates) {
     const std::vector<std::string> lines = sighting.firstLines(file);
-    const FormHints hints = hintsOf(sighting.options(), true);
+    FormHints hints = hintsOf(sighting.options(), true);
+    hints.hasRates = isBesideRates;
     TablePlan plan;
     plan.file = file;
-    plan.form = findForm(lines, hints);
-    const std::size_t first = std::min(plan.form.firstRow - 1, lines.size());
-    const std::size_t last = std::min(first + 64, lines.size());
-    const auto at = [&](std::size_t i) { return lines.begin() + static_cast<std::ptrdiff_t>(i); };
-    chooseTime(plan.form, {at(first), at(last)}, hints);
+    try {
+        plan.form = findForm(lines, hints);
+        const std::size_t first = std::min(plan.form.firstRow - 1, lines.size());
+        const std::size_t last = std::min(first + 64, lines.size());
+        const auto at = [&](std::size_t i) { return lines.begin() + static_cast<std::ptrdiff_t>(i); };
+        chooseTime(plan.form, {at(first), at(last)}, hints);
+    } catch (const Poco::DataFormatException& refusal) {
+        // The code of a refusal is its line, where it has one.
+        const std::string line = refusal.code() > 0 ? fmt::format(":{}", refusal.code()) : std::string();
+        throw Poco::DataFormatException(sighting.tree().pathOf(file) + line + ": " + refusal.message());
+    }
     return plan;
 }
 

@@ -26,11 +26,13 @@ bool isTable(const std::string& file) {
                                [&](const char* ending) { return name.ends_with(ending); });
 }
 
-/// "Unit_2024-05-01_Gyroscope" of "Unit_2024-05-01_Gyroscope_100.000Hz": the rates of a unit's sensors differ.
+/// "Unit_2024-05-01_Gyroscope" of "Unit_2024-05-01_Gyroscope_100.000Hz_1.5.0": the rates of a unit's sensors differ.
 std::string withoutRate(const std::string& stem) {
-    if (!lowered(stem).ends_with("hz")) return stem;
-    const std::size_t mark = stem.find_last_not_of("0123456789.", stem.size() - 3);
-    return mark == std::string::npos ? stem : stem.substr(0, mark);
+    const std::size_t unit = lowered(stem).find("hz");
+    if (unit == std::string::npos || unit == 0) return stem;
+    const bool isEnd = stem.find_first_not_of("0123456789._-", unit + 2) == std::string::npos;
+    const std::size_t mark = stem.find_last_not_of("0123456789.", unit - 1);
+    return !isEnd || mark == std::string::npos || mark + 1 == unit ? stem : stem.substr(0, mark);
 }
 
 /// What a file holds by its name; empty where the name does not say.
@@ -81,6 +83,7 @@ std::optional<RecordingPlan> planSensorFiles(const Sighting& sighting) {
     for (const SensorFile& file : files) names.push_back(file.file);
     // Files in several folders are several recordings.
     if (quantities.size() < 2 || !areTogether(names)) return std::nullopt;
+    const bool hasRates = quantities.contains(quantityOfPin("3g"));
     RecordingPlan plan;
     for (const SensorFile& file : files) {
         auto sensor = std::ranges::find(plan.sensors, file.sensor, &SensorPlan::name);
@@ -89,7 +92,7 @@ std::optional<RecordingPlan> planSensorFiles(const Sighting& sighting) {
                 plan.sensors.insert(plan.sensors.end(), {.name = file.sensor, .tables = {}, .notes = {}});
         const std::string leftOut = leafOf(file.file) + " is left out: ";
         try {
-            TablePlan table = tablePlan(sighting, file.file);
+            TablePlan table = tablePlan(sighting, file.file, hasRates);
             if (!isNamed(table.form)) nameAxes(table.form, file.quantity);
             // Files of whole units are recordings, not parts of one.
             if (hasPin(table.form, "3a") && hasPin(table.form, "3g")) return std::nullopt;
@@ -99,7 +102,7 @@ std::optional<RecordingPlan> planSensorFiles(const Sighting& sighting) {
                 sensor->notes.push_back(leftOut + "it has no columns of a sensor");
             }
         } catch (const Poco::DataFormatException& refusal) {
-            sensor->notes.push_back(leftOut + refusal.message());
+            sensor->notes.push_back("left out: " + refusal.message());
         }
     }
     std::erase_if(plan.sensors, [](const SensorPlan& sensor) { return sensor.tables.empty(); });

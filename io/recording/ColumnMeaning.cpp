@@ -192,8 +192,12 @@ std::optional<ColumnMeaning> meaningOf(std::string_view name) {
     }
     words.insert(words.end(), behind.begin(), behind.end());
     std::erase_if(words, [](const Word& word) { return isOneOf(kFillers, word.lower); });
-    for (const Word& word : words)
-        meaning.sensor += (meaning.sensor.empty() ? "" : "_") + std::string(word.text);
+    const char* end = nullptr;  // of the word before; a capital begins a word, but does not separate it
+    for (const Word& word : words) {
+        const bool isApart = end != nullptr && word.text.data() != end;
+        meaning.sensor += (isApart ? "_" : "") + std::string(word.text);
+        end = word.text.data() + word.text.size();
+    }
     return meaning;
 }
 

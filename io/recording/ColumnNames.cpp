@@ -267,6 +267,12 @@ void ColumnName::takeTimeUnit() {
         length = 2;
     }
     for (const auto& [written, meant] : {std::pair("millis", "ms"),
+                                         {"ms", "ms"},
+                                         {"msec", "ms"},
+                                         {"msecs", "ms"},
+                                         {"us", "us"},
+                                         {"usec", "us"},
+                                         {"secs", "s"},
                                          {"milliseconds", "ms"},
                                          {"micros", "us"},
                                          {"microseconds", "us"},

@@ -55,8 +55,11 @@ struct Split {
     std::size_t cells = 0;
     std::size_t filled = 0;
     std::size_t numbers = 0;
+    bool beginsWithWord = false;
 
-    bool isRow() const { return numbers > 0 && 2 * numbers >= filled; }
+    bool isMostlyNumbers() const { return numbers > 0 && 2 * numbers >= filled; }
+    /// "Sampling rate,100" and "Version 1.2" say something about the table: a row has a time and axes.
+    bool isRow() const { return isMostlyNumbers() && (!beginsWithWord || numbers > 2); }
 };
 
 Split splitAt(std::string_view line, char separator, bool merges) {
@@ -65,7 +68,9 @@ Split splitAt(std::string_view line, char separator, bool merges) {
         ++split.cells;
         if (cell.empty()) continue;
         ++split.filled;
-        if (isNumber(cell) || secondsOfDate(cell)) ++split.numbers;
+        const bool isOfRow = isNumber(cell) || secondsOfDate(cell);
+        if (isOfRow) ++split.numbers;
+        if (split.cells == 1) split.beginsWithWord = !isOfRow;
     }
     return split;
 }
@@ -75,8 +80,9 @@ Split numbersIn(std::string_view line) {
     Split best;
     for (const NamedSeparator& candidate : kSeparators) {
         const Split split = splitAt(line, candidate.separator, candidate.separator == kBlank);
-        const bool isCleaner = split.isRow() && !best.isRow();
-        if (isCleaner || (split.isRow() == best.isRow() && split.numbers > best.numbers)) best = split;
+        const bool isCleaner = split.isMostlyNumbers() && !best.isMostlyNumbers();
+        const bool isAsClean = split.isMostlyNumbers() == best.isMostlyNumbers();
+        if (isCleaner || (isAsClean && split.numbers > best.numbers)) best = split;
     }
     return best;
 }
@@ -127,6 +133,7 @@ public:
         findRows();
         chooseHeader();
         describeSeparator();
+        takeKindsRow();
         takeUnitsRow();
         takeDevicesRow();
         takeDecimalComma();
@@ -268,12 +275,15 @@ private:
     }
 
     std::size_t knownOf(const std::vector<ColumnName>& columns) const {
-        std::size_t known = 0;
-        const std::vector<bool> used(columns.size(), false);
-        for (const ColumnGroup& group : groupColumns(columns, used)) known += group.columns.size();
-        for (const ColumnName& column : columns) {
-            if (column.isTime() || column.isCounter() || column.isLinearAcceleration()) ++known;
+        std::vector<bool> isKnown(columns.size(), false);
+        for (const ColumnGroup& group : groupColumns(columns, isKnown))
+            for (const std::size_t column : group.columns) isKnown[column] = true;
+        for (std::size_t i = 0; i < columns.size(); ++i) {
+            const ColumnName& column = columns[i];
+            isKnown[i] = isKnown[i] || column.isTime() || column.isCounter() ||
+                         column.isLinearAcceleration() || meaningOf(column.name);
         }
+        auto known = static_cast<std::size_t>(std::ranges::count(isKnown, true));
         if (known == 0 || !hints_.mapping.empty()) known += mappedIn(columns);
         return known;
     }
@@ -311,9 +321,30 @@ private:
         if (form_.separator != ',') form_.decisions.emplace_back(separatorName(form_.separator));
     }
 
+    /// A line below the names that says which values are calibrated, and which raw: of two columns of one name, that
+    /// of raw values is left out.
+    void takeKindsRow() {
+        if (form_.headerLine == 0 || form_.firstRow - 1 >= firstRow_) return;
+        const std::vector<std::string> kinds =
+            cellsOf(lines_[form_.firstRow - 1], form_.separator, form_.mergesSeparators);
+        const auto filled =
+            std::ranges::count_if(kinds, [](const std::string& kind) { return !kind.empty(); });
+        const auto known = std::ranges::count_if(
+            kinds, [](const std::string& kind) { return kind == "CAL" || kind == "RAW"; });
+        if (known == 0 || known < filled || kinds.size() > form_.columns.size() + 1) return;
+        for (std::size_t i = 0; i < form_.columns.size(); ++i) {
+            for (std::size_t j = 0; j < form_.columns.size() && i < kinds.size() && kinds[i] == "RAW"; ++j) {
+                const bool isTwin =
+                    j < kinds.size() && kinds[j] == "CAL" && form_.columns[j].raw == form_.columns[i].raw;
+                if (isTwin) form_.columns[i] = ColumnName("");
+            }
+        }
+        ++form_.firstRow;
+    }
+
     /// A line below the names that holds only units.
     void takeUnitsRow() {
-        const std::size_t index = form_.headerLine;  // of the line behind it
+        const std::size_t index = form_.firstRow - 1;
         if (form_.headerLine == 0 || index >= firstRow_) return;
         const std::vector<std::string> cells =
             cellsOf(lines_[index], form_.separator, form_.mergesSeparators);
@@ -453,7 +484,7 @@ double rateIn(std::string_view line) {
         word == 0 ? std::string_view() : trimmed(std::string_view(text).substr(begin, word - begin));
     if (std::ranges::find(kOfRows, kind.substr(0, kind.find_last_not_of(" _-") + 1)) == std::end(kOfRows))
         return 0.0;
-    const std::size_t mark = text.find_first_of(":=", word);
+    const std::size_t mark = text.find_first_of(":=,;\t", word);
     if (mark == std::string::npos || mark > word + 8) return 0.0;
     const std::size_t digit = text.find_first_not_of(":=, \t;\"", mark);
     if (digit == std::string::npos) return 0.0;

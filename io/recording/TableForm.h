@@ -83,6 +83,7 @@ struct FormHints {
     double rate = 0.0;         ///< Hz, as the user says
     bool hasTimeUnit = false;  ///< the user says the unit of the time
     bool isWhole = true;       ///< there are rows enough to judge by their steps
+    bool hasRates = false;     ///< another table of the recording has the rates
 };
 
 /// Finds out the form of a table from its first lines: those above the rows, and the first rows.

@@ -191,7 +191,8 @@ private:
             return range.unit;
         }
         const double step = cells.usualStep();
-        if (!hints_.isWhole || cells.steps.size() < kFewestSteps || step < kLongestPlausible || !hasRates())
+        if (!hints_.isWhole || cells.steps.size() < kFewestSteps || step < kLongestPlausible ||
+            (!hasRates() && !hints_.hasRates))
             return {};
         const char* const unit = step < 250.0 ? "ms" : step < 250e3 ? "us" : "ns";
         say(fmt::format("time from {} in {}, as its steps tell", name, unit));

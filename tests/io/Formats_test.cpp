@@ -60,6 +60,13 @@ const std::string kInG = std::string(kZYX) + "1000000000,0.25,-0.99,0.1,0\n";
 const std::string kInSi = std::string(kZYX) + "1000000000,0.25,9.7,1,0\n";
 const std::string kMetadata = "version,device name,platform,standardisation\n3,P,";
 
+/// Ten rows of a time that counts in this step from a hundred on, each with the same values.
+std::string rowsOf(const std::string& names, int step, const std::string& values) {
+    std::string text = names;
+    for (int i = 0; i < 10; ++i) text += std::to_string((100 + i) * step) + values;
+    return text;
+}
+
 TEST(Formats, areReadFromFilesOfTheirOwn) {
     const struct {
         const char* rule;
@@ -146,10 +153,15 @@ TEST(Formats, areReadFromFilesOfTheirOwn) {
          {{"U_2024-05-01T12.00_C4_Accelerometer_100.000Hz.csv",
            "epoc (ms),timestamp (+0000),elapsed (s),x-axis (g),y-axis (g),z-axis (g)\n"
            "1714564800500,2024-05-01T12:00:00.500,0.5,0,0,1\n"},
-          {"U_2024-05-01T12.00_C4_Gyroscope_25.000Hz.csv",
+          {"U_2024-05-01T12.00_C4_Gyroscope_25.000Hz_1.5.0.csv",
            "epoc (ms),timestamp (+0000),elapsed (s),x-axis (deg/s),y-axis (deg/s),z-axis (deg/s)\n"
            "1714564800250,2024-05-01T12:00:00.250,0.25,180,0,0\n"}},
          "sensor_files | 3a 1.71456e+09: 0,0,9.807 | 3g 1.71456e+09: 3.142,0,0"},
+        {"files named after their sensors: steps that tell the unit, in each by itself",
+         {{"BackL_acc.csv", rowsOf("timestamp,x,y,z\n", 10, ",1,2,3\n")},
+          {"BackL_gyr.csv", rowsOf("timestamp,x,y,z\n", 10000, ",4,5,6\n")}},
+         "sensor_files; time from timestamp in ms, as its steps tell; time from timestamp in us, as its "
+         "steps tell | 3a 1: 1,2,3 | 3g 1: 4,5,6"},
         {"files named after their sensors: one without columns of a sensor",
          {{"acc.csv", "t;x;y;z\n0,5;1;2;3\n"},
           {"gyr.csv", "t,gx,gy,gz\n1,4,5,6\n"},
@@ -194,6 +206,11 @@ const std::string kShimmer =
     "Shimmer_A1_Accel_LN_Z_CAL;Shimmer_A1_Accel_WR_X_CAL;Shimmer_A1_Accel_WR_Y_CAL;Shimmer_A1_Accel_WR_Z_CAL;"
     "\r\n"
     "ms;m/(s^2);m/(s^2);m/(s^2);m/(s^2);m/(s^2);m/(s^2);\r\n1.5E12;1;2;3;4;5;6;\r\n1.5E12;1;2;3;4;5;6;\r\n";
+
+const std::string kShimmerRaw =
+    "Shimmer_left_thigh_Timestamp_Unix_CAL,Shimmer_left_thigh_Gyro_X_RAW,Shimmer_left_thigh_Gyro_X_CAL,"
+    "Shimmer_left_thigh_Gyro_Y_RAW,Shimmer_left_thigh_Gyro_Y_CAL,Shimmer_left_thigh_Gyro_Z_RAW,"
+    "Shimmer_left_thigh_Gyro_Z_CAL\n1.5E12,7,180,7,0,7,0\n";
 
 TEST(Formats, areReadFromExportsOfUnits) {
     const struct {
@@ -298,6 +315,25 @@ TEST(Formats, areReadFromExportsOfUnits) {
          0,
          "shimmer_csv; semicolon; units in line 3; accelerometer of low noise, not that of wide range (--map "
          "chooses); time from Shimmer_A1_Timestamp_Unix_CAL | 3a 1.5e+09: 1,2,3"},
+        {"raw and calibrated values, a device with a name of its own, and no units",
+         {{"s.csv", kShimmerRaw}},
+         "left_thigh",
+         0,
+         "shimmer_csv; no units in the file, rates taken for deg/s; time from "
+         "Shimmer_left_thigh_Timestamp_Unix_CAL | 3g 1.5e+09: 3.142,0,0"},
+        {"raw values only",
+         {{"s.csv", "Shimmer_A1_Timestamp_Unix_CAL,Shimmer_A1_Gyro_X_RAW\n1.5E12,7\n"}},
+         "",
+         0,
+         "Poco::DataFormatException: RECORDING/s.csv: it holds raw values only: export the calibrated ones "
+         "(CAL), or say what is what with --map and --units"},
+        {"lines about the test that are no pairs with colons",
+         {{"o.csv",
+           "Test Name,Walk\nDate,2020-03-04 10:11:12\nSample Rate,128,Hz\n"
+           "Time,L/Acceleration/X,L/Acceleration/Y,L/Acceleration/Z\ns,m/s^2,m/s^2,m/s^2\n0.5,1,2,3\n"}},
+         "",
+         0,
+         "apdm_csv; units in line 5 | 3a 0.5: 1,2,3"},
     };
     for (const auto& row : rows) {
         const TemporaryFolder folder;

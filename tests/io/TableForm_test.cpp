@@ -78,6 +78,11 @@ TEST(TableForm, isFoundOut) {
         {"lines about the file, with a rate, above a counter of 16 bits",
          table("Device: X\nSample Rate:,50,Hz\nPacketCounter," + kNames, counter(65530, k16, 1), kValues), 0,
          "time from PacketCounter at 50 Hz" + kRead + "0 to 0.38 s"},
+        {"lines about the file without a mark, with a rate and a date",
+         table(
+             "Export v2.1\nDate,2020-01-02 10:11:12\nSampling rate,50\nSerial 12345\nPacketCounter," + kNames,
+             counter(0, k16, 1), kValues),
+         0, "time from PacketCounter at 50 Hz" + kRead + "0 to 0.38 s"},
         {"a counter of a byte", table("PacketCounter," + kNames, counter(250, 256, 1), kValues), 100,
          "time from PacketCounter at 100 Hz" + kRead + "0 to 0.19 s"},
         {"a counter of 32 bits in steps of two",
@@ -108,6 +113,11 @@ TEST(TableForm, isFoundOut) {
          table(",Accelerometer,,,Gyroscope,,\nTime,X,Y,Z,X,Y,Z\nms,mg,mg,mg,deg/s,deg/s,deg/s\n",
                counter(0, k32, 10), ",0,0,1000,0,0,180"),
          0, "units in line 3 | 3a 0,0,9.81 3g 0,0,3.14 | 0 to 0.19 s"},
+        {"raw and calibrated values below the names, then units",
+         table("A,A,A,A,A,A\nTimestamp,acc x,acc x,acc y,acc z,note\nCAL,RAW,CAL,CAL,CAL,CAL\n"
+               "mSecs,no_units,m/(sec^2),m/(sec^2),m/(sec^2),\n",
+               counter(0, k32, 10), ",7,0,1,9.5,"),
+         0, "units in line 4; devices in line 1 | 3a 0,1,9.5 | 0 to 0.19 s"},
         {"devices above the names", table("a1,a1,a1,a1,a1,a1,a1\nt," + kNames, inSeconds, kValues), 0,
          "devices in line 1" + kRead + "0 to 0.19 s"},
         {"units at the ends of names",
