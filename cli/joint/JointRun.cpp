@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <ostream>
 #include <sstream>
 
@@ -106,6 +107,22 @@ void JointRun::requireSensorsOf(const JointLayout::Schemas& schemas) const {
     }
 }
 
+/// Refuses units whose samples nothing brings together in time.
+void JointRun::requireCommonTime(const JointLayout::Schemas& schemas) const {
+    using Origin = RecordingIO::Schema::Origin;
+    const bool isOne = units_[0].recording == units_[1].recording;
+    const auto isOnItsOwn = [&](const RecordingIO::Schema* schema) {
+        return isOne ? schema->origin == Origin::kFirstRowOfSensor : schema->origin != Origin::kGiven;
+    };
+    if (!std::ranges::any_of(schemas, isOnItsOwn)) return;
+    throw UsageError("the times of " + units_[0].name + " and of " + units_[1].name +
+                     " begin each at its own first row, so nothing tells which samples belong together: " +
+                     (isOne
+                          ? "record the units synchronised"
+                          : "units that were recorded as one are files of one folder; name the folder, with "
+                            "--joint and the units' names in it"));
+}
+
 bool JointRun::hasCommonHeading(const Stage& stage, const JointLayout::Schemas& schemas) const {
     if (estimator_.frame != Core::kSensorToEarth && estimator_.frame != Core::kSensorToNorthWestUp)
         return false;
@@ -143,6 +160,7 @@ JointFinding JointRun::survey() {
     Stage stage(options_, units_, estimator_);
     const JointLayout::Schemas schemas = stage.open();
     requireSensorsOf(schemas);
+    requireCommonTime(schemas);
     noteHeading(stage, schemas);
     if (!wishes_.pose && !wishes_.hinge) return {};
     stage.layout.completeSurvey(schemas, stage.mistakes);

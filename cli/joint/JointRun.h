@@ -40,6 +40,7 @@ private:
 
     void requireOptions() const;
     void requireSensorsOf(const JointLayout::Schemas& schemas) const;
+    void requireCommonTime(const JointLayout::Schemas& schemas) const;
     bool hasCommonHeading(const Stage& stage, const JointLayout::Schemas& schemas) const;
     void noteHeading(const Stage& stage, const JointLayout::Schemas& schemas);
     JointFinding survey();

@@ -80,7 +80,10 @@ std::unique_ptr<RowReader> openPlan(const std::string& path, const FileTree& tre
     }
     auto merged = std::make_unique<MergedReader>(path, std::move(readers));
     std::vector<std::string> decisions{plan.format};
-    if (plan.sensors.size() > 1) decisions.push_back("sensor " + sensor.name);
+    if (plan.sensors.size() > 1) {
+        decisions.push_back("sensor " + sensor.name);
+        if (plan.sensors[0].tables[0].file != plan.sensors[1].tables[0].file) merged->belongsToOneOfSeveral();
+    }
     merged->prepend(decisions, sensor.notes);
     return merged;
 }

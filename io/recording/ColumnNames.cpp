@@ -342,6 +342,7 @@ bool ColumnName::isCounter() const {
 }
 
 bool ColumnName::isSensor() const {
+    if (tellsSensors) return true;
     static constexpr std::string_view kThings[] = {"sensor", "device",  "imu",  "node", "unit",
                                                    "mac",    "segment", "limb", "body"};
     static constexpr std::string_view kEnds[] = {"", "id", "name", "number", "no", "address", "location"};

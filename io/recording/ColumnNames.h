@@ -14,11 +14,12 @@ struct ColumnName {
     /// @param meaning what the cell would say if its maker had written it out: "Gyroscope X (deg/s)" for "X"
     ColumnName(std::string_view cell, std::string_view meaning);
 
-    std::string raw;     ///< as it stands
-    std::string name;    ///< without the unit
-    std::string unit;    ///< what stood in () or [] at the end; empty when nothing did
-    std::string key;     ///< lower case, without blanks, "_", "-" and "."
-    std::string sensor;  ///< which it belongs to, where a table has columns of several; empty: to all
+    std::string raw;            ///< as it stands
+    std::string name;           ///< without the unit
+    std::string unit;           ///< what stood in () or [] at the end; empty when nothing did
+    std::string key;            ///< lower case, without blanks, "_", "-" and "."
+    bool tellsSensors = false;  ///< its cells, not its name, say which sensor a row is of
+    std::string sensor;         ///< which it belongs to, where a table has columns of several; empty: to all
 
     bool isTime() const;
     /// "PacketCounter", "sample number" and the like.

@@ -32,6 +32,7 @@ MergedReader::MergedReader(std::string name, std::vector<std::unique_ptr<RowRead
         append(schema_.notes, one.notes);
         append(schema_.decisions, one.decisions);
         append(schema_.unknownColumns, one.unknownColumns);
+        schema_.origin = std::max(schema_.origin, one.origin);
     }
     schema_.understood = listed(understood, understood.size());
     schema_.timeColumn = sources_.front().reader->schema().timeColumn;
@@ -53,6 +54,10 @@ void MergedReader::addChannels(Source& source, std::size_t clock) {
         schema_.channels.push_back(channel);
         schema_.channels.back().clock = clock;
     }
+}
+
+void MergedReader::belongsToOneOfSeveral() {
+    if (schema_.origin == Schema::Origin::kFirstRow) schema_.origin = Schema::Origin::kFirstRowOfSensor;
 }
 
 void MergedReader::prepend(const std::vector<std::string>& decisions, const std::vector<std::string>& notes) {

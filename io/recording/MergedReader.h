@@ -16,6 +16,8 @@ public:
     /// out
     MergedReader(std::string name, std::vector<std::unique_ptr<RowReader>> readers);
 
+    /// Says that the recording's other sensors have tables of their own.
+    void belongsToOneOfSeveral();
     /// Adds what is known of the whole recording to the schema, before what its tables say.
     void prepend(const std::vector<std::string>& decisions, const std::vector<std::string>& notes);
 

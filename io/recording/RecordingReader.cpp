@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "io/recording/DateText.h"
+#include "io/recording/SensorColumn.h"
 #include "io/recording/Text.h"
 #include "io/recording/TimeChoice.h"
 
@@ -155,7 +156,10 @@ TableForm RecordingReader::formOf(const Top& top, const ReaderOptions& options) 
     const FormHints hints = hintsOf(options, !lines_.source().mayWait());
     TableForm form = findForm(top.lines, hints);
     const std::size_t first = std::min(std::max(form.firstRow - 1, top.firstRow), top.lines.size());
-    chooseTime(form, {top.lines.begin() + static_cast<std::ptrdiff_t>(first), top.lines.end()}, hints);
+    const std::vector<std::string> rows(top.lines.begin() + static_cast<std::ptrdiff_t>(first),
+                                        top.lines.end());
+    findSensorColumn(form, rows);
+    chooseTime(form, rows, hints);
     return form;
 }
 

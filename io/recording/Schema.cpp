@@ -247,6 +247,7 @@ private:
             schema_.timeUnit = {1.0, form_.time->rate};
             schema_.counterStep = form_.time->step;
             schema_.counterOrigin = form_.time->origin;
+            if (!schema_.counterOrigin) schema_.origin = Schema::Origin::kFirstRow;
             // Another column may be called a time, and be empty.
             for (std::size_t i = 0; i < columns_.size(); ++i)
                 isExplained_[i] = isExplained_[i] || columns_[i].isTime();

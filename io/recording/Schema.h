@@ -53,8 +53,11 @@ struct Schema {
     bool isTimeUnitDeclared = false;
     double counterStep = 0.0;             ///< counts a packet
     std::optional<double> counterOrigin;  ///< the count at 0 s; none: the first
-    double rate = 0.0;                    ///< Hz, of the rows where there is no time column
-    std::vector<std::string> sensors;     ///< those that the table holds, where it holds several
+    /// Where 0 s is: times of two recordings, or of two sensors, go together only if it is one for both.
+    enum class Origin { kGiven, kFirstRow, kFirstRowOfSensor };
+    Origin origin = Origin::kGiven;
+    double rate = 0.0;                 ///< Hz, of the rows where there is no time column
+    std::vector<std::string> sensors;  ///< those that the table holds, where it holds several
     /// What was decided beyond the plain case, in a few words each: "semicolon", "time from the rows at 100 Hz".
     std::vector<std::string> decisions;
     std::optional<std::size_t> sensorColumn;  ///< its name says which sensor a row is of; not mapped to a pin

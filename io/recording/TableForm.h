@@ -30,9 +30,9 @@ struct TableForm {
         };
         Kind kind = Kind::kNumber;
         std::size_t column = 0;
-        std::string unit;   ///< of kNumber; empty: the column's own, or seconds
-        double rate = 0.0;  ///< Hz, of kCounter: counts a second
-        double step = 0.0;  ///< of kCounter: counts a packet; 0: it counts time
+        std::string unit;                             ///< of kNumber; empty: the column's own, or seconds
+        double rate = 0.0;                            ///< Hz, of kCounter: counts a second
+        double step = 0.0;                            ///< of kCounter: counts a packet; 0: it counts time
         std::optional<double> origin = std::nullopt;  ///< of kCounter: the count at 0 s; none: the first
     };
     std::optional<Time> time;             ///< none: the columns' names tell

@@ -6,6 +6,9 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <numeric>
+#include <optional>
 
 #include "io/recording/DateText.h"
 #include "io/recording/Text.h"
@@ -19,6 +22,8 @@ using Time = TableForm::Time;
 const std::size_t kFewestSteps = 8;    // to decide by
 const double kTicksOfMicros = 1e6;     // Hz
 const double kTicksOfTenths = 1e4;     // Hz, of 0.1 ms
+const double kMostLost = 10.0;         // packets in a row, usually, of a counter that is believed
+const double kMostCounts = 1e9;        // from one packet to the next
 const double kMostEqual = 0.8;         // of the steps, of a column that is a time
 const double kLongestPlausible = 2.0;  // s, of a step in a recording with rates
 
@@ -34,6 +39,7 @@ struct Column {
     std::vector<double> numbers;
     std::vector<double> steps;
     std::size_t dates = 0;
+    double lastDate = 0.0;   // s
     std::string unreadable;  ///< the first cell that is neither a number nor a date
 
     bool isEmpty() const { return numbers.empty() && dates == 0; }
@@ -44,13 +50,21 @@ struct Column {
         std::ranges::nth_element(sorted, sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2));
         return sorted[sorted.size() / 2];
     }
-    /// Whether nearly all steps are the usual one or, where packets are lost, several of it.
+    /// What a counter grows by from packet to packet, where some are lost: the greatest number of which all steps are
+    /// several; steps back are those of a counter that starts over. 0 where they are no whole numbers.
+    double packetStep() const {
+        std::uint64_t step = 0;
+        for (const double s : steps) {
+            if (std::floor(s) != s || s > kMostCounts) return 0.0;
+            if (s > 0.0) step = std::gcd(step, static_cast<std::uint64_t>(s));
+        }
+        return static_cast<double>(step);
+    }
+    /// Whether the steps are those of a counter of which not too many packets are lost.
     bool countsPackets() const {
-        const double step = usualStep();
         if (steps.size() < kFewestSteps) return true;
-        const auto odd = std::ranges::count_if(
-            steps, [step](double s) { return s > 0.0 && (step <= 0.0 || std::fmod(s, step) != 0.0); });
-        return step > 0.0 && 20 * odd <= static_cast<std::ptrdiff_t>(steps.size());
+        const double step = packetStep();
+        return step > 0.0 && usualStep() > 0.0 && usualStep() <= kMostLost * step;
     }
 };
 
@@ -102,8 +116,9 @@ private:
                 if (std::isnan(value)) continue;
                 if (!column.numbers.empty()) column.steps.push_back(value - column.numbers.back());
                 column.numbers.push_back(value);
-            } else if (secondsOfDate(row[index])) {
-                ++column.dates;
+            } else if (const std::optional<double> date = secondsOfDate(row[index])) {
+                if (column.dates++ > 0) column.steps.push_back(*date - column.lastDate);
+                column.lastDate = *date;
             } else if (column.unreadable.empty()) {
                 column.unreadable = row[index];
             }
@@ -238,7 +253,16 @@ private:
                             form_.columns[*index].raw));
             return;
         }
-        const double step = std::max(1.0, cells.usualStep());
+        const double step = std::max(1.0, cells.packetStep());
+        if (step > 1.0 && hints_.rate <= 0.0)
+            throw Poco::DataFormatException(
+                fmt::format(
+                    "{0} counts by {1:g} from row to row, and the file says {2:g} Hz: is that the rate of "
+                    "the "
+                    "counts, so that rows come at {3:g} Hz, or of the rows? Give the rate of the rows with "
+                    "--rate HZ, or the property Rate",
+                    form_.columns[*index].raw, step, rate, rate / step),
+                static_cast<int>(form_.headerLine));
         form_.time = Time{
             .kind = Time::Kind::kCounter, .column = *index, .unit = {}, .rate = rate * step, .step = step};
         say(fmt::format("time from {} at {:g} Hz", form_.columns[*index].raw, rate));

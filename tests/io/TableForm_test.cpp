@@ -92,6 +92,26 @@ TEST(TableForm, isFoundOut) {
          table(
              "PacketCounter," + kNames, [](int i) { return std::to_string(i < 9 ? i : i + 3); }, kValues),
          100, "time from PacketCounter at 100 Hz" + kRead + "0 to 0.22 s, 3 lost"},
+        {"packets of which most are lost are counted too",
+         table(
+             "Update Rate:,100,Hz\nPacketCounter," + kNames,
+             [](int i) { return std::to_string(i / 2 * 5 + i % 2 * 3); }, kValues),
+         0, "time from PacketCounter at 100 Hz" + kRead + "0 to 0.48 s, 29 lost"},
+        {"a counter that counts more than the packets of a rate",
+         table("Update Rate:,100,Hz\nPacketCounter," + kNames, counter(0, k32, 2), kValues), 0,
+         "Poco::DataFormatException: rec:2: PacketCounter counts by 2 from row to row, and the file says 100 "
+         "Hz: is "
+         "that the rate of the counts, so that rows come at 50 Hz, or of the rows? Give the rate of the rows "
+         "with "
+         "--rate HZ, or the property Rate"},
+        {"dates in whole seconds of rows that come faster",
+         table(
+             "Time," + kNames, [](int i) { return fmt::format("2023-05-06 07:08:{:02}", 9 + i / 10); },
+             kValues),
+         0,
+         "Poco::DataFormatException: rec:1: the time column 'Time' stands still in 18 of the first 20 rows: "
+         "name the "
+         "column of the time with --map \"t = NAME\""},
         {"a baud rate is none of rows",
          table("# Baud rate: 9600\nSample," + kNames, counter(0, k32, 1), kValues), 0,
          "Poco::DataFormatException: rec:2: no time column: found 3a (ax, ay, az), 3g (gx, gy, gz); unknown: "
