@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <Eigen/LU>
+#include <map>
 
 #include "calibration/file/CalibrationFile.h"
 
@@ -167,16 +168,23 @@ std::vector<std::string> FilterCalibration::runNotes() const {
         notes.push_back(
             fmt::format("3m: learned offset {:.4g}, {:.4g}, {:.4g}", learned(0), learned(1), learned(2)));
     if (!calibration_) return notes;
+    std::vector<std::string> missing;
+    std::map<std::string, std::vector<std::string>> applied;  // by what they are from
     const auto add = [&](const char* what, const CalibratedSensor& sensor, const auto& part) {
-        const std::string text = originText(fileName_.get(), part.origin, part.opinion);
-        notes.push_back(sensor.hasSamples() ? fmt::format("{} by {}", what, text)
-                                            : fmt::format("{} not by {}: there are no samples", what, text));
+        const std::string from = originText(fileName_.get(), part.origin, part.opinion);
+        if (sensor.hasSamples())
+            applied[from].emplace_back(what);
+        else
+            missing.push_back(fmt::format("{} not by {}: there are no samples", what, from));
     };
     const auto& inertial = calibration_->inertial;
     if (accelerationCheck_) add("3a", acceleration_, *inertial);
     if (rateCheck_) add(inertial->isRateScaled ? "3g" : "bias of 3g", rate_, *inertial);
     if (fieldCheck_) add("3m", field_, *calibration_->magnetic);
     if (mount_.get() && calibration_->mount) add("axes of the segment", acceleration_, *calibration_->mount);
+    for (const auto& [from, what] : applied)
+        notes.push_back(fmt::format("{} by {}", fmt::join(what, ", "), from));
+    notes.insert(notes.end(), missing.begin(), missing.end());
     if (notes.empty()) notes.push_back(fileName_.get() + " holds nothing that is applied here");
     return notes;
 }

@@ -56,6 +56,9 @@ void FieldCheck::add(const Vector3d& before, const Vector3d& after) {
 
 std::string FieldCheck::fault() const {
     if (after_.count() < kFewestSamples) return {};
+    const bool fitsAsItCame =
+        std::abs(before_.mean() / strength_ - 1.0) < kNearOne && before_.scatter() < kNearOne;
+    const std::string reason = fitsAsItCame ? "is the recording calibrated already?" : kOther;
     // Offset and strength in the wrong unit may look right by chance, but not the field as it came.
     const char* const unit = unitThatExplains(kFieldUnits, before_.mean() / usual_);
     if (unit != nullptr || 2 * far_ > after_.count()) {
@@ -66,12 +69,12 @@ std::string FieldCheck::fault() const {
             return seen + "it has the norm 1; calibrate it from a recording like it";
         if (unit != nullptr)
             return seen + fmt::format("is it in {}? The calibration is not; say the unit with --units", unit);
-        return seen + kOther;
+        return seen + reason;
     }
     if (after_.scatter() > kWorse * before_.scatter() + kWorseField)
         return fmt::format(
             "the norm of the field scatters by {:.1f} % after the calibration and by {:.1f} % before: {}",
-            100 * after_.scatter(), 100 * before_.scatter(), kOther);
+            100 * after_.scatter(), 100 * before_.scatter(), reason);
     return {};
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <bitset>
 #include <cmath>
-#include <numbers>
 
 #include "calibration/online/RobustSphere.h"
 
@@ -13,28 +12,11 @@ namespace {
 
 using Eigen::Vector3d;
 
-constexpr std::size_t kPatches = 80;
 constexpr std::size_t kNodesBetweenLooks = 16;
 constexpr double kGrowth = 1.25;
 constexpr double kFirstNear = 0.02;  // of the median norm
 constexpr double kNearTheSphere =
     0.3;  // of the radius; what is farther from it shows no direction of the field
-
-/// The patch of the sphere, as large as every other, that a direction lies in: the nearest point of a Fibonacci lattice.
-std::size_t patchOf(const Vector3d& direction) {
-    std::size_t best = 0;
-    double greatest = -2.0;
-    for (std::size_t i = 0; i < kPatches; ++i) {
-        const double z = 1.0 - (2.0 * static_cast<double>(i) + 1.0) / static_cast<double>(kPatches);
-        const double angle = std::numbers::pi * (3.0 - std::sqrt(5.0)) * static_cast<double>(i);
-        const double level = std::sqrt(1.0 - z * z);
-        const double cosine = direction.dot(Vector3d(level * std::cos(angle), level * std::sin(angle), z));
-        if (cosine <= greatest) continue;
-        greatest = cosine;
-        best = i;
-    }
-    return best;
-}
 
 }  // namespace
 
@@ -87,10 +69,10 @@ std::optional<LearnedOffset> OffsetLearner::result() const {
     for (std::size_t i = 0; i < size_; ++i) points[i] = nodes_[i].mean;
     const std::optional<Sphere> sphere = robustSphere(std::span(points).first(size_), scratch);
     if (!sphere) return std::nullopt;
-    std::bitset<kPatches> seen;
+    std::bitset<OffsetLearner::kPatches> seen;
     for (std::size_t i = 0; i < size_; ++i) {
         if (std::abs(sphere->distance(points[i])) < kNearTheSphere * sphere->radius)
-            seen.set(patchOf((points[i] - sphere->centre).normalized()));
+            seen.set(patches_.of(points[i] - sphere->centre));
     }
     return LearnedOffset{sphere->centre, sphere->radius, sphere->deviation, sphere->residual / sphere->radius,
                          static_cast<double>(seen.count()) / static_cast<double>(kPatches)};

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <optional>
 
+#include "calibration/magnetic/DirectionPatches.h"
+
 namespace Kavelin::Calibration {
 
 /// What was learned of a magnetometer's offset.
@@ -13,7 +15,7 @@ struct LearnedOffset {
     double radius = 0.0;                               ///< the field's unit
     double deviation = 0.0;  ///< the field's unit, standard deviation of the offset where it is known least
     double residual = 0.0;   ///< RMS of the norm's deviation from the radius, as a share of it
-    double coverage = 0.0;   ///< share of 80 equal patches of the sphere of directions that were seen
+    double coverage = 0.0;   ///< share of the equal patches of the sphere of directions that were seen
 };
 
 /// Learns the offset of a magnetometer from its samples while the unit is turned: the centre of the sphere on which they
@@ -26,6 +28,7 @@ struct LearnedOffset {
 class OffsetLearner {
 public:
     static constexpr std::size_t kCapacity = 512;
+    static constexpr std::size_t kPatches = 80;
 
     void start();
     /// @param sample finite, soft iron corrected where it is known
@@ -44,6 +47,7 @@ private:
     bool joinNear(const Node& node, std::size_t count);
     void makeRoom();
 
+    const DirectionPatches patches_{kPatches};
     std::array<Node, kCapacity> nodes_;
     std::size_t size_ = 0;
     double near_ = 0.0;  // the field's unit

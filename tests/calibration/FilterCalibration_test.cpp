@@ -171,6 +171,8 @@ TEST_F(FilterCalibrationTest, NoticesWrongUnitsAndTheFileOfAnotherUnit) {
                          turn(directions(500), {{-40, 30, 0}, Matrix3d::Identity()});
                      }),
                 HasSubstr("another unit?"));
+    EXPECT_THAT(told(unit(), [&] { turn(directions(500), AffineModel{}); }),
+                HasSubstr("calibrated already?"));
     EXPECT_EQ(told(unit(), hold("3a", row({0.1, 0.2, 9.41}))), "");
     EXPECT_THAT(told(unit(), hold("3a", row({0, 0, 1}))),
                 HasSubstr("acceleration in g? Say the unit with --units"));

@@ -72,6 +72,8 @@ TEST(SteadyState, NoFilterCallsTheHeap) {
     EXPECT_EQ(heapCallsOf("FilterSampleHold", "Clock", "3g", false, sensors), 0u);
     EXPECT_EQ(heapCallsOf("FilterAttitudeForm", "", "", false), 0u);
     EXPECT_EQ(heapCallsOf("FilterAttitudeErrors", "Alignment", "heading", false), 0u);
+    plugins.load("KavelinPluginCalibration");
+    EXPECT_EQ(heapCallsOf("FilterCalibration", "Learned Offset", "1 3 1 2 3", false, sensors), 0u);
     plugins.unloadAll();
 }
 
