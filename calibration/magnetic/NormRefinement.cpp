@@ -22,7 +22,7 @@ using Normal = Eigen::Matrix<double, 9, 9>;
 
 const int kHuberRounds = 8;
 const int kRounds = 24;
-const int kStepsPerRound = 2;
+const int kStepsPerRound = 1;
 const double kSmallestScatter = 0.002;  // below, a sensor's resolution and not its noise
 const double kCertain = 1e9;
 const double kEnough = 1e-5;  // change of the unknowns that ends the iterations

@@ -36,15 +36,25 @@ struct TukeyLoss {
 /// The value that half of the weight lies below; 0 without weight.
 /// @param values pairs of value and weight
 inline double weightedMedian(std::vector<std::pair<double, double>> values) {
-    std::sort(values.begin(), values.end());
-    double sum = 0.0;
-    for (const auto& value : values) sum += value.second;
+    if (values.empty()) return 0.0;
+    double half = 0.0;
+    for (const auto& value : values) half += 0.5 * value.second;
     double below = 0.0;
-    for (const auto& [value, weight] : values) {
-        below += weight;
-        if (below > 0.5 * sum) return value;
+    auto from = values.begin();
+    auto to = values.end();
+    while (to - from > 1) {
+        const auto middle = from + (to - from) / 2;
+        std::nth_element(from, middle, to);
+        double lower = 0.0;
+        for (auto value = from; value != middle; ++value) lower += value->second;
+        if (below + lower > half) {
+            to = middle;
+        } else {
+            below += lower;
+            from = middle;
+        }
     }
-    return 0.0;
+    return from->first;
 }
 
 /// Standard deviation of normal errors whose sizes have that median.

@@ -18,7 +18,11 @@ using RecordingIO::SimulatedRow;
 using RecordingIO::SimulationOptions;
 
 const double kField = 48.0;  // uT
+#ifdef __SANITIZE_ADDRESS__
+const std::uint64_t kSeeds = 10;
+#else
 const std::uint64_t kSeeds = 200;
+#endif
 
 Vector3d normals(Random& random) {
     const double x = random.normal(), y = random.normal(), z = random.normal();
