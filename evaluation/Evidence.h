@@ -7,6 +7,7 @@
 #include "evaluation/EstimateWatch.h"
 #include "evaluation/FieldWatch.h"
 #include "evaluation/MotionFit.h"
+#include "evaluation/NormByDirection.h"
 #include "evaluation/SensorWatch.h"
 
 namespace Kavelin::RecordingIO {
@@ -33,6 +34,7 @@ struct Evidence {
     MotionFitResult gravityFit;  ///< gyroscope against accelerometer
     MotionFitResult fieldFit;    ///< gyroscope against magnetometer
     FieldEvidence fieldInEarth;
+    NormByDirectionEvidence normByDirection;
     EstimateEvidence estimate;
 
     std::optional<double> tiltSigma;     ///< rad, root mean square of what the estimator says of itself

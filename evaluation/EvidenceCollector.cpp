@@ -74,6 +74,7 @@ void EvidenceCollector::addSensors(const ResultSample& sample) {
         if (sample.acceleration) accelerationTurn_.addDirection(sample.t, *sample.acceleration);
     }
     if (sample.field && fieldTick_.isDue(sample.t)) fieldTurn_.addDirection(sample.t, *sample.field);
+    if (sample.field) norms_.add(sample.t, *sample.field, rateTurn_.turned());
     const double a = accelerationTurn_.turned(), g = rateTurn_.turned(), m = fieldTurn_.turned();
     if (sample.acceleration) acceleration_.add(sample.t, *sample.acceleration, std::max(g, m));
     if (sample.rate) rate_.add(sample.t, *sample.rate, std::max(a, m));
@@ -122,6 +123,7 @@ Evidence EvidenceCollector::evidence() const {
     evidence.gravityFit = gravityFit_.result();
     evidence.fieldFit = fieldFit_.result();
     evidence.fieldInEarth = fieldInEarth_.evidence();
+    evidence.normByDirection = norms_.evidence();
     evidence.estimate = estimate_.evidence();
     evidence.tiltSigma = root(tiltSigma_.mean());
     evidence.headingSigma = root(headingSigma_.mean());

@@ -85,6 +85,7 @@ private:
     TurnMeter accelerationTurn_, rateTurn_, fieldTurn_;
     MotionFit gravityFit_, fieldFit_;
     FieldWatch fieldInEarth_;
+    NormByDirection norms_;
     EstimateWatch estimate_;
     MeanSquare tiltSigma_, headingSigma_, rest_, disturbed_;
     std::optional<Vector3> bias_, hardIron_;

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "attitude/rotation/AngleConstants.h"
+#include "evaluation/CalibrationNeed.h"
 #include "io/recording/Text.h"
 
 namespace Kavelin::Cli {
@@ -132,6 +133,15 @@ std::string warningOfDip(const RecordingIO::Judged& judged) {
         std::round(-dip));
 }
 
+std::string warningOfIron(double share) {
+    return fmt::format(
+        "the magnetometer looks uncalibrated: the field's norm changes with the direction by {:.2g} %; "
+        "record a "
+        "turn through all directions, kavelin calibrate mag RECORDING -o cal.json, and add --calibration "
+        "cal.json",
+        100.0 * share);
+}
+
 }  // namespace
 
 std::vector<FlagShare> flagShares(const FuseSummary& summary) {
@@ -149,12 +159,18 @@ std::vector<FlagShare> flagShares(const FuseSummary& summary) {
     return shares;
 }
 
+std::optional<double> ironShare(const FuseSummary& summary) {
+    if (!summary.judged || !summary.hasField) return std::nullopt;
+    return RecordingIO::calibrationNeed(summary.judged->evidence);
+}
+
 std::vector<std::string> warningsOf(const FuseSummary& summary) {
     std::vector<std::string> warnings = summary.statistics.warnings(summary.schema);
     if (summary.outputRate > 0.0)
         std::erase_if(warnings, [](const std::string& one) { return one.starts_with(kRateNotUsed); });
     const std::string dip = summary.judged && summary.hasField ? warningOfDip(*summary.judged) : "";
     if (!dip.empty()) warnings.push_back(dip);
+    if (const std::optional<double> share = ironShare(summary)) warnings.push_back(warningOfIron(*share));
     warnings.insert(warnings.end(), summary.notes.begin(), summary.notes.end());
     return warnings;
 }

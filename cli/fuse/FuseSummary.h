@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -48,6 +49,10 @@ struct FlagShare {
 };
 /// Share of all that were sent; without a field, the flag of the field says nothing.
 std::vector<FlagShare> flagShares(const FuseSummary& summary);
+
+/// By how much the field's norm changes with the direction; nothing where the magnetometer does not look
+/// uncalibrated.
+std::optional<double> ironShare(const FuseSummary& summary);
 
 /// What in the recording needs a person's attention, one sentence each.
 std::vector<std::string> warningsOf(const FuseSummary& summary);

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "attitude/rotation/AngleConstants.h"
+#include "evaluation/CalibrationNeed.h"
 
 namespace Kavelin::Cli {
 
@@ -72,6 +73,13 @@ Json fieldJson(const RecordingIO::FieldEvidence& field) {
             {"scatterLeft", field.scatterLeft}};
 }
 
+Json normJson(const RecordingIO::NormByDirectionEvidence& norm) {
+    if (norm.turned <= 0.0) return {};
+    return {{"turned", norm.turned * kRadiansToDegrees},
+            {"deviation", norm.deviation},
+            {"explained", norm.explained}};
+}
+
 /// What the verdict rests on.
 Json evidenceJson(const Evidence& evidence) {
     const auto& estimate = evidence.estimate;
@@ -86,6 +94,8 @@ Json evidenceJson(const Evidence& evidence) {
             {"gyroscopeAgainstAccelerometer", fitJson(evidence.gravityFit)},
             {"gyroscopeAgainstMagnetometer", fitJson(evidence.fieldFit)},
             {"fieldInEarth", fieldJson(evidence.fieldInEarth)},
+            {"normByDirection", normJson(evidence.normByDirection)},
+            {"calibrationNeed", share(RecordingIO::calibrationNeed(evidence))},
             {"tiltResidual", estimate.tiltResidual * kRadiansToDegrees},
             {"headingCorrection", estimate.headingCorrection * kRadiansToDegrees},
             {"largestHeadingCorrection", estimate.largestCorrection * kRadiansToDegrees},

@@ -2,6 +2,7 @@
 
 #include "attitude/spherical/SphericalAttitudeComputer.h"
 #include "evaluation/AttitudeErrors.h"
+#include "evaluation/CalibrationNeed.h"
 #include "evaluation/EvidenceCollector.h"
 #include "simulation/Simulator.h"
 #include "support/TestKit.h"
@@ -175,6 +176,31 @@ TEST(Evidence, findsBiasHardIronAndScaleWithTheirDeviation) {
         EXPECT_LT(std::abs(fit.offset[axis] - offset[axis]), 4 * fit.offsetDeviation[axis]);
         EXPECT_LT(fit.biasDeviation[axis], 0.01);
         EXPECT_LT(fit.offsetDeviation[axis], 0.03);
+    }
+}
+
+TEST(Evidence, tellsAWrongCalibrationFromADisturbedPlace) {
+    const auto iron = [](SimulationOptions& o) { o.faults.hardIron = {0, 4, -4}; };
+    const auto softIron = [](SimulationOptions& o) {
+        o.faults.softIron.diagonal() << 1.15, 0.9, 1;
+        o.disturbance = 0;
+    };
+    const auto places = [](SimulationOptions& o) { o.disturbance = 60; };
+    const auto magnet = [](SimulationOptions& o) {
+        o.faults.magnet = {20, 20, 0};
+        o.faults.magnetFrom = 30;
+        o.faults.magnetTo = 60;
+    };
+    const std::tuple<const char*, Fault, double> rows[] = {{"healthy", [](auto&) {}, 0.0},
+                                                           {"hard iron", iron, 0.118},
+                                                           {"soft iron", softIron, 0.15},
+                                                           {"disturbed places", places, 0.0},
+                                                           {"a magnet in the room", magnet, 0.0}};
+    for (const auto& [name, fault, share] : rows) {
+        for (std::uint64_t seed = 1; seed <= 10; ++seed) {
+            EXPECT_NEAR(calibrationNeed(tryOut(fault, seed).evidence).value_or(0.0), share, 0.5 * share)
+                << name << seed;
+        }
     }
 }
 
