@@ -135,7 +135,7 @@ std::string warningOfDip(const RecordingIO::Judged& judged) {
 
 std::string warningOfIron(double share) {
     return fmt::format(
-        "the magnetometer looks uncalibrated: the field's norm changes with the direction by {:.2g} %; "
+        "the magnetometer looks uncalibrated: the field's norm changes with the direction by {:.0f} %; "
         "record a "
         "turn through all directions, kavelin calibrate mag RECORDING -o cal.json, and add --calibration "
         "cal.json",
