@@ -32,7 +32,8 @@ public:
     bool hasSamples() const { return samples_ > 0; }
 
     /// Takes a sample, if there is one, and sends it calibrated.
-    /// @param look is called with a finite sample before and after its calibration, in the sensor's axes
+    /// @param look is called with the time stamp of a finite sample, and the sample before and after its calibration, in the
+    /// sensor's axes
     template <class Look>
     void pass(Look look) {
         if (!in.readNext() || !in.fits()) return;
@@ -42,7 +43,7 @@ public:
         if (raw.allFinite()) {
             const Eigen::Vector3d calibrated = isActive_ ? model_.apply(raw) : raw;
             if (isActive_) Eigen::Vector3d::Map(out.value().data()) = turn_ * calibrated;
-            look(raw, calibrated);
+            look(in.lastTimeStamp(), raw, calibrated);
         }
         out.send(in.lastTimeStamp());
     }

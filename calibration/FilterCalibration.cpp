@@ -54,13 +54,13 @@ FilterCalibration::FilterCalibration(const std::string& name) : Filter(name, tru
 
 void FilterCalibration::process() {
     if (stale_) settle();
-    acceleration_.pass([this](const auto& raw, const auto& calibrated) {
-        if (accelerationCheck_) accelerationCheck_->add(raw, calibrated);
+    acceleration_.pass([this](double t, const auto& raw, const auto& calibrated) {
+        if (accelerationCheck_) accelerationCheck_->add(t, raw, calibrated);
     });
-    rate_.pass([this](const auto& raw, const auto& calibrated) {
-        if (rateCheck_) rateCheck_->add(raw, calibrated);
+    rate_.pass([this](double t, const auto& raw, const auto& calibrated) {
+        if (rateCheck_) rateCheck_->add(t, raw, calibrated);
     });
-    field_.pass([this](const auto& raw, const auto& calibrated) {
+    field_.pass([this](double, const auto& raw, const auto& calibrated) {
         if (fieldCheck_) fieldCheck_->add(raw, calibrated);
         if (isLearning_) learn(raw);
     });

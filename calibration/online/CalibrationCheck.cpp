@@ -78,22 +78,29 @@ std::string FieldCheck::fault() const {
     return {};
 }
 
-void RestBlocks::add(const Vector3d& before, const Vector3d& after) {
+void RestBlocks::add(double t, const Vector3d& before, const Vector3d& after) {
+    const bool isLong = size_ >= kFewestSamples && t - begin_ >= kLength;
+    if (isLong) close();
+    if (isLong || t < begin_ || size_ == 0) {
+        before_.setZero();
+        after_.setZero();
+        squares_ = 0.0;
+        size_ = 0;
+        begin_ = t;
+    }
     before_ += before;
     after_ += after;
     squares_ += before.squaredNorm();
-    if (++size_ < kSamples) return;
+    ++size_;
+}
+
+void RestBlocks::close() {
     const auto n = static_cast<double>(size_);
     const double mean = before_.norm() / n;
     const double variance = std::max(0.0, squares_ / n - mean * mean);
-    if (std::sqrt(variance) <= std::max(least_, leastShare_ * mean)) {
-        restBefore_.add(mean);
-        restAfter_.add(after_.norm() / n);
-    }
-    before_.setZero();
-    after_.setZero();
-    squares_ = 0.0;
-    size_ = 0;
+    if (std::sqrt(variance) > std::max(least_, leastShare_ * mean)) return;
+    restBefore_.add(mean);
+    restAfter_.add(after_.norm() / n);
 }
 
 std::string AccelerationCheck::fault() const {

@@ -27,21 +27,26 @@ private:
     NormTally before_, after_;
 };
 
-/// Samples by blocks of half a second or so, of which those at rest count.
+/// Samples by blocks of half a second, and of ten samples at least, of which those at rest count.
 class RestBlocks {
 public:
     /// @param least scatter of a unit in motion, in the sensor's unit, and as a share of the block's mean
     RestBlocks(double least, double leastShare) : least_(least), leastShare_(leastShare) {}
-    void add(const Eigen::Vector3d& before, const Eigen::Vector3d& after);
+    /// @param t s; of blocks that a step back in time interrupts, nothing counts
+    void add(double t, const Eigen::Vector3d& before, const Eigen::Vector3d& after);
     /// Norms of the blocks' means, of blocks at rest.
     const NormTally& before() const { return restBefore_; }
     const NormTally& after() const { return restAfter_; }
 
 private:
-    static constexpr std::size_t kSamples = 50;
+    void close();
+
+    static constexpr std::size_t kFewestSamples = 10;
+    static constexpr double kLength = 0.5;  // s
     double least_, leastShare_;
     Eigen::Vector3d before_ = Eigen::Vector3d::Zero(), after_ = Eigen::Vector3d::Zero();  // sums of the block
     double squares_ = 0.0;
+    double begin_ = 0.0;  // s
     std::size_t size_ = 0;
     NormTally restBefore_, restAfter_;
 };
@@ -51,7 +56,9 @@ class AccelerationCheck {
 public:
     /// @param gravity m/s^2
     explicit AccelerationCheck(double gravity) : gravity_(gravity) {}
-    void add(const Eigen::Vector3d& before, const Eigen::Vector3d& after) { blocks_.add(before, after); }
+    void add(double t, const Eigen::Vector3d& before, const Eigen::Vector3d& after) {
+        blocks_.add(t, before, after);
+    }
     std::string fault() const;
 
 private:
@@ -62,7 +69,9 @@ private:
 /// At rest, the rate is no farther from zero than before.
 class RateCheck {
 public:
-    void add(const Eigen::Vector3d& before, const Eigen::Vector3d& after) { blocks_.add(before, after); }
+    void add(double t, const Eigen::Vector3d& before, const Eigen::Vector3d& after) {
+        blocks_.add(t, before, after);
+    }
     std::string fault() const;
 
 private:

@@ -35,7 +35,7 @@ struct FilterCalibrationTest : testing::Test {
     }
     Matrix passed(const std::string& pin, const Matrix& sample) {
         filter_.clear();
-        filter_.feed(pin, 0.0, sample);
+        filter_.feed(pin, time_ += 0.01, sample);
         filter_.process();
         return filter_.sends().size() == 1 ? filter_.sends()[0].value : Matrix();
     }
