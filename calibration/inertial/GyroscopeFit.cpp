@@ -34,12 +34,11 @@ Eigen::Vector3d turned(const Turn& turn, const Eigen::Matrix3d& matrix, const Ei
 }
 
 /// The same, with its derivatives by the elements of the matrix, column by column.
-Eigen::Vector3d turned(const Turn& turn, const Eigen::Matrix3d& matrix, const Eigen::Vector3d& bias,
-                       Sensitivity& derivatives) {
+Eigen::Vector3d turned(const Turn& turn, const Eigen::Matrix3d& matrix, Sensitivity& derivatives) {
     Eigen::Vector3d up = turn.up_before;
     Sensitivity angles = Sensitivity::Zero();  // small turn of the end by a change of the matrix
     for (std::size_t i = 0; i < turn.rates.size(); ++i) {
-        const Eigen::Vector3d rate = turn.rates[i] - bias;
+        const Eigen::Vector3d rate = turn.rates[i] - turn.bias;
         const Eigen::Vector3d angle = matrix * rate * turn.steps[i];
         const Eigen::Matrix3d back = quaternionFromRotationVector(-angle).toRotationMatrix();
         const Eigen::Matrix3d left = turn.steps[i] * (Eigen::Matrix3d::Identity() - 0.5 * crossMatrix(angle));
@@ -55,11 +54,12 @@ Eigen::Vector3d turned(const Turn& turn, const Eigen::Matrix3d& matrix, const Ei
 
 Eigen::Matrix3d matrixOf(const Eigen::VectorXd& x) { return Eigen::Map<const Eigen::Matrix3d>(x.data()); }
 
+/// @param biasShare 1, or 0 for raw rates
 std::vector<double> anglesOff(const std::vector<Turn>& turns, const Eigen::Matrix3d& matrix,
-                              const Eigen::Vector3d& bias) {
+                              double biasShare = 1.0) {
     std::vector<double> angles;
     for (const Turn& turn : turns) {
-        const Eigen::Vector3d up = turned(turn, matrix, bias);
+        const Eigen::Vector3d up = turned(turn, matrix, biasShare * turn.bias);
         angles.push_back(std::atan2(up.cross(turn.up_after).norm(), up.dot(turn.up_after)));
     }
     return angles;
@@ -81,12 +81,12 @@ Eigen::Vector3d missingAxis(const Eigen::VectorXd& change) {
     return axis[greatest] < 0.0 ? Eigen::Vector3d(-axis) : axis;
 }
 
-NormalEquations linearise(const std::vector<Turn>& turns, const Eigen::Vector3d& bias,
-                          const std::vector<double>& weights, const Eigen::VectorXd& x) {
+NormalEquations linearise(const std::vector<Turn>& turns, const std::vector<double>& weights,
+                          const Eigen::VectorXd& x) {
     NormalEquations sums(9);
     Sensitivity derivatives;
     for (std::size_t i = 0; i < turns.size(); ++i) {
-        const Eigen::Vector3d up = turned(turns[i], matrixOf(x), bias, derivatives);
+        const Eigen::Vector3d up = turned(turns[i], matrixOf(x), derivatives);
         for (Eigen::Index axis = 0; axis < 3; ++axis) {
             sums.add(derivatives.row(axis).transpose(), up[axis] - turns[i].up_after[axis], weights[i]);
         }
@@ -96,48 +96,31 @@ NormalEquations linearise(const std::vector<Turn>& turns, const Eigen::Vector3d&
 
 }  // namespace
 
-RestingRate restingRateOf(const std::vector<Rest>& rests) {
-    RestingRate resting;
-    Eigen::Vector3d least = Eigen::Vector3d::Constant(std::numeric_limits<double>::infinity());
-    Eigen::Vector3d greatest = -least;
-    for (const Rest& rest : rests) {
-        if (rest.rateSamples == 0) continue;
-        resting.bias += static_cast<double>(rest.rateSamples) * rest.rate;
-        resting.samples += rest.rateSamples;
-        least = least.cwiseMin(rest.rate);
-        greatest = greatest.cwiseMax(rest.rate);
-    }
-    if (resting.samples == 0) return resting;
-    resting.bias /= static_cast<double>(resting.samples);
-    resting.drift = (greatest - least).maxCoeff();
-    return resting;
-}
-
-GyroscopeFit fitGyroscope(const std::vector<Turn>& turns, const Eigen::Vector3d& bias) {
+GyroscopeFit fitGyroscope(const std::vector<Turn>& turns, double leastAngle) {
     GyroscopeFit fit;
     fit.uncertainty = std::numeric_limits<double>::infinity();
-    fit.residualRaw = rootMeanSquare(anglesOff(turns, fit.matrix, Eigen::Vector3d::Zero()));
-    fit.residualBias = fit.residualAfter = rootMeanSquare(anglesOff(turns, fit.matrix, bias));
+    leastAngle = std::max(leastAngle, kLeastAngle);
+    fit.residualRaw = rootMeanSquare(anglesOff(turns, fit.matrix, 0.0));
+    fit.residualBias = fit.residualAfter = rootMeanSquare(anglesOff(turns, fit.matrix));
     if (turns.empty()) return fit;
 
     std::vector<double> weights(turns.size(), 1.0);
     Eigen::VectorXd x = Eigen::Map<const Eigen::VectorXd>(fit.matrix.data(), 9);
     NormalEquations at(9);
     for (int round = 0; round < 3; ++round) {
-        at =
-            minimise(x, [&](const Eigen::VectorXd& point) { return linearise(turns, bias, weights, point); });
-        const std::vector<double> off = anglesOff(turns, matrixOf(x), bias);
-        const double scale = robustScale(off, 4, kLeastAngle);
+        at = minimise(x, [&](const Eigen::VectorXd& point) { return linearise(turns, weights, point); });
+        const std::vector<double> off = anglesOff(turns, matrixOf(x));
+        const double scale = robustScale(off, 4, leastAngle);
         std::transform(off.begin(), off.end(), weights.begin(),
                        [scale](double angle) { return huberWeight(angle, scale); });
     }
     const Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd> eigen(at.information);
     fit.leastTurned = missingAxis(eigen.eigenvectors().col(0));
     const double residuals = 2.0 * static_cast<double>(turns.size());  // a direction has two
-    fit.residualAfter = rootMeanSquare(anglesOff(turns, matrixOf(x), bias));
+    fit.residualAfter = rootMeanSquare(anglesOff(turns, matrixOf(x)));
     fit.matrix = matrixOf(x);
     if (residuals <= 9.0 || !(eigen.eigenvalues()[0] > 0.0)) return fit;
-    const double deviation = std::max(kLeastAngle, std::sqrt(at.cost / (residuals - 9.0)));
+    const double deviation = std::max(leastAngle, std::sqrt(at.cost / (residuals - 9.0)));
     fit.uncertainty = deviation / std::sqrt(eigen.eigenvalues()[0]);
     return fit;
 }

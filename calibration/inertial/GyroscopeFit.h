@@ -6,14 +6,6 @@
 
 namespace Kavelin::Calibration {
 
-/// A gyroscope's bias, as rests show it.
-struct RestingRate {
-    Eigen::Vector3d bias = Eigen::Vector3d::Zero();  ///< rad/s, mean over all rests
-    double drift = 0.0;  ///< rad/s, greatest change of an axis from one rest to another
-    std::size_t samples = 0;
-};
-RestingRate restingRateOf(const std::vector<Rest>& rests);
-
 /// Scale and misalignment of a gyroscope as turns between still poses show them, and how far to trust them.
 struct GyroscopeFit {
     Eigen::Matrix3d matrix = Eigen::Matrix3d::Identity();
@@ -30,6 +22,7 @@ struct GyroscopeFit {
 /// 2014, eq. 13 to 15 (see StillTimes.h). Differs: the rate of each step is turned by the exact exponential,
 /// and derivatives are carried along. Never throws; without turns the matrix is the unit, the
 /// uncertainty infinite.
-GyroscopeFit fitGyroscope(const std::vector<Turn>& turns, const Eigen::Vector3d& bias);
+/// @param leastAngle rad, uncertainty of the directions of gravity
+GyroscopeFit fitGyroscope(const std::vector<Turn>& turns, double leastAngle);
 
 }  // namespace Kavelin::Calibration

@@ -27,9 +27,9 @@ constexpr double kGreatestScale = 0.2;         // no accelerometer is that far o
 constexpr double kGreatestOffset = 3.0;        // m/s^2
 constexpr double kStillShare = 0.9;            // of a recording that is meant to lie still
 constexpr double kSurelyScaled = 0.01;         // of the gyroscope's matrix
+constexpr double kWellScaled = 0.005;
 constexpr double kGreatestRateScale = 0.3;
 constexpr double kWrongTurn = 0.5;  // rad; turns that are farther off are not those of this accelerometer
-constexpr double kWarmUp = 0.005;   // rad/s
 
 void lower(Opinion& opinion, Grade grade, std::string remark) {
     opinion.grade = std::max(opinion.grade, grade);
@@ -132,11 +132,14 @@ std::vector<Eigen::Vector3d> directionsOf(const std::vector<Rest>& rests, const 
     return up;
 }
 
+/// Scale and misalignment, where the turns show them.
 void scaleRate(const SensorRecording& recording, const std::vector<Rest>& rests,
                InertialCalibration& result) {
-    const Turns turns = findTurns(recording.rate, rests, directionsOf(rests, *result.acceleration));
-    if (turns.withGaps > 0) result.opinion.remarks.push_back(turnsWithGaps(turns.withGaps));
-    const GyroscopeFit fit = fitGyroscope(turns.usable, result.rate->offset);
+    const Turns turns =
+        findTurns(recording.rate, rests, directionsOf(rests, *result.acceleration), restingRateOf(rests));
+    const std::size_t unusable = turns.withGaps + turns.unseen;
+    if (unusable > 0) result.opinion.remarks.push_back(turnsLeftOut(unusable));
+    const GyroscopeFit fit = fitGyroscope(turns.usable, result.accelerationUncertainty / result.gravity);
     result.turns = turns.usable.size();
     result.turnResidualBefore = fit.residualRaw;
     result.turnResidualAfter = fit.residualBias;
@@ -150,6 +153,9 @@ void scaleRate(const SensorRecording& recording, const std::vector<Rest>& rests,
         lower(result.opinion, Grade::kFair, rateNotScaled(turns.usable.size(), fit.leastTurned));
         return;
     }
+    if (fit.uncertainty > kWellScaled) {
+        lower(result.opinion, Grade::kFair, rateUncertain(fit.uncertainty, fit.leastTurned));
+    }
     result.rate->matrix = fit.matrix;
     result.isRateScaled = true;
     result.turnResidualAfter = fit.residualAfter;
@@ -162,7 +168,7 @@ void calibrateRate(const std::vector<Rest>& rests, InertialCalibration& result) 
     result.rate.emplace();
     result.rate->offset = resting.bias;
     result.rateDrift = resting.drift;
-    if (resting.drift > kWarmUp) lower(result.opinion, Grade::kFair, rateDrifts(resting.drift));
+    if (resting.isDrifting()) lower(result.opinion, Grade::kFair, rateDrifts(resting.drift));
 }
 
 void refuseWithoutData(const SensorRecording& recording) {

@@ -155,8 +155,8 @@ std::string rateDrifts(double drift) {
         degrees(drift));
 }
 
-std::string turnsWithGaps(std::size_t count) {
-    return fmt::format("{} with gaps in the rates left out", counted(count, "turn"));
+std::string turnsLeftOut(std::size_t count) {
+    return fmt::format("{} left out: the rates have gaps, or do not show the turn", counted(count, "turn"));
 }
 
 std::string otherTurns(double residual) {
@@ -164,6 +164,11 @@ std::string otherTurns(double residual) {
         "the rates turn gravity {:.0f} degrees (RMS) away from the next pose: gyroscope and accelerometer "
         "differ in their axes, or the rates have another unit",
         degrees(residual));
+}
+
+std::string rateUncertain(double uncertainty, const Eigen::Vector3d& axis) {
+    return fmt::format("the gyroscope's scale and axes are uncertain by {:.1f} %: turn it more about {}",
+                       100.0 * uncertainty, nearestAxes(axis));
 }
 
 std::string rateNotScaled(std::size_t turns, const Eigen::Vector3d& axis) {

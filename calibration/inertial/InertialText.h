@@ -33,8 +33,9 @@ std::string noBetter(double residual);
 
 std::string biasAlone(const SensorRecording& recording);
 std::string rateDrifts(double drift);
-std::string turnsWithGaps(std::size_t count);
+std::string turnsLeftOut(std::size_t count);
 std::string otherTurns(double residual);
+std::string rateUncertain(double uncertainty, const Eigen::Vector3d& axis);
 std::string rateNotScaled(std::size_t turns, const Eigen::Vector3d& axis);
 
 /// The axes near a direction: "+x", "the middle of +x and -z".

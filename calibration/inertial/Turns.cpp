@@ -1,6 +1,8 @@
 #include "calibration/inertial/Turns.h"
 
 #include <algorithm>
+#include <cmath>
+#include <utility>
 
 #include "calibration/rest/StillTimes.h"
 
@@ -40,31 +42,38 @@ bool takeRates(const SensorTrack& rate, double longestStep, Turn& turn) {
 }
 
 /// rad; how far the rates turn, all of it added up, without what turns at rest.
-double angleOf(const Turn& turn, const Eigen::Vector3d& bias) {
+double angleOf(const Turn& turn) {
     double angle = 0.0;
-    for (std::size_t i = 0; i < turn.rates.size(); ++i)
-        angle += (turn.rates[i] - bias).norm() * turn.steps[i];
+    for (std::size_t i = 0; i < turn.rates.size(); ++i) {
+        angle += (turn.rates[i] - turn.bias).norm() * turn.steps[i];
+    }
     return angle;
 }
 
 }  // namespace
 
 Turns findTurns(const SensorTrack& rate, const std::vector<Rest>& rests,
-                const std::vector<Eigen::Vector3d>& up) {
+                const std::vector<Eigen::Vector3d>& up, const RestingRate& resting) {
+    constexpr double kSeen = 0.5;                                     // of gravity's turn
     const double gap = std::max(0.03, 3.5 * medianStep(rate.times));  // two lost samples are bridged
     Turns turns;
     for (std::size_t i = 0; i + 1 < rests.size(); ++i) {
-        Turn turn;
-        turn.from = rests[i].to;
-        turn.to = rests[i + 1].from;
-        turn.up_before = up[i];
-        turn.up_after = up[i + 1];
+        Turn turn{.from = rests[i].to,
+                  .to = rests[i + 1].from,
+                  .up_before = up[i],
+                  .up_after = up[i + 1],
+                  .bias = resting.bias,
+                  .rates = {},
+                  .steps = {}};
+        if (resting.isDrifting()) turn.bias = 0.5 * (rests[i].rate + rests[i + 1].rate);
+        const double least = std::acos(std::clamp(up[i].dot(up[i + 1]), -1.0, 1.0));
         if (turn.to - turn.from > kLongestTurn) {
             ++turns.tooLong;
         } else if (!takeRates(rate, gap, turn)) {
             ++turns.withGaps;
-        } else if (angleOf(turn, rests[i].rate) > kSmallestAngle ||
-                   turn.up_before.dot(turn.up_after) < std::cos(kSmallestTurn)) {
+        } else if (angleOf(turn) < kSeen * least) {
+            ++turns.unseen;
+        } else if (angleOf(turn) > kSmallestAngle || least > kSmallestTurn) {
             turns.usable.push_back(std::move(turn));
         }
     }

@@ -21,7 +21,7 @@ struct InertialFaults {
 /// ends slowly, and takes the time of a hand.
 class PoseRecording {
 public:
-    static constexpr double kStep = 0.01;  // s
+    static constexpr double kStep = 0.02;  // s
     static constexpr double kGravity = 9.80665;
 
     PoseRecording(const InertialFaults& faults, std::uint64_t seed) : faults_(faults), random_(seed) {}
@@ -36,7 +36,7 @@ public:
     }
     /// Turns by a rotation vector (rad, sensor frame) within 2 s.
     void turn(const Eigen::Vector3d& rotation) {
-        constexpr int kSamples = 200;
+        constexpr int kSamples = 100;
         const Eigen::Quaterniond before = q_;
         for (int i = 1; i < kSamples; ++i, t_ += kStep) {
             const double phase = 2.0 * M_PI * i / kSamples;
