@@ -76,7 +76,8 @@ void fuseSensors(const FuseOptions& options, CommandContext& context) {
         auto& source = dynamic_cast<RecordingIO::RecordingSource&>(*builder.find(layout.recording(i)));
         source.open();
         schemas.push_back(source.schema());
-        requireSensors(*schemas.back(), estimator, options.type, options.recording + " (" + sensors[i] + ")");
+        requireSensors(*schemas.back(), estimator, options.type,
+                       options.recording + " (" + RecordingIO::printable(sensors[i]) + ")");
     }
     layout.complete(schemas, mistakes);
     build(builder, mistakes);
@@ -96,7 +97,7 @@ void fuseSensors(const FuseOptions& options, CommandContext& context) {
     if (!options.quiet)
         context.err << fmt::format("{}: {}: {}\n", options.recording,
                                    RecordingIO::counted(sensors.size(), "sensor"),
-                                   RecordingIO::listed(sensors, sensors.size()));
+                                   RecordingIO::printable(RecordingIO::listed(sensors, sensors.size())));
 }
 
 }  // namespace Kavelin::Cli

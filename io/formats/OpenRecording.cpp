@@ -31,6 +31,10 @@ std::optional<RecordingPlan> planOf(const Sighting& sighting, const std::string&
         std::optional<RecordingPlan> plan = format.plan(sighting);
         if (plan) {
             plan->format = format.name;
+            for (SensorPlan& sensor : plan->sensors) {
+                sensor.name = printable(sensor.name);
+                for (std::string& note : sensor.notes) note = printable(note);
+            }
             return plan;
         }
         if (name.empty()) continue;

@@ -196,7 +196,7 @@ void RecordingReader::chooseRows(const Top& top, const ReaderOptions& options) {
         throw Poco::DataFormatException(noSensor(options.sensor, sensors.names, "holds"));
     others_ = sensors.names;
     chosen_ = options.sensor;
-    schema_.decisions.push_back("sensor " + chosen_);
+    schema_.decisions.push_back("sensor " + shown(chosen_));
 }
 
 /// What messages quote of a header.

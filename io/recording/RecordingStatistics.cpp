@@ -20,6 +20,7 @@ const double kLeastGravity = 5.0;          // m/s^2, root mean square of the spe
 const double kGreatestMeanForce = 60.0;    // m/s^2
 const double kBeyondGyroscopes = 40.0;     // rad/s, root mean square: whatever the declared unit
 const double kLongestStep = 2.0;           // s, of a recording that has rates
+const double kLongestUndeclared = 1.0;     // s, the same where no unit of the time is given
 const double kShortestStep = 1e-5;         // s
 const std::uint64_t kRowsAGlance = 16;     // at the sign of gravity
 const double kClearlyUpwards = -20.0;      // degrees, of the field's dip
@@ -198,7 +199,7 @@ std::vector<std::string> RecordingStatistics::errors(const Schema& schema) const
 
 std::vector<std::string> RecordingStatistics::suspicions(const Schema& schema) const {
     std::vector<std::string> out;
-    if (hasWrongTime()) out.push_back(aboutTime(schema));
+    if (hasWrongTime(schema)) out.push_back(aboutTime(schema));
     if (hasWrongRates(schema)) out.push_back(aboutRates(schema));
     const ChannelCount* force = find("3a");
     if (!force || force->values == 0 || force->greatestSquare == 0.0) return out;
@@ -208,10 +209,11 @@ std::vector<std::string> RecordingStatistics::suspicions(const Schema& schema) c
     return out;
 }
 
-bool RecordingStatistics::hasWrongTime() const {
+bool RecordingStatistics::hasWrongTime(const Schema& schema) const {
     const double step = steps_.usualStep();
     if (rows_ < kFewestRows || step == 0.0) return false;
-    return step < kShortestStep || (step >= kLongestStep && rateIndex_ < channels_.size());
+    const double longest = schema.isTimeUnitDeclared ? kLongestStep : kLongestUndeclared;
+    return step < kShortestStep || (step >= longest && rateIndex_ < channels_.size());
 }
 
 /// The unit that brings the rate of the rows nearest to 100 Hz, which is where most units are.

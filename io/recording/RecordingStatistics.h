@@ -67,7 +67,7 @@ public:
 
 private:
     std::vector<std::string> suspicions(const Schema& schema) const;
-    bool hasWrongTime() const;
+    bool hasWrongTime(const Schema& schema) const;
     bool hasWrongRates(const Schema& schema) const;
     std::string aboutRates(const Schema& schema) const;
     std::string aboutTime(const Schema& schema) const;

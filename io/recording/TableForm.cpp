@@ -137,11 +137,25 @@ public:
         takeUnitsRow();
         takeDevicesRow();
         takeDecimalComma();
-        for (std::size_t i = 0; i < firstRow_ && form_.rate == 0.0; ++i) form_.rate = rateIn(lines_[i]);
+        takeRate();
         return std::move(form_);
     }
 
 private:
+    /// The rate that the lines above the rows give; of several, as of other sensors, none.
+    void takeRate() {
+        for (std::size_t i = 0; i < firstRow_; ++i) {
+            const double rate = rateIn(lines_[i]);
+            if (form_.rate > 0.0 && rate > 0.0 && rate != form_.rate) {
+                form_.whyNoTime =
+                    fmt::format("The lines above it give two rates, {:g} and {:g} Hz", form_.rate, rate);
+                form_.rate = 0.0;
+                return;
+            }
+            if (rate > 0.0) form_.rate = rate;
+        }
+    }
+
     void findRows() {
         firstRow_ = lines_.size();
         const auto forced = hints_.dialect.headerLine;

@@ -237,7 +237,7 @@ private:
         const double rate = hints_.rate > 0.0 ? hints_.rate : form_.rate;
         const std::optional<std::size_t> index = findCounter();
         if (rate <= 0.0) {
-            if (index) {
+            if (index && form_.whyNoTime.empty()) {
                 form_.whyNoTime = form_.columns[*index].raw +
                                   " counts packets, and the file does not say how many a second";
             }

@@ -92,6 +92,14 @@ TEST(TableForm, isFoundOut) {
          table(
              "PacketCounter," + kNames, [](int i) { return std::to_string(i < 9 ? i : i + 3); }, kValues),
          100, "time from PacketCounter at 100 Hz" + kRead + "0 to 0.22 s, 3 lost"},
+        {"rates of other sensors above the table",
+         table("EMG Sampling Rate: 2000\nIMU Sampling Rate: 100\nSample," + kNames, counter(0, k32, 1),
+               kValues),
+         0,
+         "Poco::DataFormatException: rec:3: no time column: found 3a (ax, ay, az), 3g (gx, gy, gz); unknown: "
+         "Sample. The "
+         "lines above it give two rates, 2000 and 100 Hz: give the rate with --rate HZ, or the property "
+         "Rate"},
         {"packets of which most are lost are counted too",
          table(
              "Update Rate:,100,Hz\nPacketCounter," + kNames,
