@@ -55,14 +55,14 @@ FilterCalibration::FilterCalibration(const std::string& name) : Filter(name, tru
 void FilterCalibration::process() {
     if (stale_) settle();
     acceleration_.pass([this](double t, const auto& raw, const auto& calibrated) {
-        if (accelerationCheck_) accelerationCheck_->add(t, raw, calibrated);
+        if (checks_.acceleration) checks_.acceleration->add(t, raw, calibrated);
     });
     rate_.pass([this](double t, const auto& raw, const auto& calibrated) {
-        if (rateCheck_) rateCheck_->add(t, raw, calibrated);
+        if (checks_.rate) checks_.rate->add(t, raw, calibrated);
     });
     field_.pass([this](double, const auto& raw, const auto& calibrated) {
-        if (fieldCheck_) fieldCheck_->add(raw, calibrated);
-        if (isLearning_) learn(raw);
+        if (checks_.field) checks_.field->add(raw, calibrated);
+        if (learning_.isOn) learn(raw);
     });
 }
 
@@ -74,25 +74,23 @@ void FilterCalibration::settle() {
     const Eigen::Matrix3d turn = mount_.get() && file.mount
                                      ? file.mount->q_segment_sensor.normalized().toRotationMatrix()
                                      : Eigen::Matrix3d::Identity();
-    accelerationCheck_.reset();
-    rateCheck_.reset();
-    fieldCheck_.reset();
+    checks_ = {};
     AffineModel acceleration, rate;
     if (file.inertial && file.inertial->acceleration && useAcceleration_.get()) {
         acceleration = *file.inertial->acceleration;
-        accelerationCheck_.emplace(file.inertial->gravity);
+        checks_.acceleration.emplace(file.inertial->gravity);
     }
     if (file.inertial && file.inertial->rate && useRate_.get()) {
         rate = *file.inertial->rate;
-        rateCheck_.emplace();
+        checks_.rate.emplace();
     }
-    if (isLearning_) learner_.start();  // what it saw was seen through the model before
-    fieldOfFile_ = {};
+    if (learning_.isOn) learning_.learner.start();  // what it saw was seen through the model before
+    learning_.ofFile = {};
     if (file.magnetic && useField_.get()) {
-        fieldOfFile_ = file.magnetic->model;
-        fieldCheck_.emplace(file.magnetic->model, file.magnetic->strength);
+        learning_.ofFile = file.magnetic->model;
+        checks_.field.emplace(file.magnetic->model, file.magnetic->strength);
     }
-    AffineModel field = fieldOfFile_;
+    AffineModel field = learning_.ofFile;
     field.offset += Eigen::Vector3d::Map(learnedOffset_.value().data());
     acceleration_.use(acceleration, turn);
     rate_.use(rate, turn);
@@ -125,27 +123,27 @@ void FilterCalibration::onOffset(const Matrix& offset) {
 }
 
 void FilterCalibration::onStartLearning() {
-    learner_.start();
+    learning_.learner.start();
     coverage_.show(0.0);
-    isLearning_ = true;
+    learning_.isOn = true;
 }
 
 void FilterCalibration::learn(const Eigen::Vector3d& raw) {
-    if (!learner_.add(fieldOfFile_.apply(raw))) return;
-    const std::optional<LearnedOffset> now = learner_.result();
+    if (!learning_.learner.add(learning_.ofFile.apply(raw))) return;
+    const std::optional<LearnedOffset> now = learning_.learner.result();
     coverage_.show(now ? now->coverage : 0.0);
 }
 
 void FilterCalibration::onEndLearning() {
-    if (!isLearning_)
+    if (!learning_.isOn)
         throw Poco::InvalidArgumentException("nothing is being learned: Start Learning begins it");
-    isLearning_ = false;
-    const std::optional<LearnedOffset> learned = learner_.result();
+    learning_.isOn = false;
+    const std::optional<LearnedOffset> learned = learning_.learner.result();
     coverage_.show(learned ? learned->coverage : 0.0);
-    const std::string weakness = weaknessOf(learned, learner_.samples(), coverageNeeded_.get());
+    const std::string weakness = weaknessOf(learned, learning_.learner.samples(), coverageNeeded_.get());
     if (!weakness.empty()) throw Poco::InvalidArgumentException("the offset was not learned: " + weakness);
     // Seen through the file's matrix, the centre is matrix * (offset of the rest).
-    const Eigen::Vector3d offset = fieldOfFile_.matrix.inverse() * learned->offset;
+    const Eigen::Vector3d offset = learning_.ofFile.matrix.inverse() * learned->offset;
     learnedOffset_.set(offset.transpose());
 }
 
@@ -154,15 +152,15 @@ std::vector<std::string> FilterCalibration::runErrors() const {
     const auto add = [&](const char* sensor, const std::string& fault) {
         if (!fault.empty()) errors.push_back(std::string(sensor) + ": " + fault);
     };
-    if (accelerationCheck_) add("3a", accelerationCheck_->fault());
-    if (rateCheck_) add("3g", rateCheck_->fault());
-    if (fieldCheck_) add("3m", fieldCheck_->fault());
+    if (checks_.acceleration) add("3a", checks_.acceleration->fault());
+    if (checks_.rate) add("3g", checks_.rate->fault());
+    if (checks_.field) add("3m", checks_.field->fault());
     return errors;
 }
 
 std::vector<std::string> FilterCalibration::runNotes() const {
     std::vector<std::string> notes;
-    if (isLearning_) notes.emplace_back("learning was not ended: no offset was taken from it");
+    if (learning_.isOn) notes.emplace_back("learning was not ended: no offset was taken from it");
     const Matrix& learned = learnedOffset_.value();
     if (!learned.isZero(0.0))
         notes.push_back(
@@ -178,9 +176,9 @@ std::vector<std::string> FilterCalibration::runNotes() const {
             missing.push_back(fmt::format("{} not by {}: there are no samples", what, from));
     };
     const auto& inertial = calibration_->inertial;
-    if (accelerationCheck_) add("3a", acceleration_, *inertial);
-    if (rateCheck_) add(inertial->isRateScaled ? "3g" : "bias of 3g", rate_, *inertial);
-    if (fieldCheck_) add("3m", field_, *calibration_->magnetic);
+    if (checks_.acceleration) add("3a", acceleration_, *inertial);
+    if (checks_.rate) add(inertial->isRateScaled ? "3g" : "bias of 3g", rate_, *inertial);
+    if (checks_.field) add("3m", field_, *calibration_->magnetic);
     if (mount_.get() && calibration_->mount) add("axes of the segment", acceleration_, *calibration_->mount);
     for (const auto& [from, what] : applied)
         notes.push_back(fmt::format("{} by {}", fmt::join(what, ", "), from));

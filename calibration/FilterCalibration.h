@@ -79,14 +79,22 @@ private:
     OrientationInternal::RangeProperty<double> coverageNeeded_{
         "Coverage Needed", this, {.minimum = 0.0, .maximum = 1.0, .step = 0.0, .value = 0.4}};
 
+    /// Of the sensors that are calibrated.
+    struct Checks {
+        std::optional<AccelerationCheck> acceleration;
+        std::optional<RateCheck> rate;
+        std::optional<FieldCheck> field;
+    };
+    struct Learning {
+        bool isOn = false;
+        AffineModel ofFile;  ///< with which the learner sees the field
+        OffsetLearner learner;
+    };
+
     std::optional<Calibration> calibration_;
     bool stale_ = true;  // the sensors do not have what the properties say
-    bool isLearning_ = false;
-    OffsetLearner learner_;
-    AffineModel fieldOfFile_;  // with which the learner sees the field
-    std::optional<AccelerationCheck> accelerationCheck_;
-    std::optional<RateCheck> rateCheck_;
-    std::optional<FieldCheck> fieldCheck_;
+    Checks checks_;
+    Learning learning_;
 };
 
 }  // namespace Kavelin::Calibration
