@@ -31,19 +31,20 @@ UnitFiles::UnitFiles(std::string option, const std::string& text) : option_(std:
 
 std::string UnitFiles::of(const std::string& unit) const {
     if (kind_ == Kind::kNone || kind_ == Kind::kOne) return text_;
+    const std::string shown = RecordingIO::printable(unit);
     if (kind_ == Kind::kFolder) {
         const fs::path file = fs::path(text_) / (unit + ".json");
         std::error_code unknown;
         if (fs::exists(file, unknown)) return file.string();
         throw UsageError(
-            fmt::format("{} '{}': the folder has no {}.json for {}", option_, text_, unit, unit));
+            fmt::format("{} '{}': the folder has no {}.json for {}", option_, text_, shown, shown));
     }
     const auto found = files_.find(unit);
     if (found != files_.end()) return found->second;
     std::vector<std::string> names;
     for (const auto& [name, _] : files_) names.push_back(name);
     throw UsageError(fmt::format("{} '{}': no file for {}; there are {}. \"{}=\" says that it has none",
-                                 option_, text_, unit, RecordingIO::listed(names), unit));
+                                 option_, text_, shown, RecordingIO::listed(names), shown));
 }
 
 void UnitFiles::requireOneEach(const std::string& units) const {
@@ -52,7 +53,7 @@ void UnitFiles::requireOneEach(const std::string& units) const {
         fmt::format("{} '{}' is the file of one unit, and there are several, {}: name one for each, "
                     "NAME=FILE,NAME=FILE, or a "
                     "folder with NAME.json of each",
-                    option_, text_, units));
+                    option_, text_, RecordingIO::printable(units)));
 }
 
 }  // namespace Kavelin::Cli

@@ -81,7 +81,14 @@ void fuseSensors(const FuseOptions& options, CommandContext& context) {
     }
     layout.complete(schemas, mistakes);
     build(builder, mistakes);
-    builder.check({});
+    std::vector<FileUse> written;
+    if (!options.saveLayout.empty())
+        written.push_back({"--save-layout",
+                           "",
+                           options.saveLayout,
+                           true,
+                           {.option = "--save-layout '" + options.saveLayout + "'"}});
+    builder.check(written);
     builder.activateCommands();
     builder.prepareRun();
     requireNoMistake(mistakes);

@@ -29,7 +29,8 @@ Calibration fullCalibration() {
     full.noise.emplace();
     full.noise->acceleration = full.noise->rate = full.noise->field = NoiseFigures{};
     full.noise->rate->randomWalk = {1e-5, kNaN, 0.3};
-    full.mount = MountCalibration{origin, Eigen::Quaterniond(0.5, -0.5, 0.5, 0.5), 1, 3, 5, 12, 6.5, 0.1, 0.02, 0.3, {}};
+    full.mount = MountCalibration{
+        origin, Eigen::Quaterniond(0.5, -0.5, 0.5, 0.5), 1, 3, 5, 12, 6.5, 0.1, 0.02, 0.3, {}};
     return full;
 }
 
@@ -57,6 +58,15 @@ TEST(CalibrationFile, IsDescribedByTheSchemaKeyByKey) {
         for (const auto& [key, _] : written[section].items()) inFile.insert(key);
         EXPECT_EQ(inSchema, inFile) << section;
     }
+}
+
+TEST(CalibrationFile, TheGuideShowsOne) {
+    std::ifstream guide(KAVELIN_SOURCE_DIR "/docs/calibration.md");
+    const std::string text{std::istreambuf_iterator<char>(guide), {}};
+    const std::size_t begin = text.find("```json\n") + 8, end = text.find("```", begin);
+    ASSERT_LT(begin, end);
+    const Calibration shown = parseCalibration(text.substr(begin, end - begin), "guide");
+    EXPECT_TRUE(shown.magnetic && shown.mount);
 }
 
 /// A file whose parts are left out, or written by hand.
