@@ -32,8 +32,8 @@ struct FieldFit {
     double centreDeviation() const;
 };
 
-/// Fits an ellipsoid; where the samples do not determine one, a sphere; where not even that, an ellipse in the plane that they span.
-/// Each patch of directions counts evenly, so that a long rest does not outweigh a turn.
+/// Fits an ellipsoid; where the samples do not determine one, a sphere; where not even that, an ellipse in the
+/// plane that they span. Each patch of directions counts evenly, so that a long rest does not outweigh a turn.
 /// @throws Unsuitable where they determine neither
 FieldFit fitField(const std::vector<FieldSample>& samples, const MagneticSettings& settings);
 

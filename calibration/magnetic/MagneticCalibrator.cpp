@@ -6,10 +6,12 @@
 #include <algorithm>
 #include <cmath>
 
+#include "calibration/magnetic/CorrectionChoice.h"
 #include "calibration/magnetic/FieldFit.h"
 #include "calibration/magnetic/FieldSamples.h"
 #include "calibration/magnetic/GravityAlignment.h"
 #include "calibration/magnetic/MagneticOpinion.h"
+#include "calibration/magnetic/RobustLoss.h"
 #include "calibration/model/Unsuitable.h"
 
 namespace Kavelin::Calibration {
@@ -27,7 +29,6 @@ const double kSignificant = 3.0;             // deviations; a smaller turn may b
 const double kForcesPerField = 0.1;          // independent samples: a hand's acceleration lasts
 const double kGreatestDipScatter = 0.15;     // rad
 const std::size_t kFewestPairs = 50;
-const double kWorthwhile = 0.95;  // of the residual before: what does not get below is noise
 
 void check(const SensorRecording& recording, const MagneticSettings& settings) {
     const SensorTrack& field = recording.field;
@@ -52,22 +53,6 @@ void check(const SensorRecording& recording, const MagneticSettings& settings) {
     }
 }
 
-/// RMS deviation of the norm of vectors from its mean, as a share of the mean, with all directions even.
-template <class Vector>
-double residualOf(const FieldFit& fit, const Vector& vector) {
-    double weight = 0.0, sum = 0.0, squares = 0.0;
-    for (std::size_t i = 0; i < fit.isDisturbed.size(); ++i) {
-        if (fit.isDisturbed[i]) continue;
-        const double w = fit.directionWeights[i];
-        const double norm = vector(i).norm();
-        weight += w;
-        sum += w * norm;
-        squares += w * norm * norm;
-    }
-    const double mean = sum / weight;
-    return std::sqrt(std::max(0.0, squares / weight - mean * mean)) / mean;
-}
-
 /// Whether the data show a turn that is worth applying.
 bool isShown(const GravityAlignment& found) {
     return found.deviation <= kGreatestTurnDeviation && found.turn > kSmallestTurn &&
@@ -75,14 +60,15 @@ bool isShown(const GravityAlignment& found) {
            found.scatterAfter < found.scatterBefore;
 }
 
-AlignmentSeen align(const std::vector<FieldSample>& samples, const FieldFit& fit) {
+AlignmentSeen align(const std::vector<FieldSample>& samples, const FieldFit& fit,
+                    const EllipsoidModel& model) {
     AlignmentSeen seen;
     std::vector<FieldAndUp> pairs;
     double all = 0.0, used = 0.0;
     for (std::size_t i = 0; i < samples.size(); ++i) {
         all += fit.directionWeights[i];
         if (!samples[i].up || fit.isDisturbed[i]) continue;
-        pairs.push_back({fit.norm.model.toSphere(samples[i].field), samples[i].up->normalized(),
+        pairs.push_back({model.toSphere(samples[i].field), samples[i].up->normalized(),
                          kForcesPerField * fit.directionWeights[i]});
         used += fit.directionWeights[i];
     }
@@ -92,14 +78,14 @@ AlignmentSeen align(const std::vector<FieldSample>& samples, const FieldFit& fit
     return seen;
 }
 
-/// Norm of the calibrated field: the radius; with an axis left as it is, the median of what comes out.
+/// Median norm of what a model makes of the samples.
 double strengthOf(const FieldFit& fit, const AffineModel& model, const std::vector<FieldSample>& samples) {
-    if (!fit.normal) return fit.norm.model.radius() * std::cbrt(model.matrix.determinant());
-    std::vector<double> norms;
-    for (const FieldSample& sample : samples) norms.push_back(model.apply(sample.field).norm());
-    const auto middle = norms.begin() + static_cast<std::ptrdiff_t>(norms.size() / 2);
-    std::nth_element(norms.begin(), middle, norms.end());
-    return *middle;
+    std::vector<std::pair<double, double>> norms;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        if (!fit.isDisturbed[i])
+            norms.emplace_back(model.apply(samples[i].field).norm(), fit.directionWeights[i]);
+    }
+    return weightedMedian(std::move(norms));
 }
 
 }  // namespace
@@ -108,33 +94,30 @@ MagneticCalibration calibrateField(const SensorRecording& recording, const Magne
     check(recording, settings);
     const std::vector<FieldSample> samples = fieldSamples(recording, settings.mostSamples);
     const FieldFit fit = fitField(samples, settings);
-    const EllipsoidModel& ellipsoid = fit.norm.model;
+    const CorrectionChoice choice = chooseCorrection(fit, samples);
+    const bool isCorrected = choice.extent != CorrectionChoice::Extent::kNone;
 
     MagneticCalibration calibration;
     calibration.unit = settings.unit;
     calibration.samples = recording.field.size();
     calibration.coverage = fit.coverage;
     calibration.disturbed = fit.disturbedShare();
-    calibration.offsetDeviation = fit.centreDeviation() * ellipsoid.radius();
-    calibration.residualBefore = residualOf(fit, [&](std::size_t i) { return fit.part(samples[i].field); });
-    calibration.residualAfter =
-        residualOf(fit, [&](std::size_t i) { return ellipsoid.toSphere(fit.part(samples[i].field)); });
+    calibration.offsetDeviation = fit.centreDeviation() * fit.norm.model.radius();
+    calibration.residualBefore = choice.before;
+    calibration.residualAfter = choice.after;
 
-    const AlignmentSeen alignment = align(samples, fit);
+    const AlignmentSeen alignment = align(samples, fit, choice.model);
     Matrix3d turn = Matrix3d::Identity();
     if (alignment.found && alignment.found->scatterAfter <= kGreatestDipScatter)
         calibration.dip = alignment.found->dip;
     if (alignment.isApplied) turn = alignment.found->R_acc_mag;
-    const bool isWorthwhile = calibration.residualAfter < kWorthwhile * calibration.residualBefore;
-    if (isWorthwhile) calibration.model.offset = ellipsoid.centre;
-    calibration.model.matrix =
-        turn * (isWorthwhile ? Matrix3d(ellipsoid.shape * ellipsoid.radius()) : Matrix3d::Identity());
+    calibration.model.offset = choice.model.centre;
+    calibration.model.matrix = turn * choice.model.shape * choice.model.radius();
     calibration.strength = strengthOf(fit, calibration.model, samples);
     calibration.opinion = opinionOf(calibration, fit, alignment, samples);
-    if (!isWorthwhile) {
-        calibration.residualAfter = calibration.residualBefore;
+    if (!isCorrected) {
         calibration.opinion.remarks.push_back(
-            "the norm is as even without a correction: hard and soft iron are left as they are");
+            "the samples prove neither hard nor soft iron: both are left as they are");
     }
     return calibration;
 }

@@ -1,0 +1,87 @@
+#include "calibration/magnetic/CorrectionChoice.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "calibration/magnetic/NormRefinement.h"
+
+namespace Kavelin::Calibration {
+
+namespace {
+
+using Eigen::Matrix3d;
+using Eigen::Vector3d;
+using Extent = CorrectionChoice::Extent;
+
+const double kCentre = 3.0, kShape = 5.0;  // unknowns
+const double kNoSoftIron = 1e-3;           // prior deviation of its terms
+const double kMostLeft = 0.7;    // of the variance: what is corrected is no trifle beside what is left
+const double kLeastProof = 0.1;  // of the variance; it proves any correction
+
+/// Whether a correction makes the norms more even than its unknowns do by chance.
+bool isProved(double before, double after, double unknowns, double patches) {
+    const double byChance = 1.0 - (unknowns + 3.0 * std::sqrt(2.0 * unknowns)) / patches;
+    return after * after < std::clamp(byChance, kLeastProof, kMostLeft) * before * before;
+}
+
+/// The samples that count, and their weights.
+struct Undisturbed {
+    std::vector<Vector3d> points;
+    std::vector<double> weights;
+
+    Undisturbed(const FieldFit& fit, const std::vector<FieldSample>& samples) {
+        for (std::size_t i = 0; i < samples.size(); ++i) {
+            if (fit.isDisturbed[i]) continue;
+            points.push_back(fit.part(samples[i].field));
+            weights.push_back(fit.directionWeights[i]);
+        }
+    }
+
+    /// RMS deviation of the norm from its mean, as a share of the mean.
+    double residual(const EllipsoidModel& model) const {
+        double weight = 0.0, sum = 0.0, squares = 0.0;
+        for (std::size_t i = 0; i < points.size(); ++i) {
+            const double norm = model.toSphere(points[i]).norm();
+            weight += weights[i];
+            sum += weights[i] * norm;
+            squares += weights[i] * norm * norm;
+        }
+        const double mean = sum / weight;
+        return std::sqrt(std::max(0.0, squares / weight - mean * mean)) / mean;
+    }
+};
+
+}  // namespace
+
+CorrectionChoice chooseCorrection(const FieldFit& fit, const std::vector<FieldSample>& samples) {
+    const Undisturbed seen(fit, samples);
+    const EllipsoidModel& full = fit.norm.model;
+    const auto patches = static_cast<double>(std::count(fit.isSeen.begin(), fit.isSeen.end(), true));
+    CorrectionChoice choice;
+    choice.before = seen.residual({});
+    const double both = seen.residual(full);
+    double hardIron = both;
+    EllipsoidModel sphere = full;
+    if (!fit.normal && !fit.isNearlySphere) {
+        sphere.shape = Matrix3d::Identity() / full.radius();
+        EllipsoidPrior prior;
+        prior.softIronDeviation = kNoSoftIron;
+        sphere = refineNorm(seen.points, seen.weights, sphere, false, prior).model;
+        hardIron = seen.residual(sphere);
+    }
+    const bool isSoftIron = both < hardIron && isProved(hardIron, both, kShape, patches);
+    if (isSoftIron && isProved(choice.before, both, kCentre + kShape, patches)) {
+        choice.extent = Extent::kBoth;
+        choice.model = full;
+        choice.after = both;
+    } else if (!isSoftIron && isProved(choice.before, hardIron, kCentre, patches)) {
+        choice.extent = Extent::kHardIron;
+        choice.model = sphere;
+        choice.after = hardIron;
+    } else {
+        choice.after = choice.before;
+    }
+    return choice;
+}
+
+}  // namespace Kavelin::Calibration
