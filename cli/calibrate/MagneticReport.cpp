@@ -31,6 +31,7 @@ std::string axesLines(const Matrix3d& matrix) {
         Eigen::Index largest = 0;
         axis.cwiseAbs().maxCoeff(&largest);
         if (axis[largest] < 0.0) axis = -axis;
+        axis = ((100.0 * axis).array().round() / 100.0 + 0.0).matrix();  // no -0.00
         text += fmt::format("{}{:.3f} along ({:.2f}, {:.2f}, {:.2f})", i == 2 ? "soft iron: axes " : ", ",
                             1.0 / parts.singularValues()[i], axis.x(), axis.y(), axis.z());
     }
@@ -50,7 +51,7 @@ std::string magneticReport(const MagneticCalibration& found) {
     const Vector3d& offset = found.model.offset;
     std::string text = fmt::format("{} samples of the field, {:.2g} % of them disturbed\n", found.samples,
                                    100.0 * found.disturbed);
-    text += fmt::format("norm: {:.4g}{}; it varied by {:.2g} %, calibrated by {:.2g} %\n", found.strength,
+    text += fmt::format("norm: {:.4g}{}; it varied by {:.2f} %, calibrated by {:.2f} %\n", found.strength,
                         unit, 100.0 * found.residualBefore, 100.0 * found.residualAfter);
     text += fmt::format("hard iron: ({:.2f}, {:.2f}, {:.2f}){}, known to {:.2g}{}\n", offset.x(), offset.y(),
                         offset.z(), unit, found.offsetDeviation, unit);
