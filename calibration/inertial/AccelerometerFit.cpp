@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numbers>
 
 #include "calibration/inertial/LevenbergMarquardt.h"
 #include "calibration/inertial/RobustWeights.h"
@@ -93,7 +94,7 @@ private:
 /// The direction in which the calibrated norm is least certain.
 void findLeastCertain(AccelerometerFit& fit, const Eigen::MatrixXd& covariance, double gravity) {
     constexpr int kDirections = 400;  // a spiral around the sphere: nine degrees apart
-    const double goldenAngle = M_PI * (3.0 - std::sqrt(5.0));
+    const double goldenAngle = std::numbers::pi * (3.0 - std::sqrt(5.0));
     const Eigen::Matrix3d inverse = fit.model.matrix.inverse();
     for (int i = 0; i < kDirections; ++i) {
         const double z = 1.0 - (2.0 * i + 1.0) / kDirections;

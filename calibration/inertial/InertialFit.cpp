@@ -137,7 +137,7 @@ void scaleRate(const SensorRecording& recording, const std::vector<Rest>& rests,
                InertialCalibration& result) {
     const Turns turns =
         findTurns(recording.rate, rests, directionsOf(rests, *result.acceleration), restingRateOf(rests));
-    const std::size_t unusable = turns.withGaps + turns.unseen;
+    const std::size_t unusable = turns.withGaps + turns.unseen + turns.tooLong;
     if (unusable > 0) result.opinion.remarks.push_back(turnsLeftOut(unusable));
     const GyroscopeFit fit = fitGyroscope(turns.usable, result.accelerationUncertainty / result.gravity);
     result.turns = turns.usable.size();

@@ -156,7 +156,8 @@ std::string rateDrifts(double drift) {
 }
 
 std::string turnsLeftOut(std::size_t count) {
-    return fmt::format("{} left out: the rates have gaps, or do not show the turn", counted(count, "turn"));
+    return fmt::format("{} left out: the rates have gaps or do not show it, or it took more than 30 s",
+                       counted(count, "turn"));
 }
 
 std::string otherTurns(double residual) {

@@ -21,28 +21,30 @@ struct InertialFaults {
 /// ends slowly, and takes the time of a hand.
 class PoseRecording {
 public:
-    static constexpr double kStep = 0.02;  // s
     static constexpr double kGravity = 9.80665;
 
-    PoseRecording(const InertialFaults& faults, std::uint64_t seed) : faults_(faults), random_(seed) {}
+    /// @param step s, between samples
+    PoseRecording(const InertialFaults& faults, std::uint64_t seed, double step = 0.02)
+        : faults_(faults), random_(seed), step_(step) {}
 
     Eigen::Vector3d direction() {
         return Eigen::Vector3d(random_.normal(), random_.normal(), random_.normal()).normalized();
     }
     RecordingIO::Random& random() { return random_; }
+    double time() const { return t_; }
 
     void rest(double seconds) {
-        for (const double end = t_ + seconds; t_ < end; t_ += kStep) add(Eigen::Vector3d::Zero());
+        for (const double end = t_ + seconds; t_ < end; t_ += step_) add(Eigen::Vector3d::Zero());
     }
     /// Turns by a rotation vector (rad, sensor frame) within 2 s.
     void turn(const Eigen::Vector3d& rotation) {
-        constexpr int kSamples = 100;
+        const int samples = static_cast<int>(std::lround(2.0 / step_));
         const Eigen::Quaterniond before = q_;
-        for (int i = 1; i < kSamples; ++i, t_ += kStep) {
-            const double phase = 2.0 * M_PI * i / kSamples;
+        for (int i = 1; i < samples; ++i, t_ += step_) {
+            const double phase = 2.0 * M_PI * i / samples;
             q_ = before * OrientationInternal::quaternionFromRotationVector(
                               rotation * (phase - std::sin(phase)) / (2.0 * M_PI));
-            add(rotation * (1.0 - std::cos(phase)) / (kSamples * kStep));
+            add(rotation * (1.0 - std::cos(phase)) / (samples * step_));
         }
         q_ = before * OrientationInternal::quaternionFromRotationVector(rotation);
     }
@@ -69,6 +71,7 @@ private:
 
     InertialFaults faults_;
     RecordingIO::Random random_;
+    double step_;
     double t_ = 0.0;
     Eigen::Quaterniond q_ = Eigen::Quaterniond::Identity();
 };
