@@ -178,6 +178,7 @@ std::vector<std::string> FilterCsvReader::runNotes() const {
     if (!isOpen()) return {};
     const Schema& schema = stream_->recording().schema();
     std::vector<std::string> notes = stream_->statistics().warnings(schema);
+    if (std::string field = stream_->statistics().warningOfField(); !field.empty()) notes.push_back(field);
     std::vector<std::string> decisions = schema.decisions;
     if (const std::uint64_t lost = stream_->statistics().lost(); lost > 0)
         decisions.push_back(counted(lost, "packet") + " lost");

@@ -71,7 +71,9 @@ std::string FieldCheck::fault() const {
             return seen + fmt::format("is it in {}? The calibration is not; say the unit with --units", unit);
         return seen + reason;
     }
-    if (after_.scatter() > kWorse * before_.scatter() + kWorseField)
+    // A great offset hides what scatters: the norm is nearly that of the offset.
+    const bool isComparable = before_.mean() < kSameUnit * strength_;
+    if (isComparable && after_.scatter() > kWorse * before_.scatter() + kWorseField)
         return fmt::format(
             "the norm of the field scatters by {:.1f} % after the calibration and by {:.1f} % before: {}",
             100 * after_.scatter(), 100 * before_.scatter(), reason);

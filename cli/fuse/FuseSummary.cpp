@@ -168,9 +168,13 @@ std::vector<std::string> warningsOf(const FuseSummary& summary) {
     std::vector<std::string> warnings = summary.statistics.warnings(summary.schema);
     if (summary.outputRate > 0.0)
         std::erase_if(warnings, [](const std::string& one) { return one.starts_with(kRateNotUsed); });
-    const std::string dip = summary.judged && summary.hasField ? warningOfDip(*summary.judged) : "";
+    const std::optional<double> share = ironShare(summary);
+    const bool isRaw = share || !summary.calibration.empty();
+    const std::string field = isRaw ? "" : summary.statistics.warningOfField();
+    if (!field.empty()) warnings.push_back(field);
+    const std::string dip = summary.judged && summary.hasField && !share ? warningOfDip(*summary.judged) : "";
     if (!dip.empty()) warnings.push_back(dip);
-    if (const std::optional<double> share = ironShare(summary)) warnings.push_back(warningOfIron(*share));
+    if (share) warnings.push_back(warningOfIron(*share));
     warnings.insert(warnings.end(), summary.notes.begin(), summary.notes.end());
     return warnings;
 }

@@ -144,7 +144,6 @@ std::vector<std::string> RecordingStatistics::warnings(const Schema& schema) con
                             mean));
         }
     }
-    warnOfGravity(out);
     warnOfSteps(out);
     if (rows_ < kEnoughRows) {
         for (const std::string& suspicion : suspicions(schema)) out.push_back(suspicion);
@@ -172,14 +171,13 @@ void RecordingStatistics::warnOfChannels(std::vector<std::string>& out) const {
     }
 }
 
-void RecordingStatistics::warnOfGravity(std::vector<std::string>& out) const {
-    if (const double dip = gravity_.dip(); dip < kClearlyUpwards) {
-        out.push_back(fmt::format(
-            "the field points up by {:.0f} degrees, if the acceleration points up at rest: right in the "
-            "southern "
-            "hemisphere; in the northern, the acceleration has the opposite sign: 3a = inverted (--axes)",
-            -dip));
-    }
+std::string RecordingStatistics::warningOfField() const {
+    const double dip = gravity_.dip();
+    if (!(dip < kClearlyUpwards)) return {};
+    return fmt::format(
+        "the field points up by {:.0f} degrees, if the acceleration points up at rest: right in the southern "
+        "hemisphere; in the northern, the acceleration has the opposite sign: 3a = inverted (--axes)",
+        -dip);
 }
 
 void RecordingStatistics::warnOfSteps(std::vector<std::string>& out) const {

@@ -60,6 +60,9 @@ public:
     /// a value, an accelerometer in g that does not say so, a clipped gyroscope, gaps,
     /// equal time stamps, values repeated.
     std::vector<std::string> warnings(const Schema& schema) const;
+    /// The same of a field that points up, as with the wrong sign of gravity; it means nothing for a magnetometer that is
+    /// not calibrated. Empty where there is nothing to say.
+    std::string warningOfField() const;
     /// The same for data that cannot be right, so that results from it are wrong: undeclared deg/s, raw
     /// counts, linear acceleration, time in another unit than declared. A handful of rows gives only a
     /// suspicion, which is among the warnings.
@@ -74,7 +77,6 @@ private:
     std::string aboutForce(const Schema& schema, const ChannelCount& force) const;
     void warnOfChannels(std::vector<std::string>& out) const;
     void watchGravity(const Row& row);
-    void warnOfGravity(std::vector<std::string>& out) const;
     void warnOfSteps(std::vector<std::string>& out) const;
 
     std::vector<ChannelCount> channels_;
