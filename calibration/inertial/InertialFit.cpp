@@ -161,8 +161,17 @@ void scaleRate(const SensorRecording& recording, const std::vector<Rest>& rests,
     result.turnResidualAfter = fit.residualAfter;
 }
 
-/// The bias at rest.
-void calibrateRate(const std::vector<Rest>& rests, InertialCalibration& result) {
+bool isConstant(const SensorTrack& track) {
+    return std::all_of(track.values.begin(), track.values.end(),
+                       [&](const Eigen::Vector3d& value) { return value == track.values.front(); });
+}
+
+/// The bias at rest, of a gyroscope that is switched on.
+void calibrateRate(const SensorTrack& rate, const std::vector<Rest>& rests, InertialCalibration& result) {
+    if (!rate.isEmpty() && isConstant(rate)) {
+        lower(result.opinion, Grade::kFair, rateIsConstant());
+        return;
+    }
     const RestingRate resting = restingRateOf(rests);
     if (resting.samples == 0) return;
     result.rate.emplace();
@@ -195,7 +204,8 @@ InertialCalibration calibrateInertial(const SensorRecording& recording, const In
     if (!recording.acceleration.isEmpty()) {
         result.poses = countDifferent(posesOf(rests, settings.gravity).accelerations, kPoseAngle);
     }
-    calibrateRate(rests, result);
+    calibrateRate(recording.rate, rests, result);
+    if (recording.acceleration.isEmpty() && !result.rate) throw Unsuitable(rateIsConstant());
     if (result.rate && isOnePose(recording, rests, result.poses, settings.rests)) {
         lower(result.opinion, Grade::kFair, biasAlone(recording));
         return result;

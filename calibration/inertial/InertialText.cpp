@@ -149,6 +149,8 @@ std::string biasAlone(const SensorRecording& recording) {
         kPosesForCrossTerms, kHowTo);
 }
 
+std::string rateIsConstant() { return "all rates are the same number: is the gyroscope switched off?"; }
+
 std::string rateDrifts(double drift) {
     return fmt::format(
         "the rate at rest changes by {:.2g} degrees/s during the recording: let the unit warm up",

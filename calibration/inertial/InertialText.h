@@ -32,6 +32,7 @@ std::string unsteady(double residual);
 std::string noBetter(double residual);
 
 std::string biasAlone(const SensorRecording& recording);
+std::string rateIsConstant();
 std::string rateDrifts(double drift);
 std::string turnsLeftOut(std::size_t count);
 std::string otherTurns(double residual);

@@ -73,6 +73,10 @@ NoiseFigures figuresOf(const SensorNoise& noise) {
     return figures;
 }
 
+bool showsNoise(const std::optional<NoiseFigures>& figures) {
+    return figures && !figures->whiteNoise.array().isNaN().all();
+}
+
 /// What is said of a sensor's figures, and the grade for it.
 void judge(const char* sensor, const NoiseFigures& figures, double longest, Opinion& opinion) {
     if (!figures.whiteNoise.allFinite()) {
@@ -130,6 +134,9 @@ NoiseStudy calibrateNoise(const SensorRecording& recording) {
         found.opinion.remarks.push_back(fault);
     }
     if (!found.acceleration && !found.rate && !found.field) throw Unsuitable(faults);
+    if (!showsNoise(found.acceleration) && !showsNoise(found.rate) && !showsNoise(found.field)) {
+        throw Unsuitable(nothingChanges());
+    }
     return result;
 }
 

@@ -33,6 +33,11 @@ std::string durationText(double seconds) {
 
 std::string noSamples() { return "the recording has no samples of a sensor over any time"; }
 
+std::string nothingChanges() {
+    return "no sensor shows white noise: are they switched off, or their values rounded or smoothed? Record "
+           "raw values";
+}
+
 std::string notStill(const std::vector<Interval>& still, const Interval& longest, const Interval& all) {
     if (all.to - all.from < kShortestStillness) {
         return fmt::format(

@@ -11,6 +11,7 @@ namespace Kavelin::Calibration {
 // What is said of a noise calibration: what was seen, and what to do. Times in s.
 
 std::string noSamples();
+std::string nothingChanges();
 std::string notStill(const std::vector<Interval>& still, const Interval& longest, const Interval& all);
 std::string partUsed(const Interval& used, const Interval& all);
 std::string tooManyGaps(const char* sensor, double longest);

@@ -181,6 +181,23 @@ TEST(InertialFit, LeavesOutATurnWithAGapAndARestThatDoesNotFit) {
     EXPECT_LT(normError(*found.acceleration, faults.acceleration), 0.02);
 }
 
+TEST(InertialFit, ABiasThatDriftsIsThatOfTheRestsAroundATurn) {
+    const InertialFaults faults = randomFaults(8);
+    SensorRecording recording = posesOf(faults, 8, 22).recording;
+    SensorTrack& rate = recording.rate;
+    for (std::size_t i = 0; i < rate.size(); ++i) rate.values[i].x() += 2e-4 * rate.times[i];
+    const InertialCalibration found = calibrateInertial(recording);
+    EXPECT_THAT(found.opinion.remarks, ElementsAre(HasSubstr("let the unit warm up")));
+    ASSERT_TRUE(found.isRateScaled);
+    EXPECT_LT((found.rate->matrix - faults.rate.matrix).norm(), 0.01);
+    // As if clips of the poses were joined.
+    for (std::size_t i = 0; i < rate.size(); ++i) rate.values[i].setConstant(i % 2 ? 0.001 : 0.0);
+    const InertialCalibration joined = calibrateInertial(recording);
+    EXPECT_FALSE(joined.isRateScaled);
+    EXPECT_THAT(joined.opinion.remarks,
+                testing::Contains(HasSubstr("21 turns left out: the rates have gaps or do not show it")));
+}
+
 TEST(InertialFit, RefusesWhatDoesNotShowIt) {
     const InertialFaults none;
     PoseRecording alike(none, 1), moving(none, 2), few(none, 3), ring(none, 4);
@@ -194,6 +211,9 @@ TEST(InertialFit, RefusesWhatDoesNotShowIt) {
     }
     for (int i = 0; i < 4; ++i) few.rest(3.0), few.turnUp(Eigen::Vector3d::Unit(i % 3));
     SensorRecording five = alike.recording, inG = posesOf(none, 5, 10).recording;
+    SensorRecording off = alike.recording;
+    off.acceleration = {};
+    for (Eigen::Vector3d& value : off.rate.values) value.setZero();
     SensorRecording knocked = posesOf(none, 7, 13).recording;
     for (std::size_t i = 0; i < knocked.acceleration.size(); ++i)
         knocked.acceleration.values[i].x() += i / 350 % 3 == 0 ? 0.6 : 0.0;
@@ -207,6 +227,7 @@ TEST(InertialFit, RefusesWhatDoesNotShowIt) {
         const char* said;
     } rows[] = {
         {"no sensor", {}, "neither accelerations nor rates"},
+        {"gyroscope alone, switched off", off, "all rates are the same number"},
         {"five rows", five, "5 samples in 0.08 s are too few"},
         {"no rest", moving.recording, "never still for 2 seconds"},
         {"poses alike", alike.recording,
@@ -250,6 +271,7 @@ TEST(InertialFit, CalibratesARealPhone) {
     }
     const InertialCalibration posed = calibrateInertial(readPlainTable(folder / "acc/imu.csv"));
     EXPECT_EQ(posed.poses, 10u);
+    EXPECT_THAT(posed.opinion.remarks, testing::Contains(HasSubstr("no other rest checks that from 24.")));
     EXPECT_GT(posed.accelerationResidualBefore, 0.15);
     EXPECT_LT(posed.accelerationResidualAfter, 0.01);
     EXPECT_GT(posed.turnResidualBefore, 9.0 * kDegree);

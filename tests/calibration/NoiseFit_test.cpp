@@ -169,8 +169,9 @@ TEST(NoiseFit, AnAxisThatDoesNotChangeHasNoFigures) {
 
 TEST(NoiseFit, RefusesWhatShowsNoNoise) {
     SensorTrack moving = noisyTrack(5, {.white = 0.002}, 60.0), late = moving, gappy = moving,
-                uneven = moving;
+                uneven = moving, off = moving;
     for (std::size_t i = 0; i < moving.size(); ++i) {
+        off.values[i].setConstant(0.5);
         moving.values[i].x() += std::sin(2.0 * moving.times[i]);
         if (i % 300 < 40) late.values[i].z() += i % 2 ? 1.0 : -1.0;
         gappy.times[i] += static_cast<double>(i / 300);
@@ -184,6 +185,7 @@ TEST(NoiseFit, RefusesWhatShowsNoNoise) {
         {"nothing", {}, "no samples"},
         {"five rows", noisyTrack(5, {.white = 0.002}, 0.25),
          "0.2 s are too short: leave the unit still for 20 s"},
+        {"switched off", off, "no sensor shows white noise: are they switched off"},
         {"ten seconds", noisyTrack(5, {.white = 0.002}, 10.0), "9.95 s are too short"},
         {"moving", moving, "the unit lies still for 0.25 s at most: it moves"},
         {"knocked", late, "lies still for 12."},
