@@ -57,6 +57,7 @@ const std::vector<Quantity>& quantities() {
         {"3a", {"acc"}},
         {"3a", {"accel"}},
         {"3a", {"acceleration"}},
+        {"3a", {"accelero"}},
         {"3a", {"accelerometer"}},
         {"3g", {"gyr"}},
         {"3g", {"gyro"}},
@@ -79,9 +80,9 @@ const std::vector<Quantity>& quantities() {
 const std::string_view kFillers[] = {"raw",  "cal",   "calibrated", "calib", "axis",
                                      "data", "value", "sensor",     "field", "component"};
 // Words of a name that no filter takes.
-const std::string_view kForeign[] = {"linear", "lin",   "free", "user",        "gravity", "earth",
-                                     "global", "world", "bias", "offset",      "temp",    "temperature",
-                                     "std",    "var",   "norm", "uncalibrated"};
+const std::string_view kForeign[] = {"linear", "lin",   "free", "user",         "gravity",   "earth",
+                                     "global", "world", "bias", "offset",       "temp",      "temperature",
+                                     "std",    "var",   "norm", "uncalibrated", "covariance"};
 
 // Units as they are written where brackets cannot be.
 struct SuffixUnit {
@@ -116,21 +117,40 @@ std::size_t axisOf(std::string_view pin, std::string_view word) {
     return letter != std::string_view::npos ? letter : std::min<std::size_t>(digits.find(word[0]), 4);
 }
 
-/// "accx" in two: many write the axis without a separator.
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+bool isQuantity(std::string_view word) {
+    return std::ranges::any_of(quantities(), [&](const Quantity& quantity) {
+        return quantity.words.size() == 1 && quantity.words[0] == word;
+    });
+}
+
+/// "accx", "xacc" in two: many write the axis without a separator.
 void splitAxes(std::vector<Word>& words) {
     for (std::size_t i = 0; i < words.size(); ++i) {
         const std::string_view lower = words[i].lower;
         if (lower.size() < 3) continue;
         const std::string_view stem = lower.substr(0, lower.size() - 1);
-        const bool isQuantity = std::ranges::any_of(quantities(), [&](const Quantity& quantity) {
-            return quantity.words.size() == 1 && quantity.words[0] == stem;
-        });
-        if (!isQuantity || axisOf("quat", lower.substr(lower.size() - 1)) == 4) continue;
         const std::string_view text = words[i].text;
+        if (axisOf("3a", lower.substr(0, 1)) < 3 && !isDigit(lower[0]) && isQuantity(lower.substr(1))) {
+            words[i] = {text.substr(0, 1), lowered(text.substr(0, 1))};
+            words.insert(words.begin() + static_cast<std::ptrdiff_t>(++i),
+                         {text.substr(1), lowered(text.substr(1))});
+            continue;
+        }
+        if (!isQuantity(stem) || axisOf("quat", lower.substr(lower.size() - 1)) == 4) continue;
         words[i] = {text.substr(0, text.size() - 1), std::string(stem)};
         const std::string_view axis = text.substr(text.size() - 1);
         words.insert(words.begin() + static_cast<std::ptrdiff_t>(++i), {axis, lowered(axis)});
     }
+}
+
+/// "accelerometer", "gyro": a second word for the same.
+bool isOfPin(const std::string& pin, std::string_view word) {
+    if (pin == "3g" && word == "rotation") return true;
+    return std::ranges::any_of(quantities(), [&](const Quantity& quantity) {
+        return quantity.pin == pin && quantity.words.size() == 1 && quantity.words[0] == word;
+    });
 }
 
 /// Takes the words of a quantity out.  @return its pin; empty where there is none
@@ -164,6 +184,9 @@ std::string takeUnit(std::vector<Word>& words) {
     return {};
 }
 
+/// Whether the words are a unit, and nothing else.
+bool isUnit(std::vector<Word> words) { return !takeUnit(words).empty() && words.empty(); }
+
 }  // namespace
 
 std::optional<ColumnMeaning> meaningOf(std::string_view name) {
@@ -175,10 +198,20 @@ std::optional<ColumnMeaning> meaningOf(std::string_view name) {
     ColumnMeaning meaning;
     meaning.pin = isForeign ? std::string() : takeQuantity(words, place);
     if (meaning.pin.empty()) return std::nullopt;
-    // The axis comes behind the quantity, perhaps with a unit before it or behind it.
+    // The axis comes behind the quantity, perhaps with a unit before it or behind it, or right before it.
     std::vector<Word> behind(words.begin() + static_cast<std::ptrdiff_t>(place), words.end());
     words.resize(place);
-    std::erase_if(behind, [](const Word& word) { return isOneOf(kFillers, word.lower); });
+    for (std::vector<Word>* part : {&words, &behind}) {
+        std::erase_if(*part, [&](const Word& word) {
+            return isOneOf(kFillers, word.lower) || isOfPin(meaning.pin, word.lower);
+        });
+    }
+    const bool isAxisBefore = !words.empty() && words.back().lower.find_first_of("xyz") == 0 &&
+                              words.back().lower.size() == 1 && meaning.pin != "quat";
+    if (isAxisBefore && (behind.empty() || isUnit(behind))) {
+        behind.push_back(words.back());
+        words.pop_back();
+    }
     if (behind.empty()) return std::nullopt;
     if (meaning.axis = axisOf(meaning.pin, behind.back().lower); meaning.axis < 4) {
         behind.pop_back();
@@ -191,7 +224,6 @@ std::optional<ColumnMeaning> meaningOf(std::string_view name) {
         behind.pop_back();
     }
     words.insert(words.end(), behind.begin(), behind.end());
-    std::erase_if(words, [](const Word& word) { return isOneOf(kFillers, word.lower); });
     const char* end = nullptr;  // of the word before; a capital begins a word, but does not separate it
     for (const Word& word : words) {
         const bool isApart = end != nullptr && word.text.data() != end;

@@ -25,12 +25,15 @@ struct AxisFamily {
 
 const std::vector<AxisFamily>& families() {
     static const std::vector<AxisFamily> all = {
-        {"3a", {"a", "acc", "accel", "accelerometer", "acceleration", "3a"}, {"x", "y", "z"}, {}},
-        {"3g",
-         {"g", "gyr", "gyro", "gyroscope", "angularrate", "angularvelocity", "omega", "3g"},
+        {"3a",
+         {"a", "acc", "accel", "accelero", "accelerometer", "acceleration", "3a", "arss"},
          {"x", "y", "z"},
          {}},
-        {"3m", {"m", "mag", "magn", "magnetometer", "magneticfield", "3m"}, {"x", "y", "z"}, {}},
+        {"3g",
+         {"g", "gyr", "gyro", "gyroscope", "angularrate", "angularvelocity", "omega", "3g", "wrss"},
+         {"x", "y", "z"},
+         {}},
+        {"3m", {"m", "mag", "magn", "magneto", "magnetometer", "magneticfield", "3m"}, {"x", "y", "z"}, {}},
         {"quat",
          {"q", "quat", "quatq", "quaternion", "quaternionq"},
          {"w", "x", "y", "z"},
@@ -91,6 +94,30 @@ std::optional<ColumnGroup> bestGroup(const std::vector<ColumnName>& columns, con
     return best;
 }
 
+/// Whether a group under a name that may mean anything else is meant: a field is "Bx", or has its unit.
+bool isMeant(const std::vector<ColumnName>& columns, const ColumnGroup& group) {
+    const ColumnName& first = columns[group.columns.front()];
+    if (group.pin == "3g") return first.key.size() == 2 || findUnit(Quantity::kRate, first.unit);
+    return first.name.starts_with('B') || findUnit(Quantity::kField, first.unit);
+}
+
+/// Rates called w or as, and, where no other field is there, fields called B or h.
+std::optional<ColumnGroup> groupOfOneLetter(const std::vector<ColumnName>& columns,
+                                            const std::vector<bool>& used, const AxisFamily& family) {
+    if (family.pin == "3m") {
+        const auto other = bestGroup(columns, std::vector<bool>(columns.size(), false), family);
+        if (other && other->missing.empty()) return std::nullopt;
+    }
+    const std::vector<std::string_view> names = family.pin == "3g" ? std::vector<std::string_view>{"w", "as"}
+                                                : family.pin == "3m" ? std::vector<std::string_view>{"b", "h"}
+                                                                     : std::vector<std::string_view>{};
+    for (const std::string_view name : names) {
+        ColumnGroup group = collect(columns, used, family.pin, name, family.axes);
+        if (!group.columns.empty() && group.missing.empty() && isMeant(columns, group)) return group;
+    }
+    return std::nullopt;
+}
+
 /// Places "pin.x", "pin.w" or "pin.rc" into its matrix;
 /// the number of columns there are decides which shape it is.
 void addDotted(const std::vector<ColumnName>& columns, std::vector<bool>& used, const std::string& pin,
@@ -142,6 +169,19 @@ void groupDotted(const std::vector<ColumnName>& columns, std::vector<bool>& used
         }
         addDotted(columns, used, pin, members, groups);
     }
+}
+
+/// Where the bracket begins that ends a name, as in "acc x (m/(s^2))".
+std::size_t openingOf(const std::string& name) {
+    const char last = name.empty() ? '\0' : name.back();
+    if (last == ']') return name.rfind('[');
+    if (last != ')') return std::string::npos;
+    int depth = 0;
+    for (std::size_t i = name.size(); i-- > 0;) {
+        depth += name[i] == ')' ? 1 : name[i] == '(' ? -1 : 0;
+        if (depth == 0) return i;
+    }
+    return std::string::npos;
 }
 
 [[noreturn]] void refuseMapping(std::string_view entry, const std::string& why) {
@@ -235,8 +275,7 @@ MappingEntry parseEntry(std::string_view entry) {
 }  // namespace
 
 ColumnName::ColumnName(std::string_view cell, std::string_view meaning) : raw(cell), name(trimmed(meaning)) {
-    const char last = name.empty() ? '\0' : name.back();
-    const auto open = last == ')' ? name.rfind('(') : last == ']' ? name.rfind('[') : std::string::npos;
+    const std::size_t open = openingOf(name);
     if (open != std::string::npos && open > 0) {
         unit = trimmed(std::string_view(name).substr(open + 1, name.size() - open - 2));
         name = trimmed(std::string_view(name).substr(0, open));
@@ -369,6 +408,9 @@ std::vector<ColumnGroup> groupColumns(const std::vector<ColumnName>& columns, co
     std::vector<ColumnGroup> groups;
     for (const AxisFamily& family : families()) {
         auto group = bestGroup(columns, taken, family);
+        if (!group || !group->missing.empty()) {
+            if (auto other = groupOfOneLetter(columns, taken, family)) group = std::move(other);
+        }
         if (!group) continue;
         for (const std::size_t column : group->columns) taken[column] = true;
         groups.push_back(std::move(*group));

@@ -34,6 +34,11 @@ public:
         text_.remove_prefix(count);
         return value;
     }
+    /// A number of one digit or two.
+    int oneOrTwoDigits() {
+        const bool hasTwo = text_.size() > 1 && text_[1] >= '0' && text_[1] <= '9';
+        return digits(hasTwo ? 2 : 1);
+    }
     /// The digits at the front, read as those behind a point.
     double fraction() {
         double value = 0.0;
@@ -62,7 +67,7 @@ int offset(Scanner& scan) {
     return (isBehind ? -1 : 1) * (hours * 3600 + minutes * 60);
 }
 
-/// "2023-05-06" or, with the day in front, "06.05.2023".
+/// "2023-05-06", "2023-5-6" or, with the day in front, "06.05.2023".
 std::chrono::year_month_day dayOf(Scanner& scan, bool isDayFirst) {
     if (isDayFirst) {
         const std::chrono::day day(static_cast<unsigned>(scan.digits(2)));
@@ -73,9 +78,9 @@ std::chrono::year_month_day dayOf(Scanner& scan, bool isDayFirst) {
     }
     const std::chrono::year year(scan.digits(4));
     scan.expect("-/");
-    const std::chrono::month month(static_cast<unsigned>(scan.digits(2)));
+    const std::chrono::month month(static_cast<unsigned>(scan.oneOrTwoDigits()));
     scan.expect("-/");
-    return {year, month, std::chrono::day(static_cast<unsigned>(scan.digits(2)))};
+    return {year, month, std::chrono::day(static_cast<unsigned>(scan.oneOrTwoDigits()))};
 }
 
 }  // namespace

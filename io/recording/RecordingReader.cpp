@@ -365,8 +365,9 @@ const char* RecordingReader::parseUncommonCell(const char* at, const char* end, 
         text = trimmed(text.substr(1, text.size() - 2));
     }
     double value = kNaN;
-    if (!text.empty() && !readCell(text, column, value)) {
-        const bool cut = stop == end && !lines_.wasTerminated();
+    const bool cut = stop == end && !lines_.wasTerminated();
+    const bool isNone = text.empty() || (isMissing(text) && !(cut && text == "-"));
+    if (!isNone && !readCell(text, column, value)) {
         refuse(cut ? Fault::kCutOff : Fault::kNotANumber,
                fmt::format("column {} holds '{}', which is no number{}", column + 1, shown(text),
                            cut ? ": the file ends in the middle of this row" : ""));

@@ -11,6 +11,7 @@
 
 #include "io/recording/ColumnMeaning.h"
 #include "io/recording/DateText.h"
+#include "io/recording/LoggerNames.h"
 #include "io/recording/Text.h"
 #include "io/recording/Units.h"
 
@@ -68,7 +69,7 @@ Split splitAt(std::string_view line, char separator, bool merges) {
         ++split.cells;
         if (cell.empty()) continue;
         ++split.filled;
-        const bool isOfRow = isNumber(cell) || secondsOfDate(cell);
+        const bool isOfRow = isNumber(cell) || isMissing(cell) || secondsOfDate(cell);
         if (isOfRow) ++split.numbers;
         if (split.cells == 1) split.beginsWithWord = !isOfRow;
     }
@@ -137,6 +138,7 @@ public:
         takeUnitsRow();
         takeDevicesRow();
         takeDecimalComma();
+        writeOutNames(form_);
         takeRate();
         return std::move(form_);
     }
@@ -484,11 +486,17 @@ bool isComment(std::string_view line) {
     return line.starts_with('#') || line.starts_with('%') || line.starts_with("//");
 }
 
+namespace {
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+}  // namespace
+
 double rateIn(std::string_view line) {
     const std::string text = lowered(line);
-    const std::size_t word = text.find("rate");
+    std::string_view named = "rate";
+    if (text.find(named) == std::string::npos) named = "frequency";
+    const std::size_t word = text.find(named);
     if (word == std::string::npos) return 0.0;
-    // Not a baud rate, not the rate of a heart.
+    // Not a baud rate, not the rate of a heart, nor any frequency.
     static constexpr std::string_view kOfRows[] = {"",       "sample", "sampling", "update",
                                                    "output", "data",   "frame"};
     const std::size_t before = text.find_last_not_of(" _-", word - 1);
@@ -498,14 +506,30 @@ double rateIn(std::string_view line) {
         word == 0 ? std::string_view() : trimmed(std::string_view(text).substr(begin, word - begin));
     if (std::ranges::find(kOfRows, kind.substr(0, kind.find_last_not_of(" _-") + 1)) == std::end(kOfRows))
         return 0.0;
+    if (named == "frequency" && kind.empty()) return 0.0;
     const std::size_t mark = text.find_first_of(":=,;\t", word);
-    if (mark == std::string::npos || mark > word + 8) return 0.0;
+    if (mark == std::string::npos) return 0.0;
+    std::string between = text.substr(word + named.size(), mark - word - named.size());
+    std::erase_if(between,
+                  [](char c) { return std::string_view(" ()[]").find(c) != std::string_view::npos; });
+    if (between.size() > 4) return 0.0;
     const std::size_t digit = text.find_first_not_of(":=, \t;\"", mark);
     if (digit == std::string::npos) return 0.0;
     double rate = 0.0;
     const auto [end, error] = std::from_chars(text.data() + digit, text.data() + text.size(), rate);
     std::string_view unit(end, static_cast<std::size_t>(text.data() + text.size() - end));
+    // "59,94" where semicolons separate.
+    if (unit.starts_with(',') && text.find(';') < digit) {
+        double weight = 0.1;
+        for (unit.remove_prefix(1); !unit.empty() && isDigit(unit[0]); unit.remove_prefix(1), weight *= 0.1)
+            rate += weight * (unit[0] - '0');
+    }
     unit.remove_prefix(std::min(unit.find_first_not_of(" ,;\t\"[("), unit.size()));
+    if (unit.empty() && between.ends_with("hz")) unit = between;
+    if (unit.starts_with("khz")) {
+        rate *= 1e3;
+        unit.remove_prefix(1);
+    }
     const bool isRate = error == std::errc() && rate > 0.0 && rate <= 1e6;
     return isRate && (unit.empty() || unit.starts_with("hz") || unit.starts_with(")")) ? rate : 0.0;
 }

@@ -78,6 +78,12 @@ std::vector<std::string> namesIn(std::string_view list) {
     return names;
 }
 
+bool isMissing(std::string_view cell) {
+    static constexpr std::string_view kWords[] = {"NA",   "N/A", "#N/A",    "<NA>",    "null",    "none",
+                                                  "NULL", "-",   "missing", "1.#QNAN", "-1.#IND", "1.#IND"};
+    return std::ranges::any_of(kWords, [&](std::string_view word) { return equalsIgnoringCase(word, cell); });
+}
+
 std::string listed(const std::vector<std::string>& items, std::size_t shown) {
     const std::size_t count = std::min(items.size(), shown);
     const std::string out =

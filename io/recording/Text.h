@@ -22,6 +22,9 @@ std::vector<std::string> splitCells(std::string_view line, char separator);
 /// The names in a list "a, b, c" (see splitCells), without empty ones.
 std::vector<std::string> namesIn(std::string_view list);
 
+/// Whether a cell says that there is no value: "NA", "null", "#N/A", "-" and the like, besides "nan" and an empty one.
+bool isMissing(std::string_view cell);
+
 /// "a, b and 3 more": at most `shown` of the items, for messages.
 std::string listed(const std::vector<std::string>& items, std::size_t shown = 12);
 

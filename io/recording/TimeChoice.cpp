@@ -26,6 +26,8 @@ const double kMostLost = 10.0;         // packets in a row, usually, of a counte
 const double kMostCounts = 1e9;        // from one packet to the next
 const double kMostEqual = 0.8;         // of the steps, of a column that is a time
 const double kLongestPlausible = 2.0;  // s, of a step in a recording with rates
+const double kLeastAmbiguous = 0.2;    // of whole numbers a row, in the mean
+const double kMostAmbiguous = 0.9;     // the same; steps of one are doubted when all rows are read
 
 struct UnixRange {
     double from;  ///< 2001
@@ -157,6 +159,7 @@ private:
         } else if (name.key == "sampletimefine") {
             takeTicks(time, cells);
         } else if (name.unit.empty() && !isUnitGiven()) {
+            refuseWholeNumbers(cells, name.raw);
             time.unit = unitOf(cells, name.raw);
         }
         form_.time = time;
@@ -195,6 +198,23 @@ private:
         time.rate = distance(kTicksOfMicros) <= distance(kTicksOfTenths) ? kTicksOfMicros : kTicksOfTenths;
         say(fmt::format("time from {} in {}", form_.columns[time.column].raw,
                         time.rate == kTicksOfMicros ? "us" : "0.1 ms"));
+    }
+
+    /// Refuses a time that grows by 1 every few rows: that may be ms, or s that are cut off.
+    void refuseWholeNumbers(const Column& cells, const std::string& name) const {
+        const bool isJudged =
+            hints_.isWhole && cells.steps.size() >= kFewestSteps && (hasRates() || hints_.hasRates);
+        const bool isWhole = std::ranges::all_of(cells.numbers, [](double n) { return std::floor(n) == n; });
+        if (!isJudged || !isWhole) return;
+        const double mean =
+            (cells.numbers.back() - cells.numbers.front()) / static_cast<double>(cells.steps.size());
+        if (mean < kLeastAmbiguous || mean > kMostAmbiguous) return;
+        throw Poco::DataFormatException(
+            fmt::format(
+                "the time column '{}' grows by {:.2g} a row, in whole numbers: are those ms, or s without "
+                "their fractions? Say --units t=ms, or name another column with --map \"t = NAME\"",
+                name, mean),
+            static_cast<int>(form_.headerLine));
     }
 
     /// The unit of a time that says none; empty for seconds.

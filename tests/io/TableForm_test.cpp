@@ -137,6 +137,43 @@ TEST(TableForm, isFoundOut) {
                "%float(RawGyroX),%float(RawGyroY),%float(RawGyroZ)\"\n",
                counter(7, k32, 10000), kValues),
          0, kRead + "7e-06 to 0.19 s"},
+        {"a rate by another name, with a decimal comma, and cells without values",
+         table("# Sampling frequency [kHz] = 0.1\nSample Rate:;100,0;Hz\nSample;aX;aY;aZ;wX;wY;wZ;Bx;By;Bz\n",
+               counter(0, k32, 1), ";0;1;9,5;1;2;3;NA;#N/A;null"),
+         0,
+         "semicolon; decimal comma; time from Sample at 100 Hz | 3a 0,1,9.5 3g 1,2,3 3m nan,nan,nan | 0 to "
+         "0.19 s"},
+        {"whole numbers that grow by one every few rows",
+         table(
+             "time," + kNames, [](int i) { return std::to_string(i / 2); }, kValues),
+         0,
+         "Poco::DataFormatException: rec:1: the time column 'time' grows by 0.47 a row, in whole numbers: "
+         "are those "
+         "ms, or s without their fractions? Say --units t=ms, or name another column with --map \"t = "
+         "NAME\""},
+        {"messages of ROS, several in a row",
+         table("%time,/a/angular_velocity/x,/a/angular_velocity/y,/a/angular_velocity/z,/a/"
+               "linear_acceleration/x,"
+               "/a/linear_acceleration/y,/a/linear_acceleration/z,/a/angular_velocity_covariance/0\n",
+               counter(1600000000000000000, ~0ull, 10000000), ",1,2,3,0,1,9.5,0"),
+         0,
+         "linear_acceleration includes gravity, as ROS has it; time from time in ns since 1970 | 3a 0,1,9.5 "
+         "3g 1,2,3 | "
+         "1.6e+09 to 0.19 s"},
+        {"gravity by another name, next to an acceleration without",
+         table("time,gFx,gFy,gFz,ax,ay,az,wx,wy,wz\n", inSeconds, ",0,0,1,0,0,0,1,2,3"), 0,
+         "acceleration from gFx in g: ax is without gravity | 3a 0,0,9.81 3g 1,2,3 | 0 to 0.19 s"},
+        {"the accelerations of a telephone, and the axes' names in front",
+         table(
+             "loggingTime(txt),accelerometerAccelerationX(G),accelerometerAccelerationY(G),"
+             "accelerometerAccelerationZ(G),gyroRotationX(rad/s),gyroRotationY(rad/s),gyroRotationZ(rad/"
+             "s),x_mag,y_mag,"
+             "z_mag\n",
+             [](int i) { return fmt::format("1970-1-1T00:00:10.{:02}", i); }, ",0,0,-1,1,2,3,4,5,6"),
+         0,
+         "iOS: acceleration in g, sign turned; time from the dates in loggingTime(txt) | 3a -0,-0,9.81 3g "
+         "1,2,3 3m 4,5,6 "
+         "| 10 to 0.19 s"},
         {"groups above the axes, units below",
          table(",Accelerometer,,,Gyroscope,,\nTime,X,Y,Z,X,Y,Z\nms,mg,mg,mg,deg/s,deg/s,deg/s\n",
                counter(0, k32, 10), ",0,0,1000,0,0,180"),
