@@ -21,7 +21,7 @@ using Unknowns = Eigen::Vector4d;  // turn, sine of the elevation
 
 const double kSmallestScatter = 0.005;  // of a sine
 const double kPriorTurn = 0.1;          // rad; keeps a turn that the data leave open at none
-const int kRounds = 20;
+const int kRounds = 20, kHuberRounds = 5;
 
 double sineOf(const FieldAndUp& pair, const Matrix3d& turn) {
     return pair.up.dot(turn * pair.field) / pair.field.norm();
@@ -36,6 +36,33 @@ std::pair<double, double> sines(const std::vector<FieldAndUp>& pairs, const Matr
     return {median, deviationOfMedian(weightedMedian(std::move(values)))};
 }
 
+/// A Gauss-Newton step's normal equations.
+struct Step {
+    Eigen::Matrix4d normal = Eigen::Matrix4d::Zero();
+    Unknowns gradient = Unknowns::Zero();
+};
+
+Step stepOf(const std::vector<FieldAndUp>& pairs, const Eigen::Quaterniond& turn, double sine, double sigma,
+            bool isRough) {
+    const double prior = 1.0 / (kPriorTurn * kPriorTurn);
+    Step step;
+    step.normal.diagonal() << Vector3d::Constant(prior), 1e-6;
+    step.gradient.head<3>() =
+        prior * OrientationInternal::rotationVectorFromQuaternion(OrientationInternal::fromEigen(turn));
+    const Matrix3d R = turn.toRotationMatrix();
+    for (const FieldAndUp& pair : pairs) {
+        const Vector3d field = (R * pair.field).normalized();
+        const double residual = (pair.up.dot(field) - sine) / sigma;
+        const double weight =
+            pair.weight * (isRough ? HuberLoss::weight(residual) : TukeyLoss::weight(residual));
+        Unknowns row;
+        row << field.cross(pair.up), -1.0;
+        step.gradient += weight * residual / sigma * row;
+        step.normal += weight / (sigma * sigma) * row * row.transpose();
+    }
+    return step;
+}
+
 }  // namespace
 
 GravityAlignment alignWithGravity(const std::vector<FieldAndUp>& pairs) {
@@ -45,31 +72,17 @@ GravityAlignment alignWithGravity(const std::vector<FieldAndUp>& pairs) {
     found.scatterBefore = scatter / std::sqrt(std::max(0.05, 1.0 - sine * sine));
     Eigen::Matrix4d normal;
     for (int round = 0; round < kRounds; ++round) {
-        const double sigma = std::max(kSmallestScatter, scatter);
-        normal.setZero();
-        normal.diagonal() << Vector3d::Constant(1.0 / (kPriorTurn * kPriorTurn)), 1e-6;
-        const Vector3d turned =
-            OrientationInternal::rotationVectorFromQuaternion(OrientationInternal::fromEigen(turn));
-        Unknowns gradient = Unknowns::Zero();
-        gradient.head<3>() = turned / (kPriorTurn * kPriorTurn);
-        for (const FieldAndUp& pair : pairs) {
-            const Vector3d field = (found.R_acc_mag * pair.field).normalized();
-            const double residual = (pair.up.dot(field) - sine) / sigma;
-            const double weight =
-                pair.weight * (round < 5 ? HuberLoss::weight(residual) : TukeyLoss::weight(residual));
-            Unknowns row;
-            row << field.cross(pair.up), -1.0;
-            gradient += weight * residual / sigma * row;
-            normal += weight / (sigma * sigma) * row * row.transpose();
-        }
-        const Unknowns change = normal.ldlt().solve(-gradient);
+        const Step step =
+            stepOf(pairs, turn, sine, std::max(kSmallestScatter, scatter), round < kHuberRounds);
+        normal = step.normal;
+        const Unknowns change = normal.ldlt().solve(-step.gradient);
         if (!change.allFinite()) break;
         turn = OrientationInternal::quaternionFromRotationVector(change.head<3>()) * turn;
         turn.normalize();
         sine += change[3];
         found.R_acc_mag = turn.toRotationMatrix();
         scatter = sines(pairs, found.R_acc_mag).second;
-        if (round > 5 && change.norm() < 1e-8) break;
+        if (round > kHuberRounds && change.norm() < 1e-8) break;
     }
     const double cosine = std::sqrt(std::max(0.05, 1.0 - sine * sine));
     found.scatterAfter = scatter / cosine;

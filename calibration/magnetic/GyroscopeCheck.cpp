@@ -46,10 +46,8 @@ GyroscopeCheck::GyroscopeCheck(const std::vector<FieldSample>& samples, double t
 }
 
 std::vector<double> GyroscopeCheck::weights(const EllipsoidModel& model) const {
-    std::vector<double> weights(samples_.size(), 1.0);
-    if (pairs_.empty()) return weights;
-    std::vector<Vector3d> differences;
-    std::vector<Vector3d> fields;
+    if (pairs_.empty()) return std::vector<double>(samples_.size(), 1.0);
+    std::vector<Vector3d> differences, fields;
     for (const Pair& pair : pairs_) {
         fields.push_back(model.toSphere(samples_[pair.to].field));
         differences.push_back(fields.back() - pair.turn * model.toSphere(samples_[pair.from].field));
@@ -75,14 +73,21 @@ std::vector<double> GyroscopeCheck::weights(const EllipsoidModel& model) const {
         }
         bias = normal.ldlt().solve(right);
     }
+    std::vector<double> ofPairs;
+    for (std::size_t i = 0; i < pairs_.size(); ++i) ofPairs.push_back(TukeyLoss::weight(residual(i) / sigma));
+    return betterSide(ofPairs);
+}
+
+std::vector<double> GyroscopeCheck::betterSide(const std::vector<double>& ofPairs) const {
     std::vector<double> best(samples_.size(), -1.0);
     for (std::size_t i = 0; i < pairs_.size(); ++i) {
-        const double weight = TukeyLoss::weight(residual(i) / sigma);
         for (const std::size_t sample : {pairs_[i].from, pairs_[i].to})
-            best[sample] = std::max(best[sample], weight);
+            best[sample] = std::max(best[sample], ofPairs[i]);
     }
-    for (std::size_t i = 0; i < weights.size(); ++i) weights[i] = best[i] < 0.0 ? 1.0 : best[i];
-    return weights;
+    for (double& weight : best) {
+        if (weight < 0.0) weight = 1.0;
+    }
+    return best;
 }
 
 }  // namespace Kavelin::Calibration

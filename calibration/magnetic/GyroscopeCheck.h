@@ -30,6 +30,9 @@ private:
         double allowed;        ///< share of the field: what the sensors' times and scales let differ
     };
 
+    /// Of the weights of a sample's pairs the greater; 1 without a pair.
+    std::vector<double> betterSide(const std::vector<double>& ofPairs) const;
+
     const std::vector<FieldSample>& samples_;
     std::vector<Pair> pairs_;
 };
