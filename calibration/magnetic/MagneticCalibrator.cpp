@@ -95,7 +95,6 @@ MagneticCalibration calibrateField(const SensorRecording& recording, const Magne
     const std::vector<FieldSample> samples = fieldSamples(recording, settings.mostSamples);
     const FieldFit fit = fitField(samples, settings);
     const CorrectionChoice choice = chooseCorrection(fit, samples);
-    const bool isCorrected = choice.extent != CorrectionChoice::Extent::kNone;
 
     MagneticCalibration calibration;
     calibration.unit = settings.unit;
@@ -115,9 +114,12 @@ MagneticCalibration calibrateField(const SensorRecording& recording, const Magne
     calibration.model.matrix = turn * choice.model.shape * choice.model.radius();
     calibration.strength = strengthOf(fit, calibration.model, samples);
     calibration.opinion = opinionOf(calibration, fit, alignment, samples);
-    if (!isCorrected) {
+    if (choice.extent == CorrectionChoice::Extent::kNone) {
         calibration.opinion.remarks.push_back(
             "the samples prove neither hard nor soft iron: both are left as they are");
+    } else if (choice.extent == CorrectionChoice::Extent::kHardIron && !fit.normal && !fit.isNearlySphere) {
+        calibration.opinion.remarks.push_back(
+            "the samples prove no soft iron: the hard iron alone is corrected");
     }
     return calibration;
 }

@@ -14,7 +14,7 @@ namespace {
 using Eigen::Vector3d;
 
 const double kGoodCoverage = 0.7, kFairCoverage = 0.3;
-const double kSphereCoverage = 0.4;                         // without soft iron
+const double kSphereCoverage = 0.5;                         // without soft iron
 const double kGoodDeviation = 0.02, kFairDeviation = 0.05;  // of the offset, in norms of the field
 const double kGoodResidual = 0.04, kFairResidual = 0.08;
 const double kGoodDisturbed = 0.25, kFairDisturbed = 0.4;
