@@ -7,6 +7,7 @@
 
 #include "io/files/FileTree.h"
 #include "io/formats/Format.h"
+#include "io/formats/SensorNames.h"
 #include "io/formats/TranslatedSource.h"
 #include "io/recording/MergedReader.h"
 #include "io/recording/Text.h"
@@ -23,6 +24,41 @@ std::string formatNames() {
     return names;
 }
 
+std::vector<std::string> pinsOf(const SensorPlan& sensor) {
+    std::vector<std::string> pins;
+    for (const TablePlan& table : sensor.tables) {
+        const TableForm& form = table.arrays ? table.arrays->form : table.form;
+        for (const std::string& pin : wholePins(form)) pins.push_back(pin);
+    }
+    return pins;
+}
+
+/// "acc_filtered" next to acc and gyr is no sensor of its own: what the sensor without a name has itself is left out.
+/// Where others remain, the one without gets a name, so that it can be chosen.
+void nameTheUnnamed(RecordingPlan& plan) {
+    const auto unnamed = std::ranges::find(plan.sensors, "", &SensorPlan::name);
+    if (unnamed == plan.sensors.end() || plan.sensors.size() == 1) return;
+    const std::vector<std::string> own = pinsOf(*unnamed);
+    std::vector<SensorPlan> kept;
+    std::vector<std::string> notes;
+    for (SensorPlan& sensor : plan.sensors) {
+        const std::vector<std::string> pins = pinsOf(sensor);
+        const bool isTwice = &sensor != &*unnamed && pins.size() < own.size() &&
+                             std::ranges::all_of(pins, [&](const std::string& pin) {
+                                 return std::ranges::find(own, pin) != own.end();
+                             });
+        if (isTwice)
+            notes.push_back(fmt::format("'{}' ({}) is not taken: there is one without that word in its name",
+                                        sensor.name, listed(pins)));
+        else
+            kept.push_back(std::move(sensor));
+    }
+    plan.sensors = std::move(kept);
+    SensorPlan& main = *std::ranges::find(plan.sensors, "", &SensorPlan::name);
+    main.notes.insert(main.notes.end(), notes.begin(), notes.end());
+    if (plan.sensors.size() > 1) main.name = "unnamed";
+}
+
 /// How a recording is read by the format that is named, or by the first that knows it; empty: as a table.
 std::optional<RecordingPlan> planOf(const Sighting& sighting, const std::string& name) {
     if (name == kTable) return std::nullopt;
@@ -31,6 +67,7 @@ std::optional<RecordingPlan> planOf(const Sighting& sighting, const std::string&
         std::optional<RecordingPlan> plan = format.plan(sighting);
         if (plan) {
             plan->format = format.name;
+            nameTheUnnamed(*plan);
             for (SensorPlan& sensor : plan->sensors) {
                 sensor.name = printable(sensor.name);
                 for (std::string& note : sensor.notes) note = printable(note);
@@ -70,12 +107,28 @@ std::unique_ptr<RowReader> openTable(const FileTree& tree, const TablePlan& tabl
     return std::make_unique<RecordingReader>(std::move(source), tree.pathOf(table.file), table.form, options);
 }
 
+/// Whether each entry of a mapping is one of a table's; else the first table says which columns there are.
+bool isInOneOf(const std::vector<TablePlan>& tables, const std::string& mapping) {
+    std::size_t taken = 0;
+    for (const MappingEntry& entry : parseMapping(mapping)) {
+        taken += std::ranges::any_of(tables, [&](const TablePlan& table) {
+            const std::vector<MappingEntry> own = parseMapping(mappingFor(table.form.columns, mapping));
+            return std::ranges::find(own, entry.pin, &MappingEntry::pin) != own.end();
+        });
+    }
+    return taken == parseMapping(mapping).size();
+}
+
 std::unique_ptr<RowReader> openPlan(const std::string& path, const FileTree& tree, const RecordingPlan& plan,
                                     OpenOptions options) {
     const SensorPlan& sensor = chooseSensor(path, plan, options.sensor);
     options.sensor.clear();
     std::vector<std::unique_ptr<RowReader>> readers;
+    const std::string mapping = options.mapping;
     for (const TablePlan& table : sensor.tables) {
+        const std::string own = mappingFor(table.form.columns, mapping);
+        if (sensor.tables.size() > 1 && !table.arrays && isInOneOf(sensor.tables, mapping))
+            options.mapping = own;
         if (table.arrays) {
             readers.push_back(std::make_unique<ArrayReader>(tree.pathOf(table.file), table.arrays, options));
         } else {

@@ -43,12 +43,19 @@ std::optional<RecordingPlan> planPhyphox(const Sighting& sighting) {
         TablePlan table = tablePlan(sighting, file);
         if (const std::string quantity = quantityOf(file); !quantity.empty()) nameAxes(table.form, quantity);
         if (hasLinearAcceleration(table.form)) gravityFree.push_back(leafOf(file));
-        if (wholePins(table.form).empty()) continue;
+        const std::string mapped = mappingFor(table.form.columns, sighting.options().mapping);
+        if (wholePins(table.form).empty() && mapped.empty()) continue;
         hasAcceleration = hasAcceleration || hasPin(table.form, "3a");
         sensor.tables.push_back(std::move(table));
     }
     const std::string why = listed(gravityFree) + kWithoutGravity;
-    if (sensor.tables.empty() && gravityFree.empty()) return std::nullopt;
+    if (sensor.tables.empty() && gravityFree.empty()) {
+        if (sighting.filesCalled("device.csv").empty()) return std::nullopt;
+        throw Poco::DataFormatException(
+            sighting.tree().pathOf("") + ": " + listed(files) +
+            " have no columns of known names, such as \"Gyroscope x (rad/s)\": say with "
+            "--map (fuse) or the property Mapping what theirs are");
+    }
     if (sensor.tables.empty()) throw Poco::DataFormatException(sighting.tree().pathOf("") + ": " + why);
     if (!hasAcceleration && !gravityFree.empty()) sensor.notes.push_back(why);
     return RecordingPlan{.format = {}, .sensors = {std::move(sensor)}};

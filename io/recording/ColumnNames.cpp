@@ -425,6 +425,20 @@ std::vector<MappingEntry> parseMapping(std::string_view text) {
     return entries;
 }
 
+std::string mappingFor(const std::vector<ColumnName>& columns, std::string_view mapping) {
+    std::string own;
+    forEachEntry(mapping, [&](std::string_view entry) {
+        const std::vector<std::string> names = parseEntry(entry).columns;
+        const bool isHere = std::ranges::all_of(names, [&](const std::string& name) {
+            return std::ranges::any_of(columns, [&](const ColumnName& column) {
+                return column.raw == name || equalsIgnoringCase(column.name, name);
+            });
+        });
+        if (isHere) own += std::string(entry) + ";";
+    });
+    return own;
+}
+
 std::vector<HeaderEntry> parseHeader(std::string_view text) {
     std::vector<HeaderEntry> entries;
     std::set<std::string> pins;

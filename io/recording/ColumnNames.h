@@ -59,6 +59,9 @@ struct MappingEntry {
 /// Raises Poco::DataFormatException with the entry that could not be read and what would be right.
 std::vector<MappingEntry> parseMapping(std::string_view text);
 
+/// The entries of a mapping whose columns are all among these: one of several tables takes its own.
+std::string mappingFor(const std::vector<ColumnName>& columns, std::string_view mapping);
+
 /// One entry of a header, `PIN = NAME, NAME, ...`: the columns of a pin in a table that is written.
 struct HeaderEntry {
     std::string pin;

@@ -379,7 +379,7 @@ const char* RecordingReader::parseUncommonCell(const char* at, const char* end, 
 
 bool RecordingReader::readCell(std::string_view text, std::size_t column, double& value) const {
     if (schema_.timeKind != TableForm::Time::Kind::kDate || column != schema_.timeColumn)
-        return readNumber(text, schema_.separator != ',', value);
+        return readNumber(text, schema_.separator != ',' || schema_.commaIsPoint, value);
     const std::optional<double> seconds = secondsOfDate(text);
     value = seconds.value_or(kNaN);
     return seconds.has_value();

@@ -302,7 +302,7 @@ private:
     void takeNamedGroups() {
         std::vector<ColumnGroup> groups = groupColumns(columns_, used_);
         for (ColumnGroup& group : groups) {
-            if (schema_.find(group.pin)) continue;
+            if (schema_.find(group.pin) || isOfSensor(group)) continue;
             if (!group.missing.empty()) {
                 for (const std::size_t column : group.columns) isExplained_[column] = true;
                 incomplete_.push_back(group.pin + " lacks " + listed(group.missing) + ": found " +
@@ -311,6 +311,12 @@ private:
             }
             addChannel(group.pin, group.rows, group.cols, group.columns, "");
         }
+    }
+
+    /// "thigh.acc.x", the acceleration of the sensor "thigh", is no pin "thigh.acc".
+    bool isOfSensor(const ColumnGroup& group) const {
+        const ColumnName& first = columns_[group.columns.front()];
+        return !first.sensor.empty() && group.pin.find('.') != std::string::npos && meaningOf(first.name);
     }
 
     void addChannel(const std::string& pin, std::size_t rows, std::size_t cols,

@@ -394,12 +394,23 @@ private:
         return false;
     }
 
+    bool hasTwins() const {
+        std::set<std::string> names;
+        return !std::ranges::all_of(form_.columns, [&](const ColumnName& column) {
+            return column.raw.empty() || names.insert(column.raw).second;
+        });
+    }
+
     /// A line above the names that says which device each column is of.
     void takeDevicesRow() {
         if (form_.headerLine < 2) return;
         const std::string& line = lines_[form_.headerLine - 2];
         if (isComment(trimmed(line)) || isMetadata(line)) return;
-        const std::vector<std::string> cells = cellsOf(line, form_.separator, form_.mergesSeparators);
+        std::vector<std::string> cells = cellsOf(line, form_.separator, form_.mergesSeparators);
+        // Of cells that were merged, only the first has the name.
+        if (hasTwins()) cells.resize(form_.columns.size());
+        for (std::size_t i = 1; i < cells.size() && hasTwins(); ++i)
+            if (cells[i].empty()) cells[i] = cells[i - 1];
         const auto filled = static_cast<std::size_t>(
             std::ranges::count_if(cells, [](const std::string& cell) { return !cell.empty(); }));
         if (cells.size() < form_.columns.size() || 2 * filled < cells.size()) return;
@@ -409,12 +420,19 @@ private:
         form_.decisions.push_back(fmt::format("devices in line {}", form_.headerLine - 1));
     }
 
-    /// Where cells are not separated by commas, a comma in a number is a decimal one.
+    /// "1,234", which may be a thousand and more, or one and a bit; "0,234" and "9,81" are no thousands.
+    static bool mayBeThousands(std::string_view cell) {
+        cell.remove_prefix(cell.starts_with('-') ? 1 : 0);
+        return !cell.starts_with('0') && cell.size() == cell.find(',') + 4;
+    }
+
+    /// Where cells are not separated by commas, or stand in quotes, a comma in a number is a decimal one.
     void takeDecimalComma() {
-        if (form_.separator == ',') return;
         for (std::size_t i = firstRow_; i < lines_.size(); ++i) {
+            if (form_.separator == ',' && lines_[i].find('"') == std::string::npos) continue;
             for (const std::string& cell : cellsOf(lines_[i], form_.separator, form_.mergesSeparators)) {
-                if (cell.find(',') != std::string::npos && isNumber(cell)) form_.commaIsPoint = true;
+                if (cell.find(',') == std::string::npos || !isNumber(cell)) continue;
+                if (form_.separator != ',' || !mayBeThousands(cell)) form_.commaIsPoint = true;
             }
         }
         if (hints_.dialect.commaIsPoint) form_.commaIsPoint = *hints_.dialect.commaIsPoint;

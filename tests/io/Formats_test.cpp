@@ -174,6 +174,12 @@ TEST(Formats, areReadFromFilesOfTheirOwn) {
          "Poco::DataFormatException: RECORDING: it holds 2 sensors: left, right; choose one with --sensor "
          "NAME (fuse) or "
          "the property Sensor, or take each with --all-sensors"},
+        {"files named after their sensors: one of them twice",
+         {{"acc.csv", "t,x,y,z\n0,1,2,3\n"},
+          {"acc_filtered.csv", "t,x,y,z\n0,7,7,7\n"},
+          {"gyr.csv", "t,x,y,z\n0,4,5,6\n"}},
+         "sensor_files | 3a 0: 1,2,3 | 3g 0: 4,5,6 | 'filtered' (3a) is not taken: there is one without that "
+         "word in its name"},
         {"a folder for each recording",
          {{"a/Accelerometer.csv", kInSi}, {"a/Gyroscope.csv", kGyroscope}, {"b/Gyroscope.csv", kGyroscope}},
          "Poco::DataFormatException: RECORDING: no format is known that consists of these files: "

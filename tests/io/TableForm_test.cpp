@@ -70,6 +70,11 @@ TEST(TableForm, isFoundOut) {
          table(
              "Zeit;ax;ay;az;gx;gy;gz\n", [](int i) { return fmt::format("0,{:02}", i); }, ";0;1;9,5;1;2;3"),
          0, "semicolon; decimal comma" + kRead + "0 to 0.19 s"},
+        {"decimal commas in quotes",
+         table(
+             "t,ax,ay,az,gx,gy,gz\n", [](int i) { return fmt::format("\"0,{:02}0\"", i); },
+             ",0,1,\"9,5\",1,2,3"),
+         0, "decimal comma" + kRead + "0 to 0.19 s"},
         {"each blank separates where it fits: here is an empty cell",
          table("t ax ay az extra gx gy gz\n", inSeconds, " 0 1 9.5  1 2 3"), 0,
          "blank" + kRead + "0 to 0.19 s"},
