@@ -50,6 +50,14 @@ bool isPlainWord(const std::string& leaf) {
     return kWords.contains(lowered(leaf));
 }
 
+/// "t_acc", "time_gyr": the times of a quantity. @return "acc"; empty for any other name
+std::string timedBy(const std::string& leaf) {
+    const std::size_t mark = leaf.find('_');
+    if (mark == std::string::npos || !ColumnName(leaf.substr(0, mark)).isTime()) return {};
+    const std::string quantity = leaf.substr(mark + 1);
+    return meaningOf(quantity + " x") ? quantity : std::string();
+}
+
 /// "acc.x", "acc.data", "acc.t": the struct is the quantity, and is no sensor. @return what the array is called then
 std::string takeWithin(Part& part) {
     const std::string within = leafNameOf(part.sensor);
@@ -80,6 +88,11 @@ std::optional<Part> partOf(const MatArray& array) {
     part.samples = std::max(array.rows, array.columns);
     const std::string name = takeWithin(part);
     if (array.rows == 1 || array.columns == 1) {
+        if (const std::string timed = timedBy(part.leaf); !timed.empty() && part.within.empty()) {
+            part.within = timed;
+            part.leaf = "t";
+            return part;
+        }
         if (const auto meaning = meaningOf(name)) {
             takeMeaning(part, *meaning);
             part.quantity += meaning->pin == "quat" ? std::string(" ") + kElements[meaning->axis]
@@ -112,6 +125,14 @@ public:
             const std::size_t most = std::max(array.rows, array.columns);
             if (array.values.empty() || most < 2) continue;
             if (auto part = partOf(array)) parts_.push_back(std::move(*part));
+        }
+        // "acc" is timed by "t_acc", as it would be in a struct "acc" next to "t".
+        for (Part& part : parts_) {
+            const bool hasOwnTimes = std::ranges::any_of(parts_, [&](const Part& time) {
+                return time.isTime() && time.samples == part.samples && time.sensor == part.sensor &&
+                       equalsIgnoringCase(time.within, part.leaf);
+            });
+            if (hasOwnTimes && part.within.empty()) part.within = part.leaf;
         }
     }
 

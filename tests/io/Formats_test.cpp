@@ -441,6 +441,13 @@ TEST(Formats, takeTheArraysOfMatlabFiles) {
          "matlab_mat; no units in the file, taken for m/s^2; no units in the file, taken for rad/s | 3a 0: "
          "1,2,3 | 3g "
          "0.5: 4,5,6"},
+        {"arrays with times of their own",
+         matrix("t_acc", 1, {1, 2}) + matrix("acc", 3, {1, 2, 3, 4, 5, 6}) + matrix("t_gyr", 1, {1.5, 2}) +
+             matrix("gyr", 3, {7, 8, 9, 7, 8, 9}),
+         "",
+         "matlab_mat; no units in the file, taken for m/s^2; no units in the file, taken for rad/s | 3a 1: "
+         "1,2,3 | 3g "
+         "1.5: 7,8,9"},
         {"arrays that begin with the time, and one that does not",
          matrix("acc", 2, {7, 8, 1, 1, 2, 2, 3, 3}) + matrix("mag", 2, {8, 7, 1, 1, 2, 2, 3, 3}), "",
          "matlab_mat; no units in the file, taken for m/s^2 | 3a 7: 1,2,3"},
