@@ -22,7 +22,7 @@ std::string weaknessOf(const std::optional<LearnedOffset>& learned, std::size_t 
     if (samples < kFewestSamples)
         return fmt::format("{} samples of the field came while learning; {} are needed", samples,
                            kFewestSamples);
-    if (!learned || learned->deviation > kGreatestDeviation * learned->radius)
+    if (!learned)
         return "the unit was turned too little, or about one axis only: turn it about all axes, also upside "
                "down";
     if (learned->coverage < coverageNeeded)
@@ -36,6 +36,8 @@ std::string weaknessOf(const std::optional<LearnedOffset>& learned, std::size_t 
             "axes, away from "
             "iron; kavelin calibrate mag corrects soft iron too",
             100 * learned->residual);
+    if (learned->deviation > kGreatestDeviation * learned->radius)
+        return "the directions do not determine it: turn the unit about all axes, also upside down";
     return {};
 }
 
@@ -91,7 +93,7 @@ void FilterCalibration::settle() {
         checks_.field.emplace(file.magnetic->model, file.magnetic->strength);
     }
     AffineModel field = learning_.ofFile;
-    field.offset += Eigen::Vector3d::Map(learnedOffset_.value().data());
+    if (useField_.get()) field.offset += Eigen::Vector3d::Map(learnedOffset_.value().data());
     acceleration_.use(acceleration, turn);
     rate_.use(rate, turn);
     field_.use(field, turn);
@@ -177,7 +179,7 @@ std::vector<std::string> FilterCalibration::runNotes() const {
     };
     const auto& inertial = calibration_->inertial;
     if (checks_.acceleration) add("3a", acceleration_, *inertial);
-    if (checks_.rate) add(inertial->isRateScaled ? "3g" : "bias of 3g", rate_, *inertial);
+    if (checks_.rate) add(inertial->rate->matrix.isIdentity(0.0) ? "bias of 3g" : "3g", rate_, *inertial);
     if (checks_.field) add("3m", field_, *calibration_->magnetic);
     if (mount_.get() && calibration_->mount) add("axes of the segment", acceleration_, *calibration_->mount);
     for (const auto& [from, what] : applied)

@@ -15,8 +15,11 @@ void addKind(CLI::App& command, const CalibrationKind& kind, CommandContext& con
     sub->add_option("RECORDING", options->recording, "As kavelin fuse takes it; - is standard input")
         ->type_name("")
         ->required();
-    sub->add_option("-o,--output", options->output,
-                    "File to write; where it is a calibration already, its other parts stay")
+    sub->add_option(
+           "-o,--output", options->output,
+           "File to write; where it is a calibration already, its other parts stay; - is standard output, "
+           "with the report on standard error")
+        ->check([](const std::string& name) { return name.empty() ? "a file name is expected" : ""; })
         ->type_name("FILE.json");
     if (kind.canDraw) {
         sub->add_option("--plot", options->plot, "Draw what was seen")->type_name("FILE.svg|FILE.png");

@@ -12,6 +12,7 @@ namespace Kavelin::Calibration {
 
 namespace {
 
+constexpr double kSmallestElement = 1e-6, kGreatestElement = 1e6;  // of a matrix
 constexpr double kSmallestDeterminant = 1e-6;  // of a matrix, as a share of the cube of its norm
 constexpr double kUnitTolerance = 1e-3;        // of a quaternion's norm
 
@@ -114,6 +115,9 @@ void read(const PlacedJson& from, const FieldRule& rule, Eigen::Matrix3d& value)
     // Scaled first, so that the determinant of no finite matrix overflows.
     if (!(largest > 0.0) || std::abs((value / largest).determinant()) < kSmallestDeterminant)
         from.refuse("a matrix that can be inverted");
+    if (!(largest >= kSmallestElement && largest <= kGreatestElement))
+        from.refuse(fmt::format("a matrix whose greatest element is between {:g} and {:g}", kSmallestElement,
+                                kGreatestElement));
 }
 
 void read(const PlacedJson& from, const FieldRule& rule, Eigen::Quaterniond& value) {

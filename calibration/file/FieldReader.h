@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -69,7 +70,9 @@ public:
     /// A text that may be left out, but not be another.
     void constant(const char* key, const char* text);
     /// A key that is read elsewhere, or not at all.
-    void pass(const char* key) { known_.emplace_back(key); }
+    void pass(const char* key) {
+        if (std::ranges::find(known_, key) == known_.end()) known_.emplace_back(key);
+    }
     /// Refuses keys that `describe` did not name.
     void refuseUnknown() const;
 

@@ -14,7 +14,7 @@ struct FieldRule {
     const char* choices = "";   ///< texts that are taken, separated by '|'; empty: any
 };
 
-inline constexpr FieldRule kNeeded{.isNeeded = true};
+inline constexpr FieldRule kNeeded{.isNeeded = true, .least = -1e9, .most = 1e9};
 inline constexpr FieldRule kUnknown{.mayBeUnknown = true};
 inline constexpr FieldRule kShare{.mayBeUnknown = true, .least = 0.0, .most = 1.0};
 inline constexpr FieldRule kNotNegative{.mayBeUnknown = true, .least = 0.0};

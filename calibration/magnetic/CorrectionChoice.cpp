@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "calibration/magnetic/NormRefinement.h"
 
@@ -37,8 +38,18 @@ struct Undisturbed {
         }
     }
 
-    /// RMS deviation of the norm from its mean, as a share of the mean.
+    /// RMS deviation of the raw norm from its mean, as a share of the field's radius: the mean itself may be that of
+    /// a hard iron many times the field.
+    double rawResidual(double radius) const { return deviation({}).first / radius; }
+    /// The same of the norm that a model gives, as a share of its mean.
     double residual(const EllipsoidModel& model) const {
+        const auto [deviated, mean] = deviation(model);
+        return deviated / mean;
+    }
+
+private:
+    /// RMS deviation from the mean, and the mean.
+    std::pair<double, double> deviation(const EllipsoidModel& model) const {
         double weight = 0.0, sum = 0.0, squares = 0.0;
         for (std::size_t i = 0; i < points.size(); ++i) {
             const double norm = model.toSphere(points[i]).norm();
@@ -47,7 +58,7 @@ struct Undisturbed {
             squares += weights[i] * norm * norm;
         }
         const double mean = sum / weight;
-        return std::sqrt(std::max(0.0, squares / weight - mean * mean)) / mean;
+        return {std::sqrt(std::max(0.0, squares / weight - mean * mean)), mean};
     }
 };
 
@@ -58,7 +69,7 @@ CorrectionChoice chooseCorrection(const FieldFit& fit, const std::vector<FieldSa
     const EllipsoidModel& full = fit.norm.model;
     const auto patches = static_cast<double>(std::count(fit.isSeen.begin(), fit.isSeen.end(), true));
     CorrectionChoice choice;
-    choice.before = seen.residual({});
+    choice.before = seen.rawResidual(full.radius());
     const double both = seen.residual(full);
     double hardIron = both;
     EllipsoidModel sphere = full;

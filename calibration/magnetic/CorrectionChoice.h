@@ -14,7 +14,7 @@ struct CorrectionChoice {
 
     Extent extent = Extent::kNone;
     EllipsoidModel model;  ///< what is applied; the unit sphere's for none
-    double before = 0.0;   ///< RMS deviation of the raw norm from its mean, as a share of the mean
+    double before = 0.0;   ///< RMS deviation of the raw norm from its mean, as a share of the field's radius
     double after = 0.0;    ///< the same of the norm that the model gives
 };
 

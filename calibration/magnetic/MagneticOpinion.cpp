@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <Eigen/SVD>
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -18,6 +19,7 @@ const double kSphereCoverage = 0.5;                         // without soft iron
 const double kGoodDeviation = 0.02, kFairDeviation = 0.05;  // of the offset, in norms of the field
 const double kGoodResidual = 0.04, kFairResidual = 0.08;
 const double kGoodDisturbed = 0.25, kFairDisturbed = 0.4;
+const double kUsualStretch = 1.8;  // longest by shortest axis
 const double kFairAroundPlane = 0.9;
 const double kShownTurn = 0.02;           // rad, deviation of a turn that was looked for
 const double kGreatestDipScatter = 0.15;  // rad
@@ -116,6 +118,19 @@ void judgeDirections(Remarks& remarks, const MagneticCalibration& calibration, c
                             missingText(fit, calibration.dip, samples)));
 }
 
+/// A fit that follows a disturbance stretches the field.
+void judgeStretch(Remarks& remarks, const MagneticCalibration& calibration) {
+    const Vector3d sizes = Eigen::JacobiSVD<Eigen::Matrix3d>(calibration.model.matrix).singularValues();
+    const double stretch = sizes.maxCoeff() / sizes.minCoeff();
+    if (stretch < kUsualStretch) return;
+    remarks.add(
+        calibration.residualAfter > kGoodResidual ? Grade::kPoor : Grade::kFair,
+        fmt::format(
+            "the soft iron stretches the field by a factor of {:.1f}, which iron on a unit hardly does: "
+            "record once more, away from magnets",
+            stretch));
+}
+
 void judgeAlignment(Remarks& remarks, const FieldFit& fit, const AlignmentSeen& alignment) {
     if (fit.normal) return;
     if (!alignment.found) {
@@ -160,6 +175,7 @@ Opinion opinionOf(const MagneticCalibration& calibration, const FieldFit& fit, c
                        fmt::format("{} of the samples are disturbed: record away from iron, magnets and "
                                    "currents",
                                    percent(calibration.disturbed)));
+    judgeStretch(remarks, calibration);
     judgeAlignment(remarks, fit, alignment);
     return remarks.take();
 }

@@ -37,7 +37,7 @@ struct MagneticCalibration {
     std::optional<double> dip;  ///< rad, of the field below the level
     double offsetDeviation =
         0.0;  ///< in `unit`: standard deviation of the offset in the direction known least
-    double residualBefore = 0.0;  ///< RMS of the norm's deviation from its mean, as a share of the mean
+    double residualBefore = 0.0;  ///< RMS of the norm's deviation from its mean, as a share of the field
     double residualAfter = 0.0;   ///< the same of the calibrated field
     double coverage = 0.0;        ///< share of the directions seen, 0 to 1
     double disturbed = 0.0;       ///< share of the samples that were left out as disturbed, 0 to 1

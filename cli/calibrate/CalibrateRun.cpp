@@ -27,8 +27,8 @@ namespace {
 
 /// What the file holds already, so that a part made now joins the others.
 Parts partsIn(const std::string& file) {
-    std::error_code none;
-    if (!std::filesystem::exists(file, none) || std::filesystem::is_empty(file, none)) return {};
+    std::error_code none;  // a pipe or a device holds nothing
+    if (!std::filesystem::is_regular_file(file, none) || std::filesystem::is_empty(file, none)) return {};
     try {
         return Calibration::readCalibration(file);
     } catch (const Poco::DataFormatException& refusal) {
@@ -38,12 +38,16 @@ Parts partsIn(const std::string& file) {
     }
 }
 
+bool isFile(const std::string& output) { return !output.empty() && output != "-"; }
+
 void requireTargets(const CalibrateOptions& options) {
     for (const auto& [option, file] : {std::pair("-o", options.output), {"--plot", options.plot}}) {
         if (!file.empty() && isSameFile(file, options.recording))
             throw UsageError(fmt::format("{} {} would overwrite the recording", option, file));
     }
-    if (!options.output.empty()) RecordingIO::ResultFile::requireWritable(options.output);
+    if (!options.plot.empty() && isSameFile(options.output, options.plot))
+        throw UsageError("-o and --plot name the same file, " + options.plot);
+    if (isFile(options.output)) RecordingIO::ResultFile::requireWritable(options.output);
 }
 
 void apply(const Calibration::AffineModel& model, SensorTrack& track) {
@@ -78,7 +82,7 @@ void visitMade(Parts& found, Parts& kept, Visit visit) {
 
 void calibrate(const CalibrationKind& kind, const CalibrateOptions& options, CommandContext& context) {
     requireTargets(options);
-    Parts kept = options.output.empty() ? Parts{} : partsIn(options.output);
+    Parts kept = isFile(options.output) ? partsIn(options.output) : Parts{};
     std::unique_ptr<Picture> picture;
     if (!options.plot.empty()) picture = std::make_unique<Picture>(options.plot);
     CalibrationInput input = readCalibrationInput(options.recording, options, context);
@@ -95,8 +99,9 @@ void calibrate(const CalibrationKind& kind, const CalibrateOptions& options, Com
         if (found->opinion.grade == Calibration::Grade::kPoor) context.status = kDoneWithErrors;
         place = *found;
     });
-    context.out << result.report;
-    if (!options.output.empty()) writeWholeFile(options.output, Calibration::calibrationText(kept));
+    (options.output == "-" ? context.err : context.out) << result.report;
+    if (options.output == "-") context.out << Calibration::calibrationText(kept);
+    if (isFile(options.output)) writeWholeFile(options.output, Calibration::calibrationText(kept));
     if (picture) picture->draw(result.drawing.height, result.drawing.script);
 }
 

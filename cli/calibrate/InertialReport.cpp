@@ -7,6 +7,7 @@
 
 #include "attitude/rotation/AngleConstants.h"
 #include "calibration/inertial/InertialFit.h"
+#include "cli/CommandContext.h"
 #include "cli/calibrate/OpinionText.h"
 
 namespace Kavelin::Cli {
@@ -76,6 +77,7 @@ std::string gyroscopeText(const InertialCalibration& found) {
 
 CalibrationResult makeInertial(const CalibrationInput& input, const CalibrateOptions& options) {
     Calibration::InertialSettings settings;
+    if (std::isnan(options.gravity)) throw UsageError("--gravity: a number is expected, in m/s^2");
     settings.gravity = options.gravity;
     CalibrationResult result;
     result.found.inertial = Calibration::calibrateInertial(input.sensors, settings);
