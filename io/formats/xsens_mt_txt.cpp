@@ -1,3 +1,5 @@
+#include <Poco/Exception.h>
+
 #include <algorithm>
 #include <set>
 
@@ -106,6 +108,13 @@ SensorPlan sensorOf(const Sighting& sighting, const std::string& file) {
     if (form.attitude || measures("Quat_"))
         form.decisions.emplace_back(isDown ? "orientations from North-East-Down"
                                            : "orientations from North-West-Up");
+    const bool hasNothingElse = !form.attitude && !measures("Quat_") && sighting.options().mapping.empty();
+    if (!measures("Acc_") && !measures("Gyr_") && hasNothingElse &&
+        (measures("OriInc_") || measures("VelInc_")))
+        throw Poco::DataFormatException(
+            sighting.tree().pathOf(file) +
+            ": it holds increments of orientation and velocity only, which no filter takes: "
+            "export Acc and Gyr (inertial data, calibrated)");
     if (!measures("Acc_") && !measures("Gyr_")) {
         sensor.notes.emplace_back(
             "it holds orientations only, neither accelerations nor rates: it can be a --reference; to fuse "

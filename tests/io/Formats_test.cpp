@@ -282,6 +282,13 @@ TEST(Formats, areReadFromExportsOfUnits) {
          "(with mag)' in the app before recording | FreeAcc_X, FreeAcc_Y, FreeAcc_Z are linear acceleration, "
          "without gravity: no orientation can be told from it; take the columns, or the file, of the "
          "acceleration with gravity, as the accelerometer measures it"},
+        {"increments only",
+         {{"MT_01.txt", kMt + "PacketCounter\tSampleTimeFine\tOriInc_q0\tVelInc_X\n1\t1\t1\t0\n"}},
+         "",
+         0,
+         "Poco::DataFormatException: RECORDING/MT_01.txt: it holds increments of orientation and velocity "
+         "only, which no "
+         "filter takes: export Acc and Gyr (inertial data, calibrated)"},
         {"packet numbers that are no time",
          {{"a_CalInertialAndMag.csv", kXimu1}, {"a_Quaternion.csv", "Packet number,Element 1\n4,1\n"}},
          "",
