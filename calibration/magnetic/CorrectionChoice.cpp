@@ -1,5 +1,6 @@
 #include "calibration/magnetic/CorrectionChoice.h"
 
+#include <Eigen/SVD>
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -16,8 +17,18 @@ using Extent = CorrectionChoice::Extent;
 
 const double kCentre = 3.0, kShape = 5.0;  // unknowns
 const double kNoSoftIron = 1e-3;           // prior deviation of its terms
+const double kShapeCoverage = 0.7;         // of the directions: shows any shape
+const double kMostStretch = 1.6;           // longest by shortest axis, with fewer directions
 const double kMostLeft = 0.7;    // of the variance: what is corrected is no trifle beside what is left
 const double kLeastProof = 0.1;  // of the variance; it proves any correction
+
+/// Whether the shape is one that the directions seen can show: noise flattens an ellipsoid towards the side that was not
+/// seen, which no residual tells.
+bool isBelievable(const FieldFit& fit) {
+    if (fit.normal || fit.coverage >= kShapeCoverage) return true;
+    const Vector3d sizes = Eigen::JacobiSVD<Matrix3d>(fit.norm.model.shape).singularValues();
+    return sizes.maxCoeff() < kMostStretch * sizes.minCoeff();
+}
 
 /// Whether a correction makes the norms more even than its unknowns do by chance.
 bool isProved(double before, double after, double unknowns, double patches) {
@@ -80,7 +91,7 @@ CorrectionChoice chooseCorrection(const FieldFit& fit, const std::vector<FieldSa
         sphere = refineNorm(seen.points, seen.weights, sphere, false, prior).model;
         hardIron = seen.residual(sphere);
     }
-    const bool isSoftIron = both < hardIron && isProved(hardIron, both, kShape, patches);
+    const bool isSoftIron = isBelievable(fit) && both < hardIron && isProved(hardIron, both, kShape, patches);
     if (isSoftIron && isProved(choice.before, both, kCentre + kShape, patches)) {
         choice.extent = Extent::kBoth;
         choice.model = full;
