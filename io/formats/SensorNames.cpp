@@ -36,6 +36,14 @@ std::string stemOf(const std::string& file) {
     return leaf.substr(0, leaf.rfind('.'));
 }
 
+bool beginsWithNames(const std::string& line, const std::vector<std::string>& names) {
+    const std::vector<std::string> cells = splitCells(line, line.find(';') == std::string::npos ? ',' : ';');
+    return cells.size() >= names.size() && std::equal(names.begin(), names.end(), cells.begin(),
+                                                      [](const std::string& name, const std::string& cell) {
+                                                          return cell.starts_with(name);
+                                                      });
+}
+
 void nameAxes(TableForm& form, const std::string& quantity, const std::string& unit) {
     for (ColumnName& column : form.columns) {
         const char axis = axisOf(column);

@@ -10,6 +10,10 @@ namespace Kavelin::RecordingIO {
 /// "Gyroscope" of "exp1/Gyroscope.csv".
 std::string stemOf(const std::string& file);
 
+/// Whether a line begins with these names, each perhaps with a unit behind it, separated by commas, or by semicolons
+/// as spreadsheets save it.
+bool beginsWithNames(const std::string& line, const std::vector<std::string>& names);
+
 /// Writes out the names of columns that name an axis only: "X (rad/s)", "x-axis (rad/s)" or "X Axis (a.u.)" in
 /// the file of a gyroscope are "Gyroscope x (rad/s)", "Gyroscope x".
 /// @param unit of those that say none; may be empty

@@ -1,4 +1,5 @@
 #include "io/formats/Formats.h"
+#include "io/formats/SensorNames.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -8,7 +9,7 @@ std::optional<RecordingPlan> planNgimuFolder(const Sighting& sighting) {
     RecordingPlan plan;
     for (const std::string& sensors : sighting.filesCalled("sensors.csv")) {
         const std::vector<std::string> lines = sighting.firstLines(sensors);
-        if (lines.empty() || !lines.front().starts_with("Time (s),Gyroscope X (deg/s)")) continue;
+        if (lines.empty() || !beginsWithNames(lines.front(), {"Time (s)", "Gyroscope X (deg/s)"})) continue;
         SensorPlan sensor{.name = folderOf(sensors), .tables = {tablePlan(sighting, sensors)}, .notes = {}};
         for (const std::string& own : sighting.filesCalled("quaternion.csv")) {
             if (folderOf(own) != sensor.name) continue;

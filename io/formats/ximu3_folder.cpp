@@ -9,7 +9,7 @@ std::optional<RecordingPlan> planXimu3Folder(const Sighting& sighting) {
     RecordingPlan plan;
     for (const std::string& inertial : sighting.filesCalled("Inertial.csv")) {
         const std::vector<std::string> lines = sighting.firstLines(inertial);
-        if (lines.empty() || !lines.front().starts_with("Timestamp (us),Gyroscope X")) continue;
+        if (lines.empty() || !beginsWithNames(lines.front(), {"Timestamp (us)", "Gyroscope X"})) continue;
         SensorPlan sensor{.name = folderOf(inertial), .tables = {tablePlan(sighting, inertial)}, .notes = {}};
         for (const auto& [leaf, quantity] :
              {std::pair("Magnetometer.csv", "Magnetometer"), {"Quaternion.csv", "Quat"}}) {

@@ -289,6 +289,12 @@ TEST(Formats, areReadFromExportsOfUnits) {
          "Poco::DataFormatException: RECORDING/MT_01.txt: it holds increments of orientation and velocity "
          "only, which no "
          "filter takes: export Acc and Gyr (inertial data, calibrated)"},
+        {"a folder of a unit, as a spreadsheet saves it",
+         {{"sensors.csv",
+           "Time (s);Gyroscope X (deg/s);Gyroscope Y (deg/s);Gyroscope Z (deg/s)\n0,5;180;0;0\n"}},
+         "",
+         0,
+         "ngimu_folder; semicolon; decimal comma | 3g 0.5: 3.142,0,0"},
         {"packet numbers that are no time",
          {{"a_CalInertialAndMag.csv", kXimu1}, {"a_Quaternion.csv", "Packet number,Element 1\n4,1\n"}},
          "",
