@@ -21,6 +21,7 @@ const double kGreatestMeanForce = 60.0;    // m/s^2
 const double kBeyondGyroscopes = 40.0;     // rad/s, root mean square: whatever the declared unit
 const double kLongestStep = 2.0;           // s, of a recording that has rates
 const double kLongestUndeclared = 1.0;     // s, the same where no unit of the time is given
+const double kEndsEarly = 0.1;             // of the time
 const double kShortestStep = 1e-5;         // s
 const std::uint64_t kRowsAGlance = 16;     // at the sign of gravity
 const double kClearlyUpwards = -20.0;      // degrees, of the field's dip
@@ -83,6 +84,7 @@ void RecordingStatistics::add(const Row& row) {
         channel.sumOfSquares += square;
         if (square > 0.49 && square < 1.96) ++channel.nearOne;
         if (square < 0.16) ++channel.nearZero;
+        if (square == 0.0) ++channel.zeros;
         channel.greatestSquare = std::max(channel.greatestSquare, square);
     }
     if (rateIndex_ < channels_.size() && row.isMeasured(rateIndex_))
@@ -163,6 +165,15 @@ void RecordingStatistics::warnOfChannels(std::vector<std::string>& out) const {
                           (channel.marked > 0 ? "" : ": its columns are empty or nan"));
         } else if (channel.values > 0 && channel.greatestSquare == 0.0) {
             out.push_back(pin + " is 0 in every row: is that sensor switched off?");
+        }
+        if (channel.zeros > 0 && channel.greatestSquare > 0.0 && channel.pin == "3a") {
+            out.push_back(pin + " is 0, 0, 0 in " + counted(channel.zeros, "row") +
+                          ", which no accelerometer shows: leave the cells of a missing value empty");
+        }
+        if (channel.values > 0 && lastTime_ - channel.last > std::max(1.0, kEndsEarly * seconds())) {
+            out.push_back(fmt::format("{} ends at t = {} s, {:.0f} % of the time before the recording does",
+                                      pin, exactText(channel.last),
+                                      100.0 * (lastTime_ - channel.last) / seconds()));
         }
         if (channel.repeated > 0) {
             out.push_back(pin + ": in " + counted(channel.repeated, "row") +

@@ -26,6 +26,7 @@ public:
         std::uint64_t marked = 0;    ///< -9999 in all elements
         std::uint64_t nearOne = 0;   ///< values with a norm of 0.7 to 1.4
         std::uint64_t nearZero = 0;  ///< ... and of less than 0.4
+        std::uint64_t zeros = 0;     ///< values that are exactly zero
         double sumOfSquares = 0.0;   ///< of the vectors' norms
         double greatestSquare = 0.0;
         double first = 0.0;  ///< s, time of the first value

@@ -13,40 +13,58 @@ namespace {
 
 const std::size_t kFewestRows = 6;  // to decide by
 
+using Cells = std::vector<std::string>;
+
 bool isText(const std::string& cell) {
     double value = 0.0;
     const auto [end, error] = std::from_chars(cell.data(), cell.data() + cell.size(), value);
     return !cell.empty() && (error != std::errc() || *end == ':') && !secondsOfDate(cell);
 }
 
-/// Whether the texts, row by row, are those of several sensors.
-bool tellsSensors(const std::vector<std::string>& texts) {
-    if (texts.size() < kFewestRows) return false;
+/// Whether the cells, row by row, are few, and mostly another one in the next row.
+bool alternate(const Cells& cells) {
+    if (cells.size() < kFewestRows) return false;
     std::map<std::string, std::size_t> counts;
     std::size_t changes = 0;
-    for (std::size_t i = 0; i < texts.size(); ++i) {
-        if (!isText(texts[i])) return false;
-        ++counts[texts[i]];
-        if (i > 0 && texts[i] != texts[i - 1]) ++changes;
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        ++counts[cells[i]];
+        if (i > 0 && cells[i] != cells[i - 1]) ++changes;
     }
-    const bool areFew = counts.size() > 1 && 2 * counts.size() <= texts.size();
-    const bool isOneAfterAnother = 2 * changes >= texts.size();
-    return areFew && isOneAfterAnother &&
+    const bool areFew = counts.size() > 1 && 2 * counts.size() <= cells.size();
+    return areFew && 2 * changes >= cells.size() &&
            std::ranges::all_of(counts, [](const auto& count) { return count.second > 1; });
+}
+
+/// Whether rows one after another have one time: those of several sensors.
+bool comeTogether(const Cells& times) {
+    std::size_t same = 0;
+    for (std::size_t i = 1; i < times.size(); ++i) same += times[i] == times[i - 1] ? 1 : 0;
+    return 5 * same >= 2 * (times.size() - 1);
 }
 
 }  // namespace
 
 void findSensorColumn(TableForm& form, const std::vector<std::string>& rows) {
     if (std::ranges::any_of(form.columns, &ColumnName::isSensor)) return;
-    std::vector<std::vector<std::string>> texts(form.columns.size());
+    std::vector<Cells> columns(form.columns.size());
     for (const std::string& row : rows) {
-        const std::vector<std::string> cells = splitCells(row, form.separator);
-        for (std::size_t i = 0; i < std::min(cells.size(), texts.size()); ++i) texts[i].push_back(cells[i]);
+        const Cells cells = splitCells(row, form.separator);
+        for (std::size_t i = 0; i < std::min(cells.size(), columns.size()); ++i)
+            columns[i].push_back(cells[i]);
     }
-    const auto found = std::ranges::find_if(texts, tellsSensors);
-    if (found != texts.end())
-        form.columns[static_cast<std::size_t>(found - texts.begin())].tellsSensors = true;
+    const auto time = std::ranges::find_if(form.columns, &ColumnName::isTime);
+    const bool isOfSeveral = time != form.columns.end() &&
+                             comeTogether(columns[static_cast<std::size_t>(time - form.columns.begin())]);
+    std::vector<bool> isVector(columns.size(), false);
+    for (const ColumnGroup& group : groupColumns(form.columns, std::vector<bool>(columns.size(), false))) {
+        for (const std::size_t column : group.columns) isVector[column] = true;
+    }
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        const bool isSensor = isOfSeveral || std::ranges::all_of(columns[i], isText);
+        if (isVector[i] || form.columns[i].isTime() || !isSensor || !alternate(columns[i])) continue;
+        form.columns[i].tellsSensors = true;
+        return;
+    }
 }
 
 }  // namespace Kavelin::RecordingIO
