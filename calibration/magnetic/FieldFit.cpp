@@ -28,6 +28,7 @@ const double kNearlySphere = 0.03;    // deviation of a soft iron that the sampl
 const double kLongestElongation = 4.0;             // no soft iron is as strong
 const double kGreatestScatter = 0.12;              // of the norm after a fit
 const double kGreatestRing = 1.5;                  // of a circle's radius by the extent of its points
+const double kThinnestBand = 0.15;                 // of the extent
 const double kThinnestCap = 0.1;                   // of the extent
 const double kSteady = 0.97, kNearlyLevel = 0.85;  // cosines
 const double kThickestPlane = 0.3;                 // radii
@@ -266,10 +267,12 @@ FieldFit fitField(const std::vector<FieldSample>& samples, const MagneticSetting
     for (const FieldSample& sample : samples) points.push_back(sample.field);
     const Fitting fitting(samples, points, std::nullopt, settings);
     std::optional<FieldFit> fit = fitting.best(settings.softIronDeviation);
-    if (fit && isKnown(*fit)) return *fit;
     Plane plane = planeThrough(points);
+    // In a thin band the noise across it passes for its curvature, and no residual tells.
+    const bool isBand = plane.thickness < kThinnestBand * plane.extent;
+    if (fit && isKnown(*fit) && !isBand) return *fit;
     if (plane.thickness > kThinnestCap * plane.extent) fit = fitting.best(kNearlySphere);
-    if (!fit || !isKnown(*fit)) {
+    if (!fit || !isKnown(*fit) || isBand) {
         makeLevel(plane, samples);
         return fitPlane(samples, points, plane, settings);
     }

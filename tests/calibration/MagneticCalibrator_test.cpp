@@ -168,6 +168,31 @@ TEST(MagneticCalibrator, recoversFaultsWithinBoundsForEverySeed) {
     }
 }
 
+/// Directions evenly over the part of the sphere with z from 0.2 - width to 0.2 + width.
+SensorRecording bandRecording(double width, const Vector3d& hardIron, double noise) {
+    SensorRecording recording;
+    Random random(1);
+    for (int i = 0; i < 1800; ++i) {
+        const double z = 0.2 + width * std::sin(0.37 * i), level = std::sqrt(1.0 - z * z), angle = 0.05 * i;
+        const Vector3d direction(level * std::cos(angle), level * std::sin(angle), z);
+        recording.field.times.push_back(0.025 * i);
+        recording.field.values.push_back(kField * direction + hardIron + noise * kField * normals(random));
+    }
+    return recording;
+}
+
+TEST(MagneticCalibrator, takesNoNoiseForWhatWasNotSeen) {
+    // In a thin band, the noise across it looks like curvature: along its axis nothing is corrected.
+    for (const double noise : {0.0, 0.003, 0.01, 0.02}) {
+        const auto found = calibrateField(bandRecording(0.05, {5, -5, 5}, noise), {});
+        EXPECT_THAT(found.opinion.remarks.front(), HasSubstr("turned about one axis only")) << noise;
+        EXPECT_LT((found.model.offset - Vector3d(5, -5, 0)).norm(), 0.01 * kField) << noise;
+    }
+    // The norm of a great hard iron is even to some percent, and tells nothing of the field's.
+    const auto found = calibrateField(bandRecording(0.75, {400, -300, 600}, 0.03), {});
+    EXPECT_LT((found.model.offset - Vector3d(400, -300, 600)).norm(), 0.05 * kField);
+}
+
 /// A recording that shows nothing, and part of what is said of it.
 struct BadRow {
     const char* name;
