@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "attitude/rotation/AngleConstants.h"
@@ -133,13 +134,15 @@ std::string warningOfDip(const RecordingIO::Judged& judged) {
         std::round(-dip));
 }
 
-std::string warningOfIron(double share) {
-    return fmt::format(
-        "the magnetometer looks uncalibrated: the field's norm changes with the direction by {:.0f} %; "
-        "record a "
-        "turn through all directions, kavelin calibrate mag RECORDING -o cal.json, and add --calibration "
-        "cal.json",
-        100.0 * share);
+std::string warningOfIron(double share, bool isCalibrated) {
+    const std::string seen =
+        fmt::format("the field changes with the direction of the unit by {:.0f} %", 100.0 * share);
+    return isCalibrated ? "the magnetometer looks uncalibrated though a calibration is applied: " + seen +
+                              "; is it the calibration of this unit, as it is now?"
+                        : "the magnetometer looks uncalibrated: " + seen +
+                              "; record a turn through all directions, kavelin calibrate mag RECORDING -o "
+                              "cal.json, and "
+                              "add --calibration cal.json";
 }
 
 }  // namespace
@@ -174,7 +177,9 @@ std::vector<std::string> warningsOf(const FuseSummary& summary) {
     if (!field.empty()) warnings.push_back(field);
     const std::string dip = summary.judged && summary.hasField && !share ? warningOfDip(*summary.judged) : "";
     if (!dip.empty()) warnings.push_back(dip);
-    if (share) warnings.push_back(warningOfIron(*share));
+    const bool isCalibrated = std::ranges::any_of(
+        summary.calibration, [](const std::string& note) { return note.find("3m") != std::string::npos; });
+    if (share) warnings.push_back(warningOfIron(*share, isCalibrated));
     warnings.insert(warnings.end(), summary.notes.begin(), summary.notes.end());
     return warnings;
 }
