@@ -15,6 +15,7 @@ template <class Fields>
 void describe(Fields& fields, Origin& origin) {
     fields("recording", origin.recording);
     fields("recorded", origin.recorded);
+    fields("file_date", origin.fileDate);
     fields("made", origin.made);
     fields("program", origin.program);
 }

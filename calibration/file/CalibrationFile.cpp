@@ -83,6 +83,8 @@ std::string calibrationText(const Calibration& calibration) {
     FieldWriter writer;
     writer.object["format"] = kFileFormat;
     writer.object["version"] = kFileVersion;
+    if (!copy.schema.empty()) writer.object["$schema"] = copy.schema;
+    if (!copy.description.empty()) writer.object["description"] = copy.description;
     describe(writer, copy);
     return textOf(writer.object);
 }
@@ -92,8 +94,10 @@ Calibration parseCalibration(std::string_view text, const std::string& name) {
     const PlacedJson top{json, name + ": "};
     requireFormat(top);
     FieldReader reader(top);
-    for (const char* key : {"format", "version", "$schema", "description"}) reader.pass(key);
+    for (const char* key : {"format", "version"}) reader.pass(key);
     Calibration calibration;
+    reader("$schema", calibration.schema);
+    reader("description", calibration.description);
     describe(reader, calibration);
     reader.refuseUnknown();
     const bool isEmpty =

@@ -23,7 +23,8 @@ struct Opinion {
 /// Where a part of a calibration is from.
 struct Origin {
     std::string recording;  ///< the file's name, without its folders
-    std::string recorded;   ///< ISO 8601, when the recording was made; empty where it is not known
+    std::string recorded;   ///< ISO 8601, when the recording was made; empty where its times do not tell
+    std::string fileDate;   ///< ISO 8601, when its file was last changed; empty where it is no file
     std::string made;       ///< ISO 8601, when the calibration was made
     std::string program;    ///< "kavelin 1.3.1"
 };
@@ -99,6 +100,8 @@ struct MountCalibration {
 
 /// All that is known of a unit; what is not known is absent.
 struct Calibration {
+    std::string schema;       ///< what a file names as its schema; empty: nothing
+    std::string description;  ///< in a person's words; empty: none
     std::optional<MagneticCalibration> magnetic;
     std::optional<InertialCalibration> inertial;
     std::optional<NoiseCalibration> noise;

@@ -3,6 +3,7 @@
 #include <Poco/DateTimeFormat.h>
 #include <Poco/DateTimeFormatter.h>
 #include <Poco/Exception.h>
+#include <Poco/File.h>
 #include <Poco/Timestamp.h>
 #include <fmt/format.h>
 
@@ -16,6 +17,7 @@
 #include "cli/Picture.h"
 #include "cli/SameFile.h"
 #include "cli/WholeFile.h"
+#include "io/files/ByteSource.h"
 #include "io/recording/ResultFile.h"
 
 namespace Kavelin::Cli {
@@ -62,10 +64,20 @@ void applyKnown(const Parts& known, const std::string& kind, CalibrationInput& i
     if (known.inertial->rate) apply(*known.inertial->rate, input.sensors.rate);
 }
 
+std::string dateText(const Poco::Timestamp& time) {
+    return Poco::DateTimeFormatter::format(time, Poco::DateTimeFormat::ISO8601_FORMAT);
+}
+
+/// Empty for a pipe.
+std::string fileDateOf(const std::string& recording) {
+    return RecordingIO::canBeReadOnlyOnce(recording) ? "" : dateText(Poco::File(recording).getLastModified());
+}
+
 Calibration::Origin originOf(const CalibrationInput& input, const CalibrateOptions& options) {
     return {.recording = std::filesystem::path(options.recording).filename().string(),
             .recorded = input.recorded,
-            .made = Poco::DateTimeFormatter::format(Poco::Timestamp(), Poco::DateTimeFormat::ISO8601_FORMAT),
+            .fileDate = fileDateOf(options.recording),
+            .made = dateText(Poco::Timestamp()),
             .program = "kavelin " KAVELIN_VERSION};
 }
 

@@ -15,7 +15,8 @@ const json& schema() {
 }
 
 Calibration fullCalibration() {
-    const Origin origin{"walk \"1\"\n.csv", "2024-05-01T10:00:00Z", "2024-05-02T11:00:00Z", "kavelin 1.3.1"};
+    const Origin origin{"walk \"1\"\n.csv", "2024-05-01T10:00:00Z", "2024-05-01T11:00:00Z",
+                        "2024-05-02T11:00:00Z", "kavelin 1.3.1"};
     const Eigen::Matrix3d matrix{{1.0 / 3, 0.1, -1e-17}, {0.1, 1.1, 0.2}, {-0.0, 0.2, 0.9}};
     const AffineModel model{{0.1, -1.0 / 7, 5e-324}, matrix};
     Calibration full;
@@ -79,6 +80,7 @@ TEST(CalibrationFile, ReadsWhatAPersonWrote) {
         file(R"("description": "mine", "magnetic": {"offset": [1, -2, 3.5]}, "noise": null)"), "mine");
     EXPECT_EQ(read.magnetic->model.offset, Eigen::Vector3d(1, -2, 3.5));
     EXPECT_EQ(read.magnetic->model.matrix, Eigen::Matrix3d::Identity());
+    EXPECT_EQ(parseCalibration(calibrationText(read), "again").description, "mine");
     EXPECT_TRUE(std::isnan(read.magnetic->strength)) << "not known";
     EXPECT_TRUE(std::isnan(read.magnetic->coverage)) << "not known";
     EXPECT_FALSE(read.noise || read.inertial || read.mount);
