@@ -1,11 +1,10 @@
 #include "io/recording/ReadAhead.h"
 
-#include "io/recording/RecordingReader.h"
-
 #include <gmock/gmock.h>
 
 #include <future>
 
+#include "io/recording/RecordingReader.h"
 #include "support/NamedPipe.h"
 #include "support/TemporaryFolder.h"
 
@@ -22,7 +21,8 @@ TEST(ReadAhead, tellsRowsAndFaultsInTheOrderOfTheFile) {
     }
     // A block of many batches, and one that holds hardly a line.
     for (const std::size_t block : {LineReader::kBlockSize, std::size_t{32}}) {
-        ReadAhead ahead(std::make_unique<RecordingReader>(memorySource(text), "r.csv", ReaderOptions(), block));
+        ReadAhead ahead(
+            std::make_unique<RecordingReader>(memorySource(text), "r.csv", ReaderOptions(), block));
         for (int i = 0; i < lines; ++i) {
             const auto next = ahead.next();
             ASSERT_EQ(next, i % 7 == 3 ? Next::kFault : Next::kRow);
