@@ -26,6 +26,7 @@ const double kMostLost = 10.0;         // packets in a row, usually, of a counte
 const double kMostCounts = 1e9;        // from one packet to the next
 const double kMostEqual = 0.8;         // of the steps, of a column that is a time
 const double kLongestPlausible = 2.0;  // s, of a step in a recording with rates
+const double kFastestUsual = 1100.0;   // Hz, of a unit whose time says no unit
 const double kLeastAmbiguous = 0.2;    // of whole numbers a row, in the mean
 const double kMostAmbiguous = 0.9;     // the same; steps of one are doubted when all rows are read
 
@@ -230,6 +231,15 @@ private:
             (!hasRates() && !hints_.hasRates))
             return {};
         const char* const unit = step < 250.0 ? "ms" : step < 250e3 ? "us" : "ns";
+        const double rate = (step < 250.0 ? 1e3 : step < 250e3 ? 1e6 : 1e9) / step;
+        if (rate > kFastestUsual) {
+            throw Poco::DataFormatException(
+                fmt::format("the time column '{}' grows by {:.4g} a row: in {} that is {:.0f} Hz, or it "
+                            "counts ticks of "
+                            "another clock: give the unit with --units t={}, or convert it to seconds",
+                            name, step, unit, rate, unit),
+                static_cast<int>(form_.headerLine));
+        }
         say(fmt::format("time from {} in {}, as its steps tell", name, unit));
         return unit;
     }

@@ -200,6 +200,10 @@ TEST(TableForm, isFoundOut) {
          0, " | 3a 0,0,9 3g 0,0,3.14 | 0 to 0.19 s"},
         {"steps that tell the unit", table("time," + kNames, counter(0, k32, 10000), kValues), 0,
          "time from time in us, as its steps tell" + kRead + "0 to 0.19 s"},
+        {"ticks of a clock that no unit fits", table("time," + kNames, counter(0, k32, 328), kValues), 0,
+         "Poco::DataFormatException: rec:1: the time column 'time' grows by 328 a row: in us that is 3049 "
+         "Hz, or it "
+         "counts ticks of another clock: give the unit with --units t=us, or convert it to seconds"},
         {"Unix time in ns",
          table("timestamp," + kNames, counter(1595933810000000000, ~0ull, 10000000), kValues), 0,
          "time from timestamp in ns since 1970" + kRead + "1.59593381e+09 to 0.19 s"},
