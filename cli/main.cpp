@@ -32,7 +32,10 @@ void requireKnownCommand(const CLI::App& app, int argc, char** argv) {
     if (argc < 2 || *argv[1] == '-') return;
     std::vector<std::string> commands;
     for (const CLI::App* command : app.get_subcommands(nullptr)) {
-        if (command->get_name() == argv[1]) return;
+        if (command->get_name() == argv[1]) {
+            if (!command->get_subcommands(nullptr).empty()) requireKnownCommand(*command, argc - 1, argv + 1);
+            return;
+        }
         commands.push_back(command->get_name());
     }
     throw UsageError(
