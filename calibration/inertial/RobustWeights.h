@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "calibration/model/RobustLoss.h"
+
 namespace Kavelin::Calibration {
 
 /// Scale of residuals by their median size, which outliers do not move: the standard deviation if they are
@@ -18,17 +20,8 @@ inline double robustScale(std::vector<double> residuals, std::size_t unknowns, d
     return std::max(least, 1.4826 * *middle * std::sqrt(n / (n - static_cast<double>(unknowns))));
 }
 
-/// Weight of a residual.  Source: Huber, Annals of Mathematical Statistics 35(1), 1964.
-inline double huberWeight(double residual, double scale) {
-    const double size = std::abs(residual) / (1.345 * scale);
-    return size <= 1.0 ? 1.0 : 1.0 / size;
-}
-
-/// The same, and none at all for what is far off.  Source: Beaton and Tukey, Technometrics 16(2), 1974.
-inline double tukeyWeight(double residual, double scale) {
-    const double share = residual / (4.685 * scale);
-    const double rest = 1.0 - share * share;
-    return rest <= 0.0 ? 0.0 : rest * rest;
-}
+/// Weight of a residual; of the second, none at all for what is far off.
+inline double huberWeight(double residual, double scale) { return HuberLoss::weight(residual / scale); }
+inline double tukeyWeight(double residual, double scale) { return TukeyLoss::weight(residual / scale); }
 
 }  // namespace Kavelin::Calibration

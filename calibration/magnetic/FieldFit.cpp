@@ -10,8 +10,8 @@
 
 #include "calibration/magnetic/EllipsoidFit.h"
 #include "calibration/magnetic/GyroscopeCheck.h"
-#include "calibration/magnetic/RobustLoss.h"
 #include "calibration/magnetic/RobustSphere.h"
+#include "calibration/model/RobustLoss.h"
 #include "calibration/model/Unsuitable.h"
 
 namespace Kavelin::Calibration {

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "attitude/rotation/ExponentialMap.h"
-#include "calibration/magnetic/RobustLoss.h"
+#include "calibration/model/RobustLoss.h"
 
 namespace Kavelin::Calibration {
 

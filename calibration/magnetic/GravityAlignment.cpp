@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "attitude/rotation/ExponentialMap.h"
-#include "calibration/magnetic/RobustLoss.h"
+#include "calibration/model/RobustLoss.h"
 
 namespace Kavelin::Calibration {
 

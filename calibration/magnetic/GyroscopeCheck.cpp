@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "calibration/magnetic/RobustLoss.h"
+#include "calibration/model/RobustLoss.h"
 
 namespace Kavelin::Calibration {
 

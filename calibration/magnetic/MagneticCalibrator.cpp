@@ -11,7 +11,7 @@
 #include "calibration/magnetic/FieldSamples.h"
 #include "calibration/magnetic/GravityAlignment.h"
 #include "calibration/magnetic/MagneticOpinion.h"
-#include "calibration/magnetic/RobustLoss.h"
+#include "calibration/model/RobustLoss.h"
 #include "calibration/model/Unsuitable.h"
 
 namespace Kavelin::Calibration {

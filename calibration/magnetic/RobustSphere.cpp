@@ -6,7 +6,7 @@
 #include <random>
 
 #include "calibration/magnetic/EllipsoidFit.h"
-#include "calibration/magnetic/RobustLoss.h"
+#include "calibration/model/RobustLoss.h"
 
 namespace Kavelin::Calibration {
 

@@ -13,6 +13,7 @@
 
 #include "io/recording/DateText.h"
 #include "io/recording/SensorColumn.h"
+#include "io/recording/TableLine.h"
 #include "io/recording/Text.h"
 #include "io/recording/TimeChoice.h"
 

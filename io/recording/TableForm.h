@@ -94,13 +94,7 @@ TableForm findForm(const std::vector<std::string>& lines, const FormHints& hints
 /// The form of a table whose only header is this line.
 TableForm formOfHeader(std::string_view line);
 
-/// Whether a line is one of numbers: half of its cells at least, with the separator that gives most of them.
-bool isRowOfNumbers(std::string_view line);
 /// Whether a line names a time and all axes of a sensor.
 bool isWholeHeader(std::string_view line);
-/// Begins with "#", "%" or "//".
-bool isComment(std::string_view line);
-/// The rate that a line such as "// Update Rate: 100.0Hz" or "OutputRate:,60Hz" tells, in Hz; 0 for any other.
-double rateIn(std::string_view line);
 
 }  // namespace Kavelin::RecordingIO
