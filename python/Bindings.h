@@ -1,0 +1,11 @@
+#pragma once
+
+#include <pybind11/pybind11.h>
+
+namespace Kavelin::Python {
+
+// Each adds one idea to the module; its file has its name.
+void bindErrors(pybind11::module_& module);
+void bindPlugins(pybind11::module_& module);
+
+}  // namespace Kavelin::Python

@@ -1,0 +1,35 @@
+"""The exceptions of the package. C++ code finds them here by name."""
+
+
+class Error(Exception):
+    """What the package refuses, or what went wrong in it. Its text is that of the program `kavelin`."""
+
+
+class InvalidValue(Error, ValueError):
+    """A value, a shape, a unit or the contents of a file that cannot be used."""
+
+
+class WrongType(Error, TypeError):
+    """A value of a type that cannot be used."""
+
+
+class UnknownName(Error, KeyError):
+    """A name that does not exist. The text lists those that do."""
+
+    __str__ = Exception.__str__  # KeyError's own shows the text as a quoted string
+
+
+class ReadOnly(Error, AttributeError):
+    """A property that cannot be written."""
+
+
+class FileError(Error, OSError):
+    """A file that cannot be read or written."""
+
+
+class MissingFile(FileError, FileNotFoundError):
+    """A file that does not exist."""
+
+
+class Warning(UserWarning):
+    """What the program would report and go on."""
