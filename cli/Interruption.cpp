@@ -21,6 +21,7 @@ extern "C" void noteInterruption(int) {
 }
 
 std::atomic<bool> isOver{false};
+std::atomic<bool> leavesSignals{false};
 
 void waitUntilNoted() {
     while (::sem_wait(&noted) != 0) {  // interrupted by another signal
@@ -38,16 +39,18 @@ void waitAWhile() {
 
 }  // namespace
 
-Interruption::Interruption(std::function<void()> act) {
+Interruption::Interruption(std::function<void()> act) : takesSignals_(!leavesSignals.load()) {
     come.store(false);
     while (::sem_trywait(&noted) == 0) {  // left from an earlier one
     }
-    struct sigaction action {};
-    action.sa_handler = &noteInterruption;
-    action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGINT, &action, &interrupt_);
-    sigaction(SIGTERM, &action, &terminate_);
+    if (takesSignals_) {
+        struct sigaction action {};
+        action.sa_handler = &noteInterruption;
+        action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
+        sigemptyset(&action.sa_mask);
+        sigaction(SIGINT, &action, &interrupt_);
+        sigaction(SIGTERM, &action, &terminate_);
+    }
     if (!act) return;
     isOver.store(false);
     watcher_ = std::thread([act = std::move(act)] {
@@ -60,8 +63,10 @@ Interruption::Interruption(std::function<void()> act) {
 }
 
 Interruption::~Interruption() {
-    sigaction(SIGINT, &interrupt_, nullptr);
-    sigaction(SIGTERM, &terminate_, nullptr);
+    if (takesSignals_) {
+        sigaction(SIGINT, &interrupt_, nullptr);
+        sigaction(SIGTERM, &terminate_, nullptr);
+    }
     if (!watcher_.joinable()) return;
     isOver.store(true);
     ::sem_post(&noted);
@@ -69,5 +74,9 @@ Interruption::~Interruption() {
 }
 
 bool Interruption::hasCome() { return come.load(std::memory_order_relaxed); }
+
+void Interruption::request() { noteInterruption(0); }
+
+void Interruption::leaveSignals() { leavesSignals.store(true); }
 
 }  // namespace Kavelin::Cli

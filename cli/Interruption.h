@@ -21,7 +21,13 @@ public:
     /// Whether a signal has come. [any thread]
     static bool hasCome();
 
+    /// Does what a signal does while one of these lives. [any thread]
+    static void request();
+    /// From now on, signals are left to the program that uses this code: it calls `request`. [any thread]
+    static void leaveSignals();
+
 private:
+    const bool takesSignals_;
     struct sigaction interrupt_ {
     }, terminate_{};  // what was in force before
     std::thread watcher_;

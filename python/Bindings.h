@@ -7,5 +7,6 @@ namespace Kavelin::Python {
 // Each adds one idea to the module; its file has its name.
 void bindErrors(pybind11::module_& module);
 void bindPlugins(pybind11::module_& module);
+void bindUnlocked(pybind11::module_& module);
 
 }  // namespace Kavelin::Python

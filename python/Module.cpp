@@ -7,5 +7,6 @@ PYBIND11_MODULE(_kavelin, module) {
     using namespace Kavelin::Python;
     module.attr("__version__") = KAVELIN_VERSION;
     bindErrors(module);
+    bindUnlocked(module);
     bindPlugins(module);
 }
