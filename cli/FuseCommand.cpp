@@ -5,6 +5,7 @@
 
 #include "cli/CommandContext.h"
 #include "cli/Commands.h"
+#include "cli/PaceOption.h"
 #include "cli/Plugins.h"
 #include "cli/RecordingChoice.h"
 #include "cli/batch/BatchRun.h"
@@ -52,6 +53,8 @@ void requireNoBatch(const BatchOptions& batch, const std::string& why) {
 void fuse(FuseOptions options, const BatchOptions& batch, JointOptions joint, CommandContext& context) {
     loadPlugins(context, options.plugins);
     if (options.type.empty()) options.type = defaultType();
+    const bool isOne = !joint.isAsked() && !isBatch(batch, options);
+    if (options.pace != kFullPace && !isOne) throw UsageError("--pace is for one recording and its attitude");
     if (joint.isAsked()) {
         requireNoBatch(batch, "is about one result for each recording: not with --joint");
         joint.recordings = batch.recordings;
@@ -126,6 +129,7 @@ void addResultOptions(CLI::App& command, FuseOptions& options) {
         .add_option("--save-layout", options.saveLayout,
                     "Write the layout of this run, to change and use with kavelin run")
         ->type_name("FILE.json");
+    addPaceOption(command, options.pace);
     command.add_flag("--stop-on-error", options.stopOnError, "End at the first row that cannot be used");
     command.add_flag("--quiet", options.quiet, "No summary, no progress bar; errors only");
 }
@@ -156,8 +160,8 @@ void addBatchOptions(CLI::App& command, BatchOptions& batch) {
 
 /// The options that shape a result, as the user gave them, with the program's version.
 std::string optionsText(const CLI::App& command) {
-    static const std::set<std::string> kOthers = {"RECORDING", "--output", "--summary",
-                                                  "--jobs",    "--resume", "--quiet"};
+    static const std::set<std::string> kOthers = {"RECORDING", "--output", "--summary", "--jobs",
+                                                  "--resume",  "--quiet",  "--pace"};
     std::string text = command.get_parent()->version();
     for (const CLI::Option* option : command.get_options()) {
         const std::string name = option->get_name();

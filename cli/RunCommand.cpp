@@ -5,6 +5,7 @@
 #include "cli/CommandContext.h"
 #include "cli/Commands.h"
 #include "cli/LayoutOptions.h"
+#include "cli/PaceOption.h"
 #include "cli/layout/LayoutRun.h"
 #include "io/recording/ResultFile.h"
 
@@ -16,6 +17,7 @@ struct RunCommandOptions {
     LayoutOptions layout;
     LayoutRunOptions run;
     std::string save;
+    double pace = kFullPace;
 };
 
 void requireNone(const Mistakes& mistakes, const std::string& file, CommandContext& context) {
@@ -47,6 +49,7 @@ void run(const RunCommandOptions& options, CommandContext& context) {
     builder.check(alsoUsed);
     requireNone(mistakes, options.layout.file, context);
     builder.rebuild();
+    requirePaceable(options.pace, Core::FlowManager::instance());
     builder.findIdle(remarks);
     if (const std::size_t idle = remarks.size(); builder.findDoubts(remarks), remarks.size() > idle)
         context.status = kDoneWithErrors;  // the results may look right
@@ -56,7 +59,10 @@ void run(const RunCommandOptions& options, CommandContext& context) {
     builder.prepareRun();
     requireNone(mistakes, options.layout.file, context);
     if (!options.save.empty()) RecordingIO::ResultFile::requireWritable(options.save);
-    LayoutRun layoutRun(layout, builder, Core::FlowManager::instance(), context.err, options.run);
+    RoundGate gate(options.pace);
+    LayoutRunOptions runOptions = options.run;
+    if (options.pace != kFullPace) runOptions.gate = &gate;
+    LayoutRun layoutRun(layout, builder, Core::FlowManager::instance(), context.err, runOptions);
     if (!layoutRun.run()) context.status = kDoneWithErrors;
     if (!options.save.empty()) builder.save(options.save);
 }
@@ -69,6 +75,7 @@ void addRunCommand(CLI::App& app, CommandContext& context) {
     addLayoutOptions(*command, options->layout);
     command->add_flag("--threads", options->run.threads,
                       "A thread for each layout, instead of all in one, in turn");
+    addPaceOption(*command, options->pace);
     command->add_flag("--stop-on-error", options->run.stopOnError, "End at the first error of a filter");
     command->add_flag("-q,--quiet", options->run.quiet, "Print errors only");
     command

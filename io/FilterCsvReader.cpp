@@ -188,6 +188,10 @@ std::vector<std::string> FilterCsvReader::runNotes() const {
 
 bool FilterCsvReader::isOpen() const { return stream_ && stream_->isUsable(); }
 
+bool FilterCsvReader::isLive() const { return isLiveStream(fileName_.get()); }
+
+std::string FilterCsvReader::recordingName() const { return RecordingReader::nameOf(fileName_.get()); }
+
 const Schema* FilterCsvReader::schema() const { return isOpen() ? &stream_->recording().schema() : nullptr; }
 
 const RecordingStatistics* FilterCsvReader::statistics() const {

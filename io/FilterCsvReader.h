@@ -56,6 +56,8 @@ public:
     std::vector<std::string> runNotes() const override;
 
     void open() override;
+    bool isLive() const override;
+    std::string recordingName() const override;
     const Schema* schema() const override;
     const RecordingStatistics* statistics() const override;
     const FaultCounts* faults() const override;

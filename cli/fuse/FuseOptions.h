@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "cli/RecordingChoice.h"
+#include "cli/layout/RoundGate.h"
 
 namespace Kavelin::Cli {
 
@@ -31,6 +32,7 @@ struct FuseOptions : RecordingChoice {
     std::string movement;   ///< file; empty: errors count everywhere
     std::string alignment = "auto";
 
+    double pace = kFullPace;  ///< of the recording
     bool stopOnError = false;
     bool quiet = false;
     std::vector<std::string> plugins;

@@ -9,6 +9,7 @@
 #include <ostream>
 
 #include "cli/Interruption.h"
+#include "cli/PaceOption.h"
 #include "cli/SettingsFile.h"
 #include "cli/WholeFile.h"
 #include "cli/fuse/FuseSummary.h"
@@ -51,6 +52,7 @@ void FuseRun::build() {
     requireFrame();
     builder_.build();
     requireNoMistake(mistakes_);
+    requirePaceable(options_.pace, flow_);
     recording().open();
     const RecordingIO::Schema& schema = *recording().schema();
     requireSensors(schema, estimator_, options_.type, options_.recording);
@@ -158,11 +160,13 @@ void FuseRun::run() {
     // Rows and the bar on one terminal would run into each other.
     const bool rowsAreSeen = options_.output == "-" && ::isatty(STDOUT_FILENO) == 1;
     context_.out.flush();
+    RoundGate gate(options_.pace);
     LayoutRun run(layout_.file(), builder_, flow_, context_.err,
                   {.stopOnError = options_.stopOnError,
                    .quiet = options_.quiet,
                    .hasProgress = !rowsAreSeen,
-                   .indispensable = "result"});
+                   .indispensable = "result",
+                   .gate = options_.pace != kFullPace ? &gate : nullptr});
     run.drive();
     run.reportErrors();
     isWhole_ = !Interruption::hasCome() && !run.hasFailed("result");

@@ -23,6 +23,7 @@ using RecordingIO::counted;
 using RecordingIO::RunParticipant;
 
 constexpr std::uint64_t kRowsBetweenLooks = 256;  // at the clock
+constexpr double kLongWait = 10.0;                // s, for the time of a row: worth a line
 
 std::string at(double t) { return "at " + numberText(t) + " s"; }
 
@@ -66,7 +67,11 @@ bool LayoutRun::run() {
 }
 
 void LayoutRun::drive() {
-    const Interruption interruption([this] { interruptSources(); });
+    if (options_.gate) options_.gate->begin();
+    const Interruption interruption([this] {
+        interruptSources();
+        if (options_.gate) options_.gate->stop();
+    });
     prepareLanes();
     shareSchedules();
     if (options_.threads)
@@ -80,7 +85,20 @@ void LayoutRun::drive() {
     finishStreams();
     performOverdue();
     complete();
+    if (options_.gate) options_.gate->end();
 }
+
+void LayoutRun::stop() {
+    requestStop();
+    interruptSources();
+}
+
+void LayoutRun::requestStop() {
+    stop_.store(true);
+    if (options_.gate) options_.gate->stop();
+}
+
+bool LayoutRun::mustStop() const { return Interruption::hasCome() || stop_.load(std::memory_order_relaxed); }
 
 bool LayoutRun::isFine() const {
     std::uint64_t errors = failures_.load();
@@ -93,7 +111,7 @@ void LayoutRun::prepareLanes() {
         lanes_.push_back({.layout = layout});
         layout->getErrors().setListener([this](const Core::ProcessError& error) {
             say(error.layout + "/" + error.filter + " " + at(error.timeStamp) + ": " + errorText(error));
-            if (options_.stopOnError || error.filter == options_.indispensable) stop_.store(true);
+            if (options_.stopOnError || error.filter == options_.indispensable) requestStop();
         });
         hook(lanes_.back());
     }
@@ -130,19 +148,26 @@ LayoutRun::Lane* LayoutRun::laneOf(const ActionEntry& action) {
 }
 
 void LayoutRun::beforeRound(Lane& lane, double t) {
-    if (Interruption::hasCome() || stop_.load(std::memory_order_relaxed)) {
-        // Between two rows: what was sent has been taken, and layouts that this one feeds end
-        // when they are drained.
-        if (options_.threads)
-            lane.layout->stop();
-        else
-            flow_.stop();
-        return;
-    }
+    if (options_.gate && !mustStop()) passGate(t);
+    if (mustStop()) return endBefore(lane);
     if (lane.rounds++ == 0) lane.first = t;
     lane.last = t;
     if (progress_.isOn() && lane.rounds % kRowsBetweenLooks == 0) showProgress(lane);
     performDue(lane, t);
+}
+
+/// Between two rows: what was sent has been taken, and layouts that this one feeds end when they are drained.
+void LayoutRun::endBefore(const Lane& lane) {
+    if (options_.threads)
+        lane.layout->stop();
+    else
+        flow_.stop();
+}
+
+void LayoutRun::passGate(double t) {
+    if (const double wait = options_.gate->wait(t); wait > kLongWait && !options_.quiet)
+        say(fmt::format("the next row is that {}: it is due in {:.0f} s", at(t), wait));
+    options_.gate->pass(t);
 }
 
 void LayoutRun::performDue(Lane& lane, double t) {
@@ -203,7 +228,7 @@ bool LayoutRun::hasFailed(const std::string& filter) const {
 void LayoutRun::fail(const std::string& text) {
     ++failures_;
     say(text);
-    if (options_.stopOnError) stop_.store(true);
+    if (options_.stopOnError) requestStop();
 }
 
 void LayoutRun::say(const std::string& text) {

@@ -13,6 +13,7 @@
 #include "cli/fuse/ProgressBar.h"
 #include "cli/layout/ActionSchedule.h"
 #include "cli/layout/LayoutBuilder.h"
+#include "cli/layout/RoundGate.h"
 
 namespace Kavelin::Cli {
 
@@ -22,6 +23,7 @@ struct LayoutRunOptions {
     bool quiet = false;              ///< errors only: no summary, no notes, no drops
     bool hasProgress = true;         ///< a bar on a terminal, unless quiet
     std::string indispensable = {};  ///< a filter whose error ends the run, as its output could not be kept
+    RoundGate* gate = nullptr;       ///< holds rounds back; borrowed; null: as fast as they can
 };
 
 /// Runs the layouts that a builder built to their end, with the actions at their times, and reports: each
@@ -38,6 +40,9 @@ public:
     // The parts of it, for a command with a report of its own.
     void drive();
     void reportErrors();
+    /// Ends the run before the next row, what was sent is completed; wakes code that waits. To be asked again as
+    /// long as `drive` has not returned: a start takes back the interruption of a source. [any thread]
+    void stop();
     /// Whether all went well: no error, no signal.
     bool isFine() const;
     /// Whether something that this filter did failed.
@@ -58,6 +63,10 @@ private:
     void hook(Lane& lane);
     void interruptSources();
     void beforeRound(Lane& lane, double t);
+    void endBefore(const Lane& lane);
+    void passGate(double t);
+    void requestStop();
+    bool mustStop() const;
     void performDue(Lane& lane, double t);
     void performOverdue();
     void showProgress(const Lane& lane);

@@ -256,9 +256,7 @@ std::unique_ptr<ByteSource> recognised(std::unique_ptr<ByteSource> bytes, const 
 
 std::unique_ptr<ByteSource> openBytes(const std::string& path) {
     if (path == "-") {
-        struct ::stat status {};
-        const bool ordinary = ::fstat(STDIN_FILENO, &status) == 0 && S_ISREG(status.st_mode);
-        return std::make_unique<FileSource>(STDIN_FILENO, "standard input", 0, !ordinary);
+        return std::make_unique<FileSource>(STDIN_FILENO, "standard input", 0, isLiveStream(path));
     }
     const int fd = openWithoutWaiting(path);
     if (fd < 0 && errno == ENOENT) throw Poco::FileNotFoundException("no file '" + path + "'");
@@ -292,6 +290,12 @@ bool canBeReadOnlyOnce(const std::string& path) {
     const fs::file_type type = fs::status(path, ignored).type();
     return path == "-" || type == fs::file_type::fifo || type == fs::file_type::character ||
            type == fs::file_type::socket;
+}
+
+bool isLiveStream(const std::string& path) {
+    if (path != "-") return canBeReadOnlyOnce(path);
+    struct ::stat status {};
+    return ::fstat(STDIN_FILENO, &status) != 0 || !S_ISREG(status.st_mode);
 }
 
 std::unique_ptr<ByteSource> memorySource(std::string_view bytes) {

@@ -50,6 +50,9 @@ std::string firstBytes(ByteSource& source, std::size_t size);
 /// Whether looking into a file would take its first bytes away from a later reader: standard input, a pipe.
 bool canBeReadOnlyOnce(const std::string& path);
 
+/// Whether the bytes come from another program as it writes them: a pipe, a terminal, a socket.
+bool isLiveStream(const std::string& path);
+
 /// Bytes that are in memory already; `bytes` must outlive the source.
 std::unique_ptr<ByteSource> memorySource(std::string_view bytes);
 
