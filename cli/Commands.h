@@ -9,7 +9,7 @@ namespace Kavelin::Cli {
 struct CommandContext;
 
 // Each adds its subcommand to `app`; the subcommand's callback does the work while the arguments are parsed,
-// reports through `context` and throws for what ends it. One source file per command; `main.cpp` lists them.
+// reports through `context` and throws for what ends it. One source file per command; `Program.cpp` lists them.
 void addInspectCommand(CLI::App& app, CommandContext& context);
 void addScriptCommand(CLI::App& app, CommandContext& context);
 void addRunCommand(CLI::App& app, CommandContext& context);

@@ -227,17 +227,19 @@ void addErrorOptions(CLI::App& command, FuseOptions& options) {
         .add_option("--reference", options.reference,
                     "File with t, qw, qx, qy, qz, instead of the recording's own; or "
                     "FILE#SENSOR")
+        ->type_name("FILE")
         ->group(group);
     command
         .add_option("--movement", options.movement,
                     "File with t_start, t_end: count errors only in these intervals")
+        ->type_name("FILE")
         ->group(group);
     command
         .add_option(
             "--align", options.alignment,
             "What to take out before comparing: nothing, the best turn about the vertical, the rotation at "
             "the start; auto: what suits the type")
-        ->check(CLI::IsMember({"auto", "none", "heading", "start"}))
+        ->check(CLI::IsMember({"auto", "none", "heading", "start"}).description(""))
         ->type_name("auto|none|heading|start")
         ->capture_default_str()
         ->group(group);

@@ -37,7 +37,8 @@ void addInspectCommand(CLI::App& app, CommandContext& context) {
     const auto options = std::make_shared<InspectOptions>();
     CLI::App* command =
         app.add_subcommand("inspect", "Show plugins and filter types, or the pins and properties of one");
-    const CLI::Option* type = command->add_option("TYPE", options->type, "Filter type, e.g. FilterCompass");
+    const CLI::Option* type =
+        command->add_option("TYPE", options->type, "Filter type, e.g. FilterCompass")->type_name("");
     command->add_flag("--json", options->json, "For programs: one JSON object");
     addPluginOption(*command, options->plugins);
     command->callback([options, type, &context] {

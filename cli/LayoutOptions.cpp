@@ -10,7 +10,7 @@
 namespace Kavelin::Cli {
 
 void addLayoutOptions(CLI::App& command, LayoutOptions& options) {
-    command.add_option("LAYOUT", options.file, "Layout file (JSON)")->required()->type_name("FILE");
+    command.add_option("LAYOUT", options.file, "Layout file (JSON)")->required()->type_name("");
     command
         .add_option("-o,--out", options.out,
                     "Folder that ${OUT} stands for (else the file's variable, else .)")

@@ -38,6 +38,7 @@ void addRecordingOptions(CLI::App& command, RecordingChoice& choice) {
                     "Rows a second: of a recording without time stamps; a result of one with time stamps is "
                     "resampled, as by --output-rate")
         ->check(CLI::Range(0.0, 1e6).description(""))
+        ->type_name("HZ")
         ->group(group);
 }
 

@@ -45,8 +45,8 @@ void runScript(const ScriptOptions& options, CommandContext& context) {
 void addScriptCommand(CLI::App& app, CommandContext& context) {
     const auto options = std::make_shared<ScriptOptions>();
     CLI::App* command = app.add_subcommand("script", "Drive one filter step by step, by lines of JSON");
-    command->add_option("TYPE", options->type, "Filter type, e.g. FilterCompass")->required();
-    command->add_option("FILE", options->file, "Script; - or nothing is standard input");
+    command->add_option("TYPE", options->type, "Filter type, e.g. FilterCompass")->required()->type_name("");
+    command->add_option("FILE", options->file, "Script; - or nothing is standard input")->type_name("");
     addPluginOption(*command, options->plugins);
     command->footer(kLines);
     command->callback([options, &context] { runScript(*options, context); });

@@ -1,5 +1,7 @@
 #include "cli/SimulateFaults.h"
 
+#include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <functional>
@@ -61,8 +63,9 @@ public:
             value = Vector3(numbers.data());
         });
     }
-    void addNumber(const std::string& option, double& value, const std::string& help) {
-        command_.add_option(option, value, help)->group(group_);
+    void addNumber(const std::string& option, const std::string& type, double& value,
+                   const std::string& help) {
+        command_.add_option(option, value, help)->type_name(type)->group(group_);
     }
     void addUnit(const std::string& option, const std::string& unit, const std::string& wrong, double factor,
                  const std::string& help, SensorFault& sensor) {
@@ -144,8 +147,14 @@ void addFieldFaults(Adder& to, FaultOptions& faults) {
            "Share by which the field's x is stretched and its y shrunk, or a matrix, XX,YY,ZZ,XY,XZ,YZ",
            [&faults](const auto& option, const auto& text) { faults.softIron = softIronOf(option, text); });
     to.addVector("--magnet", "E,N,U", "Field of a magnet nearby, East, North, Up, uT", faults.magnet);
-    to.addNumber("--magnet-from", faults.magnetFrom, "Time at which it comes, s; 0 if not given");
-    to.addNumber("--magnet-to", faults.magnetTo, "Time at which it goes, s; at the end if not given");
+    to.addNumber("--magnet-from", "S", faults.magnetFrom, "Time at which it comes, s; 0 if not given");
+    to.addNumber("--magnet-to", "S", faults.magnetTo, "Time at which it goes, s; at the end if not given");
+}
+
+std::string inCapitals(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    return text;
 }
 
 void addSensorFault(Adder& to, const std::string& sensor, const std::string& unit, SensorFault& fault) {
@@ -153,7 +162,8 @@ void addSensorFault(Adder& to, const std::string& sensor, const std::string& uni
            "Which axes leave the sensor as x, y and z: y,x,z swaps two, --" + sensor +
                "-axes=-x,y,z negates one",
            [&fault](const auto& option, const auto& text) { fault.mounting = mountingOf(option, text); });
-    to.addNumber("--" + sensor + "-range", fault.range, "Greatest value that an axis shows, " + unit);
+    to.addNumber("--" + sensor + "-range", inCapitals(unit), fault.range,
+                 "Greatest value that an axis shows, " + unit);
 }
 
 }  // namespace
@@ -179,10 +189,11 @@ void addFaultOptions(CLI::App& command, FaultOptions& faults) {
            [&faults](const auto& option, const auto& text) {
                failAxes(faults, SensorFault::Axis::kStuck, option, text);
            });
-    to.addNumber("--fail-from", faults.failFrom,
+    to.addNumber("--fail-from", "S", faults.failFrom,
                  "Time from which these are dead or stuck, s; 0 if not given");
-    to.addNumber("--gap", faults.gap, "Length of each gap, in which all rows are lost, s; 0: none");
-    to.addNumber("--gap-every", faults.gapEvery, "Time from a gap's end to the next, s; 10 if not given");
+    to.addNumber("--gap", "S", faults.gap, "Length of each gap, in which all rows are lost, s; 0: none");
+    to.addNumber("--gap-every", "S", faults.gapEvery,
+                 "Time from a gap's end to the next, s; 10 if not given");
 }
 
 }  // namespace Kavelin::Cli

@@ -7,21 +7,11 @@
 #include <vector>
 
 #include "cli/CommandContext.h"
-#include "cli/Commands.h"
+#include "cli/Program.h"
 
 namespace {
 
 using namespace Kavelin::Cli;
-
-/// The commands in the order in which `kavelin --help` shows them.
-const std::vector<void (*)(CLI::App&, CommandContext&)> kCommands = {
-    addFuseCommand,     addRunCommand,     addCheckCommand,   addCalibrateCommand,
-    addSimulateCommand, addFormatsCommand, addInspectCommand, addScriptCommand};
-
-constexpr const char* kFooter =
-    "Results go to standard output or files, messages to standard error.\n"
-    "Exit status: 0 done; 1 done with errors in the data or the run; 2 wrong usage or a file that cannot be "
-    "used.";
 
 std::string failureMessage(const CLI::App*, const CLI::Error& error) {
     return std::string("kavelin: ") + error.what() + "\nRun with --help for more information.\n";
@@ -50,24 +40,15 @@ void openStandardStreams() {
     }
 }
 
-void configure(CLI::App& app, CommandContext& context) {
-    app.failure_message(failureMessage);
-    app.require_subcommand(1);
-    app.set_version_flag("--version", "kavelin " KAVELIN_VERSION);
-    app.set_help_all_flag("--help-all", "Print the help of every command and exit");
-    app.footer(kFooter);
-    for (const auto add : kCommands) add(app, context);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
     openStandardStreams();
     CommandContext context{std::cin, std::cout, std::cerr};
-    CLI::App app{"Orientation from inertial and magnetic sensor data: filters, layouts, recordings.",
-                 "kavelin"};
+    CLI::App app;
+    app.failure_message(failureMessage);
     try {
-        configure(app, context);
+        describeProgram(app, context);
         requireKnownCommand(app, argc, argv);
         app.parse(argc, argv);
     } catch (const CLI::Success& asked) {  // --help, --version

@@ -19,7 +19,7 @@ install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/kavelin COMPONE
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/kavelin COMPONENT program
   FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE
   FILES_MATCHING PATTERN "*.sh")
-install(FILES docs/kavelin.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT program)
+install(DIRECTORY ${PROJECT_BINARY_DIR}/${CMAKE_INSTALL_MANDIR}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT program)
 install(FILES cli/completion/kavelin DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT program)
 
 # The host library, and what programs and plugins of one's own are built with
@@ -43,5 +43,5 @@ string(REGEX REPLACE "/$" "" prefix_from_pkgconfig ${prefix_from_pkgconfig})
 configure_file(cmake/kavelincore.pc.in ${PROJECT_BINARY_DIR}/kavelincore.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kavelincore.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
 
-install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT doc PATTERN "kavelin.1" EXCLUDE)
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT doc)
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc)

@@ -6,8 +6,9 @@
 
 namespace Kavelin::OrientationInternal {
 
-OrientationInternalPlugin::OrientationInternalPlugin() : DefaultPlugin("OrientationInternal", "1.3.1") {
-    metaData_.version = "1.3.1";
+OrientationInternalPlugin::OrientationInternalPlugin()
+    : DefaultPlugin("OrientationInternal", KAVELIN_VERSION) {
+    metaData_.version = KAVELIN_VERSION;
     metaData_.hostVersion = Core::kHostVersion;
     metaData_.name = "OrientationInternal";
     metaData_.description = "This is the plugin that wraps OrientationInternal elements.";

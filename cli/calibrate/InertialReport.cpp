@@ -88,7 +88,7 @@ CalibrationResult makeInertial(const CalibrationInput& input, const CalibrateOpt
 void addInertialOptions(CLI::App& command, CalibrateOptions& options) {
     command.add_option("--gravity", options.gravity, "Of the place: 9.780 at the equator, 9.832 at a pole")
         ->type_name("M/S^2")
-        ->check(CLI::Range(9.7, 9.9))
+        ->check(CLI::Range(9.7, 9.9).description(""))
         ->capture_default_str();
 }
 

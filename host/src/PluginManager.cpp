@@ -194,7 +194,8 @@ void PluginManager::load(const std::string& nameOrPath) {
     const std::string version = module->version();
     if (version != kHostVersion) {
         throw Poco::InvalidAccessException("'" + path.string() + "' was built for host version " + version +
-                                           "; this host is " + kHostVersion);
+                                           "; this host is " + kHostVersion +
+                                           ". Build it again with the headers of this host");
     }
     const std::vector<Plugin*> before = getPlugins();
     try {

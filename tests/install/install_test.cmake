@@ -72,7 +72,7 @@ if(NOT out STREQUAL "turned by 2.500 rad in 1.50 s\n")
   message(FATAL_ERROR "recording of cpp.md printed: ${out}")
 endif()
 
-foreach(file share/doc/kavelin/LICENSE share/man/man1/kavelin.1 share/bash-completion/completions/kavelin share/kavelin/scripts/turn.jsonl)
+foreach(file share/doc/kavelin/LICENSE share/man/man1/kavelin.1 share/man/man1/kavelin-calibrate-mag.1 share/bash-completion/completions/kavelin share/kavelin/scripts/turn.jsonl)
   if(NOT EXISTS ${prefix}/${file})
     message(FATAL_ERROR "not installed: ${file}")
   endif()
