@@ -1,5 +1,8 @@
 #pragma once
 
+#include <functional>
+#include <memory>
+
 #include "evaluation/AttitudeErrors.h"
 #include "io/formats/ReferenceTrack.h"
 
@@ -10,6 +13,9 @@ namespace Kavelin::RecordingIO {
 class __attribute__((visibility("default"))) AttitudeComparison {
 public:
     virtual ~AttitudeComparison() = default;
+
+    /// From the next run on compares with what `opener` opens, in place of a file.  [not running]
+    virtual void setReference(std::function<std::unique_ptr<RowReader>()> opener) = 0;
 
     /// What was compared in this run, or in the last one.  [layout thread, or the layout not running]
     virtual const AttitudeErrors& errors() const = 0;

@@ -32,7 +32,7 @@ void FilterAttitudeErrors::onReferenceFrame(const int& index) {
 }
 
 void FilterAttitudeErrors::checkRun() {
-    if (referenceFile_.get().empty() && reference_.getConnectedOutput() == nullptr) {
+    if (!opener_ && referenceFile_.get().empty() && reference_.getConnectedOutput() == nullptr) {
         throw Poco::InvalidArgumentException(
             "there is no reference: connect the pin 'reference', or name a "
             "Reference File");
@@ -48,7 +48,11 @@ void FilterAttitudeErrors::open() {
     onAlignment(alignment_.value());
     track_.reset();
     intervals_ = {};
-    if (!referenceFile_.get().empty()) track_.emplace(referenceFile_.get());
+    if (opener_) {
+        track_.emplace(opener_());
+    } else if (!referenceFile_.get().empty()) {
+        track_.emplace(referenceFile_.get());
+    }
     const std::string_view reference = frameOf(reference_);
     hasKnownEarth_ = track_ ? track_->isEarthKnown() : reference == Core::kSensorToEarth;
     attitudeTurn_.reset();
@@ -57,6 +61,11 @@ void FilterAttitudeErrors::open() {
         attitudeTurn_ = earthTurn(attitude, Core::kSensorToEarth);
     if (!movementFile_.get().empty()) intervals_ = Intervals::open(movementFile_.get());
     files_ = Files::kOpen;
+}
+
+void FilterAttitudeErrors::setReference(std::function<std::unique_ptr<RowReader>()> opener) {
+    opener_ = std::move(opener);
+    files_ = Files::kToOpen;
 }
 
 void FilterAttitudeErrors::completeRun() { files_ = Files::kToOpen; }

@@ -36,6 +36,7 @@ public:
     void completeRun() override;
     std::vector<std::string> runErrors() const override;
     std::vector<std::string> runNotes() const override;
+    void setReference(std::function<std::unique_ptr<RowReader>()> opener) override;
     const AttitudeErrors& errors() const override { return errors_; }
     const ReferenceTrack* referenceTrack() const override { return track_ ? &*track_ : nullptr; }
 
@@ -83,6 +84,7 @@ private:
     std::optional<EarthTurn> referenceTurn_;  // to East-North-Up, like the next
     std::optional<EarthTurn> attitudeTurn_;
     bool hasKnownEarth_ = false;  // the reference says itself that it is relative to East-North-Up
+    std::function<std::unique_ptr<RowReader>()> opener_;  // of the reference; empty: a file, or the pin
     std::optional<ReferenceTrack> track_;
     Intervals intervals_;
     Files files_ = Files::kToOpen;  // for this run

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "io/files/ByteSource.h"
 #include "io/recording/ColumnNames.h"
@@ -16,13 +17,10 @@ namespace Kavelin::RecordingIO {
 /// on the way to that row wait until they can be raised.
 class FilterCsvReader::Stream {
 public:
-    using Announce = std::function<void(std::function<void()>)>;
-
-    /// Never throws: an unusable file counts as a fault and as the end.
-    /// @param announce told how to break the wait for the header, before it begins.
-    Stream(const std::string& path, const OpenOptions& options, const Announce& announce) {
+    /// Never throws: what cannot be opened counts as a fault and as the end.
+    explicit Stream(const std::function<std::unique_ptr<RowReader>()>& open) {
         try {
-            recording_.emplace(openRecording(path, options, announce));
+            recording_.emplace(open());
             statistics_.emplace(recording_->schema());
         } catch (const Poco::Exception& refusal) {
             refusal_.reset(refusal.clone());
@@ -158,6 +156,7 @@ double FilterCsvReader::progress() const {
 }
 
 void FilterCsvReader::checkRun() {
+    if (opener_) return open();
     if (fileName_.get().empty()) {
         throw Poco::InvalidArgumentException("'" + getName() + "' has no File Name: no recording to send");
     }
@@ -188,9 +187,12 @@ std::vector<std::string> FilterCsvReader::runNotes() const {
 
 bool FilterCsvReader::isOpen() const { return stream_ && stream_->isUsable(); }
 
-bool FilterCsvReader::isLive() const { return isLiveStream(fileName_.get()); }
+bool FilterCsvReader::isLive() const { return !opener_ && isLiveStream(fileName_.get()); }
 
-std::string FilterCsvReader::recordingName() const { return RecordingReader::nameOf(fileName_.get()); }
+std::string FilterCsvReader::recordingName() const {
+    if (opener_) return isOpen() ? stream_->recording().name() : "recording";
+    return RecordingReader::nameOf(fileName_.get());
+}
 
 const Schema* FilterCsvReader::schema() const { return isOpen() ? &stream_->recording().schema() : nullptr; }
 
@@ -199,6 +201,11 @@ const RecordingStatistics* FilterCsvReader::statistics() const {
 }
 
 const FaultCounts* FilterCsvReader::faults() const { return isOpen() ? &stream_->counts() : nullptr; }
+
+void FilterCsvReader::setRecording(RecordingOpener opener) {
+    opener_ = std::move(opener);
+    stale_ = true;
+}
 
 void FilterCsvReader::open() {
     if (!stream().isUsable()) stream().raiseFaults();
@@ -212,8 +219,7 @@ FilterCsvReader::Stream& FilterCsvReader::stream() const {
 
 void FilterCsvReader::openStream() const {
     stale_ = false;
-    auto opened = std::make_unique<Stream>(
-        fileName_.get(), options(), [this](std::function<void()> stop) { announceOpening(std::move(stop)); });
+    auto opened = std::make_unique<Stream>([this] { return openReader(); });
     lanes_.clear();
     if (opened->isUsable()) {
         for (const Channel& channel : opened->recording().schema().channels) {
@@ -232,6 +238,13 @@ void FilterCsvReader::openStream() const {
         stream_->forgive();
         stale_ = true;
     }
+}
+
+std::unique_ptr<RowReader> FilterCsvReader::openReader() const {
+    if (opener_) return opener_(options());
+    // How to break the wait for the header is told before it begins.
+    return openRecording(fileName_.get(), options(),
+                         [this](std::function<void()> stop) { announceOpening(std::move(stop)); });
 }
 
 void FilterCsvReader::announceOpening(std::function<void()> stop) const {

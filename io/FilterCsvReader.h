@@ -33,7 +33,7 @@ using OrientationInternal::ValueProperty;
 /// come with the property "Mapping" or from the header of a result file.
 /// A pin without a value in a row sends nothing.
 ///
-/// The file is opened when its first row is asked for. A row that cannot be used is an exception out of
+/// The file, or what is given in its place, is opened when its first row is asked for. A row that cannot be used is an exception out of
 /// `process`, with file and line in its message, and the next call goes on after it. After ten of one kind
 /// the message stays the same, so that a host that lists distinct messages is not flooded.
 class FilterCsvReader : public Filter, public Core::Source, public RunParticipant, public RecordingSource {
@@ -55,6 +55,7 @@ public:
     std::vector<std::string> runErrors() const override;
     std::vector<std::string> runNotes() const override;
 
+    void setRecording(RecordingOpener opener) override;
     void open() override;
     bool isLive() const override;
     std::string recordingName() const override;
@@ -74,6 +75,7 @@ private:
 
     Stream& stream() const;
     void openStream() const;
+    std::unique_ptr<RowReader> openReader() const;
     void announceOpening(std::function<void()> stop) const;
     OpenOptions options() const;
     bool isOpen() const;
@@ -113,6 +115,7 @@ private:
     ValueProperty<std::string> together_{"Together", this, "", handler(this, &FilterCsvReader::onText)};
 
     std::vector<std::unique_ptr<OutputPin<Matrix>>> otherPins_;
+    RecordingOpener opener_;           // empty: of a file
     mutable bool stale_ = true;        // the properties changed since the file was opened
     mutable std::vector<Lane> lanes_;  // by channel
     mutable std::mutex streamMutex_;   // held to replace the stream, and by code outside the layout's thread

@@ -1,17 +1,26 @@
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <string>
 
+#include "io/formats/OpenRecording.h"
 #include "io/recording/Fault.h"
 #include "io/recording/RecordingStatistics.h"
 
 namespace Kavelin::RecordingIO {
+
+/// Opens a recording that lies in no file, as the options ask.  Raises Poco exceptions.
+using RecordingOpener = std::function<std::unique_ptr<RowReader>(const OpenOptions&)>;
 
 /// A source that sends a recording. A program asks each filter for it with a dynamic_cast, also across
 /// modules: hence the visibility.
 class __attribute__((visibility("default"))) RecordingSource {
 public:
     virtual ~RecordingSource() = default;
+
+    /// From now on sends what `opener` opens, in place of a file.  [not running]
+    virtual void setRecording(RecordingOpener opener) = 0;
 
     /// Opens the recording now, rather than with the first row.  @throws as RecordingReader::open.
     /// [layout thread, or not running]

@@ -4,12 +4,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
-#include <filesystem>
 #include <utility>
 
 #include "cli/CommandContext.h"
 #include "cli/batch/Recordings.h"
+#include "cli/fuse/ResultColumns.h"
 #include "cli/layout/PropertyValue.h"
 #include "io/FilterAttitudeErrors.h"
 #include "io/FilterAttitudeForm.h"
@@ -17,7 +16,6 @@
 #include "io/FilterRangeShare.h"
 #include "io/FilterResampler.h"
 #include "io/FilterSampleHold.h"
-#include "io/recording/TableWriter.h"
 
 namespace Kavelin::Cli {
 
@@ -37,18 +35,6 @@ bool exists(const char* type) {
 }
 
 const char* const kAlignmentLabels[] = {"none", "heading", "start"};
-
-/// A name for the one sensor of a recording: that of its file, without endings.
-std::string sensorName(const std::string& recording) {
-    std::string name = std::filesystem::path(recording).filename().string();
-    name.erase(std::min(name.size(), name.find('.', 1)));
-    const auto isOdd = [](char c) {
-        return static_cast<unsigned char>(c) < 0x80 && std::isalnum(static_cast<unsigned char>(c)) == 0 &&
-               c != '-' && c != '_';
-    };
-    std::replace_if(name.begin(), name.end(), isOdd, '_');
-    return recording == "-" || name.empty() ? "imu" : name;
-}
 
 }  // namespace
 
@@ -71,7 +57,7 @@ FuseLayout::FuseLayout(const FuseOptions& options, const Estimator& estimator, M
     : EstimatorChain("fuse", "kavelin fuse " + options.recording + " --filter " + options.type, options,
                      estimator),
       settings_(options.settings) {
-    addRecording(chain_, options.recording, options.sensor);
+    addRecording(chain_, options.memory.recording ? std::string() : options.recording, options.sensor);
     addCalibration(chain_, unit());
     add("estimator", options.type);
     applySettings(mistakes);
@@ -88,9 +74,12 @@ void FuseLayout::complete(const Schema& schema, std::optional<Alignment> alignme
     if (alignment) addErrors(schema, *alignment);
     addVerdict(chain_, schema);
     outputRate_ = resultRate(options_, schema);
+    estimate_ = attitude_;
     attitude_ =
         addMount(chain_, unit(), attitude_);  // behind the comparison: a reference is that of the unit
-    addResult();
+    arrangeRows();
+    if (!options_.memory.keepsResult) addResult();
+    isWhole_ = true;
     applySettings(mistakes);
 }
 
@@ -167,7 +156,7 @@ void FuseLayout::addStaticMode(const Schema& schema) {
 void FuseLayout::addErrors(const Schema& schema, Alignment alignment) {
     FilterEntry& errors = add("errors", RecordingIO::FilterAttitudeErrors::kTypeName);
     set(errors, "Alignment", kAlignmentLabels[static_cast<int>(alignment)]);
-    set(errors, "Reference File", literal(options_.reference), "--reference");
+    if (!options_.memory.reference) set(errors, "Reference File", literal(options_.reference), "--reference");
     set(errors, "Movement File", literal(options_.movement), "--movement");
     if (options_.frame == "ned") set(errors, "Reference Frame", options_.frame, "--frame");
     if (options_.reference.empty() && schema.find("quat"))
@@ -198,39 +187,40 @@ Target FuseLayout::addResampler(const Target& from) {
     return {"resample", "attitude", {}};
 }
 
-void FuseLayout::addResult() {
-    Target written = attitude_;
-    std::string frame = options_.frame;
-    bool isRow = estimator_.isRow || written.filter == chain_.mount;
-    if (outputRate_ > 0.0) {
-        // Only rows are interpolated as rotations.
-        if (!isRow || !frame.empty())
-            written = addForm("frame", written, AttitudeForm::kQuaternion, std::exchange(frame, ""));
-        isRow = true;
-        written = addResampler(written);
-    }
-    if (options_.form != AttitudeForm::kQuaternion || !isRow || !frame.empty())
-        written = addForm("form", written, options_.form, frame);
-    FilterEntry& result = add("result", RecordingIO::FilterCsvWriter::kTypeName);
-    const std::string option = "-o '" + options_.output + "'";
-    set(result, "Rows", resultPin());
-    set(result, "Header", header());
-    if (options_.isSto) set(result, "Format", "sto", option);
-    set(result, "File Name", literal(options_.output), option);
-    connect(written, {"result", resultPin(), {}});
-    for (const ResultWatch::Extra& extra : writtenExtras()) {
-        const bool isResampled = outputRate_ > 0.0;
-        connect(isResampled ? Target{"resample", extra.name, {}} : source(extra.name),
-                {"result", extra.name, {}});
-    }
+/// What the rows are made of: one for each attitude, or at a rate of their own.
+void FuseLayout::arrangeRows() {
+    written_ = attitude_;
+    frameToGive_ = options_.frame;
+    isWrittenRow_ = estimator_.isRow || written_.filter == chain_.mount;
+    if (outputRate_ <= 0.0) return;
+    // Only rows are interpolated as rotations.
+    if (!isWrittenRow_ || !frameToGive_.empty())
+        written_ = addForm("frame", written_, AttitudeForm::kQuaternion, std::exchange(frameToGive_, ""));
+    isWrittenRow_ = true;
+    written_ = addResampler(written_);
 }
 
-/// Arrays are named after their pins.
-std::string FuseLayout::resultPin() const {
+void FuseLayout::addResult() {
+    Target written = written_;
+    if (options_.form != AttitudeForm::kQuaternion || !isWrittenRow_ || !frameToGive_.empty())
+        written = addForm("form", written, options_.form, frameToGive_);
     const TableKind kind = resultKind(options_);
-    if (kind == TableKind::kCsv || kind == TableKind::kNpy) return "attitude";
-    const char* names[] = {"quaternion", "rotation", "euler"};
-    return names[static_cast<int>(options_.form)];
+    const std::string rows = rowPin(kind, options_.form);
+    FilterEntry& result = add("result", RecordingIO::FilterCsvWriter::kTypeName);
+    const std::string option = "-o '" + options_.output + "'";
+    set(result, "Rows", rows);
+    set(result, "Header",
+        kind == TableKind::kSto ? headerForOpenSim(rows, options_.recording)
+                                : headerOf(rows, options_.form, writtenExtras()));
+    if (options_.isSto) set(result, "Format", "sto", option);
+    set(result, "File Name", literal(options_.output), option);
+    connect(written, {"result", rows, {}});
+    for (const ResultWatch::Extra& extra : writtenExtras())
+        connect(writtenSource(extra.name), {"result", extra.name, {}});
+}
+
+Target FuseLayout::writtenSource(const std::string& extra) const {
+    return outputRate_ > 0.0 ? Target{"resample", extra, {}} : source(extra);
 }
 
 /// A table for OpenSim holds orientations only.
@@ -239,24 +229,6 @@ std::vector<ResultWatch::Extra> FuseLayout::writtenExtras() const {
     std::vector<ResultWatch::Extra> written = extras_;
     if (!options_.scores) std::erase_if(written, [](const auto& extra) { return extra.name == "Score"; });
     return written;
-}
-
-std::string FuseLayout::header() const {
-    const auto entry = [](const std::string& pin, const std::vector<std::string>& names) {
-        return fmt::format("{} = {}", pin, fmt::join(names, ", "));
-    };
-    if (resultKind(options_) == TableKind::kSto) return entry(resultPin(), {sensorName(options_.recording)});
-    std::vector<std::string> columns = {"qw", "qx", "qy", "qz"};
-    if (options_.form == AttitudeForm::kMatrix) columns = RecordingIO::columnNames("attitude", 3, 3);
-    if (options_.form == AttitudeForm::kEuler)
-        columns = {"yaw_zyx (deg)", "pitch_zyx (deg)", "roll_zyx (deg)"};
-    std::string text = entry(resultPin(), columns);
-    for (const ResultWatch::Extra& extra : writtenExtras()) {
-        const bool isScore = extra.name == "Score";
-        text +=
-            "; " + entry(extra.name, RecordingIO::columnNames(extra.name, isScore ? 5 : 1, isScore ? 2 : 1));
-    }
-    return text;
 }
 
 }  // namespace Kavelin::Cli

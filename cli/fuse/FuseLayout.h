@@ -44,6 +44,8 @@ public:
 
     /// Where the attitude comes from, and the flags and scores at its times.
     const Target& attitude() const { return attitude_; }
+    /// The same before it became that of a segment: what a reference is compared with.
+    const Target& estimate() const { return estimate_; }
     const std::vector<ResultWatch::Extra>& extras() const { return extras_; }
     bool bringsOneSampleARound() const { return isLent(chain_); }
     /// The name of what is recorded: of the sensor, or of the recording that holds it alone.
@@ -52,6 +54,13 @@ public:
     Target source(const std::string& extra) const;
     /// Hz, to which the result is resampled; 0 where its rows have the times of the recording's.
     double outputRate() const { return outputRate_; }
+    /// The attitude of the rows that are written, before it is given its form, and the earth that the form has yet to
+    /// give it; empty: none.
+    const Target& written() const { return written_; }
+    const std::string& frameToGive() const { return frameToGive_; }
+    /// The flags and scores of these rows, and where one comes from.
+    std::vector<ResultWatch::Extra> writtenExtras() const;
+    Target writtenSource(const std::string& extra) const;
 
 private:
     void applySettings(Mistakes& mistakes);
@@ -60,17 +69,19 @@ private:
     void addQuality(const RecordingIO::Schema& schema);
     void addStaticMode(const RecordingIO::Schema& schema);
     void addErrors(const RecordingIO::Schema& schema, RecordingIO::Alignment alignment);
+    void arrangeRows();
     void addResult();
     Target addForm(const char* name, const Target& from, AttitudeForm form, const std::string& frame);
     Target addResampler(const Target& from);
-    std::string resultPin() const;
-    std::vector<ResultWatch::Extra> writtenExtras() const;
-    std::string header() const;
 
     const ChainNames chain_;
     std::vector<std::string> settings_;  // not yet applied
     double outputRate_ = 0.0;
+    Target estimate_;
     Target attitude_;
+    Target written_;
+    bool isWrittenRow_ = false;  // a quaternion as 1x4
+    std::string frameToGive_;
     std::vector<ResultWatch::Extra> extras_;
 };
 

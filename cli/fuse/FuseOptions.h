@@ -1,12 +1,22 @@
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "cli/RecordingChoice.h"
 #include "cli/layout/RoundGate.h"
+#include "io/RecordingSource.h"
 
 namespace Kavelin::Cli {
+
+/// What a run takes from memory, and keeps there, in place of files. The options hold the names for messages.
+struct FuseMemory {
+    RecordingIO::RecordingOpener recording;                                   ///< empty: the file
+    std::function<std::unique_ptr<RecordingIO::RowReader>()> reference = {};  ///< empty: the file
+    bool keepsResult = false;                                                 ///< no file is written
+};
 
 /// The form in which an attitude is written.
 enum class AttitudeForm { kQuaternion, kMatrix, kEuler };
@@ -33,6 +43,8 @@ struct FuseOptions : RecordingChoice {
     std::string alignment = "auto";
 
     double pace = kFullPace;  ///< of the recording
+    FuseMemory memory;
+
     bool stopOnError = false;
     bool quiet = false;
     std::vector<std::string> plugins;

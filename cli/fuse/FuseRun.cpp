@@ -5,26 +5,20 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <ostream>
 
 #include "cli/Interruption.h"
 #include "cli/PaceOption.h"
-#include "cli/SettingsFile.h"
 #include "cli/WholeFile.h"
-#include "cli/fuse/FuseSummary.h"
-#include "cli/fuse/SummaryJson.h"
 #include "cli/fuse/UnitFiles.h"
+#include "io/AttitudeComparison.h"
 #include "io/AttitudeFrame.h"
 #include "io/EarthFrame.h"
-#include "io/RunParticipant.h"
 #include "io/recording/ResultFile.h"
-#include "io/recording/Text.h"
 
 namespace Kavelin::Cli {
 
 using RecordingIO::Alignment;
-using RecordingIO::counted;
 
 FuseRun::FuseRun(const FuseOptions& options, CommandContext& context)
     : options_(options),
@@ -40,6 +34,7 @@ FuseRun::FuseRun(const FuseOptions& options, CommandContext& context)
                                                turn ? std::optional(turn->quaternion) : std::nullopt);
     }
     watchResult();
+    if (options_.memory.keepsResult) keepResult();
     builder_.activateCommands();
     builder_.prepareRun();
     requireNoMistake(mistakes_);
@@ -52,6 +47,7 @@ void FuseRun::build() {
     requireFrame();
     builder_.build();
     requireNoMistake(mistakes_);
+    if (options_.memory.recording) recording().setRecording(options_.memory.recording);
     requirePaceable(options_.pace, flow_);
     recording().open();
     const RecordingIO::Schema& schema = *recording().schema();
@@ -63,19 +59,15 @@ void FuseRun::build() {
     }
     layout_.complete(schema, hasReference ? alignment() : std::nullopt, mistakes_);
     builder_.build();
+    if (options_.memory.reference && builder_.find("errors"))
+        dynamic_cast<RecordingIO::AttitudeComparison&>(*builder_.find("errors"))
+            .setReference(options_.memory.reference);
     requireNoMistake(mistakes_);
 }
 
-template <class Interface>
-Interface& FuseRun::part(const char* name) const {
-    return dynamic_cast<Interface&>(*builder_.find(name));
-}
-
 RecordingIO::RecordingSource& FuseRun::recording() const {
-    return part<RecordingIO::RecordingSource>("recording");
+    return dynamic_cast<RecordingIO::RecordingSource&>(*builder_.find("recording"));
 }
-
-const RecordingIO::RecordingStatistics& FuseRun::statistics() const { return *recording().statistics(); }
 
 std::optional<Alignment> FuseRun::alignment() const {
     if (options_.alignment == "none") return Alignment::kNone;
@@ -87,6 +79,7 @@ std::optional<Alignment> FuseRun::alignment() const {
 }
 
 void FuseRun::requireTable() const {
+    if (options_.memory.keepsResult) return;
     if (options_.output.empty()) throw UsageError("-o '': a file name is expected, or - for standard output");
     try {
         const RecordingIO::TableKind kind = resultKind(options_);
@@ -130,29 +123,53 @@ void FuseRun::check() {
         if (!file.empty()) RecordingIO::ResultFile::requireWritable(file);
 }
 
-/// Adds to the built layout what only this program needs.
+/// Connects what only this program needs to the built layout.
+/// @param isLent a round brings one sample at most, which is taken in that round: it need not be copied
+void FuseRun::attach(const Target& from, Core::Filter& to, const std::string& name, bool isLent) const {
+    Core::Filter* filter = builder_.find(from.filter);
+    Core::AbstractOutputPin* pin = filter ? filter->findOutputPin(from.element) : nullptr;
+    if (pin) Core::connect(*pin, to.getInputPin(name), {.bufferSize = isLent ? 1 : kDefaultBufferSize});
+}
+
 void FuseRun::watchResult() {
     watch_ = std::make_unique<ResultWatch>("summary", layout_.extras());
     builder_.find("estimator")->getManager()->add(*watch_);
     const auto connect = [this](const Target& from, const std::string& to) {
-        Core::Filter* filter = builder_.find(from.filter);
-        Core::AbstractOutputPin* pin = filter ? filter->findOutputPin(from.element) : nullptr;
-        // It takes what a round brings in that round: lent, not copied, where that is one sample.
-        Core::ConnectionOptions lent;
-        if (layout_.bringsOneSampleARound()) lent.bufferSize = 1;
-        if (pin) Core::connect(*pin, watch_->getInputPin(to), lent);
+        attach(from, *watch_, to, layout_.bringsOneSampleARound());
     };
     connect(layout_.attitude(), "attitude");
-    if (!options_.quiet || plot_ || !options_.summary.empty()) {
+    if (!options_.quiet || plot_ || !options_.summary.empty() || options_.memory.keepsResult) {
         for (const ResultWatch::Extra& extra : layout_.extras())
             connect(layout_.source(extra.name), extra.name);
         connect({"estimator", "3g_bias", {}}, "3g_bias");
     }
     if (plot_) connect({"errors", "errors", {}}, "errors");
     watch_->setObserver([this](const ResultWatch& watch) {
-        if (watch.attitudes() == 1) rowsBefore_ = statistics().completeRows() - 1;
+        if (watch.attitudes() == 1) rowsBefore_ = recording().statistics()->completeRows() - 1;
         if (plot_) plot_->add(watch);
     });
+}
+
+void FuseRun::keepResult() {
+    kept_ = std::make_unique<KeptResult>(layout_.writtenExtras());
+    const bool isLent = layout_.bringsOneSampleARound();
+    Core::LayoutManager& layout = *builder_.find("estimator")->getManager();
+    const auto keep = [&](Core::Filter& keeper, const Target& from, const char* pin, bool lent) {
+        layout.add(keeper);
+        attach(from, keeper, pin, lent);
+    };
+    const bool areRowsLent = isLent && layout_.outputRate() <= 0.0;
+    keep(kept_->rows, layout_.written(), "attitude", areRowsLent);
+    for (const ResultWatch::Extra& extra : layout_.writtenExtras())
+        attach(layout_.writtenSource(extra.name), kept_->rows, extra.name, areRowsLent);
+    keep(kept_->bias, {"estimator", "3g_bias", {}}, "sample", isLent);
+    keep(kept_->errors, {"errors", "errors", {}}, "sample", isLent);
+    if (layout_.written().filter != layout_.estimate().filter) {
+        kept_->estimate.emplace("result estimate", std::vector<ResultWatch::Extra>());
+        keep(*kept_->estimate, layout_.estimate(), "attitude", isLent);
+    }
+    if (layout_.frameToGive().empty()) return;
+    if (RecordingIO::earthFrameCalled(layout_.frameToGive()) != estimator_.frame) kept_->turn = earthTurn();
 }
 
 void FuseRun::run() {
@@ -171,155 +188,16 @@ void FuseRun::run() {
     run.reportErrors();
     isWhole_ = !Interruption::hasCome() && !run.hasFailed("result");
     if (!run.isFine()) context_.status = kDoneWithErrors;
-    tellWhatIsWrong();
-    summarise();
-    if (plot_) plot_->draw(errors() ? errors()->turn() : 0.0);
-}
-
-std::uint64_t FuseRun::silentRows() const {
-    const std::uint64_t spoken = rowsBefore_ + watch_->attitudes();
-    const std::uint64_t complete = statistics().completeRows();
-    return complete > spoken ? complete - spoken : 0;
-}
-
-/// Data errors that make the results wrong; reported even without a summary.
-void FuseRun::tellWhatIsWrong() {
-    std::vector<std::string> errors = statistics().errors(*recording().schema());
-    const std::uint64_t faults = recording().faults()->total();
-    const std::uint64_t rows = statistics().rows() + faults;
-    const std::uint64_t unused = faults + silentRows();
-    if (2 * unused > rows) {
-        errors.push_back(fmt::format("most rows could not be used: {} of {}", unused, rows));
-    }
-    const RecordingIO::Channel* own = recording().schema()->find("quat");
-    const bool isKnown = own && own->isEarthKnown();
-    if (statistics().gravitySign().isAgainstAttitude() && (isKnown || options_.frame != "ned")) {
-        errors.push_back(fmt::format(
-            "its own orientation makes the acceleration point down at rest: {}has the acceleration the "
-            "opposite sign "
-            "(--axes \"3a = inverted\")?",
-            isKnown ? "" : "is the orientation relative to North-East-Down (then say --frame ned), or "));
-    }
-    if (builder_.find("calibration")) {
-        for (const std::string& error : part<RecordingIO::RunParticipant>("calibration").runErrors())
-            errors.push_back(error);
-    }
-    for (std::string& error : errors) error.insert(0, options_.recording + ": ");
-    if (builder_.find("errors")) {
-        for (const std::string& error : part<RecordingIO::RunParticipant>("errors").runErrors())
-            errors.push_back(error);
-    }
-    for (const std::string& error : errors) {
-        context_.err << "kavelin: " << error << "\n";
-        context_.status = kDoneWithErrors;
-    }
+    report_.emplace(FusedRun{options_, estimator_, layout_, builder_, *watch_, rowsBefore_});
+    report_->tell(context_);
+    if (!options_.quiet) context_.err << report_->text() << std::flush;
+    if (!options_.summary.empty()) writeWholeFile(options_.summary, report_->json(context_.status));
+    if (plot_) plot_->draw(report_->errors() ? report_->errors()->turn() : 0.0);
 }
 
 bool FuseRun::usesField() const {
     const Core::AbstractProperty* use = builder_.find("estimator")->getPropertyBag().find("Use 3m");
     return estimator_.uses("3m") && recording().schema()->find("3m") && (!use || use->exactText() != "0");
-}
-
-bool FuseRun::hasField() const {
-    const RecordingIO::RecordingStatistics::ChannelCount* field = statistics().find("3m");
-    return field && field->values > 0;
-}
-
-std::optional<RecordingIO::Judged> FuseRun::judged() const {
-    if (!builder_.find("verdict")) return std::nullopt;
-    return part<RecordingIO::VerdictSource>("verdict").judged();
-}
-
-/// The summary says it too; without a summary it is reported as an error.
-void FuseRun::tellWhatIsBad(const RecordingIO::Judged& judged) {
-    for (const auto& [name, verdict] :
-         {std::pair("tilt", &judged.verdicts.tilt), std::pair("heading", &judged.verdicts.heading)}) {
-        if (verdict->grade != RecordingIO::Grade::kBad) continue;
-        context_.status = kDoneWithErrors;
-        if (options_.quiet) {
-            context_.err << "kavelin: " << options_.recording << ": " << name << ": " << verdict->text()
-                         << "\n";
-        }
-    }
-}
-
-const RecordingIO::AttitudeErrors* FuseRun::errors() const {
-    return builder_.find("errors") ? &part<RecordingIO::AttitudeComparison>("errors").errors() : nullptr;
-}
-
-void FuseRun::summarise() {
-    if (watch_->attitudes() == 0) {
-        context_.err << "kavelin: no attitude came out of " << options_.type << ": " << whyNoAttitude()
-                     << "\n";
-        context_.status = kDoneWithErrors;
-    }
-    const std::optional<RecordingIO::Judged> judged = this->judged();
-    if (judged) tellWhatIsBad(*judged);
-    const bool hasOwnReference = options_.reference.empty() && recording().schema()->find("quat");
-    const FuseSummary summary{.recording = options_.recording,
-                              .type = options_.type,
-                              .schema = *recording().schema(),
-                              .statistics = statistics(),
-                              .faults = *recording().faults(),
-                              .watch = *watch_,
-                              .errors = errors(),
-                              .hasOwnReference = hasOwnReference,
-                              .dropped = dropped(),
-                              .settings = settingsInUse(*builder_.find("estimator")),
-                              .hasField = hasField(),
-                              .silentRows = silentRows(),
-                              .judged = judged ? &*judged : nullptr,
-                              .notes = notesOf("result"),
-                              .frame = options_.frame,
-                              .outputRate = layout_.outputRate(),
-                              .resamplerNotes = resamplerNotes(),
-                              .calibration = calibrationNotes()};
-    if (!options_.quiet) context_.err << summaryText(summary) << std::flush;
-    if (!options_.summary.empty()) writeWholeFile(options_.summary, summaryJson(summary, context_.status));
-}
-
-std::vector<std::string> FuseRun::notesOf(const char* filter) const {
-    return builder_.find(filter) ? part<RecordingIO::RunParticipant>(filter).runNotes()
-                                 : std::vector<std::string>();
-}
-
-/// What was done with the calibration, and with the mounting; nothing without them.
-std::vector<std::string> FuseRun::calibrationNotes() const {
-    std::vector<std::string> notes = notesOf("calibration");
-    if (builder_.find("mount")) notes.push_back("the attitude is that of the segment, by " + options_.mount);
-    return notes;
-}
-
-std::vector<std::string> FuseRun::resamplerNotes() const {
-    std::vector<std::string> notes = notesOf("resample");
-    if (notes.empty()) return notes;
-    const auto& bag = builder_.find("resample")->getPropertyBag();
-    notes.push_back("gaps longer than " + bag.get("Greatest gap").exactText() + " s are not bridged");
-    return notes;
-}
-
-std::string FuseRun::whyNoAttitude() const {
-    const auto errors = builder_.find("estimator")->getManager()->getErrors().getErrors();
-    if (std::any_of(errors.begin(), errors.end(),
-                    [](const Core::ProcessError& error) { return error.filter == "estimator"; })) {
-        return "it raised the error above";
-    }
-    if (statistics().partialRows() > 0 && statistics().completeRows() == 0) {
-        return "no row holds a value for all of " + estimator_.pinsTakenTogether() +
-               ", which it takes together";
-    }
-    return "is the recording shorter than its start phase, or a sensor without values?";
-}
-
-/// Samples dropped at the table or the summary waited for an attitude that did not come:
-/// no filter lacks them.
-std::uint64_t FuseRun::dropped() const {
-    std::uint64_t sum = 0;
-    for (const Core::Filter* filter : builder_.find("estimator")->getManager()->getFilters()) {
-        if (filter == watch_.get() || filter->getName() == "result") continue;
-        for (const Core::AbstractInputPin* pin : filter->getInputPins()) sum += pin->getCounts().dropped;
-    }
-    return sum;
 }
 
 }  // namespace Kavelin::Cli

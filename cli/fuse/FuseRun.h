@@ -5,21 +5,34 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cli/CommandContext.h"
 #include "cli/fuse/AttitudePlot.h"
 #include "cli/fuse/FuseLayout.h"
 #include "cli/fuse/FuseOptions.h"
+#include "cli/fuse/FuseReport.h"
+#include "cli/fuse/ResultKeeper.h"
 #include "cli/layout/LayoutBuilder.h"
 #include "cli/layout/LayoutRun.h"
-#include "io/AttitudeComparison.h"
 #include "io/EarthFrame.h"
 #include "io/RecordingSource.h"
-#include "io/VerdictSource.h"
 
 namespace Kavelin::Cli {
 
-/// One run of `kavelin fuse`: makes its layout, runs it as `kavelin run` does, and reports on the result.
+/// What a run keeps of its result in memory.
+struct KeptResult {
+    explicit KeptResult(const std::vector<ResultWatch::Extra>& extras) : rows("result rows", extras) {}
+
+    RowKeeper rows;                              ///< before `turn`
+    std::optional<RecordingIO::EarthTurn> turn;  ///< to the earth of the result
+    SampleKeeper bias{"result bias", 3};         ///< rad/s
+    /// The estimator's attitude, sensor to its frame, where that is not what the rows hold.
+    std::optional<RowKeeper> estimate;
+    SampleKeeper errors{"result errors", 3};  ///< rad: total, heading, tilt, the best turn not taken out
+};
+
+/// One run of `kavelin fuse`: makes its layout, and runs it as `kavelin run` does.
 class FuseRun {
 public:
     /// Builds and connects everything; nothing is written yet.
@@ -30,33 +43,27 @@ public:
     void run();
     /// Whether the result has all rows that the run gave: it was not interrupted, and all could be written.
     bool isWhole() const { return isWhole_; }
+    /// Of the run that is over.
+    const FuseReport& report() const { return *report_; }
+
+    /// What was kept; null unless the options ask for it.
+    KeptResult* kept() { return kept_.get(); }
+    const Estimator& estimator() const { return estimator_; }
+    const LayoutBuilder& builder() const { return builder_; }
+    RecordingIO::RecordingSource& recording() const;
+    /// How the estimate is compared with a reference, as the options say; empty where it cannot be.
+    std::optional<RecordingIO::Alignment> alignment() const;
 
 private:
     void requireTable() const;
     void requireFrame() const;
     std::optional<RecordingIO::EarthTurn> earthTurn() const;
-    std::vector<std::string> notesOf(const char* filter) const;
-    std::vector<std::string> resamplerNotes() const;
-    std::vector<std::string> calibrationNotes() const;
-    std::optional<RecordingIO::Alignment> alignment() const;
     void build();
     void check();
     void watchResult();
-    template <class Interface>
-    Interface& part(const char* name) const;
-    RecordingIO::RecordingSource& recording() const;
-    const RecordingIO::RecordingStatistics& statistics() const;
-
-    void tellWhatIsWrong();
-    void tellWhatIsBad(const RecordingIO::Judged& judged);
-    void summarise();
-    std::optional<RecordingIO::Judged> judged() const;
-    const RecordingIO::AttitudeErrors* errors() const;
-    std::string whyNoAttitude() const;
+    void keepResult();
+    void attach(const Target& from, Core::Filter& to, const std::string& pin, bool isLent) const;
     bool usesField() const;
-    bool hasField() const;
-    std::uint64_t silentRows() const;
-    std::uint64_t dropped() const;
 
     const FuseOptions options_;
     CommandContext& context_;
@@ -65,8 +72,11 @@ private:
     FuseLayout layout_;
     Core::FlowManager& flow_ = Core::FlowManager::instance();
     std::unique_ptr<AttitudePlot> plot_;
-    std::unique_ptr<ResultWatch> watch_;  // declared after the builder's layout, which borrows it
+    std::unique_ptr<ResultWatch>
+        watch_;  // like what is kept, declared after the builder's layout, which borrows it
+    std::unique_ptr<KeptResult> kept_;
     LayoutBuilder builder_;
+    std::optional<FuseReport> report_;
     std::uint64_t rowsBefore_ = 0;  // the first attitude
     bool isWhole_ = false;
 };

@@ -56,7 +56,7 @@ std::string LayoutDraft::literal(const std::string& name) {
 
 std::vector<std::string> LayoutDraft::applySettings(const std::vector<std::string>& settings,
                                                     const SettingTargets& targets, Mistakes& mistakes) {
-    const bool isLast = hasFilter("result");
+    const bool isLast = isWhole_ || hasFilter("result");
     std::vector<std::string> later;
     const auto override = [&](const std::vector<std::string>& filters, const std::string& setting) {
         for (const std::string& filter : filters)

@@ -34,12 +34,13 @@ protected:
     /// A file name of the command line is meant as it stands: what looks like a variable in it is none.
     std::string literal(const std::string& name);
     /// Applies the settings whose filter is there by now.
-    /// @return the others; none once the layout has its "result", as then each is a mistake
+    /// @return the others; none once the layout is whole, as then each is a mistake
     std::vector<std::string> applySettings(const std::vector<std::string>& settings,
                                            const SettingTargets& targets, Mistakes& mistakes);
     static bool has(const std::string& type, const std::string& property);
 
     LayoutFile file_;
+    bool isWhole_ = false;  // no filter is added any more: a setting for one that is not there is a mistake
 };
 
 /// @throws UsageError with all of them, each behind the option that it is about, if there is one.

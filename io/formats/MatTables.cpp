@@ -5,13 +5,11 @@
 #include <limits>
 
 #include "io/recording/Text.h"
-#include "io/recording/TimeChoice.h"
 
 namespace Kavelin::RecordingIO {
 
 namespace {
 
-const std::size_t kRowsToDecideBy = 64;
 const double kFirstDay = 6.9e5;  // 1889, as days since the year 0 count
 const double kLastDay = 7.7e5;   // 2108
 const double kSecondsOfDay = 86400.0;
@@ -75,14 +73,9 @@ TablePlan MatTable::plan(const Sighting& sighting, const std::string& file) && {
     const std::size_t length = shortest == table_.columns.end() ? 0 : shortest->size();
     for (std::vector<double>& column : table_.columns) column.resize(length);
     takeDays();
-    std::vector<std::string> rows;
-    for (std::size_t i = 0; i < std::min(length, kRowsToDecideBy); ++i) {
-        std::string row;
-        for (const std::vector<double>& column : table_.columns)
-            row += (row.empty() ? "" : ",") + exactText(column[i]);
-        rows.push_back(std::move(row));
-    }
-    chooseTime(table_.form, rows, hintsOf(sighting.options(), true));
+    ArrayView view = ArrayView::of(table_);
+    chooseTime(view, sighting.options());
+    table_.form = std::move(view.form);
     TablePlan plan;
     plan.file = file;
     plan.form = table_.form;

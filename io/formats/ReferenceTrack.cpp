@@ -50,14 +50,21 @@ std::string fileOfReference(const std::string& path) {
     return mark == std::string::npos || std::filesystem::exists(path, unknown) ? path : path.substr(0, mark);
 }
 
-ReferenceTrack::ReferenceTrack(const std::string& path) : reader_(openReference(path)) {
+ReferenceTrack::ReferenceTrack(const std::string& path) : ReferenceTrack(openReference(path), path + ":1") {}
+
+ReferenceTrack::ReferenceTrack(std::unique_ptr<RowReader> reader)
+    : ReferenceTrack(std::move(reader), std::string()) {}
+
+ReferenceTrack::ReferenceTrack(std::unique_ptr<RowReader> reader, const std::string& place)
+    : reader_(std::move(reader)) {
     const auto& channels = reader_->schema().channels;
     const auto found = std::find_if(channels.begin(), channels.end(), [](const Channel& channel) {
         return channel.pin == "quat" && channel.size() == 4;
     });
     if (found == channels.end()) {
-        throw Poco::DataFormatException(path + ":1: a reference needs the columns qw, qx, qy, qz; found: " +
-                                        reader_->schema().understood);
+        throw Poco::DataFormatException(
+            (place.empty() ? reader_->name() : place) +
+            ": a reference needs the columns qw, qx, qy, qz; found: " + reader_->schema().understood);
     }
     channel_ = static_cast<std::size_t>(found - channels.begin());
 }

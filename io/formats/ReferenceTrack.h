@@ -23,6 +23,8 @@ public:
     /// Of a recording of any format; of one with several sensors: "FILE#SENSOR".
     /// @throws as openRecording, and Poco::DataFormatException when it has no quaternion.
     explicit ReferenceTrack(const std::string& path);
+    /// Of a recording that is open.  @throws Poco::DataFormatException when it has no quaternion.
+    explicit ReferenceTrack(std::unique_ptr<RowReader> reader);
 
     /// The reference at a time, on the arc between its neighbours; empty outside the track, and between
     /// neighbours more than half a second apart.  @param time s, not decreasing from call to call.
@@ -41,6 +43,7 @@ private:
         double time;
         Quaternion attitude;
     };
+    ReferenceTrack(std::unique_ptr<RowReader> reader, const std::string& place);
     bool advance();
 
     std::unique_ptr<RowReader> reader_;

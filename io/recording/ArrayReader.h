@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -17,10 +18,30 @@ struct ArrayTable {
     std::vector<std::vector<double>> columns;
 };
 
-/// Reads a table in memory row by row, as RecordingReader reads one of text.
+/// A table whose numbers lie where somebody else keeps them; NaN for no value.
+struct ArrayView {
+    /// Numbers `step` doubles apart.
+    struct Column {
+        const double* first = nullptr;
+        std::ptrdiff_t step = 1;
+    };
+    TableForm form;
+    std::vector<Column> columns;
+    std::size_t rows = 0;
+    std::shared_ptr<const void> owner;  ///< keeps the numbers; null: they outlive the reader
+
+    static ArrayView of(const ArrayTable& table);
+};
+
+/// Chooses which column of a table in memory is the time, and its unit, as for a table of text with these numbers.
+/// Raises Poco::DataFormatException.
+void chooseTime(ArrayView& table, const ReaderOptions& options);
+
+/// Reads a table in memory row by row, as RecordingReader reads one of text: a row with an infinite value is a fault.
 class ArrayReader : public RowReader {
 public:
     /// Raises Poco::DataFormatException for columns that cannot be used, with the name before it.
+    ArrayReader(std::string name, ArrayView table, const ReaderOptions& options);
     ArrayReader(std::string name, std::shared_ptr<const ArrayTable> table, const ReaderOptions& options);
 
     const Schema& schema() const override { return schema_; }
@@ -33,14 +54,16 @@ public:
     Fault fault() const override { return fault_; }
     const std::string& message() const override { return message_; }
     std::uint64_t consumed() const override { return next_; }
-    std::uint64_t total() const override { return size_; }
+    std::uint64_t total() const override { return table_.rows; }
 
 private:
+    bool takeCells();
+    Next refuse(Fault fault, const std::string& what);
+
     std::string name_;
-    std::shared_ptr<const ArrayTable> table_;
+    ArrayView table_;
     Schema schema_;
     RowBuilder rows_;
-    std::size_t size_ = 0;
     std::size_t next_ = 0;
     Fault fault_ = Fault::kNoTime;
     std::string message_;

@@ -34,6 +34,7 @@ MergedReader::MergedReader(std::string name, std::vector<std::unique_ptr<RowRead
         append(schema_.unknownColumns, one.unknownColumns);
         schema_.origin = std::max(schema_.origin, one.origin);
     }
+    schema_.tables = sources_.size();
     schema_.understood = listed(understood, understood.size());
     schema_.timeColumn = sources_.front().reader->schema().timeColumn;
     schema_.timeUnit = sources_.front().reader->schema().timeUnit;
@@ -84,7 +85,7 @@ MergedReader::Next MergedReader::next() {
     row_.time_ = earliest;
     row_.lost_ = 0;
     row_.together_ = Row::Share::kNone;
-    for (Row::Slot& slot : row_.slots_) slot.measured = slot.sent = slot.repeated = slot.marked = false;
+    for (Row::Slot& slot : row_.slots_) slot = {.offset = slot.offset, .isOfRow = false};
     for (Source& source : sources_) {
         if (!source.hasRow || source.reader->row().time() != earliest) continue;
         takeRow(source);

@@ -16,6 +16,7 @@ public:
         bool sent = false;       ///< a value goes out
         bool repeated = false;   ///< ... which is an earlier row's
         bool marked = false;     ///< all its cells hold -9999, which stands for no value
+        bool isOfRow = true;     ///< its table has a row of this time
     };
 
     /// s
@@ -24,6 +25,7 @@ public:
     bool has(std::size_t channel) const { return slots_[channel].sent; }
     bool isMarkedMissing(std::size_t channel) const { return slots_[channel].marked; }
     bool isRepeated(std::size_t channel) const { return slots_[channel].repeated; }
+    bool isInTable(std::size_t channel) const { return slots_[channel].isOfRow; }
     /// How many of the channels that must be sent together have a value here. Unless all have, none is sent.
     enum class Share { kNone, kSome, kAll };
     Share together() const { return together_; }
@@ -35,6 +37,7 @@ public:
 private:
     friend class RowBuilder;
     friend class MergedReader;
+    friend class StoredReader;
 
     double time_ = 0.0;
     Share together_ = Share::kNone;

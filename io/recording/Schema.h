@@ -62,6 +62,7 @@ struct Schema {
     std::vector<std::string> decisions;
     std::optional<std::size_t> sensorColumn;  ///< its name says which sensor a row is of; not mapped to a pin
     std::vector<Channel> channels;
+    std::size_t tables = 1;  ///< with clocks of their own, also those whose channels are left out
     std::vector<std::string> unknownColumns;  ///< neither understood nor mapped: skipped
     std::vector<std::string> notes;           ///< what a reader of the summary should know, one sentence each
 
