@@ -18,5 +18,6 @@ void addFuseCommand(CLI::App& app, CommandContext& context);
 void addFormatsCommand(CLI::App& app, CommandContext& context);
 void addCalibrateCommand(CLI::App& app, CommandContext& context);
 void addSimulateCommand(CLI::App& app, CommandContext& context);
+void addGraphCommand(CLI::App& app, CommandContext& context);
 
 }  // namespace Kavelin::Cli

@@ -10,11 +10,15 @@
 namespace Kavelin::Cli {
 
 void addLayoutOptions(CLI::App& command, LayoutOptions& options) {
-    command.add_option("LAYOUT", options.file, "Layout file (JSON)")->required()->type_name("");
+    addLayoutFile(command, options);
     command
         .add_option("-o,--out", options.out,
                     "Folder that ${OUT} stands for (else the file's variable, else .)")
         ->type_name("DIR");
+}
+
+void addLayoutFile(CLI::App& command, LayoutOptions& options) {
+    command.add_option("LAYOUT", options.file, "Layout file (JSON)")->required()->type_name("");
     command.add_option("--var", options.variables, "Set a variable; may be repeated")
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);

@@ -14,7 +14,7 @@ namespace {
 
 /// The commands in the order in which `kavelin --help` shows them.
 constexpr void (*kCommands[])(CLI::App&, CommandContext&) = {
-    addFuseCommand,     addRunCommand,     addCheckCommand,   addCalibrateCommand,
+    addFuseCommand,     addRunCommand,     addCheckCommand,   addGraphCommand, addCalibrateCommand,
     addSimulateCommand, addFormatsCommand, addInspectCommand, addScriptCommand};
 
 constexpr ExitMeaning kExitMeanings[] = {{kDone, "done"},
