@@ -8,6 +8,7 @@
 
 #include "io/recording/ColumnMeaning.h"
 #include "io/recording/ColumnNames.h"
+#include "io/recording/MeantColumns.h"
 #include "io/recording/Text.h"
 
 namespace Kavelin::RecordingIO {
@@ -94,7 +95,7 @@ private:
     void chooseSensor() {
         std::vector<std::string> sensors = sensorsOf(columns_);
         if (sensors.empty()) {
-            nameSensors();
+            nameSensors(columns_);
             sensors = sensorsOf(columns_);
         }
         if (sensors.size() > 1) schema_.sensors = sensors;
@@ -125,59 +126,6 @@ private:
         throw Poco::DataFormatException(
             "the table holds several sensors: " + listed(sensors, sensors.size()) +
             "; choose one with --sensor NAME (fuse), or take each with --all-sensors");
-    }
-
-    /// "thigh_acc_x, shank_acc_x": the words before the quantity tell the sensors apart.
-    void nameSensors() {
-        std::vector<ColumnName> named = columns_;
-        for (ColumnName& column : named) {
-            if (const auto meaning = meaningOf(column.name)) column.sensor = meaning->sensor;
-        }
-        const std::vector<std::string> sensors = sensorsOf(named);
-        std::size_t complete = 0;
-        for (const std::string& sensor : sensors) {
-            complete +=
-                groupOf(named, sensor, "3a").complete() || groupOf(named, sensor, "3g").complete() ? 1 : 0;
-        }
-        if (complete > 1) columns_ = std::move(named);
-    }
-
-    static std::vector<std::string> sensorsOf(const std::vector<ColumnName>& columns) {
-        std::vector<std::string> sensors;
-        for (const ColumnName& column : columns) {
-            if (!column.sensor.empty() && std::ranges::find(sensors, column.sensor) == sensors.end())
-                sensors.push_back(column.sensor);
-        }
-        return sensors;
-    }
-
-    /// The columns of a pin, by the meanings of their names; the unit of the first.
-    struct MeantGroup {
-        std::vector<std::size_t> columns;
-        std::size_t size = 3;
-        std::string unit;
-        bool complete() const {
-            return columns.size() == size && std::ranges::find(columns, kNoColumn) == columns.end();
-        }
-    };
-    static constexpr std::size_t kNoColumn = static_cast<std::size_t>(-1);
-
-    static MeantGroup groupOf(const std::vector<ColumnName>& columns, const std::string& sensor,
-                              const std::string& pin, const std::vector<bool>& used = {}) {
-        MeantGroup group;
-        group.size = pin == "quat" ? 4 : 3;
-        group.columns.assign(group.size, kNoColumn);
-        for (std::size_t i = 0; i < columns.size(); ++i) {
-            if (!used.empty() && used[i]) continue;
-            const auto meaning = meaningOf(columns[i].name);
-            if (!meaning || meaning->pin != pin || meaning->axis >= group.size) continue;
-            if (!sensor.empty() && meaning->sensor != sensor) continue;
-            std::size_t& place = group.columns[meaning->axis];
-            if (place != kNoColumn) continue;
-            place = i;
-            group.unit = meaning->unit;
-        }
-        return group;
     }
 
     void takeMapping() {
@@ -256,15 +204,14 @@ private:
 
     /// Names that need reading word by word: "gyro_rad[0]", "acc_x_mg", "imu_Accel_X".
     void takeMeantGroups() {
-        const std::vector<std::string> sensors = sensorsOf(columns_);
         for (const char* pin : {"3a", "3g", "3m", "quat"}) {
             if (schema_.find(pin)) continue;
-            const MeantGroup group = groupOf(columns_, "", pin, used_);
-            if (!group.complete()) continue;
+            const MeantColumns group = meantColumns(columns_, pin, "", used_);
+            if (!group.areComplete()) continue;
             std::string unit = group.unit;
             if (!columns_[group.columns.front()].unit.empty()) unit.clear();
             std::erase_if(incomplete_, [pin](const std::string& text) { return text.starts_with(pin); });
-            addChannel(pin, 1, group.size, group.columns, unit);
+            addChannel(pin, 1, group.columns.size(), group.columns, unit);
         }
     }
 
@@ -274,14 +221,13 @@ private:
             const Channel* const channel = schema_.find(pin);
             if (!channel || std::ranges::find(mapped_, pin) != mapped_.end()) continue;
             const std::string name = sensorWords(channel->columns.front());
-            std::vector<std::size_t> rivals = groupOf(columns_, "", pin, used_).columns;
+            MeantColumns rivals = meantColumns(columns_, pin, "", used_);
             for (const ColumnGroup& group : groupColumns(columns_, used_))
-                if (group.pin == pin && group.missing.empty()) rivals = group.columns;
-            if (std::ranges::find(rivals, kNoColumn) != rivals.end()) continue;
-            if (sensorWords(rivals.front()) != name) continue;
+                if (group.pin == pin && group.missing.empty()) rivals.columns = group.columns;
+            if (!rivals.areComplete() || sensorWords(rivals.columns.front()) != name) continue;
             throw Poco::DataFormatException(
                 fmt::format("{} or {} may be pin '{}': say which with --map (fuse) or the property Mapping",
-                            listed(namesOf(channel->columns)), listed(namesOf(rivals)), pin));
+                            listed(namesOf(channel->columns)), listed(namesOf(rivals.columns)), pin));
         }
     }
 
