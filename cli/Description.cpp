@@ -135,13 +135,16 @@ ordered_json describePlugins() {
 }
 
 ordered_json describeType(const std::string& type) {
-    const Core::FilterPtr filter = pluginManager().createFilter(type, type);
-    ordered_json json{{"type", filter->typeName()},
-                      {"plugin", pluginManager().findPluginOf(type)->getName()}};
+    return describeFilter(*pluginManager().createFilter(type, type));
+}
+
+ordered_json describeFilter(const Core::Filter& filter) {
+    const Core::Plugin* plugin = pluginManager().findPluginOf(filter.typeName());
+    ordered_json json{{"type", filter.typeName()}, {"plugin", plugin == nullptr ? "" : plugin->getName()}};
     json["pins"] = ordered_json::array();
-    for (const Core::Pin* pin : filter->getPins()) json["pins"].push_back(describePin(*pin));
+    for (const Core::Pin* pin : filter.getPins()) json["pins"].push_back(describePin(*pin));
     json["properties"] = ordered_json::array();
-    for (const Core::AbstractProperty* property : filter->getPropertyBag().getProperties())
+    for (const Core::AbstractProperty* property : filter.getPropertyBag().getProperties())
         json["properties"].push_back(describeProperty(*property));
     return json;
 }

@@ -4,6 +4,10 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+namespace Kavelin::Core {
+class Filter;
+}
+
 namespace Kavelin::Cli {
 
 // What `kavelin inspect` shows. The JSON object is the description; the text is printed from it,
@@ -19,6 +23,9 @@ nlohmann::ordered_json describePlugins();
 /// JSON numbers, booleans, texts and arrays of rows; an enumeration's is its label.
 /// @throws Poco::NotFoundException naming the nearest types.
 nlohmann::ordered_json describeType(const std::string& type);
+
+/// The same of a filter as it is now: "default" is the present value. [no thread running it]
+nlohmann::ordered_json describeFilter(const Core::Filter& filter);
 
 void printPlugins(std::ostream& out, const nlohmann::ordered_json& description);
 void printType(std::ostream& out, const nlohmann::ordered_json& description);

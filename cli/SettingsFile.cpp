@@ -3,8 +3,6 @@
 #include <Kavelin/Core/AbstractProperty.h>
 #include <Kavelin/Core/FlowManager.h>
 
-#include <filesystem>
-
 namespace Kavelin::Cli {
 
 namespace fs = std::filesystem;
@@ -23,8 +21,11 @@ bool isThere(const fs::path& file) {
     return !file.empty() && fs::exists(file, unknown);
 }
 
+fs::path givenProgramFolder;
+
 fs::path programFolder() {
     std::error_code unknown;
+    if (!givenProgramFolder.empty()) return givenProgramFolder;
     return fs::read_symlink("/proc/self/exe", unknown).parent_path();
 }
 
@@ -38,6 +39,8 @@ std::string defaultSettings(const Core::Filter& filter) {
     if (!own.has_filename() || !fs::is_regular_file(installed, unknown)) return {};
     return fs::weakly_canonical(installed, unknown).string();
 }
+
+void setProgramFolder(const fs::path& folder) { givenProgramFolder = folder; }
 
 std::string settingsInUse(const Core::Filter& filter) {
     const fs::path file = namedFile(filter);

@@ -2,6 +2,7 @@
 
 #include <Kavelin/Core/Filter.h>
 
+#include <filesystem>
 #include <string>
 
 namespace Kavelin::Cli {
@@ -14,6 +15,9 @@ inline constexpr const char* kSettingsProperty = "Settings File Name";
 /// of the program's data. @return its absolute path; empty when neither exists,
 /// or the filter has no such property.
 std::string defaultSettings(const Core::Filter& filter);
+
+/// Where the program's file lies, for code that runs in another program: its data is found from there.
+void setProgramFolder(const std::filesystem::path& folder);
 
 /// The settings file that a filter uses, as messages name it: "./..." where it lies below the current folder,
 /// else its absolute path. @return empty when the filter has none, or the file does not exist.

@@ -75,7 +75,7 @@ void translate(std::exception_ptr thrown) {
 Kind kindOf(const std::exception& error) {
     if (const auto* refusal = dynamic_cast<const Refusal*>(&error)) return refusal->kind();
     if (isAnyOf<Poco::FileNotFoundException>(error)) return Kind::missingFile;
-    if (isAnyOf<Poco::FileException>(error)) return Kind::fileError;
+    if (isAnyOf<Poco::IOException>(error)) return Kind::fileError;
     if (isAnyOf<Poco::NotFoundException>(error)) return Kind::unknownName;
     if (isAnyOf<Poco::NoPermissionException>(error)) return Kind::readOnly;
     if (isAnyOf<Cli::UsageError, Poco::DataException, Poco::RangeException, Poco::InvalidArgumentException,

@@ -9,4 +9,5 @@ PYBIND11_MODULE(_kavelin, module) {
     bindErrors(module);
     bindUnlocked(module);
     bindPlugins(module);
+    bindFilter(module);
 }

@@ -33,17 +33,15 @@ bool isDoneSoon(const std::future<void>& done) {
 }
 
 /// Asks again and again, as the work may not have come to where it listens.
-void endEarly(const std::future<void>& done) {
+void endEarly(const std::future<void>& done, const std::function<void()>& end) {
     do {
-        Cli::Interruption::request();
+        end();
     } while (!isDoneSoon(done));
 }
 
 }  // namespace
 
-void runInterruptibly(const std::function<void()>& work) {
-    const Turn turn(runs);
-    Cli::Interruption::leaveSignals();
+void callInterruptibly(const std::function<void()>& work, const std::function<void()>& end) {
     std::packaged_task<void()> task([&work] {
         leaveSignalsToOthers();
         work();
@@ -57,10 +55,16 @@ void runInterruptibly(const std::function<void()>& work) {
             lookForSignals();
         }
     } catch (...) {
-        endEarly(done);
+        endEarly(done, end);
         throw;
     }
     done.get();
+}
+
+void runInterruptibly(const std::function<void()>& work) {
+    const Turn turn(runs);
+    Cli::Interruption::leaveSignals();
+    callInterruptibly(work, &Cli::Interruption::request);
 }
 
 }  // namespace Kavelin::Python

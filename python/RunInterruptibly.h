@@ -13,7 +13,11 @@ namespace Kavelin::Python {
 /// @throws also as `Turn`.  [with the interpreter's lock]
 void runInterruptibly(const std::function<void()>& work);
 
-/// The same for work with a result.
+/// The same for work of which several may be done at a time.  @param end asks `work` to end; called until it has.
+/// [any thread calls `end`, without the interpreter's lock]
+void callInterruptibly(const std::function<void()>& work, const std::function<void()>& end);
+
+/// The first for work with a result.
 template <class Work>
 auto resultOfInterruptible(Work work) {
     std::optional<decltype(work())> result;

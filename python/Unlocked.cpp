@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "python/Bindings.h"
+#include "python/Errors.h"
 
 namespace Kavelin::Python {
 
@@ -38,6 +39,20 @@ Unlocked::~Unlocked() {
     if (state_ == nullptr) return;
     PyEval_RestoreThread(state_);
     --alive;
+}
+
+void Unlocked::lookForSignals() {
+    if (isExiting()) throw Refusal(Refusal::Kind::error, "the run was ended by the interpreter's exit");
+    if (state_ == nullptr) return Python::lookForSignals();
+    PyEval_RestoreThread(state_);
+    const int raised = PyErr_CheckSignals();
+    if (raised == 0) {
+        state_ = PyEval_SaveThread();
+        return;
+    }
+    std::exception_ptr error = std::make_exception_ptr(py::error_already_set());
+    state_ = PyEval_SaveThread();
+    std::rethrow_exception(std::move(error));
 }
 
 bool isExiting() { return exiting.load(std::memory_order_relaxed); }

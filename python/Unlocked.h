@@ -16,6 +16,10 @@ public:
     Unlocked(const Unlocked&) = delete;
     Unlocked& operator=(const Unlocked&) = delete;
 
+    /// Takes the lock for as long as signals are looked for.  @throws as the function below, and Refusal when the
+    /// interpreter is at its exit.
+    void lookForSignals();
+
 private:
     PyThreadState* state_ = nullptr;
 };

@@ -4,12 +4,17 @@ Times are in seconds, samples in SI units (m/s^2, rad/s) and uT, angles in radia
 What goes wrong is an exception that is a `kavelin.Error`; its text is that of the program `kavelin`.
 """
 
-from ._errors import Error, FileError, InvalidValue, MissingFile, ReadOnly, UnknownName, Warning, WrongType
-from ._kavelin import __version__, filters
+from ._errors import (Error, FileError, InvalidValue, MissingFile, ReadOnly, RunError, UnknownName, Warning,
+                      WrongType)
+from ._filter import Filter, Pin, Property
+from ._kavelin import __version__
+from ._plugins import filters
+from ._samples import RunResult, Sample, Samples
 
 __all__ = [
-    "Error", "FileError", "InvalidValue", "MissingFile", "ReadOnly", "UnknownName", "Warning", "WrongType",
-    "filters",
+    "Error", "FileError", "InvalidValue", "MissingFile", "ReadOnly", "RunError", "UnknownName", "Warning", "WrongType",
+    "Filter", "Pin", "Property", "filters",
+    "RunResult", "Sample", "Samples",
 ]
 
 for _name in __all__:

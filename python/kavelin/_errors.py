@@ -33,3 +33,11 @@ class MissingFile(FileError, FileNotFoundError):
 
 class Warning(UserWarning):
     """What the program would report and go on."""
+
+
+class RunError(Error, RuntimeError):
+    """A run that was done, but with errors: `result` is what it gave, `result.errors` lists them."""
+
+    def __init__(self, text, result=None):
+        super().__init__(text)
+        self.result = result

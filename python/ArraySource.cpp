@@ -1,0 +1,73 @@
+#include "python/ArraySource.h"
+
+#include <Kavelin/Core/ConnectionOptions.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace Kavelin::Python {
+
+using Core::Matrix;
+
+ArraySource::Output* ArraySource::find(const std::string& pin) const {
+    const auto found = std::find_if(outputs_.begin(), outputs_.end(),
+                                    [&](const auto& output) { return output->getName() == pin; });
+    return found == outputs_.end() ? nullptr : found->get();
+}
+
+void ArraySource::feed(Core::AbstractInputPin& input) {
+    Output* output = find(input.getName());
+    if (output == nullptr) {
+        Core::PinContent content = input.content();
+        content.takes = nullptr;
+        output = outputs_.emplace_back(std::make_unique<Output>(input.getName(), this, content)).get();
+    }
+    if (input.getConnectedOutput() != output) Core::connect(*output, input);
+}
+
+bool ArraySource::send(Output& output, double t, const double* values, Core::PinShape shape) {
+    const std::ptrdiff_t size = shape.rows * shape.cols;
+    if (std::any_of(values, values + size, [](double element) { return std::isnan(element); })) return false;
+    output.value() = Eigen::Map<const Matrix>(values, shape.rows, shape.cols);
+    output.send(t);
+    return true;
+}
+
+bool ArraySource::send(const std::string& pin, double t, const double* values, Core::PinShape shape) {
+    return send(*find(pin), t, values, shape);
+}
+
+void ArraySource::load(const std::vector<Stream>& streams) {
+    lanes_.clear();
+    for (const Stream& stream : streams) lanes_.push_back({.stream = stream, .output = find(stream.pin)});
+    findNext();
+}
+
+std::vector<std::size_t> ArraySource::getMissing() const {
+    std::vector<std::size_t> missing;
+    for (const Lane& lane : lanes_) missing.push_back(lane.missing);
+    return missing;
+}
+
+void ArraySource::process() {
+    for (Lane& lane : lanes_) {
+        const Stream& stream = lane.stream;
+        if (lane.position == stream.count || stream.stamps[lane.position] > next_) continue;
+        const auto each = static_cast<std::size_t>(stream.shape.rows * stream.shape.cols);
+        const double* const values = stream.values + lane.position++ * each;
+        if (!send(*lane.output, next_, values, stream.shape)) ++lane.missing;
+    }
+    findNext();
+}
+
+void ArraySource::findNext() {
+    hasNext_ = false;
+    for (const Lane& lane : lanes_) {
+        if (lane.position == lane.stream.count) continue;
+        const double t = lane.stream.stamps[lane.position];
+        if (!hasNext_ || t < next_) next_ = t;
+        hasNext_ = true;
+    }
+}
+
+}  // namespace Kavelin::Python
