@@ -1,0 +1,126 @@
+// The panel with the picture: choice of the attitudes shown, their angles as numbers, joints.
+
+import {filterOf, firstChoice, places} from "/app/attitudes.js";
+import {element, listOfChoices} from "/app/elements.js";
+import {describeAxes} from "/app/frames.js";
+import {fixed} from "/app/numbers.js";
+import {eulerAngles, rotationOf} from "/app/rotation.js";
+import {Scene3d} from "/app/scene3d.js";
+import {onThemeChange} from "/app/theme.js";
+import {viewsOf} from "/app/quantities.js";
+
+const byId = id => document.getElementById(id);
+
+export class Picture {
+  #model;
+  #watching;
+  #scene = null;
+  #shown = null;         // pins; null until the first layout
+  #placed = [];
+  #angleCells = new Map();  // pin -> cells of yaw, pitch, roll
+  #jointValues = new Map(); // pin -> dd
+
+  constructor(model, watching) {
+    this.#model = model;
+    this.#watching = watching;
+    try {
+      this.#scene = new Scene3d(byId("scene"));
+    } catch {
+      byId("picture-empty").textContent = "This browser has no WebGL: the picture is not drawn. The angles below are right.";
+    }
+    byId("camera-reset").addEventListener("click", () => this.resetCamera());
+    model.on("layout", () => this.#onLayout());
+    model.on("samples", pins => this.#onSamples(pins));
+    onThemeChange(() => this.#model.layout && this.#build());
+  }
+
+  resetCamera() { this.#scene?.resetCamera(); }
+  unitMatrix(pin) { return this.#scene?.unitMatrix(pin) ?? null; }
+  get draws() { return this.#scene?.draws ?? 0; }
+
+  #onLayout() {
+    const layout = this.#model.layout;
+    const known = new Set(layout.attitudes.map(attitude => attitude.pin));
+    const kept = [...this.#shown ?? []].filter(pin => known.has(pin));
+    this.#shown = new Set(kept.length > 0 ? kept : firstChoice(layout));
+    this.#listChoices();
+    this.#build();
+  }
+
+  #listChoices() {
+    const layout = this.#model.layout;
+    byId("shown").hidden = layout.attitudes.length === 0;
+    const choices = layout.attitudes.map(attitude => ({
+      id: attitude.pin, isChosen: this.#shown.has(attitude.pin), text: `${attitude.label} (${attitude.pin})${attitude.isReference ? ", reference" : ""}`}));
+    byId("shown").querySelector("ul").replaceChildren(...listOfChoices(choices, (pin, isChosen) => {
+      this.#shown[isChosen ? "add" : "delete"](pin);
+      this.#build();
+    }));
+  }
+
+  #build() {
+    const layout = this.#model.layout;
+    this.#placed = places(layout, this.#shown);
+    const placeOf = pin => this.#placed.find(placed => placed.attitude.pin === pin)?.place;
+    const joints = layout.joints.filter(joint => joint.units.every(pin => this.#shown.has(pin)));
+    this.#scene?.build({
+      units: this.#placed.map(({attitude, place, toWorld}) => ({pin: attitude.pin, name: attitude.label, place, toWorld, isGhost: attitude.isReference})),
+      links: joints.map(joint => ({from: placeOf(joint.units[0]), to: placeOf(joint.units[1])})),
+      isEarth: this.#placed.some(placed => placed.earth)
+    });
+    this.#buildAngles();
+    this.#buildJoints(joints);
+    this.#writeFrames();
+    this.#watching.need("picture", [...this.#shown, ...joints.map(joint => joint.pin)]);
+    this.#onSamples(Object.fromEntries(this.#model.newest));
+    if (this.#scene) byId("picture-empty").hidden = this.#placed.length > 0;
+    if (this.#scene && this.#placed.length === 0) byId("picture-empty").textContent = layout.attitudes.length > 0 ? "No attitude is chosen." : "Nothing here computes an attitude.";
+  }
+
+  #buildAngles() {
+    this.#angleCells.clear();
+    const rows = this.#placed.map(({attitude}) => {
+      const cells = [0, 1, 2].map(() => element("td", {}, "–"));
+      this.#angleCells.set(attitude.pin, cells);
+      const name = element("th", {scope: "row", title: attitude.pin}, attitude.isReference ? `${attitude.label}, reference` : attitude.label);
+      return element("tr", {class: attitude.isReference ? "reference" : "unit"}, name, ...cells);
+    });
+    byId("angles").hidden = rows.length === 0;
+    byId("angles").querySelector("tbody").replaceChildren(...rows);
+  }
+
+  #buildJoints(joints) {
+    this.#jointValues.clear();
+    byId("joints").replaceChildren(...joints.map(joint => {
+      const value = element("dd", {}, "–");
+      this.#jointValues.set(joint.pin, value);
+      return element("div", {}, element("dt", {}, joint.label), value);
+    }));
+  }
+
+  #writeFrames() {
+    const texts = new Set(this.#placed.map(({attitude, earth}) =>
+      earth ? `Earth frame: ${describeAxes(earth.axes)}.` : `${filterOf(attitude)}: frame ${attitude.frame || "not stated"}; drawn without north.`));
+    byId("frame-note").textContent = [...texts, ...texts.size > 0 ? ["Yaw, pitch, roll in degrees: turns about z, y, x."] : []].join(" ");
+  }
+
+  #onSamples(pins) {
+    for (const [pin, sample] of Object.entries(pins)) {
+      const cells = this.#angleCells.get(pin);
+      if (cells) this.#turn(pin, rotationOf(sample), cells);
+      if (this.#jointValues.has(pin)) this.#writeJoint(pin, sample);
+    }
+  }
+
+  #turn(pin, rotation, cells) {
+    this.#scene?.turn(pin, rotation);
+    const angles = rotation ? eulerAngles(rotation) : [NaN, NaN, NaN];
+    cells.forEach((cell, i) => { cell.textContent = Number.isFinite(angles[i]) ? `${fixed(angles[i], 1)}°` : "–"; });
+  }
+
+  #writeJoint(pin, sample) {
+    const view = viewsOf(this.#model.outputs.get(pin).pin, sample)[0];
+    const values = view.valuesOf(sample);
+    this.#jointValues.get(pin).textContent = view.labels.map((name, i) => `${values.length > 1 ? `${name} ` : ""}${fixed(values[i], 1)} ${view.unit}`).join("   ");
+  }
+}
