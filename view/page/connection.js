@@ -22,8 +22,9 @@ export class Connection extends Events {
 
   connect() {
     clearTimeout(this.#timer);
+    this.#socket?.close();
     const socket = this.#socket = new WebSocket(this.#url);
-    socket.addEventListener("message", event => this.#receive(JSON.parse(event.data)));
+    socket.addEventListener("message", event => socket === this.#socket && this.#receive(JSON.parse(event.data)));
     socket.addEventListener("close", () => socket === this.#socket && this.#lost());
   }
 

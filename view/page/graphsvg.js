@@ -12,7 +12,7 @@ export async function loadGraph() {
   const svg = document.importNode(parsed.documentElement, true);
   const filters = new Map(), pins = new Map();
   for (const group of svg.querySelectorAll("[id]")) {
-    const [kind, ...names] = group.id.replace(/^a_/, "").split(".").map(decodeURIComponent);
+    const [kind, ...names] = group.id.split(".").map(decodeURIComponent);
     if (kind === "filter") filters.set(names[0], group);
     if (kind === "pin") pins.set(names.join(":"), group);
   }
@@ -24,10 +24,7 @@ function clean(parsed) {
   for (const styled of parsed.querySelectorAll("[style]")) styled.removeAttribute("style");
   for (const foreign of parsed.querySelectorAll("script, style, title, foreignObject")) foreign.remove();
   for (const link of [...parsed.querySelectorAll("a")]) {
-    const group = parsed.createElementNS(SVG, "g");
-    if (link.id) group.id = link.id;
-    group.append(...link.childNodes);
-    link.replaceWith(group);
+    link.replaceWith(...link.childNodes);
   }
 }
 

@@ -135,7 +135,7 @@ export class Plot {
       gridLineColor: colour("--grid"), axisLineColor: colour("--grid"), axisLabelWidth: AXIS_WIDTH, axisLabelFontSize: 11, rightGap: 10,
       axes: {
         x: {drawAxis: !this.#isFlag, axisLabelFormatter: t => t < 0 ? "" : `${tick(t)} s`, axisLabelWidth: AXIS_WIDTH},
-        y: {drawAxis: true, drawGrid: !this.#isFlag, axisLabelFormatter: value => this.#isFlag ? "" : tick(value), axisLabelWidth: AXIS_WIDTH - 8}
+        y: {drawAxis: true, drawGrid: !this.#isFlag, axisLabelFormatter: value => this.#isFlag ? "" : tick(value), axisLabelWidth: AXIS_WIDTH - 8, pixelsPerLabel: 24}
       },
       interactionModel: {},  // the time that is shown is the same in all plots
       highlightCallback: (_, t) => this.#on.highlight(t),

@@ -6,7 +6,7 @@ import {compass, lines} from "/app/compass3d.js";
 import {dispose, label} from "/app/label3d.js";
 import {ghostBody, unitBody} from "/app/unit3d.js";
 
-const SPACING = 3.4, HEIGHT = 1.9;
+const SPACING = 3.4, HEIGHT = 1.75, RADIUS = 1.75;
 const STEP = Math.PI / 36;  // of an arrow key
 
 export class Scene3d {
@@ -54,7 +54,7 @@ export class Scene3d {
       this.#width = places;
       this.resetCamera();
     }
-    this.#content.add(compass(1.9 + (places - 1) * SPACING / 2, isEarth));
+    this.#content.add(compass(RADIUS + (places - 1) * SPACING / 2, isEarth));
     for (const unit of units) this.#addUnit(unit, places);
     for (const link of links) this.#content.add(lines([this.#position(link.from), this.#position(link.to)], "--joint"));
     this.#schedule();
@@ -109,8 +109,9 @@ export class Scene3d {
 
   /** From the south, a little from the east and from above. */
   resetCamera() {
-    const distance = (7.6 + (this.#width - 1) * 3.6) * Math.max(1, 1.25 / this.#camera.aspect);
-    this.#controls.target.set(0, 0, 1.25);
+    const halfWidth = RADIUS + 0.55 + (this.#width - 1) * SPACING / 2;
+    const distance = 7.3 * Math.max(1, halfWidth / 1.9 / this.#camera.aspect);
+    this.#controls.target.set(0, 0, 1.05);
     this.#camera.position.set(0.38, -0.8, 0.46).normalize().multiplyScalar(distance).add(this.#controls.target);
     this.#controls.update();
     this.#schedule();

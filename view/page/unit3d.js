@@ -6,7 +6,7 @@ import {label} from "/app/label3d.js";
 import {colour} from "/app/theme.js";
 
 const SIZE = [1.3, 0.85, 0.28];
-const AXIS = {length: 1.15, x: "--axis-x", y: "--axis-y", z: "--axis-z"};
+const AXIS = {length: 1.0, x: "--axis-x", y: "--axis-y", z: "--axis-z"};
 
 export function unitBody() {
   const unit = new THREE.Group();
@@ -55,7 +55,7 @@ function axis(name, direction) {
   arrow.add(shaft, head);
   arrow.quaternion.setFromUnitVectors(new THREE.Vector3(0, 1, 0), along);
   const letter = label(name, color, 0.3);
-  letter.position.copy(along).multiplyScalar(AXIS.length + 0.38);
+  letter.position.copy(along).multiplyScalar(AXIS.length + 0.34);
   group.add(arrow, letter);
   return group;
 }
