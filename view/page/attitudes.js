@@ -17,6 +17,13 @@ export function firstChoice(layout) {
 
 export const filterOf = attitude => attitude.pin.slice(0, attitude.pin.indexOf(":"));
 
+/** The pins with the angles of a joint: all that its filter computes, or else the one that the server names. */
+export function anglePins(model, joint) {
+  const filter = model.filters.get(filterOf(joint));
+  const angles = filter.outputs.filter(pin => pin.quantity === "angle").map(pin => `${filter.name}:${pin.name}`);
+  return angles.length > 0 ? angles : [joint.pin];
+}
+
 /** [{attitude, place, earth, toWorld}]: units side by side, each reference where the unit is that it is compared with. */
 export function places(layout, shownPins) {
   const shown = layout.attitudes.filter(attitude => shownPins.has(attitude.pin)).sort((a, b) => a.order - b.order);

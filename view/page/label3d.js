@@ -19,6 +19,7 @@ export function label(text, colour, height) {
   texture.minFilter = THREE.LinearFilter;
   texture.generateMipmaps = false;
   const sprite = new THREE.Sprite(new THREE.SpriteMaterial({map: texture, transparent: true, depthWrite: false}));
+  sprite.renderOrder = 1;  // over the ground, which is translucent
   sprite.scale.set(height * canvas.width / canvas.height, height, 1);
   return sprite;
 }

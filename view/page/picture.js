@@ -1,6 +1,6 @@
 // The panel with the picture: choice of the attitudes shown, their angles as numbers, joints.
 
-import {filterOf, firstChoice, places} from "/app/attitudes.js";
+import {anglePins, firstChoice, places} from "/app/attitudes.js";
 import {element, listOfChoices} from "/app/elements.js";
 import {describeAxes} from "/app/frames.js";
 import {fixed} from "/app/numbers.js";
@@ -18,7 +18,7 @@ export class Picture {
   #shown = null;         // pins; null until the first layout
   #placed = [];
   #angleCells = new Map();  // pin -> cells of yaw, pitch, roll
-  #jointValues = new Map(); // pin -> dd
+  #jointValues = new Map(); // pin -> element
 
   constructor(model, watching) {
     this.#model = model;
@@ -71,7 +71,7 @@ export class Picture {
     this.#buildAngles();
     this.#buildJoints(joints);
     this.#writeFrames();
-    this.#watching.need("picture", [...this.#shown, ...joints.map(joint => joint.pin)]);
+    this.#watching.need("picture", [...this.#shown, ...this.#jointValues.keys()]);
     this.#onSamples(Object.fromEntries(this.#model.newest));
     if (this.#scene) byId("picture-empty").hidden = this.#placed.length > 0;
     if (this.#scene && this.#placed.length === 0) byId("picture-empty").textContent = layout.attitudes.length > 0 ? "No attitude is chosen." : "Nothing here computes an attitude.";
@@ -92,16 +92,21 @@ export class Picture {
   #buildJoints(joints) {
     this.#jointValues.clear();
     byId("joints").replaceChildren(...joints.map(joint => {
-      const value = element("dd", {}, "–");
-      this.#jointValues.set(joint.pin, value);
-      return element("div", {}, element("dt", {}, joint.label), value);
+      const values = anglePins(this.#model, joint).map(pin => {
+        const value = element("span", {}, "–");
+        this.#jointValues.set(pin, value);
+        return value;
+      });
+      return element("div", {}, element("dt", {}, joint.label), element("dd", {}, ...values));
     }));
   }
 
   #writeFrames() {
-    const texts = new Set(this.#placed.map(({attitude, earth}) =>
-      earth ? `Earth frame: ${describeAxes(earth.axes)}.` : `${filterOf(attitude)}: frame ${attitude.frame || "not stated"}; drawn without north.`));
-    byId("frame-note").textContent = [...texts, ...texts.size > 0 ? ["Yaw, pitch, roll in degrees: turns about z, y, x."] : []].join(" ");
+    const frameOf = ({attitude, earth}) => earth ? `earth, ${describeAxes(earth.axes)}` : `${attitude.frame || "not stated"}, drawn without north`;
+    const frames = new Set(this.#placed.map(frameOf));
+    const text = frames.size === 1 ? `Frame: ${[...frames][0]}.`
+      : `Frames: ${this.#placed.map(placed => `${placed.attitude.label}: ${frameOf(placed)}`).join("; ")}.`;
+    byId("frame-note").textContent = frames.size > 0 ? `${text} Yaw, pitch, roll: turns about z, y, x.` : "";
   }
 
   #onSamples(pins) {
@@ -121,6 +126,7 @@ export class Picture {
   #writeJoint(pin, sample) {
     const view = viewsOf(this.#model.outputs.get(pin).pin, sample)[0];
     const values = view.valuesOf(sample);
-    this.#jointValues.get(pin).textContent = view.labels.map((name, i) => `${values.length > 1 ? `${name} ` : ""}${fixed(values[i], 1)} ${view.unit}`).join("   ");
+    this.#jointValues.get(pin).textContent = view.labels.map((name, i) =>
+      `${name} ${fixed(values[i], 1)}${view.unit === "deg" ? "°" : ` ${view.unit}`}`).join(", ");
   }
 }

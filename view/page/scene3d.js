@@ -6,7 +6,7 @@ import {compass, lines} from "/app/compass3d.js";
 import {dispose, label} from "/app/label3d.js";
 import {ghostBody, unitBody} from "/app/unit3d.js";
 
-const SPACING = 3.4, HEIGHT = 1.75, RADIUS = 1.75;
+const SPACING = 3, HEIGHT = 1.75, RADIUS = 1.75;
 const STEP = Math.PI / 36;  // of an arrow key
 
 export class Scene3d {
@@ -110,9 +110,9 @@ export class Scene3d {
   /** From the south, a little from the east and from above. */
   resetCamera() {
     const halfWidth = RADIUS + 0.55 + (this.#width - 1) * SPACING / 2;
-    const distance = 7.3 * Math.max(1, halfWidth / 1.9 / this.#camera.aspect);
+    const distance = 7.3 * Math.max(1, halfWidth / 1.75 / this.#camera.aspect);
     this.#controls.target.set(0, 0, 1.05);
-    this.#camera.position.set(0.38, -0.8, 0.46).normalize().multiplyScalar(distance).add(this.#controls.target);
+    this.#camera.position.set(0.33, -0.82, 0.46).normalize().multiplyScalar(distance).add(this.#controls.target);
     this.#controls.update();
     this.#schedule();
   }
