@@ -17,6 +17,8 @@ export class Graph {
   #pins = new Map();
   #filters = new Map();
   #generation = 0;
+  #status = null;
+  #chosen = "";
 
   /** on: {pin(name), filter(name), failed(text)}. */
   constructor(model, on) {
@@ -32,6 +34,7 @@ export class Graph {
   focus() { this.#targets.find(target => target.tabIndex === 0)?.focus(); }
 
   choose(filter) {
+    this.#chosen = filter;
     for (const [name, overlay] of this.#filters) overlay.group.classList.toggle("chosen", name === filter);
   }
 
@@ -62,9 +65,9 @@ export class Graph {
     this.#targets.forEach((target, i) => { target.tabIndex = i === 0 ? 0 : -1; });
     if (isFirst) this.#fit();
     else this.#zoom(this.#scale);
+    this.choose(this.#chosen);
     if (this.#status) this.update(this.#status);
   }
-  #status = null;
 
   #addFilter(name, group) {
     const filter = this.#model.filters.get(name);

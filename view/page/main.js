@@ -37,6 +37,7 @@ connection.on("status", status => {
   status.time = decode(status.time);
   transport.update(status);
   graph.update(status);
+  properties.update(status);
   for (const text of status.notes.filter(note => !lastNotes.includes(note))) messages.add({level: "note", at: status.time, text});
   lastNotes = status.notes;
 });

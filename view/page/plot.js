@@ -17,32 +17,37 @@ Dygraph.PLUGINS = Dygraph.PLUGINS.filter(plugin => plugin !== Dygraph.Plugins.Le
 const AXIS_WIDTH = 56;  // the same in all plots, so that their times stand below each other
 
 export class Plot {
-  /** pin: "FILTER:PIN"; about: what is known of it; on: {close(), highlight(t or null)}. */
-  constructor(pin, about, on) {
-    this.pin = pin;
-    this.about = about;
-    this.history = new History();
-    this.#on = on;
-    this.#make();
-  }
-
   #on;
   #view = null;
   #wantedView = null;
   #chart = null;
   #parts = {};
+  #bandColours = [];
   #legend = [];
-  #range = [0, 1];
+  #start = 0;
+  #rows = [];  // of the time that is drawn
   #hovered = null;
+  #shape = "";
+  #isFlag = false;
 
-  get view() { return this.#view?.id ?? this.#wantedView; }
-  set view(id) { this.#wantedView = id; }
+  /** pin: "FILTER:PIN"; about: what is known of it; on: {close(), highlight(t or null), changed()}; view: the one wanted. */
+  constructor(pin, about, on, view = null) {
+    this.pin = pin;
+    this.about = about;
+    this.history = new History();
+    this.#on = on;
+    this.#wantedView = view;
+    this.#make();
+  }
+
+  /** What is shown of the pin, as an id; null until it is known. */
+  get view() { return this.#wantedView; }
 
   #make() {
     const p = this.#parts;
     p.what = element("span", {class: "what"});
     p.views = element("select", {"aria-label": `What is shown of ${this.pin}`, hidden: true});
-    p.views.addEventListener("change", () => { this.#wantedView = p.views.value; this.#remake(); });
+    p.views.addEventListener("change", () => { this.#wantedView = p.views.value; this.#remake(); this.#on.changed(); });
     p.close = element("button", {type: "button", class: "close", "aria-label": `Close the plot of ${this.pin}`, title: "Close"}, "×");
     p.close.addEventListener("click", () => this.#on.close());
     p.legend = element("ul", {class: "legend"});
@@ -69,8 +74,6 @@ export class Plot {
     this.history.add(sample, this.#isFlag);
     if (known !== this.#shape) this.#remake();
   }
-  #shape = "";
-  #isFlag = false;
 
   /** Where the colours have changed, or the view. */
   #remake() {
@@ -84,6 +87,7 @@ export class Plot {
     this.root.classList.toggle("flag", this.#isFlag);
     this.#describe();
     this.#makeLegend();
+    this.#bandColours = [colour("--band-part"), colour("--band")];
     this.#chart?.destroy();
     this.#chart = null;
   }
@@ -114,20 +118,20 @@ export class Plot {
 
   /** Draws the time from `start` to `end`. */
   draw(start, end) {
-    this.#range = [start, end];
+    this.#start = start;
     this.#parts.empty.hidden = this.history.samples.length > 0;
     this.#parts.chart.hidden = !this.#view || this.history.samples.length === 0;
     if (this.#parts.chart.hidden) return;
-    const rows = rowsOf(this.history.samples, this.#view);
-    const visible = rows.slice(Math.max(0, rows.findIndex(row => row[0] >= start) - 1));
-    const changes = {file: visible.length > 0 ? visible : [[end, ...this.#view.labels.map(() => NaN)]], dateWindow: [start, end]};
+    const {samples} = this.history;
+    const first = samples.findIndex(sample => sample.t >= start);
+    this.#rows = rowsOf(samples.slice(first < 0 ? -1 : Math.max(0, first - 1)), this.#view);
+    const changes = {file: this.#rows, dateWindow: [start, end]};
     if (this.#chart) this.#chart.updateOptions(changes);
     else this.#makeChart(changes);
-    if (this.#hovered === null) this.#writeLegend(rows.length - 1, rows);
+    if (this.#hovered === null) this.#writeLegend(this.#rows.length - 1);
   }
 
   #makeChart({file, dateWindow}) {
-    const text = colour("--muted");
     this.#chart = new Dygraph(this.#parts.chart, file, {
       labels: ["t", ...this.#view.labels], colors: this.#colours(), dateWindow,
       strokeWidth: this.#isFlag ? 0 : 1.4, highlightCircleSize: this.#isFlag ? 0 : 3, animatedZooms: false,
@@ -142,15 +146,14 @@ export class Plot {
       unhighlightCallback: () => this.#on.highlight(null),
       underlayCallback: (context, area, chart) => this.#isFlag && this.#drawBands(context, area, chart)
     });
-    this.#parts.chart.style.setProperty("--label", text);
   }
 
   /** A band is at least two pixels wide: a flag of a single sample is seen. */
   #drawBands(context, area, chart) {
     for (const pass of [false, true]) {
-      context.fillStyle = colour(pass ? "--band" : "--band-part");
+      context.fillStyle = this.#bandColours[Number(pass)];
       for (const band of this.history.bands) {
-        if (band.isWhole !== pass || band.to < this.#range[0]) continue;
+        if (band.isWhole !== pass || band.to < this.#start) continue;
         const left = Math.max(area.x, chart.toDomXCoord(band.from)), right = Math.min(area.x + area.w, chart.toDomXCoord(band.to));
         context.fillRect(Math.min(left, right - 2), area.y + 3, Math.max(2, right - left), area.h - 6);
       }
@@ -161,19 +164,14 @@ export class Plot {
   highlight(t) {
     this.#hovered = t;
     if (!this.#chart) return;
-    const rows = rowsOf(this.history.samples, this.#view);
-    if (t === null) {
-      this.#chart.clearSelection();
-      return this.#writeLegend(rows.length - 1, rows);
-    }
-    const index = nearest(rows, t);
-    const first = rows.findIndex(row => row[0] >= this.#range[0]);
-    if (index >= first && first >= 0) this.#chart.setSelection(index - Math.max(0, first - 1));
-    this.#writeLegend(index, rows);
+    const index = t === null ? this.#rows.length - 1 : nearest(this.#rows, t);
+    if (t === null) this.#chart.clearSelection();
+    else this.#chart.setSelection(index);
+    this.#writeLegend(index);
   }
 
-  #writeLegend(index, rows) {
-    const row = rows[index];
+  #writeLegend(index) {
+    const row = this.#rows[index];
     if (this.#isFlag) return this.#writeFlag(row);
     this.#legend.forEach((entry, i) => { entry.value.textContent = row ? this.#format(row[i + 1]) : "–"; });
   }
@@ -183,7 +181,7 @@ export class Plot {
   }
 
   #writeFlag(row) {
-    const share = this.history.raisedShare(this.#range[0]);
+    const share = this.history.raisedShare(this.#start);
     const now = !row ? "" : row[1] >= 0.5 ? "now" : "not now";
     this.#legend[0].value.textContent = `${now}${Number.isFinite(share) ? `, ${fixed(share * 100, share < 0.1 ? 1 : 0)} % of the time shown` : ""}`;
   }

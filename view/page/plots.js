@@ -4,6 +4,7 @@ import {element, setOptions} from "/app/elements.js";
 import {isFlag} from "/app/quantities.js";
 import {Plot} from "/app/plot.js";
 import {onThemeChange} from "/app/theme.js";
+import {recall, remember} from "/app/memory.js";
 import {firstChoice} from "/app/attitudes.js";
 
 const SHORTEST_TIME_BETWEEN_DRAWS = 50;  // ms
@@ -24,7 +25,7 @@ export class Plots {
   constructor(model, watching) {
     this.#model = model;
     this.#watching = watching;
-    this.#window.addEventListener("change", () => this.#schedule());
+    this.#window.addEventListener("change", () => { this.#remember(); this.#schedule(); });
     this.#add.addEventListener("change", () => { if (this.#add.value) this.open(this.#add.value); this.#add.value = ""; });
     model.on("layout", () => this.#onLayout());
     model.on("samples", pins => this.#onSamples(pins));
@@ -33,10 +34,11 @@ export class Plots {
   }
 
   /** Opens the plot of a pin, or goes to the one that is open. */
-  open(pin, {focus = true} = {}) {
+  open(pin, {focus = true, view = null} = {}) {
     let plot = this.#plots.get(pin);
     if (!plot) {
-      plot = new Plot(pin, this.#model.outputs.get(pin).pin, {close: () => this.#close(pin), highlight: t => this.#highlight(t)});
+      plot = new Plot(pin, this.#model.outputs.get(pin).pin, 
+        {close: () => this.#close(pin), highlight: t => this.#highlight(t), changed: () => { this.#remember(); this.#schedule(); }}, view);
       this.#plots.set(pin, plot);
       this.#list.append(plot.root);
       const newest = this.#model.newest.get(pin);
@@ -64,6 +66,7 @@ export class Plots {
 
   #changed() {
     this.#isChosen = true;
+    this.#remember();
     this.#watching.need("plots", [...this.#plots.keys()]);
     this.#listPins();
     this.#showHint();
@@ -82,9 +85,23 @@ export class Plots {
       plot.root.classList.toggle("absent", !known);
       plot.restart(known ? known.pin : plot.about);
     }
-    if (!this.#isChosen) this.#openFirst();
+    if (!this.#isChosen && !this.#reopen()) this.#openFirst();
     this.#listPins();
     this.#schedule();
+  }
+
+  #remember() {
+    const plots = [...this.#plots.values()].map(({pin, view}) => ({pin, view}));
+    remember("sessionStorage", "plots", {title: this.#model.layout.title, seconds: this.#window.value, plots});
+  }
+
+  /** The plots as they were before a reload. */
+  #reopen() {
+    const last = recall("sessionStorage", "plots");
+    if (last?.title !== this.#model.layout.title) return false;
+    this.#window.value = last.seconds;
+    for (const {pin, view} of last.plots) if (this.#model.outputs.has(pin)) this.open(pin, {focus: false, view});
+    return true;
   }
 
   /** The first attitude, and its errors where there is a reference. */

@@ -1,6 +1,7 @@
 // The panel with the properties and commands of the chosen filter.
 
 import {element, setOptions} from "/app/elements.js";
+import {fixed} from "/app/numbers.js";
 import {Field} from "/app/field.js";
 
 export class Properties {
@@ -9,6 +10,7 @@ export class Properties {
   #chosen;
   #filter = "";
   #fields = new Map();  // property -> Field, or button of a command
+  #errors = document.getElementById("filter-errors");
   #list = document.getElementById("property-list");
   #select = document.getElementById("filter");
 
@@ -31,6 +33,14 @@ export class Properties {
     if (!focus) return;
     document.getElementById("properties").scrollIntoView({block: "nearest"});
     (this.#list.querySelector("input:not(:disabled), select:not(:disabled), button:not(:disabled)") ?? this.#select).focus({preventScroll: true});
+  }
+
+  /** The errors of the chosen filter, with their text. */
+  update(status) {
+    const state = status.filters[this.#filter];
+    const text = state?.errors > 0 ? `${state.errors} ${state.errors === 1 ? "error" : "errors"}; the last at ${fixed(state.at, 2)} s: ${state.last}` : "";
+    if (this.#errors.textContent !== text) this.#errors.textContent = text;
+    this.#errors.hidden = text === "";
   }
 
   #onLayout(layout) {

@@ -1,6 +1,8 @@
 // Light or dark: as the system has it, or as chosen. What is drawn on a canvas asks here for the colours of the style sheet.
 
-const KEY = "kavelin.colours";
+import {recall, remember} from "/app/memory.js";
+
+const KEY = "colours";
 const listeners = [];
 const probe = document.createElement("span");
 probe.hidden = true;
@@ -15,21 +17,12 @@ export function colour(variable) {
 export const onThemeChange = listener => listeners.push(listener);
 
 export function startTheme(select) {
-  select.value = recall() ?? "auto";
+  select.value = recall("localStorage", KEY) ?? "auto";
   const apply = () => {
     document.documentElement.dataset.colours = select.value;
     for (const listener of listeners) listener();
   };
-  select.addEventListener("change", () => { remember(select.value); apply(); });
+  select.addEventListener("change", () => { remember("localStorage", KEY, select.value); apply(); });
   matchMedia("(prefers-color-scheme: dark)").addEventListener("change", apply);
   apply();
-}
-
-// A browser may forbid storage; then the choice lasts as long as the page.
-function recall() {
-  try { return localStorage.getItem(KEY); } catch { return null; }
-}
-
-function remember(value) {
-  try { localStorage.setItem(KEY, value); } catch { /* not kept */ }
 }
