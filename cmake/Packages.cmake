@@ -1,8 +1,6 @@
 # Debian packages, one for each component of the install tree (Install.cmake): `cpack` in the build folder makes them, and so does
 # the target `package`. What the tree lacks of a package, packages/stage.cmake adds.
-find_program(KAVELIN_DPKG dpkg)
-mark_as_advanced(KAVELIN_DPKG)
-if(NOT KAVELIN_DPKG)
+if(NOT EXISTS /etc/debian_version)
   return()
 endif()
 
@@ -52,21 +50,24 @@ endmacro()
 set(CPACK_COMPONENTS_ALL)
 kavelin_package(program kavelin SHLIBDEPS SECTION science
   TITLE "orientation from inertial and magnetic sensors"
-  TEXT "The program kavelin turns recordings of accelerometers, gyroscopes and magnetometers into orientation, calibrates such
-sensors, and runs layouts of filters. With it come the plugins of filters, settings and examples."
+  TEXT "The program kavelin turns recordings of accelerometers, gyroscopes and
+magnetometers into orientation, calibrates such sensors, and runs layouts of
+filters. With it come the plugins of filters, settings and examples."
   DEPENDS "${library_package} ${this_version}"
   RECOMMENDS "gnuplot-nox, ${matio_package}"
   SUGGESTS "kavelin-doc, bash-completion")
 kavelin_package(library ${library_package} SHLIBDEPS SECTION libs
   TITLE "host library of orientation filters"
-  TEXT "KavelinCore loads plugins of filters, connects the pins of filters, and runs them as layouts.")
+  TEXT "KavelinCore loads plugins of filters, connects the pins of filters, and runs
+them as layouts.")
 # For packages of other people's programs and plugins: what dpkg-shlibdeps makes of a need for the library.
 file(WRITE ${PROJECT_BINARY_DIR}/shlibs
   "libKavelinCore ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR} ${library_package} (>= ${PROJECT_VERSION})\n")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/packages/triggers ${PROJECT_BINARY_DIR}/shlibs)
 kavelin_package(dev libkavelincore-dev SECTION libdevel
   TITLE "host library of orientation filters: development files"
-  TEXT "Headers, the CMake package KavelinCore and the pkg-config file kavelincore, for programs and plugins of your own."
+  TEXT "Headers, the CMake package KavelinCore and the pkg-config file kavelincore, for
+programs and plugins of your own."
   DEPENDS "${library_package} ${this_version}, libpoco-dev, libeigen3-dev"
   SUGGESTS "kavelin, kavelin-doc, cmake, pkg-config")
 if(TARGET kavelin_python)
@@ -75,13 +76,16 @@ if(TARGET kavelin_python)
   # The module and the plugins share classes that no other version has.
   kavelin_package(python python3-kavelin SHLIBDEPS SECTION python
     TITLE "orientation from inertial and magnetic sensors: Python module"
-    TEXT "The module kavelin reads recordings, turns them into orientation, and drives single filters and layouts, with NumPy arrays
-in and out."
+    TEXT "The module kavelin reads recordings, turns them into orientation, and drives
+single filters and layouts, with NumPy arrays in and out."
     DEPENDS "kavelin ${this_version}, ${library_package} ${this_version}, python3 (>= 3.${python_minor}), python3 (<< 3.${python_next}), python3-numpy"
     SUGGESTS "python3-pandas, python3-matplotlib")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+    ${PROJECT_SOURCE_DIR}/cmake/packages/python/postinst ${PROJECT_SOURCE_DIR}/cmake/packages/python/prerm)
 endif()
 kavelin_package(doc kavelin-doc SECTION doc ARCHITECTURE all
   TITLE "orientation from inertial and magnetic sensors: documents"
-  TEXT "What each filter does, which to choose, how to calibrate, how to write layouts, filters and programs.")
+  TEXT "What each filter does, which to choose, how to calibrate, how to write layouts,
+filters and programs.")
 
 include(CPack)
