@@ -44,10 +44,43 @@ def test_the_unit_is_drawn_as_the_attitude_pin_says(server, open_page):
     for pin, (_, matrix) in drawn.items():
         assert matrix == pytest.approx(expected, abs=1e-12), pin
 
+    euler = next(row for row in csv.DictReader(fused("--as", "euler", "--quiet").stdout.splitlines()) if float(row["t"]) == time)
+    shown = page.js("return [...document.querySelectorAll('#angles tr.unit')].map(row => [...row.cells].slice(1).map(cell => cell.textContent))")
+    for angles in shown:
+        assert [float(text.replace("−", "-").rstrip("°")) for text in angles] == pytest.approx(
+            [float(value) for name, value in euler.items() if "_zyx" in name], abs=0.051)
+
     page.frames(2)
     draws = page.js("return kavelinView.draws()")
     page.frames(20)
     assert page.js("return kavelinView.draws()") == draws, "nothing has changed, nothing is drawn"
+
+
+def test_frames_and_histories(server, open_page):
+    """What has no place in a run of a few rows: other earth frames, short flags, gaps, hours of samples."""
+    server.start(*SLOW)
+    page = open_page()
+    result = page.driver.execute_async_script("""const done = arguments[0];
+        Promise.all([import('/app/frames.js'), import('/app/history.js')]).then(([{earthFrame}, {History}]) => {
+            const history = new History();
+            for (let i = 0; i <= 100; ++i) history.add({t: i, rows: 1, cols: 1, v: [0], low: 0, high: i === 50 ? 1 : 0}, true);
+            const bands = history.bands.map(({from, to, isWhole}) => [from, to, isWhole]);
+            history.gap();
+            const hasGap = history.samples.at(-1).v === null;
+            const long = new History();
+            for (let i = 0; i < 100000; ++i) long.add({t: i * 0.003, rows: 1, cols: 1, v: [i % 2], low: 0, high: 1}, true);
+            const kept = [long.samples.length <= 8300, long.samples[0].t < 181, long.samples.at(-1).t === 299.997, long.bands.length <= 8000];
+            history.add({t: 3, rows: 1, cols: 1, v: [0], low: 0, high: 0}, true);
+            done({bands, hasGap, kept, back: history.samples.length,
+                  ned: earthFrame('sensor to earth (north, east, down)').toWorld,
+                  nwu: earthFrame('sensor to earth (north, west, up)').toWorld, own: earthFrame('sensor to its pose at the start')});
+        })""")
+    assert result["bands"] == [[49, 50, False]], "a flag raised between two messages is a band"
+    assert result["hasGap"] and result["kept"] == [True] * 4
+    assert result["back"] == 1, "a pin that goes back in time starts over"
+    assert result["ned"] == [0, 1, 0, 1, 0, 0, 0, 0, -1]
+    assert result["nwu"] == [0, -1, 0, 1, 0, 0, 0, 0, 1]
+    assert result["own"] is None
 
 
 def test_a_write_takes_effect_on_every_page_and_a_refusal_tells_why(server, open_page):

@@ -1,7 +1,8 @@
 // The last seconds of a pin, in bounded memory.
 
 export const LONGEST = 120;   // s
-const MOST_SAMPLES = 8000;    // 30 a second for longer than LONGEST; at a slow pace every second one is left out, again and again
+const CLOSEST = LONGEST / 8000;  // s between two samples that are kept; a screen shows no more
+const MOST_BANDS = 8000;
 
 export class History {
   samples = [];  // {t, rows, cols, v}; v null where nothing is known: a gap
@@ -12,7 +13,7 @@ export class History {
   add(sample, isFlag) {
     const last = this.samples[this.samples.length - 1];
     if (last && sample.t < last.t) this.clear();
-    else if (last && sample.t === last.t && last.v) this.samples.pop();
+    else if (this.#isTooClose(last, sample)) this.samples.pop();
     if (this.samples.length === 0) this.watchedFrom = sample.t;
     if (isFlag) this.#addBand(last?.v && sample.t > last.t ? last.t : sample.t, sample);
     this.samples.push(sample);
@@ -38,6 +39,12 @@ export class History {
     return end > begin ? raised / (end - begin) : NaN;
   }
 
+  /** The newest sample is always there; the one before it makes room where they come too close. */
+  #isTooClose(last, sample) {
+    const before = this.samples[this.samples.length - 2];
+    return last?.v && (sample.t === last.t || before?.v && last.t - before.t < CLOSEST);
+  }
+
   #addBand(from, {t, v, low = v[0], high = v[0]}) {
     if (!(high >= 0.5)) return;
     const isWhole = low >= 0.5;
@@ -49,9 +56,8 @@ export class History {
   #forget(start) {
     const firstKept = this.samples.findIndex(sample => sample.t >= start);
     if (firstKept > 256) this.samples.splice(0, firstKept - 1);
-    if (this.samples.length > MOST_SAMPLES) this.samples = this.samples.filter((sample, i) => i % 2 === 1 || !sample.v);
     const firstBand = this.bands.findIndex(band => band.to >= start);
     if (firstBand > 64) this.bands.splice(0, firstBand);
-    if (this.bands.length > MOST_SAMPLES) this.bands.splice(0, this.bands.length - MOST_SAMPLES);
+    if (this.bands.length > MOST_BANDS) this.bands.splice(0, this.bands.length - MOST_BANDS);
   }
 }

@@ -56,6 +56,7 @@ export class Plot {
     this.root = element("section", {class: "plot", "aria-label": `Plot of ${this.pin}`, "data-pin": this.pin},
       element("div", {class: "plot-heading"}, element("h3", {}, this.pin), p.what, p.views, p.close), p.legend, p.empty, p.chart);
     this.#describe();
+    new ResizeObserver(() => this.#chart?.resize()).observe(p.chart);
   }
 
   focus() { this.#parts.close.focus(); }
