@@ -76,7 +76,7 @@ class Page:
         return self.driver.execute_script(script, *arguments)
 
     def wait(self, condition, what):
-        return WebDriverWait(self.driver, 15, poll_frequency=0.02).until(lambda _: condition(), f"waited for: {what}")
+        return WebDriverWait(self.driver, 60, poll_frequency=0.02).until(lambda _: condition(), f"waited for: {what}")
 
     def click(self, selector):
         """Also where the element has just been hidden."""
