@@ -1,9 +1,14 @@
+# The target `dist` makes the source archive of what is committed.
+if(EXISTS ${PROJECT_SOURCE_DIR}/.git)
+  add_custom_target(dist VERBATIM COMMAND ${PROJECT_SOURCE_DIR}/cmake/packages/make-source-archive
+    ${PROJECT_SOURCE_DIR} kavelin-${PROJECT_VERSION} ${PROJECT_BINARY_DIR})
+endif()
+
 # Debian packages, one for each component of the install tree (Install.cmake): `cpack` in the build folder makes them, and so does
 # the target `package`. What the tree lacks of a package, packages/stage.cmake adds.
 if(NOT EXISTS /etc/debian_version)
   return()
 endif()
-
 set(CPACK_GENERATOR DEB)
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
@@ -55,7 +60,7 @@ magnetometers into orientation, calibrates such sensors, and runs layouts of
 filters. With it come the plugins of filters, settings and examples."
   DEPENDS "${library_package} ${this_version}"
   RECOMMENDS "gnuplot-nox, ${matio_package}"
-  SUGGESTS "kavelin-doc, bash-completion")
+  SUGGESTS "graphviz, kavelin-doc, bash-completion")
 kavelin_package(library ${library_package} SHLIBDEPS SECTION libs
   TITLE "host library of orientation filters"
   TEXT "KavelinCore loads plugins of filters, connects the pins of filters, and runs
@@ -89,3 +94,5 @@ kavelin_package(doc kavelin-doc SECTION doc ARCHITECTURE all
 filters and programs.")
 
 include(CPack)
+# As a source archive cpack would pack whatever lies in the folder: the target `dist` makes it.
+file(REMOVE ${PROJECT_BINARY_DIR}/CPackSourceConfig.cmake)
