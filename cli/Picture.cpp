@@ -61,14 +61,15 @@ Picture::~Picture() {
     std::filesystem::remove(part_, isDrawn);
 }
 
-void Picture::draw(int height, const std::string& script) {
+void Picture::draw(int height, const std::string& script, int width) {
     const PipeEndsQuietly guard;
     std::FILE* gnuplot = ::popen("gnuplot >/dev/null 2>&1", "w");
     if (!gnuplot) throw Poco::WriteFileException("cannot start gnuplot for '" + file_ + "'");
     const bool isSvg = endsWith(file_, ".svg");
     const std::string text = fmt::format(
-        "set terminal {} size 1000,{} {}\nset output {}\n{}set output\n", isSvg ? "svg" : "pngcairo", height,
-        isSvg ? "dynamic background rgb 'white' font 'sans,12'" : "font 'sans,10'", quoted(part_), script);
+        "set terminal {} size {},{} {}\nset output {}\n{}set output\n", isSvg ? "svg" : "pngcairo", width,
+        height, isSvg ? "dynamic background rgb 'white' font 'sans,12'" : "font 'sans,10'", quoted(part_),
+        script);
     const bool written = std::fwrite(text.data(), 1, text.size(), gnuplot) == text.size();
     const int status = ::pclose(gnuplot);
     if (WIFEXITED(status) && WEXITSTATUS(status) == 127) {

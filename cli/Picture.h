@@ -15,11 +15,12 @@ public:
     Picture(const Picture&) = delete;
     Picture& operator=(const Picture&) = delete;
 
-    /// @param height in pixels; the width is 1000
+    /// @param height in pixels
     /// @param script gnuplot's commands, without terminal and output
+    /// @param width in pixels
     /// @throws Poco::WriteFileException where gnuplot is not installed, when it fails,
     /// or when the disk is full.
-    void draw(int height, const std::string& script);
+    void draw(int height, const std::string& script, int width = 1000);
 
     /// Quotes a text for gnuplot.
     static std::string quoted(const std::string& text);

@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <optional>
 #include <ostream>
 
 #include "cli/CommandContext.h"
@@ -7,6 +8,7 @@
 #include "cli/LayoutOptions.h"
 #include "cli/PaceOption.h"
 #include "cli/layout/LayoutRun.h"
+#include "cli/plot/LayoutPlot.h"
 #include "io/recording/ResultFile.h"
 
 namespace Kavelin::Cli {
@@ -18,6 +20,8 @@ struct RunCommandOptions {
     LayoutRunOptions run;
     std::string save;
     double pace = kFullPace;
+    std::string plot;
+    std::vector<std::string> plotPins;
 };
 
 void requireNone(const Mistakes& mistakes, const std::string& file, CommandContext& context) {
@@ -36,16 +40,28 @@ void makeFolder(const LayoutFile& layout) {
     if (error) throw UsageError("the folder " + folder.string() + " cannot be made: " + error.message());
 }
 
+/// The pins of the command line go before the panels of the file.
+void choosePlot(const RunCommandOptions& options, LayoutFile& layout, LayoutBuilder& builder,
+                Mistakes& mistakes) {
+    if (options.plot.empty() && !options.plotPins.empty())
+        throw UsageError("--plot-pin says what --plot draws: add --plot FILE.svg");
+    if (!options.plotPins.empty()) layout.plot = panelsFor(options.plotPins, layout, builder, mistakes);
+    if (!options.plot.empty() && layout.plot.empty() && mistakes.empty())
+        throw UsageError("--plot has nothing to draw: " + options.layout.file +
+                         " has no \"plot\"; name pins with --plot-pin FILTER:PIN");
+}
+
 void run(const RunCommandOptions& options, CommandContext& context) {
     Mistakes mistakes, remarks;
     LayoutFile layout = readLayout(options.layout, mistakes);
     LayoutBuilder builder(layout, Core::FlowManager::instance(), mistakes);
     builder.build();
+    choosePlot(options, layout, builder, mistakes);
     std::vector<FileUse> alsoUsed{
         {.filter = "kavelin", .property = "LAYOUT", .file = options.layout.file, .place = {}}};
-    if (!options.save.empty()) {
-        alsoUsed.push_back({"kavelin", "--save", options.save, true, {.option = "--save " + options.save}});
-    }
+    for (const auto& [option, file] : {std::pair("--save", options.save), std::pair("--plot", options.plot)})
+        if (!file.empty())
+            alsoUsed.push_back({"kavelin", option, file, true, {.option = std::string(option) + " " + file}});
     builder.check(alsoUsed);
     requireNone(mistakes, options.layout.file, context);
     builder.rebuild();
@@ -62,9 +78,12 @@ void run(const RunCommandOptions& options, CommandContext& context) {
     RoundGate gate(options.pace);
     LayoutRunOptions runOptions = options.run;
     if (options.pace != kFullPace) runOptions.gate = &gate;
+    std::optional<LayoutPlot> plot;
+    if (!options.plot.empty()) plot.emplace(options.plot).watch(layout.plot, builder);
     LayoutRun layoutRun(layout, builder, Core::FlowManager::instance(), context.err, runOptions);
     if (!layoutRun.run()) context.status = kDoneWithErrors;
     if (!options.save.empty()) builder.save(options.save);
+    if (plot) plot->draw();
 }
 
 }  // namespace
@@ -81,6 +100,13 @@ void addRunCommand(CLI::App& app, CommandContext& context) {
     command
         ->add_option("--save", options->save, "Afterwards write the layout with its present property values")
         ->type_name("FILE");
+    command
+        ->add_option("--plot", options->plot,
+                     "Draw pins over time (.svg or .png): those of the layout's \"plot\"; needs gnuplot")
+        ->type_name("FILE");
+    command->add_option("--plot-pin", options->plotPins, "Draw this pin instead; may be repeated")
+        ->type_name("FILTER:PIN")
+        ->allow_extra_args(false);
     command->callback([options, &context] { run(*options, context); });
 }
 

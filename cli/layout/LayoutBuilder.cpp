@@ -17,6 +17,7 @@
 #include "cli/layout/LayoutWriter.h"
 #include "cli/layout/NearestNames.h"
 #include "cli/layout/PropertyAccess.h"
+#include "cli/plot/PlottedPin.h"
 #include "io/RunParticipant.h"
 
 namespace Kavelin::Cli {
@@ -242,6 +243,7 @@ Core::CommandProperty* LayoutBuilder::findCommand(Core::Filter& filter, const Pl
 
 void LayoutBuilder::check(const std::vector<FileUse>& alsoUsed) {
     checkNames();
+    checkPlot();
     // A file name that was refused is a mistake already; the filter then has none.
     if (mistakes_.empty()) askParticipants(&RecordingIO::RunParticipant::checkRun);
     eachConnection([this](const ConnectionEntry& entry, const auto& output, const auto& input) {
@@ -299,6 +301,27 @@ void LayoutBuilder::checkNames() {
             findProperty(*filter, name);
         else
             findCommand(*filter, name);
+    }
+}
+
+void LayoutBuilder::checkPlot() {
+    for (const PlotPanel& panel : file_.plot) {
+        std::string unit;
+        for (const PlotLine& line : panel.lines) {
+            const Core::AbstractOutputPin* output = findOutput(line.from);
+            if (output == nullptr) continue;
+            Core::PinContent content = contentSent(*output);
+            // What hands samples on may stamp them itself.
+            content.isWallClockStamped = output->content().isWallClockStamped;
+            const std::string own = PlottedPin(line, content).unit();
+            if (std::string mistake = plotMistake(line, content); !mistake.empty())
+                say(line.from.place, std::move(mistake));
+            else if (!unit.empty() && !own.empty() && own != unit)
+                say(line.from.place, output->fullName() + " is drawn in " + own +
+                                         ", what stands before it in " + unit +
+                                         ": it takes a panel of its own");
+            if (unit.empty()) unit = own;
+        }
     }
 }
 

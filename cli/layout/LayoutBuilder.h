@@ -34,8 +34,8 @@ public:
     void build();
 
     /// Adds what else is wrong with what was built: commands and actions that name what does not exist,
-    /// files that are not named or cannot be read, values of actions that are refused, files that one filter
-    /// writes and another uses, or that are in `alsoUsed`.
+    /// files that are not named or cannot be read, values of actions that are refused, pins that cannot be drawn
+    /// where the plot has them, files that one filter writes and another uses, or that are in `alsoUsed`.
     /// Afterwards the properties are as the last action leaves them.
     void check(const std::vector<FileUse>& alsoUsed);
 
@@ -61,6 +61,9 @@ public:
 
     /// The filter of that name; null where it could not be built.
     Core::Filter* find(const std::string& filter) const;
+
+    /// An output of a filter; null, and a mistake, where there is none.
+    Core::AbstractOutputPin* findOutput(const Target& from);
 
     /// The file with the present value of every property that was written, in the order of the writes:
     /// building it brings filters into the present state. Defaults are left out, as a default need not be
@@ -95,13 +98,13 @@ private:
     void connectAll();
     void connect(const ConnectionEntry& entry);
     void checkNames();
+    void checkPlot();
     /// Calls `tell` for each connection of the file that was made.
     template <class Tell>
     void eachConnection(Tell tell) const;
     /// Writes what the actions will write, in the order of their times.
     void tryActions();
     void activate(Core::Filter& filter, const PlacedText& name);
-    Core::AbstractOutputPin* findOutput(const Target& from);
     Core::AbstractInputPin* findInput(const Target& to);
     Core::AbstractProperty* findProperty(Core::Filter& filter, const PlacedText& name);
     Core::CommandProperty* findCommand(Core::Filter& filter, const PlacedText& name);

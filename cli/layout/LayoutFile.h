@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "cli/layout/Mistake.h"
@@ -72,6 +73,22 @@ struct ActionEntry {
     Place place;
 };
 
+/// A pin that a panel of a picture shows.
+struct PlotLine {
+    Target from;             ///< an output
+    unsigned element = 0;    ///< from 1, in the order of storage; 0: all
+    bool isNorm = false;     ///< the norm of the elements instead
+    std::string label = {};  ///< empty: the pin's full name
+};
+
+/// Lines over one axis of values.
+struct PlotPanel {
+    std::string label;  ///< what the values are, without the unit; empty: what the first pin carries
+    std::vector<PlotLine> lines;
+    std::optional<std::pair<double, double>> range;  ///< of the values; absent: that of the lines
+    Place place;
+};
+
 /// What a layout file says, each element with its place. Filter names are unique over all layouts of a file.
 struct LayoutFile {
     std::filesystem::path folder;  ///< relative paths in the file are meant from here
@@ -81,6 +98,7 @@ struct LayoutFile {
     std::vector<LayoutEntry> layouts;
     std::vector<ConnectionEntry> connections;
     std::vector<ActionEntry> actions;
+    std::vector<PlotPanel> plot;  ///< what --plot draws, from top to bottom
     /// Properties to write that name no filter: they go to the one filter that has such a property.
     std::vector<PropertyEntry> settings;
 

@@ -8,7 +8,8 @@ namespace Kavelin::Cli {
 /// The objects that a layout file is made of, by the names that messages and the JSON Schema give them.
 namespace LayoutObject {
 inline constexpr std::string_view kFile = "layout file", kLayout = "layout", kFilter = "filter",
-                                  kConnection = "connection", kAction = "action";
+                                  kConnection = "connection", kAction = "action", kPanel = "panel",
+                                  kLine = "line";
 }
 
 /// What a key's value must be.
@@ -23,6 +24,8 @@ enum class LayoutValue {
     textsByName,
     objects,
     valuesByName,
+    element,
+    range,
     value
 };
 
@@ -43,6 +46,7 @@ inline constexpr std::array kLayoutKeys = {
     LayoutKey{LayoutObject::kFile, "layouts", LayoutValue::objects, true},
     LayoutKey{LayoutObject::kFile, "connections", LayoutValue::objects},
     LayoutKey{LayoutObject::kFile, "actions", LayoutValue::objects},
+    LayoutKey{LayoutObject::kFile, "plot", LayoutValue::objects},
     LayoutKey{LayoutObject::kLayout, "name", LayoutValue::name, true},
     LayoutKey{LayoutObject::kLayout, "filters", LayoutValue::objects, true},
     LayoutKey{LayoutObject::kFilter, "name", LayoutValue::name, true},
@@ -58,6 +62,12 @@ inline constexpr std::array kLayoutKeys = {
     LayoutKey{LayoutObject::kAction, "command", LayoutValue::text},
     LayoutKey{LayoutObject::kAction, "set", LayoutValue::text},
     LayoutKey{LayoutObject::kAction, "value", LayoutValue::value},
+    LayoutKey{LayoutObject::kPanel, "lines", LayoutValue::objects, true},
+    LayoutKey{LayoutObject::kPanel, "label", LayoutValue::text},
+    LayoutKey{LayoutObject::kPanel, "range", LayoutValue::range},
+    LayoutKey{LayoutObject::kLine, "from", LayoutValue::text, true},
+    LayoutKey{LayoutObject::kLine, "element", LayoutValue::element},
+    LayoutKey{LayoutObject::kLine, "label", LayoutValue::text},
 };
 
 }  // namespace Kavelin::Cli

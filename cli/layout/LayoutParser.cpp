@@ -30,6 +30,8 @@ private:
     std::vector<PropertyEntry> properties(const ObjectReader& filter);
     ConnectionEntry connection(const JsonNode& node);
     ActionEntry action(const JsonNode& node);
+    PlotPanel panel(const JsonNode& node);
+    PlotLine line(const JsonNode& node);
     Target target(const ObjectReader& object, std::string_view key, const char* form);
 
     template <class Entry>
@@ -54,6 +56,8 @@ public:
         }
         oneSourceEach();
         for (const ActionEntry& action : file_.actions) leadsToFilter(action.target);
+        for (const PlotPanel& panel : file_.plot)
+            for (const PlotLine& line : panel.lines) leadsToFilter(line.from);
     }
 
 private:
@@ -93,6 +97,7 @@ LayoutFile LayoutParser::parse(const JsonNode& root) {
     file.layouts = entries(object, "layouts", &LayoutParser::layout);
     file.connections = entries(object, "connections", &LayoutParser::connection);
     file.actions = entries(object, "actions", &LayoutParser::action);
+    file.plot = entries(object, "plot", &LayoutParser::panel);
     return file;
 }
 
@@ -202,6 +207,26 @@ ActionEntry LayoutParser::action(const JsonNode& node) {
                 "an action with \"command\" has no \"value\"; a property is written with \"set\"");
     }
     return entry;
+}
+
+PlotPanel LayoutParser::panel(const JsonNode& node) {
+    const ObjectReader object(node, LayoutObject::kPanel, mistakes_);
+    PlotPanel panel{stringOf(object, "label"), entries(object, "lines", &LayoutParser::line), {}, node.place};
+    if (const JsonNode* lines = object.find("lines"); lines && lines->items.empty())
+        say(lines->place, "a panel has at least one line");
+    if (const JsonNode* range = object.find("range"))
+        panel.range = {range->items[0].number, range->items[1].number};
+    return panel;
+}
+
+PlotLine LayoutParser::line(const JsonNode& node) {
+    const ObjectReader object(node, LayoutObject::kLine, mistakes_);
+    PlotLine line{.from = target(object, "from", "\"filter:pin\""), .label = stringOf(object, "label")};
+    if (const JsonNode* element = object.find("element")) {
+        line.isNorm = element->kind == JsonNode::Kind::text;
+        if (!line.isNorm) line.element = static_cast<unsigned>(element->number);
+    }
+    return line;
 }
 
 void ReferenceCheck::unique(std::set<std::string>& seen, const PlacedText& name, const char* what,

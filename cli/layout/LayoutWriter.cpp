@@ -90,11 +90,32 @@ std::string actionText(const ActionEntry& action) {
     return enclose('{', parts, '}');
 }
 
+std::string lineText(const PlotLine& line) {
+    std::vector<std::string> parts{textMember("from", targetText(line.from))};
+    if (line.isNorm) parts.push_back(textMember("element", "norm"));
+    if (line.element > 0) parts.push_back(member("element", std::to_string(line.element)));
+    if (!line.label.empty()) parts.push_back(textMember("label", line.label));
+    return enclose('{', parts, '}');
+}
+
 template <class Entry>
 std::string array(const std::vector<Entry>& entries, std::string (*toText)(const Entry&)) {
     std::vector<std::string> parts;
     for (const Entry& entry : entries) parts.push_back(toText(entry));
     return enclose('[', parts, ']');
+}
+
+std::string panelText(const PlotPanel& panel) {
+    std::vector<std::string> parts;
+    if (!panel.label.empty()) parts.push_back(textMember("label", panel.label));
+    parts.push_back(member("lines", array(panel.lines, &lineText)));
+    if (panel.range) {
+        std::string range = "[";
+        appendNumber(range, panel.range->first);
+        appendNumber(range += ", ", panel.range->second);
+        parts.push_back(member("range", range + "]"));
+    }
+    return enclose('{', parts, '}');
 }
 
 }  // namespace
@@ -112,6 +133,7 @@ std::string writeLayout(const LayoutFile& layout) {
     if (!layout.connections.empty())
         parts.push_back(member("connections", array(layout.connections, &connectionText)));
     if (!layout.actions.empty()) parts.push_back(member("actions", array(layout.actions, &actionText)));
+    if (!layout.plot.empty()) parts.push_back(member("plot", array(layout.plot, &panelText)));
     return enclose('{', parts, '}') + "\n";
 }
 

@@ -33,6 +33,17 @@ bool isBufferSize(const JsonNode& node) {
            node.number <= std::numeric_limits<unsigned>::max();
 }
 
+bool isElement(const JsonNode& node) {
+    if (node.kind == Kind::text) return node.text == "norm";
+    return isBufferSize(node) && node.number >= 1.0;
+}
+
+bool isRange(const JsonNode& node) {
+    const auto& ends = node.items;
+    return node.kind == Kind::array && ends.size() == 2 && ends[0].kind == Kind::number &&
+           ends[1].kind == Kind::number && ends[0].number < ends[1].number;
+}
+
 template <Kind kind>
 bool is(const JsonNode& node) {
     return node.kind == kind;
@@ -55,6 +66,8 @@ constexpr Form kForms[] = {
     {"an object of texts by name", is<Kind::object>},
     {"an array of objects", is<Kind::array>},
     {"an object of values by name", is<Kind::object>},
+    {"a whole number from 1, or \"norm\"", isElement},
+    {"two numbers, the lower one first", isRange},
     {"a text, a number, a boolean or a matrix",
      [](const JsonNode& n) { return !is<Kind::null>(n) && !is<Kind::object>(n); }},
 };

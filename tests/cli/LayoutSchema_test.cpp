@@ -49,6 +49,12 @@ TEST(LayoutSchema, TakesAndRefusesWhatTheParserDoes) {
         return "{" + filters + ", \"connections\": [" + c + "]}";
     };
     const auto action = [&](const std::string& a) { return "{" + filters + ", \"actions\": [" + a + "]}"; };
+    const auto line = [&](const std::string& l) {
+        return "{" + filters + ", \"plot\": [{\"lines\": [" + l + "]}]}";
+    };
+    const auto panel = [&](const std::string& rest) {
+        return "{" + filters + R"(, "plot": [{"lines": [{"from": "a:x"}])" + rest + "}]}";
+    };
     const std::string texts[] = {
         "[]",
         "{}",
@@ -91,6 +97,16 @@ TEST(LayoutSchema, TakesAndRefusesWhatTheParserDoes) {
         action(R"({"at": 1, "set": "a:p", "value": 1})"),
         action(R"({"at": 1, "command": "a:c", "value": 1})"),
         action(R"({"at": 1, "set": "a:p", "command": "a:c", "value": 1})"),
+        line(""),
+        line(R"({"from": "a:x", "element": 2, "label": "l"})"),
+        line(R"({"from": "a:x", "element": 0})"),
+        line(R"({"from": "a:x", "element": "norm"})"),
+        line(R"({"from": "a:x", "element": "x"})"),
+        line(R"({"from": "a"})"),
+        line(R"({"label": "l"})"),
+        panel(R"(, "label": "p", "range": [0, 1.5])"),
+        panel(R"(, "range": [0])"),
+        panel(R"(, "colour": "red")"),
     };
     for (const std::string& text : texts) {
         Mistakes mistakes;

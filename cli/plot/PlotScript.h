@@ -1,0 +1,53 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cli/plot/PlottedPin.h"
+
+namespace Kavelin::Cli {
+
+/// A panel as it is drawn.
+struct PlottedPanel {
+    std::string label;  ///< of its values, with the unit
+    std::vector<PlottedPin> pins;
+    std::optional<std::pair<double, double>> range;
+
+    /// Then each has a row of its own; else they are bands behind the lines.
+    bool hasFlagsOnly() const;
+};
+
+/// gnuplot's commands for panels over one axis of time.
+class PlotScript {
+public:
+    static constexpr int kWidth = 800;  // pixels
+
+    /// @param panels borrowed
+    explicit PlotScript(const std::vector<PlottedPanel>& panels);
+
+    int height() const { return height_; }  // pixels
+    std::string text() const;
+
+private:
+    struct Box {
+        int top = 0, bottom = 0;  // pixels from the picture's top
+    };
+
+    double screen(int y) const { return 1.0 - static_cast<double>(y) / height_; }
+    double timeOf(double t) const { return first_ <= last_ - first_ ? t : t - first_; }
+    std::string timeLabel() const;
+    std::string panelText(std::size_t index) const;
+    std::string contentText(const PlottedPanel& panel) const;
+    std::string linesText(const PlottedPanel& panel, std::string& data) const;
+    std::string bandText(const PlottedElement& flag, const char* colour, double bottom, double top) const;
+    std::vector<Trace::Point> pointsOf(const Trace& trace, bool isAngle, const Tolerance& tolerance,
+                                       std::size_t most) const;
+    std::pair<double, double> rangeOf(const PlottedPanel& panel) const;
+
+    const std::vector<PlottedPanel>& panels_;
+    std::vector<Box> boxes_;
+    int height_ = 0;
+    double first_ = 0.0, last_ = 0.0;  // s
+};
+
+}  // namespace Kavelin::Cli

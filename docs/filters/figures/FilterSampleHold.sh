@@ -1,0 +1,2 @@
+kavelin simulate --seed 3 --seconds 3 --first-rest 0 --no-rests --mag-every 25 --disturbance 0 --mag-noise 0.1 -o recording.csv
+kavelin run FilterSampleHold.json --quiet --plot FilterSampleHold.svg
