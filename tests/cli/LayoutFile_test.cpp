@@ -134,7 +134,7 @@ file {} {} ! 1:4: no JSON: syntax error while parsing value - unexpected '{'; ex
 file [] ! 1:1: a layout file is an object {...}; this is an array
 file {} ! 1:1: a layout file needs "layouts": an array of objects
 file {"layouts": [], "conections": []}
-! 1:17: unknown key "conections" in a layout file; did you mean "connections"? It takes: $schema, description, plugins, variables, layouts, connections, actions
+! 1:17: unknown key "conections" in a layout file; did you mean "connections"? It takes: $schema, description, plugins, variables, layouts, connections, actions, plot
 filter {"name": "a", "type": "T", "colour": 1} ! 2:28: unknown key "colour" in a filter; it takes: name, type, properties, commands
 filter {"name": "a", "type": "T", "type": "U"} ! 2:28: "type" stands twice in a filter; the first is at 2:15
 filter {"name": "a"} ! 2:1: a filter needs "type": a text that is not empty
