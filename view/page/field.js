@@ -95,7 +95,7 @@ function textOf(input) {
   return input.type === "number" && (input.validity.badInput || input.value === "") ? null : input.value;
 }
 
-const display = (property, text) => property.kind === "bool" ? (isTrue(text) ? "on" : "off") : text === "" ? "nothing" : text;
+const display = (property, text) => property.kind === "bool" ? (isTrue(text) ? "on" : "off") : text === "" ? "empty" : text;
 
 function hintOf(property) {
   const {kind, minimum, maximum, unit, writable, enabled} = property;
@@ -103,6 +103,6 @@ function hintOf(property) {
   const range = has(minimum) && has(maximum) ? `${minimum} to ${maximum}${unit ? ` ${unit}` : ""}`
     : has(minimum) ? `${minimum} or more` : has(maximum) ? `${maximum} or less` : "";
   return [kind === "matrix" ? "rows, columns, elements row by row" : "", range,
-          property.default !== undefined ? `default ${display(property, property.default)}` : "",
+          property.default !== undefined ? `default: ${display(property, property.default)}` : "",
           !writable ? "read only" : "", !enabled ? "not in use now" : ""].filter(Boolean).join("; ");
 }

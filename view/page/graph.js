@@ -14,7 +14,8 @@ export class Graph {
   #size = {width: 1, height: 1};  // pixels
   #scale = 1;
   #targets = [];   // what the arrow keys go through, in the order of the drawing
-  #pins = new Map();
+  #outputs = new Map();
+  #inputs = new Map();
   #filters = new Map();
   #generation = 0;
   #status = null;
@@ -50,17 +51,17 @@ export class Graph {
     }
   }
 
-  #show({svg, filters, pins}) {
+  #show({svg, filters, outputs, inputs}) {
     const isFirst = !this.#svg;
     this.#size = {width: parseFloat(svg.getAttribute("width")) * POINT, height: parseFloat(svg.getAttribute("height")) * POINT};
     this.#svg = svg;
     svg.setAttribute("role", "group");
     svg.setAttribute("aria-label", "Filters and their connections");
     this.#view.replaceChildren(svg);
-    this.#pins.clear();
-    this.#filters.clear();
+    for (const overlays of [this.#outputs, this.#inputs, this.#filters]) overlays.clear();
     for (const [name, group] of filters) this.#addFilter(name, group);
-    for (const [name, group] of pins) this.#addPin(name, group);
+    for (const [name, group] of outputs) this.#addPin(this.#outputs, name, group, name);
+    for (const [name, group] of inputs) this.#addPin(this.#inputs, name, group, this.#model.layout.connections.find(one => one.to === name)?.from);
     this.#targets = [...svg.querySelectorAll("[role=button]")];
     this.#targets.forEach((target, i) => { target.tabIndex = i === 0 ? 0 : -1; });
     if (isFirst) this.#fit();
@@ -76,23 +77,19 @@ export class Graph {
     button(group, `${name}, ${filter.type}: properties`, () => this.#on.filter(name));
   }
 
-  #addPin(name, group) {
-    const output = this.#model.outputs.get(name);
-    this.#pins.set(name, new PinOverlay(group, Boolean(output)));
-    const source = output ? name : this.#model.layout.connections.find(connection => connection.to === name)?.from;
-    if (!source) return;
+  /** source: the output whose plot it opens; an input without one is no button. */
+  #addPin(overlays, name, group, source) {
+    overlays.set(name, new PinOverlay(group));
     const pin = this.#model.outputs.get(source)?.pin;
-    const about = [pin?.quantity, pin?.unit, pin?.frame].filter(Boolean).join(", ");
-    button(group, `${name}, ${output ? "output" : `input, fed by ${source}`}${about ? `, ${about}` : ""}: plot`, () => this.#on.pin(source));
+    if (!pin) return;
+    const about = [pin.quantity, pin.unit, pin.frame].filter(Boolean).join(", ");
+    button(group, `${name}, ${overlays === this.#outputs ? "output" : `input, fed by ${source}`}${about ? `, ${about}` : ""}: plot`, () => this.#on.pin(source));
   }
 
   update(status) {
     this.#status = status;
-    for (const [name, overlay] of this.#pins) {
-      const output = status.outputs[name], input = status.inputs[name];
-      if (output && overlay.isOutput) overlay.showRate(output);
-      else if (input) overlay.showBuffer(input);
-    }
+    for (const [name, overlay] of this.#outputs) if (status.outputs[name]) overlay.showRate(status.outputs[name]);
+    for (const [name, overlay] of this.#inputs) if (status.inputs[name]) overlay.showBuffer(status.inputs[name]);
     for (const [name, overlay] of this.#filters) overlay.show(status.filters[name]);
   }
 

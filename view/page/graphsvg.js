@@ -2,7 +2,7 @@
 
 const SVG = "http://www.w3.org/2000/svg";
 
-/** @return {svg, filters: Map name -> g, pins: Map "FILTER:PIN" -> [g]}; throws where it cannot be had. */
+/** @return {svg, filters: Map name -> g, outputs and inputs: Map "FILTER:PIN" -> g}; throws where it cannot be had. */
 export async function loadGraph() {
   const response = await fetch("/graph.svg");
   if (!response.ok) throw new Error(`The graph cannot be had: ${response.status} ${await response.text()}`);
@@ -10,13 +10,14 @@ export async function loadGraph() {
   if (parsed.querySelector("parsererror")) throw new Error("The graph that the server sent is no SVG.");
   clean(parsed);
   const svg = document.importNode(parsed.documentElement, true);
-  const filters = new Map(), pins = new Map();
+  const filters = new Map(), outputs = new Map(), inputs = new Map();
   for (const group of svg.querySelectorAll("[id]")) {
     const [kind, ...names] = group.id.split(".").map(decodeURIComponent);
     if (kind === "filter") filters.set(names[0], group);
-    if (kind === "pin") pins.set(names.join(":"), group);
+    if (kind === "pin") outputs.set(names.join(":"), group);
+    if (kind === "input") inputs.set(names.join(":"), group);
   }
-  return {svg, filters, pins};
+  return {svg, filters, outputs, inputs};
 }
 
 /** Style attributes are against the page's content security policy, links would leave the page, titles say what the page says better. */

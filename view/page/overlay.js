@@ -5,9 +5,8 @@ import {svgElement} from "/app/graphsvg.js";
 
 /** A pin's cell: at the right its figure, at the bottom of an input how full its buffer is. */
 export class PinOverlay {
-  constructor(group, isOutput) {
+  constructor(group) {
     this.group = group;
-    this.isOutput = isOutput;
     const box = (group.querySelector("polygon") ?? group).getBBox();
     this.width = box.width;
     this.figure = svgElement("text", {class: "figure", x: box.x + box.width - 4, y: box.y + box.height / 2 + 3.5, "text-anchor": "end"});
