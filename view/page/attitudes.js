@@ -5,6 +5,11 @@ import {IDENTITY} from "/app/rotation.js";
 
 const MOST_UNITS = 4;  // shown without being asked for
 
+/** What an attitude is called: its label, or its pin where two have the same. */
+export function nameOf(layout, {pin, label}) {
+  return layout.attitudes.some(other => other.label === label && other.pin !== pin) ? pin : label;
+}
+
 /** The pins shown at first: the units of a joint, or one attitude of each filter; and the references. */
 export function firstChoice(layout) {
   const units = layout.attitudes.filter(attitude => !attitude.isReference).sort((a, b) => a.order - b.order);
@@ -24,7 +29,7 @@ export function anglePins(model, joint) {
   return angles.length > 0 ? angles : [joint.pin];
 }
 
-/** [{attitude, place, earth, toWorld}]: units side by side, each reference where the unit is that it is compared with. */
+/** [{attitude, name, place, earth, toWorld}]: units side by side, each reference where the unit is that it is compared with. */
 export function places(layout, shownPins) {
   const shown = layout.attitudes.filter(attitude => shownPins.has(attitude.pin)).sort((a, b) => a.order - b.order);
   const units = shown.filter(attitude => !attitude.isReference);
@@ -32,7 +37,7 @@ export function places(layout, shownPins) {
   return shown.map(attitude => {
     const earth = earthFrame(attitude.frame) ?? (attitude.isReference && !attitude.frame ? common : null);
     const place = attitude.isReference ? placeOfReference(layout, attitude, units) : units.indexOf(attitude);
-    return {attitude, place, earth, toWorld: earth?.toWorld ?? IDENTITY};
+    return {attitude, name: nameOf(layout, attitude), place, earth, toWorld: earth?.toWorld ?? IDENTITY};
   });
 }
 

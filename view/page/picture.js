@@ -51,7 +51,7 @@ export class Picture {
     const layout = this.#model.layout;
     byId("shown").hidden = layout.attitudes.length === 0;
     const choices = layout.attitudes.map(attitude => ({
-      id: attitude.pin, isChosen: this.#shown.has(attitude.pin), text: `${attitude.label} (${attitude.pin})${attitude.isReference ? ", reference" : ""}`}));
+      id: attitude.pin, isChosen: this.#shown.has(attitude.pin), text: attitude.isReference ? `${attitude.pin}, reference` : attitude.pin}));
     byId("shown").querySelector("ul").replaceChildren(...listOfChoices(choices, (pin, isChosen) => {
       this.#shown[isChosen ? "add" : "delete"](pin);
       this.#build();
@@ -64,7 +64,7 @@ export class Picture {
     const placeOf = pin => this.#placed.find(placed => placed.attitude.pin === pin)?.place;
     const joints = layout.joints.filter(joint => joint.units.every(pin => this.#shown.has(pin)));
     this.#scene?.build({
-      units: this.#placed.map(({attitude, place, toWorld}) => ({pin: attitude.pin, name: attitude.label, place, toWorld, isGhost: attitude.isReference})),
+      units: this.#placed.map(({attitude, name, place, toWorld}) => ({pin: attitude.pin, name, place, toWorld, isGhost: attitude.isReference})),
       links: joints.map(joint => ({from: placeOf(joint.units[0]), to: placeOf(joint.units[1])})),
       isEarth: this.#placed.some(placed => placed.earth)
     });
@@ -79,11 +79,11 @@ export class Picture {
 
   #buildAngles() {
     this.#angleCells.clear();
-    const rows = this.#placed.map(({attitude}) => {
+    const rows = this.#placed.map(({attitude, name}) => {
       const cells = [0, 1, 2].map(() => element("td", {}, "–"));
       this.#angleCells.set(attitude.pin, cells);
-      const name = element("th", {scope: "row", title: attitude.pin}, attitude.isReference ? `${attitude.label}, reference` : attitude.label);
-      return element("tr", {class: attitude.isReference ? "reference" : "unit"}, name, ...cells);
+      const heading = element("th", {scope: "row", title: attitude.pin}, name);
+      return element("tr", {class: attitude.isReference ? "reference" : "unit"}, heading, ...cells);
     });
     byId("angles").hidden = rows.length === 0;
     byId("angles").querySelector("tbody").replaceChildren(...rows);
@@ -105,7 +105,7 @@ export class Picture {
     const frameOf = ({attitude, earth}) => earth ? `earth, ${describeAxes(earth.axes)}` : `${attitude.frame || "not stated"}, drawn without north`;
     const frames = new Set(this.#placed.map(frameOf));
     const text = frames.size === 1 ? `Frame: ${[...frames][0]}.`
-      : `Frames: ${this.#placed.map(placed => `${placed.attitude.label}: ${frameOf(placed)}`).join("; ")}.`;
+      : `Frames: ${this.#placed.map(placed => `${placed.name}: ${frameOf(placed)}`).join("; ")}.`;
     byId("frame-note").textContent = frames.size > 0 ? `${text} Yaw, pitch, roll: turns about z, y, x.` : "";
   }
 
