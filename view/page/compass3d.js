@@ -21,7 +21,8 @@ export function compass(radius, isEarth) {
 }
 
 function disc(radius) {
-  const material = new THREE.MeshBasicMaterial({color: colour("--ground"), transparent: true, opacity: 0.75, side: THREE.DoubleSide, depthWrite: false});
+  const material = new THREE.MeshBasicMaterial(
+    {color: colour("--ground"), transparent: true, opacity: 0.75, side: THREE.DoubleSide, depthWrite: false});
   const mesh = new THREE.Mesh(new THREE.CircleBufferGeometry(radius, 96), material);
   mesh.position.z = -0.01;
   return mesh;
@@ -43,8 +44,10 @@ function ticks(radius) {
 }
 
 function needle(radius) {
-  const tip = new THREE.Shape([[0, radius * 0.78], [radius * 0.06, radius * 0.6], [-radius * 0.06, radius * 0.6]].map(([x, y]) => new THREE.Vector2(x, y)));
-  const mesh = new THREE.Mesh(new THREE.ShapeBufferGeometry(tip), new THREE.MeshBasicMaterial({color: colour("--north"), side: THREE.DoubleSide}));
+  const corners = [[0, 0.78], [0.06, 0.6], [-0.06, 0.6]];
+  const tip = new THREE.Shape(corners.map(([x, y]) => new THREE.Vector2(x * radius, y * radius)));
+  const material = new THREE.MeshBasicMaterial({color: colour("--north"), side: THREE.DoubleSide});
+  const mesh = new THREE.Mesh(new THREE.ShapeBufferGeometry(tip), material);
   mesh.position.z = 0.002;
   return mesh;
 }

@@ -3,7 +3,7 @@
 import {Events} from "/app/events.js";
 
 const FIRST_WAIT = 0.5, LONGEST_WAIT = 10;  // s
-const LOST = "No connection to the program.";
+const LOST = {ok: false, isLost: true, text: "No connection to the program."};
 
 /** Emits "open", "closed" (s to the next attempt), and each message by its type. */
 export class Connection extends Events {
@@ -35,9 +35,9 @@ export class Connection extends Events {
     this.connect();
   }
 
-  /** Resolves with the reply, {ok, text}; never rejects. */
+  /** Resolves with the reply, {ok, text}, or {isLost} where there is no connection; never rejects. */
   request(action, fields = {}) {
-    if (this.#socket?.readyState !== WebSocket.OPEN) return Promise.resolve({ok: false, text: LOST});
+    if (this.#socket?.readyState !== WebSocket.OPEN) return Promise.resolve(LOST);
     const id = this.#nextId++;
     this.#socket.send(JSON.stringify({do: action, id, ...fields}));
     return new Promise(resolve => this.#pending.set(id, resolve));
@@ -54,7 +54,7 @@ export class Connection extends Events {
   }
 
   #lost() {
-    for (const resolve of this.#pending.values()) resolve({ok: false, text: LOST});
+    for (const resolve of this.#pending.values()) resolve(LOST);
     this.#pending.clear();
     this.emit("closed", this.#wait);
     this.#timer = setTimeout(() => this.connect(), this.#wait * 1000);

@@ -84,7 +84,8 @@ function makeInput({kind, labels, minimum, maximum, step}) {
   if (kind === "bool") return element("input", {type: "checkbox"});
   if (labels) return element("select", {}, ...labels.map(text => element("option", {value: text}, text)));
   if (kind === "int" || kind === "double") {
-    return element("input", {type: "number", min: minimum ?? undefined, max: maximum ?? undefined, step: step ?? (kind === "int" ? 1 : "any"), autocomplete: "off"});
+    const steps = step ?? (kind === "int" ? 1 : "any");
+    return element("input", {type: "number", min: minimum ?? undefined, max: maximum ?? undefined, step: steps, autocomplete: "off"});
   }
   return element("input", {type: "text", class: kind === "matrix" ? "matrix" : "text", autocomplete: "off", spellcheck: "false"});
 }

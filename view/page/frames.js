@@ -4,7 +4,10 @@ const DIRECTIONS = {
   east: [1, 0, 0], west: [-1, 0, 0], north: [0, 1, 0], south: [0, -1, 0], up: [0, 0, 1], down: [0, 0, -1]
 };
 
-/** {axes, toWorld}: the directions of the frame's x, y and z, and the rotation from the frame to the picture; null where the text names none. */
+/**
+ * {axes, toWorld}: the directions of the frame's x, y and z, and the rotation from the frame to the picture; null where the text
+ * names none.
+ */
 export function earthFrame(text) {
   const match = /\((\w+), (\w+), (\w+)\)/.exec(text ?? "");
   if (!match) return null;

@@ -53,7 +53,8 @@ export class Graph {
 
   #show({svg, filters, outputs, inputs}) {
     const isFirst = !this.#svg;
-    this.#size = {width: parseFloat(svg.getAttribute("width")) * POINT, height: parseFloat(svg.getAttribute("height")) * POINT};
+    const pixels = name => parseFloat(svg.getAttribute(name)) * POINT;
+    this.#size = {width: pixels("width"), height: pixels("height")};
     this.#svg = svg;
     svg.setAttribute("role", "group");
     svg.setAttribute("aria-label", "Filters and their connections");
@@ -61,7 +62,8 @@ export class Graph {
     for (const overlays of [this.#outputs, this.#inputs, this.#filters]) overlays.clear();
     for (const [name, group] of filters) this.#addFilter(name, group);
     for (const [name, group] of outputs) this.#addPin(this.#outputs, name, group, name);
-    for (const [name, group] of inputs) this.#addPin(this.#inputs, name, group, this.#model.layout.connections.find(one => one.to === name)?.from);
+    const sources = new Map(this.#model.layout.connections.map(({from, to}) => [to, from]));
+    for (const [name, group] of inputs) this.#addPin(this.#inputs, name, group, sources.get(name));
     this.#targets = [...svg.querySelectorAll("[role=button]")];
     this.#targets.forEach((target, i) => { target.tabIndex = i === 0 ? 0 : -1; });
     if (isFirst) this.#fit();
@@ -83,7 +85,8 @@ export class Graph {
     const pin = this.#model.outputs.get(source)?.pin;
     if (!pin) return;
     const about = [pin.quantity, pin.unit, pin.frame].filter(Boolean).join(", ");
-    button(group, `${name}, ${overlays === this.#outputs ? "output" : `input, fed by ${source}`}${about ? `, ${about}` : ""}: plot`, () => this.#on.pin(source));
+    const role = overlays === this.#outputs ? "output" : `input, fed by ${source}`;
+    button(group, `${name}, ${role}${about ? `, ${about}` : ""}: plot`, () => this.#on.pin(source));
   }
 
   update(status) {

@@ -23,7 +23,8 @@ export class Messages {
     const entry = {count: 0, number, time};
     this.#shown.set(key, entry);
     const who = filter ? [element("strong", {}, `${filter}: `)] : [];
-    this.#list.prepend(element("li", {class: level}, time, element("span", {class: "level"}, level), element("span", {class: "text"}, ...who, text, number)));
+    this.#list.prepend(element("li", {class: level}, time, element("span", {class: "level"}, level),
+      element("span", {class: "text"}, ...who, text, number)));
     this.#again(entry, at, count);
     this.#forget();
   }

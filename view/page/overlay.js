@@ -1,6 +1,6 @@
 // What is drawn into a pin or filter of the graph while it runs.
 
-import {count} from "/app/numbers.js";
+import {count, fixed} from "/app/numbers.js";
 import {svgElement} from "/app/graphsvg.js";
 
 /** A pin's cell: at the right its figure, at the bottom of an input how full its buffer is. */
@@ -9,7 +9,8 @@ export class PinOverlay {
     this.group = group;
     const box = (group.querySelector("polygon") ?? group).getBBox();
     this.width = box.width;
-    this.figure = svgElement("text", {class: "figure", x: box.x + box.width - 4, y: box.y + box.height / 2 + 3.5, "text-anchor": "end"});
+    this.figure = svgElement("text",
+      {class: "figure", x: box.x + box.width - 4, y: box.y + box.height / 2 + 3.5, "text-anchor": "end"});
     this.fill = svgElement("rect", {class: "fill", x: box.x, y: box.y + box.height - 3, width: 0, height: 3});
     this.title = svgElement("title", {});
     group.append(this.fill, this.figure, this.title);
@@ -26,7 +27,8 @@ export class PinOverlay {
     const share = size > 0 ? Math.min(1, buffered / size) : 0;
     this.fill.setAttribute("width", (share * this.width).toFixed(1));
     this.group.classList.toggle("bad", dropped + misfits > 0);
-    this.#write(this.figure, [dropped > 0 ? `−${count(dropped)}` : "", misfits > 0 ? `≠${count(misfits)}` : ""].filter(Boolean).join(" "));
+    const lost = [dropped > 0 ? `−${count(dropped)}` : "", misfits > 0 ? `≠${count(misfits)}` : ""];
+    this.#write(this.figure, lost.filter(Boolean).join(" "));
     this.#write(this.title, `${total} samples; ${buffered} of ${size} in the buffer; ${dropped} dropped; ${misfits} of the wrong shape`);
   }
 
@@ -34,6 +36,9 @@ export class PinOverlay {
     if (element.textContent !== text) element.textContent = text;
   }
 }
+
+export const describeErrors = ({errors, at, last}) =>
+  `${errors} ${errors === 1 ? "error" : "errors"}; the last at ${fixed(at, 2)} s: ${last}`;
 
 /** The badge of a filter whose process() has thrown. */
 export class FilterOverlay {
@@ -53,7 +58,7 @@ export class FilterOverlay {
     this.badge.classList.toggle("hidden", errors === 0);
     const text = errors > 0 ? `${count(errors)}!` : "";
     if (this.number.textContent !== text) this.number.textContent = text;
-    const about = errors > 0 ? `${errors} ${errors === 1 ? "error" : "errors"}, the last at ${state.at} s: ${state.last}` : "";
+    const about = errors > 0 ? describeErrors(state) : "";
     if (this.title.textContent !== about) this.title.textContent = about;
   }
 }

@@ -51,7 +51,8 @@ export class Picture {
     const layout = this.#model.layout;
     byId("shown").hidden = layout.attitudes.length === 0;
     const choices = layout.attitudes.map(attitude => ({
-      id: attitude.pin, isChosen: this.#shown.has(attitude.pin), text: attitude.isReference ? `${attitude.pin}, reference` : attitude.pin}));
+      id: attitude.pin, isChosen: this.#shown.has(attitude.pin),
+      text: attitude.isReference ? `${attitude.pin}, reference` : attitude.pin}));
     byId("shown").querySelector("ul").replaceChildren(...listOfChoices(choices, (pin, isChosen) => {
       this.#shown[isChosen ? "add" : "delete"](pin);
       this.#build();
@@ -64,7 +65,8 @@ export class Picture {
     const placeOf = pin => this.#placed.find(placed => placed.attitude.pin === pin)?.place;
     const joints = layout.joints.filter(joint => joint.units.every(pin => this.#shown.has(pin)));
     this.#scene?.build({
-      units: this.#placed.map(({attitude, name, place, toWorld}) => ({pin: attitude.pin, name, place, toWorld, isGhost: attitude.isReference})),
+      units: this.#placed.map(({attitude, name, place, toWorld}) =>
+        ({pin: attitude.pin, name, place, toWorld, isGhost: attitude.isReference})),
       links: joints.map(joint => ({from: placeOf(joint.units[0]), to: placeOf(joint.units[1])})),
       isEarth: this.#placed.some(placed => placed.earth)
     });
@@ -73,8 +75,12 @@ export class Picture {
     this.#writeFrames();
     this.#watching.need("picture", [...this.#shown, ...this.#jointValues.keys()]);
     this.#onSamples(Object.fromEntries(this.#model.newest));
-    if (this.#scene) byId("picture-empty").hidden = this.#placed.length > 0;
-    if (this.#scene && this.#placed.length === 0) byId("picture-empty").textContent = layout.attitudes.length > 0 ? "No attitude is chosen." : "Nothing here computes an attitude.";
+    if (this.#scene) this.#sayWhatIsMissing(layout);
+  }
+
+  #sayWhatIsMissing(layout) {
+    byId("picture-empty").hidden = this.#placed.length > 0;
+    byId("picture-empty").textContent = layout.attitudes.length > 0 ? "No attitude is chosen." : "Nothing here computes an attitude.";
   }
 
   #buildAngles() {
@@ -102,7 +108,8 @@ export class Picture {
   }
 
   #writeFrames() {
-    const frameOf = ({attitude, earth}) => earth ? `earth, ${describeAxes(earth.axes)}` : `${attitude.frame || "not stated"}, drawn without north`;
+    const frameOf = ({attitude, earth}) =>
+      earth ? `earth, ${describeAxes(earth.axes)}` : `${attitude.frame || "not stated"}, drawn without north`;
     const frames = new Set(this.#placed.map(frameOf));
     const text = frames.size === 1 ? `Frame: ${[...frames][0]}.`
       : `Frames: ${this.#placed.map(placed => `${placed.name}: ${frameOf(placed)}`).join("; ")}.`;

@@ -140,7 +140,10 @@ export class Plot {
       gridLineColor: colour("--grid"), axisLineColor: colour("--grid"), axisLabelWidth: AXIS_WIDTH, axisLabelFontSize: 11, rightGap: 10,
       axes: {
         x: {drawAxis: !this.#isFlag, axisLabelFormatter: t => t < 0 ? "" : `${tick(t)} s`, axisLabelWidth: AXIS_WIDTH},
-        y: {drawAxis: true, drawGrid: !this.#isFlag, axisLabelFormatter: value => this.#isFlag ? "" : tick(value), axisLabelWidth: AXIS_WIDTH - 8, pixelsPerLabel: 24}
+        y: {
+          drawAxis: true, drawGrid: !this.#isFlag, axisLabelFormatter: value => this.#isFlag ? "" : tick(value),
+          axisLabelWidth: AXIS_WIDTH - 8, pixelsPerLabel: 24
+        }
       },
       interactionModel: {},  // the time that is shown is the same in all plots
       highlightCallback: (_, t) => this.#on.highlight(t),
@@ -184,7 +187,8 @@ export class Plot {
   #writeFlag(row) {
     const share = this.history.raisedShare(this.#start);
     const now = !row ? "" : row[1] >= 0.5 ? "now" : "not now";
-    this.#legend[0].value.textContent = `${now}${Number.isFinite(share) ? `, ${fixed(share * 100, share < 0.1 ? 1 : 0)} % of the time shown` : ""}`;
+    const shown = Number.isFinite(share) ? `, ${fixed(share * 100, share < 0.1 ? 1 : 0)} % of the time shown` : "";
+    this.#legend[0].value.textContent = now + shown;
   }
 
   close() {

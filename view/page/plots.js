@@ -120,8 +120,9 @@ export class Plots {
   #listPins() {
     const errors = this.#errorsPin();
     const free = [...this.#model.outputs].filter(([name]) => !this.#plots.has(name));
-    const texts = free.map(([name, {pin}]) => ({value: name, text: name === errors ? `${name}, error against the reference` : `${name}${isFlag(pin) ? ", flag" : pin.quantity ? `, ${pin.quantity}` : ""}`}));
-    setOptions(this.#add, [{value: "", text: "a pin …"}, ...texts], "");
+    const about = (name, pin) => name === errors ? "error against the reference" : isFlag(pin) ? "flag" : pin.quantity;
+    const options = free.map(([name, {pin}]) => ({value: name, text: [name, about(name, pin)].filter(Boolean).join(", ")}));
+    setOptions(this.#add, [{value: "", text: "a pin …"}, ...options], "");
   }
 
   #onSamples(pins) {

@@ -1,7 +1,7 @@
 // The panel with the properties and commands of the chosen filter.
 
 import {element, setOptions} from "/app/elements.js";
-import {fixed} from "/app/numbers.js";
+import {describeErrors} from "/app/overlay.js";
 import {Field} from "/app/field.js";
 
 export class Properties {
@@ -38,13 +38,14 @@ export class Properties {
   /** The errors of the chosen filter, with their text. */
   update(status) {
     const state = status.filters[this.#filter];
-    const text = state?.errors > 0 ? `${state.errors} ${state.errors === 1 ? "error" : "errors"}; the last at ${fixed(state.at, 2)} s: ${state.last}` : "";
+    const text = state?.errors > 0 ? describeErrors(state) : "";
     if (this.#errors.textContent !== text) this.#errors.textContent = text;
     this.#errors.hidden = text === "";
   }
 
   #onLayout(layout) {
-    setOptions(this.#select, layout.filters.map(({name, type}) => ({value: name, text: `${name} (${type})`})), this.#filter);
+    const options = layout.filters.map(({name, type}) => ({value: name, text: `${name} (${type})`}));
+    setOptions(this.#select, options, this.#filter);
     const kept = this.#model.filters.has(this.#filter) ? this.#filter : null;
     const estimator = layout.attitudes.find(attitude => !attitude.isReference)?.pin.split(":")[0];
     this.choose(kept ?? estimator ?? layout.filters[0]?.name ?? "");
@@ -55,7 +56,8 @@ export class Properties {
     const filter = this.#model.filters.get(this.#filter);
     const properties = filter?.properties ?? [];
     const fields = properties.filter(property => property.kind !== "command").map((property, i) => {
-      const field = new Field(property, `property-${i}`, value => this.#connection.request("write", {filter: filter.name, property: property.name, value}));
+      const write = value => this.#connection.request("write", {filter: filter.name, property: property.name, value});
+      const field = new Field(property, `property-${i}`, write);
       this.#fields.set(property.name, field);
       return field.root;
     });

@@ -5,12 +5,17 @@ import {DEGREES, eulerAngles, rotationAngle, rotationOf} from "/app/rotation.js"
 export const isFlag = (pin, sample) =>
   pin.quantity === "flag" || pin.name.startsWith("flag_") && (pin.shape === "1x1" || sample?.v.length === 1);
 
-/** [{id, text, unit, labels, valuesOf, wraps}], the usual one first.  `wraps`: angles that jump by a full turn; `decimals`: of the values, where they are fixed. */
+/**
+ * [{id, text, unit, labels, valuesOf, wraps, decimals}], the usual one first.  `wraps`: angles that jump by a full turn;
+ * `decimals`: of the values, where they are fixed.
+ */
 export function viewsOf(pin, sample) {
-  const elements = {id: "elements", text: "elements", unit: pin.unit ?? "", labels: elementNames(pin, sample), valuesOf: one => one.v};
-  if (pin.quantity === "orientation" || /^orientation\b/.test(pin.quantity ?? "")) return [eulerView, angleView, elements];
-  if (!pin.unit?.startsWith("rad")) return [elements];
-  const degrees = {...elements, id: "degrees", text: "degrees", unit: pin.unit.replace("rad", "deg"), valuesOf: one => one.v.map(value => value * DEGREES)};
+  const unit = pin.unit ?? "";
+  const elements = {id: "elements", text: "elements", unit, labels: elementNames(pin, sample), valuesOf: one => one.v};
+  if (pin.quantity === "orientation") return [eulerView, angleView, elements];
+  if (!/^rad\b/.test(unit)) return [elements];
+  const toDegrees = one => one.v.map(value => value * DEGREES);
+  const degrees = {...elements, id: "degrees", text: "degrees", unit: unit.replace("rad", "deg"), valuesOf: toDegrees};
   return [degrees, {...elements, text: "radians"}];
 }
 

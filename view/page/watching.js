@@ -32,8 +32,9 @@ export class Watching {
     this.#isDue = false;
     if (!this.#model.layout) return;
     const known = [...new Set([...this.#needs.values()].flat())].filter(pin => this.#model.outputs.has(pin));
-    if (known.length > this.#limit) this.refused(`No more than ${this.#limit} pins can be watched: ${known.slice(this.#limit).join(", ")} left out.`);
+    const left = known.slice(this.#limit);
+    if (left.length > 0) this.refused(`No more than ${this.#limit} pins can be watched: ${left.join(", ")} left out.`);
     const reply = await this.#connection.request("watch", {pins: known.slice(0, this.#limit)});
-    if (!reply.ok) this.refused(reply.text);
+    if (!reply.ok && !reply.isLost) this.refused(reply.text);
   }
 }
