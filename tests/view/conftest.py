@@ -115,7 +115,8 @@ class Page:
 @pytest.fixture(scope="session")
 def driver():
     options = webdriver.ChromeOptions()
-    for option in ("--headless=new", "--no-sandbox", "--use-angle=swiftshader", "--enable-unsafe-swiftshader", "--window-size=1400,1000"):
+    for option in ("--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--use-angle=swiftshader",
+                   "--enable-unsafe-swiftshader", "--window-size=1400,1000"):
         options.add_argument(option)
     options.binary_location = CHROMIUM
     options.set_capability("goog:loggingPrefs", {"browser": "ALL"})

@@ -52,6 +52,7 @@ connection.on("closed", wait => {
 byId("retry").addEventListener("click", () => connection.retry());
 
 const help = byId("help");
+byId("help-close").addEventListener("click", () => help.close());
 byId("help-open").addEventListener("click", () => help.showModal());
 startKeys([
   {key: " ", name: "Space", about: "pause, continue", act: () => transport.toggle()},
