@@ -14,6 +14,7 @@
 #include "python/Bindings.h"
 #include "python/Errors.h"
 #include "python/FilterDriver.h"
+#include "python/Held.h"
 #include "python/Plugins.h"
 #include "python/RunInterruptibly.h"
 #include "python/SampleStack.h"
@@ -246,20 +247,21 @@ py::tuple PyFilter::run(const py::object& t, const py::dict& inputs,
 }  // namespace
 
 void bindFilter(py::module_& module) {
-    py::class_<PyFilter>(module, "FilterCore", "The compiled part of kavelin.Filter.")
+    py::class_<PyFilter, std::shared_ptr<PyFilter>>(module, "FilterCore",
+                                                    "The compiled part of kavelin.Filter.")
         .def(py::init<const std::string&, const std::string&, const std::vector<std::string>&>(),
              py::arg("type"), py::arg("name"), py::arg("plugins"))
-        .def_property_readonly("name", &PyFilter::name)
-        .def("describe", &PyFilter::describe)
-        .def("__str__", &PyFilter::shown)
-        .def("get", &PyFilter::get, py::arg("name"))
-        .def("set", &PyFilter::set, py::arg("name"), py::arg("value"))
-        .def("command", &PyFilter::command, py::arg("name"))
-        .def("push", &PyFilter::push, py::arg("pin"), py::arg("t"), py::arg("value"))
-        .def("process", &PyFilter::process)
-        .def("pop", &PyFilter::pop, py::arg("pin"))
-        .def("pop_all", &PyFilter::popAll, py::arg("pin"))
-        .def("run", &PyFilter::run, py::arg("t"), py::arg("inputs"), py::arg("outputs"),
+        .def_property_readonly("name", held(&PyFilter::name))
+        .def("describe", held(&PyFilter::describe))
+        .def("__str__", held(&PyFilter::shown))
+        .def("get", held(&PyFilter::get), py::arg("name"))
+        .def("set", held(&PyFilter::set), py::arg("name"), py::arg("value"))
+        .def("command", held(&PyFilter::command), py::arg("name"))
+        .def("push", held(&PyFilter::push), py::arg("pin"), py::arg("t"), py::arg("value"))
+        .def("process", held(&PyFilter::process))
+        .def("pop", held(&PyFilter::pop), py::arg("pin"))
+        .def("pop_all", held(&PyFilter::popAll), py::arg("pin"))
+        .def("run", held(&PyFilter::run), py::arg("t"), py::arg("inputs"), py::arg("outputs"),
              py::arg("stop_on_error"));
 }
 

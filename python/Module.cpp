@@ -10,4 +10,5 @@ PYBIND11_MODULE(_kavelin, module) {
     bindUnlocked(module);
     bindPlugins(module);
     bindFilter(module);
+    bindLayout(module);
 }

@@ -110,7 +110,8 @@ void LayoutRun::prepareLanes() {
     for (Core::LayoutManager* layout : flow_.getLayouts()) {
         lanes_.push_back({.layout = layout});
         layout->getErrors().setListener([this](const Core::ProcessError& error) {
-            say(error.layout + "/" + error.filter + " " + at(error.timeStamp) + ": " + errorText(error));
+            say(error.layout + "/" + error.filter + " " + at(error.timeStamp) + ": " + errorText(error),
+                true);
             if (options_.stopOnError || error.filter == options_.indispensable) requestStop();
         });
         hook(lanes_.back());
@@ -227,12 +228,13 @@ bool LayoutRun::hasFailed(const std::string& filter) const {
 
 void LayoutRun::fail(const std::string& text) {
     ++failures_;
-    say(text);
+    say(text, true);
     if (options_.stopOnError) requestStop();
 }
 
-void LayoutRun::say(const std::string& text) {
+void LayoutRun::say(const std::string& text, bool isError) {
     const std::lock_guard lock(reportMutex_);
+    reports_.push_back({text, isError});
     progress_.clear();
     for (std::size_t begin = 0; begin <= text.size();) {
         const std::size_t end = std::min(text.find('\n', begin), text.size());
@@ -291,7 +293,7 @@ void LayoutRun::reportDataErrors() {
     each<RunParticipant>(flow_, [this](const Core::Filter& filter, const RunParticipant& source) {
         for (const std::string& error : source.runErrors()) {
             ++failures_;
-            say(filter.getName() + ": " + error);
+            say(filter.getName() + ": " + error, true);
         }
     });
 }
@@ -304,11 +306,13 @@ void LayoutRun::reportRepeats() {
             listed += error.count;
             if (error.count > 1)
                 say(fmt::format("{}/{}, {} in all: {}", error.layout, error.filter,
-                                counted(error.count, "time"), errorText(error)));
+                                counted(error.count, "time"), errorText(error)),
+                    true);
         }
         if (listed < log.getCount())
             say(lane.layout->getName() + ": " + counted(log.getCount() - listed, "further error") +
-                ", not listed");
+                    ", not listed",
+                true);
     }
 }
 

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "cli/fuse/ProgressBar.h"
 #include "cli/layout/ActionSchedule.h"
@@ -24,6 +25,12 @@ struct LayoutRunOptions {
     bool hasProgress = true;         ///< a bar on a terminal, unless quiet
     std::string indispensable = {};  ///< a filter whose error ends the run, as its output could not be kept
     RoundGate* gate = nullptr;       ///< holds rounds back; borrowed; null: as fast as they can
+};
+
+/// One thing that a run said.
+struct RunReport {
+    std::string text;
+    bool isError = false;  ///< it makes the results wrong or incomplete
 };
 
 /// Runs the layouts that a builder built to their end, with the actions at their times, and reports: each
@@ -47,6 +54,8 @@ public:
     bool isFine() const;
     /// Whether something that this filter did failed.
     bool hasFailed(const std::string& filter) const;
+    /// All that was said, in order. [the run over]
+    const std::vector<RunReport>& reports() const { return reports_; }
 
 private:
     /// What belongs to one layout; with threads, touched by its thread alone while it runs.
@@ -76,7 +85,7 @@ private:
     template <class Step>
     void attempt(const Core::Filter& filter, Step step);
     void fail(const std::string& text);
-    void say(const std::string& text);
+    void say(const std::string& text, bool isError = false);
     void reportSummary();
     void reportRepeats();
     void reportPairing();
@@ -94,6 +103,7 @@ private:
     std::list<ActionSchedule> schedules_;
     ProgressBar progress_;  // guarded by reportMutex_
     std::mutex reportMutex_;
+    std::vector<RunReport> reports_;  // guarded by it
     std::atomic<bool> stop_{false};
     std::set<std::string> failed_;            // filters whose part in starting or completing the run failed
     std::atomic<std::uint64_t> failures_{0};  // in addition to those in the layouts' logs

@@ -8,12 +8,13 @@ from ._errors import (Error, FileError, InvalidValue, MissingFile, ReadOnly, Run
                       WrongType)
 from ._filter import Filter, Pin, Property
 from ._kavelin import __version__
+from ._layout import Layout
 from ._plugins import filters
 from ._samples import RunResult, Sample, Samples
 
 __all__ = [
     "Error", "FileError", "InvalidValue", "MissingFile", "ReadOnly", "RunError", "UnknownName", "Warning", "WrongType",
-    "Filter", "Pin", "Property", "filters",
+    "Filter", "Layout", "Pin", "Property", "filters",
     "RunResult", "Sample", "Samples",
 ]
 
