@@ -13,8 +13,23 @@ layout = kavelin.Layout({"layouts": [{"name": "l", "filters": [
     {"name": "rec", "type": "FilterCsvReader", "properties": {"File Name": sys.argv[1]}},
     {"name": "out", "type": "FilterCsvWriter", "properties": {"File Name": sys.argv[1] + ".out"}}]}],
     "connections": [{"from": "rec:3a", "to": "out:3a"}]})
+def start_in_thread():
+    thread = threading.Thread(target=layout.run, daemon=True)
+    thread.start()
+    while thread.is_alive() and not any(os.path.realpath(f"/proc/self/fd/{fd}") == sys.argv[1]
+                                        for fd in os.listdir("/proc/self/fd")):
+        pass
 """
 HEADER = "t,ax (m/s^2),ay (m/s^2),az (m/s^2)\n"
+
+
+def open_when_read(path, child):
+    while child.poll() is None:
+        try:
+            return open(os.open(path, os.O_WRONLY | os.O_NONBLOCK), "w", buffering=1)
+        except OSError:  # nobody reads yet
+            pass
+    raise AssertionError(child.stderr.read())
 
 
 @pytest.fixture
@@ -24,7 +39,7 @@ def live(tmp_path):
         os.mkfifo(tmp_path / "pipe")
         child = subprocess.Popen([sys.executable, "-c", LIVE + code, str(tmp_path / "pipe")], text=True,
                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        pipe = open(tmp_path / "pipe", "w", buffering=1)  # waits until it is read
+        pipe = open_when_read(tmp_path / "pipe", child)
         pipe.write(HEADER + "0,0,0,9.81\n1,0,0,9.81\n")
         return child, pipe
     return start
@@ -53,8 +68,8 @@ def test_ctrl_c_ends_a_filter_that_computes():
 import kavelin, numpy as np
 t, a = np.arange(200000.0), np.ones((200000, 3))
 f = kavelin.Filter("FilterSO3Attitude")
-print("go", flush=True)
 try:
+    print("go", flush=True)
     while True:
         f.command("Reset")
         f.run(t, {"3a": a, "3g": a}, ["flag_rest"])
@@ -90,9 +105,7 @@ def compute():
         f.run(np.arange(100000.0), {"3a": a, "3g": a}, ["flag_rest"])
 threading.Thread(target=compute, daemon=True).start()
 threading.Thread(target=lambda: kavelin.Layout("none.json"), daemon=True).start()
-threading.Thread(target=layout.run, daemon=True).start()
-while not os.path.exists("/proc/self/fd"): pass
-sys.stdin.readline()
+start_in_thread()
 """)
     out, err = child.communicate(timeout=60)
     assert child.returncode == 0, err
@@ -101,11 +114,7 @@ sys.stdin.readline()
 
 def test_a_fork_in_the_middle_of_a_run_is_told(live):
     child, pipe = live("""
-thread = threading.Thread(target=layout.run, daemon=True)
-thread.start()
-while not any(os.readlink(f"/proc/self/fd/{fd}").endswith("pipe")
-              for fd in os.listdir("/proc/self/fd") if os.path.islink(f"/proc/self/fd/{fd}")):
-    pass
+start_in_thread()
 if os.fork() == 0:
     kavelin.Filter("FilterCompass").process()
     try:
