@@ -51,26 +51,11 @@ if(NOT out MATCHES "factor +double: default 2")
   message(FATAL_ERROR "the installed program does not see the consumer's filter: ${out}")
 endif()
 
-# What the pages tell a reader to write is built, tested and run as they stand; the second uses the plugin of the first.
-foreach(page writing-a-filter cpp)
-  set(folder ${WORK}/${page})
-  file(REMOVE_RECURSE ${folder})
-  run(${SOURCE}/extract-code ${prefix}/share/doc/kavelin/docs/${page}.md ${folder})
-  run(${CMAKE_COMMAND} -S ${folder} -B ${folder}/build -G ${GENERATOR}
-    -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_PREFIX_PATH=${prefix} -D CMAKE_CXX_FLAGS=-Wall\ -Wextra\ -Werror)
-  run(${CMAKE_COMMAND} --build ${folder}/build)
-endforeach()
-run(${CMAKE_CTEST_COMMAND} --test-dir ${WORK}/writing-a-filter/build --no-tests=error --output-on-failure)
-run(${SOURCE}/../cli/run-examples ${prefix}/bin/kavelin ${prefix}/share/doc/kavelin/docs/writing-a-filter.md ${WORK}/writing-a-filter)
-run(${WORK}/cpp/build/one_filter)
-if(NOT out STREQUAL "0.00 s: tilt 30.0 degrees\n0.50 s: tilt 30.0 degrees\n1.00 s: tilt 30.0 degrees\n")
-  message(FATAL_ERROR "one_filter of cpp.md printed: ${out}")
-endif()
-file(WRITE ${WORK}/turn.csv "t,gx,gy,gz\n0,0,0,1\n0.5,0,0,1\n1.5,0,0,2\n")
-run(${WORK}/cpp/build/recording ${WORK}/turn.csv ${WORK}/writing-a-filter/build/MyPlugin.so)
-if(NOT out STREQUAL "turned by 2.500 rad in 1.50 s\n")
-  message(FATAL_ERROR "recording of cpp.md printed: ${out}")
-endif()
+# The pages whose blocks make up projects are built, tested and run as they stand; the second uses the plugin of the first.
+file(REMOVE_RECURSE ${WORK}/writing-a-filter ${WORK}/cpp)
+run(${CMAKE_COMMAND} -E env CMAKE_PREFIX_PATH=${prefix} CMAKE_GENERATOR=${GENERATOR} CXX=${COMPILER} "CXXFLAGS=-Wall -Wextra -Werror"
+  ${SOURCE}/../docs/run-pages --projects --program ${prefix}/bin/kavelin --work ${WORK}
+  ${SOURCE}/../../docs/writing-a-filter.md ${SOURCE}/../../docs/cpp.md)
 
 foreach(file share/doc/kavelin/LICENSE share/man/man1/kavelin.1 share/man/man1/kavelin-calibrate-mag.1 share/bash-completion/completions/kavelin share/kavelin/scripts/turn.jsonl)
   if(NOT EXISTS ${prefix}/${file})
