@@ -1,5 +1,12 @@
 """The exceptions of the package. C++ code finds them here by name."""
 
+from __future__ import annotations
+
+from typing import TYPE_CHECKING
+
+if TYPE_CHECKING:
+    from ._samples import RunResult
+
 
 class Error(Exception):
     """What the package refuses, or what went wrong in it. Its text is that of the program `kavelin`."""
@@ -38,6 +45,10 @@ class Warning(UserWarning):
 class RunError(Error, RuntimeError):
     """A run that was done, but with errors: `result` is what it gave, `result.errors` lists them."""
 
-    def __init__(self, text, result=None):
-        super().__init__(text)
+    def __init__(self, text: str, result: RunResult) -> None:
+        super().__init__(text, result)
+        self.text = text
         self.result = result
+
+    def __str__(self) -> str:
+        return self.text

@@ -138,7 +138,7 @@ class Filter:
         """The names that `command` takes."""
         return tuple(one["name"] for one in json.loads(self._core.describe())["properties"] if one["kind"] == "command")
 
-    def __getitem__(self, name: str) -> bool | int | float | str | NDArray[np.float64]:
+    def __getitem__(self, name: str) -> Any:
         """The value of the property `name`: bool, int, float, str (of an enum its label), or an array of r x c."""
         return self._core.get(name)
 
@@ -213,10 +213,9 @@ class Filter:
 
 
 def _property(one: dict[str, Any], default: Any) -> Property:
-    value = one.get("default")
-    return Property(one["name"], one["kind"], _number(one, value), _number(one, default),
-                    *(_number(one, one.get(key)) for key in ("minimum", "maximum", "step")), unit=one.get("unit", ""),
-                    choices=tuple(one.get("labels", ())), writable=one["writable"])
+    minimum, maximum, step = (_number(one, one.get(key)) for key in ("minimum", "maximum", "step"))
+    return Property(one["name"], one["kind"], _number(one, one.get("default")), _number(one, default), minimum, maximum, step,
+                    one.get("unit", ""), tuple(one.get("labels", ())), one["writable"])
 
 
 def _number(one: dict[str, Any], value: Any) -> Any:

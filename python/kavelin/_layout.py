@@ -96,7 +96,8 @@ class Layout:
         return f"<kavelin.Layout {self._name}: {', '.join(self.filters)}>"
 
     def _described(self) -> dict[str, Any]:
-        return json.loads(self._core.text())
+        described: dict[str, Any] = json.loads(self._core.text())
+        return described
 
 
 def _plain(value: Any) -> Any:
