@@ -1,6 +1,6 @@
 // The panel with the picture: choice of the attitudes shown, their angles as numbers, joints.
 
-import {anglePins, firstChoice, places} from "/app/attitudes.js";
+import {anglePins, firstChoice, places, unitsOf} from "/app/attitudes.js";
 import {element, listOfChoices} from "/app/elements.js";
 import {describeAxes} from "/app/frames.js";
 import {fixed} from "/app/numbers.js";
@@ -63,7 +63,8 @@ export class Picture {
     const layout = this.#model.layout;
     this.#placed = places(layout, this.#shown);
     const placeOf = pin => this.#placed.find(placed => placed.attitude.pin === pin)?.place;
-    const joints = layout.joints.filter(joint => joint.units.every(pin => this.#shown.has(pin)));
+    const joints = layout.joints.map(joint => ({...joint, units: unitsOf(layout, joint)}))
+      .filter(joint => joint.units.length === 2 && joint.units.every(pin => this.#shown.has(pin)));
     this.#scene?.build({
       units: this.#placed.map(({attitude, name, place, toWorld}) =>
         ({pin: attitude.pin, name, place, toWorld, isGhost: attitude.isReference})),
