@@ -42,33 +42,6 @@ void describeContent(const Core::PinContent& content, ordered_json& json) {
     if (content.isWallClockStamped) json["stamp"] = "wall clock";
 }
 
-ordered_json describePin(const Core::Pin& pin) {
-    ordered_json json{{"name", pin.getName()}};
-    if (const auto* input = dynamic_cast<const Core::AbstractInputPin*>(&pin)) {
-        json["direction"] = "input";
-        json["blocking"] = input->getIsBlocking();
-        json["optional"] = pin.content().isOptional;
-    } else {
-        json["direction"] = "output";
-    }
-    describeContent(pin.content(), json);
-    return json;
-}
-
-ordered_json describeProperty(const Core::AbstractProperty& property) {
-    const Core::PropertyDescription about = property.describe();
-    ordered_json json{{"name", property.getName()}, {"kind", about.kind}};
-    json["writable"] = property.isWritable();
-    json["enabled"] = property.isEnabled();
-    if (property.hasValue()) json["default"] = defaultOf(property);
-    if (about.minimum) json["minimum"] = numberOf(*about.minimum);
-    if (about.maximum) json["maximum"] = numberOf(*about.maximum);
-    if (about.step) json["step"] = numberOf(*about.step);
-    if (!about.unit.empty()) json["unit"] = about.unit;
-    if (!about.labels.empty()) json["labels"] = about.labels;
-    return json;
-}
-
 ordered_json describePlugin(const Core::Plugin& plugin) {
     const Core::PluginMetaData& data = plugin.getMetaData();
     ordered_json json{{"name", data.name},
@@ -126,6 +99,33 @@ std::string remarks(const ordered_json& property) {
 }
 
 }  // namespace
+
+ordered_json describePin(const Core::Pin& pin) {
+    ordered_json json{{"name", pin.getName()}};
+    if (const auto* input = dynamic_cast<const Core::AbstractInputPin*>(&pin)) {
+        json["direction"] = "input";
+        json["blocking"] = input->getIsBlocking();
+        json["optional"] = pin.content().isOptional;
+    } else {
+        json["direction"] = "output";
+    }
+    describeContent(pin.content(), json);
+    return json;
+}
+
+ordered_json describeProperty(const Core::AbstractProperty& property) {
+    const Core::PropertyDescription about = property.describe();
+    ordered_json json{{"name", property.getName()}, {"kind", about.kind}};
+    json["writable"] = property.isWritable();
+    json["enabled"] = property.isEnabled();
+    if (property.hasValue()) json["default"] = defaultOf(property);
+    if (about.minimum) json["minimum"] = numberOf(*about.minimum);
+    if (about.maximum) json["maximum"] = numberOf(*about.maximum);
+    if (about.step) json["step"] = numberOf(*about.step);
+    if (!about.unit.empty()) json["unit"] = about.unit;
+    if (!about.labels.empty()) json["labels"] = about.labels;
+    return json;
+}
 
 ordered_json describePlugins() {
     ordered_json plugins = ordered_json::array();

@@ -5,8 +5,10 @@
 #include <string>
 
 namespace Kavelin::Core {
+class AbstractProperty;
 class Filter;
-}
+class Pin;
+}  // namespace Kavelin::Core
 
 namespace Kavelin::Cli {
 
@@ -26,6 +28,11 @@ nlohmann::ordered_json describeType(const std::string& type);
 
 /// The same of a filter as it is now: "default" is the present value. [no thread running it]
 nlohmann::ordered_json describeFilter(const Core::Filter& filter);
+
+/// The objects among "pins" and "properties" of `describeType`. "default" is the present value.
+/// [the property's synchronizer disabled, or its layout not running]
+nlohmann::ordered_json describePin(const Core::Pin& pin);
+nlohmann::ordered_json describeProperty(const Core::AbstractProperty& property);
 
 void printPlugins(std::ostream& out, const nlohmann::ordered_json& description);
 void printType(std::ostream& out, const nlohmann::ordered_json& description);

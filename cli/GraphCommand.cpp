@@ -39,8 +39,8 @@ void graph(const GraphOptions& options, CommandContext& context) {
         printMistakes(context, options.layout.file, mistakes);
         throw UsageError(options.layout.file + " cannot be drawn: " + countText(mistakes));
     }
-    const std::string text = graphText(Core::FlowManager::instance().getLayouts(),
-                                       std::filesystem::path(options.layout.file).filename().string());
+    const std::string text =
+        graphText(builder.filters(), std::filesystem::path(options.layout.file).filename().string());
     const std::string drawing = format == "dot" ? text : drawGraph(text, format);
     if (options.output == "-")
         context.out << drawing;

@@ -172,7 +172,7 @@ void FuseRun::keepResult() {
     if (RecordingIO::earthFrameCalled(layout_.frameToGive()) != estimator_.frame) kept_->turn = earthTurn();
 }
 
-void FuseRun::run() {
+void FuseRun::run(RoundGate* given, RunWatcher* watcher) {
     if (!options_.saveLayout.empty()) builder_.save(options_.saveLayout);
     // Rows and the bar on one terminal would run into each other.
     const bool rowsAreSeen = options_.output == "-" && ::isatty(STDOUT_FILENO) == 1;
@@ -181,9 +181,12 @@ void FuseRun::run() {
     LayoutRun run(layout_.file(), builder_, flow_, context_.err,
                   {.stopOnError = options_.stopOnError,
                    .quiet = options_.quiet,
-                   .hasProgress = !rowsAreSeen,
+                   .hasProgress = !rowsAreSeen && !watcher,
                    .indispensable = "result",
-                   .gate = options_.pace != kFullPace ? &gate : nullptr});
+                   .gate = given                        ? given
+                           : options_.pace != kFullPace ? &gate
+                                                        : nullptr,
+                   .watcher = watcher});
     run.drive();
     run.reportErrors();
     isWhole_ = !Interruption::hasCome() && !run.hasFailed("result");

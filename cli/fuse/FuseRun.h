@@ -40,7 +40,8 @@ public:
     FuseRun(const FuseOptions& options, CommandContext& context);
 
     /// Runs, completes the files, reports on standard error, sets the exit status.
-    void run();
+    /// @param gate in place of the pace of the options; @param watcher as in LayoutRunOptions
+    void run(RoundGate* gate = nullptr, RunWatcher* watcher = nullptr);
     /// Whether the result has all rows that the run gave: it was not interrupted, and all could be written.
     bool isWhole() const { return isWhole_; }
     /// Of the run that is over.
@@ -50,6 +51,7 @@ public:
     KeptResult* kept() { return kept_.get(); }
     const Estimator& estimator() const { return estimator_; }
     const LayoutBuilder& builder() const { return builder_; }
+    const LayoutFile& file() { return layout_.file(); }
     RecordingIO::RecordingSource& recording() const;
     /// How the estimate is compared with a reference, as the options say; empty where it cannot be.
     std::optional<RecordingIO::Alignment> alignment() const;

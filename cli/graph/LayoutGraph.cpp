@@ -2,6 +2,7 @@
 
 #include <Kavelin/Core/AbstractInputPin.h>
 #include <Kavelin/Core/AbstractOutputPin.h>
+#include <Kavelin/Core/LayoutManager.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -111,16 +112,20 @@ std::string edgesInto(const Core::Filter& filter) {
 
 }  // namespace
 
-std::string graphText(const std::vector<Core::LayoutManager*>& layouts, const std::string& title, int room) {
+std::string graphText(const std::vector<Core::Filter*>& filters, const std::string& title, int room) {
     std::string text = "digraph " + dotName(title) + " {\n" + kHead;
+    std::vector<const Core::LayoutManager*> layouts;
+    for (const Core::Filter* filter : filters)
+        if (std::find(layouts.begin(), layouts.end(), filter->getManager()) == layouts.end())
+            layouts.push_back(filter->getManager());
     for (std::size_t i = 0; i < layouts.size(); ++i) {
         text += fmt::format("  subgraph cluster_{} {{\n    id=\"layout.{}\"; class=\"layout\"; label={};\n",
                             i, graphId(layouts[i]->getName()), dotName(layouts[i]->getName()));
-        for (const Core::Filter* filter : layouts[i]->getFilters()) text += nodeText(*filter, room);
+        for (const Core::Filter* filter : filters)
+            if (filter->getManager() == layouts[i]) text += nodeText(*filter, room);
         text += "  }\n";
     }
-    for (const Core::LayoutManager* layout : layouts)
-        for (const Core::Filter* filter : layout->getFilters()) text += edgesInto(*filter);
+    for (const Core::Filter* filter : filters) text += edgesInto(*filter);
     return text + "}\n";
 }
 

@@ -412,6 +412,13 @@ Core::Filter* LayoutBuilder::find(const std::string& filter) const {
     return found == filters_.end() ? nullptr : found->second;
 }
 
+std::vector<Core::Filter*> LayoutBuilder::filters() const {
+    std::vector<Core::Filter*> filters;
+    for (const std::string& name : file_.filterNames())
+        if (Core::Filter* filter = find(name)) filters.push_back(filter);
+    return filters;
+}
+
 LayoutFile LayoutBuilder::capture(const std::filesystem::path& folder) const {
     LayoutFile result = file_;
     for (LayoutEntry& layout : result.layouts) {

@@ -65,6 +65,9 @@ public:
     /// An output of a filter; null, and a mistake, where there is none.
     Core::AbstractOutputPin* findOutput(const Target& from);
 
+    /// The filters that were built, in the order of the file.
+    std::vector<Core::Filter*> filters() const;
+
     /// The file with the present value of every property that was written, in the order of the writes:
     /// building it brings filters into the present state. Defaults are left out, as a default need not be
     /// what the filter works with.

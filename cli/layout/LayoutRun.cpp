@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <optional>
 #include <ostream>
 
 #include "cli/CommandContext.h"
@@ -68,16 +69,16 @@ bool LayoutRun::run() {
 
 void LayoutRun::drive() {
     if (options_.gate) options_.gate->begin();
-    const Interruption interruption([this] {
-        interruptSources();
-        if (options_.gate) options_.gate->stop();
-    });
+    std::optional<Interruption> interruption;
+    if (!options_.watcher) {
+        interruption.emplace([this] {
+            interruptSources();
+            if (options_.gate) options_.gate->stop();
+        });
+    }
     prepareLanes();
     shareSchedules();
-    if (options_.threads)
-        flow_.runToEndInThreads();
-    else
-        flow_.runToEnd();
+    runAll();
     for (Lane& lane : lanes_) {
         lane.layout->setRoundHook({});
         lane.layout->setFedRoundHook({});
@@ -86,6 +87,15 @@ void LayoutRun::drive() {
     performOverdue();
     complete();
     if (options_.gate) options_.gate->end();
+}
+
+void LayoutRun::runAll() {
+    if (options_.watcher) options_.watcher->begins(*this);
+    if (options_.threads)
+        flow_.runToEndInThreads();
+    else
+        flow_.runToEnd();
+    if (options_.watcher) options_.watcher->ends();
 }
 
 void LayoutRun::stop() {
@@ -110,12 +120,20 @@ void LayoutRun::prepareLanes() {
     for (Core::LayoutManager* layout : flow_.getLayouts()) {
         lanes_.push_back({.layout = layout});
         layout->getErrors().setListener([this](const Core::ProcessError& error) {
-            say(error.layout + "/" + error.filter + " " + at(error.timeStamp) + ": " + errorText(error),
-                true);
+            tellFailure(error);
             if (options_.stopOnError || error.filter == options_.indispensable) requestStop();
         });
         hook(lanes_.back());
     }
+}
+
+void LayoutRun::tellFailure(const Core::ProcessError& error) {
+    const std::string text =
+        error.layout + "/" + error.filter + " " + at(error.timeStamp) + ": " + errorText(error);
+    if (options_.watcher)
+        options_.watcher->failed(error, text);
+    else
+        say(text, true);
 }
 
 /// A source that waits for a live stream cannot check whether it should stop.
@@ -151,6 +169,7 @@ LayoutRun::Lane* LayoutRun::laneOf(const ActionEntry& action) {
 void LayoutRun::beforeRound(Lane& lane, double t) {
     if (options_.gate && !mustStop()) passGate(t);
     if (mustStop()) return endBefore(lane);
+    if (options_.watcher) options_.watcher->rowBegins(*lane.layout);
     if (lane.rounds++ == 0) lane.first = t;
     lane.last = t;
     if (progress_.isOn() && lane.rounds % kRowsBetweenLooks == 0) showProgress(lane);
@@ -235,6 +254,7 @@ void LayoutRun::fail(const std::string& text) {
 void LayoutRun::say(const std::string& text, bool isError) {
     const std::lock_guard lock(reportMutex_);
     reports_.push_back({text, isError});
+    if (options_.watcher) return options_.watcher->said(text, isError);
     progress_.clear();
     for (std::size_t begin = 0; begin <= text.size();) {
         const std::size_t end = std::min(text.find('\n', begin), text.size());

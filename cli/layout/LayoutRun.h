@@ -18,6 +18,23 @@
 
 namespace Kavelin::Cli {
 
+class LayoutRun;
+
+/// Follows a run from its beginning to its end. It ends the run where Ctrl-C does otherwise.
+class RunWatcher {
+public:
+    virtual ~RunWatcher() = default;
+    /// `run` may be stopped from now on, until `ends`.  [the thread that drives the run]
+    virtual void begins(LayoutRun& run) = 0;
+    virtual void ends() = 0;
+    /// Before each row of the sources.  [layouts' threads]
+    virtual void rowBegins(const Core::LayoutManager& layout) = 0;
+    // In place of lines on the stream of reports  [layouts' threads, and the one that drives the run]
+    /// The first exception of its kind out of a filter.  @param line what the report says of it
+    virtual void failed(const Core::ProcessError& error, const std::string& line) = 0;
+    virtual void said(const std::string& text, bool isError) = 0;
+};
+
 struct LayoutRunOptions {
     bool threads = false;            ///< a thread for each layout; else all in the caller's, in turn
     bool stopOnError = false;        ///< the first exception out of a filter, or refused action, ends the run
@@ -25,6 +42,7 @@ struct LayoutRunOptions {
     bool hasProgress = true;         ///< a bar on a terminal, unless quiet
     std::string indispensable = {};  ///< a filter whose error ends the run, as its output could not be kept
     RoundGate* gate = nullptr;       ///< holds rounds back; borrowed; null: as fast as they can
+    RunWatcher* watcher = nullptr;   ///< borrowed; null: Ctrl-C ends the run
 };
 
 /// One thing that a run said.
@@ -66,7 +84,9 @@ private:
         double first = 0.0, last = 0.0;
     };
 
+    void runAll();
     void prepareLanes();
+    void tellFailure(const Core::ProcessError& error);
     void shareSchedules();
     Lane* laneOf(const ActionEntry& action);
     void hook(Lane& lane);

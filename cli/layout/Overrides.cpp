@@ -6,9 +6,7 @@
 
 namespace Kavelin::Cli {
 
-namespace {
-
-bool readValue(const std::string& text, const Place& place, PropertyValue& value, Mistakes& mistakes) {
+bool readOverride(const std::string& text, const Place& place, PropertyValue& value, Mistakes& mistakes) {
     value.text = text;
     value.place = place;
     if (text.empty() || text.front() != '[') return true;
@@ -19,8 +17,6 @@ bool readValue(const std::string& text, const Place& place, PropertyValue& value
     for (const Mistake& mistake : inside) mistakes.push_back({place, mistake.text});
     return inside.empty();
 }
-
-}  // namespace
 
 void overrideProperty(LayoutFile& layout, const std::string& assignment, Mistakes& mistakes,
                       const std::string& written) {
@@ -46,7 +42,7 @@ void overrideProperty(LayoutFile& layout, const std::string& assignment, Mistake
         return;
     }
     PropertyEntry entry{{name, place}, {}};
-    if (!readValue(assignment.substr(equals + 1), place, entry.value, mistakes)) return;
+    if (!readOverride(assignment.substr(equals + 1), place, entry.value, mistakes)) return;
     if (filter != nullptr)
         filter->set(std::move(entry));
     else

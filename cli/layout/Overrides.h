@@ -14,6 +14,10 @@ namespace Kavelin::Cli {
 void overrideProperty(LayoutFile& layout, const std::string& assignment, Mistakes& mistakes,
                       const std::string& written = {});
 
+/// The value that a text stands for: a matrix where it is JSON, else the text itself.
+/// @return false after adding what is wrong to `mistakes`.
+bool readOverride(const std::string& text, const Place& place, PropertyValue& value, Mistakes& mistakes);
+
 /// Puts "NAME=VALUE" in place of the file's variable, or after its variables. VALUE may hold "=".
 void overrideVariable(LayoutFile& layout, const std::string& assignment, Mistakes& mistakes);
 

@@ -1,0 +1,72 @@
+#include "cli/view/ViewedRuns.h"
+
+#include <Poco/TemporaryFile.h>
+
+#include <filesystem>
+#include <ostream>
+#include <sstream>
+
+#include "cli/fuse/FuseRun.h"
+
+namespace Kavelin::Cli {
+
+namespace {
+
+class ViewedLayoutRun final : public ViewedRun {
+public:
+    ViewedLayoutRun(const LayoutFileRunOptions& options, CommandContext& context) : run_(options, context) {}
+    const LayoutBuilder& builder() const override { return run_.builder(); }
+    void run(RoundGate& gate, RunWatcher& watcher, const Tell&) override { run_.run(&gate, &watcher); }
+
+private:
+    LayoutFileRun run_;
+};
+
+class ViewedFuseRun final : public ViewedRun {
+public:
+    ViewedFuseRun(const FuseOptions& options, CommandContext& context)
+        : context_(context), own_{context.in, context.out, report_}, run_(options, own_) {}
+    const LayoutBuilder& builder() const override { return run_.builder(); }
+    void run(RoundGate& gate, RunWatcher& watcher, const Tell& tell) override {
+        run_.run(&gate, &watcher);
+        context_.status = std::max(context_.status, own_.status);
+        context_.err << report_.str() << std::flush;
+        constexpr std::string_view kError = "kavelin: ";
+        for (std::string line; std::getline(report_, line);) {
+            const bool isError = line.starts_with(kError);
+            tell(isError ? line.substr(kError.size()) : line, isError);
+        }
+    }
+
+private:
+    CommandContext& context_;
+    std::stringstream report_;
+    CommandContext own_;
+    FuseRun run_;
+};
+
+}  // namespace
+
+ViewSession::Maker makeLayoutRuns(LayoutFileRunOptions options, CommandContext& context) {
+    options.run.threads = true;
+    options.run.hasProgress = false;
+    return [options = std::move(options), &context] {
+        return std::make_unique<ViewedLayoutRun>(options, context);
+    };
+}
+
+ViewSession::Maker makeFuseRuns(FuseOptions options, const std::string& output, CommandContext& context) {
+    const auto folder = std::make_shared<Poco::TemporaryFile>();
+    options.output = output;
+    if (output.empty()) {
+        folder->createDirectory();
+        const std::string stem = std::filesystem::path(options.recording).stem().string();
+        options.output =
+            folder->path() + "/" + (stem.empty() || stem == "-" ? "recording" : stem) + "-orientation.csv";
+    }
+    return [options = std::move(options), folder, &context] {
+        return std::make_unique<ViewedFuseRun>(options, context);
+    };
+}
+
+}  // namespace Kavelin::Cli
