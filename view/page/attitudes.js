@@ -7,10 +7,8 @@ import {IDENTITY} from "/app/rotation.js";
 const KEEP_EARTH = new Set(["FilterSegment", "FilterResampler", "FilterHingeHeading", "FilterSampleHold"]);
 const MOST_UNITS = 4;  // shown without being asked for
 
-/** What an attitude is called: its label, or its pin where two have the same. */
-export function nameOf(layout, {pin, label}) {
-  return layout.attitudes.some(other => other.label === label && other.pin !== pin) ? pin : label;
-}
+/** What an attitude is called: its label, or its pin where two that are shown have the same. */
+const nameOf = (shown, {pin, label}) => shown.some(other => other.label === label && other.pin !== pin) ? pin : label;
 
 /** The pins shown at first: the units of a joint; otherwise one attitude of each filter, and the references. */
 export function firstChoice(layout) {
@@ -48,6 +46,14 @@ function earthOf(layout, attitude, steps = layout.filters.length) {
   return made ? earthOf(layout, made, steps - 1) : null;
 }
 
+/** A reference without a frame is in that of the unit it is compared with, unless the comparison says otherwise. */
+function earthOfReference(layout, reference, unit) {
+  const compared = layout.connections.filter(one => one.from === reference.pin).map(one => one.to.split(":")[0]);
+  const properties = layout.filters.filter(filter => compared.includes(filter.name)).flatMap(filter => filter.properties);
+  const frame = properties.find(property => property.name === "Reference Frame");
+  return frame?.value === "ned" ? earthFrame("(north, east, down)") : (unit && earthOf(layout, unit)) ?? earthFrame("(east, north, up)");
+}
+
 /** The pins with the angles of a joint: all that its filter computes, or else the one that the server names. */
 export function anglePins(model, joint) {
   const filter = model.filters.get(filterOf(joint));
@@ -59,11 +65,11 @@ export function anglePins(model, joint) {
 export function places(layout, shownPins) {
   const shown = layout.attitudes.filter(attitude => shownPins.has(attitude.pin)).sort((a, b) => a.order - b.order);
   const units = shown.filter(attitude => !attitude.isReference);
-  const common = units.map(unit => earthOf(layout, unit)).find(Boolean) ?? null;
   return shown.map(attitude => {
-    const earth = earthOf(layout, attitude) ?? (attitude.isReference && !attitude.frame ? common : null);
     const place = attitude.isReference ? placeOfReference(layout, attitude, units) : units.indexOf(attitude);
-    return {attitude, name: nameOf(layout, attitude), place, earth, toWorld: earth?.toWorld ?? IDENTITY};
+    const isUnnamed = attitude.isReference && !attitude.frame;
+    const earth = isUnnamed ? earthOfReference(layout, attitude, units[place]) : earthOf(layout, attitude);
+    return {attitude, name: nameOf(shown, attitude), place, earth, toWorld: earth?.toWorld ?? IDENTITY};
   });
 }
 

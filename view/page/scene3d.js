@@ -110,8 +110,8 @@ export class Scene3d {
   /** From the south, a little from the east and from above. */
   resetCamera() {
     const halfWidth = RADIUS + 0.55 + (this.#width - 1) * SPACING / 2;
-    const distance = 7.3 * Math.max(1, halfWidth / 1.75 / this.#camera.aspect);
-    this.#controls.target.set(0, 0, 1.05);
+    const distance = 7.6 * Math.max(1, halfWidth / 1.75 / this.#camera.aspect);
+    this.#controls.target.set(0, 0, 0.95);
     this.#camera.position.set(0.33, -0.82, 0.46).normalize().multiplyScalar(distance).add(this.#controls.target);
     this.#controls.update();
     this.#schedule();
