@@ -18,10 +18,15 @@ try:
     from selenium.webdriver.common.by import By
     from selenium.webdriver.support.wait import WebDriverWait
 except ImportError:
-    pytest.exit("skipped: Selenium is not installed (python3-selenium)", SKIPPED)
+    webdriver = None
 CHROMIUM, DRIVER = shutil.which("chromium"), shutil.which("chromedriver")
-if not CHROMIUM or not DRIVER:
-    pytest.exit("skipped: Chromium is not installed (chromium, chromium-driver)", SKIPPED)
+
+
+def pytest_sessionstart():
+    if webdriver is None:
+        pytest.exit("skipped: Selenium is not installed (python3-selenium)", SKIPPED)
+    if not CHROMIUM or not DRIVER:
+        pytest.exit("skipped: Chromium is not installed (chromium, chromium-driver)", SKIPPED)
 
 
 class Server:
