@@ -39,6 +39,9 @@ License: Expat
 ")
   compress(${own}/changelog)
   compress(${own}/changelog.Debian)
+  # Whatever the rights of the sources are, and those that new files and folders get here.
+  execute_process(COMMAND find ${root} -type d -exec chmod 755 {} + COMMAND_ERROR_IS_FATAL ANY)
+  execute_process(COMMAND find ${root}/share/doc -type f -exec chmod 644 {} + COMMAND_ERROR_IS_FATAL ANY)
 
   file(GLOB pages ${root}/share/man/man*/*.[1-9])
   foreach(page ${pages})
