@@ -43,18 +43,12 @@ void ArraySource::load(const std::vector<Stream>& streams) {
     findNext();
 }
 
-std::vector<std::size_t> ArraySource::getMissing() const {
-    std::vector<std::size_t> missing;
-    for (const Lane& lane : lanes_) missing.push_back(lane.missing);
-    return missing;
-}
-
 void ArraySource::process() {
     for (Lane& lane : lanes_) {
         const Stream& stream = lane.stream;
-        if (lane.position == stream.count || stream.stamps[lane.position] > next_) continue;
+        if (lane.done == stream.count || stream.stamps[lane.done] > next_) continue;
         const auto each = static_cast<std::size_t>(stream.shape.rows * stream.shape.cols);
-        const double* const values = stream.values + lane.position++ * each;
+        const double* const values = stream.values + lane.done++ * each;
         if (!send(*lane.output, next_, values, stream.shape)) ++lane.missing;
     }
     findNext();
@@ -63,8 +57,8 @@ void ArraySource::process() {
 void ArraySource::findNext() {
     hasNext_ = false;
     for (const Lane& lane : lanes_) {
-        if (lane.position == lane.stream.count) continue;
-        const double t = lane.stream.stamps[lane.position];
+        if (lane.done == lane.stream.count) continue;
+        const double t = lane.stream.stamps[lane.done];
         if (!hasNext_ || t < next_) next_ = t;
         hasNext_ = true;
     }

@@ -39,8 +39,11 @@ public:
     void load(const std::vector<Stream>& streams);
     /// Forgets them.
     void unload() { lanes_.clear(); }
-    /// How many samples were no values since `load`, for each stream.
-    std::vector<std::size_t> getMissing() const;
+    /// Calls `tell` with each stream, how many of its samples were sent or passed over, and how many of these were no values.
+    template <class Tell>
+    void eachDone(Tell tell) const {
+        for (const Lane& lane : lanes_) tell(lane.stream, lane.done, lane.missing);
+    }
 
     double nextTimeStamp() const override { return next_; }
     bool atEnd() const override { return isStopped_ || !hasNext_; }
@@ -53,7 +56,7 @@ private:
     struct Lane {
         Stream stream;
         Output* output = nullptr;
-        std::size_t position = 0;
+        std::size_t done = 0;
         std::size_t missing = 0;
     };
 

@@ -41,26 +41,32 @@ Kind kindOfRefusal(const Core::AbstractProperty& property, const Cli::PropertyVa
     return namesMissing ? Kind::missingFile : kindOf(error);
 }
 
+/// One time stamp, not several.
+bool isNumber(py::handle t) {
+    if (PyFloat_Check(t.ptr()) || !py::hasattr(t, "__len__")) return true;
+    return py::isinstance<py::array>(t) && py::reinterpret_borrow<py::array>(t).ndim() == 0;
+}
+
 /// A filter as Python holds it: used by one thread at a time.
 class PyFilter {
 public:
-    PyFilter(const std::string& type, const std::string& name, const std::vector<std::string>& plugins) {
-        usePlugins(plugins);
+    PyFilter(const Text& type, const Text& name, const std::vector<Text>& plugins) {
+        usePlugins({plugins.begin(), plugins.end()});
         driver_ = std::make_unique<FilterDriver>(type, name);
     }
 
     std::string name();
     std::string describe();
     std::string shown();
-    py::object get(const std::string& name);
-    void set(const std::string& name, const py::object& value);
-    void command(const std::string& name);
-    void push(const std::string& pin, const py::object& t, const py::object& value);
+    py::object get(const Text& name);
+    void set(const Text& name, const py::object& value);
+    void command(const Text& name);
+    void push(const Text& pin, const py::object& t, const py::object& value);
     void process();
-    py::object pop(const std::string& pin);
-    py::object popAll(const std::string& pin);
+    py::object pop(const Text& pin);
+    py::object popAll(const Text& pin);
     py::tuple run(const py::object& t, const py::dict& inputs,
-                  const std::optional<std::vector<std::string>>& outputs, bool stopOnError);
+                  const std::optional<std::vector<Text>>& outputs, bool stopOnError);
 
 private:
     Core::Filter& filter() { return driver_->filter(); }
@@ -118,15 +124,15 @@ std::string PyFilter::shown() {
     return text.str();
 }
 
-py::object PyFilter::get(const std::string& name) {
+py::object PyFilter::get(const Text& name) {
     const Turn turn(turns_);
     return presentOf(property(name));
 }
 
-void PyFilter::set(const std::string& name, const py::object& object) {
+void PyFilter::set(const Text& name, const py::object& object) {
     const Turn turn(turns_);
     Core::AbstractProperty& its = property(name);
-    const std::string subject = fmt::format("{}, \"{}\"", filter().getName(), name);
+    const std::string subject = fmt::format("{}, \"{}\"", filter().getName(), name.bytes);
     const Cli::PropertyValue value = valueOf(object, subject, &its);
     try {
         Cli::writeProperty(its, value, {});
@@ -135,7 +141,7 @@ void PyFilter::set(const std::string& name, const py::object& object) {
     }
 }
 
-void PyFilter::command(const std::string& name) {
+void PyFilter::command(const Text& name) {
     const Turn turn(turns_);
     auto* command = dynamic_cast<Core::CommandProperty*>(filter().getPropertyBag().find(name));
     if (command == nullptr) refuseName("command", name, Cli::propertyNames(filter(), true));
@@ -144,11 +150,11 @@ void PyFilter::command(const std::string& name) {
     command->activate();
 }
 
-void PyFilter::push(const std::string& pin, const py::object& t, const py::object& value) {
+void PyFilter::push(const Text& pin, const py::object& t, const py::object& value) {
     const Turn turn(turns_);
     const Core::AbstractInputPin& its = input(pin);
     const std::uint64_t dropped = its.getCounts().dropped;
-    if (PyFloat_Check(t.ptr()) || !py::hasattr(t, "__len__")) {
+    if (isNumber(t)) {
         const double stamp = stampOf(t);
         const SampleStack sample = sampleOf(value, pin, its.content());
         driver_->push({pin, &stamp, sample.data(), 1, sample.shape});
@@ -180,7 +186,7 @@ void PyFilter::warnOfDrops(SampleLog& log) {
             log.getName(), dropped));
 }
 
-py::object PyFilter::pop(const std::string& pin) {
+py::object PyFilter::pop(const Text& pin) {
     const Turn turn(turns_);
     requireOutput(pin);
     SampleLog& log = driver_->log(pin);
@@ -191,7 +197,7 @@ py::object PyFilter::pop(const std::string& pin) {
     return py::make_tuple(sample.timeStamp, arrayOf(sample.value));
 }
 
-py::object PyFilter::popAll(const std::string& pin) {
+py::object PyFilter::popAll(const Text& pin) {
     const Turn turn(turns_);
     requireOutput(pin);
     SampleLog& log = driver_->log(pin);
@@ -211,7 +217,7 @@ struct RunInputs {
 };
 
 py::tuple PyFilter::run(const py::object& t, const py::dict& inputs,
-                        const std::optional<std::vector<std::string>>& outputs, bool stopOnError) {
+                        const std::optional<std::vector<Text>>& outputs, bool stopOnError) {
     const Turn turn(turns_);
     RunInputs given;
     const Doubles common = t.is_none() ? Doubles() : stampsOf(t);
@@ -228,9 +234,11 @@ py::tuple PyFilter::run(const py::object& t, const py::dict& inputs,
             given.samples.emplace_back(samplesOf(samples, pin, input(pin).content(), count));
         given.streams.push_back({pin, stamps.data(), stack.data(), count, stack.shape});
     }
-    FilterDriver::RunOptions options{.outputs = outputs.value_or(Core::namesOf(filter().getOutputPins())),
-                                     .stopOnError = stopOnError,
-                                     .look = {}};
+    const std::vector<std::string> all = Core::namesOf(filter().getOutputPins());
+    FilterDriver::RunOptions options{
+        .outputs = outputs ? std::vector<std::string>(outputs->begin(), outputs->end()) : all,
+        .stopOnError = stopOnError,
+        .look = {}};
     for (const std::string& pin : options.outputs) requireOutput(pin);
     FilterRunReport report = [&] {
         Unlocked unlocked;
@@ -249,8 +257,8 @@ py::tuple PyFilter::run(const py::object& t, const py::dict& inputs,
 void bindFilter(py::module_& module) {
     py::class_<PyFilter, std::shared_ptr<PyFilter>>(module, "FilterCore",
                                                     "The compiled part of kavelin.Filter.")
-        .def(py::init<const std::string&, const std::string&, const std::vector<std::string>&>(),
-             py::arg("type"), py::arg("name"), py::arg("plugins"))
+        .def(py::init<const Text&, const Text&, const std::vector<Text>&>(), py::arg("type"), py::arg("name"),
+             py::arg("plugins"))
         .def_property_readonly("name", held(&PyFilter::name))
         .def("describe", held(&PyFilter::describe))
         .def("__str__", held(&PyFilter::shown))

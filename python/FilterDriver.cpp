@@ -65,6 +65,16 @@ struct FilterDriver::Before {
     }
 };
 
+/// After a run, however it ends, the filter is as it was before it.
+struct FilterDriver::Restoring {
+    FilterDriver& driver;
+    ~Restoring() {
+        driver.source_.unload();
+        for (auto& [pin, log] : driver.logs_) log->writeTo(nullptr);
+        driver.hearOutputs();
+    }
+};
+
 FilterDriver::FilterDriver(const std::string& type, const std::string& name)
     : filter_(Core::FlowManager::instance().getPluginManager().createFilter(type, name)) {
     useDefaultSettings(*filter_);
@@ -148,28 +158,17 @@ FilterRunReport FilterDriver::run(const std::vector<Stream>& streams, const RunO
     }
     FilterRunReport report;
     reportUnfed(report);
-    chooseOutputs(report, options, rows);
     const Before before(*filter_, layout_.getErrors());
-    source_.load(streams);
-    std::exception_ptr ended;
-    try {
+    {
+        const Restoring restoring{*this};
+        chooseOutputs(report, options, rows);
+        source_.load(streams);
         goThrough(options);
         if (!layout_.wasStopped()) finishStream(report);
-    } catch (...) {
-        ended = std::current_exception();
+        noteMissing(report);
     }
-    const std::vector<std::size_t> missing = source_.getMissing();
-    source_.unload();
-    restoreOutputs();
-    for (const Stream& stream : streams)
-        if (stream.count > 0) latest_[stream.pin] = stream.stamps[stream.count - 1];
     completeRun(report);
-    if (ended) std::rethrow_exception(ended);
     this->report(report, before);
-    for (std::size_t i = 0; i < streams.size(); ++i)
-        if (missing[i] > 0)
-            report.notes.push_back(
-                fmt::format("{}: {} without a value", streams[i].pin, counted(missing[i], "row")));
     return report;
 }
 
@@ -194,11 +193,6 @@ void FilterDriver::chooseOutputs(FilterRunReport& report, const RunOptions& opti
             output->detachInput(*logs_.at(output->getName()), false);
 }
 
-void FilterDriver::restoreOutputs() {
-    for (auto& [pin, log] : logs_) log->writeTo(nullptr);
-    hearOutputs();
-}
-
 void FilterDriver::goThrough(const RunOptions& options) {
     std::exception_ptr thrown;
     std::uint64_t rounds = 0;
@@ -216,7 +210,21 @@ void FilterDriver::goThrough(const RunOptions& options) {
     });
     layout_.runToEnd();
     layout_.setRoundHook({});
-    if (thrown) std::rethrow_exception(thrown);
+    source_.eachDone([this](const Stream& stream, std::size_t done, std::size_t) {
+        if (done > 0) latest_[stream.pin] = stream.stamps[done - 1];
+    });
+    if (!thrown) return;
+    FilterRunReport unread;
+    completeRun(unread);  // files have the rows done
+    std::rethrow_exception(thrown);
+}
+
+void FilterDriver::noteMissing(FilterRunReport& report) const {
+    source_.eachDone([&](const Stream& stream, std::size_t, std::size_t missing) {
+        if (missing > 0)
+            report.notes.push_back(
+                fmt::format("{}: {} without a value", stream.pin, counted(missing, "row")));
+    });
 }
 
 void FilterDriver::finishStream(FilterRunReport& report) {

@@ -61,14 +61,15 @@ public:
 
 private:
     struct Before;
+    struct Restoring;
 
     void requireForwards(const Stream& samples) const;
     void hearOutputs();
     void reportUnfed(FilterRunReport& report) const;
     void chooseOutputs(FilterRunReport& report, const RunOptions& options, std::size_t rows);
-    void restoreOutputs();
     void goThrough(const RunOptions& options);
     void finishStream(FilterRunReport& report);
+    void noteMissing(FilterRunReport& report) const;
     void completeRun(FilterRunReport& report);
     void report(FilterRunReport& report, const Before& before);
     void reportData(FilterRunReport& report) const;

@@ -3,7 +3,6 @@
 #include "cli/layout/LayoutWriter.h"
 #include "python/Bindings.h"
 #include "python/Errors.h"
-#include "python/Held.h"
 #include "python/LayoutJob.h"
 #include "python/Plugins.h"
 #include "python/RunInterruptibly.h"
@@ -23,13 +22,14 @@ LayoutJob fromFile(const py::object& path) {
     return LayoutJob::fromFile(textOf(path, "layout"));
 }
 
-LayoutJob fromText(const std::string& text, const std::string& name) {
+LayoutJob fromText(const Text& text, const Text& name) {
     usePlugins();
     return LayoutJob::fromText(text, name);
 }
 
 /// The run has a copy: the object may be changed meanwhile.
-py::tuple run(const Held& job, const std::vector<std::string>& probes, bool threads, bool stopOnError) {
+py::tuple run(const Held& job, const std::vector<Text>& targets, bool threads, bool stopOnError) {
+    const std::vector<std::string> probes(targets.begin(), targets.end());
     for (const std::string& probe : probes) job->requireTarget(probe);
     LayoutRunReport report =
         resultOfInterruptible([copy = *job, options = LayoutJob::RunOptions{probes, threads, stopOnError}] {
@@ -46,12 +46,12 @@ py::list check(const Held& job) {
     return toPython(resultOfInterruptible([copy = *job] { return copy.check(); }));
 }
 
-void set(const Held& job, const std::string& target, const py::object& value) {
+void set(const Held& job, const Text& target, const py::object& value) {
     job->set(target, valueOf(value, target, nullptr));
 }
 
-void setVariable(const Held& job, const std::string& variable, const py::object& value) {
-    job->setVariable(variable, textOf(value, "variables[\"" + variable + "\"]"));
+void setVariable(const Held& job, const Text& variable, const py::object& value) {
+    job->setVariable(variable, textOf(value, "variables[\"" + variable.bytes + "\"]"));
 }
 
 py::str text(const Held& job) { return toPython(Cli::writeLayout(job->file())); }
@@ -65,8 +65,11 @@ void bindLayout(py::module_& module) {
         .def_static("from_text", &fromText, py::arg("text"), py::arg("name"))
         .def("set_variable", &setVariable, py::arg("variable"), py::arg("value"))
         .def("set", &set, py::arg("target"), py::arg("value"))
-        .def("command", held(&LayoutJob::command), py::arg("target"))
-        .def("require_target", held(&LayoutJob::requireTarget), py::arg("target"))
+        .def(
+            "command", [](const Held& job, const Text& target) { job->command(target); }, py::arg("target"))
+        .def(
+            "require_target", [](const Held& job, const Text& target) { job->requireTarget(target); },
+            py::arg("target"))
         .def("run", &run, py::arg("probes"), py::arg("threads"), py::arg("stop_on_error"))
         .def("check", &check)
         .def("text", &text);

@@ -12,6 +12,7 @@
 #include "cli/Plugins.h"
 #include "cli/SettingsFile.h"
 #include "python/Bindings.h"
+#include "python/Values.h"
 #include "python/Warnings.h"
 
 namespace Kavelin::Python {
@@ -46,12 +47,12 @@ void usePlugins(const std::vector<std::string>& named) {
 
 namespace {
 
-std::vector<std::string> typeNames(const std::vector<std::string>& plugins) {
-    usePlugins(plugins);
+std::vector<std::string> typeNames(const std::vector<Text>& plugins) {
+    usePlugins({plugins.begin(), plugins.end()});
     return Core::FlowManager::instance().getPluginManager().getTypeNames();
 }
 
-std::string describe(const std::string& type) {
+std::string describe(const Text& type) {
     return Cli::describeType(type).dump(-1, ' ', true, nlohmann::ordered_json::error_handler_t::replace);
 }
 

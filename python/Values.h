@@ -22,7 +22,22 @@ pybind11::object presentOf(const Core::AbstractProperty& property);
 /// The bytes of a text or path, as the system names files.  @throws Refusal for other types
 std::string textOf(pybind11::handle object, const std::string& name);
 
+/// A text that a function takes, as `textOf` reads it.
+struct Text {
+    std::string bytes;
+    operator const std::string&() const { return bytes; }
+};
+
 /// Bytes that are not UTF-8 become surrogates, as Python has them in the names of files.
 pybind11::str toPython(const std::string& text);
 
 }  // namespace Kavelin::Python
+
+template <>
+struct pybind11::detail::type_caster<Kavelin::Python::Text> {
+    PYBIND11_TYPE_CASTER(Kavelin::Python::Text, const_name("str"));
+    bool load(handle source, bool) {
+        value.bytes = Kavelin::Python::textOf(source, "argument");
+        return true;
+    }
+};

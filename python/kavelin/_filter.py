@@ -11,6 +11,7 @@ import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
 from . import _kavelin
+from ._names import names
 from ._reports import settle
 from ._samples import RunResult, Sample, Samples
 
@@ -102,9 +103,8 @@ class Filter:
 
     def __init__(self, type: str, plugin: str | os.PathLike[str] | Sequence[str | os.PathLike[str]] | None = None, *,
                  name: str | None = None) -> None:
-        plugins = [] if plugin is None else [plugin] if isinstance(plugin, (str, os.PathLike)) else list(plugin)
         self._type = type
-        self._core = _kavelin.FilterCore(type, type if name is None else name, [os.fspath(one) for one in plugins])
+        self._core = _kavelin.FilterCore(type, type if name is None else name, names(() if plugin is None else plugin))
 
     @property
     def type(self) -> str:
@@ -196,7 +196,7 @@ class Filter:
         >>> result = f.run(t, {"3a": acc, "3g": gyr}, outputs=["attitude"])
         >>> t, R = result["attitude"]
         """
-        samples, wrong, notes = self._core.run(t, dict(inputs), None if outputs is None else list(outputs), stop_on_error)
+        samples, wrong, notes = self._core.run(t, dict(inputs), None if outputs is None else names(outputs), stop_on_error)
         return settle(RunResult(samples, wrong, notes), errors)
 
     def __str__(self) -> str:

@@ -12,6 +12,7 @@ import numpy as np
 from . import _kavelin
 from ._errors import WrongType
 from ._filter import Value
+from ._names import names
 from ._reports import settle
 from ._samples import RunResult
 
@@ -79,7 +80,7 @@ class Layout:
         Each run begins anew. Runs of several threads follow each other, and other Python threads run meanwhile. Ctrl-C ends
         the run; the files have the rows done.
         """
-        wanted = list(dict.fromkeys([*self._probes, *probes]))
+        wanted = list(dict.fromkeys([*self._probes, *names(probes)]))
         samples, wrong, notes, status = self._core.run(wanted, threads, stop_on_error)
         return settle(RunResult(samples, wrong, notes, status), errors)
 

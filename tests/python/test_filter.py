@@ -219,3 +219,10 @@ def test_results_outlive_the_filter(motion):
     copy = values.copy()
     values += 1
     assert np.array_equal(values, copy + 1)
+
+
+def test_one_name_is_a_list_of_one(motion):
+    f = kavelin.Filter("FilterSO3Attitude")
+    assert list(f.run(motion.t, motion.inputs, "attitudeQ")) == ["attitudeQ"]
+    with pytest.raises(kavelin.WrongType, match="a text is expected; this is int"):
+        f.pop(3)
