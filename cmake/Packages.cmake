@@ -18,6 +18,7 @@ set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/packages/finish.cmake)
 set(CPACK_KAVELIN_SOURCE_DIR ${PROJECT_SOURCE_DIR})
 set(CPACK_KAVELIN_LIBDIR ${CMAKE_INSTALL_LIBDIR})
 set(CPACK_KAVELIN_ARCHITECTURE ${CMAKE_LIBRARY_ARCHITECTURE})
+get_directory_property(CPACK_KAVELIN_JAVASCRIPT DIRECTORY cli DEFINITION javascript_installed)
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
@@ -56,7 +57,7 @@ kavelin_package(program kavelin SHLIBDEPS SECTION science
   TEXT "The program kavelin turns recordings of accelerometers, gyroscopes and
 magnetometers into orientation, calibrates such sensors, and runs layouts of
 filters. With it come the plugins of filters, settings and examples."
-  DEPENDS "${library_package} ${this_version}"
+  DEPENDS "${library_package} ${this_version}, libjs-three, libjs-dygraphs"
   RECOMMENDS "gnuplot-nox, ${matio_package}"
   SUGGESTS "graphviz, kavelin-doc, bash-completion")
 kavelin_package(library ${library_package} SHLIBDEPS SECTION libs

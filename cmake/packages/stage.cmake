@@ -1,6 +1,6 @@
 # Run by cpack on the installed files of each component before they are packed: what Debian asks of a package and an install tree
 # below any prefix has otherwise. Run paths go, since the system finds libraries of /usr by itself; man pages are compressed;
-# each package tells its licence and its changes.
+# each package tells its licence and its changes; libraries that Debian has are links to them.
 if(NOT CPACK_KAVELIN_LIBDIR STREQUAL "lib/${CPACK_KAVELIN_ARCHITECTURE}")
   message(FATAL_ERROR "Packages put libraries into /usr/lib/${CPACK_KAVELIN_ARCHITECTURE}, but this build into /usr/${CPACK_KAVELIN_LIBDIR}: "
     "configure it again with -U CMAKE_INSTALL_LIBDIR")
@@ -57,4 +57,11 @@ License: Expat
       file(CHMOD ${binary} PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
     endif()
   endforeach()
+endforeach()
+
+set(root ${CPACK_TEMPORARY_DIRECTORY}/program/usr/share)
+foreach(library ${CPACK_KAVELIN_JAVASCRIPT})
+  get_filename_component(name ${library} NAME)
+  file(REMOVE ${root}/kavelin/view/lib/${name})
+  file(CREATE_LINK ../../../javascript/${library} ${root}/kavelin/view/lib/${name} SYMBOLIC)
 endforeach()
