@@ -121,7 +121,7 @@ class Page:
 def driver():
     options = webdriver.ChromeOptions()
     for option in ("--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--use-angle=swiftshader",
-                   "--enable-unsafe-swiftshader", "--window-size=1400,1000"):
+                   "--enable-unsafe-swiftshader", "--window-size=1040,720"):
         options.add_argument(option)
     options.binary_location = CHROMIUM
     options.set_capability("goog:loggingPrefs", {"browser": "ALL"})

@@ -86,6 +86,7 @@ export class Plot {
     this.#parts.views.value = this.#view.id;
     this.#parts.views.hidden = views.length < 2;
     this.root.classList.toggle("flag", this.#isFlag);
+    if (this.#isFlag) this.#parts.what.after(this.#parts.legend);  // one line for both
     this.#describe();
     this.#makeLegend();
     this.#bandColours = [colour("--band-part"), colour("--band")];
@@ -139,7 +140,7 @@ export class Plot {
       valueRange: this.#isFlag ? [0, 1] : null, yRangePad: this.#isFlag ? 0 : 10, xRangePad: 0,
       gridLineColor: colour("--grid"), axisLineColor: colour("--grid"), axisLabelWidth: AXIS_WIDTH, axisLabelFontSize: 11, rightGap: 10,
       axes: {
-        x: {drawAxis: !this.#isFlag, axisLabelFormatter: t => t < 0 ? "" : `${tick(t)} s`, axisLabelWidth: AXIS_WIDTH},
+        x: {drawAxis: !this.#isFlag, drawGrid: !this.#isFlag, axisLabelFormatter: t => t < 0 ? "" : `${tick(t)} s`, axisLabelWidth: AXIS_WIDTH},
         y: {
           drawAxis: true, drawGrid: !this.#isFlag, axisLabelFormatter: value => this.#isFlag ? "" : tick(value),
           axisLabelWidth: AXIS_WIDTH - 8, pixelsPerLabel: 24
