@@ -1,133 +1,97 @@
 #include "cli/fuse/AttitudePlot.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <utility>
 
 #include "attitude/rotation/AngleConstants.h"
 #include "attitude/rotation/Euler.h"
 #include "attitude/rotation/QuaternionAlgebra.h"
-#include "io/recording/Text.h"
+#include "cli/plot/PlotScript.h"
 
 namespace Kavelin::Cli {
 
 using OrientationInternal::kRadiansToDegrees;
-using RecordingIO::exactText;
+
+namespace {
+
+const char* const kScoreName = "Score";
+
+}  // namespace
 
 AttitudePlot::AttitudePlot(std::string file, std::string title,
                            const std::optional<OrientationInternal::Quaternion>& turn)
-    : picture_(std::move(file)), title_(std::move(title)), turn_(turn) {}
+    : picture_(std::move(file)),
+      title_(std::move(title)),
+      turn_(turn),
+      angles_{.label = "angle, degrees",
+              .lines = {{"yaw"}, {"pitch"}, {"roll"}},
+              .range = {{-180.0, 180.0}},
+              .isInDegrees = true},
+      flags_{.label = "flag, quality"},
+      score_{.label = "score", .range = {{0.0, 1.05}}} {}
+
+void AttitudePlot::begin(const ResultWatch& watch) {
+    for (const ResultWatch::Extra& extra : watch.extras()) {
+        if (extra.name == kScoreName)
+            score_.lines.push_back({"static score"});
+        else
+            flags_.lines.push_back({.label = extra.name, .isFlag = true});
+    }
+}
 
 void AttitudePlot::add(const ResultWatch& watch) {
-    if (seen_ == 0) chooseLines(watch);
+    if (seen_ == 0) begin(watch);
+    using OrientationInternal::quaternionProduct;
+    const auto attitude = turn_ ? quaternionProduct(*turn_, watch.attitude()) : watch.attitude();
+    const OrientationInternal::Vector3 angles = OrientationInternal::eulerZyx(attitude) * kRadiansToDegrees;
+    for (std::size_t i = 0; i < 3; ++i)
+        angles_.lines[i].trace.add(watch.time(), angles[static_cast<std::ptrdiff_t>(i)]);
+    auto flag = flags_.lines.begin();
+    for (std::size_t i = 0; i < watch.extras().size(); ++i) {
+        DrawnLine& line = watch.extras()[i].name == kScoreName ? score_.lines.front() : *flag++;
+        line.trace.add(watch.time(), watch.extra(i));
+    }
+    addErrors(watch);
+}
+
+void AttitudePlot::addErrors(const ResultWatch& watch) {
     if (seen_++ % stride_ != 0) return;
-    if (rows_.size() == kMostRows) {
-        for (std::size_t i = 0; 2 * i < rows_.size(); ++i) rows_[i] = std::move(rows_[2 * i]);
-        rows_.resize(kMostRows / 2);
+    if (errors_.size() == kMostErrors) {
+        for (std::size_t i = 0; 2 * i < errors_.size(); ++i) errors_[i] = errors_[2 * i];
+        errors_.resize(kMostErrors / 2);
         stride_ *= 2;
         if ((seen_ - 1) % stride_ != 0) return;
     }
-    using OrientationInternal::quaternionProduct;
-    const auto attitude = turn_ ? quaternionProduct(*turn_, watch.attitude()) : watch.attitude();
-    Row row{watch.time(), OrientationInternal::eulerZyx(attitude), {}, watch.pairErrors()};
-    for (const Line& line : lines_) row.lines.push_back(watch.extra(line.extra, line.element));
-    rows_.push_back(std::move(row));
-}
-
-void AttitudePlot::chooseLines(const ResultWatch& watch) {
-    for (std::size_t i = 0; i < watch.extras().size(); ++i) {
-        const ResultWatch::Extra& extra = watch.extras()[i];
-        lines_.push_back({extra.name == "Score" ? "static score" : extra.name, i, 0});
-    }
-}
-
-bool AttitudePlot::hasErrors() const {
-    for (const Row& row : rows_) {
-        if (row.errors) return true;
-    }
-    return false;
+    errors_.push_back({watch.time(), watch.pairErrors()});
 }
 
 void AttitudePlot::draw(double turn) {
-    const int panels = hasErrors() ? 3 : 2;
-    picture_.draw(220 + 200 * panels, script(panels, turn));
+    std::vector<DrawnPanel> panels{angles_};
+    for (const DrawnPanel& panel : {flags_, score_})
+        if (!panel.lines.empty()) panels.push_back(panel);
+    const bool hasErrors =
+        std::ranges::any_of(errors_, [](const Errors& row) { return row.errors.has_value(); });
+    if (hasErrors) panels.push_back(errorPanel(turn));
+    const PlotScript script(std::move(panels), title_);
+    picture_.draw(script.height(), script.text(), PlotScript::kWidth);
 }
 
-std::string AttitudePlot::script(int panels, double turn) const {
-    std::string text = fmt::format(
-        "set datafile missing 'nan'\nset grid\n"
-        "set key outside right top\nset lmargin 9\nset rmargin 20\nset multiplot layout {},1 title {} "
-        "noenhanced\n",
-        panels, Picture::quoted(title_));
-    const std::string label = "set xlabel '" + timeLabel() + "'\n";
-    text += anglePanel() + (panels == 3 ? "" : label) + linePanel();
-    if (panels == 3) text += label + errorPanel(turn);
-    return text + "unset multiplot\n";
-}
-
-/// Where the time axis has its 0: with seconds since 1970 all ticks would get the same label.
-double AttitudePlot::start() const { return rows_.empty() ? 0.0 : rows_.front().time; }
-
-std::string AttitudePlot::timeLabel() const {
-    return start() == 0.0 ? "s" : "s since t = " + exactText(start()) + " s";
-}
-
-std::string AttitudePlot::anglePanel() const {
-    std::string text = "$angles << EOD\n";
-    const Row* before = nullptr;
-    for (const Row& row : rows_) {
-        // A turn across 180 degrees is not drawn as a line from top to bottom.
-        if (before && (row.angles - before->angles).cwiseAbs().maxCoeff() > OrientationInternal::kPi)
-            text += "\n";
-        text += exactText(row.time - start());
-        for (const double angle : row.angles) text += " " + exactText(angle * kRadiansToDegrees);
-        text += "\n";
-        before = &row;
-    }
-    return text +
-           "EOD\nset ylabel 'degrees'\nset yrange [-180:180]\nset ytics 90\n"
-           "plot $angles using 1:2 with lines lw 1.5 title 'yaw', '' using 1:3 with lines lw 1.5 title "
-           "'pitch', "
-           "'' using 1:4 with lines lw 1.5 title 'roll'\n";
-}
-
-std::string AttitudePlot::linePanel() const {
-    std::string text = "$lines << EOD\n";
-    for (const Row& row : rows_) {
-        text += exactText(row.time - start());
-        for (const double value : row.lines) text += " " + exactText(value);
-        text += "\n";
-    }
-    text += fmt::format("EOD\nset ylabel 'flags, quality'\nset yrange [-0.2:{}.2]\nunset ytics\nplot ",
-                        lines_.size());
-    for (std::size_t i = 0; i < lines_.size(); ++i) {
-        // One above the other, each in a band of its own.
-        text +=
-            fmt::format("{} using 1:(${}*0.8+{}) with steps lw 1.5 title {} noenhanced",
-                        i ? ", ''" : "$lines", i + 2, lines_.size() - 1 - i, Picture::quoted(lines_[i].name));
-    }
-    return text + "\nset ytics autofreq\n";
-}
-
-std::string AttitudePlot::errorPanel(double turn) const {
-    std::string text = "$errors << EOD\n";
-    for (const Row& row : rows_) {
-        if (!row.errors) {
-            text += "\n";
-            continue;
+DrawnPanel AttitudePlot::errorPanel(double turn) const {
+    DrawnPanel panel{.label = "error, degrees", .lines = {{"total"}, {"heading"}, {"tilt"}}};
+    for (const Errors& row : errors_) {
+        double shown[3] = {std::nan(""), std::nan(""), std::nan("")};
+        if (row.errors) {
+            const double heading = std::remainder(row.errors->heading - turn, OrientationInternal::kTwoPi);
+            const RecordingIO::PairErrors errors{heading, row.errors->inclination};
+            shown[0] = errors.total();
+            shown[1] = std::abs(heading);
+            shown[2] = errors.inclination;
         }
-        const double heading = std::remainder(row.errors->heading - turn, OrientationInternal::kTwoPi);
-        const RecordingIO::PairErrors errors{heading, row.errors->inclination};
-        text += fmt::format("{} {} {} {}\n", exactText(row.time - start()),
-                            exactText(errors.total() * kRadiansToDegrees),
-                            exactText(std::abs(heading) * kRadiansToDegrees),
-                            exactText(errors.inclination * kRadiansToDegrees));
+        for (std::size_t i = 0; i < 3; ++i) panel.lines[i].trace.add(row.time, shown[i] * kRadiansToDegrees);
     }
-    return text +
-           "EOD\nset ylabel 'error, degrees'\nset yrange [0:*]\n"
-           "plot $errors using 1:2 with lines lw 1.5 title 'total', '' using 1:3 with lines title 'heading', "
-           "'' using 1:4 with lines title 'tilt'\n";
+    return panel;
 }
 
 }  // namespace Kavelin::Cli

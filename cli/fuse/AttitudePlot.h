@@ -1,17 +1,18 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "cli/Picture.h"
 #include "cli/fuse/ResultWatch.h"
+#include "cli/plot/DrawnPanel.h"
 
 namespace Kavelin::Cli {
 
-/// Draws a run with gnuplot: Euler angles over time, below them flags and quality, below those the error
-/// against the reference where there is one. Keeps at most two thousand rows, evenly spread, however long
-/// the run is.
+/// Draws a run of `kavelin fuse` over time: Euler angles, flags and quality, the static score, and the error against the
+/// reference, each where there is one. Its memory is bounded, however long the run is.
 class AttitudePlot {
 public:
     /// @param turn what the attitudes are multiplied with on the left; empty: nothing
@@ -19,7 +20,7 @@ public:
     /// and for one that cannot be written.
     AttitudePlot(std::string file, std::string title,
                  const std::optional<OrientationInternal::Quaternion>& turn = std::nullopt);
-    /// Takes the present attitude, or skips it to thin out.
+    /// Takes the present attitude.
     void add(const ResultWatch& watch);
 
     /// Draws.  @param turn rad, to be taken out of heading errors.
@@ -28,34 +29,22 @@ public:
     void draw(double turn);
 
 private:
-    static constexpr std::size_t kMostRows = 2000;
+    static constexpr std::size_t kMostErrors = 2000;
 
-    struct Line {
-        std::string name;
-        std::size_t extra = 0;
-        std::ptrdiff_t element = 0;
-    };
-    struct Row {
+    struct Errors {
         double time = 0.0;
-        Eigen::Vector3d angles;  // rad
-        std::vector<double> lines;
-        std::optional<RecordingIO::PairErrors> errors;
+        std::optional<RecordingIO::PairErrors> errors;  // absent where there is no reference
     };
 
-    void chooseLines(const ResultWatch& watch);
-    bool hasErrors() const;
-    double start() const;
-    std::string timeLabel() const;
-    std::string script(int panels, double turn) const;
-    std::string anglePanel() const;
-    std::string linePanel() const;
-    std::string errorPanel(double turn) const;
+    void begin(const ResultWatch& watch);
+    void addErrors(const ResultWatch& watch);
+    DrawnPanel errorPanel(double turn) const;
 
     Picture picture_;
     std::string title_;
     std::optional<OrientationInternal::Quaternion> turn_;
-    std::vector<Line> lines_;
-    std::vector<Row> rows_;
+    DrawnPanel angles_, flags_, score_;
+    std::vector<Errors> errors_;  // evenly spread: how they are drawn is known at the end
     std::uint64_t seen_ = 0;
     std::uint64_t stride_ = 1;
 };

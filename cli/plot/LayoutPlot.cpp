@@ -7,6 +7,7 @@
 #include <map>
 
 #include "cli/layout/NearestNames.h"
+#include "cli/plot/PlotScript.h"
 
 namespace Kavelin::Cli {
 
@@ -39,28 +40,26 @@ private:
     std::vector<Lane> lanes_;
 };
 
-namespace {
-
-PlottedPanel plotted(const PlotPanel& panel, LayoutBuilder& builder) {
-    PlottedPanel result{panel.label, {}, panel.range};
+LayoutPlot::Panel LayoutPlot::begin(const PlotPanel& panel, LayoutBuilder& builder) {
+    Panel result{{.label = panel.label, .range = panel.range}, {}};
     std::string unit;
     for (const PlotLine& line : panel.lines) {
         result.pins.emplace_back(line, Core::contentSent(*builder.findOutput(line.from)));
         if (unit.empty()) unit = result.pins.back().unit();
     }
-    if (result.label.empty()) result.label = result.pins.front().quantity();
-    if (result.label.empty()) result.label = panel.lines.front().from.element;
-    if (!unit.empty()) result.label += ", " + unit;
+    std::string& label = result.drawn.label;
+    if (label.empty()) label = result.pins.front().quantity();
+    if (label.empty()) label = panel.lines.front().from.element;
+    if (!unit.empty()) label += ", " + unit;
+    result.drawn.isInDegrees = unit == "degrees";
     return result;
 }
-
-}  // namespace
 
 LayoutPlot::LayoutPlot(const std::string& file) : picture_(file) {}
 LayoutPlot::~LayoutPlot() = default;
 
 void LayoutPlot::watch(const std::vector<PlotPanel>& panels, LayoutBuilder& builder) {
-    for (const PlotPanel& panel : panels) panels_.push_back(plotted(panel, builder));
+    for (const PlotPanel& panel : panels) panels_.push_back(begin(panel, builder));
     std::map<const Core::LayoutManager*, PlotWatch*> watchOf;
     for (std::size_t i = 0; i < panels.size(); ++i) {
         for (std::size_t k = 0; k < panels[i].lines.size(); ++k) {
@@ -77,7 +76,13 @@ void LayoutPlot::watch(const std::vector<PlotPanel>& panels, LayoutBuilder& buil
 }
 
 void LayoutPlot::draw() {
-    const PlotScript script(panels_);
+    std::vector<DrawnPanel> drawn;
+    for (const Panel& panel : panels_) {
+        drawn.push_back(panel.drawn);
+        for (const PlottedPin& pin : panel.pins)
+            drawn.back().lines.insert(drawn.back().lines.end(), pin.elements().begin(), pin.elements().end());
+    }
+    const PlotScript script(std::move(drawn));
     picture_.draw(script.height(), script.text(), PlotScript::kWidth);
 }
 

@@ -6,7 +6,7 @@
 
 #include "cli/Picture.h"
 #include "cli/layout/LayoutBuilder.h"
-#include "cli/plot/PlotScript.h"
+#include "cli/plot/PlottedPin.h"
 
 namespace Kavelin::Cli {
 
@@ -27,8 +27,14 @@ public:
     void draw();
 
 private:
+    struct Panel {
+        DrawnPanel drawn;  // without its lines
+        std::vector<PlottedPin> pins;
+    };
+    static Panel begin(const PlotPanel& panel, LayoutBuilder& builder);
+
     Picture picture_;
-    std::vector<PlottedPanel> panels_;
+    std::vector<Panel> panels_;
     std::vector<std::unique_ptr<PlotWatch>> watches_;  // one for each layout
 };
 

@@ -19,8 +19,9 @@ constexpr double kHalfTurn = 180.0;       // degrees
 constexpr std::size_t kMostPoints = 700;  // of a panel's lines together
 constexpr double kCloseEnough = 0.4;      // pixels
 constexpr int kLeft = 75, kRight = 785;   // pixels
-constexpr int kLineHeight = 150, kFlagHeight = 22, kLegendHeight = 18, kGap = 12, kFoot = 50;
-constexpr std::size_t kFewPoints = 30;           // are marked
+constexpr int kLineHeight = 150, kFlagHeight = 22, kLegendHeight = 18, kGap = 12, kFoot = 50,
+              kTitleHeight = 18;
+constexpr std::size_t kFewSamples = 30;          // are marked
 constexpr int kKeyWidth = 45, kLetterWidth = 8;  // pixels, of the legend
 
 // Colours that people who cannot tell red from green tell apart (Okabe and Ito, 2008).
@@ -33,31 +34,22 @@ const char* cycled(const char* const (&colours)[count], std::size_t i) {
 }
 
 template <class Act>
-void eachElement(const PlottedPanel& panel, bool flags, Act act) {
-    for (const PlottedPin& pin : panel.pins)
-        if (pin.isFlag() == flags)
-            for (const PlottedElement& element : pin.elements()) act(pin, element);
+void eachLine(const DrawnPanel& panel, bool flags, Act act) {
+    for (const DrawnLine& line : panel.lines)
+        if (line.isFlag == flags) act(line);
 }
 
-std::size_t count(const PlottedPanel& panel, bool flags) {
-    std::size_t result = 0;
-    eachElement(panel, flags, [&](const PlottedPin&, const PlottedElement&) { ++result; });
-    return result;
+std::size_t count(const DrawnPanel& panel, bool flags) {
+    return static_cast<std::size_t>(std::ranges::count(panel.lines, flags, &DrawnLine::isFlag));
 }
 
 /// Rows of the legend: all its columns are as wide as the longest name.
-int legendRows(const PlottedPanel& panel) {
+int legendRows(const DrawnPanel& panel) {
     std::size_t longest = 1;
-    int names = 0;
-    const auto take = [&](const PlottedPin&, const PlottedElement& element) {
-        longest = std::max(longest, element.label.size());
-        ++names;
-    };
-    eachElement(panel, false, take);
-    eachElement(panel, true, take);
+    for (const DrawnLine& line : panel.lines) longest = std::max(longest, line.label.size());
     const int columns =
         std::max(1, (kRight - kLeft) / (kKeyWidth + kLetterWidth * static_cast<int>(longest)));
-    return (names + columns - 1) / columns;
+    return (static_cast<int>(panel.lines.size()) + columns - 1) / columns;
 }
 
 /// A turn across 180 degrees is not drawn as a line from top to bottom.
@@ -73,21 +65,17 @@ Points partedAtHalfTurn(const Points& points) {
 
 }  // namespace
 
-bool PlottedPanel::hasFlagsOnly() const {
-    return std::all_of(pins.begin(), pins.end(), [](const PlottedPin& pin) { return pin.isFlag(); });
-}
-
-PlotScript::PlotScript(const std::vector<PlottedPanel>& panels) : panels_(panels) {
-    int y = 0;
+PlotScript::PlotScript(std::vector<DrawnPanel> panels, const std::string& title)
+    : panels_(std::move(panels)), title_(title) {
+    int y = title_.empty() ? 0 : kTitleHeight;
     std::set<double> ends;
-    for (const PlottedPanel& panel : panels) {
+    for (const DrawnPanel& panel : panels_) {
         const int top = y + kGap + kLegendHeight * legendRows(panel);
         const int flags = kFlagHeight * std::max(1, static_cast<int>(count(panel, true)));
         boxes_.push_back({top, top + (panel.hasFlagsOnly() ? flags : kLineHeight)});
         y = boxes_.back().bottom;
-        for (const PlottedPin& pin : panel.pins)
-            for (const PlottedElement& element : pin.elements())
-                ends.insert({element.trace.first().t, element.trace.last().t});
+        for (const DrawnLine& line : panel.lines)
+            if (!line.trace.isEmpty()) ends.insert({line.trace.first().t, line.trace.last().t});
     }
     height_ = y + kFoot;
     if (ends.empty()) return;
@@ -108,12 +96,15 @@ std::string PlotScript::text() const {
         "x ''\n",
         static_cast<double>(kLeft) / kWidth, static_cast<double>(kRight) / kWidth, timeOf(first_),
         last_ > first_ ? timeOf(last_) : timeOf(first_) + 1.0);
-    for (std::size_t i = 0; i < panels_.size(); ++i) text += panelText(i);
+    if (!title_.empty())
+        text += fmt::format("set label 1 {} at screen 0.5, screen {:.4f} center noenhanced\n",
+                            Picture::quoted(title_), screen(kTitleHeight / 2 + 2));
+    for (std::size_t i = 0; i < panels_.size(); ++i) text += panelText(i) + "unset label 1\n";
     return text + "unset multiplot\n";
 }
 
 std::string PlotScript::panelText(std::size_t index) const {
-    const PlottedPanel& panel = panels_[index];
+    const DrawnPanel& panel = panels_[index];
     std::string text = fmt::format(
         "set tmargin at screen {:.4f}\nset bmargin at screen {:.4f}\nunset object\nset key at graph 0, "
         "screen {:.4f} maxrows {}\n"
@@ -125,18 +116,17 @@ std::string PlotScript::panelText(std::size_t index) const {
     return text + contentText(panel);
 }
 
-std::pair<double, double> PlotScript::rangeOf(const PlottedPanel& panel) const {
+std::pair<double, double> PlotScript::rangeOf(const DrawnPanel& panel) const {
     if (panel.range) return *panel.range;
     double low = std::numeric_limits<double>::infinity(), high = -low;
-    eachElement(panel, false, [&](const PlottedPin&, const PlottedElement& element) {
+    eachLine(panel, false, [&](const DrawnLine& element) {
         for (const Trace::Point& point : element.trace.points(kMostPoints)) {
             low = std::fmin(low, point.value);
             high = std::fmax(high, point.value);
         }
     });
     if (!(low <= high)) return {0.0, 1.0};
-    if (panel.pins.front().unit() == "degrees" && high - low > kHalfTurn && high <= kHalfTurn &&
-        low >= -kHalfTurn)
+    if (panel.isInDegrees && high - low > kHalfTurn && high <= kHalfTurn && low >= -kHalfTurn)
         return {-kHalfTurn, kHalfTurn};
     const double margin = high > low ? 0.05 * (high - low) : 1.0;
     return {low - margin, high + margin};
@@ -156,12 +146,12 @@ Points PlotScript::pointsOf(const Trace& trace, bool isAngle, const Tolerance& t
 }
 
 /// The lines of a panel, and its flags as bands: behind the lines, or in rows of their own.
-std::string PlotScript::contentText(const PlottedPanel& panel) const {
+std::string PlotScript::contentText(const DrawnPanel& panel) const {
     const bool hasRows = panel.hasFlagsOnly();
     const std::size_t flags = count(panel, true);
     std::string data, plots;
     std::size_t index = 0;
-    eachElement(panel, true, [&](const PlottedPin&, const PlottedElement& flag) {
+    eachLine(panel, true, [&](const DrawnLine& flag) {
         const double row = static_cast<double>(index) / static_cast<double>(flags);
         const char* colour = hasRows ? cycled(kLineColours, index) : cycled(kBandColours, index);
         const double height = 1.0 / static_cast<double>(flags);
@@ -177,26 +167,25 @@ std::string PlotScript::contentText(const PlottedPanel& panel) const {
 }
 
 /// What is plotted; what it takes goes to `data`.
-std::string PlotScript::linesText(const PlottedPanel& panel, std::string& data) const {
+std::string PlotScript::linesText(const DrawnPanel& panel, std::string& data) const {
     const auto [low, high] = rangeOf(panel);
-    const bool isAngle = panel.pins.front().unit() == "degrees";
     const Tolerance tolerance{kCloseEnough * (last_ - first_) / (kRight - kLeft),
                               kCloseEnough * (high - low) / kLineHeight};
     const std::size_t most = kMostPoints / std::max<std::size_t>(1, count(panel, false));
-    data +=
-        fmt::format("set yrange [{:.6g}:{:.6g}]\nset ytics {}\n", low, high,
-                    isAngle && high - low > kHalfTurn && high - low <= 2.0 * kHalfTurn ? "90" : "autofreq");
+    data += fmt::format(
+        "set yrange [{:.6g}:{:.6g}]\nset ytics {}\n", low, high,
+        panel.isInDegrees && high - low > kHalfTurn && high - low <= 2.0 * kHalfTurn ? "90" : "autofreq");
     std::string lines;
     std::size_t index = 0;
-    eachElement(panel, false, [&](const PlottedPin&, const PlottedElement& element) {
-        const Points points = pointsOf(element.trace, isAngle, tolerance, most);
+    eachLine(panel, false, [&](const DrawnLine& element) {
+        const Points points = pointsOf(element.trace, panel.isInDegrees, tolerance, most);
         data += fmt::format("$line{} << EOD\n", index);
         for (const Trace::Point& point : points)
             data +=
                 std::isnan(point.value) ? "\n" : fmt::format("{:.9g} {:.6g}\n", timeOf(point.t), point.value);
         data += "EOD\n";
         lines += fmt::format("{}$line{} with {} lw 1.5 pt 7 ps 0.6 lc rgb '{}' title {}", index ? ", " : "",
-                             index, points.size() < kFewPoints ? "linespoints" : "lines",
+                             index, element.trace.samples() < kFewSamples ? "linespoints" : "lines",
                              cycled(kLineColours, index), Picture::quoted(element.label));
         ++index;
     });
@@ -204,8 +193,7 @@ std::string PlotScript::linesText(const PlottedPanel& panel, std::string& data) 
 }
 
 /// Where a flag is raised: from a sample that says so until one that does not.
-std::string PlotScript::bandText(const PlottedElement& flag, const char* colour, double bottom,
-                                 double top) const {
+std::string PlotScript::bandText(const DrawnLine& flag, const char* colour, double bottom, double top) const {
     std::string text;
     double from = std::numeric_limits<double>::quiet_NaN();
     const auto end = [&](double t) {

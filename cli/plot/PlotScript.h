@@ -1,29 +1,19 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "cli/plot/PlottedPin.h"
+#include "cli/plot/DrawnPanel.h"
 
 namespace Kavelin::Cli {
-
-/// A panel as it is drawn.
-struct PlottedPanel {
-    std::string label;  ///< of its values, with the unit
-    std::vector<PlottedPin> pins;
-    std::optional<std::pair<double, double>> range;
-
-    /// Then each has a row of its own; else they are bands behind the lines.
-    bool hasFlagsOnly() const;
-};
 
 /// gnuplot's commands for panels over one axis of time.
 class PlotScript {
 public:
     static constexpr int kWidth = 800;  // pixels
 
-    /// @param panels borrowed
-    explicit PlotScript(const std::vector<PlottedPanel>& panels);
+    explicit PlotScript(std::vector<DrawnPanel> panels, const std::string& title = {});
 
     int height() const { return height_; }  // pixels
     std::string text() const;
@@ -37,14 +27,15 @@ private:
     double timeOf(double t) const { return first_ <= last_ - first_ ? t : t - first_; }
     std::string timeLabel() const;
     std::string panelText(std::size_t index) const;
-    std::string contentText(const PlottedPanel& panel) const;
-    std::string linesText(const PlottedPanel& panel, std::string& data) const;
-    std::string bandText(const PlottedElement& flag, const char* colour, double bottom, double top) const;
+    std::string contentText(const DrawnPanel& panel) const;
+    std::string linesText(const DrawnPanel& panel, std::string& data) const;
+    std::string bandText(const DrawnLine& flag, const char* colour, double bottom, double top) const;
     std::vector<Trace::Point> pointsOf(const Trace& trace, bool isAngle, const Tolerance& tolerance,
                                        std::size_t most) const;
-    std::pair<double, double> rangeOf(const PlottedPanel& panel) const;
+    std::pair<double, double> rangeOf(const DrawnPanel& panel) const;
 
-    const std::vector<PlottedPanel>& panels_;
+    std::vector<DrawnPanel> panels_;
+    std::string title_;
     std::vector<Box> boxes_;
     int height_ = 0;
     double first_ = 0.0, last_ = 0.0;  // s

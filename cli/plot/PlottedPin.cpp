@@ -89,11 +89,11 @@ std::vector<std::string> PlottedPin::namesFor(std::size_t count) const {
 
 void PlottedPin::start(std::size_t count) {
     if (count == 1 || line_.element > 0) {
-        elements_.push_back({line_.label, {}});
+        elements_.push_back({line_.label, {}, isFlag()});
         return;
     }
     for (const std::string& name : namesFor(count))
-        if (elements_.size() < kMostElements) elements_.push_back({line_.label + " " + name, {}});
+        if (elements_.size() < kMostElements) elements_.push_back({line_.label + " " + name, {}, isFlag()});
 }
 
 void PlottedPin::add(double t, const Core::Matrix& sample) {

@@ -7,15 +7,9 @@
 #include <vector>
 
 #include "cli/layout/LayoutFile.h"
-#include "cli/plot/Trace.h"
+#include "cli/plot/DrawnPanel.h"
 
 namespace Kavelin::Cli {
-
-/// One element of a pin over time.
-struct PlottedElement {
-    std::string label;
-    Trace trace;
-};
 
 /// What a line of a panel asks of a pin: the values as they are drawn. Angles are drawn in degrees, orientations
 /// as yaw, pitch and roll.
@@ -31,7 +25,8 @@ public:
     std::string unit() const;
     /// What the pin carries, without the names of its elements; empty where it does not tell.
     std::string quantity() const;
-    const std::vector<PlottedElement>& elements() const { return elements_; }
+    /// As they are drawn.
+    const std::vector<DrawnLine>& elements() const { return elements_; }
 
 private:
     bool isOrientation() const;
@@ -41,7 +36,7 @@ private:
 
     PlotLine line_;
     Core::PinContent content_;
-    std::vector<PlottedElement> elements_;  // made at the first sample
+    std::vector<DrawnLine> elements_;  // made at the first sample
 };
 
 /// Why a line cannot be drawn from a pin of that content; empty where it can.

@@ -17,6 +17,7 @@ public:
 
     void add(double t, double value);
     bool isEmpty() const { return stretches_.empty(); }
+    std::size_t samples() const { return added_; }
     const Point& first() const { return first_; }
     const Point& last() const { return last_; }
 
