@@ -178,15 +178,17 @@ std::string PlotScript::linesText(const DrawnPanel& panel, std::string& data) co
     std::string lines;
     std::size_t index = 0;
     eachLine(panel, false, [&](const DrawnLine& element) {
-        const Points points = pointsOf(element.trace, panel.isInDegrees, tolerance, most);
+        const bool isSparse = element.trace.samples() < kFewSamples;
+        const Points points = isSparse ? element.trace.points(kMostPoints)
+                                       : pointsOf(element.trace, panel.isInDegrees, tolerance, most);
         data += fmt::format("$line{} << EOD\n", index);
         for (const Trace::Point& point : points)
             data +=
                 std::isnan(point.value) ? "\n" : fmt::format("{:.9g} {:.6g}\n", timeOf(point.t), point.value);
         data += "EOD\n";
         lines += fmt::format("{}$line{} with {} lw 1.5 pt 7 ps 0.6 lc rgb '{}' title {}", index ? ", " : "",
-                             index, element.trace.samples() < kFewSamples ? "linespoints" : "lines",
-                             cycled(kLineColours, index), Picture::quoted(element.label));
+                             index, isSparse ? "linespoints" : "lines", cycled(kLineColours, index),
+                             Picture::quoted(element.label));
         ++index;
     });
     return lines;
