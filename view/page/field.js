@@ -105,5 +105,5 @@ function hintOf(property) {
     : has(minimum) ? `${minimum} or more` : has(maximum) ? `${maximum} or less` : "";
   return [kind === "matrix" ? "rows, columns, elements row by row" : "", range,
           property.default !== undefined ? `default: ${display(property, property.default)}` : "",
-          !writable ? "read only" : "", !enabled ? "not in use now" : ""].filter(Boolean).join("; ");
+          !writable ? (kind === "file name" ? "given where kavelin is started" : "read only") : "", !enabled ? "not in use now" : ""].filter(Boolean).join("; ");
 }

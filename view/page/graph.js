@@ -97,7 +97,7 @@ export class Graph {
   }
 
   #fit() {
-    this.#zoom(Math.max(0.75, Math.min(1.1, (this.#view.clientWidth - 2) / this.#size.width)));
+    this.#zoom(Math.max(0.66, Math.min(1.1, (this.#view.clientWidth - 2) / this.#size.width)));
   }
 
   #zoom(scale) {

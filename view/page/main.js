@@ -43,9 +43,15 @@ connection.on("status", status => {
 });
 connection.on("message", message => messages.add(message));
 
-connection.on("open", () => { byId("banner").hidden = true; });
+let wasOpen = false;
+connection.on("open", () => {
+  wasOpen = byId("banner").hidden = true;
+  messages.clear();  // what the run has said so far is told again
+});
 connection.on("closed", wait => {
-  byId("banner-text").textContent = `The connection to kavelin is lost. What is shown is the last that came. Next attempt in ${wait} s.`;
+  const what = wasOpen ? "The connection to kavelin is lost. What is shown is the last that came."
+    : "kavelin does not take this page: it has ended, or it serves as many pages as it can.";
+  byId("banner-text").textContent = `${what} Next attempt in ${wait} s.`;
   byId("banner").hidden = false;
   plots.gap();
 });

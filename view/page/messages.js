@@ -1,4 +1,4 @@
-// Errors and notes, the newest first.
+// Errors and notes, in their order; the list stays at its end unless somebody has scrolled up.
 
 import {element} from "/app/elements.js";
 import {fixed} from "/app/numbers.js";
@@ -23,10 +23,12 @@ export class Messages {
     const entry = {count: 0, number, time};
     this.#shown.set(key, entry);
     const who = filter ? [element("strong", {}, `${filter}: `)] : [];
-    this.#list.prepend(element("li", {class: level}, time, element("span", {class: "level"}, level),
+    const isAtEnd = this.#list.scrollHeight - this.#list.scrollTop - this.#list.clientHeight < 4;
+    this.#list.append(element("li", {class: `level-${level}`}, time, element("span", {class: "level"}, level),
       element("span", {class: "text"}, ...who, text, number)));
     this.#again(entry, at, count);
     this.#forget();
+    if (isAtEnd) this.#list.scrollTop = this.#list.scrollHeight;
   }
 
   clear() {
@@ -44,7 +46,7 @@ export class Messages {
 
   #forget() {
     if (this.#list.children.length <= MOST) return;
-    this.#list.lastElementChild.remove();
+    this.#list.firstElementChild.remove();
     this.#shown.delete(this.#shown.keys().next().value);
   }
 }

@@ -140,7 +140,10 @@ export class Plot {
       valueRange: this.#isFlag ? [0, 1] : null, yRangePad: this.#isFlag ? 0 : 10, xRangePad: 0,
       gridLineColor: colour("--grid"), axisLineColor: colour("--grid"), axisLabelWidth: AXIS_WIDTH, axisLabelFontSize: 11, rightGap: 10,
       axes: {
-        x: {drawAxis: !this.#isFlag, drawGrid: !this.#isFlag, axisLabelFormatter: t => t < 0 ? "" : `${tick(t)} s`, axisLabelWidth: AXIS_WIDTH},
+        x: {
+          drawAxis: !this.#isFlag, drawGrid: !this.#isFlag, axisLabelFormatter: t => t < 0 ? "" : `${tick(t)} s`,
+          axisLabelWidth: AXIS_WIDTH
+        },
         y: {
           drawAxis: true, drawGrid: !this.#isFlag, axisLabelFormatter: value => this.#isFlag ? "" : tick(value),
           axisLabelWidth: AXIS_WIDTH - 8, pixelsPerLabel: 24

@@ -62,6 +62,7 @@ export class Transport {
     byId("lag").textContent = fixed(status.lag * 1000, 0);
     byId("pages").textContent = status.pages;
     byId("progress").value = status.progress ?? 0;
+    byId("progress").classList.toggle("unknown", status.progress === null);
     if (isNewPace) this.#showPace(status.pace);
   }
 
