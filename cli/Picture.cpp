@@ -83,9 +83,9 @@ void Picture::draw(int height, const std::string& script, int width) {
     std::filesystem::rename(part_, file_);
 }
 
-/// Within single quotes the only escape is a doubled quote.
+/// Within single quotes the only escape is a doubled quote, which gnuplot does not understand at the very beginning.
 std::string Picture::quoted(const std::string& text) {
-    std::string out = "'";
+    std::string out = text.starts_with('\'') ? "' " : "'";
     for (const char c : text) {
         if (c == '\'') out += '\'';
         out += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;

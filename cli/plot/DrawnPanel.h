@@ -25,7 +25,7 @@ struct DrawnPanel {
     bool isInDegrees = false;                             ///< angles: a step across half a turn parts a line
 
     /// Then each has a row of its own; else they are bands behind the lines.
-    bool hasFlagsOnly() const { return std::ranges::all_of(lines, &DrawnLine::isFlag); }
+    bool hasFlagsOnly() const { return !lines.empty() && std::ranges::all_of(lines, &DrawnLine::isFlag); }
 };
 
 }  // namespace Kavelin::Cli

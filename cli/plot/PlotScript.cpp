@@ -47,6 +47,7 @@ std::size_t count(const DrawnPanel& panel, bool flags) {
 int legendRows(const DrawnPanel& panel) {
     std::size_t longest = 1;
     for (const DrawnLine& line : panel.lines) longest = std::max(longest, line.label.size());
+    if (panel.lines.empty()) return 1;
     const int columns =
         std::max(1, (kRight - kLeft) / (kKeyWidth + kLetterWidth * static_cast<int>(longest)));
     return (static_cast<int>(panel.lines.size()) + columns - 1) / columns;
@@ -145,7 +146,8 @@ Points PlotScript::pointsOf(const Trace& trace, bool isAngle, const Tolerance& t
     return points;
 }
 
-/// The lines of a panel, and its flags as bands: behind the lines, or in rows of their own.
+/// The lines of a panel, and its flags as bands: behind the lines, or in rows of their own. gnuplot draws axes only where
+/// something is plotted, be it out of their range.
 std::string PlotScript::contentText(const DrawnPanel& panel) const {
     const bool hasRows = panel.hasFlagsOnly();
     const std::size_t flags = count(panel, true);
@@ -161,9 +163,9 @@ std::string PlotScript::contentText(const DrawnPanel& panel) const {
                              Picture::quoted(flag.label));
         ++index;
     });
-    if (hasRows) return data + "set yrange [0:1]\nunset ytics\nplot 1/0 notitle" + plots + "\nset ytics\n";
+    if (hasRows) return data + "set yrange [0:1]\nunset ytics\nplot 2 notitle" + plots + "\nset ytics\n";
     const std::string lines = linesText(panel, data);
-    return data + "plot " + (lines.empty() ? "1/0 notitle" : lines) + plots + "\n";
+    return data + "plot " + (lines.empty() ? "2 notitle" : lines) + plots + "\n";
 }
 
 /// What is plotted; what it takes goes to `data`.

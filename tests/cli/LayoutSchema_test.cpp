@@ -117,13 +117,15 @@ TEST(LayoutSchema, TakesAndRefusesWhatTheParserDoes) {
 
 TEST(LayoutSchema, TakesTheExamples) {
     int examples = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(kRoot / "examples")) {
-        if (entry.path().extension() != ".json") continue;
-        ++examples;
-        Mistakes mistakes;
-        loadLayout(entry.path(), mistakes);
-        for (const Mistake& mistake : mistakes) ADD_FAILURE() << toText(mistake, entry.path());
-        EXPECT_TRUE(accepts(schema(), json::parse(std::ifstream(entry.path())))) << entry.path();
+    for (const char* folder : {"examples", "docs/filters/figures"}) {
+        for (const auto& entry : std::filesystem::directory_iterator(kRoot / folder)) {
+            if (entry.path().extension() != ".json") continue;
+            ++examples;
+            Mistakes mistakes;
+            loadLayout(entry.path(), mistakes);
+            for (const Mistake& mistake : mistakes) ADD_FAILURE() << toText(mistake, entry.path());
+            EXPECT_TRUE(accepts(schema(), json::parse(std::ifstream(entry.path())))) << entry.path();
+        }
     }
     EXPECT_GT(examples, 0);
 }
