@@ -124,7 +124,9 @@ def test_transport(server, open_page):
     assert page.rows() == 4000 and page.js("return document.getElementById('progress').value") == 1
 
     page.js("""const pace = document.getElementById('pace'); pace.value = '0.1'; pace.dispatchEvent(new Event('change'))""")
-    page.find("#restart").click()
+    for _ in range(4):
+        page.click("#restart")
+        page.frames(3)
     page.wait(lambda: page.text("state") != "ended" and 0 < page.rows() < 1000, "the recording from its start")
     page.pause()
     page.wait(lambda: page.js("return kavelinView.unitMatrix('estimator:attitudeQ')"), "the unit is drawn again")
@@ -184,6 +186,7 @@ def test_the_keyboard_does_it_all(server, open_page):
         press(Keys.ARROW_RIGHT)
     press(Keys.ENTER)
     page.wait(lambda: page.js("return document.querySelector(\".plot[data-pin='recording:3g']\") !== null"), "its plot")
+    page.wait(lambda: page.js("return document.querySelector(\".plot[data-pin='recording:3g'] canvas\") !== null"), "its chart")
     assert page.js(focused) == "Close the plot of recording:3g"
     press(Keys.ENTER)
     assert page.js("return document.querySelector(\".plot[data-pin='recording:3g']\") === null")

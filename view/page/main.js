@@ -35,6 +35,7 @@ const graph = new Graph(model, {
 let lastNotes = [];
 connection.on("status", status => {
   status.time = decode(status.time);
+  for (const part of ["outputs", "inputs", "filters"]) status[part] ??= {};  // there are none while a restart builds
   transport.update(status);
   graph.update(status);
   properties.update(status);

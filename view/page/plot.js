@@ -29,6 +29,7 @@ export class Plot {
   #hovered = null;
   #shape = "";
   #isFlag = false;
+  #resizing;
 
   /** pin: "FILTER:PIN"; about: what is known of it; on: {close(), highlight(t or null), changed()}; view: the one wanted. */
   constructor(pin, about, on, view = null) {
@@ -56,7 +57,8 @@ export class Plot {
     this.root = element("section", {class: "plot", "aria-label": `Plot of ${this.pin}`, "data-pin": this.pin},
       element("div", {class: "plot-heading"}, element("h3", {}, this.pin), p.what, p.views, p.close), p.legend, p.empty, p.chart);
     this.#describe();
-    new ResizeObserver(() => this.#chart?.resize()).observe(p.chart);
+    this.#resizing = new ResizeObserver(() => this.#chart?.resize());
+    this.#resizing.observe(p.chart);
   }
 
   focus() { this.#parts.close.focus(); }
@@ -196,7 +198,9 @@ export class Plot {
   }
 
   close() {
+    this.#resizing.disconnect();
     this.#chart?.destroy();
+    this.#chart = null;
     this.root.remove();
   }
 }
