@@ -36,7 +36,7 @@ set(this_version "(= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 string(REGEX REPLACE "\\.so\\.([0-9]+)$" "\\1" matio_package ${matio_name})
 
 # kavelin_package(<component> <package> SECTION <section> TITLE <line> TEXT <lines> [SHLIBDEPS] [<field> <value>...]):
-# the package of a component. Fields are those of CPACK_DEBIAN_PACKAGE_<field>; SHLIBDEPS adds the libraries that its binaries need.
+# the package of a component. Fields are those of a control file; SHLIBDEPS adds the libraries that its binaries need to DEPENDS.
 macro(kavelin_package component package)
   cmake_parse_arguments(of "SHLIBDEPS" "SECTION;TITLE;TEXT;ARCHITECTURE;DEPENDS;RECOMMENDS;SUGGESTS" "" ${ARGN})
   string(TOUPPER ${component} key)
