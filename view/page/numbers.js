@@ -21,7 +21,7 @@ export function brief(value) {
 }
 
 /** A tick of an axis: no digit that says nothing. */
-export const tick = value => String(Number(value.toPrecision(6))).replace("-", "−");
+export const tick = value => String(Number(value.toPrecision(12))).replace("-", "−");
 
 /** Counts in little room: 950, 1.2k, 34k, 5.6M. */
 export function count(value) {

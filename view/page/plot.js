@@ -144,7 +144,7 @@ export class Plot {
       axes: {
         x: {
           drawAxis: !this.#isFlag, drawGrid: !this.#isFlag, axisLabelFormatter: t => t < 0 ? "" : `${tick(t)} s`,
-          axisLabelWidth: AXIS_WIDTH
+          axisLabelWidth: 80
         },
         y: {
           drawAxis: true, drawGrid: !this.#isFlag, axisLabelFormatter: value => this.#isFlag ? "" : tick(value),

@@ -43,8 +43,7 @@ export class Transport {
     this.#isLive = layout.isLive;
     byId("title").textContent = layout.title;
     document.title = `${layout.title} – Kavelin view`;
-    byId("restart").disabled = byId("pace").disabled = layout.isLive;
-    byId("progress").hidden = layout.isLive;
+    for (const name of ["restart", "pace-choice", "progress"]) byId(name).hidden = layout.isLive;
     byId("results").hidden = layout.results.length === 0;
     byId("results").querySelector("ul").replaceChildren(...layout.results.map(({index, name}) =>
       element("li", {}, element("a", {href: `/results/${index}`, download: true}, name))));
