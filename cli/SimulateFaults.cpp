@@ -55,6 +55,19 @@ public:
             ->type_name(type)
             ->group(group_);
     }
+    /// The same of an option that may be repeated.
+    void addEach(const std::string& option, const std::string& type, const std::string& help, Take take) {
+        command_
+            .add_option_function<std::vector<std::string>>(
+                option,
+                [option, take](const std::vector<std::string>& texts) {
+                    for (const std::string& text : texts) take(option, text);
+                },
+                help)
+            ->type_name(type)
+            ->allow_extra_args(false)
+            ->group(group_);
+    }
     void addVector(const std::string& option, const std::string& type, const std::string& help,
                    Vector3& value) {
         add(option, type, help, [&value, type](const std::string& name, const std::string& text) {
@@ -181,14 +194,14 @@ void addFaultOptions(CLI::App& command, FaultOptions& faults) {
                "Unit in which the acceleration is written; the header does not tell", faults.acceleration);
     to.addUnit("--gyro-unit", "rad/s", "deg/s", kRadiansToDegrees,
                "Unit in which the rates are written; the header does not tell", faults.rate);
-    to.add("--dead", "SENSOR[:AXES]", "Sensor that shows 0: acc, gyro, mag, or gyro:xz; may be repeated",
-           [&faults](const auto& option, const auto& text) {
-               failAxes(faults, SensorFault::Axis::kDead, option, text);
-           });
-    to.add("--stuck", "SENSOR[:AXES]", "Sensor that keeps showing one value; may be repeated",
-           [&faults](const auto& option, const auto& text) {
-               failAxes(faults, SensorFault::Axis::kStuck, option, text);
-           });
+    to.addEach("--dead", "SENSOR[:AXES]", "Sensor that shows 0: acc, gyro, mag, or gyro:xz; may be repeated",
+               [&faults](const auto& option, const auto& text) {
+                   failAxes(faults, SensorFault::Axis::kDead, option, text);
+               });
+    to.addEach("--stuck", "SENSOR[:AXES]", "Sensor that keeps showing one value; may be repeated",
+               [&faults](const auto& option, const auto& text) {
+                   failAxes(faults, SensorFault::Axis::kStuck, option, text);
+               });
     to.addNumber("--fail-from", "S", faults.failFrom,
                  "Time from which these are dead or stuck, s; 0 if not given");
     to.addNumber("--gap", "S", faults.gap, "Length of each gap, in which all rows are lost, s; 0: none");

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 
+#include "io/recording/ArrayReader.h"
 #include "io/recording/ResultFile.h"
 #include "simulation/Simulator.h"
 
@@ -13,5 +14,9 @@ namespace Kavelin::RecordingIO {
 /// @param isStopped asked before each row; true ends the recording there.  @return rows written.
 std::uint64_t writeSimulation(const SimulationOptions& options, bool truth, ResultFile& file,
                               const std::function<bool()>& isStopped = {});
+
+/// The same table in memory, with the numbers that the file would have.
+ArrayTable simulate(const SimulationOptions& options, bool truth,
+                    const std::function<bool()>& isStopped = {});
 
 }  // namespace Kavelin::RecordingIO

@@ -3,7 +3,10 @@
 #include <Kavelin/Core/FlowManager.h>
 
 #include <CLI/CLI.hpp>
+#include <map>
 
+#include "cli/PaceOption.h"
+#include "cli/Plugins.h"
 #include "cli/fuse/FuseOptions.h"
 
 namespace Kavelin::Cli {
@@ -13,6 +16,13 @@ namespace {
 /// The types to take where none is named, the best first: the first that is there.
 const char* const kDefaultTypes[] = {"FilterSO3Attitude", "FilterSphericalFilteringAttitude",
                                      "FilterAGMAttitude_v6"};
+
+std::vector<std::string> formNames(const std::map<std::string, AttitudeForm>& forms) {
+    std::vector<std::string> names;
+    for (const auto& [name, form] : forms) names.push_back(name);
+    names.push_back("sto");
+    return names;
+}
 
 }  // namespace
 
@@ -37,6 +47,58 @@ void addEstimatorOptions(CLI::App& command, FuseOptions& options) {
                     "the estimator or of the one filter that has it; may be repeated")
         ->type_name("[FILTER:]PROPERTY=VALUE")
         ->allow_extra_args(false);
+}
+
+void addResultOptions(CLI::App& command, FuseOptions& options) {
+    static const std::map<std::string, AttitudeForm> kForms = {{"quaternion", AttitudeForm::kQuaternion},
+                                                               {"matrix", AttitudeForm::kMatrix},
+                                                               {"euler", AttitudeForm::kEuler}};
+    command
+        .add_option("-o,--output", options.output,
+                    "File to write: .csv, .sto (OpenSim), .mat (MATLAB), .npz or .npy (NumPy); - is standard "
+                    "output, as CSV; of several recordings a folder, made if it is not there")
+        ->type_name("FILE|DIR")
+        ->capture_default_str();
+    command
+        .add_option_function<std::string>(
+            "--as",
+            [&options](const std::string& name) {
+                options.isSto = name == "sto";
+                if (!options.isSto) options.form = kForms.at(name);
+            },
+            "What an attitude is written as: quaternion (qw, qx, qy, qz), matrix, or euler (degrees; yaw, "
+            "pitch, roll: intrinsic turns about z, y, x); sto: quaternions, in a table for OpenSim")
+        ->check(CLI::IsMember(formNames(kForms)).description(""))
+        ->type_name("quaternion|matrix|euler|sto");
+    command
+        .add_option(
+            "--frame", options.frame,
+            "The earth of the attitude that is written, and of the reference: enu (East, North, Up; that "
+            "of the default filter) or ned (North, East, Down); without it, that of the filter")
+        ->check(CLI::IsMember({"enu", "ned"}).description(""))
+        ->type_name("enu|ned");
+    command
+        .add_option("--output-rate", options.outputRate,
+                    "Resample the result: rows at k / HZ s, the attitude on the arc between its neighbours")
+        ->check(CLI::Range(0.0, 1e6).description(""))
+        ->type_name("HZ");
+    command
+        .add_option("--plot", options.plot,
+                    "Draw orientation, flags and errors over time; of several recordings svg or png, next to "
+                    "each result")
+        ->type_name("FILE.svg|FILE.png");
+    command
+        .add_option("--summary", options.summary,
+                    "Write the summary, the verdict and its evidence as JSON, for programs")
+        ->type_name("FILE.json");
+    command.add_flag("--scores", options.scores, "Write the columns of the static score too");
+    command
+        .add_option("--save-layout", options.saveLayout,
+                    "Write the layout of this run, to change and use with kavelin run")
+        ->type_name("FILE.json");
+    addPaceOption(command, options.pace);
+    command.add_flag("--stop-on-error", options.stopOnError, "End at the first row that cannot be used");
+    command.add_flag("--quiet", options.quiet, "No summary, no progress bar; errors only");
 }
 
 void addCalibrationOptions(CLI::App& command, FuseOptions& options) {
@@ -81,6 +143,15 @@ void addErrorOptions(CLI::App& command, FuseOptions& options) {
         ->type_name("auto|none|heading|start")
         ->capture_default_str()
         ->group(group);
+}
+
+void addFuseOptions(CLI::App& command, FuseOptions& options) {
+    addEstimatorOptions(command, options);
+    addResultOptions(command, options);
+    addRecordingOptions(command, options);
+    addCalibrationOptions(command, options);
+    addErrorOptions(command, options);
+    addPluginOption(command, options.plugins);
 }
 
 }  // namespace Kavelin::Cli

@@ -56,7 +56,8 @@ void RowKeeper::process() {
         for (std::size_t i = 0; i < inputs_.size(); ++i) {
             const std::ptrdiff_t size = extras_[i].size;
             const bool isThere = goesOnTo(*inputs_[i], time) && inputs_[i]->value().size() == size;
-            append(rows_.extras[i], isThere ? inputs_[i]->value().data() : nullptr, size);
+            append(rows_.extras[i].values, isThere ? inputs_[i]->value().data() : nullptr, size);
+            if (!isThere) rows_.extras[i].missing.push_back(rows_.times.size() - 1);
         }
     }
 }

@@ -34,10 +34,13 @@ private:
 
 /// The rows of a table.
 struct KeptRows {
+    struct Extra {
+        std::vector<double> values;        ///< its elements, row by row; NaN in a row without a sample
+        std::vector<std::size_t> missing;  ///< these rows
+    };
     std::vector<double> times;        ///< s
     std::vector<double> quaternions;  ///< four elements a row, w first
-    std::vector<std::vector<double>>
-        extras;  ///< of each its elements, row by row; NaN in a row without a sample
+    std::vector<Extra> extras;
 };
 
 /// Keeps the rows that FilterCsvWriter would write of the same samples with "Rows": one for each attitude, with the

@@ -21,6 +21,8 @@ struct AxesChoice {
     AxisChoice all;                           ///< of the unit: all its vectors, and its orientation
     std::map<std::string, AxisChoice> ofPin;  ///< of one sensor, in addition
 
+    bool operator==(const AxesChoice&) const = default;
+
     /// What becomes of the vectors of a pin.
     AxisChoice of(const std::string& pin) const;
 };

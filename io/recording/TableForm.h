@@ -69,6 +69,7 @@ struct Dialect {
     std::optional<std::size_t> headerLine;
     std::string counter;  ///< name of the column that counts packets; empty: not said
 
+    bool operator==(const Dialect&) const = default;
     bool isEmpty() const { return !separator && !commaIsPoint && !headerLine && counter.empty(); }
 };
 

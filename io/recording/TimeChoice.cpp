@@ -116,7 +116,7 @@ private:
             double value = 0.0;
             const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
             if (error == std::errc() && end == text.data() + text.size()) {
-                if (std::isnan(value)) continue;
+                if (!std::isfinite(value)) continue;
                 if (!column.numbers.empty()) column.steps.push_back(value - column.numbers.back());
                 column.numbers.push_back(value);
             } else if (const std::optional<double> date = secondsOfDate(row[index])) {

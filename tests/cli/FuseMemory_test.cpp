@@ -24,7 +24,7 @@ std::string tableOf(const KeptRows& rows) {
     for (std::size_t row = 0; row < rows.times.size(); ++row) {
         text += exactText(rows.times[row]);
         for (std::size_t i = 0; i < 4; ++i) text += "," + exactText(rows.quaternions[4 * row + i]);
-        for (const std::vector<double>& extra : rows.extras) text += "," + exactText(extra[row]);
+        for (const KeptRows::Extra& extra : rows.extras) text += "," + exactText(extra.values[row]);
         text += "\n";
     }
     return text;
