@@ -11,4 +11,6 @@ PYBIND11_MODULE(_kavelin, module) {
     bindPlugins(module);
     bindFilter(module);
     bindLayout(module);
+    bindRecording(module);
+    bindFuse(module);
 }

@@ -74,9 +74,7 @@ PropertyValue valueOf(py::handle object, const std::string& name, const Core::Ab
     return value;
 }
 
-py::object presentOf(const Core::AbstractProperty& property) {
-    const PropertyValue value = Cli::presentValue(property, {});
-    const std::string kind = property.describe().kind;
+py::object presentOf(const PropertyValue& value, const std::string& kind) {
     switch (value.kind) {
         case PropertyValue::Kind::boolean:
             return py::bool_(value.boolean);
@@ -90,9 +88,14 @@ py::object presentOf(const Core::AbstractProperty& property) {
         case PropertyValue::Kind::text:
             break;
     }
-    std::string text;
-    property.serialize(text);  // a label; a text whose variables stay as they are written
-    return toPython(text);
+    return toPython(value.text);
+}
+
+py::object presentOf(const Core::AbstractProperty& property) {
+    PropertyValue value = Cli::presentValue(property, {});
+    // A label; a text whose variables stay as they are written.
+    if (value.kind == PropertyValue::Kind::text) property.serialize(value.text);
+    return presentOf(value, property.describe().kind);
 }
 
 std::string textOf(py::handle object, const std::string& name) {

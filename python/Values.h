@@ -18,6 +18,8 @@ Cli::PropertyValue valueOf(pybind11::handle object, const std::string& name,
 
 /// The present value: bool, int, float, str (of an enumeration its label) or array, r x c.
 pybind11::object presentOf(const Core::AbstractProperty& property);
+/// The same of a value and its property's kind.
+pybind11::object presentOf(const Cli::PropertyValue& value, const std::string& kind);
 
 /// The bytes of a text or path, as the system names files.  @throws Refusal for other types
 std::string textOf(pybind11::handle object, const std::string& name);

@@ -42,6 +42,10 @@ class Warning(UserWarning):
     """What the program would report and go on."""
 
 
+class RecordingWarning(Warning):
+    """What is wrong with a recording or a run of it, so that the program would end with status 1."""
+
+
 class RunError(Error, RuntimeError):
     """A run that was done, but with errors: `result` is what it gave, `result.errors` lists them."""
 

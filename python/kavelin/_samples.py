@@ -19,6 +19,11 @@ class Samples(NamedTuple):
     t: NDArray[np.float64]
     value: NDArray[np.float64]
 
+    @property
+    def values(self) -> NDArray[np.float64]:
+        """The same as `value`."""
+        return self.value
+
     def __repr__(self) -> str:
         if len(self.t) == 0:
             return "Samples(none)"
