@@ -50,6 +50,11 @@ def test_the_unit_is_drawn_as_the_attitude_pin_says(server, open_page):
         assert [float(text.replace("−", "-").rstrip("°")) for text in angles] == pytest.approx(
             [float(value) for name, value in euler.items() if "_zyx" in name], abs=0.051)
 
+    plot = ".plot[data-pin='estimator:attitudeQ'] "
+    legend = f"return [...document.querySelectorAll(\"{plot}.legend .value\")].map(value => value.textContent + '°')"
+    page.wait(lambda: page.js(legend) == shown[0], "the same angles in the plot's legend")
+    assert page.find(plot + ".what").text == "orientation · turns about z, y, x · deg · sensor to earth (east, north, up)"
+
     page.frames(2)
     draws = page.js("return kavelinView.draws()")
     page.frames(20)
