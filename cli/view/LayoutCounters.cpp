@@ -69,7 +69,8 @@ ordered_json LayoutCounters::errors() const {
     for (Core::LayoutManager* layout : layouts) {
         for (const Core::ProcessError& error : layout->getErrors().getErrors()) {
             ordered_json& own = json[error.filter];
-            own["errors"] = own.value("errors", std::uint64_t{0}) + error.count;
+            const std::uint64_t before = own.is_null() ? 0 : own["errors"].get<std::uint64_t>();
+            own["errors"] = before + error.count;
             own["last"] = error.message.empty() ? error.type : error.message;
             own["at"] = error.timeStamp;
         }

@@ -65,12 +65,18 @@ void ViewSession::wait() {
 void ViewSession::quit() {
     const std::lock_guard lock(mutex_);
     mustQuit_ = true;
-    changed_.notify_all();
+    endRun();
 }
 
 void ViewSession::restart() {
     const std::lock_guard lock(mutex_);
     mustRestart_ = true;
+    endRun();
+}
+
+/// Under the lock.
+void ViewSession::endRun() {
+    if (running_) running_->stop();
     changed_.notify_all();
 }
 
@@ -98,8 +104,6 @@ void ViewSession::runOnce() {
         said(Core::exceptionMessage(error), true);
     }
     gate_.end();
-    const std::lock_guard lock(mutex_);
-    if (!mustQuit_ && !mustRestart_ && !std::isnan(share_.load())) share_ = 1.0;
 }
 
 /// @return false where the session is to quit
@@ -132,7 +136,7 @@ void ViewSession::begins(LayoutRun& run) {
     const std::lock_guard lock(mutex_);
     running_ = &run;
     changed_.notify_all();
-    if (mustQuit_) run.stop();
+    if (mustQuit_ || mustRestart_) run.stop();
     hub_.stateChanged();
 }
 
@@ -151,7 +155,8 @@ void ViewSession::rowBegins(const Core::LayoutManager& layout) {
             if (const double own = source->progress(); !(share <= own)) share = own;
         }
     }
-    share_.store(share, std::memory_order_relaxed);
+    // A short file is read whole before its first row is played: that says nothing.
+    share_.store(share < 1.0 ? share : kUnknown, std::memory_order_relaxed);
 }
 
 void ViewSession::failed(const Core::ProcessError& error, const std::string& line) {

@@ -54,6 +54,7 @@ private:
     bool buildAgain();
     void install();
     bool awaitRestart();
+    void endRun();
 
     void begins(LayoutRun& run) override;
     void ends() override;

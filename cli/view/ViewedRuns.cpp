@@ -1,11 +1,10 @@
 #include "cli/view/ViewedRuns.h"
 
-#include <Poco/TemporaryFile.h>
-
 #include <filesystem>
 #include <ostream>
 #include <sstream>
 
+#include "cli/batch/WorkFolder.h"
 #include "cli/fuse/FuseRun.h"
 
 namespace Kavelin::Cli {
@@ -56,10 +55,10 @@ ViewSession::Maker makeLayoutRuns(LayoutFileRunOptions options, CommandContext& 
 }
 
 ViewSession::Maker makeFuseRuns(FuseOptions options, const std::string& output, CommandContext& context) {
-    const auto folder = std::make_shared<Poco::TemporaryFile>();
+    std::shared_ptr<WorkFolder> folder;
     options.output = output;
     if (output.empty()) {
-        folder->createDirectory();
+        folder = std::make_shared<WorkFolder>(std::filesystem::temp_directory_path().string());
         const std::string stem = std::filesystem::path(options.recording).stem().string();
         options.output =
             folder->path() + "/" + (stem.empty() || stem == "-" ? "recording" : stem) + "-orientation.csv";
