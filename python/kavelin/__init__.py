@@ -25,3 +25,4 @@ __all__ = [
 for _name in __all__:
     globals()[_name].__module__ = __name__
 del _name
+__all__.remove("Warning")  # import * shall not hide Python's own

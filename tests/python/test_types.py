@@ -1,5 +1,6 @@
 """The types that editors and checkers see, and the texts that help() shows."""
 
+import doctest
 import inspect
 import os
 import re
@@ -30,6 +31,24 @@ def test_every_public_name_is_told(name, thing):
         if len(parameters) > 1:
             assert not [one for one in parameters if not re.search(rf"\b{one}\b", text)]
         assert "return" in thing.__annotations__
+
+
+def documented():
+    for name, thing in [*PUBLIC, *methods(), ("kavelin", kavelin)]:
+        if ">>>" in (thing.__doc__ or ""):
+            yield pytest.param(thing, id=name)
+
+
+@pytest.mark.parametrize("thing", documented())
+def test_examples_do_what_they_show(thing, motion, tmp_path, monkeypatch):
+    for name in ("imu.json", "walk.csv"):
+        shutil.copy(os.path.join(os.environ["KAVELIN_SOURCE_DIR"], "examples", name), tmp_path)
+    monkeypatch.chdir(tmp_path)
+    names = {"kavelin": kavelin, "t": motion.t, "acc": motion.acc, "gyr": motion.gyr, "mag": motion.mag,
+             "f": kavelin.Filter("FilterSO3Attitude")}
+    example = doctest.DocTestParser().get_doctest(inspect.getdoc(thing), names, "example", None, 0)
+    seen = []
+    assert doctest.DocTestRunner(optionflags=doctest.ELLIPSIS).run(example, out=seen.append).failed == 0, "".join(seen)
 
 
 def checked(folder, program, *arguments):
