@@ -41,6 +41,9 @@ Kind kindOfRefusal(const Core::AbstractProperty& property, const Cli::PropertyVa
     return namesMissing ? Kind::missingFile : kindOf(error);
 }
 
+/// For fewer samples the interpreter's lock is kept: to get it back from a busy thread takes longer than they do.
+constexpr std::uint64_t kMostQuick = 64;
+
 /// One time stamp, not several.
 bool isNumber(py::handle t) {
     if (PyFloat_Check(t.ptr()) || !py::hasattr(t, "__len__")) return true;
@@ -146,7 +149,6 @@ void PyFilter::command(const Text& name) {
     auto* command = dynamic_cast<Core::CommandProperty*>(filter().getPropertyBag().find(name));
     if (command == nullptr) refuseName("command", name, Cli::propertyNames(filter(), true));
     driver_->forgetTimes();
-    const Unlocked unlocked;
     command->activate();
 }
 
@@ -175,7 +177,8 @@ void PyFilter::process() {
     const auto work = [this] { driver_->process(); };
     auto* source = dynamic_cast<Core::Source*>(&filter());
     if (source != nullptr) return callInterruptibly(work, [source] { source->interrupt(); });
-    const Unlocked unlocked;
+    std::optional<Unlocked> unlocked;
+    if (driver_->getWaiting() > kMostQuick) unlocked.emplace();
     work();
 }
 

@@ -136,6 +136,12 @@ void FilterDriver::push(const Stream& samples) {
     if (samples.count > 0) latest_[samples.pin] = samples.stamps[samples.count - 1];
 }
 
+std::uint64_t FilterDriver::getWaiting() const {
+    std::uint64_t waiting = 0;
+    for (const Core::AbstractInputPin* pin : filter_->getInputPins()) waiting += pin->getCounts().buffered;
+    return waiting;
+}
+
 void FilterDriver::process() {
     hearOutputs();
     std::uint64_t before;

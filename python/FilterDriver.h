@@ -40,6 +40,8 @@ public:
     /// Sends samples at once. Those with a NaN are no values and are not sent.
     /// @throws Refusal, before it sends any, where time runs backwards for the pin, or several samples do not find room.
     void push(const Stream& samples);
+    /// How many samples wait for `process`, in all queues.
+    std::uint64_t getWaiting() const;
     /// Calls the filter as a layout does: again as long as it takes something.  @throws what it throws
     void process();
 

@@ -19,6 +19,7 @@ def start_in_thread():
     while thread.is_alive() and not any(os.path.realpath(f"/proc/self/fd/{fd}") == sys.argv[1]
                                         for fd in os.listdir("/proc/self/fd")):
         pass
+    sys.stdin.readline()  # until the test has opened the other end
 """
 HEADER = "t,ax (m/s^2),ay (m/s^2),az (m/s^2)\n"
 
@@ -38,7 +39,7 @@ def live(tmp_path):
     def start(code):
         os.mkfifo(tmp_path / "pipe")
         child = subprocess.Popen([sys.executable, "-c", LIVE + code, str(tmp_path / "pipe")], text=True,
-                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                                 stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         pipe = open_when_read(tmp_path / "pipe", child)
         pipe.write(HEADER + "0,0,0,9.81\n1,0,0,9.81\n")
         return child, pipe
