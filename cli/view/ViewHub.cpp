@@ -182,11 +182,11 @@ std::vector<std::string> ViewHub::Page::due() {
         for (messages_ = std::max(messages_, hub_.messagesLost_); messages_ < end; ++messages_)
             messages.push_back(hub_.messages_[static_cast<std::size_t>(messages_ - hub_.messagesLost_)]);
     }
-    if (std::string status = hub_.statusText(layout.get(), statuses_); !status.empty())
-        messages.push_back(std::move(status));
-    if (!layout.get()) return messages;
-    if (std::string samples = layout.get()->taps.samplesText(list_); !samples.empty())
-        messages.push_back(std::move(samples));
+    // When a page hears that the run has ended, it has the last samples.
+    std::string status = hub_.statusText(layout.get(), statuses_);
+    std::string samples = layout.get() ? layout.get()->taps.samplesText(list_) : std::string();
+    for (std::string* message : {&samples, &status})
+        if (!message->empty()) messages.push_back(std::move(*message));
     return messages;
 }
 
