@@ -11,6 +11,7 @@
 
 #include "cli/CommandContext.h"
 #include "cli/layout/LayoutBuilder.h"
+#include "cli/layout/LayoutFileRun.h"
 #include "cli/layout/LayoutRun.h"
 #include "cli/layout/NearestNames.h"
 #include "cli/layout/Overrides.h"
@@ -93,18 +94,6 @@ private:
     std::vector<std::unique_ptr<SampleLog>> logs_;
 };
 
-/// The folder that ${OUT} stands for.
-void makeFolder(const LayoutFile& layout) {
-    const std::string out = flow().expandVariables("${OUT}");
-    if (out.empty()) return;
-    const std::filesystem::path folder = layout.folder / out;
-    std::error_code error;
-    std::filesystem::create_directories(folder, error);
-    if (error)
-        throw Refusal(Kind::fileError,
-                      "the folder " + folder.string() + " cannot be made: " + error.message());
-}
-
 }  // namespace
 
 LayoutJob LayoutJob::checked(LayoutFile file, std::string name, Mistakes mistakes) {
@@ -184,7 +173,7 @@ LayoutRunReport LayoutJob::run(const RunOptions& options) const {
     const Probes probes(options.probes, builder, report);
     builder.findIdle(remarks);
     builder.findDoubts(doubts);
-    makeFolder(file);
+    Cli::makeOutFolder(file);
     builder.activateCommands();
     builder.prepareRun();
     requireNone(mistakes, name_);

@@ -9,10 +9,7 @@
 
 namespace Kavelin::Cli {
 
-namespace {
-
-/// The folder that ${OUT} stands for; a relative one is resolved as file names in the layout are.
-void makeFolder(const LayoutFile& layout) {
+void makeOutFolder(const LayoutFile& layout) {
     const std::string out = Core::FlowManager::instance().expandVariables("${OUT}");
     if (out.empty()) return;
     const std::filesystem::path folder = layout.folder / out;
@@ -20,8 +17,6 @@ void makeFolder(const LayoutFile& layout) {
     std::filesystem::create_directories(folder, error);
     if (error) throw UsageError("the folder " + folder.string() + " cannot be made: " + error.message());
 }
-
-}  // namespace
 
 LayoutFileRun::LayoutFileRun(const LayoutFileRunOptions& options, CommandContext& context)
     : options_(options),
@@ -55,7 +50,7 @@ void LayoutFileRun::build() {
     if (const std::size_t idle = remarks.size(); builder_.findDoubts(remarks), remarks.size() > idle)
         context_.status = kDoneWithErrors;  // the results may look right
     printMistakes(context_, options_.layout.file, remarks);
-    makeFolder(layout_);
+    makeOutFolder(layout_);
     builder_.activateCommands();
     builder_.prepareRun();
     requireNoMistakes();

@@ -44,4 +44,8 @@ private:
     LayoutBuilder builder_;
 };
 
+/// Makes the folder that ${OUT} stands for, where there is none; a relative one is resolved as file names in the layout
+/// are.  @throws UsageError
+void makeOutFolder(const LayoutFile& layout);
+
 }  // namespace Kavelin::Cli
