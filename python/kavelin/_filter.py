@@ -92,7 +92,8 @@ class Filter:
     where it is: for another recording make another one, or reset it by a command if it has one.
     `print(f)` shows its pins and properties.
 
-    Several threads may use one filter: they take turns. `process` and `run` let other Python threads run meanwhile.
+    Several threads may use one filter: they take turns. `run` lets other Python threads run meanwhile, and so does `process`
+    where many samples wait.
 
     >>> f = kavelin.Filter("FilterInclinometer")
     >>> f.push("3a", 0.5, [0, 9.81, 0])
