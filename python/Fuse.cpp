@@ -46,14 +46,13 @@ FusedResult run(Cli::FuseOptions options, const Recording* reference) {
     });
 }
 
-FusedResult fuseFile(const std::string& path, const std::vector<std::string>& arguments,
-                     const Recording* reference) {
+FusedResult fuseFile(const Text& path, const Arguments& arguments, const Recording* reference) {
     Cli::FuseOptions options = fuseOptions(arguments);
-    options.recording = path;
+    options.recording = path.bytes;
     return run(std::move(options), reference);
 }
 
-FusedResult fuseRecording(const Recording& recording, const std::vector<std::string>& arguments,
+FusedResult fuseRecording(const Recording& recording, const Arguments& arguments,
                           const Recording* reference) {
     Cli::FuseOptions options = fuseOptions(arguments);
     static_cast<Cli::RecordingChoice&>(options) = recording.choice;
@@ -62,8 +61,7 @@ FusedResult fuseRecording(const Recording& recording, const std::vector<std::str
     return run(std::move(options), reference);
 }
 
-FusedResult fuseArrays(const SampleArrays& arrays, const std::vector<std::string>& arguments,
-                       const Recording* reference) {
+FusedResult fuseArrays(const SampleArrays& arrays, const Arguments& arguments, const Recording* reference) {
     Cli::FuseOptions options = fuseOptions(arguments);
     options.recording = "arrays";
     options.memory.recording = openerOf(options.recording, arrays.table());
@@ -182,8 +180,8 @@ py::tuple toPython(AttitudeComparison comparison) {
                           comparison.turn * kRadiansToDegrees, comparison.aligned, notes);
 }
 
-std::vector<std::string> writeTable(const FusedResult& result, const std::string& path,
-                                    const std::string& form, const std::string& format) {
+std::vector<std::string> writeTable(const FusedResult& result, const Text& path, const std::string& form,
+                                    const std::string& format) {
     const auto forms = {
         std::pair<std::string, Cli::AttitudeForm>{"quaternion", Cli::AttitudeForm::kQuaternion},
         {"matrix", Cli::AttitudeForm::kMatrix},
@@ -191,7 +189,7 @@ std::vector<std::string> writeTable(const FusedResult& result, const std::string
     for (const auto& [name, value] : forms) {
         if (name != form) continue;
         const auto chosen = value;
-        return resultOfInterruptible([&] { return write(result, path, chosen, format); });
+        return resultOfInterruptible([&] { return write(result, path.bytes, chosen, format); });
     }
     throw Cli::UsageError("form: '" + form + "'; quaternion, matrix or euler is expected");
 }
@@ -224,18 +222,17 @@ void bindFuse(py::module_& module) {
         .def_property_readonly("scores", &scoresOf)
         .def("euler", &eulerOf)
         .def("rotation", &rotationOf)
-        .def(
-            "compare",
-            [](Self self, const std::string& file, const Recording* reference, const std::string& alignment) {
-                return toPython(compareWith(self, file, reference, alignment));
-            })
+        .def("compare",
+             [](Self self, const Text& file, const Recording* reference, const std::string& alignment) {
+                 return toPython(compareWith(self, file.bytes, reference, alignment));
+             })
         .def("write", &writeTable);
     module.def("attitudes", [](Self result) {
         return Recording{.stored = referenceOf(result), .choice = {}, .name = "result", .sensors = {}};
     });
-    module.def("fuse", &fuseFile);
     module.def("fuse", &fuseRecording);
     module.def("fuse", &fuseArrays);
+    module.def("fuse_file", &fuseFile);
 }
 
 }  // namespace Kavelin::Python

@@ -10,7 +10,10 @@ namespace Kavelin::Python {
 
 namespace {
 
-void parse(CLI::App& app, std::vector<std::string> arguments) {
+void parse(CLI::App& app, const Arguments& given) {
+    std::vector<std::string> arguments;
+    for (const Text& argument : given) arguments.push_back(argument.bytes);
+    app.set_help_flag();
     std::ranges::reverse(arguments);  // as the parser wants them
     try {
         app.parse(std::move(arguments));
@@ -21,7 +24,7 @@ void parse(CLI::App& app, std::vector<std::string> arguments) {
 
 }  // namespace
 
-Cli::RecordingChoice recordingOptions(const std::vector<std::string>& arguments) {
+Cli::RecordingChoice recordingOptions(const Arguments& arguments) {
     CLI::App app;
     Cli::RecordingChoice choice;
     Cli::addRecordingOptions(app, choice);
@@ -29,7 +32,7 @@ Cli::RecordingChoice recordingOptions(const std::vector<std::string>& arguments)
     return choice;
 }
 
-Cli::FuseOptions fuseOptions(const std::vector<std::string>& arguments) {
+Cli::FuseOptions fuseOptions(const Arguments& arguments) {
     CLI::App app;
     Cli::FuseOptions options;
     Cli::addFuseOptions(app, options);
@@ -37,7 +40,7 @@ Cli::FuseOptions fuseOptions(const std::vector<std::string>& arguments) {
     return options;
 }
 
-Cli::SimulateOptions simulateOptions(const std::vector<std::string>& arguments) {
+Cli::SimulateOptions simulateOptions(const Arguments& arguments) {
     CLI::App app;
     Cli::SimulateOptions options;
     Cli::addSimulationOptions(app, options);

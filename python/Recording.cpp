@@ -57,7 +57,8 @@ private:
     std::function<void()> stop_;
 };
 
-Recording read(const std::string& path, const std::vector<std::string>& arguments) {
+Recording read(const Text& file, const Arguments& arguments) {
+    const std::string& path = file.bytes;
     Recording recording{.stored = {}, .choice = recordingOptions(arguments), .name = path, .sensors = {}};
     runInterruptibly([&] {
         readingFile(path, [&] {
@@ -70,15 +71,23 @@ Recording read(const std::string& path, const std::vector<std::string>& argument
     return recording;
 }
 
-std::vector<std::string> sensorsOf(const std::string& path, const std::vector<std::string>& arguments) {
-    const Cli::RecordingChoice choice = recordingOptions(arguments);
-    return resultOfInterruptible([&] {
-        return readingFile(path, [&] { return RecordingIO::sensorsOf(path, Cli::openOptions(choice)); });
-    });
+/// Names as the options take them.
+py::list namesOf(const std::vector<std::string>& names) {
+    py::list list;
+    for (const std::string& name : names) list.append(toPython(name));
+    return list;
 }
 
-Recording ofArrays(const SampleArrays& arrays, const std::vector<std::string>& arguments,
-                   const std::string& name) {
+py::list sensorsOf(const Text& file, const Arguments& arguments) {
+    const std::string& path = file.bytes;
+    const Cli::RecordingChoice choice = recordingOptions(arguments);
+    return namesOf(resultOfInterruptible([&] {
+        return readingFile(path, [&] { return RecordingIO::sensorsOf(path, Cli::openOptions(choice)); });
+    }));
+}
+
+Recording ofArrays(const SampleArrays& arrays, const Arguments& arguments, const Text& called) {
+    const std::string& name = called.bytes;
     Recording recording{.stored = {}, .choice = recordingOptions(arguments), .name = name, .sensors = {}};
     runInterruptibly([&] {
         recording.stored = Reading().store(
@@ -87,7 +96,7 @@ Recording ofArrays(const SampleArrays& arrays, const std::vector<std::string>& a
     return recording;
 }
 
-Recording simulate(const std::vector<std::string>& arguments) {
+Recording simulate(const Arguments& arguments) {
     const Cli::SimulateOptions options = simulateOptions(arguments);
     Recording recording{.stored = {}, .choice = {}, .name = "simulation", .sensors = {}};
     runInterruptibly([&] {
@@ -108,11 +117,12 @@ py::array times(const py::object& self) {
 
 py::list pins(const Recording& recording) {
     py::list names;
-    for (const Channel& channel : recording.stored->schema().channels) names.append(shown(channel.pin));
+    for (const Channel& channel : recording.stored->schema().channels) names.append(toPython(channel.pin));
     return names;
 }
 
-py::tuple samples(const py::object& self, const std::string& pin) {
+py::tuple samples(const py::object& self, const Text& name) {
+    const std::string& pin = name.bytes;
     const StoredRecording& stored = *self.cast<const Recording&>().stored;
     const std::vector<Channel>& channels = stored.schema().channels;
     const auto found = std::ranges::find(channels, pin, &Channel::pin);
@@ -238,9 +248,9 @@ void bindRecording(py::module_& module) {
     py::class_<SampleArrays>(module, "SampleArrays")
         .def(py::init<py::handle, py::handle, py::handle, py::handle, py::handle>());
     py::class_<Recording>(module, "Recording")
-        .def_readonly("name", &Recording::name)
-        .def_readonly("sensors", &Recording::sensors)
-        .def_property_readonly("sensor", [](const Recording& self) { return self.choice.sensor; })
+        .def_property_readonly("name", [](const Recording& self) { return toPython(self.name); })
+        .def_property_readonly("sensors", [](const Recording& self) { return namesOf(self.sensors); })
+        .def_property_readonly("sensor", [](const Recording& self) { return toPython(self.choice.sensor); })
         .def_property_readonly("rows", [](const Recording& self) { return self.stored->rows(); })
         .def_property_readonly("t", &times)
         .def_property_readonly("pins", &pins)

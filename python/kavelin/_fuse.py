@@ -6,7 +6,7 @@ import json
 import os
 import warnings
 from dataclasses import dataclass
-from typing import TYPE_CHECKING, Any, Literal, Mapping, Union
+from typing import TYPE_CHECKING, Any, Literal, Mapping, Sequence, Union
 
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
@@ -14,6 +14,7 @@ from numpy.typing import ArrayLike, NDArray
 from . import _kavelin
 from ._arguments import (Path, arguments, number, path_text, reading, settings_arguments, text, units_of_body)
 from ._errors import Error, InvalidValue, RecordingWarning, WrongType
+from ._names import names
 from ._recordings import Recording, Units
 
 if TYPE_CHECKING:
@@ -270,7 +271,7 @@ def fuse(recording: Recording | Path | ArrayLike | None = None, filter: str | No
          output_rate: float | None = None, reference: Reference | None = None, movement: Path | None = None,
          align: str | None = None, scores: bool = False, sensor: str | None = None, format: str | None = None,
          dialect: str | None = None, axes: str | None = None, map: str | None = None, units: Units | None = None,
-         rate: float | None = None, plugins: list[Path] | tuple[Path, ...] = ()) -> Result:
+         rate: float | None = None, plugins: Path | Sequence[Path] = ()) -> Result:
     """Turns a recording into orientation over time: the same run as `kavelin fuse`, with the same numbers.
 
     recording: a path, a `Recording`, or arrays: `fuse(t, acc=..., gyr=..., mag=...)`, each as `Recording` takes it.
@@ -299,8 +300,12 @@ def fuse(recording: Recording | Path | ArrayLike | None = None, filter: str | No
                        ("mount", mount, units_of_body), ("frame", frame, text), ("output_rate", output_rate, number),
                        ("reference", path or None, text), ("movement", movement, path_text), ("align", align, text)])
     given += settings_arguments(settings) + ["--scores"] * bool(scores)
-    given += [f"--plugin={path_text(one, 'plugins')}" for one in plugins]
-    fused = _kavelin.fuse(source_of(recording, t, acc, gyr, mag, quat, choice), given + choice, other)
+    given += [f"--plugin={path_text(one, 'plugins')}" for one in names(plugins)]
+    source = source_of(recording, t, acc, gyr, mag, quat, choice)
+    if isinstance(source, str):
+        fused = _kavelin.fuse_file(source, given + choice, other)
+    else:
+        fused = _kavelin.fuse(source, given + choice, other)
     for message in messages_of(fused):
         warnings.warn(message, RecordingWarning, stacklevel=2)
     return Result(fused)
@@ -318,8 +323,8 @@ def source_of(recording: Any, t: Any, acc: Any, gyr: Any, mag: Any, quat: Any, c
         raise WrongType("a recording is expected: a path, a kavelin.Recording, or t, acc=, gyr=, mag=")
     if isinstance(recording, Recording):
         if choice:
-            names = ", ".join(one[2:].split("=")[0] for one in choice)
-            raise InvalidValue(f"{names}: the recording is in memory; give this where it is read")
+            said = ", ".join(one[2:].split("=")[0] for one in choice)
+            raise InvalidValue(f"{said}: the recording is in memory; give this where it is read")
         return recording._recording
     if isinstance(recording, (str, bytes, os.PathLike)):
         return path_text(recording, "recording")

@@ -1,3 +1,4 @@
+import os
 import zipfile
 
 import numpy as np
@@ -5,7 +6,7 @@ import pytest
 
 import kavelin
 
-SOURCE = __import__("os").environ["KAVELIN_SOURCE_DIR"]
+SOURCE = os.environ["KAVELIN_SOURCE_DIR"]
 
 
 def equal(one, other):
@@ -120,6 +121,12 @@ def test_what_cannot_be_read_is_refused_as_by_the_program(tmp_path, program):
         assert str(refusal.value) in said
     with pytest.raises(kavelin.MissingFile):
         kavelin.read(tmp_path / "no.csv")
+    odd = os.fsencode(tmp_path) + b"/\xff\xfe.csv"
+    with open(odd, "w") as file:
+        file.write("t,ax,ay,az\n0,1,2,3\n")
+    assert len(kavelin.read(odd)) == 1 and os.fsencode(kavelin.read(odd).name) == odd and "\ufffd" in repr(kavelin.read(odd))
+    with pytest.raises(kavelin.InvalidValue, match="NUL"):
+        kavelin.read("a\0b")
     with pytest.raises(kavelin.WrongType, match="path: a path is expected; this is float"):
         kavelin.read(1.5)
 
@@ -132,7 +139,7 @@ def test_a_simulation_has_the_numbers_of_the_programs(tmp_path, program):
                            rests=False)
     assert equal(rec, kavelin.read(tmp_path / "rec.csv")) and rec["quat"].value.shape == (len(rec), 4)
     assert "quat" not in kavelin.simulate(seconds=1, truth=False) and len(kavelin.simulate(rows=17)) == 17
-    for options, text in (({"seed": -1}, "--seed"), ({"rate": 0}, "rate"), ({"frobnicate": 1}, "--frobnicate"),
+    for options, text in (({"seed": -1}, "--seed"), ({"rate": 0}, "rate"), ({"frobnicate": 1}, "--frobnicate"), ({"help": 1}, "--help"),
                           ({"hard_iron": [1, 2]}, "three numbers")):
         with pytest.raises(kavelin.InvalidValue, match=text):
             kavelin.simulate(**options)
