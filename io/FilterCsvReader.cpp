@@ -38,6 +38,8 @@ public:
     ReadAhead& recording() { return *recording_; }
     const RecordingStatistics& statistics() const { return *statistics_; }
     const FaultCounts& counts() const { return counts_; }
+    /// Whether rows were sent, and more are to come.
+    bool isUnderWay() const { return !ended_ && statistics_ && statistics_->rows() > 0; }
 
     /// Whether there is a row to send; looks for it, and collects the faults before it. False also where an
     /// interruption ended the wait for it.
@@ -282,8 +284,16 @@ void FilterCsvReader::declare(const Channel& channel, bool asColumns) const {
     pin->setContent(content);
 }
 
-void FilterCsvReader::onColumns(const bool& asColumns) {
+/// The recording is opened again for its next row. In the middle of a run that would begin it again.
+void FilterCsvReader::change() {
+    if (!stale_ && !isInterrupted_ && stream_ && stream_->isUnderWay())
+        throw Poco::IllegalStateException("'" + getName() +
+                                          "' is in the middle of its recording, which would begin again");
     stale_ = true;
+}
+
+void FilterCsvReader::onColumns(const bool& asColumns) {
+    change();
     for (OutputPin<Matrix>* pin : {&acceleration_, &rate_, &field_, &attitude_}) {
         const Core::PinShape shape = pin->content().shape;
         if (asColumns ? shape.rows == 1 : shape.cols == 1) pin->setContent(asColumn(pin->content()));
@@ -292,7 +302,7 @@ void FilterCsvReader::onColumns(const bool& asColumns) {
 
 /// Looks into an existing file for its pins; a useless header may still be given a mapping.
 void FilterCsvReader::onFileName() {
-    stale_ = true;
+    change();
     const std::string path = fileName_.get();
     if (path.empty() || canBeReadOnlyOnce(path)) return;
     try {
@@ -307,14 +317,14 @@ void FilterCsvReader::onFileName() {
 }
 
 void FilterCsvReader::onMapping(const std::string& mapping) {
-    stale_ = true;
+    change();
     for (const MappingEntry& entry : parseMapping(mapping)) {
         if (entry.pin != "t") makePin(entry.pin);
     }
 }
 
 void FilterCsvReader::onUnits(const std::string& units) {
-    stale_ = true;
+    change();
     parseUnits(units);
 }
 
@@ -324,7 +334,7 @@ void FilterCsvReader::onDialect(const std::string& dialect) {
 }
 
 void FilterCsvReader::onAxes(const std::string& axes) {
-    stale_ = true;
+    change();
     parseAxes(axes);
 }
 

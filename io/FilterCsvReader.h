@@ -79,17 +79,18 @@ private:
     void announceOpening(std::function<void()> stop) const;
     OpenOptions options() const;
     bool isOpen() const;
+    void change();
     void sendRow(const Row& row);
     void declare(const Channel& channel, bool asColumns) const;
     void onFileName();
     void onColumns(const bool& asColumns);
     void onMapping(const std::string& mapping);
     void onUnits(const std::string& units);
-    void onText(const std::string&) { stale_ = true; }
+    void onText(const std::string&) { change(); }
     void onFormat(const std::string&) { onFileName(); }
     void onDialect(const std::string& dialect);
     void onAxes(const std::string& axes);
-    void onRate(const double&) { stale_ = true; }
+    void onRate(const double&) { change(); }
     OutputPin<Matrix>* pinCalled(const std::string& name) const;
     void makePin(const std::string& name);
 

@@ -173,6 +173,7 @@ void FuseRun::keepResult() {
 }
 
 void FuseRun::run(RoundGate* given, RunWatcher* watcher) {
+    recording().open();  // again, where its properties were written since
     if (!options_.saveLayout.empty()) builder_.save(options_.saveLayout);
     // Rows and the bar on one terminal would run into each other.
     const bool rowsAreSeen = options_.output == "-" && ::isatty(STDOUT_FILENO) == 1;

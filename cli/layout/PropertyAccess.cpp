@@ -3,8 +3,10 @@
 #include <Kavelin/Core/ErrorLog.h>
 #include <Kavelin/Core/FlowManager.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <locale>
 #include <sstream>
 
 #include "cli/CommandContext.h"
@@ -62,6 +64,46 @@ void requireType(const std::string& kind, const PropertyValue& value) {
     for (const Expectation& row : kExpectations)
         if (row.kind == kind && value.kind != Kind::text && !row.takes(value))
             throw UsageError(std::string("takes ") + row.expected + "; this is " + shown(value));
+}
+
+/// Whether a text is one value of type T with something behind it. What is no such value at all, the property refuses.
+template <class T>
+bool hasRest(const std::string& text) {
+    std::istringstream stream(text);
+    stream.imbue(std::locale::classic());
+    T value{};
+    return (stream >> value) && !(stream >> std::ws).eof();
+}
+
+bool hasAllElements(const std::string& text) {
+    std::istringstream stream(text);
+    stream.imbue(std::locale::classic());
+    Eigen::Index rows = 0, columns = 0;
+    if (!(stream >> rows >> columns)) return true;
+    Eigen::Index count = 0;
+    for (double element = 0.0; stream >> element;) ++count;
+    return stream.eof() && count == std::max(rows, Eigen::Index{0}) * std::max(columns, Eigen::Index{0});
+}
+
+/// A property reads the number at the front of a text and stops where it ends: "2,5" would be 2.
+/// Raises Poco::DataFormatException, as the property does for other texts, unless all of the text is the value.
+void requireWhole(const std::string& kind, const std::string& text) {
+    const bool isCut = (kind == "double" && hasRest<double>(text)) || (kind == "int" && hasRest<int>(text)) ||
+                       (kind == "unsigned int" && hasRest<unsigned>(text)) ||
+                       (kind == "bool" && hasRest<bool>(text));
+    if (isCut) throw Poco::DataFormatException("'" + text + "' is no " + kind);
+    if (kind == "matrix" && !hasAllElements(text))
+        throw Poco::DataFormatException(
+            "'" + text +
+            "' is no matrix: the rows, the columns, then each element are expected, as in 1 3 0 0 1");
+}
+
+/// Comparisons with the bounds let it pass.  @throws UsageError
+void requireInBounds(const Core::AbstractProperty& property, const PropertyValue& value) {
+    if (value.kind != Kind::number || !std::isnan(value.number)) return;
+    const Core::PropertyDescription range = property.describe();
+    if (range.minimum && range.maximum)
+        throw UsageError("takes a number from " + *range.minimum + " to " + *range.maximum + "; this is nan");
 }
 
 bool isFiniteOrText(const PropertyValue& value) {
@@ -137,6 +179,8 @@ void writeProperty(Core::AbstractProperty& property, const PropertyValue& given,
     if (kind == "command")
         throw UsageError(
             "is a command and has no value; \"commands\" or an action with \"command\" activates it");
+    if (value.kind == Kind::text) requireWhole(kind, value.text);
+    requireInBounds(property, value);
     if (!isFiniteOrText(value)) {
         if (value.kind == Kind::matrix)
             property.setAny(value.matrix);

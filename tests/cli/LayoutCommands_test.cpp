@@ -109,6 +109,10 @@ source "Rows": 1.5 ! 3:9: source (TestSource), "Rows": takes a whole number; thi
 source "Rows": 1e0
 scale "Gain": true ! 3:9: scale (TestScale), "Gain": takes a number; this is true
 scale "Gain": "much" ! 3:9: scale (TestScale), "Gain": 'much' is no double
+scale "Gain": "2,5" ! 3:9: scale (TestScale), "Gain": '2,5' is no double
+scale "Use": "0.5" ! 3:8: scale (TestScale), "Use": "0.5" is neither 1 (true) nor 0 (false)
+scale "Weights": "1 3 0 0" ! 3:12: scale (TestScale), "Weights": '1 3 0 0' is no matrix: the rows, the columns, then each element are expected, as in 1 3 0 0 1
+source "Rows": "nan" ! 3:9: source (TestSource), "Rows": 'nan' is no int
 scale "Count": -1 ! 3:10: scale (TestScale), "Count": takes a whole number from 0; this is -1
 scale "Mode": "fail" ! 3:9: scale (TestScale), "Mode": 'fail' is no label of 'Mode'; there are 'plain', 'fails', 'greedy'
 scale "Mode": 3 ! 3:9: scale (TestScale), "Mode": 3 is no index of a label, 0 to 2; labels: plain, fails, greedy
