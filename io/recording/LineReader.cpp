@@ -75,6 +75,7 @@ bool LineReader::fill() {
     end_ = pending;
     const std::size_t count = source_->read(block_.data() + end_, block_.size() - end_);
     end_ += count;
+    read_ += count;
     return count > 0;
 }
 

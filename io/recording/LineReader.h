@@ -34,6 +34,11 @@ public:
     /// What has been read after the line last returned. Valid as long as that line.
     std::string_view ahead() const { return {block_.data() + begin_, end_ - begin_}; }
 
+    /// Share of the bytes read so far that lies before the next line: 1 where nothing has been read ahead.
+    double usedShare() const {
+        return read_ == 0 ? 1.0 : 1.0 - static_cast<double>(end_ - begin_) / static_cast<double>(read_);
+    }
+
     /// Makes a waiting read, and all later ones, return the end. [any thread]
     void close() { source_->close(); }
 
@@ -53,7 +58,8 @@ private:
     std::vector<char> block_;
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
-    std::size_t feed_ = 0;  // no line feed lies between `begin_` and here
+    std::size_t feed_ = 0;    // no line feed lies between `begin_` and here
+    std::uint64_t read_ = 0;  // bytes, of the whole source
     std::uint64_t number_ = 0;
     bool terminated_ = true;
     std::vector<std::string> givenBack_;  // returned before anything else

@@ -38,6 +38,7 @@ void ReadAhead::fill(Batch& batch) {
     std::size_t rows = 0;
     batch.met.clear();
     batch.faults.clear();
+    batch.begin = reader_->consumed();
     do {
         const Next next = reader_->next();
         batch.met.push_back(next);
@@ -76,7 +77,10 @@ bool ReadAhead::takeBatch() {
 double ReadAhead::progress() const {
     const std::uint64_t total = reader_->total();
     if (total == 0) return std::numeric_limits<double>::quiet_NaN();
-    return static_cast<double>(taken_->consumed) / static_cast<double>(total);
+    const auto begin = static_cast<double>(taken_->begin), end = static_cast<double>(taken_->consumed);
+    const double share =
+        taken_->met.empty() ? 0.0 : static_cast<double>(met_) / static_cast<double>(taken_->met.size());
+    return (begin + share * (end - begin)) / static_cast<double>(total);
 }
 
 }  // namespace Kavelin::RecordingIO

@@ -56,7 +56,7 @@ private:
         std::vector<Next> met;
         std::vector<Row> rows;  // kept for their memory: of these as many as `met` has
         std::vector<FaultEntry> faults;
-        std::uint64_t consumed = 0;  // bytes of the file up to here
+        std::uint64_t begin = 0, consumed = 0;  // bytes of the file before it, and up to here
     };
 
     void run();

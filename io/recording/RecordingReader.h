@@ -43,7 +43,11 @@ public:
     const Row& row() const override { return rows_.row(); }
     Fault fault() const override { return fault_; }
     const std::string& message() const override { return message_; }
-    std::uint64_t consumed() const override { return lines_.source().consumed(); }
+    /// What was read ahead is not counted; of a compressed file about so.
+    std::uint64_t consumed() const override {
+        return static_cast<std::uint64_t>(lines_.usedShare() *
+                                          static_cast<double>(lines_.source().consumed()));
+    }
     std::uint64_t total() const override { return lines_.source().total(); }
 
     /// The sensors of the whole table, which is read to its end; empty where it does not tell sensors apart.

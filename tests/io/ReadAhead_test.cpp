@@ -26,6 +26,7 @@ TEST(ReadAhead, tellsRowsAndFaultsInTheOrderOfTheFile) {
         for (int i = 0; i < lines; ++i) {
             const auto next = ahead.next();
             ASSERT_EQ(next, i % 7 == 3 ? Next::kFault : Next::kRow);
+            EXPECT_NEAR(ahead.progress(), (i + 1.0) / lines, 0.05);  // not the share that was read
             if (next == Next::kFault) {
                 EXPECT_EQ(ahead.message(),
                           "r.csv:" + std::to_string(i + 2) + ": column 2 holds 'oops', which is no number");
