@@ -99,6 +99,7 @@ void ViewSession::runOnce() {
     try {
         viewed_->run(gate_, *this,
                      [this](const std::string& text, bool isError) { hub_.tell(isError, text); });
+        if (!std::isnan(share_.load())) share_ = 1.0;  // row by row it is told only as often as pages ask
     } catch (const std::exception& error) {
         context_.status = kDoneWithErrors;
         said(Core::exceptionMessage(error), true);
@@ -155,8 +156,7 @@ void ViewSession::rowBegins(const Core::LayoutManager& layout) {
             if (const double own = source->progress(); !(share <= own)) share = own;
         }
     }
-    // A short file is read whole before its first row is played: that says nothing.
-    share_.store(share < 1.0 ? share : kUnknown, std::memory_order_relaxed);
+    share_.store(share, std::memory_order_relaxed);
 }
 
 void ViewSession::failed(const Core::ProcessError& error, const std::string& line) {
