@@ -6,6 +6,7 @@
 #include <Kavelin/Core/Names.h>
 #include <Kavelin/Core/PropertyBag.h>
 #include <Kavelin/Core/Source.h>
+#include <Kavelin/Core/Synchronizer.h>
 #include <Poco/Exception.h>
 
 #include <algorithm>
@@ -423,8 +424,9 @@ LayoutFile LayoutBuilder::capture(const std::filesystem::path& folder) const {
     LayoutFile result = file_;
     for (LayoutEntry& layout : result.layouts) {
         for (FilterEntry& entry : layout.filters) {
-            const Core::Filter* filter = find(entry.name.text);
+            Core::Filter* filter = find(entry.name.text);
             if (filter == nullptr) continue;
+            const Core::Synchronizer::DisablerLocker locker(filter->getSynchronizer(), nullptr);
             entry.properties.clear();
             const Core::PropertyBag& bag = filter->getPropertyBag();
             for (const Core::SavedValue& saved : bag.save()) {

@@ -36,8 +36,9 @@ const char* nameOf(RoundGate::Mode mode) {
 
 }  // namespace
 
-WatchedLayout::WatchedLayout(const LayoutBuilder& built, std::string name)
+WatchedLayout::WatchedLayout(const LayoutBuilder& built, std::string name, std::string folder)
     : title(std::move(name)),
+      temporaryFolder(std::move(folder)),
       builder(built),
       filters(built.filters()),
       isLive(Cli::isLive(filters)),

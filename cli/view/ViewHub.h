@@ -22,9 +22,11 @@ namespace Kavelin::Cli {
 /// What runs, once it is built: everything of it that pages see and change.
 struct WatchedLayout {
     /// @param builder borrowed
-    WatchedLayout(const LayoutBuilder& builder, std::string title);
+    /// @param temporaryFolder as ViewedRun has it
+    WatchedLayout(const LayoutBuilder& builder, std::string title, std::string temporaryFolder = {});
 
     const std::string title;
+    const std::string temporaryFolder;
     const LayoutBuilder& builder;
     const std::vector<Core::Filter*> filters;
     const bool isLive;

@@ -245,7 +245,8 @@ void ViewServer::Inside::sendLayout(net::HTTPServerRequest& request, net::HTTPSe
         const ViewHub::Layout layout(hub_);
         if (!layout.get())
             return refuse(request, response, Status::HTTP_SERVICE_UNAVAILABLE, "nothing is built");
-        text = writeLayout(layout.get()->builder.capture({}));
+        // A file that goes with the program is named without its folder.
+        text = writeLayout(layout.get()->builder.capture(layout.get()->temporaryFolder));
     }
     response.set("Content-Disposition", "attachment; filename=\"layout.json\"");
     send(request, response, "application/json", text);

@@ -41,7 +41,7 @@ void ViewSession::install() {
     rows_ = 0;
     share_ = kUnknown;
     wantsShare_ = true;
-    hub_.install(std::make_unique<WatchedLayout>(viewed_->builder(), title_));
+    hub_.install(std::make_unique<WatchedLayout>(viewed_->builder(), title_, viewed_->temporaryFolder()));
 }
 
 void ViewSession::start() {

@@ -18,6 +18,8 @@ class ViewedRun {
 public:
     virtual ~ViewedRun() = default;
     virtual const LayoutBuilder& builder() const = 0;
+    /// The folder of files that go with the program; empty: none.
+    virtual std::string temporaryFolder() const { return {}; }
     /// Tells pages what the run reports in the end.
     using Tell = std::function<void(const std::string& text, bool isError)>;
     /// Runs to the end, reports, sets the exit status.

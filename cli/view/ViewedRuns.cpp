@@ -23,9 +23,13 @@ private:
 
 class ViewedFuseRun final : public ViewedRun {
 public:
-    ViewedFuseRun(const FuseOptions& options, CommandContext& context)
-        : context_(context), own_{context.in, context.out, report_}, run_(options, own_) {}
+    ViewedFuseRun(const FuseOptions& options, std::string folder, CommandContext& context)
+        : context_(context),
+          folder_(std::move(folder)),
+          own_{context.in, context.out, report_},
+          run_(options, own_) {}
     const LayoutBuilder& builder() const override { return run_.builder(); }
+    std::string temporaryFolder() const override { return folder_; }
     void run(RoundGate& gate, RunWatcher& watcher, const Tell& tell) override {
         run_.run(&gate, &watcher);
         context_.status = std::max(context_.status, own_.status);
@@ -39,6 +43,7 @@ public:
 
 private:
     CommandContext& context_;
+    const std::string folder_;
     std::stringstream report_;
     CommandContext own_;
     FuseRun run_;
@@ -64,7 +69,7 @@ ViewSession::Maker makeFuseRuns(FuseOptions options, const std::string& output, 
             folder->path() + "/" + (stem.empty() || stem == "-" ? "recording" : stem) + "-orientation.csv";
     }
     return [options = std::move(options), folder, &context] {
-        return std::make_unique<ViewedFuseRun>(options, context);
+        return std::make_unique<ViewedFuseRun>(options, folder ? folder->path() : "", context);
     };
 }
 
