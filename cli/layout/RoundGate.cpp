@@ -78,7 +78,6 @@ void RoundGate::begin() {
     last_.store(std::numeric_limits<double>::quiet_NaN());
     anchor_.reset();
     pausedAt_.reset();
-    steps_ = 0;
     steppedTo_.reset();
     lag_ = 0.0;
     haveChanged();
@@ -87,6 +86,7 @@ void RoundGate::begin() {
 void RoundGate::end() {
     const std::lock_guard lock(mutex_);
     hasEnded_ = true;
+    steps_ = 0;
 }
 
 void RoundGate::stop() {

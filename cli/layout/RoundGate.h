@@ -62,7 +62,7 @@ public:
     State state() const;
 
     // For the run
-    /// A run begins: as constructed, but for pace and pause.
+    /// A run begins: as constructed, but for pace, pause and the steps asked for since the last one ended.
     void begin();
     void end();
     /// Waits until a round of time stamp `t` may go, or `stop`. [layouts' threads]

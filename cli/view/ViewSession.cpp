@@ -41,6 +41,7 @@ void ViewSession::install() {
     rows_ = 0;
     share_ = kUnknown;
     wantsShare_ = true;
+    gate_.begin();  // what pages ask for from now on is meant for the run to come
     hub_.install(std::make_unique<WatchedLayout>(viewed_->builder(), title_, viewed_->temporaryFolder()));
 }
 
