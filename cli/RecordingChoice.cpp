@@ -34,6 +34,14 @@ void addRecordingOptions(CLI::App& command, RecordingChoice& choice) {
         .add_option("--units", choice.units, "Units that the header does not give: \"3a=g, 3g=deg/s, t=ms\"")
         ->group(group);
     command
+        .add_option(
+            "--time", choice.time,
+            "Where the time of a row comes from: its columns (recording), or the moment at which it comes "
+            "(arrival), of a live stream")
+        ->check(CLI::IsMember({"recording", "arrival"}).description(""))
+        ->type_name("recording|arrival")
+        ->group(group);
+    command
         .add_option("--rate", choice.rate,
                     "Rows a second: of a recording without time stamps; a result of one with time stamps is "
                     "resampled, as by --output-rate")
@@ -47,6 +55,7 @@ RecordingIO::OpenOptions openOptions(const RecordingChoice& choice) {
     open.format = choice.format;
     open.mapping = choice.mapping;
     open.rate = choice.rate;
+    open.isByArrival = choice.time == "arrival";
     open.dialect = RecordingIO::parseDialect(choice.dialect);
     return open;
 }

@@ -16,6 +16,7 @@ struct RecordingChoice {
     std::string sensor;   ///< of several in the recording; empty: it holds one
     std::string dialect;  ///< "separator=semicolon, ..."; what it does not say is found out
     std::string axes;     ///< "y,-x,z; 3m = ..."
+    std::string time;     ///< "recording", "arrival"; empty: the recording's
     std::string mapping;
     std::string units;
     double rate = 0.0;

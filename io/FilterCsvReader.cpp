@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "io/files/ByteSource.h"
+#include "io/files/LiveAddress.h"
 #include "io/recording/ColumnNames.h"
 #include "io/recording/ReadAhead.h"
 #include "io/recording/Text.h"
@@ -165,6 +166,11 @@ void FilterCsvReader::checkRun() {
     if (!canBeReadOnlyOnce(fileName_.get())) open();
 }
 
+/// What cannot be opened is said before the run.
+void FilterCsvReader::prepareRun() {
+    if (stale_ && !opener_ && isLiveAddress(fileName_.get())) prepared_ = openSource(fileName_.get(), notes_);
+}
+
 std::optional<double> FilterCsvReader::firstTime() const {
     if (!isOpen() || stale_ || stream_->recording().mayWait() || !stream_->hasRow()) return std::nullopt;
     return stream_->row().time();
@@ -184,7 +190,12 @@ std::vector<std::string> FilterCsvReader::runNotes() const {
     if (const std::uint64_t lost = stream_->statistics().lost(); lost > 0)
         decisions.push_back(counted(lost, "packet") + " lost");
     if (!decisions.empty()) notes.insert(notes.begin(), "read as: " + listed(decisions, decisions.size()));
+    for (const std::string& event : notes_->summary()) notes.push_back(event);
     return notes;
+}
+
+void FilterCsvReader::setListener(std::function<void(const std::string&)> listener) {
+    notes_->setListener(std::move(listener));
 }
 
 bool FilterCsvReader::isOpen() const { return stream_ && stream_->isUsable(); }
@@ -243,10 +254,15 @@ void FilterCsvReader::openStream() const {
 }
 
 std::unique_ptr<RowReader> FilterCsvReader::openReader() const {
-    if (opener_) return opener_(options());
+    const OpenOptions options = this->options();
+    if (opener_ && options.isByArrival)
+        throw Poco::DataFormatException(
+            "what lies in memory does not arrive: its rows have times, or a Rate");
+    if (opener_) return opener_(options);
     // How to break the wait for the header is told before it begins.
-    return openRecording(fileName_.get(), options(),
-                         [this](std::function<void()> stop) { announceOpening(std::move(stop)); });
+    const auto announce = [this](std::function<void()> stop) { announceOpening(std::move(stop)); };
+    if (prepared_) return RecordingIO::openStream(std::move(prepared_), fileName_.get(), options, announce);
+    return openRecording(fileName_.get(), options, announce);
 }
 
 void FilterCsvReader::announceOpening(std::function<void()> stop) const {
@@ -266,6 +282,8 @@ OpenOptions FilterCsvReader::options() const {
     options.sensor = sensor_.get();
     options.dialect = parseDialect(dialect_.get());
     options.axes = parseAxes(axes_.get());
+    options.isByArrival = time_.get() == 1;
+    options.notes = notes_;
     return options;
 }
 
@@ -304,6 +322,8 @@ void FilterCsvReader::onColumns(const bool& asColumns) {
 void FilterCsvReader::onFileName() {
     change();
     const std::string path = fileName_.get();
+    prepared_.reset();
+    liveAddress(path);  // refuses one that cannot be read
     if (path.empty() || canBeReadOnlyOnce(path)) return;
     try {
         const std::unique_ptr<RowReader> reader = openRecording(path, options());

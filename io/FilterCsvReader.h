@@ -17,6 +17,7 @@
 
 namespace Kavelin::RecordingIO {
 
+using OrientationInternal::EnumProperty;
 using OrientationInternal::FileNameProperty;
 using OrientationInternal::Filter;
 using OrientationInternal::handler;
@@ -51,9 +52,11 @@ public:
     void resume() override;                 // [any thread]
     double progress() const override;       // [layout thread]
     void checkRun() override;               // opens the file, unless it might wait or can be read only once
+    void prepareRun() override;             // binds, connects or opens a live stream
     std::optional<double> firstTime() const override;
     std::vector<std::string> runErrors() const override;
     std::vector<std::string> runNotes() const override;
+    void setListener(std::function<void(const std::string&)> listener) override;
 
     void setRecording(RecordingOpener opener) override;
     void open() override;
@@ -91,6 +94,7 @@ private:
     void onDialect(const std::string& dialect);
     void onAxes(const std::string& axes);
     void onRate(const double&) { change(); }
+    void onTime(const int&) { change(); }
     OutputPin<Matrix>* pinCalled(const std::string& name) const;
     void makePin(const std::string& name);
 
@@ -112,14 +116,19 @@ private:
                                    this,
                                    {.minimum = 0.0, .maximum = 1e6, .step = 0.0, .value = 0.0, .unit = "Hz"},
                                    handler(this, &FilterCsvReader::onRate)};
+    // Where a row's time comes from: the recording, or the clock of this machine.
+    EnumProperty<std::string> time_{
+        "Time", this, {"recording", "arrival"}, 0, handler(this, &FilterCsvReader::onTime)};
     ValueProperty<std::string> repeat_{"Repeat", this, "", handler(this, &FilterCsvReader::onText)};
     ValueProperty<std::string> together_{"Together", this, "", handler(this, &FilterCsvReader::onText)};
 
     std::vector<std::unique_ptr<OutputPin<Matrix>>> otherPins_;
-    RecordingOpener opener_;           // empty: of a file
-    mutable bool stale_ = true;        // the properties changed since the file was opened
-    mutable std::vector<Lane> lanes_;  // by channel
-    mutable std::mutex streamMutex_;   // held to replace the stream, and by code outside the layout's thread
+    const std::shared_ptr<LiveNotes> notes_ = std::make_shared<LiveNotes>();
+    mutable std::unique_ptr<ByteSource> prepared_;  // a live stream, from before the run to its first row
+    RecordingOpener opener_;                        // empty: of a file
+    mutable bool stale_ = true;                     // the properties changed since the file was opened
+    mutable std::vector<Lane> lanes_;               // by channel
+    mutable std::mutex streamMutex_;  // held to replace the stream, and by code outside the layout's thread
     mutable std::unique_ptr<Stream> stream_;
     mutable std::function<void()> stopOpening_;  // set while waiting for a header; guarded by streamMutex_
     bool isInterrupted_ = false;

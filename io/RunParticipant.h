@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -40,6 +41,12 @@ public:
 
     /// One sentence for each thing in the data that needs a person's attention. [as resultFile]
     virtual std::vector<std::string> runNotes() const { return {}; }
+
+    /// Hears at once what a person should know while the run goes on, such as a connection that is lost; what was
+    /// told before anybody listened is told now.  @param listener called in any thread; empty: nobody
+    virtual void setListener(std::function<void(const std::string& note)> listener) {
+        static_cast<void>(listener);
+    }
 };
 
 }  // namespace Kavelin::RecordingIO

@@ -7,6 +7,7 @@
 
 #include "cli/CommandContext.h"
 #include "io/files/FileTree.h"
+#include "io/files/LiveAddress.h"
 #include "io/formats/OpenRecording.h"
 #include "io/recording/Text.h"
 
@@ -86,10 +87,12 @@ bool isFolderOfRecordings(const std::string& path) { return isFolder(path) && !i
 std::vector<std::string> recordingsIn(const std::string& path) {
     std::error_code unknown;
     const fs::file_status status = fs::status(path, unknown);
-    if (path == "-" || (fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status))) {
-        throw UsageError("'" + RecordingIO::printable(path) +
-                         "' can be read only once: standard input, a pipe or a device is a run of its own, "
-                         "not one of several recordings, and its result a file, not a folder");
+    if (path == "-" || RecordingIO::isLiveAddress(path) ||
+        (fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status))) {
+        throw UsageError(
+            "'" + RecordingIO::printable(path) +
+            "' can be read only once: standard input, a pipe, an address or a device is a run of its own, "
+            "not one of several recordings, and its result a file, not a folder");
     }
     if (!isFolderOfRecordings(path)) return {path};
     std::error_code unreadable;

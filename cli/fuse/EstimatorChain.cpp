@@ -29,6 +29,7 @@ void EstimatorChain::addRecording(const ChainNames& chain, const std::string& pa
     set(recording, "Axes", options_.axes, "--axes \"" + options_.axes + "\"");
     set(recording, "Mapping", options_.mapping, "--map \"" + options_.mapping + "\"");
     set(recording, "Units", options_.units, "--units \"" + options_.units + "\"");
+    if (options_.time == "arrival") set(recording, "Time", "arrival", "--time arrival");
     if (options_.rate > 0.0) set(recording, "Rate", numberText(options_.rate), "--rate");
     // An incomplete pair would be completed from the next row.
     set(recording, "Together", estimator_.pinsTakenTogether());

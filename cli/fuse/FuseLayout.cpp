@@ -41,7 +41,7 @@ const char* const kAlignmentLabels[] = {"none", "heading", "start"};
 double resultRate(const FuseOptions& options, const Schema& schema) {
     const bool countsPackets =
         schema.timeKind == RecordingIO::TableForm::Time::Kind::kCounter && schema.counterStep > 0.0;
-    const bool hasStamps = schema.timeColumn && !countsPackets;
+    const bool hasStamps = (schema.timeColumn || schema.isByArrival) && !countsPackets;
     if (hasStamps && options.rate > 0.0 && options.outputRate > 0.0)
         throw UsageError(
             "the recording has time stamps, so --rate and --output-rate both say the rate of the "

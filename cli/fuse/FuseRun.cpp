@@ -49,6 +49,11 @@ void FuseRun::build() {
     requireNoMistake(mistakes_);
     if (options_.memory.recording) recording().setRecording(options_.memory.recording);
     requirePaceable(options_.pace, flow_);
+    if (!options_.quiet) {
+        part<RecordingIO::RunParticipant>("recording").setListener([this](const std::string& note) {
+            context_.err << "kavelin: " << note << std::endl;
+        });
+    }
     recording().open();
     const RecordingIO::Schema& schema = *recording().schema();
     requireSensors(schema, estimator_, options_.type, options_.recording);

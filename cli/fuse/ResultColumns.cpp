@@ -6,6 +6,7 @@
 #include <cctype>
 #include <filesystem>
 
+#include "io/files/LiveAddress.h"
 #include "io/recording/TableWriter.h"
 
 namespace Kavelin::Cli {
@@ -23,7 +24,7 @@ std::string sensorName(const std::string& recording) {
                c != '-' && c != '_';
     };
     std::replace_if(name.begin(), name.end(), isOdd, '_');
-    return recording == "-" || name.empty() ? "imu" : name;
+    return recording == "-" || RecordingIO::isLiveAddress(recording) || name.empty() ? "imu" : name;
 }
 
 std::string entry(const std::string& pin, const std::vector<std::string>& names) {

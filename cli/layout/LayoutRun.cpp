@@ -78,6 +78,7 @@ void LayoutRun::drive() {
     }
     prepareLanes();
     shareSchedules();
+    listen(true);
     runAll();
     for (Lane& lane : lanes_) {
         lane.layout->setRoundHook({});
@@ -86,6 +87,7 @@ void LayoutRun::drive() {
     finishStreams();
     performOverdue();
     complete();
+    listen(false);
     if (options_.gate) options_.gate->end();
 }
 
@@ -134,6 +136,16 @@ void LayoutRun::tellFailure(const Core::ProcessError& error) {
         options_.watcher->failed(error, text);
     else
         say(text, true);
+}
+
+/// What filters tell while the run goes on.
+void LayoutRun::listen(bool listens) {
+    each<RunParticipant>(flow_, [&](const Core::Filter&, RunParticipant& one) {
+        if (listens && !options_.quiet)
+            one.setListener([this](const std::string& note) { say(note); });
+        else
+            one.setListener({});
+    });
 }
 
 /// A source that waits for a live stream cannot check whether it should stop.

@@ -91,6 +91,7 @@ private:
     Lane* laneOf(const ActionEntry& action);
     void hook(Lane& lane);
     void interruptSources();
+    void listen(bool listens);
     void beforeRound(Lane& lane, double t);
     void endBefore(const Lane& lane);
     void passGate(double t);

@@ -12,6 +12,7 @@
 #include "cli/CommandContext.h"
 #include "cli/JsonForms.h"
 #include "cli/layout/NearestNames.h"
+#include "io/files/LiveAddress.h"
 
 namespace Kavelin::Cli {
 
@@ -137,7 +138,8 @@ std::string expandAll(const std::string& text) {
 
 std::string placedFileName(const std::string& text, const std::filesystem::path& folder) {
     const std::string expanded = expandAll(text);
-    const bool stays = expanded.empty() || expanded == "-" || folder.empty() || expanded.front() == '/';
+    const bool stays = expanded.empty() || expanded == "-" || RecordingIO::isLiveAddress(expanded) ||
+                       folder.empty() || expanded.front() == '/';
     return stays ? text : (folder / text).string();
 }
 

@@ -2,19 +2,20 @@
 
 #include <Poco/Exception.h>
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <optional>
 
+#include "io/files/Descriptor.h"
 #include "io/files/ForeignFormat.h"
+#include "io/files/LiveSource.h"
 #include "io/files/Utf16Source.h"
 
 namespace Kavelin::RecordingIO {
@@ -23,35 +24,21 @@ namespace {
 
 std::string reason(int error) { return std::strerror(error); }
 
-/// Owns a descriptor; closes it unless it is standard input.
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (fd_ > STDIN_FILENO) ::close(fd_);
-    }
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
-
 /// Bytes as they stand in the file.
 class FileSource : public ByteSource {
 public:
     /// @param mayWait whether reading may have to wait for another program: for a pipe, a terminal, a socket.
     FileSource(int fd, std::string path, std::uint64_t total, bool mayWait)
         : descriptor_(fd), path_(std::move(path)), total_(total) {
-        if (mayWait) closed_ = std::make_shared<Descriptor>(::eventfd(0, EFD_CLOEXEC));
+        if (mayWait) closed_ = std::make_shared<CloseEvent>();
     }
 
     std::size_t read(char* into, std::size_t size) override {
         for (;;) {
-            if (closed_ && waitIsOver()) return 0;
+            if (closed_ && closed_->await(descriptor_.get(), POLLIN) == CloseEvent::Came::kClose) return 0;
             const ::ssize_t count = ::read(descriptor_.get(), into, size);
             if (count >= 0) {
+                if (closed_) arrival_ = steadySeconds();
                 consumed_ += static_cast<std::uint64_t>(count);
                 return static_cast<std::size_t>(count);
             }
@@ -61,29 +48,20 @@ public:
 
     std::function<void()> closer() override {
         if (!closed_) return {};
-        return [closed = closed_] {
-            const std::uint64_t one = 1;
-            if (::write(closed->get(), &one, sizeof one) < 0) return;  // it has been closed before
-        };
+        return [closed = closed_] { closed->set(); };
     }
     bool mayWait() const override { return closed_ != nullptr; }
+    double arrival() const override { return arrival_; }
     std::uint64_t consumed() const override { return consumed_; }
     std::uint64_t total() const override { return total_; }
 
 private:
-    /// Waits for bytes.  @return whether it was closed instead.
-    bool waitIsOver() const {
-        ::pollfd events[] = {{closed_->get(), POLLIN, 0}, {descriptor_.get(), POLLIN, 0}};
-        while (::poll(events, 2, -1) < 0 && errno == EINTR) {
-        }
-        return events[0].revents != 0;
-    }
-
     Descriptor descriptor_;
     std::string path_;
     std::uint64_t total_;
     std::uint64_t consumed_ = 0;
-    std::shared_ptr<const Descriptor> closed_;  // an event; null where nothing waits
+    double arrival_ = 0.0;
+    std::shared_ptr<const CloseEvent> closed_;  // null where nothing waits
 };
 
 /// The decompressed bytes of a gzip file, of one member or of several in a row.
@@ -178,6 +156,7 @@ public:
 
     std::function<void()> closer() override { return file_->closer(); }
     bool mayWait() const override { return file_->mayWait(); }
+    double arrival() const override { return file_->arrival(); }
     std::uint64_t consumed() const override { return file_->consumed(); }
     std::uint64_t total() const override { return file_->total(); }
 
@@ -246,9 +225,39 @@ int openWithoutWaiting(const std::string& path) {
     return fd;
 }
 
+bool isTerminalOfThisProgram(const struct ::stat& device) {
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        struct ::stat own {};
+        if (::isatty(fd) == 1 && ::fstat(fd, &own) == 0 && own.st_rdev == device.st_rdev) return true;
+    }
+    return false;
+}
+
+/// Told by its name, as some devices restart a board when they are opened.
+bool isSerialDevice(const std::string& path) {
+    struct ::stat status {};
+    if (::stat(path.c_str(), &status) != 0 || !S_ISCHR(status.st_mode)) return false;
+    std::error_code unknown;
+    const std::string name = std::filesystem::canonical(path, unknown).string();
+    const bool isNamedSo = (name.starts_with("/dev/tty") && name != "/dev/tty") ||
+                           name.starts_with("/dev/pts/") || name.starts_with("/dev/rfcomm");
+    return isNamedSo && !isTerminalOfThisProgram(status);
+}
+
 }  // namespace
 
-std::unique_ptr<ByteSource> openSource(const std::string& path) { return recognised(openBytes(path), path); }
+double steadySeconds() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+std::unique_ptr<ByteSource> openSource(const std::string& path, std::shared_ptr<LiveNotes> notes) {
+    std::optional<LiveAddress> address = liveAddress(path);
+    if (!address && isSerialDevice(path))
+        address = LiveAddress{.kind = LiveAddress::Kind::kSerial, .device = path};
+    if (!address) return recognised(openBytes(path), path);
+    if (!notes) notes = std::make_shared<LiveNotes>();
+    return liveSource(openPort(*address, *notes), notes);
+}
 
 std::unique_ptr<ByteSource> recognised(std::unique_ptr<ByteSource> bytes, const std::string& path) {
     return std::make_unique<RecognisedSource>(std::move(bytes), path);
@@ -259,7 +268,10 @@ std::unique_ptr<ByteSource> openBytes(const std::string& path) {
         return std::make_unique<FileSource>(STDIN_FILENO, "standard input", 0, isLiveStream(path));
     }
     const int fd = openWithoutWaiting(path);
-    if (fd < 0 && errno == ENOENT) throw Poco::FileNotFoundException("no file '" + path + "'");
+    if (fd < 0 && errno == ENOENT) {
+        const std::string devices = path.starts_with("/dev/") ? serialDevicesText() : "";
+        throw Poco::FileNotFoundException("no file '" + path + "'" + devices);
+    }
     if (fd < 0) throw Poco::OpenFileException("cannot open '" + path + "'", reason(errno));
     struct ::stat status {};
     const bool known = ::fstat(fd, &status) == 0;
@@ -288,8 +300,8 @@ bool canBeReadOnlyOnce(const std::string& path) {
     namespace fs = std::filesystem;
     std::error_code ignored;
     const fs::file_type type = fs::status(path, ignored).type();
-    return path == "-" || type == fs::file_type::fifo || type == fs::file_type::character ||
-           type == fs::file_type::socket;
+    return path == "-" || isLiveAddress(path) || type == fs::file_type::fifo ||
+           type == fs::file_type::character || type == fs::file_type::socket;
 }
 
 bool isLiveStream(const std::string& path) {

@@ -6,6 +6,8 @@ const std::vector<Format>& formats() {
     static const std::vector<Format> all = {
         {"ximu3_folder", "x-IMU3: a folder a device, with Inertial.csv, Magnetometer.csv, Quaternion.csv",
          &planXimu3Folder},
+        {"ximu3_ascii", "x-IMU3: its text messages, as they come from the unit or from a file of them",
+         &planXimu3Ascii},
         {"ngimu_folder", "NGIMU: a folder with sensors.csv and quaternion.csv", &planNgimuFolder},
         {"xsens_mt_txt", "Xsens MT Manager: text export, or a folder with one for each device",
          &planXsensMtTxt},

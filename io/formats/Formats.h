@@ -7,6 +7,7 @@ namespace Kavelin::RecordingIO {
 // One function a format, each in a file of its own; Formats.cpp has their names and titles.
 std::optional<RecordingPlan> planNgimuFolder(const Sighting& sighting);
 std::optional<RecordingPlan> planXimu3Folder(const Sighting& sighting);
+std::optional<RecordingPlan> planXimu3Ascii(const Sighting& sighting);
 std::optional<RecordingPlan> planPhyphox(const Sighting& sighting);
 std::optional<RecordingPlan> planSensorLogger(const Sighting& sighting);
 std::optional<RecordingPlan> planOpensimSto(const Sighting& sighting);

@@ -4,9 +4,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "io/files/FileTree.h"
 #include "io/formats/Format.h"
+#include "io/formats/MessageReader.h"
 #include "io/formats/SensorNames.h"
 #include "io/formats/TranslatedSource.h"
 #include "io/recording/MergedReader.h"
@@ -17,6 +19,7 @@ namespace Kavelin::RecordingIO {
 namespace {
 
 const char* const kTable = "table";
+const char* const kMessages = "ximu3_ascii";
 
 std::string formatNames() {
     std::string names = kTable;
@@ -129,7 +132,10 @@ std::unique_ptr<RowReader> openPlan(const std::string& path, const FileTree& tre
         const std::string own = mappingFor(table.form.columns, mapping);
         if (sensor.tables.size() > 1 && !table.arrays && isInOneOf(sensor.tables, mapping))
             options.mapping = own;
-        if (table.arrays) {
+        if (table.holdsMessages) {
+            readers.push_back(
+                std::make_unique<MessageReader>(tree.open(table.file), tree.pathOf(table.file), options));
+        } else if (table.arrays) {
             readers.push_back(std::make_unique<ArrayReader>(tree.pathOf(table.file), table.arrays, options));
         } else {
             readers.push_back(openTable(tree, table, options));
@@ -159,15 +165,103 @@ std::unique_ptr<RecordingReader> openSingle(const FileTree& tree, const std::str
                                     listed(names, 8) + ". Name one of them, or see kavelin formats");
 }
 
+/// A stream whose first lines have been looked at; they come again.
+class SightedSource : public ByteSource {
+public:
+    explicit SightedSource(std::unique_ptr<ByteSource> source) : source_(std::move(source)) {}
+
+    /// The next line of those that are looked at; waits for it.  @return false where there is none
+    bool sight(std::string& line) {
+        std::size_t feed = 0;
+        while ((feed = bytes_.find('\n', seen_)) == std::string::npos) {
+            if (bytes_.size() > LineReader::kBlockSize || failure_ || !readOn()) return false;
+        }
+        line = bytes_.substr(seen_, feed - seen_);
+        if (line.ends_with('\r')) line.pop_back();
+        seen_ = feed + 1;
+        return true;
+    }
+
+    std::size_t read(char* into, std::size_t size) override {
+        if (given_ == bytes_.size()) {
+            if (failure_) failure_->rethrow();
+            return source_->read(into, size);
+        }
+        const std::size_t count = bytes_.copy(into, size, given_);
+        given_ += count;
+        return count;
+    }
+    std::function<void()> closer() override { return source_->closer(); }
+    bool mayWait() const override { return source_->mayWait(); }
+    double arrival() const override { return source_->arrival(); }
+    LiveStream* live() override { return source_->live(); }
+    std::uint64_t consumed() const override { return source_->consumed(); }
+    std::uint64_t total() const override { return source_->total(); }
+
+private:
+    bool readOn() {
+        const std::size_t before = bytes_.size();
+        bytes_.resize(before + kSightBytes);
+        std::size_t count = 0;
+        try {
+            count = source_->read(bytes_.data() + before, kSightBytes);
+        } catch (const Poco::Exception& failure) {
+            failure_.reset(failure.clone());  // raised where it is read
+        }
+        bytes_.resize(before + count);
+        return count > 0;
+    }
+
+    static constexpr std::size_t kSightBytes = std::size_t{1} << 16;
+    std::unique_ptr<ByteSource> source_;
+    std::string bytes_;
+    std::size_t seen_ = 0, given_ = 0;
+    std::unique_ptr<Poco::Exception> failure_;
+};
+
+/// Whether a stream is read as messages: where the format is not said, its first whole line tells.
+bool isOfMessages(SightedSource& source, const std::string& format) {
+    if (format == kMessages) return true;
+    if (format == kTable) return false;
+    if (!format.empty())
+        throw Poco::DataFormatException("a stream is a table or of the format " + std::string(kMessages) +
+                                        ", not '" + format + "'");
+    std::string line;
+    bool isRestOfLine = source.live() && source.live()->beginsMidLine();
+    while (source.sight(line)) {
+        if (MessageReader::isMessage(line)) return true;
+        if (!MessageReader::isBetweenMessages(line) && !std::exchange(isRestOfLine, false)) return false;
+    }
+    return false;
+}
+
+[[noreturn]] void refuseArrival(const std::string& name) {
+    throw Poco::DataFormatException(
+        name +
+        ": a file does not arrive: the time of arrival is that of a live stream. Where the rows have no time "
+        "stamps, give their rate with --rate HZ, or the property Rate");
+}
+
 }  // namespace
+
+std::unique_ptr<RowReader> openStream(std::unique_ptr<ByteSource> source, const std::string& path,
+                                      const OpenOptions& options,
+                                      const std::function<void(std::function<void()>)>& announce) {
+    const std::string name = RecordingReader::nameOf(path);
+    if (options.isByArrival && !source->mayWait()) refuseArrival(name);
+    if (announce) announce(source->closer());
+    const LiveStream* const live = source->live();
+    const std::size_t longest = live ? live->longestLine() : LineReader::kBlockSize;
+    auto sighted = std::make_unique<SightedSource>(std::move(source));
+    if (isOfMessages(*sighted, options.format))
+        return std::make_unique<MessageReader>(std::move(sighted), name, options, longest);
+    return std::make_unique<RecordingReader>(std::move(sighted), name, options, longest);
+}
 
 std::unique_ptr<RowReader> openRecording(const std::string& path, const OpenOptions& options,
                                          const std::function<void(std::function<void()>)>& announce) {
-    if (canBeReadOnlyOnce(path)) {
-        std::unique_ptr<ByteSource> source = openSource(path);
-        if (announce) announce(source->closer());
-        return std::make_unique<RecordingReader>(std::move(source), RecordingReader::nameOf(path), options);
-    }
+    if (canBeReadOnlyOnce(path)) return openStream(openSource(path, options.notes), path, options, announce);
+    if (options.isByArrival) refuseArrival(path);
     return openRecording(*FileTree::at(path), path, options);
 }
 

@@ -13,6 +13,8 @@ namespace Kavelin::RecordingIO {
 struct OpenOptions : ReaderOptions {
     /// Name of a format; "table": a single table, whatever it looks like; empty: found out.
     std::string format;
+    /// What a live stream tells while it is read; null: nobody listens.
+    std::shared_ptr<LiveNotes> notes;
 };
 
 /// Opens a recording: a file, a folder or a zip archive, "-" for standard input. Its format is found out, and
@@ -22,6 +24,11 @@ struct OpenOptions : ReaderOptions {
 /// Poco::DataFormatException for what cannot be used, with file and line where there is one.
 std::unique_ptr<RowReader> openRecording(const std::string& path, const OpenOptions& options,
                                          const std::function<void(std::function<void()>)>& announce = {});
+
+/// The same of a live stream, or of what else can be read only once, that openSource has opened.
+std::unique_ptr<RowReader> openStream(std::unique_ptr<ByteSource> source, const std::string& path,
+                                      const OpenOptions& options,
+                                      const std::function<void(std::function<void()>)>& announce = {});
 
 /// Names of the sensors of a recording; empty where it holds one.  Raises as openRecording.
 std::vector<std::string> sensorsOf(const std::string& path, const OpenOptions& options);

@@ -13,8 +13,9 @@ namespace Kavelin::RecordingIO {
 struct TablePlan {
     std::string file;  ///< within the tree
     TableForm form;
-    char alsoSeparates = '\0';                 ///< another character that separates its cells
-    std::shared_ptr<const ArrayTable> arrays;  ///< what a file that is no text holds; null for text
+    char alsoSeparates = '\0';   ///< another character that separates its cells
+    bool holdsMessages = false;  ///< its lines are messages of several kinds, see MessageReader
+    std::shared_ptr<const ArrayTable> arrays = {};  ///< what a file that is no text holds; null for text
 };
 
 /// One sensor of a recording: its tables are read side by side, each with its own time stamps.

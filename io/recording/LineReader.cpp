@@ -2,6 +2,7 @@
 
 #include <Poco/Exception.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -29,6 +30,11 @@ bool LineReader::next(std::string_view& line) {
     terminated_ = true;
     take(line, feed_, feed_ + 1);
     return true;
+}
+
+std::size_t LineReader::feedsAhead() const {
+    const std::string_view text = ahead();
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
 bool LineReader::hasLine() {
@@ -76,6 +82,7 @@ bool LineReader::fill() {
     const std::size_t count = source_->read(block_.data() + end_, block_.size() - end_);
     end_ += count;
     read_ += count;
+    ++reads_;
     return count > 0;
 }
 

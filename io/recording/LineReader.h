@@ -47,6 +47,11 @@ public:
     /// False when the line last returned ended with the file and not with a line feed.
     bool wasTerminated() const { return terminated_; }
     const ByteSource& source() const { return *source_; }
+    ByteSource& source() { return *source_; }
+    /// How often the source was read.
+    std::uint64_t reads() const { return reads_; }
+    /// How many line feeds stand in what has been read after the line last returned.
+    std::size_t feedsAhead() const;
 
 private:
     bool fill();
@@ -61,6 +66,7 @@ private:
     std::size_t feed_ = 0;    // no line feed lies between `begin_` and here
     std::uint64_t read_ = 0;  // bytes, of the whole source
     std::uint64_t number_ = 0;
+    std::uint64_t reads_ = 0;
     bool terminated_ = true;
     std::vector<std::string> givenBack_;  // returned before anything else
     std::size_t nextGiven_ = 0;

@@ -23,7 +23,7 @@ MergedReader::MergedReader(std::string name, std::vector<std::unique_ptr<RowRead
     for (std::unique_ptr<RowReader>& reader : readers) {
         Source& source = sources_.emplace_back();
         source.reader = std::move(reader);
-        addChannels(source, sources_.size() - 1);
+        addChannels(source);
     }
     std::vector<std::string> understood;
     for (const Source& source : sources_) {
@@ -41,7 +41,8 @@ MergedReader::MergedReader(std::string name, std::vector<std::unique_ptr<RowRead
     schema_.isTimeUnitDeclared = true;
 }
 
-void MergedReader::addChannels(Source& source, std::size_t clock) {
+void MergedReader::addChannels(Source& source) {
+    const std::size_t firstClock = clocks_++;
     for (const Channel& channel : source.reader->schema().channels) {
         if (schema_.find(channel.pin)) {
             source.slots.push_back(kLeftOut);
@@ -53,7 +54,8 @@ void MergedReader::addChannels(Source& source, std::size_t clock) {
         row_.slots_.push_back({.offset = row_.elements_.size()});
         row_.elements_.resize(row_.elements_.size() + channel.size());
         schema_.channels.push_back(channel);
-        schema_.channels.back().clock = clock;
+        schema_.channels.back().clock += firstClock;
+        clocks_ = std::max(clocks_, schema_.channels.back().clock + 1);
     }
 }
 

@@ -43,11 +43,12 @@ private:
     };
     static constexpr std::size_t kLeftOut = static_cast<std::size_t>(-1);
 
-    void addChannels(Source& source, std::size_t clock);
+    void addChannels(Source& source);
     void takeRow(const Source& source);
 
     std::string name_;
     std::vector<Source> sources_;
+    std::size_t clocks_ = 0;
     Schema schema_;
     Row row_;
     Fault fault_ = Fault::kNotANumber;

@@ -24,6 +24,8 @@ namespace {
 const std::size_t kMostTopLines = 1000;  // above the first row
 const std::size_t kTopRows = 64;         // to decide by
 const std::size_t kMostSensors = 64;
+const std::size_t kMostRubbish = 20;  // lines, before a stream is given up
+const double kLeastRestart = 1.0;     // s, by which a device's time goes back when it starts again
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 bool contains(const std::vector<std::string>& names, const std::string& name) {
@@ -64,6 +66,15 @@ bool readNumber(std::string_view text, bool commaIsPoint, double& value) {
     return error == std::errc() && stop == end && !std::isinf(value);
 }
 
+/// Control characters, or mostly bytes that are no ASCII: a wrong baud rate, a binary message.
+bool isRubbish(std::string_view line) {
+    const auto controls = std::ranges::count_if(
+        line, [](char c) { return static_cast<unsigned char>(c) < ' ' && c != '\t' && c != '\r'; });
+    const auto high =
+        std::ranges::count_if(line, [](char c) { return static_cast<unsigned char>(c) > 0x7e; });
+    return controls > 0 || 4 * high > static_cast<std::ptrdiff_t>(line.size());
+}
+
 }  // namespace
 
 FormHints hintsOf(const ReaderOptions& options, bool isWhole) {
@@ -90,6 +101,7 @@ std::string RecordingReader::nameOf(const std::string& path) { return path == "-
 RecordingReader::RecordingReader(std::unique_ptr<ByteSource> source, std::string name,
                                  const ReaderOptions& options, std::size_t blockSize)
     : name_(std::move(name)), lines_(std::move(source), blockSize) {
+    live_.stream = lines_.source().live();
     std::uint64_t at = 0;
     try {
         Top top = readTop();
@@ -100,7 +112,7 @@ RecordingReader::RecordingReader(std::unique_ptr<ByteSource> source, std::string
         // The code of a refusal is its line, where it has one.
         if (refusal.code() > 0) at = static_cast<std::uint64_t>(refusal.code());
         throw Poco::DataFormatException(place(at > 0 ? at : lines_.number()) +
-                                        printableLines(refusal.message()));
+                                        printableLines(refusal.message() + liveHint(refusal.message())));
     }
 }
 
@@ -118,6 +130,10 @@ RecordingReader::RecordingReader(std::unique_ptr<ByteSource> source, std::string
 RecordingReader::Top RecordingReader::readTop() {
     Top top;
     while (top.lines.size() < kMostTopLines && readTopLine(top)) {
+        if (live_.stream && isOfNoUse(top)) {
+            top.lines.pop_back();
+            continue;
+        }
         const std::string& line = top.lines.back();
         if (line.find('\0') != std::string::npos) {
             throw Poco::DataFormatException(
@@ -136,6 +152,37 @@ RecordingReader::Top RecordingReader::readTop() {
     }
     for (std::size_t rows = 1; rows < kTopRows && !top.failure && lines_.hasLine(); ++rows) readTopLine(top);
     return top;
+}
+
+/// The rest of a line that was being sent when the stream was opened, or bytes that are no text.
+bool RecordingReader::isOfNoUse(const Top& top) {
+    const bool isFirst = std::exchange(live_.isFirstLine, false);
+    const std::string& line = top.lines.back();
+    if (isRubbish(line)) {
+        if (++live_.rubbish > kMostRubbish) refuseRubbish();
+        return true;
+    }
+    return isFirst && live_.stream->beginsMidLine() && isRowOfNumbers(trimmed(line));
+}
+
+void RecordingReader::refuseRubbish() const {
+    throw Poco::DataFormatException(
+        "what comes is no text: does the device send binary messages? Lines of text are read, such as "
+        "t,ax,ay,az,gx,gy,gz" +
+        live_.stream->hintAboutRubbish());
+}
+
+/// What more there is to say of a refusal where it is a stream's.
+std::string RecordingReader::liveHint(const std::string& refusal) const {
+    if (!live_.stream) return {};
+    if (refusal.starts_with("a line is longer"))
+        return ": are there no line feeds, or is it no text" + live_.stream->hintAboutRubbish() + "?";
+    if (refusal.starts_with("no header"))
+        return ". A stream that is joined in its middle has sent its header before: say the columns so; "
+               "without a "
+               "time among them add --time arrival, or --rate HZ";
+    if (refusal.starts_with("no time column")) return ", or take the time of arrival with --time arrival";
+    return {};
 }
 
 /// @return false at the end, and where reading fails after something that may be a header.
@@ -160,7 +207,7 @@ TableForm RecordingReader::formOf(const Top& top, const ReaderOptions& options) 
     const std::vector<std::string> rows(top.lines.begin() + static_cast<std::ptrdiff_t>(first),
                                         top.lines.end());
     findSensorColumn(form, rows);
-    chooseTime(form, rows, hints);
+    if (!options.isByArrival) chooseTime(form, rows, hints);
     return form;
 }
 
@@ -171,6 +218,15 @@ void RecordingReader::begin(Top top, const TableForm& form, const ReaderOptions&
     rows_ = RowBuilder(schema_, options);
     chooseRows(top, options);
     const std::size_t above = std::min(form.firstRow - 1, top.lines.size());
+    if (live_.stream) {
+        live_.above.assign(top.lines.begin(), top.lines.begin() + static_cast<std::ptrdiff_t>(above));
+        live_.arrival = lines_.source().arrival();
+    }
+    if (schema_.isByArrival) {
+        arrivals_ = Arrivals{.reads = lines_.reads()};
+        if (const std::size_t rows = top.lines.size() - above; rows > 0)
+            arrivals_->clock.beginRead(lines_.source().arrival(), rows + lines_.feedsAhead());
+    }
     top.lines.erase(top.lines.begin(), top.lines.begin() + static_cast<std::ptrdiff_t>(above));
     lines_.giveBack(std::move(top.lines), std::move(top.failure));
 }
@@ -297,7 +353,10 @@ RecordingReader::Next RecordingReader::next() {
         }
         // Nearly all lines begin with a digit, and need no further look.
         const bool isRow = !line.empty() && ((line[0] >= '0' && line[0] <= '9') || line[0] == '-');
-        if (!isRow && (line.empty() || isComment(line) || trimmed(line).empty())) continue;
+        const bool hasTime = !arrivals_ || takeArrival();
+        if (!isRow && (line.empty() || isComment(line) || trimmed(line).empty() || isAboveRows(line)))
+            continue;
+        if (!hasTime) continue;
         if (schema_.mergesSeparators) line = trimmed(line);
         if (!chosen_.empty() && isOfOtherSensor(line)) continue;
         if (!parseCells(line)) return Next::kFault;
@@ -396,8 +455,55 @@ bool RecordingReader::refuseExtraCells(const char* at, const char* end) {
                               schema_.separator == ',' ? " (are commas used as decimal points?)" : ""));
 }
 
+/// @return false for a line that came together with the first one that has a time.
+bool RecordingReader::takeArrival() {
+    if (arrivals_->reads != lines_.reads()) {
+        arrivals_->reads = lines_.reads();
+        arrivals_->clock.beginRead(lines_.source().arrival(), 1 + lines_.feedsAhead());
+    }
+    const std::optional<double> time = arrivals_->clock.next();
+    if (!time) {
+        ++arrivals_->early;
+        return false;
+    }
+    rows_.setArrival(*time, std::exchange(arrivals_->early, 0));
+    return true;
+}
+
+/// Whether a line is the header that a device sends again when it starts again.
+bool RecordingReader::isAboveRows(std::string_view line) {
+    const bool isThere = std::ranges::find(live_.above, line) != live_.above.end();
+    live_.startsAgain = live_.startsAgain || isThere;
+    return isThere;
+}
+
 bool RecordingReader::takeRow() {
-    switch (rows_.take(schema_)) {
+    if (live_.stream) [[unlikely]] {
+        if (!takeLiveRow()) return false;
+        live_.startsAgain = false;
+        live_.arrival = lines_.source().arrival();
+        return true;
+    }
+    return judge(rows_.take(schema_));
+}
+
+/// When a device starts again, so does its time: it goes on where it was, later by what passed here meanwhile.
+bool RecordingReader::takeLiveRow() {
+    RowBuilder::Taken taken = rows_.take(schema_);
+    const double back = rows_.latestTime() - rows_.refusedTime();
+    const bool isNumber = schema_.timeColumn && schema_.timeKind != TableForm::Time::Kind::kCounter;
+    if (taken == RowBuilder::Taken::kBackwards && isNumber && (live_.startsAgain || back > kLeastRestart)) {
+        const double own = rows_.refusedTime() - rows_.delay();
+        rows_.setDelay(rows_.delay() + back + (lines_.source().arrival() - live_.arrival));
+        live_.stream->tell(fmt::format("the device's time began again, at {:g} s; the rows go on at {:g} s",
+                                       own, own + rows_.delay()));
+        taken = rows_.take(schema_);
+    }
+    return judge(taken);
+}
+
+bool RecordingReader::judge(RowBuilder::Taken taken) {
+    switch (taken) {
         case RowBuilder::Taken::kNoTime:
             return refuse(Fault::kNoTime, "the row has no time stamp");
         case RowBuilder::Taken::kBackwards:

@@ -2,10 +2,12 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "io/recording/ArrivalClock.h"
 #include "io/recording/LineReader.h"
 #include "io/recording/RowBuilder.h"
 #include "io/recording/RowReader.h"
@@ -68,6 +70,9 @@ private:
 
     Top readTop();
     bool readTopLine(Top& top);
+    bool isOfNoUse(const Top& top);
+    [[noreturn]] void refuseRubbish() const;
+    std::string liveHint(const std::string& refusal) const;
     TableForm formOf(const Top& top, const ReaderOptions& options) const;
     void begin(Top top, const TableForm& form, const ReaderOptions& options);
     void chooseRows(const Top& top, const ReaderOptions& options);
@@ -90,12 +95,35 @@ private:
     const char* parseUncommonCell(const char* at, const char* end, std::size_t column);
     bool readCell(std::string_view text, std::size_t column, double& value) const;
     bool refuseExtraCells(const char* at, const char* end);
+    bool takeArrival();
+    bool isAboveRows(std::string_view line);
     bool takeRow();
+    bool takeLiveRow();
+    bool judge(RowBuilder::Taken taken);
     std::string place(std::uint64_t line) const;
     bool refuse(Fault fault, const std::string& what);
 
+    /// What only a stream from a sensor needs.
+    struct Live {
+        LiveStream* stream = nullptr;  // of the source; null for a file, a pipe
+        bool isFirstLine = true;
+        std::size_t rubbish = 0;  // lines that were no text, before the first row
+        std::vector<std::string>
+            above;                 // the lines above the rows: they come again when a device starts again
+        bool startsAgain = false;  // they came
+        double arrival = 0.0;      // of the row before
+    };
+    /// What only the time of arrival needs.
+    struct Arrivals {
+        ArrivalClock clock = {};
+        std::uint64_t reads = 0;  // seen of the source
+        std::uint64_t early = 0;  // rows before the first that has a time
+    };
+
     std::string name_;
     LineReader lines_;
+    Live live_;
+    std::optional<Arrivals> arrivals_;
     Schema schema_;
     RowBuilder rows_;
     char padding_ = ' ';               // may stand before a number

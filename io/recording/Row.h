@@ -38,6 +38,7 @@ private:
     friend class RowBuilder;
     friend class MergedReader;
     friend class StoredReader;
+    friend class MessageReader;
 
     double time_ = 0.0;
     Share together_ = Share::kNone;

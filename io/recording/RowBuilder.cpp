@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "io/recording/Text.h"
 
@@ -43,10 +44,12 @@ RowBuilder::RowBuilder(const Schema& schema, const ReaderOptions& options)
 }
 
 RowBuilder::Taken RowBuilder::take(const Schema& schema) {
-    const std::optional<double> time = timeOf(schema);
+    std::optional<double> time = timeOf(schema);
     if (!time) return Taken::kBackwards;
+    if (delay_ != 0.0) [[unlikely]]
+        *time += delay_;
     if (!std::isfinite(*time)) return Taken::kNoTime;
-    if (rows_ > 0 && *time < latest_) {
+    if (*time < latest_) {
         refusedTime_ = *time;
         return Taken::kBackwards;
     }
@@ -63,6 +66,10 @@ std::string RowBuilder::backwardsText() const {
 /// s; NaN where the row has none, empty where a counter runs backwards.
 std::optional<double> RowBuilder::timeOf(const Schema& schema) {
     row_.lost_ = 0;
+    if (schema.isByArrival) {
+        row_.lost_ = std::exchange(lost_, 0);
+        return arrival_;
+    }
     if (!schema.timeColumn) return static_cast<double>(rows_) / schema.rate;
     const double cell = cells_[*schema.timeColumn];
     if (schema.timeKind != TableForm::Time::Kind::kCounter || std::isnan(cell))

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,6 +32,21 @@ public:
     double& cell(std::size_t column) { return cells_[column]; }
     std::size_t columns() const { return cells_.size(); }
 
+    /// s; the time of the next row, where the schema's rows have that of their arrival.
+    /// @param lost rows before it that have none
+    void setArrival(double time, std::uint64_t lost) {
+        arrival_ = time;
+        lost_ = lost;
+    }
+    /// s; the next row must not be earlier than this, where rows of other tables come in between.
+    void follow(double time) { latest_ = std::max(latest_, time); }
+    /// s; how much later, from the next row on, than its cells say: for a device whose clock began again.
+    void setDelay(double delay) { delay_ = delay; }
+    double delay() const { return delay_; }
+    /// s; that of the cells which were not made a row, and that of the row before.
+    double refusedTime() const { return refusedTime_; }
+    double latestTime() const { return latest_; }
+
     enum class Taken { kRow, kNoTime, kBackwards };
     /// Makes the next row of the cells. What is not a row leaves everything as it was.
     /// @param schema the one of the constructor
@@ -57,7 +74,10 @@ private:
     std::vector<ChannelState> states_;
     PacketCounter counter_{0.0};
     Row row_;
-    double latest_ = 0.0;
+    double arrival_ = 0.0;
+    std::uint64_t lost_ = 0;
+    double delay_ = 0.0;
+    double latest_ = -std::numeric_limits<double>::infinity();
     double refusedTime_ = 0.0;
     std::uint64_t rows_ = 0;
 };

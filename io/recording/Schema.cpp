@@ -136,6 +136,10 @@ private:
                 found.push_back(columnCalled(entry, i, unit));
             }
             if (entry.pin == "t") {
+                if (options_.isByArrival)
+                    throw Poco::DataFormatException(
+                        "the mapping names a column for the time, and the time of arrival is asked for: which of "
+                        "the two?");
                 takeTimeColumn(found.front(), unit);
                 continue;
             }
@@ -176,12 +180,22 @@ private:
     }
 
     void takeTime() {
+        if (options_.isByArrival) return takeArrival();
         if (schema_.timeColumn) return;
         if (form_.time) return takeTimeColumn(form_.time->column, form_.time->unit);
         for (std::size_t i = 0; i < columns_.size() && !schema_.timeColumn; ++i) {
             const bool isEmpty = std::ranges::find(form_.emptyTimes, i) != form_.emptyTimes.end();
             if (!used_[i] && !isEmpty && columns_[i].isTime()) takeTimeColumn(i, "");
         }
+    }
+
+    void takeArrival() {
+        schema_.isByArrival = true;
+        schema_.origin = Schema::Origin::kFirstRow;
+        schema_.isTimeUnitDeclared = true;
+        schema_.decisions.emplace_back("time of arrival");
+        for (std::size_t i = 0; i < columns_.size(); ++i)
+            if (columns_[i].isTime() || columns_[i].isCounter()) used_[i] = true;
     }
 
     void takeTimeColumn(std::size_t column, const std::string& unit) {
@@ -380,7 +394,7 @@ private:
 
     void refuseUseless() const {
         if (schema_.channels.empty()) refuseWithoutChannels();
-        if (schema_.timeColumn || schema_.rate > 0.0) return;
+        if (schema_.timeColumn || schema_.rate > 0.0 || schema_.isByArrival) return;
         std::string why = "no time column: found " + schema_.understood;
         if (!schema_.unknownColumns.empty()) why += "; unknown: " + listed(schema_.unknownColumns);
         if (!form_.whyNoTime.empty()) {

@@ -51,6 +51,7 @@ struct Schema {
     TableForm::Time::Kind timeKind = TableForm::Time::Kind::kNumber;
     Unit timeUnit;  ///< of the number or of the counts
     bool isTimeUnitDeclared = false;
+    bool isByArrival = false;             ///< the time is that at which a row came; there is no time column
     double counterStep = 0.0;             ///< counts a packet
     std::optional<double> counterOrigin;  ///< the count at 0 s; none: the first
     /// Where 0 s is: times of two recordings, or of two sensors, go together only if it is one for both.
@@ -82,6 +83,8 @@ struct SchemaOptions {
     std::map<std::string, std::string> units;
     /// Rows a second, for a table without a time column; 0: there must be one.
     double rate = 0.0;
+    /// A row's time is that at which it came; a time column is not used.
+    bool isByArrival = false;
     /// Which sensor, where the table holds several; empty: it holds one.
     std::string sensor;
     bool listsSensors = false;  ///< several sensors are no mistake: their names are what is wanted
