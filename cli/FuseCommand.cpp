@@ -137,8 +137,10 @@ void addFuseCommand(CLI::App& app, CommandContext& context) {
     const auto joint = std::make_shared<JointOptions>();
     CLI::App* command = app.add_subcommand("fuse", "Turn recordings into orientation over time");
     command
-        ->add_option("RECORDING", batch->recordings,
-                     "Table with a header (.csv, .csv.gz), or a folder of such tables; - is standard input")
+        ->add_option(
+            "RECORDING", batch->recordings,
+            "Table with a header (.csv, .csv.gz), or a folder of such tables; - is standard input; live: "
+            "udp://ADDRESS:PORT, tcp://HOST:PORT, tcp-listen://ADDRESS:PORT, /dev/ttyACM0?baud=115200")
         ->type_name("")
         ->required();
     addFuseOptions(*command, *options);

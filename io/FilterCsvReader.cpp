@@ -190,7 +190,7 @@ std::vector<std::string> FilterCsvReader::runNotes() const {
     if (const std::uint64_t lost = stream_->statistics().lost(); lost > 0)
         decisions.push_back(counted(lost, "packet") + " lost");
     if (!decisions.empty()) notes.insert(notes.begin(), "read as: " + listed(decisions, decisions.size()));
-    for (const std::string& event : notes_->summary()) notes.push_back(event);
+    for (const std::string& event : liveEvents()) notes.push_back(event);
     return notes;
 }
 

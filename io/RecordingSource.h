@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "io/formats/OpenRecording.h"
 #include "io/recording/Fault.h"
@@ -28,6 +29,8 @@ public:
 
     /// Whether another program, or a sensor, sends the rows at its own pace.  [as open]
     virtual bool isLive() const = 0;
+    /// What happened to a live stream, such as losses of the connection: a sentence each.  [any thread]
+    virtual std::vector<std::string> liveEvents() const = 0;
     /// What messages call the recording.  [as open]
     virtual std::string recordingName() const = 0;
 

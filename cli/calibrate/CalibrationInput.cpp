@@ -6,10 +6,13 @@
 
 #include <array>
 #include <cmath>
+#include <memory>
+#include <optional>
 #include <ostream>
 
 #include "attitude/detection/SampleLimits.h"
 #include "cli/CommandContext.h"
+#include "cli/Interruption.h"
 #include "io/recording/RecordingStatistics.h"
 #include "io/recording/Text.h"
 
@@ -90,15 +93,26 @@ void requireRight(const RecordingIO::RecordingStatistics& statistics, const Reco
     if (!text.empty()) throw UsageError(text);
 }
 
-}  // namespace
-
-CalibrationInput readCalibrationInput(const std::string& path, const RecordingChoice& choice,
-                                      CommandContext& context) {
+RecordingIO::OpenOptions inputOptions(const RecordingChoice& choice, CommandContext& context) {
     RecordingIO::OpenOptions options = openOptions(choice);
     options.units = RecordingIO::parseUnits(choice.units);
     options.axes = RecordingIO::parseAxes(choice.axes);
     options.sensor = choice.sensor;
+    options.notes = std::make_shared<RecordingIO::LiveNotes>();
+    options.notes->setListener(
+        [&context](const std::string& note) { context.err << "kavelin: " << note << std::endl; });
+    return options;
+}
+
+}  // namespace
+
+CalibrationInput readCalibrationInput(const std::string& path, const RecordingChoice& choice,
+                                      CommandContext& context) {
+    const RecordingIO::OpenOptions options = inputOptions(choice, context);
     const std::unique_ptr<RowReader> reader = RecordingIO::openRecording(path, options);
+    // A live stream ends when its user says so.
+    std::optional<Interruption> interruption;
+    if (reader->mayWait()) interruption.emplace([&reader] { reader->close(); });
     const RecordingIO::Schema& schema = reader->schema();
     CalibrationInput input;
     const std::vector<Feed> feeds = feedsOf(schema, input.sensors);
@@ -114,6 +128,10 @@ CalibrationInput readCalibrationInput(const std::string& path, const RecordingCh
         statistics.add(row);
         for (const Feed& feed : feeds) take(row, feed);
     }
+    if (interruption && Interruption::hasCome())
+        context.err << "kavelin: ended after " << RecordingIO::counted(input.rows, "row") << std::endl;
+    interruption.reset();
+    options.notes->setListener({});
     statistics.finish();
     requireRight(statistics, schema, context);
     if (const Channel* field = schema.find("3m"); field && field->isUnitDeclared)

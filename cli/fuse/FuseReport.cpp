@@ -114,7 +114,7 @@ FuseSummary FuseReport::summary() const {
             .hasField = field && field->values > 0,
             .silentRows = silentRows(),
             .judged = judged_ ? &*judged_ : nullptr,
-            .notes = notesOf("result"),
+            .notes = notes(),
             .frame = options.frame,
             .outputRate = run_.layout.outputRate(),
             .resamplerNotes = resamplerNotes(),
@@ -124,6 +124,13 @@ FuseSummary FuseReport::summary() const {
 std::string FuseReport::text() const { return summaryText(summary()); }
 
 std::string FuseReport::json(int status) const { return summaryJson(summary(), status); }
+
+/// What happened to the stream, and what there is to say of the table.
+std::vector<std::string> FuseReport::notes() const {
+    std::vector<std::string> notes = recording().liveEvents();
+    for (const std::string& note : notesOf("result")) notes.push_back(note);
+    return notes;
+}
 
 std::vector<std::string> FuseReport::notesOf(const char* filter) const {
     return run_.builder.find(filter) ? part<RecordingIO::RunParticipant>(filter).runNotes()

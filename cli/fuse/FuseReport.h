@@ -51,6 +51,7 @@ private:
     std::vector<std::string> faults() const;
     std::string faultOfGravity() const;
     void tellVerdicts(CommandContext& context) const;
+    std::vector<std::string> notes() const;
     std::vector<std::string> notesOf(const char* filter) const;
     std::vector<std::string> resamplerNotes() const;
     std::vector<std::string> calibrationNotes() const;

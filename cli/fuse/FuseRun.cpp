@@ -14,6 +14,7 @@
 #include "io/AttitudeComparison.h"
 #include "io/AttitudeFrame.h"
 #include "io/EarthFrame.h"
+#include "io/RunParticipant.h"
 #include "io/recording/ResultFile.h"
 
 namespace Kavelin::Cli {
@@ -50,9 +51,9 @@ void FuseRun::build() {
     if (options_.memory.recording) recording().setRecording(options_.memory.recording);
     requirePaceable(options_.pace, flow_);
     if (!options_.quiet) {
-        part<RecordingIO::RunParticipant>("recording").setListener([this](const std::string& note) {
-            context_.err << "kavelin: " << note << std::endl;
-        });
+        dynamic_cast<RecordingIO::RunParticipant&>(*builder_.find("recording"))
+            .setListener(
+                [this](const std::string& note) { context_.err << "kavelin: " << note << std::endl; });
     }
     recording().open();
     const RecordingIO::Schema& schema = *recording().schema();

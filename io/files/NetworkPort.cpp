@@ -118,6 +118,7 @@ public:
         } catch (const Poco::Exception&) {
             return {};  // an answer to a datagram that nobody sent
         }
+        if (count <= 0) return {};
         if (!sender_) sender_ = sender.host();
         if (sender.host() != *sender_) {
             notes_.tell(LiveNotes::Event::kStranger,
@@ -125,8 +126,7 @@ public:
                                     sender.host().toString(), sender_->toString()));
             return {};
         }
-        return {count > 0 ? Received::Kind::kBytes : Received::Kind::kNothing,
-                static_cast<std::size_t>(count)};
+        return {Received::Kind::kBytes, static_cast<std::size_t>(count)};
     }
 
 private:
@@ -135,6 +135,7 @@ private:
             one.host().isMulticast();  // every program of a machine may take part in a group
         socket_.emplace(one.family());
         socket_->bind(one, isShared, isShared);
+        socket_->setBlocking(false);  // a datagram may be dropped after it was announced
     }
 
     void join(const Net::IPAddress& group) {
@@ -204,7 +205,7 @@ private:
 class ListeningPort : public LivePort {
 public:
     ListeningPort(LiveAddress address, LiveNotes& notes) : address_(std::move(address)), notes_(notes) {
-        bindFirst(address_, [this](const Net::SocketAddress& one) { server_ = Net::ServerSocket(one, 1); });
+        bindFirst(address_, [this](const Net::SocketAddress& one) { listen(one); });
         address_.port = server_.address().port();
     }
 
@@ -222,6 +223,17 @@ public:
     }
 
 private:
+    /// Takes a port over at once where its last connections are still dying away, but from no other program.
+    void listen(const Net::SocketAddress& one) {
+        server_ = Net::ServerSocket();
+        if (one.family() == Net::SocketAddress::IPv6)
+            server_.bind6(one, true, false, false);
+        else
+            server_.bind(one, true, false);
+        server_.listen(1);
+        server_.setBlocking(false);  // who asked for the connection may have gone before it is taken
+    }
+
     Received accept() {
         try {
             Net::SocketAddress who;

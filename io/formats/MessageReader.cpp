@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 #include "io/recording/Text.h"
 
@@ -209,9 +210,9 @@ bool MessageReader::startAgain(const Table& table) {
     const double back = latest_ - table.rows.refusedTime();
     if (!live || back < kLeastRestart) return false;
     const double delay = table.rows.delay() + back + (lines_.source().arrival() - arrival_);
-    for (Table& each : tables_) each.rows.setDelay(delay);
     live->tell(fmt::format("the unit's time began again; the rows go on at {:g} s",
                            table.rows.refusedTime() - table.rows.delay() + delay));
+    for (Table& each : tables_) each.rows.setDelay(delay);
     return true;
 }
 
