@@ -141,7 +141,7 @@ void LayoutRun::tellFailure(const Core::ProcessError& error) {
 /// What filters tell while the run goes on.
 void LayoutRun::listen(bool listens) {
     each<RunParticipant>(flow_, [&](const Core::Filter&, RunParticipant& one) {
-        if (listens && !options_.quiet)
+        if (listens && (!options_.quiet || options_.watcher))
             one.setListener([this](const std::string& note) { say(note); });
         else
             one.setListener({});

@@ -43,7 +43,7 @@ std::vector<std::string> LiveNotes::summary() const {
         {"a datagram of another sender was passed over", "{} datagrams of other senders were passed over"}};
     const std::lock_guard lock(mutex_);
     std::vector<std::string> sentences;
-    for (std::size_t i = 0; i < std::size(counts_); ++i) {
+    for (std::size_t i = 0; i < std::size(kTexts); ++i) {
         if (counts_[i] > 0)
             sentences.push_back(fmt::format(fmt::runtime(kTexts[i][counts_[i] > 1]), counts_[i]));
     }

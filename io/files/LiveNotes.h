@@ -15,7 +15,7 @@ public:
     using Listener = std::function<void(const std::string& note)>;
 
     /// What is counted; the first ten of each kind are told as well.
-    enum class Event { kLoss, kUnfinishedLine, kStranger };
+    enum class Event { kLoss, kUnfinishedLine, kStranger, kReturn };
 
     /// Hears what has been told so far, and from now on each note, in the thread that tells it; empty: nobody.
     /// When this returns, the earlier listener is not called any more.
@@ -26,7 +26,7 @@ public:
     void tell(Event event, const std::string& note);
     void count(Event event);
 
-    /// A sentence for each kind of event that there was.
+    /// A sentence for each kind of event that there was, but for returns: as many as losses.
     std::vector<std::string> summary() const;
 
 private:
@@ -35,7 +35,7 @@ private:
     mutable std::mutex mutex_;
     Listener listener_;
     std::vector<std::string> kept_;
-    std::uint64_t counts_[3] = {};
+    std::uint64_t counts_[4] = {};
 };
 
 }  // namespace Kavelin::RecordingIO

@@ -101,7 +101,8 @@ private:
         }
         isLost_ = false;
         skipsToFeed_ = port_->beginsMidLine();
-        if (port_->isBackWhenOpen()) tell("connected again");
+        if (port_->isBackWhenOpen())
+            notes_->tell(LiveNotes::Event::kReturn, port_->name() + ": connected again");
         return true;
     }
 

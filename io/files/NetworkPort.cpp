@@ -239,7 +239,7 @@ private:
             Net::SocketAddress who;
             peer_ = server_.acceptConnection(who);
             keepAlive(*peer_);
-            notes_.tell(name() + ": connected with " + who.toString());
+            notes_.tell(LiveNotes::Event::kReturn, name() + ": connected with " + who.toString());
         } catch (const Poco::Exception&) {
             peer_.reset();  // it has gone already
         }

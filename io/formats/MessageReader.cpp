@@ -16,6 +16,7 @@ namespace {
 
 constexpr double kTopMicroseconds = 1e6;  // of the first messages, by which the kinds are found
 constexpr std::size_t kMostTopLines = 5000;
+constexpr int kMostRestarts = 10;      // then it is no restart: perhaps two units send
 constexpr double kLeastRestart = 1.0;  // s, by which a unit's time goes back when it starts again
 
 struct Kind {
@@ -208,7 +209,7 @@ bool MessageReader::takeRow(Table& table) {
 bool MessageReader::startAgain(const Table& table) {
     LiveStream* const live = lines_.source().live();
     const double back = latest_ - table.rows.refusedTime();
-    if (!live || back < kLeastRestart) return false;
+    if (!live || back < kLeastRestart || restarts_++ >= kMostRestarts) return false;
     const double delay = table.rows.delay() + back + (lines_.source().arrival() - arrival_);
     live->tell(fmt::format("the unit's time began again; the rows go on at {:g} s",
                            table.rows.refusedTime() - table.rows.delay() + delay));

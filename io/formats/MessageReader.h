@@ -68,6 +68,7 @@ private:
     Row row_;
     double latest_ = -std::numeric_limits<double>::infinity();  // s, of all rows
     double arrival_ = 0.0;                                      // of that row
+    int restarts_ = 0;
     bool isFirstLine_ = true;
     Fault fault_ = Fault::kNotANumber;
     std::string message_;

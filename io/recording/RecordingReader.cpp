@@ -26,6 +26,7 @@ const std::size_t kTopRows = 64;         // to decide by
 const std::size_t kMostSensors = 64;
 const std::size_t kMostRubbish = 20;  // lines, before a stream is given up
 const double kLeastRestart = 1.0;     // s, by which a device's time goes back when it starts again
+const int kMostRestarts = 10;         // then it is no restart: perhaps two devices send
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 bool contains(const std::vector<std::string>& names, const std::string& name) {
@@ -492,7 +493,8 @@ bool RecordingReader::takeLiveRow() {
     RowBuilder::Taken taken = rows_.take(schema_);
     const double back = rows_.latestTime() - rows_.refusedTime();
     const bool isNumber = schema_.timeColumn && schema_.timeKind != TableForm::Time::Kind::kCounter;
-    if (taken == RowBuilder::Taken::kBackwards && isNumber && (live_.startsAgain || back > kLeastRestart)) {
+    const bool startsAgain = isNumber && (live_.startsAgain || back > kLeastRestart);
+    if (taken == RowBuilder::Taken::kBackwards && startsAgain && live_.restarts++ < kMostRestarts) {
         const double own = rows_.refusedTime() - rows_.delay();
         rows_.setDelay(rows_.delay() + back + (lines_.source().arrival() - live_.arrival));
         live_.stream->tell(fmt::format("the device's time began again, at {:g} s; the rows go on at {:g} s",

@@ -112,6 +112,7 @@ private:
             above;                 // the lines above the rows: they come again when a device starts again
         bool startsAgain = false;  // they came
         double arrival = 0.0;      // of the row before
+        int restarts = 0;
     };
     /// What only the time of arrival needs.
     struct Arrivals {
