@@ -46,10 +46,14 @@ void ArraySource::load(const std::vector<Stream>& streams) {
 void ArraySource::process() {
     for (Lane& lane : lanes_) {
         const Stream& stream = lane.stream;
-        if (lane.done == stream.count || stream.stamps[lane.done] > next_) continue;
+        Progress& its = lane.progress;
+        if (its.done == stream.count || stream.stamps[its.done] > next_) continue;
         const auto each = static_cast<std::size_t>(stream.shape.rows * stream.shape.cols);
-        const double* const values = stream.values + lane.done++ * each;
-        if (!send(*lane.output, next_, values, stream.shape)) ++lane.missing;
+        const double* const values = stream.values + its.done++ * each;
+        if (std::any_of(values, values + each, [](double element) { return std::isinf(element); }))
+            ++its.infinite;
+        else if (!send(*lane.output, next_, values, stream.shape))
+            ++its.missing;
     }
     findNext();
 }
@@ -57,8 +61,8 @@ void ArraySource::process() {
 void ArraySource::findNext() {
     hasNext_ = false;
     for (const Lane& lane : lanes_) {
-        if (lane.done == lane.stream.count) continue;
-        const double t = lane.stream.stamps[lane.done];
+        if (lane.progress.done == lane.stream.count) continue;
+        const double t = lane.stream.stamps[lane.progress.done];
         if (!hasNext_ || t < next_) next_ = t;
         hasNext_ = true;
     }

@@ -22,7 +22,8 @@ struct Stream {
 };
 
 /// The source in front of a filter: an output pin for each input that is fed. In a layout's round it sends the samples of
-/// all streams that have the round's time, as a reader sends a row. A sample with a NaN in it is no value and is not sent.
+/// all streams that have the round's time, as a reader sends a row. A sample with a NaN in it is no value and is not sent;
+/// one with an infinite value is passed over too, as by a reader.
 class ArraySource final : public Core::Filter, public Core::Source {
 public:
     static constexpr const char* kName = "arrays";
@@ -39,10 +40,16 @@ public:
     void load(const std::vector<Stream>& streams);
     /// Forgets them.
     void unload() { lanes_.clear(); }
-    /// Calls `tell` with each stream, how many of its samples were sent or passed over, and how many of these were no values.
+    /// How far a stream is.
+    struct Progress {
+        std::size_t done = 0;  ///< samples sent or passed over
+        std::size_t missing = 0;
+        std::size_t infinite = 0;
+    };
+    /// Calls `tell` with each stream and its progress.
     template <class Tell>
     void eachDone(Tell tell) const {
-        for (const Lane& lane : lanes_) tell(lane.stream, lane.done, lane.missing);
+        for (const Lane& lane : lanes_) tell(lane.stream, lane.progress);
     }
 
     double nextTimeStamp() const override { return next_; }
@@ -56,8 +63,7 @@ private:
     struct Lane {
         Stream stream;
         Output* output = nullptr;
-        std::size_t done = 0;
-        std::size_t missing = 0;
+        Progress progress{};
     };
 
     static bool send(Output& output, double t, const double* values, Core::PinShape shape);

@@ -28,10 +28,21 @@ py::object converted(py::handle argument, const std::string& name) {
     py::object array = numpy.attr("asanyarray")(argument);
     if (py::isinstance(array, numpy.attr("ma").attr("MaskedArray")))
         array = array.attr("astype")("float64").attr("filled")(Py_NAN);
-    const std::string kind = py::str(array.attr("dtype").attr("kind"));
+    std::string kind = py::str(array.attr("dtype").attr("kind"));
+    if (kind == "O" && py::hasattr(argument, "to_numpy")) {  // pandas.NA is no number to numpy
+        array = argument.attr("to_numpy")(py::arg("dtype") = "float64", py::arg("na_value") = Py_NAN);
+        kind = "f";
+    }
+    if (kind == "M" || kind == "m")
+        throw Refusal(
+            Refusal::Kind::kWrongType,
+            fmt::format("{0}: elements of type {1}; numbers are expected: of times, ({0} - {0}[0]) / "
+                        "numpy.timedelta64(1, \"s\")",
+                        name, std::string(py::str(array.attr("dtype")))));
     if (std::string("biufO").find(kind) == std::string::npos)
-        throw Refusal(Refusal::Kind::wrongType, fmt::format("{}: elements of type {}; numbers are expected",
-                                                            name, std::string(py::str(array.attr("dtype")))));
+        throw Refusal(Refusal::Kind::kWrongType,
+                      fmt::format("{}: elements of type {}; numbers are expected", name,
+                                  std::string(py::str(array.attr("dtype")))));
     return numpy.attr("require")(array, py::arg("dtype") = "float64",
                                  py::arg("requirements") = py::make_tuple("C", "A", "E"));
 }
@@ -47,7 +58,7 @@ Doubles doublesOf(py::handle argument, const std::string& name) {
         const bool isOfType = error.matches(PyExc_TypeError);
         if (!isOfType && !error.matches(PyExc_ValueError) && !error.matches(PyExc_OverflowError)) throw;
         const std::string text = py::str(error.value());
-        throw Refusal(isOfType ? Refusal::Kind::wrongType : Refusal::Kind::invalidValue,
+        throw Refusal(isOfType ? Refusal::Kind::kWrongType : Refusal::Kind::kInvalidValue,
                       fmt::format("{}: {}", name, text));
     }
 }
@@ -58,11 +69,11 @@ Doubles stampsOf(py::handle argument, const std::string& name) {
     const double* const t = stamps.data();
     for (py::ssize_t i = 0; i < stamps.size(); ++i) {
         if (!std::isfinite(t[i]))
-            throw Refusal(Refusal::Kind::invalidValue,
+            throw Refusal(Refusal::Kind::kInvalidValue,
                           fmt::format("{}: row {} is {}; every row needs a time stamp, in s", name, i,
                                       exactText(t[i])));
         if (i > 0 && t[i] < t[i - 1])
-            throw Refusal(Refusal::Kind::invalidValue,
+            throw Refusal(Refusal::Kind::kInvalidValue,
                           fmt::format("{}: time runs backwards: {} s after {} s, row {}", name,
                                       exactText(t[i]), exactText(t[i - 1]), i));
     }
@@ -79,7 +90,7 @@ double stampOf(py::handle argument, const std::string& name) {
         t = *stamp.data();
     }
     if (!std::isfinite(t))
-        throw Refusal(Refusal::Kind::invalidValue,
+        throw Refusal(Refusal::Kind::kInvalidValue,
                       fmt::format("{}: {}; a time stamp is expected, in s", name, exactText(t)));
     return t;
 }
@@ -87,8 +98,8 @@ double stampOf(py::handle argument, const std::string& name) {
 void refuseShape(const std::string& name, const py::array& array, const std::string& expected,
                  const std::string& unit) {
     const std::string shape = py::str(array.attr("shape"));
-    throw Refusal(Refusal::Kind::invalidValue, fmt::format("{}: shape {}; {} is expected{}", name, shape,
-                                                           expected, unit.empty() ? "" : ", in " + unit));
+    throw Refusal(Refusal::Kind::kInvalidValue, fmt::format("{}: shape {}; {} is expected{}", name, shape,
+                                                            expected, unit.empty() ? "" : ", in " + unit));
 }
 
 Doubles arrayOf(std::vector<double>&& values, const std::vector<py::ssize_t>& shape) {

@@ -20,19 +20,19 @@ bool isAnyOf(const std::exception& error) {
 
 const char* nameOf(Kind kind) {
     switch (kind) {
-        case Kind::invalidValue:
+        case Kind::kInvalidValue:
             return "InvalidValue";
-        case Kind::wrongType:
+        case Kind::kWrongType:
             return "WrongType";
-        case Kind::unknownName:
+        case Kind::kUnknownName:
             return "UnknownName";
-        case Kind::readOnly:
+        case Kind::kReadOnly:
             return "ReadOnly";
-        case Kind::fileError:
+        case Kind::kFileError:
             return "FileError";
-        case Kind::missingFile:
+        case Kind::kMissingFile:
             return "MissingFile";
-        case Kind::error:
+        case Kind::kError:
             break;
     }
     return "Error";
@@ -74,14 +74,14 @@ void translate(std::exception_ptr thrown) {
 
 Kind kindOf(const std::exception& error) {
     if (const auto* refusal = dynamic_cast<const Refusal*>(&error)) return refusal->kind();
-    if (isAnyOf<Poco::FileNotFoundException>(error)) return Kind::missingFile;
-    if (isAnyOf<Poco::IOException>(error)) return Kind::fileError;
-    if (isAnyOf<Poco::NotFoundException>(error)) return Kind::unknownName;
-    if (isAnyOf<Poco::NoPermissionException>(error)) return Kind::readOnly;
+    if (isAnyOf<Poco::FileNotFoundException>(error)) return Kind::kMissingFile;
+    if (isAnyOf<Poco::IOException>(error)) return Kind::kFileError;
+    if (isAnyOf<Poco::NotFoundException>(error)) return Kind::kUnknownName;
+    if (isAnyOf<Poco::NoPermissionException>(error)) return Kind::kReadOnly;
     if (isAnyOf<Cli::UsageError, Poco::DataException, Poco::RangeException, Poco::InvalidArgumentException,
                 Poco::ExistsException, Poco::BadCastException>(error))
-        return Kind::invalidValue;
-    return Kind::error;
+        return Kind::kInvalidValue;
+    return Kind::kError;
 }
 
 std::string textOf(const std::exception& error) {

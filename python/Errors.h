@@ -14,7 +14,7 @@ namespace Kavelin::Python {
 class Refusal : public std::runtime_error {
 public:
     /// The classes of kavelin/_errors.py.
-    enum class Kind { error, invalidValue, wrongType, unknownName, readOnly, fileError, missingFile };
+    enum class Kind { kError, kInvalidValue, kWrongType, kUnknownName, kReadOnly, kFileError, kMissingFile };
 
     Refusal(Kind kind, const std::string& text) : std::runtime_error(text), kind_(kind) {}
     Kind kind() const { return kind_; }
@@ -38,7 +38,7 @@ auto readingFile(const std::filesystem::path& file, Read read) {
     } catch (const std::exception& error) {
         std::error_code unknown;
         if (std::filesystem::exists(file, unknown) || unknown) throw;
-        throw Refusal(Refusal::Kind::missingFile, textOf(error));
+        throw Refusal(Refusal::Kind::kMissingFile, textOf(error));
     }
 }
 

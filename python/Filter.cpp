@@ -34,11 +34,11 @@ using Kind = Refusal::Kind;
 
 Kind kindOfRefusal(const Core::AbstractProperty& property, const Cli::PropertyValue& value,
                    const std::exception& error) {
-    if (!property.isWritable()) return Kind::readOnly;
+    if (!property.isWritable()) return Kind::kReadOnly;
     std::error_code unknown;
     const bool namesMissing =
         property.describe().kind == "file name" && !std::filesystem::exists(value.text, unknown);
-    return namesMissing ? Kind::missingFile : kindOf(error);
+    return namesMissing ? Kind::kMissingFile : kindOf(error);
 }
 
 /// For fewer samples the interpreter's lock is kept: to get it back from a busy thread takes longer than they do.
@@ -86,14 +86,14 @@ private:
 
 void PyFilter::refuseName(const char* what, const std::string& name,
                           const std::vector<std::string>& existing) {
-    throw Refusal(Kind::unknownName, filter().getName() + ": " + Cli::noSuch(what, name, existing));
+    throw Refusal(Kind::kUnknownName, filter().getName() + ": " + Cli::noSuch(what, name, existing));
 }
 
 Core::AbstractProperty& PyFilter::property(const std::string& name) {
     Core::AbstractProperty* found = filter().getPropertyBag().find(name);
     if (found == nullptr) refuseName("property", name, Cli::propertyNames(filter(), false));
     if (!found->hasValue())
-        throw Refusal(Kind::wrongType,
+        throw Refusal(Kind::kWrongType,
                       fmt::format("{}: \"{}\" is a command and has no value; command(\"{}\") activates it",
                                   filter().getName(), name, name));
     return *found;
@@ -229,7 +229,8 @@ py::tuple PyFilter::run(const py::object& t, const py::dict& inputs,
         const bool hasOwn = py::isinstance<py::tuple>(value) && py::len(value) == 2;
         const py::tuple own = hasOwn ? py::reinterpret_borrow<py::tuple>(value) : py::tuple();
         if (!hasOwn && t.is_none())
-            throw Refusal(Kind::invalidValue, pin + ": no time stamps; give t, or (t, samples) for this pin");
+            throw Refusal(Kind::kInvalidValue,
+                          pin + ": no time stamps; give t, or (t, samples) for this pin");
         const Doubles& stamps = given.stamps.emplace_back(hasOwn ? stampsOf(own[0], pin + ", t") : common);
         const auto count = static_cast<std::size_t>(stamps.size());
         const py::object samples = hasOwn ? py::object(own[1]) : py::reinterpret_borrow<py::object>(value);

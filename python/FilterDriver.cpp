@@ -3,7 +3,9 @@
 #include <Kavelin/Core/AbstractOutputPin.h>
 #include <Kavelin/Core/AbstractProperty.h>
 #include <Kavelin/Core/FlowManager.h>
+#include <Kavelin/Typed/Contents.h>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <chrono>
@@ -53,6 +55,7 @@ struct FilterDriver::Before {
     std::uint64_t errorCount;
     std::uint64_t unlike;
     bool wasUnpaired;
+    std::map<std::string, std::uint64_t> unpaired;
     std::map<std::string, Pin> pins;
 
     Before(const Core::Filter& filter, const Core::ErrorLog& log)
@@ -60,6 +63,7 @@ struct FilterDriver::Before {
         const Core::PairingReport pairing = filter.getPairing();
         unlike = pairing.unlike;
         wasUnpaired = Cli::isMostlyUnpaired(filter, pairing);
+        for (const auto& [pin, count] : pairing.unpaired) unpaired[pin] = count;
         for (const Core::AbstractInputPin* pin : filter.getInputPins())
             pins[pin->getName()] = {pin->getMisfits(), pin->getCounts().dropped};
     }
@@ -111,7 +115,7 @@ void FilterDriver::requireForwards(const Stream& samples) const {
     const auto latest = latest_.find(samples.pin);
     if (samples.count == 0 || latest == latest_.end() || samples.stamps[0] >= latest->second) return;
     throw Refusal(
-        Refusal::Kind::invalidValue,
+        Refusal::Kind::kInvalidValue,
         fmt::format(
             "{}: time runs backwards: {} s after {} s. A new recording takes a new filter, or a command "
             "that resets this one",
@@ -125,7 +129,7 @@ void FilterDriver::push(const Stream& samples) {
         pin.getBufferSize() - std::min<std::uint64_t>(pin.getBufferSize(), pin.getCounts().buffered);
     if (samples.count > 1 && samples.count > room)
         throw Refusal(
-            Refusal::Kind::invalidValue,
+            Refusal::Kind::kInvalidValue,
             fmt::format(
                 "{}: {} do not find room in its queue, which takes {} more; call process() in between, or "
                 "use run()",
@@ -172,6 +176,7 @@ FilterRunReport FilterDriver::run(const std::vector<Stream>& streams, const RunO
         goThrough(options);
         if (!layout_.wasStopped()) finishStream(report);
         noteMissing(report);
+        noteSilence(report);
     }
     completeRun(report);
     this->report(report, before);
@@ -216,8 +221,8 @@ void FilterDriver::goThrough(const RunOptions& options) {
     });
     layout_.runToEnd();
     layout_.setRoundHook({});
-    source_.eachDone([this](const Stream& stream, std::size_t done, std::size_t) {
-        if (done > 0) latest_[stream.pin] = stream.stamps[done - 1];
+    source_.eachDone([this](const Stream& stream, const ArraySource::Progress& its) {
+        if (its.done > 0) latest_[stream.pin] = stream.stamps[its.done - 1];
     });
     if (!thrown) return;
     FilterRunReport unread;
@@ -226,10 +231,52 @@ void FilterDriver::goThrough(const RunOptions& options) {
 }
 
 void FilterDriver::noteMissing(FilterRunReport& report) const {
-    source_.eachDone([&](const Stream& stream, std::size_t, std::size_t missing) {
-        if (missing > 0)
+    source_.eachDone([&](const Stream& stream, const ArraySource::Progress& its) {
+        if (its.missing > 0)
             report.notes.push_back(
-                fmt::format("{}: {} without a value", stream.pin, counted(missing, "row")));
+                fmt::format("{}: {} without a value", stream.pin, counted(its.missing, "row")));
+        if (its.infinite > 0)
+            report.errors.push_back(fmt::format("{}: {} with an infinite value, left out", stream.pin,
+                                                counted(its.infinite, "row")));
+    });
+}
+
+/// Where nothing of what is kept came, or of the orientations among it.
+void FilterDriver::noteSilence(FilterRunReport& report) const {
+    std::vector<std::string> all, orientations;
+    const SampleTable* most = nullptr;
+    bool hasAny = false;
+    for (const auto& [pin, table] : report.outputs) {
+        all.push_back(pin);
+        hasAny |= !table.stamps.empty();
+        const Core::AbstractOutputPin* output = filter_->findOutputPin(pin);
+        if (output == nullptr || output->content().quantity != Core::kOrientation) continue;
+        orientations.push_back(pin);
+        if (most == nullptr || table.stamps.size() > most->stamps.size()) most = &table;
+    }
+    if (most != nullptr && !most->stamps.empty()) return noteUnanswered(report, *most, orientations.front());
+    std::size_t rows = 0;
+    source_.eachDone(
+        [&](const Stream&, const ArraySource::Progress& its) { rows = std::max(rows, its.done); });
+    if (rows > 0 && !all.empty() && (most != nullptr || !hasAny))
+        report.notes.push_back(fmt::format("{}: nothing came out of {}: {}", filter_->getName(),
+                                           counted(rows, "row"),
+                                           fmt::join(most != nullptr ? orientations : all, ", ")));
+}
+
+/// Samples of needed inputs for which no orientation came, after the first: those of the other inputs have other times.
+void FilterDriver::noteUnanswered(FilterRunReport& report, const SampleTable& orientations,
+                                  const std::string& output) const {
+    source_.eachDone([&](const Stream& stream, const ArraySource::Progress& its) {
+        const Core::AbstractInputPin* pin = filter_->findInputPin(stream.pin);
+        if (pin == nullptr || pin->content().quantity.empty() || pin->content().isOptional) return;
+        const double* const end = stream.stamps + its.done;
+        const auto given =
+            static_cast<std::size_t>(end - std::lower_bound(stream.stamps, end, orientations.stamps.front()));
+        const std::size_t used = orientations.stamps.size() + its.missing + its.infinite;
+        if (given > used)
+            report.notes.push_back(fmt::format("{}: {} of {} gave no {}", stream.pin, given - used,
+                                               counted(its.done, "sample"), output));
     });
 }
 
@@ -270,11 +317,7 @@ void FilterDriver::report(FilterRunReport& report, const Before& before) {
     }
     if (const std::uint64_t others = layout_.getErrors().getCount() - before.errorCount - listed; others > 0)
         report.errors.push_back(counted(others, "further error") + ", not listed");
-    const Core::PairingReport pairing = filter_->getPairing();
-    if (pairing.unlike > before.unlike)
-        report.errors.push_back(Cli::differenceText(filter_->getName(), pairing));
-    if (!before.wasUnpaired && Cli::isMostlyUnpaired(*filter_, pairing))
-        report.errors.push_back(Cli::unpairedText(filter_->getName(), pairing, true));
+    reportPairing(report, before);
     for (const auto& [name, was] : before.pins) {
         const Core::AbstractInputPin* pin = filter_->findInputPin(name);
         if (pin == nullptr) continue;
@@ -284,6 +327,22 @@ void FilterDriver::report(FilterRunReport& report, const Before& before) {
                                                counted(dropped, "sample"), pin->getBufferSize()));
     }
     reportData(report);
+}
+
+/// As a run of a layout says it; counts are those of this run.
+void FilterDriver::reportPairing(FilterRunReport& report, const Before& before) const {
+    Core::PairingReport pairing = filter_->getPairing();
+    if (pairing.unlike > before.unlike)
+        report.errors.push_back(Cli::differenceText(filter_->getName(), pairing));
+    if (!before.wasUnpaired && Cli::isMostlyUnpaired(*filter_, pairing)) {
+        report.errors.push_back(Cli::unpairedText(filter_->getName(), pairing, true));
+        return;
+    }
+    for (auto& [pin, count] : pairing.unpaired)
+        if (const auto was = before.unpaired.find(pin); was != before.unpaired.end())
+            count -= std::min(count, was->second);
+    std::erase_if(pairing.unpaired, [](const auto& one) { return one.count == 0; });
+    if (!pairing.unpaired.empty()) report.notes.push_back(Cli::unpairedText(filter_->getName(), pairing));
 }
 
 void FilterDriver::reportData(FilterRunReport& report) const {

@@ -72,6 +72,10 @@ private:
     void goThrough(const RunOptions& options);
     void finishStream(FilterRunReport& report);
     void noteMissing(FilterRunReport& report) const;
+    void noteSilence(FilterRunReport& report) const;
+    void noteUnanswered(FilterRunReport& report, const SampleTable& orientations,
+                        const std::string& output) const;
+    void reportPairing(FilterRunReport& report, const Before& before) const;
     void completeRun(FilterRunReport& report);
     void report(FilterRunReport& report, const Before& before);
     void reportData(FilterRunReport& report) const;

@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <pybind11/numpy.h>
 #include <pybind11/stl.h>
 
@@ -6,7 +8,9 @@
 
 #include "attitude/rotation/AngleConstants.h"
 #include "cli/CommandContext.h"
+#include "cli/fuse/Estimator.h"
 #include "cli/fuse/FuseArguments.h"
+#include "io/AttitudeFrame.h"
 #include "python/Bindings.h"
 #include "python/Errors.h"
 #include "python/FusedResult.h"
@@ -38,7 +42,12 @@ FusedResult run(Cli::FuseOptions options, const Recording* reference) {
     if (options.type.empty()) options.type = Cli::defaultEstimator();
     if (reference != nullptr) {
         options.memory.reference = referenceOf(reference);
+        options.memory.isReferenceUp = reference->isUp;
         options.reference = reference->name;
+        const Cli::Estimator estimator = Cli::describeEstimator(options.type);
+        const auto alignment = RecordingIO::alignmentOf(estimator.frame);
+        if (reference->estimate && alignment && options.alignment == "auto")
+            requireComparable(*reference->estimate, estimator.frame, *alignment);
     }
     return resultOfInterruptible([&] {
         return options.memory.recording ? fuse(options)
@@ -58,6 +67,7 @@ FusedResult fuseRecording(const Recording& recording, const Arguments& arguments
     static_cast<Cli::RecordingChoice&>(options) = recording.choice;
     options.recording = recording.name;
     options.memory.recording = recording.opener();
+    options.memory.isReferenceUp = recording.isUp && options.reference.empty();
     return run(std::move(options), reference);
 }
 
@@ -65,6 +75,7 @@ FusedResult fuseArrays(const SampleArrays& arrays, const Arguments& arguments, c
     Cli::FuseOptions options = fuseOptions(arguments);
     options.recording = "arrays";
     options.memory.recording = openerOf(options.recording, arrays.table());
+    options.memory.isReferenceUp = options.reference.empty();
     return run(std::move(options), reference);
 }
 
@@ -78,7 +89,10 @@ AttitudeComparison compareWith(const FusedResult& result, const std::string& fil
         throw Cli::UsageError(
             "align: the errors are those of the run; give align to kavelin.fuse, or a reference here");
     }
-    const ReferenceChoice choice{file, referenceOf(reference), alignment};
+    if (reference != nullptr && reference->estimate && result.alignment && alignment == "auto")
+        requireComparable(*reference->estimate, result.estimateFrame, *result.alignment);
+    const ReferenceChoice choice{file, referenceOf(reference), reference != nullptr && reference->isUp,
+                                 alignment};
     return resultOfInterruptible([&] {
         return file.empty() ? compare(result, choice)
                             : readingFile(file, [&] { return compare(result, choice); });
@@ -167,8 +181,12 @@ py::array rotationOf(const FusedResult& result) {
     return fresh(rotations(result), {signedSize(result.rows.times.size()), 3, 3});
 }
 
-/// (t, n x 3 degrees, RMS of the three, pairs, turn, how it was aligned, notes)
+/// (t, n x 3 degrees, RMS of the three, pairs, turn, how it was aligned, notes, whether the reference is taken in the
+/// frame of the result)
 py::tuple toPython(AttitudeComparison comparison) {
+    if (!comparison.whyNone.empty())
+        throw Cli::UsageError(fmt::format("{}{}{}", comparison.whyNone, comparison.notes.empty() ? "" : "; ",
+                                          fmt::join(comparison.notes, "; ")));
     const auto count = signedSize(comparison.errors.times.size());
     for (double& value : comparison.errors.values) value *= kRadiansToDegrees;
     const RecordingIO::ErrorFigures& figures = comparison.figures;
@@ -177,7 +195,8 @@ py::tuple toPython(AttitudeComparison comparison) {
     return py::make_tuple(fresh(std::move(comparison.errors.times), {count}),
                           fresh(std::move(comparison.errors.values), {count, 3}),
                           py::make_tuple(figures.total, figures.heading, figures.inclination), figures.count,
-                          comparison.turn * kRadiansToDegrees, comparison.aligned, notes);
+                          comparison.turn * kRadiansToDegrees, comparison.aligned, notes,
+                          comparison.isReferenceInFrame);
 }
 
 std::vector<std::string> writeTable(const FusedResult& result, const Text& path, const std::string& form,
@@ -228,8 +247,14 @@ void bindFuse(py::module_& module) {
              })
         .def("write", &writeTable);
     module.def("attitudes", [](Self result) {
-        return Recording{.stored = referenceOf(result), .choice = {}, .name = "result", .sensors = {}};
+        return Recording{.stored = referenceOf(result),
+                         .choice = {},
+                         .name = "result",
+                         .isUp = false,
+                         .sensors = {},
+                         .estimate = ReferenceFrame{result.type, result.estimateFrame}};
     });
+    module.def("default_estimator", &Cli::defaultEstimator);
     module.def("fuse", &fuseRecording);
     module.def("fuse", &fuseArrays);
     module.def("fuse_file", &fuseFile);

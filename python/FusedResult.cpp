@@ -4,6 +4,7 @@
 #include <Kavelin/Core/FlowManager.h>
 #include <Kavelin/Typed/OutputPin.h>
 #include <Poco/Exception.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
@@ -16,9 +17,12 @@
 #include "cli/fuse/ResultColumns.h"
 #include "cli/layout/PropertyAccess.h"
 #include "evaluation/AttitudeErrors.h"
+#include "io/AttitudeComparison.h"
+#include "io/AttitudeFrame.h"
 #include "io/FilterAttitudeErrors.h"
 #include "io/FilterCsvWriter.h"
 #include "io/recording/ArrayReader.h"
+#include "io/recording/Text.h"
 
 namespace Kavelin::Python {
 
@@ -55,12 +59,38 @@ void takeOut(double turn, Cli::KeptSamples& errors) {
     }
 }
 
+/// Why nothing could be compared.
+/// @param track null: the recording's own quaternions
+std::string whyNone(const FusedResult& result, const std::vector<double>& times, bool hasPairs,
+                    const RecordingIO::ReferenceTrack* track) {
+    using RecordingIO::counted;
+    using RecordingIO::exactText;
+    if (times.empty()) return "the result has no attitude to compare";
+    if (hasPairs) return "no row of the result lies in an interval of " + result.movement;
+    const std::string none = "no row has both an attitude and a reference";
+    if (track == nullptr)
+        return none + ": " + result.recording +
+               " has no quaternion other than zero in a row that gives an attitude; as the reference it is "
+               "taken between its rows as well";
+    if (!track->span() && track->zeros() > 0)
+        return fmt::format("{}: all {} of the reference are zero", none,
+                           counted(track->zeros(), "quaternion"));
+    if (!track->span()) return none + ": the reference has no quaternion in any row";
+    const auto [first, latest] = *track->span();
+    const std::string reference =
+        first > times.back() ? fmt::format("begins at {} s", exactText(first))
+                             : fmt::format("goes from {} s to {} s", exactText(first), exactText(latest));
+    return fmt::format("{}: the result goes from {} s to {} s, the reference {}", none,
+                       exactText(times.front()), exactText(times.back()), reference);
+}
+
 AttitudeComparison comparisonOf(const RecordingIO::AttitudeErrors& errors, Cli::KeptSamples samples) {
     AttitudeComparison comparison{.errors = std::move(samples),
                                   .figures = errors.figures(),
                                   .turn = errors.turn(),
                                   .aligned = std::string(alignmentName(errors.alignment())),
-                                  .notes = {}};
+                                  .notes = {},
+                                  .whyNone = {}};
     takeOut(comparison.turn, comparison.errors);
     return comparison;
 }
@@ -89,6 +119,16 @@ void takeReport(const Cli::FuseRun& run, FusedResult& result) {
         result.verdicts = {report.judged()->verdicts.tilt.text(), report.judged()->verdicts.heading.text()};
 }
 
+void takeComparison(Cli::FuseRun& run, const RecordingIO::AttitudeErrors& errors, FusedResult& result) {
+    AttitudeComparison& comparison =
+        result.comparison.emplace(comparisonOf(errors, std::move(run.kept()->errors.samples())));
+    comparison.isReferenceInFrame = result.isReferenceDown && run.report().isReferenceInFrame();
+    if (comparison.figures.count > 0) return;
+    const auto& filter = dynamic_cast<RecordingIO::AttitudeComparison&>(*run.builder().find("errors"));
+    comparison.whyNone = whyNone(result, (result.estimate ? *result.estimate : result.rows).times,
+                                 !comparison.errors.times.empty(), filter.referenceTrack());
+}
+
 void takeKept(Cli::FuseRun& run, FusedResult& result) {
     Cli::KeptResult& kept = *run.kept();
     result.rows = std::move(kept.rows.rows());
@@ -98,7 +138,7 @@ void takeKept(Cli::FuseRun& run, FusedResult& result) {
     result.turn = kept.turn;
     if (kept.estimate) result.estimate = std::move(kept.estimate->rows());
     if (const RecordingIO::AttitudeErrors* errors = run.report().errors())
-        result.comparison = comparisonOf(*errors, std::move(kept.errors.samples()));
+        takeComparison(run, *errors, result);
     turnRows(result);
 }
 
@@ -156,20 +196,30 @@ std::string literal(const std::string& name) {
 
 }  // namespace
 
+void requireComparable(const ReferenceFrame& reference, std::string_view estimate, Alignment alignment) {
+    const auto own = RecordingIO::alignmentOf(reference.frame);
+    if (reference.frame == estimate || (own && *own <= alignment)) return;
+    throw Cli::UsageError(
+        "the reference is the attitude of " + reference.type + ", " +
+        (reference.frame.empty() ? "in a frame that it does not declare" : "\"" + reference.frame + "\"") +
+        "; align chooses how it is compared with another");
+}
+
 std::shared_ptr<const RecordingIO::StoredRecording> referenceOf(const FusedResult& result) {
-    const auto turn = RecordingIO::earthTurn(result.frame, RecordingIO::kSensorToNorthEastDown);
-    std::vector<double> quaternions = result.rows.quaternions;
+    const auto turn = RecordingIO::earthTurn(result.estimateFrame, RecordingIO::kSensorToNorthEastDown);
+    const std::vector<double>& own = result.estimate ? result.estimate->quaternions : result.attitudes();
+    const std::vector<double>& times = (result.estimate ? *result.estimate : result.rows).times;
+    std::vector<double> quaternions = own;
     for (std::size_t i = 0; turn && i < quaternions.size(); i += 4) {
-        const Quaternion q = OrientationInternal::quaternionProduct(
-            turn->quaternion, QuaternionMap(&result.rows.quaternions[i]));
+        const Quaternion q = OrientationInternal::quaternionProduct(turn->quaternion, QuaternionMap(&own[i]));
         std::copy_n(q.data(), 4, &quaternions[i]);
     }
     RecordingIO::ArrayView table;
     table.form = RecordingIO::formOfHeader("t (s),qw,qx,qy,qz");
     if (turn) table.form.earth = RecordingIO::TableForm::Earth::kNorthEastDown;
-    table.columns.push_back({result.rows.times.data(), 1});
+    table.columns.push_back({times.data(), 1});
     for (std::size_t i = 0; i < 4; ++i) table.columns.push_back({quaternions.data() + i, 4});
-    table.rows = result.rows.times.size();
+    table.rows = times.size();
     RecordingIO::ArrayReader reader("the result of " + result.recording, table, {});
     return std::make_shared<const RecordingIO::StoredRecording>(reader);
 }
@@ -185,7 +235,7 @@ AttitudeComparison compare(const FusedResult& result, const ReferenceChoice& cho
     set(errors, "Alignment", kAlignmentLabels[static_cast<int>(alignmentFor(result, choice.alignment))]);
     set(errors, "Reference File", literal(choice.file));
     set(errors, "Movement File", literal(result.movement));
-    if (result.isReferenceDown) set(errors, "Reference Frame", "ned");
+    if (result.isReferenceDown && !choice.isUp) set(errors, "Reference Frame", "ned");
     if (choice.opener) errors.setReference(choice.opener);
     Core::connect(attitude, errors.getInputPin("attitude"), {.bufferSize = 1});
     Core::connect(errors.getOutputPin("errors"), kept.getInputPin("sample"), {.bufferSize = 1});
@@ -199,6 +249,10 @@ AttitudeComparison compare(const FusedResult& result, const ReferenceChoice& cho
     errors.completeRun();
     AttitudeComparison comparison = comparisonOf(errors.errors(), std::move(kept.samples()));
     comparison.notes = errors.runErrors();
+    const RecordingIO::ReferenceTrack& track = *errors.referenceTrack();
+    comparison.isReferenceInFrame = result.isReferenceDown && !choice.isUp && !track.isEarthKnown();
+    if (comparison.figures.count == 0)
+        comparison.whyNone = whyNone(result, rows.times, !comparison.errors.times.empty(), &track);
     return comparison;
 }
 

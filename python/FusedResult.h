@@ -23,6 +23,9 @@ struct AttitudeComparison {
     double turn = 0.0;  ///< rad, about the vertical: taken out
     std::string aligned;
     std::vector<std::string> notes;  ///< on rows of the reference that were left out
+    std::string whyNone;             ///< why nothing could be compared; empty: something was
+    /// Nothing but the frame of the result says what the reference is relative to.
+    bool isReferenceInFrame = false;
 };
 
 /// A property of the estimator as it was.
@@ -57,7 +60,7 @@ struct FusedResult {
     std::string estimateFrame;
     std::optional<Cli::KeptRows> estimate;  ///< empty: the rows, before the turn
     std::optional<RecordingIO::Alignment> alignment;
-    bool isReferenceDown = false;  ///< one that says no frame is relative to North-East-Down
+    bool isReferenceDown = false;  ///< one whose frame is not known is relative to North-East-Down
     std::string movement;          ///< file
     std::optional<AttitudeComparison> comparison;
 
@@ -72,13 +75,24 @@ FusedResult fuse(const Cli::FuseOptions& options);
 struct ReferenceChoice {
     std::string file;  ///< empty: `opener`
     std::function<std::unique_ptr<RecordingIO::RowReader>()> opener;
+    bool isUp = false;  ///< what is opened is relative to East-North-Up
     std::string alignment = "auto";
 };
 
 /// Compares the estimate with a reference as a run does.  @throws Cli::UsageError, Poco exceptions
 AttitudeComparison compare(const FusedResult& result, const ReferenceChoice& choice);
 
-/// Its attitudes, where they are relative to the earth as a recording that says so; a row for each.
+/// The estimate of a result that is a reference.
+struct ReferenceFrame {
+    std::string type;
+    std::string frame;  ///< as its pin declares it
+};
+
+/// Whether an estimate in another frame can be compared with it so.  @throws Cli::UsageError
+void requireComparable(const ReferenceFrame& reference, std::string_view estimate,
+                       RecordingIO::Alignment alignment);
+
+/// Its estimate, where that is relative to the earth as a recording that says so; a row for each.
 std::shared_ptr<const RecordingIO::StoredRecording> referenceOf(const FusedResult& result);
 
 /// Writes the table that `kavelin fuse -o` writes.

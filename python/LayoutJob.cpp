@@ -68,10 +68,10 @@ Core::AbstractOutputPin& sourceOf(const std::string& probe, const Cli::LayoutBui
     std::vector<std::string> pins;
     for (const Core::Pin* pin : filter.getPins()) pins.push_back(pin->getName());
     if (input == nullptr)
-        throw Refusal(Kind::unknownName,
+        throw Refusal(Kind::kUnknownName,
                       Cli::named(filter) + ": " + Cli::noSuch("pin", target.element, pins));
     if (input->getConnectedOutput() == nullptr)
-        throw Refusal(Kind::invalidValue, fmt::format("probe {}: no connection leads to this input", probe));
+        throw Refusal(Kind::kInvalidValue, fmt::format("probe {}: no connection leads to this input", probe));
     return *input->getConnectedOutput();
 }
 
@@ -123,9 +123,9 @@ void LayoutJob::setVariable(const std::string& variable, const std::string& valu
 void LayoutJob::requireTarget(const std::string& text) const {
     Cli::Target target;
     if (!Cli::splitTarget(text, target))
-        throw Refusal(Kind::invalidValue, fmt::format("\"{}\": the form \"filter:name\" is expected", text));
+        throw Refusal(Kind::kInvalidValue, fmt::format("\"{}\": the form \"filter:name\" is expected", text));
     if (file_.findFilter(target.filter) == nullptr)
-        throw Refusal(Kind::unknownName, Cli::noSuch("filter", target.filter, file_.filterNames()));
+        throw Refusal(Kind::kUnknownName, Cli::noSuch("filter", target.filter, file_.filterNames()));
 }
 
 void LayoutJob::set(const std::string& text, Cli::PropertyValue value) {

@@ -59,7 +59,8 @@ private:
 
 Recording read(const Text& file, const Arguments& arguments) {
     const std::string& path = file.bytes;
-    Recording recording{.stored = {}, .choice = recordingOptions(arguments), .name = path, .sensors = {}};
+    Recording recording{
+        .stored = {}, .choice = recordingOptions(arguments), .name = path, .isUp = false, .sensors = {}};
     runInterruptibly([&] {
         readingFile(path, [&] {
             const OpenOptions options = readerOptions(recording.choice);
@@ -88,7 +89,8 @@ py::list sensorsOf(const Text& file, const Arguments& arguments) {
 
 Recording ofArrays(const SampleArrays& arrays, const Arguments& arguments, const Text& called) {
     const std::string& name = called.bytes;
-    Recording recording{.stored = {}, .choice = recordingOptions(arguments), .name = name, .sensors = {}};
+    Recording recording{
+        .stored = {}, .choice = recordingOptions(arguments), .name = name, .isUp = true, .sensors = {}};
     runInterruptibly([&] {
         recording.stored = Reading().store(
             [&](const auto&) { return openerOf(name, arrays.table())(readerOptions(recording.choice)); });
@@ -98,7 +100,7 @@ Recording ofArrays(const SampleArrays& arrays, const Arguments& arguments, const
 
 Recording simulate(const Arguments& arguments) {
     const Cli::SimulateOptions options = simulateOptions(arguments);
-    Recording recording{.stored = {}, .choice = {}, .name = "simulation", .sensors = {}};
+    Recording recording{.stored = {}, .choice = {}, .name = "simulation", .isUp = true, .sensors = {}};
     runInterruptibly([&] {
         const RecordingIO::ArrayTable table = RecordingIO::simulate(
             options.simulation, !options.withoutTruth, [] { return Cli::Interruption::hasCome(); });
@@ -129,7 +131,7 @@ py::tuple samples(const py::object& self, const Text& name) {
     if (found == channels.end()) {
         std::vector<std::string> names;
         for (const Channel& channel : channels) names.push_back(channel.pin);
-        throw Refusal(Refusal::Kind::unknownName, Cli::noSuch("pin", pin, names));
+        throw Refusal(Refusal::Kind::kUnknownName, Cli::noSuch("pin", pin, names));
     }
     const StoredRecording::Samples& own = stored.samples(static_cast<std::size_t>(found - channels.begin()));
     const auto count = static_cast<py::ssize_t>(own.values.size() / found->size());
@@ -194,7 +196,7 @@ SampleArrays::SampleArrays(py::handle t, py::handle acc, py::handle gyr, py::han
     add(mag, "mag", {"mx", "my", "mz"}, "uT");
     add(quat, "quat", {"qw", "qx", "qy", "qz"}, "");
     if (header_.size() == (t.is_none() ? 0U : 1U))
-        throw Refusal(Refusal::Kind::invalidValue,
+        throw Refusal(Refusal::Kind::kInvalidValue,
                       "there are no samples: acc, gyr, mag, quat: one at least is expected");
     table_.form = RecordingIO::formOfHeader(fmt::format("{}", fmt::join(header_, ",")));
 }
@@ -213,7 +215,7 @@ void SampleArrays::add(py::handle argument, const char* name, const std::vector<
         counted_ = name;
     } else if (rows != table_.rows) {
         throw Refusal(
-            Refusal::Kind::invalidValue,
+            Refusal::Kind::kInvalidValue,
             fmt::format("{}: {}; {} has {}", name, RecordingIO::counted(rows, "row"), counted_, table_.rows));
     }
     for (py::ssize_t i = 0; i < width; ++i) table_.columns.push_back({array.data() + i, width});

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,7 @@
 #include "io/recording/ArrayReader.h"
 #include "io/recording/StoredRecording.h"
 #include "python/Arrays.h"
+#include "python/FusedResult.h"
 
 namespace Kavelin::Python {
 
@@ -40,7 +42,9 @@ struct Recording {
     std::shared_ptr<const RecordingIO::StoredRecording> stored;
     Cli::RecordingChoice choice;
     std::string name;                  ///< as the user gave it
+    bool isUp = false;                 ///< its quaternions are relative to East-North-Up, as arrays are meant
     std::vector<std::string> sensors;  ///< of the recording that it comes from; empty where that holds one
+    std::optional<ReferenceFrame> estimate{};  ///< that it is
 
     /// Opens it for the reader of a layout.  @throws Poco::InvalidArgumentException where the options ask for another
     /// choice than that by which it was read

@@ -51,7 +51,7 @@ void callInterruptibly(const std::function<void()>& work, const std::function<vo
     try {
         while (!isDoneSoon(done)) {
             if (isExiting())
-                throw Refusal(Refusal::Kind::error, "the run was ended by the interpreter's exit");
+                throw Refusal(Refusal::Kind::kError, "the run was ended by the interpreter's exit");
             lookForSignals();
         }
     } catch (...) {

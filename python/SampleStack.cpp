@@ -72,8 +72,8 @@ SampleStack samplesOf(py::handle argument, const std::string& name, const PinCon
     const auto shape = shapeFor(stack.array, 1, content);
     if (!shape) refuse(name, stack.array, content, true);
     if (static_cast<std::size_t>(stack.array.shape(0)) != count)
-        throw Refusal(Refusal::Kind::invalidValue, fmt::format("{}: {} rows; there are {} time stamps", name,
-                                                               stack.array.shape(0), count));
+        throw Refusal(Refusal::Kind::kInvalidValue, fmt::format("{}: {} rows; there are {} time stamps", name,
+                                                                stack.array.shape(0), count));
     stack.shape = *shape;
     return stack;
 }

@@ -9,7 +9,7 @@ namespace Kavelin::Python {
 
 namespace {
 
-[[noreturn]] void refuse(const std::string& text) { throw Refusal(Refusal::Kind::error, text); }
+[[noreturn]] void refuse(const std::string& text) { throw Refusal(Refusal::Kind::kError, text); }
 
 }  // namespace
 

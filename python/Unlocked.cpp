@@ -42,7 +42,7 @@ Unlocked::~Unlocked() {
 }
 
 void Unlocked::lookForSignals() {
-    if (isExiting()) throw Refusal(Refusal::Kind::error, "the run was ended by the interpreter's exit");
+    if (isExiting()) throw Refusal(Refusal::Kind::kError, "the run was ended by the interpreter's exit");
     if (state_ == nullptr) return Python::lookForSignals();
     PyEval_RestoreThread(state_);
     const int raised = PyErr_CheckSignals();

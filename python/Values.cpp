@@ -28,9 +28,9 @@ double numberOf(py::handle object, const std::string& name) {
     if (!(number == -1.0 && PyErr_Occurred() != nullptr)) return number;
     py::error_already_set error;
     if (error.matches(PyExc_OverflowError))
-        throw Refusal(Refusal::Kind::invalidValue, name + ": the number is too large");
+        throw Refusal(Refusal::Kind::kInvalidValue, name + ": the number is too large");
     if (!error.matches(PyExc_TypeError)) throw error;
-    throw Refusal(Refusal::Kind::wrongType,
+    throw Refusal(Refusal::Kind::kWrongType,
                   fmt::format("{}: a bool, a number, a text or an array is expected; this is {}", name,
                               Py_TYPE(object.ptr())->tp_name));
 }
@@ -100,12 +100,12 @@ py::object presentOf(const Core::AbstractProperty& property) {
 
 std::string textOf(py::handle object, const std::string& name) {
     if (!isText(object))
-        throw Refusal(Refusal::Kind::wrongType, fmt::format("{}: a text is expected; this is {}", name,
-                                                            Py_TYPE(object.ptr())->tp_name));
+        throw Refusal(Refusal::Kind::kWrongType, fmt::format("{}: a text is expected; this is {}", name,
+                                                             Py_TYPE(object.ptr())->tp_name));
     const py::bytes bytes = py::module_::import("os").attr("fsencode")(object);
     std::string text = bytes;
     if (text.find('\0') != std::string::npos)
-        throw Refusal(Refusal::Kind::invalidValue, name + ": a text with a NUL in it");
+        throw Refusal(Refusal::Kind::kInvalidValue, name + ": a text with a NUL in it");
     return text;
 }
 

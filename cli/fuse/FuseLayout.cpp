@@ -158,7 +158,8 @@ void FuseLayout::addErrors(const Schema& schema, Alignment alignment) {
     set(errors, "Alignment", kAlignmentLabels[static_cast<int>(alignment)]);
     if (!options_.memory.reference) set(errors, "Reference File", literal(options_.reference), "--reference");
     set(errors, "Movement File", literal(options_.movement), "--movement");
-    if (options_.frame == "ned") set(errors, "Reference Frame", options_.frame, "--frame");
+    if (options_.frame == "ned" && !options_.memory.isReferenceUp)
+        set(errors, "Reference Frame", options_.frame, "--frame");
     if (options_.reference.empty() && schema.find("quat"))
         connect(sensor(chain_, "quat"), {"errors", "reference", {}});
     connect(attitude_, {"errors", "attitude", {}});

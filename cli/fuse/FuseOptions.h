@@ -16,6 +16,8 @@ struct FuseMemory {
     RecordingIO::RecordingOpener recording;                                   ///< empty: the file
     std::function<std::unique_ptr<RecordingIO::RowReader>()> reference = {};  ///< empty: the file
     bool keepsResult = false;                                                 ///< no file is written
+    /// The reference is relative to East-North-Up, whatever the result is.
+    bool isReferenceUp = false;
 };
 
 /// The form in which an attitude is written.

@@ -32,6 +32,16 @@ const RecordingIO::AttitudeErrors* FuseReport::errors() const {
     return run_.builder.find("errors") ? &part<RecordingIO::AttitudeComparison>("errors").errors() : nullptr;
 }
 
+bool FuseReport::isReferenceInFrame() const {
+    if (errors() == nullptr || run_.options.frame.empty()) return false;
+    if (run_.options.frame == "enu") return true;
+    if (run_.options.memory.isReferenceUp) return false;
+    if (const auto* track = part<RecordingIO::AttitudeComparison>("errors").referenceTrack())
+        return !track->isEarthKnown();
+    const RecordingIO::Channel* own = recording().schema()->find("quat");
+    return own != nullptr && !own->isEarthKnown();
+}
+
 std::uint64_t FuseReport::silentRows() const {
     const std::uint64_t spoken = run_.rowsBefore + run_.watch.attitudes();
     const std::uint64_t complete = statistics().completeRows();
@@ -116,6 +126,7 @@ FuseSummary FuseReport::summary() const {
             .judged = judged_ ? &*judged_ : nullptr,
             .notes = notes(),
             .frame = options.frame,
+            .isReferenceInFrame = isReferenceInFrame(),
             .outputRate = run_.layout.outputRate(),
             .resamplerNotes = resamplerNotes(),
             .calibration = calibrationNotes()};

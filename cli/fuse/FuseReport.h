@@ -41,6 +41,8 @@ public:
     const std::optional<RecordingIO::Judged>& judged() const { return judged_; }
     /// The comparison with the reference; null where nothing is compared.
     const RecordingIO::AttitudeErrors* errors() const;
+    /// Whether something is compared, and nothing but `frame` says what the reference is relative to.
+    bool isReferenceInFrame() const;
 
 private:
     template <class Interface>

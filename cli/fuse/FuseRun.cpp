@@ -1,6 +1,7 @@
 #include "cli/fuse/FuseRun.h"
 
 #include <Kavelin/Core/ConnectionOptions.h>
+#include <Kavelin/Core/Source.h>
 #include <Poco/Exception.h>
 #include <fmt/format.h>
 #include <unistd.h>
@@ -55,7 +56,7 @@ void FuseRun::build() {
             .setListener(
                 [this](const std::string& note) { context_.err << "kavelin: " << note << std::endl; });
     }
-    recording().open();
+    openRecording();
     const RecordingIO::Schema& schema = *recording().schema();
     requireSensors(schema, estimator_, options_.type, options_.recording);
     const bool hasReference = !options_.reference.empty() || schema.find("quat");
@@ -69,6 +70,16 @@ void FuseRun::build() {
         dynamic_cast<RecordingIO::AttitudeComparison&>(*builder_.find("errors"))
             .setReference(options_.memory.reference);
     requireNoMistake(mistakes_);
+}
+
+/// Opening waits for the first lines of a pipe. A signal ends the program there; the process of a caller goes on.
+void FuseRun::openRecording() {
+    if (!options_.memory.keepsResult) return recording().open();
+    auto& source = dynamic_cast<Core::Source&>(*builder_.find("recording"));
+    const Interruption interruption([&source] { source.interrupt(); });
+    recording().open();
+    if (Interruption::hasCome())
+        throw Poco::IOException("reading " + options_.recording + " was interrupted");
 }
 
 RecordingIO::RecordingSource& FuseRun::recording() const {

@@ -61,6 +61,7 @@ private:
     void requireFrame() const;
     std::optional<RecordingIO::EarthTurn> earthTurn() const;
     void build();
+    void openRecording();
     void check();
     void watchResult();
     void keepResult();

@@ -62,7 +62,7 @@ std::string frameLine(const FuseSummary& summary) {
     if (summary.frame.empty()) return {};
     const char* name = summary.frame == "ned" ? "North-East-Down" : "East-North-Up";
     return fmt::format("the result is relative to {}{}\n", name,
-                       summary.errors ? ", and the reference is taken as that too" : "");
+                       summary.isReferenceInFrame ? ", and the reference is taken as that too" : "");
 }
 
 /// Whichever option said it.

@@ -31,6 +31,7 @@ struct FuseSummary {
     const RecordingIO::Judged* judged;  ///< null for an attitude that cannot be judged
     std::vector<std::string> notes;     ///< on the file written
     std::string frame;                  ///< "ned", "enu" where it was asked for
+    bool isReferenceInFrame;            ///< nothing but `frame` says what the reference is relative to
     double outputRate;                  ///< Hz, to which the result was resampled; 0: it was not
     std::vector<std::string> resamplerNotes;
     std::vector<std::string>

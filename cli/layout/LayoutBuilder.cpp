@@ -69,16 +69,20 @@ void LayoutBuilder::make() {
 
 void LayoutBuilder::placeSettings() {
     for (const PropertyEntry& setting : std::exchange(file_.settings, {})) {
-        std::vector<std::string> owners;
+        std::vector<std::string> owners, properties;
         for (const std::string& name : file_.filterNames()) {
             const Core::Filter* filter = find(name);
-            if (filter && filter->getPropertyBag().find(setting.name.text)) owners.push_back(name);
+            if (!filter) continue;
+            if (filter->getPropertyBag().find(setting.name.text)) owners.push_back(name);
+            std::ranges::copy(propertyNames(*filter, false), std::back_inserter(properties));
         }
         if (owners.size() == 1) {
             file_.findFilter(owners[0])->set(setting);
         } else if (owners.empty()) {
+            const std::string near = didYouMean(setting.name.text, properties);
             say(setting.value.place, "no filter has a property " + inQuotes(setting.name.text) +
-                                         "; filters: " + listed(file_.filterNames()));
+                                         (near.empty() ? "; filters: " : near + " Filters: ") +
+                                         listed(file_.filterNames()));
         } else {
             say(setting.value.place, "several filters have a property " + inQuotes(setting.name.text) + ": " +
                                          listed(owners) + "; put the name of one before it, as in " +

@@ -92,9 +92,13 @@ bool ReferenceTrack::advance() {
         if (!reader_->row().has(channel_)) continue;
         const double* q = reader_->row().values(channel_);
         const Quaternion attitude(q[0], q[1], q[2], q[3]);
-        if (!(attitude.norm() > 0.5)) continue;
+        if (!(attitude.norm() > 0.5)) {
+            ++zeros_;
+            continue;
+        }
         before_ = after_;
         after_ = Pose{reader_->row().time(), attitude.normalized()};
+        span_ = {span_ ? span_->first : after_->time, after_->time};
         return true;
     }
 }

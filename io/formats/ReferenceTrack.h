@@ -34,6 +34,11 @@ public:
     /// East-North-Up then.
     bool isEarthKnown() const { return reader_->schema().channels[channel_].isEarthKnown(); }
 
+    /// Time stamps of the first orientation and of the latest one so far, s.
+    const std::optional<std::pair<double, double>>& span() const { return span_; }
+    /// Quaternions so far that are zero, or nearly so.
+    std::uint64_t zeros() const { return zeros_; }
+
     /// Rows left out so far, and what was wrong with the first of them, with file and line.
     std::uint64_t faults() const { return faults_; }
     const std::string& firstFault() const { return firstFault_; }
@@ -50,6 +55,8 @@ private:
     std::size_t channel_ = 0;
     std::optional<Pose> before_;
     std::optional<Pose> after_;
+    std::optional<std::pair<double, double>> span_;
+    std::uint64_t zeros_ = 0;
     std::uint64_t faults_ = 0;
     std::string firstFault_;
 };

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+import stat
 from typing import Any, Iterable, Mapping, Union
 
 import numpy as np
@@ -35,18 +36,43 @@ def number(value: Any, name: str) -> str:
         raise WrongType(f"{name}: a number is expected; this is {value!r}") from None
 
 
+def positive(value: Any, name: str) -> str:
+    shown = number(value, name)
+    if not 0 < float(value) < float("inf"):
+        raise InvalidValue(f"{name}: {shown}; a number above 0 is expected, in Hz")
+    return shown
+
+
 def pins(value: Any, name: str) -> str:
     """`{"acc": "g"}`, `{"3a": "g"}` or "3a=g"."""
     if isinstance(value, Mapping):
+        for name_of_pin, pin in _PINS.items():
+            if name_of_pin in value and pin in value:
+                raise InvalidValue(f"{name}: {name_of_pin} and {pin} are the same; one of them is expected")
         return ", ".join(f"{_PINS.get(pin, pin)}={text(its, name)}" for pin, its in value.items())
     return text(value, name)
+
+
+def is_pipe(path: str) -> bool:
+    """One that has to be opened where waiting for its other end can be interrupted."""
+    try:
+        return stat.S_ISFIFO(os.stat(path).st_mode)
+    except (OSError, ValueError):
+        return False  # refused by the compiled part, in its words
+
+
+def file_text(value: Any, name: str) -> str:
+    path = path_text(value, name)
+    if is_pipe(path):
+        raise InvalidValue(f"{name}: {path} is a pipe; a file is expected")
+    return path
 
 
 def units_of_body(value: Any, name: str) -> str:
     """A file, or one for each unit."""
     if isinstance(value, Mapping):
-        return ",".join(f"{unit}={'' if file is None else path_text(file, name)}" for unit, file in value.items())
-    return path_text(value, name)
+        return ",".join(f"{unit}={'' if file is None else file_text(file, name)}" for unit, file in value.items())
+    return file_text(value, name)
 
 
 def setting(name: str, value: Any) -> str:
@@ -78,15 +104,19 @@ def arguments(options: Iterable[tuple[str, Any, Any]]) -> list[str]:
     """@param options keyword, value and how it becomes a text; None is left out."""
     out = []
     for name, value, how in options:
-        if value is not None:
-            out.append(f"--{name.replace('_', '-')}={how(value, name)}")
+        if value is None:
+            continue
+        said = how(value, name)
+        if not said:
+            raise InvalidValue(f"{name}: it is empty; leave it out, or give None")
+        out.append(f"--{name.replace('_', '-')}={said}")
     return out
 
 
 def reading(sensor: Any, format: Any, dialect: Any, axes: Any, map: Any, units: Any, rate: Any) -> list[str]:
     """What is said of a recording beyond its name."""
     return arguments([("sensor", sensor, text), ("format", format, text), ("dialect", dialect, text),
-                      ("axes", axes, text), ("map", map, text), ("units", units, pins), ("rate", rate, number)])
+                      ("axes", axes, text), ("map", map, text), ("units", units, pins), ("rate", rate, positive)])
 
 
 def settings_arguments(settings: Any) -> list[str]:
@@ -95,6 +125,6 @@ def settings_arguments(settings: Any) -> list[str]:
     if not isinstance(settings, Mapping):
         raise WrongType(f"settings: a dict of names and values is expected; this is {type(settings).__name__}")
     for name in settings:
-        if not isinstance(name, str) or not name:
+        if not isinstance(name, str) or not name or "=" in name:
             raise InvalidValue(f"settings: {name!r}: the name of a property is expected")
     return [f"--set={setting(name, value)}" for name, value in settings.items()]

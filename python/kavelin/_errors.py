@@ -2,9 +2,10 @@
 
 from __future__ import annotations
 
-from typing import TYPE_CHECKING
+from typing import TYPE_CHECKING, Union
 
 if TYPE_CHECKING:
+    from ._fuse import Result
     from ._samples import RunResult
 
 
@@ -47,9 +48,10 @@ class RecordingWarning(Warning):
 
 
 class RunError(Error, RuntimeError):
-    """A run that was done, but with errors: `result` is what it gave, `result.errors` lists them."""
+    """A run that was done, but with errors: `result` is what it gave. `result.errors` lists them, `result.messages` where
+    `kavelin.fuse` gave it."""
 
-    def __init__(self, text: str, result: RunResult) -> None:
+    def __init__(self, text: str, result: Union[RunResult, Result]) -> None:
         super().__init__(text, result)
         self.text = text
         self.result = result

@@ -5,14 +5,16 @@ from __future__ import annotations
 import json
 import os
 from dataclasses import dataclass
-from typing import Any, Iterable, Literal, Mapping, Sequence, Union
+from typing import Any, Iterable, Iterator, Mapping, Sequence, Union
 
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
 from . import _kavelin
-from ._names import names
-from ._reports import settle
+from ._arguments import text
+from ._errors import WrongType
+from ._names import Uncopied, names
+from ._reports import Policy, require, settle
 from ._samples import RunResult, Sample, Samples
 
 Value = Union[bool, int, float, str, "os.PathLike[str]", ArrayLike]
@@ -81,7 +83,7 @@ class Property:
         return text + ", not writable" * (not self.writable)
 
 
-class Filter:
+class Filter(Uncopied):
     """One filter: an attitude estimator, a converter, a detector.
 
     type: its type, such as "FilterCompass"; `kavelin.filters()` lists them
@@ -102,10 +104,14 @@ class Filter:
     Sample(t=0.5, value=array(1.57079633))
     """
 
+    __slots__ = ("_type", "_core")
+    _instead = "make another by kavelin.Filter, and write its properties"
+
     def __init__(self, type: str, plugin: str | os.PathLike[str] | Sequence[str | os.PathLike[str]] | None = None, *,
                  name: str | None = None) -> None:
-        self._type = type
-        self._core = _kavelin.FilterCore(type, type if name is None else name, names(() if plugin is None else plugin))
+        self._type = text(type, "type")
+        self._core = _kavelin.FilterCore(type, type if name is None else text(name, "name"),
+                                         names(() if plugin is None else plugin))
 
     @property
     def type(self) -> str:
@@ -143,6 +149,13 @@ class Filter:
         """The value of the property `name`: bool, int, float, str (of an enum its label), or an array of r x c."""
         return self._core.get(name)
 
+    def __contains__(self, name: object) -> bool:
+        return name in self.properties
+
+    def __iter__(self) -> Iterator[str]:
+        """The names of the properties."""
+        return iter(self.properties)
+
     def __setitem__(self, name: str, value: Value) -> None:
         """Writes the property `name`. A matrix is an array of r x c, or of k elements for a row. A value that is refused
         raises `kavelin.InvalidValue`, and the old one stays."""
@@ -178,27 +191,31 @@ class Filter:
         return Samples(*self._core.pop_all(pin))
 
     def run(self, t: ArrayLike | None, inputs: Mapping[str, ArrayLike | tuple[ArrayLike, ArrayLike]],
-            outputs: Iterable[str] | None = None, *, errors: Literal["raise", "warn", "ignore"] = "raise",
+            outputs: Iterable[str] | None = None, *, errors: Policy = "raise",
             stop_on_error: bool = False) -> RunResult:
         """Runs the filter on whole arrays, as a layout with a source of them does, to the last bit.
 
         t: n time stamps in s, which do not decrease; None where each input has its own.
         inputs: for each input pin its n samples, in the unit and frame that `inputs` of the filter tells: n x 3 for vectors,
             n x 3 x 3 for matrices, n for numbers. `(t, samples)` has time stamps of its own. A sample with a NaN in it is no
-            value: nothing is sent for that row.
+            value: nothing is sent for that row. Nor for one with an infinite value, which is an error of the run.
         outputs: the pins to keep; all if not given. What is not kept need not be computed.
         errors: what becomes of errors of the run, such as a row at which the filter raises an exception: "raise" a
             `kavelin.RunError` afterwards, which has the result; "warn"; or "ignore": they stand in `result.errors`.
         stop_on_error: ends the run at the first exception of the filter.
 
         Contiguous arrays of doubles are read in place; others are converted. All rows of one time are sent before the filter
-        is called. Other Python threads run meanwhile; do not change the arrays in them. Ctrl-C ends the run.
+        is called. Rows without a partner, and outputs of which nothing came, stand in `result.notes`. Other Python threads run meanwhile; do not change the arrays in them. Ctrl-C ends the run.
 
         >>> result = f.run(t, {"3a": acc, "3g": gyr}, outputs=["attitude"])
         >>> t, R = result["attitude"]
         """
+        require(errors)
+        if not isinstance(inputs, Mapping):
+            raise WrongType("inputs: a dict of pins and samples is expected, such as {\"3a\": acc}; this is "
+                            f"{type(inputs).__name__}")
         samples, wrong, notes = self._core.run(t, dict(inputs), None if outputs is None else names(outputs), stop_on_error)
-        return settle(RunResult(samples, wrong, notes), errors)
+        return settle(RunResult(samples, wrong, notes), wrong, errors)
 
     def __str__(self) -> str:
         return str(self._core)

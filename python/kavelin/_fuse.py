@@ -2,8 +2,10 @@
 
 from __future__ import annotations
 
+import errno
 import json
 import os
+import time
 import warnings
 from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any, Literal, Mapping, Sequence, Union
@@ -12,10 +14,12 @@ import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
 from . import _kavelin
-from ._arguments import (Path, arguments, number, path_text, reading, settings_arguments, text, units_of_body)
-from ._errors import Error, InvalidValue, RecordingWarning, WrongType
-from ._names import names
-from ._recordings import Recording, Units
+from ._arguments import (Path, arguments, file_text, is_pipe, path_text, positive, reading, settings_arguments, text,
+                         units_of_body)
+from ._errors import Error, FileError, InvalidValue, RecordingWarning, UnknownName, Warning, WrongType
+from ._names import Unchanging, names
+from ._recordings import Recording, Units, read, require_times
+from ._reports import Policy, require, settle
 
 if TYPE_CHECKING:
     import pandas  # type: ignore[import]
@@ -69,7 +73,7 @@ class Errors:
     rms: their root mean squares, over `count` pairs.
     turn: the turn about the vertical that was taken out before comparing, in degrees.
     aligned: what was taken out, in words; empty: nothing.
-    notes: on rows of the reference that were left out.
+    notes: on rows of the reference that were left out, and what it was taken for.
     """
 
     t: Array
@@ -90,12 +94,15 @@ class Errors:
 Reference = Union[Path, Recording, "Result", "tuple[ArrayLike, ArrayLike]"]
 
 
-class Result:
+class Result(Unchanging):
     """Orientation over time, which `kavelin.fuse` gives.
 
     t: n time stamps in s.
     quaternion: n x 4: w, x, y, z, Hamilton, of unit norm: from the sensor's frame to `frame`.
     """
+
+    __slots__ = ("_fused", "_summary")
+    _instead = "take what you need of it, such as result.t and result.quaternion, or write it by save"
 
     def __init__(self, fused: _kavelin.FusedResult) -> None:
         self._fused = fused
@@ -163,17 +170,27 @@ class Result:
     def errors(self, reference: Reference | None = None, *, align: str = "auto") -> Errors:
         """How far it is off a reference, in the numbers of the program's summary.
 
-        reference: a path ("FILE#SENSOR" for one of several sensors), a `Recording` with a "quat", another `Result`, or
-            (t, q): m time stamps in s and m x 4 quaternions, w first, from the sensor to the earth. It is interpolated to
+        reference: a path ("FILE#SENSOR" for one of several sensors), a `Recording` with a "quat", another `Result` (its
+            estimate, as below), or (t, q): m time stamps in s and m x 4 quaternions, w first, from the sensor to the earth. It is interpolated to
             the times of this result. Without one: the reference of the run, which is the recording's own "quat" at exactly
             these times unless `kavelin.fuse` was given another.
         align: what is taken out before comparing: "none", "heading" (the turn about the vertical that fits best), "start"
             (the rotation at the first pair), "auto" (what suits the filter).
 
-        The estimate is compared as the filter sent it: before it was turned by `frame`, resampled or turned by `mount`.
+        The estimate is compared as the filter sent it: before it was turned by `frame`, resampled or turned by `mount`. A
+        reference in arrays or of a simulation is relative to East, North, up, and so is one of a file whose format says what
+        it is relative to. One of another file is taken as relative to the `frame` that `kavelin.fuse` was given: where that
+        is "ned", a `kavelin.Warning` says so.
+
+        A reference with nothing to compare is a `kavelin.InvalidValue`: other times, quaternions that are zero.
         """
         path, recording = reference_of(reference)
-        t, errors, rms, count, turn, aligned, notes = self._fused.compare(path, recording, text(align, "align"))
+        t, errors, rms, count, turn, aligned, notes, is_assumed = self._fused.compare(path, recording, text(align, "align"))
+        if is_assumed:
+            notes.append('the reference is taken as relative to North-East-Down, as frame="ned" says of the result: its file '
+                         "does not say what it is relative to. For one relative to East-North-Up leave frame out, or give it "
+                         "as (t, q)")
+            warnings.warn(notes[-1], Warning, stacklevel=2)
         total, heading, tilt = errors.T
         return Errors(t, total, heading, tilt, RootMeanSquares(*rms), count, turn, aligned, notes)
 
@@ -223,14 +240,17 @@ class Result:
         path: the file.
         form: what an attitude is written as: "quaternion", "matrix", or "euler" in degrees.
         """
-        self._fused.write(path_text(path, "path"), text(form, "form"), "csv")
+        write(self._fused, path, form, "csv")
 
     def save(self, path: Path, form: Form = "quaternion") -> list[str]:
         """The same in the format that the name ends in: .csv, .sto (OpenSim), .mat (MATLAB), .npz or .npy (NumPy).
 
         path, form: as in `to_csv`. Gives back what a reader of the file should know, a text each.
         """
-        return self._fused.write(path_text(path, "path"), text(form, "form"), "")
+        ending = os.path.splitext(path_text(path, "path"))[1]
+        if ending.lower() not in (".csv", ".sto", ".mat", ".npz", ".npy"):
+            raise InvalidValue(f"path: its name ends in {ending!r}; .csv, .sto, .mat, .npz or .npy is expected")
+        return write(self._fused, path, form, "")
 
     def __len__(self) -> int:
         return len(self.t)
@@ -238,6 +258,29 @@ class Result:
     def __repr__(self) -> str:
         lines = self.text.rstrip("\n").replace("\n", "\n  ")
         return f"<kavelin.Result of {len(self.t)} rows, status {self.status}\n  {lines}>"
+
+
+def write(fused: _kavelin.FusedResult, path: Path, form: Form, format: str) -> list[str]:
+    name = path_text(path, "path")
+    if not name:
+        raise InvalidValue("path: the name of a file is expected; this is ''")
+    reader = opened_pipe(name) if is_pipe(name) else None
+    try:
+        return fused.write(name, text(form, "form"), format)
+    finally:
+        if reader is not None:
+            os.close(reader)
+
+
+def opened_pipe(path: str) -> int:
+    """Waits until somebody reads the pipe."""
+    while True:
+        try:
+            return os.open(path, os.O_WRONLY | os.O_NONBLOCK)
+        except OSError as error:
+            if error.errno != errno.ENXIO:
+                raise FileError(f"cannot open '{path}': {os.strerror(error.errno or 0)}") from None
+        time.sleep(0.02)
 
 
 def messages_of(fused: _kavelin.FusedResult) -> list[str]:
@@ -256,6 +299,8 @@ def reference_of(reference: Reference | None) -> tuple[str, _kavelin.Recording |
         path = path_text(reference, "reference")
         if not path:
             raise InvalidValue("reference: a path is expected; this is ''")
+        if is_pipe(path):
+            return "", read(path)._recording  # where waiting for its writer can be interrupted
         return path, None
     if isinstance(reference, tuple) and len(reference) == 2:
         return "", Recording(t=reference[0], quat=reference[1], name="reference")._recording
@@ -271,7 +316,7 @@ def fuse(recording: Recording | Path | ArrayLike | None = None, filter: str | No
          output_rate: float | None = None, reference: Reference | None = None, movement: Path | None = None,
          align: str | None = None, scores: bool = False, sensor: str | None = None, format: str | None = None,
          dialect: str | None = None, axes: str | None = None, map: str | None = None, units: Units | None = None,
-         rate: float | None = None, plugins: Path | Sequence[Path] = ()) -> Result:
+         rate: float | None = None, plugins: Path | Sequence[Path] = (), errors: Policy = "warn") -> Result:
     """Turns a recording into orientation over time: the same run as `kavelin fuse`, with the same numbers.
 
     recording: a path, a `Recording`, or arrays: `fuse(t, acc=..., gyr=..., mag=...)`, each as `Recording` takes it.
@@ -287,28 +332,47 @@ def fuse(recording: Recording | Path | ArrayLike | None = None, filter: str | No
     movement: file with t_start, t_end in s: errors count only in these intervals.
     align: as in `Result.errors`.
     scores: keep the static score.
-    sensor, format, dialect, axes, map, units, rate: of a path or of arrays, as in `kavelin.read`. The rate of a recording
-        with time stamps is that of the result.
+    sensor, format, dialect, map: of a path, as in `kavelin.read`.
+    axes, units, rate: of a path or of arrays, as in `kavelin.read`. The rate of a recording with time stamps is that of the
+        result.
     plugins: names or paths of plugins to load.
+    errors: what becomes of errors in the data or the run, those with which the program ends with status 1: "raise" a
+        `kavelin.RunError` afterwards, which has the result; "warn": each message is a `kavelin.RecordingWarning`; or
+        "ignore": they stand in `result.messages`. Unlike a run of a layout, it warns if nothing is said: recordings of real
+        units often have rows that cannot be used, and the verdict says what the result is worth.
 
-    Where the program would end with status 1, each of its messages is a `kavelin.RecordingWarning` and the result has
-    `status` 1; where it would end with 2, it is an exception with the program's text.
+    The result has `status` 1 then. Where the program would end with 2, it is an exception with the program's text.
     """
+    require(errors)
     choice = reading(sensor, format, dialect, axes, map, units, rate)
     path, other = reference_of(reference)
     given = arguments([("filter", filter, text), ("calibration", calibration, units_of_body),
-                       ("mount", mount, units_of_body), ("frame", frame, text), ("output_rate", output_rate, number),
-                       ("reference", path or None, text), ("movement", movement, path_text), ("align", align, text)])
+                       ("mount", mount, units_of_body), ("frame", frame, text), ("output_rate", output_rate, positive),
+                       ("reference", path or None, text), ("movement", movement, file_text), ("align", align, text)])
+    loaded = names(plugins)
     given += settings_arguments(settings) + ["--scores"] * bool(scores)
-    given += [f"--plugin={path_text(one, 'plugins')}" for one in names(plugins)]
+    given += [f"--plugin={path_text(one, 'plugins')}" for one in loaded]
+    if settings:
+        try_settings(_kavelin.default_estimator() if filter is None else filter, settings, loaded)
     source = source_of(recording, t, acc, gyr, mag, quat, choice)
     if isinstance(source, str):
         fused = _kavelin.fuse_file(source, given + choice, other)
     else:
         fused = _kavelin.fuse(source, given + choice, other)
-    for message in messages_of(fused):
-        warnings.warn(message, RecordingWarning, stacklevel=2)
-    return Result(fused)
+    result = Result(fused)
+    return settle(result, result.messages, errors, RecordingWarning, "result.messages")
+
+
+def try_settings(filter: str, settings: Mapping[str, Any], plugins: list[Any]) -> None:
+    """Refuses what `Filter` would: as options of the program, settings are texts, which lose their types."""
+    tried = _kavelin.FilterCore(filter, filter, plugins)
+    for name, value in settings.items():
+        own = name.removeprefix("estimator:")
+        if value is not None and f'"{own}"' in tried.describe():
+            try:
+                tried.set(own, value)
+            except UnknownName:
+                pass  # of another filter in the run, or of none: the run says so
 
 
 def source_of(recording: Any, t: Any, acc: Any, gyr: Any, mag: Any, quat: Any, choice: list[str]) -> Any:
@@ -318,15 +382,23 @@ def source_of(recording: Any, t: Any, acc: Any, gyr: Any, mag: Any, quat: Any, c
             raise WrongType("t is given twice")
         if isinstance(recording, (Recording, str, bytes, os.PathLike)):
             raise WrongType("a recording and arrays are given; one of them is expected")
-        return _kavelin.SampleArrays(t if recording is None else recording, acc, gyr, mag, quat)
+        refuse_choice(choice, ("sensor", "format", "dialect", "map"), "it is of a file; arrays have their meaning by name")
+        times = t if recording is None else recording
+        require_times(times, next((one for one in choice if one.startswith("--rate=")), None))
+        return _kavelin.SampleArrays(times, acc, gyr, mag, quat)
     if recording is None or t is not None:
         raise WrongType("a recording is expected: a path, a kavelin.Recording, or t, acc=, gyr=, mag=")
     if isinstance(recording, Recording):
-        if choice:
-            said = ", ".join(one[2:].split("=")[0] for one in choice)
-            raise InvalidValue(f"{said}: the recording is in memory; give this where it is read")
+        refuse_choice(choice, None, "the recording is in memory; give this where it is read")
         return recording._recording
     if isinstance(recording, (str, bytes, os.PathLike)):
         return path_text(recording, "recording")
     raise WrongType(f"recording: a path, a kavelin.Recording, or t with acc=, gyr=, mag= is expected; this is "
                     f"{type(recording).__name__}")
+
+
+def refuse_choice(choice: list[str], refused: Sequence[str] | None, why: str) -> None:
+    """refused: the names; None: all."""
+    said = [name for name in (one[2:].split("=")[0] for one in choice) if refused is None or name in refused]
+    if said:
+        raise InvalidValue(f"{', '.join(said)}: {why}")

@@ -5,19 +5,19 @@ from __future__ import annotations
 import json
 import os
 from pathlib import Path
-from typing import Any, Iterable, Literal, Mapping
+from typing import Any, Iterable, Mapping
 
 import numpy as np
 
 from . import _kavelin
-from ._errors import WrongType
+from ._errors import InvalidValue, WrongType
 from ._filter import Value
-from ._names import names
-from ._reports import settle
+from ._names import Uncopied, names
+from ._reports import Policy, require, settle
 from ._samples import RunResult
 
 
-class Layout:
+class Layout(Uncopied):
     """Filters, wired: what a layout file of `kavelin run` describes.
 
     source: path of a layout file, or a dict of the same form; NumPy arrays and numbers, and paths, may stand in it
@@ -33,14 +33,22 @@ class Layout:
     >>> t, R = result["attitude:attitude"]
     """
 
+    __slots__ = ("_name", "_core", "_probes")
+    _instead = "make another by kavelin.Layout"
+
     def __init__(self, source: str | os.PathLike[str] | Mapping[str, Any], *, out: str | os.PathLike[str] | None = None,
                  variables: Mapping[str, str | os.PathLike[str]] | None = None) -> None:
         if isinstance(source, Mapping):
-            self._name = "json.dumps(layout, indent=2)"
-            text = json.dumps(_plain(source), indent=2)
+            self._name = "the layout"
+            try:
+                text = json.dumps(_plain(source), indent=2)
+            except RecursionError:
+                raise InvalidValue("source: a dict that contains itself, or too many in one another") from None
             self._core = _kavelin.LayoutCore.from_text(text, self._name)
         else:
-            self._name = os.fsdecode(source) if isinstance(source, (str, bytes, os.PathLike)) else ""
+            if not isinstance(source, (str, bytes, os.PathLike)):
+                raise WrongType(f"source: a path or a dict is expected; this is {type(source).__name__}")
+            self._name = os.fsdecode(source)
             self._core = _kavelin.LayoutCore.from_file(source)
         self._probes: list[str] = []
         for variable, value in {} if variables is None else variables.items():
@@ -67,7 +75,7 @@ class Layout:
         return self._core.check()
 
     def run(self, probes: Iterable[str] = (), *, threads: bool = False,
-            errors: Literal["raise", "warn", "ignore"] = "raise", stop_on_error: bool = False) -> RunResult:
+            errors: Policy = "raise", stop_on_error: bool = False) -> RunResult:
         """Runs the layout to the end of its sources, as `kavelin run` does; files are written as it says.
 
         probes: "filter:pin", whose samples are kept, with their time stamps in s, besides those of `probe`:
@@ -80,9 +88,10 @@ class Layout:
         Each run begins anew. Runs of several threads follow each other, and other Python threads run meanwhile. Ctrl-C ends
         the run; the files have the rows done.
         """
+        require(errors)
         wanted = list(dict.fromkeys([*self._probes, *names(probes)]))
         samples, wrong, notes, status = self._core.run(wanted, threads, stop_on_error)
-        return settle(RunResult(samples, wrong, notes, status), errors)
+        return settle(RunResult(samples, wrong, notes, status), wrong, errors)
 
     @property
     def filters(self) -> dict[str, str]:

@@ -8,13 +8,15 @@ import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
 from . import _kavelin
-from ._arguments import Path, arguments, number, path_text, reading, text
+from ._arguments import Path, arguments, number, path_text, positive, reading, text
+from ._errors import InvalidValue
+from ._names import Unchanging
 from ._samples import Samples
 
 Units = Union[str, Mapping[str, str]]
 
 
-class Recording:
+class Recording(Unchanging):
     """A recording in memory: samples of one unit with their time stamps.
 
     `kavelin.read` and `kavelin.simulate` give one; of arrays you make it yourself:
@@ -35,11 +37,15 @@ class Recording:
     The samples of a pin are `recording["3a"]`: "3a" is the acceleration, "3g" the rate, "3m" the field, "quat" the reference.
     """
 
+    __slots__ = ("_recording",)
+    _instead = "another process reads the file itself, or takes its arrays: recording.t, recording[\"3a\"]"
+
     def __init__(self, t: ArrayLike | None = None, acc: ArrayLike | None = None, gyr: ArrayLike | None = None,
                  mag: ArrayLike | None = None, quat: ArrayLike | None = None, *, rate: float | None = None,
                  units: Units | None = None, axes: str | None = None, name: str = "arrays") -> None:
         arrays = _kavelin.SampleArrays(t, acc, gyr, mag, quat)
         options = reading(None, None, None, axes, None, units, rate)
+        require_times(t, rate)
         self._recording = _kavelin.recording_of(arrays, options, text(name, "name"))
 
     @classmethod
@@ -121,6 +127,11 @@ class Recording:
         return repr(self._recording)
 
 
+def require_times(t: object, rate: object) -> None:
+    if t is None and rate is None:
+        raise InvalidValue("t: there are no time stamps; give t, in s, or rate, in Hz")
+
+
 def read(path: Path, *, sensor: str | None = None, format: str | None = None, dialect: str | None = None,
          axes: str | None = None, map: str | None = None, units: Units | None = None,
          rate: float | None = None) -> Recording:
@@ -164,7 +175,7 @@ def simulate(*, seed: int | None = None, seconds: float | None = None, rows: int
         hard_iron=[10, -5, 0] (uT), magnet_from=20 (s), dead="gyro:xz"; a list of texts where it may be repeated.
     """
     given = arguments([("seed", seed, whole), ("seconds", seconds, number), ("rows", rows, whole),
-                       ("rate", rate, number)])
+                       ("rate", rate, positive)])
     given += [] if truth else ["--no-truth"]
     given += [] if rests else ["--no-rests"]
     for name, value in options.items():

@@ -78,11 +78,31 @@ def test_arrays_of_many_kinds_are_the_same_numbers(motion, change):
     assert np.array_equal(of(change(motion.acc)), of(motion.acc))
 
 
+def test_what_a_run_could_not_use_is_told(motion):
+    def run(inputs, t=motion.t):
+        return kavelin.Filter("FilterSO3Attitude").run(t, inputs, ["attitudeQ"], errors="ignore")
+    t, acc, gyr = motion.t, motion.acc, motion.gyr
+    infinite = acc.copy()
+    infinite[[3, 7], 1] = np.inf, -np.inf
+    told = run({"3a": infinite, "3g": gyr})
+    assert told.errors == ["3a: 2 rows with an infinite value, left out"] and np.isfinite(told["attitudeQ"].value).all()
+    assert run({"3a": (t, acc), "3g": (t[::2], gyr[::2])}, None).notes == ["3a: 200 of 400 samples gave no attitudeQ"]
+    assert run({"3a": (t[:200], acc[:200]), "3g": (t, gyr)}, None).notes == ["3g: 200 of 400 samples gave no attitudeQ"]
+    assert run({"3a": acc * 1e300, "3g": gyr}).notes == ["FilterSO3Attitude: nothing came out of 400 rows: attitudeQ"]
+    f = kavelin.Filter("FilterSO3Attitude")
+    f.run(None, {"3a": (t[:200], acc[:200]), "3g": (t[:100], gyr[:100])})
+    assert not f.run(t[200:], {"3a": acc[200:], "3g": gyr[200:]}).notes  # those of an earlier run are not told again
+
+
 def test_masked_and_nan_rows_have_no_value(motion):
     masked = np.ma.masked_array(motion.acc)
     masked[10:20, 1] = np.ma.masked
     t, _ = kavelin.Filter("FilterInclinometer").run(motion.t, {"3a": masked}, ["roll"])["roll"]
     assert np.array_equal(t, np.delete(motion.t, slice(10, 20)))
+    pandas = pytest.importorskip("pandas")
+    table = pandas.DataFrame(motion.acc, dtype="Float64")
+    table.iloc[10:20, 1] = pandas.NA
+    assert np.array_equal(kavelin.Filter("FilterInclinometer").run(motion.t, {"3a": table}, ["roll"])["roll"].t, t)
 
 
 def ones(*shape):
@@ -102,6 +122,8 @@ def ones(*shape):
      'FilterSO3Attitude: no input is named "acc"; inputs: 3a, 3g, 3m, quat_0'),
     ("FilterSO3Atitude", {}, KeyError, "There is no filter type 'FilterSO3Atitude'; the nearest are 'FilterSO3Attitude'"),
     ("FilterSO3Attitude", {1: ones(4, 3)}, TypeError, "inputs: a text is expected; this is int"),
+    ("FilterSO3Attitude", [ones(4, 3)], TypeError, "inputs: a dict of pins and samples is expected"),
+    (None, {"3a": ones(4, 3)}, TypeError, "type: a text is expected; this is NoneType"),
 ])
 def test_what_cannot_be_used_is_said(type, inputs, kind, text):
     t = [0, 0.5, 1, 0.5] if not inputs else np.arange(4.0)

@@ -27,7 +27,7 @@ def same(one, other, apart=("recording",)):
      ["--filter=FilterAGMAttitude_v7", "--output-rate=20.5", "--align=start"]),
     ({"settings": {"Rest time": 0.5, "Use 3m": False}}, ["--set=Rest time=0.5", "--set=Use 3m=0"]),
 ])
-@pytest.mark.filterwarnings("ignore::kavelin.RecordingWarning")
+@pytest.mark.filterwarnings("ignore::kavelin.Warning")
 def test_a_file_gives_what_the_program_writes(tmp_path, program, options, arguments):
     files = [tmp_path / "program.csv", tmp_path / "python.csv"]
     for form in ("quaternion", "euler", "matrix"):
@@ -43,7 +43,8 @@ def test_a_file_gives_what_the_program_writes(tmp_path, program, options, argume
     rec = kavelin.read(WALK)
     assert same(kavelin.fuse(rec, **options), result, ())
     arrays = dict(acc=rec["3a"].value, gyr=rec["3g"].value, mag=rec["3m"].value, quat=rec["quat"].value)
-    assert same(kavelin.fuse(rec.t, **arrays, **options), result)
+    known = ("recording", "errors") if options.get("frame") == "ned" else ("recording",)  # arrays are relative to ENU
+    assert same(kavelin.fuse(rec.t, **arrays, **options), result, known)
     errors, summary = result.errors(), result.summary["errors"]
     assert (errors.rms.total, errors.rms.heading, errors.rms.tilt) == tuple(summary[name] for name in ("total", "heading", "tilt"))
     assert errors.count == summary["rows"] and len(errors.t) == len(errors.total)
@@ -61,9 +62,11 @@ def test_tables_in_other_formats(tmp_path, program):
             assert one.keys() == other.keys() and all(np.array_equal(one[key], other[key]) for key in one)
         elif not name.endswith("mat"):
             assert (tmp_path / name).read_bytes() == (tmp_path / "a" / name).read_bytes()
-    for path, text in ((tmp_path / "no" / "one.csv", "no"), ("", "")):
+    for path, text in ((tmp_path / "no" / "one.csv", "no"), ("", "path: ")):
         with pytest.raises(kavelin.Error, match=text):
             kavelin.fuse(WALK).to_csv(path)
+    with pytest.raises(kavelin.InvalidValue, match="its name ends in '.xyz'; .csv, .sto, .mat, .npz or .npy is expected"):
+        kavelin.fuse(WALK).save(tmp_path / "one.xyz")
     with pytest.raises(kavelin.InvalidValue, match="form: 'angles'; quaternion, matrix or euler is expected"):
         kavelin.fuse(WALK).to_csv(tmp_path / "x.csv", "angles")
 
@@ -115,6 +118,47 @@ def test_errors_against_any_reference(tmp_path, program):
         turned.errors(3)
 
 
+def test_a_reference_with_nothing_to_compare_is_refused(tmp_path):
+    rec, result = kavelin.read(WALK), kavelin.fuse(WALK)
+    t, q = rec.t, rec["quat"].value
+    for reference, text in (((t + 1000, q), "the result goes from 0 s to 39.99 s, the reference begins at 1000 s"),
+                            ((t - 1000, q), "the reference goes from -1000 s to -960.01 s"),
+                            ((t, q * 0), "all 4000 quaternions of the reference are zero"),
+                            ((t, q * np.nan), "the reference has no quaternion in any row"),
+                            ((t[:0], q[:0]), "the reference has no quaternion in any row")):
+        for compare in (lambda: result.errors(reference), kavelin.fuse(WALK, reference=reference).errors):
+            with pytest.raises(kavelin.InvalidValue) as refusal:
+                compare()
+            assert "no row has both an attitude and a reference" in str(refusal.value) and text in str(refusal.value)
+    (tmp_path / "never.csv").write_text("t_start,t_end\n100,200\n")
+    for compared, text in ((kavelin.fuse(WALK, movement=tmp_path / "never.csv"), "lies in an interval of .*never.csv"),
+                           (kavelin.fuse(t, acc=rec["3a"].value, gyr=rec["3g"].value, quat=q * 0), "no quaternion other than")):
+        with pytest.raises(kavelin.InvalidValue, match=text):
+            compared.errors()
+
+
+def test_a_reference_is_compared_in_its_own_earth():
+    rec, expected = kavelin.read(WALK), kavelin.fuse(WALK).errors().rms.total
+    arrays = dict(t=rec.t, acc=rec["3a"].value, gyr=rec["3g"].value, mag=rec["3m"].value, quat=rec["quat"].value)
+    own = (rec.t, arrays["quat"])
+    down = kavelin.fuse(**arrays, frame="ned")
+    for errors in (down.errors(), down.errors(own), kavelin.fuse(kavelin.Recording(**arrays), frame="ned").errors(),
+                   kavelin.fuse(WALK, frame="ned", reference=own).errors()):
+        assert np.isclose(errors.rms.total, expected) and not errors.notes
+    assert "the reference is taken" not in down.text
+    for errors in (kavelin.fuse(WALK, frame="ned").errors, lambda: down.errors(WALK), lambda: down.errors(rec)):
+        with pytest.warns(kavelin.Warning, match="the reference is taken as relative to North-East-Down"):
+            assert errors().rms.total > 170
+    relative = kavelin.fuse(WALK, filter="FilterAGMAttitude_v5")
+    assert relative.errors(relative).rms.total < 1e-9 and relative.errors(WALK).count == 4000
+    for compare in (down.errors, lambda one: kavelin.fuse(WALK, reference=one)):
+        with pytest.raises(kavelin.InvalidValue, match="the reference is the attitude of FilterAGMAttitude_v5, .*align chooses"):
+            compare(relative)
+    assert down.errors(relative, align="start").count > 0
+    simulated = kavelin.simulate(seconds=60)
+    assert np.isclose(kavelin.fuse(simulated, frame="ned").errors().rms.total, kavelin.fuse(simulated).errors().rms.total)
+
+
 def test_calibration_and_mounting(tmp_path, program):
     program("simulate", "--seed=2", "--seconds=60", "--hard-iron=15,-10,5", "-o", tmp_path / "rec.csv")
     assert program("calibrate", "mag", tmp_path / "rec.csv", "-o", tmp_path / "rec.json").returncode in (0, 1)
@@ -125,6 +169,11 @@ def test_calibration_and_mounting(tmp_path, program):
             result = kavelin.fuse(kavelin.read(tmp_path / "rec.csv"), calibration=calibration)
         result.to_csv(tmp_path / "b.csv")
         assert (tmp_path / "a.csv").read_bytes() == (tmp_path / "b.csv").read_bytes() and "calibration" in result.summary
+    (tmp_path / "mount.json").write_text('{"format": "kavelin calibration", "version": 1, '
+                                         '"mount": {"q_segment_sensor": [0.7071067811865476, 0, 0, 0.7071067811865476]}}')
+    mounted = kavelin.fuse(WALK, mount=tmp_path / "mount.json")
+    for errors in (mounted.errors(mounted), mounted.errors(kavelin.fuse(WALK)), kavelin.fuse(WALK).errors(mounted)):
+        assert errors.rms.total < 1e-9 and errors.count == 4000
     with pytest.raises(kavelin.InvalidValue, match="no file for rec"):
         kavelin.fuse(tmp_path / "rec.csv", calibration={"other": tmp_path / "rec.json"})
 
@@ -140,7 +189,13 @@ def test_what_the_program_ends_with_1_for_is_a_warning(tmp_path, program):
     with pytest.warns(kavelin.RecordingWarning):
         result = kavelin.fuse(tmp_path / "rec.csv")
     assert ["kavelin: " + text for text in result.messages] == said and len(result) == 0 and len(said) > 5
-    assert result.euler().shape == (0, 3) and result.rotation().shape == (0, 3, 3) and result.errors is not None
+    assert result.euler().shape == (0, 3) and result.rotation().shape == (0, 3, 3)
+    with pytest.raises(kavelin.RunError, match="no attitude came out") as raised:
+        kavelin.fuse(tmp_path / "rec.csv", errors="raise")
+    ignored = kavelin.fuse(tmp_path / "rec.csv", errors="ignore")
+    assert raised.value.result.messages == ignored.messages == result.messages
+    with pytest.raises(kavelin.InvalidValue, match='errors: \'no\'; "raise", "warn" or "ignore" is expected'):
+        kavelin.fuse("no.csv", errors="no")
 
 
 @pytest.mark.parametrize("call, text", [
@@ -152,15 +207,31 @@ def test_what_the_program_ends_with_1_for_is_a_warning(tmp_path, program):
     (dict(filter="FilterAtitude"), "There is no filter type 'FilterAtitude'; the nearest"),
     (dict(filter="FilterCompass"), "FilterCompass"),
     (dict(filter=3), "filter: a text is expected; this is int"),
-    (dict(settings={"Rest tim": 1}), '--set "Rest tim=1": no filter has a property "Rest tim"'),
+    (dict(settings={"Rest tim": 1}), '--set "Rest tim=1": no filter has a property "Rest tim"; did you mean "Rest time"? Filters'),
     (dict(settings={"result:Rows": 1}), 'no filter is named "result"'),
     (dict(settings={"Rest time": "long"}), '"Rest time"'),
     (dict(settings={"Rest time": object()}), "settings: Rest time: a bool, a number, a text or an array is expected"),
+    (dict(settings={"Rest time=3": 1}), "the name of a property is expected"),
+    (dict(settings={"Rest time": True}), '"Rest time": takes a number; this is true'),
+    (dict(settings={"estimator:Rest time": True}), '"Rest time": takes a number; this is true'),
+    (dict(filter="FilterAGMAttitude_v8", settings={"Init time": 2.5}), '"Init time": takes a whole number; this is 2.5'),
+    (dict(filter="FilterAttitude", settings={"Mode": -1}), '"Mode": takes a label or its index; this is -1'),
+    (dict(units={}), "units: it is empty"),
+    (dict(plugins=3), "a name or several are expected; this is int"),
     (dict(settings={1: 2}), "the name of a property is expected"),
     (dict(settings=[1]), "settings: a dict"),
     (dict(frame="up"), "--frame"),
     (dict(align="up"), "--align"),
-    (dict(output_rate=-1), "--output-rate"),
+    (dict(output_rate=-1), "output_rate: -1.0; a number above 0 is expected, in Hz"),
+    (dict(output_rate=0), "output_rate: 0.0; a number above 0"),
+    (dict(rate=float("nan")), "rate: nan; a number above 0"),
+    (dict(settings={"Rest time": np.array([0.5])}), '"Rest time": takes a number; this is a matrix'),
+    (dict(settings={"Rest time": []}), '"Rest time": takes a number; this is a matrix'),
+    (dict(settings={"Rest time": float("nan")}), "takes a number from 0.1 to 60; this is nan"),
+    (dict(units={"acc": "g", "3a": "m/s^2"}), "units: acc and 3a are the same"),
+    (dict(recording=np.zeros(3), acc=np.zeros((3, 3)), format="apdm_csv"), "format: it is of a file"),
+    (dict(recording=np.zeros(3), acc=np.zeros((3, 3)), map="t = x", sensor="a"), "sensor, map: it is of a file"),
+    (dict(recording=None, acc=np.zeros((3, 3))), "t: there are no time stamps; give t, in s, or rate, in Hz"),
     (dict(output_rate="fast"), "output_rate: a number is expected"),
     (dict(calibration="no.json"), "no.json"),
     (dict(reference="no.csv"), "no.csv"),
@@ -190,7 +261,11 @@ def test_hostile_numbers_do_no_harm(n, value):
     for filter in ("FilterSO3Attitude", "FilterAGMAttitude_v7"):
         result = kavelin.fuse(t, acc=samples, gyr=samples, mag=samples, quat=np.full((n, 4), value), filter=filter, scores=True)
         assert len(result) <= n and result.euler().shape == (len(result), 3)
-        assert result.errors().count <= n and len(result.to_pandas()) == len(result) and repr(result)
+        try:
+            assert 0 < result.errors().count <= n
+        except kavelin.InvalidValue as refusal:
+            assert "to compare" in str(refusal) or "no row has both" in str(refusal)
+        assert len(result.to_pandas()) == len(result) and repr(result)
     try:
         kavelin.fuse(np.full(n, value), acc=samples, gyr=samples)
     except kavelin.InvalidValue as refusal:

@@ -1,11 +1,15 @@
 """What the operating system and the interpreter do to the module: signals, exits, forks."""
 
+import copy
 import os
+import pickle
 import signal
 import subprocess
 import sys
 
 import pytest
+
+import kavelin
 
 LIVE = """
 import kavelin, os, signal, sys, threading
@@ -81,6 +85,40 @@ except KeyboardInterrupt:
     assert child.stdout.readline() == "go\n"
     child.send_signal(signal.SIGINT)
     assert child.communicate(timeout=60)[0] == "9\n"
+
+
+@pytest.mark.parametrize("call", ["fuse(sys.argv[1])", "fuse(sys.argv[2], reference=sys.argv[1])",
+                                  "fuse(sys.argv[2]).errors(sys.argv[1])", "read(sys.argv[1])"])
+def test_ctrl_c_ends_the_wait_for_the_writer_of_a_pipe(tmp_path, call):
+    os.mkfifo(tmp_path / "pipe")
+    child = subprocess.Popen([sys.executable, "-c", f"""
+import kavelin, sys
+try:
+    kavelin.{call}
+except KeyboardInterrupt:
+    print(len(kavelin.read(sys.argv[2])))
+""", tmp_path / "pipe", os.environ["KAVELIN_SOURCE_DIR"] + "/examples/walk.csv"], text=True, stdout=subprocess.PIPE)
+    while str(tmp_path / "pipe") not in {os.path.realpath(f"/proc/{child.pid}/fd/{fd}")
+                                         for fd in os.listdir(f"/proc/{child.pid}/fd")}:
+        assert child.poll() is None
+    child.send_signal(signal.SIGINT)
+    assert child.communicate(timeout=60)[0] == "4000\n"
+
+
+def test_what_is_bound_to_its_process_says_so():
+    walk = os.environ["KAVELIN_SOURCE_DIR"] + "/examples/walk.csv"
+    layout = kavelin.Layout(os.environ["KAVELIN_SOURCE_DIR"] + "/examples/imu.json")
+    for thing in (kavelin.Filter("FilterCompass"), layout, kavelin.read(walk), kavelin.fuse(walk)):
+        name = type(thing).__name__
+        copies = [copy.copy, copy.deepcopy] if name in ("Filter", "Layout") else []
+        for act in (pickle.dumps, *copies):
+            with pytest.raises(kavelin.WrongType, match=f"a {name} can.* pickled: "):
+                act(thing)
+        assert copies or copy.copy(thing) is copy.deepcopy(thing) is thing
+        with pytest.raises(AttributeError):
+            thing.typo = 3
+    errors = kavelin.fuse(walk).errors()
+    assert pickle.loads(pickle.dumps(errors)).rms == errors.rms
 
 
 def test_a_handler_of_a_signal_cannot_run_what_runs(live):

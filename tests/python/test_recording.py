@@ -92,7 +92,7 @@ def test_arrays_are_read_as_a_file_with_these_numbers(tmp_path, motion):
     ({}, "acc, gyr, mag, quat: one at least is expected"),
     ({"acc": np.zeros((100, 3)), "units": {"acc": "yard"}}, "yard"),
     ({"acc": np.zeros((100, 3)), "units": 3}, "units: a text is expected"),
-    ({"t": None, "acc": np.zeros((100, 3))}, "no time column"),
+    ({"t": None, "acc": np.zeros((100, 3))}, "t: there are no time stamps; give t, in s, or rate, in Hz"),
 ])
 def test_wrong_arrays_say_which(arrays, text):
     with pytest.raises(kavelin.Error, match=text):
