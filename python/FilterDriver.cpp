@@ -267,9 +267,11 @@ void FilterDriver::noteSilence(FilterRunReport& report) const {
 /// Samples of needed inputs for which no orientation came, after the first: those of the other inputs have other times.
 void FilterDriver::noteUnanswered(FilterRunReport& report, const SampleTable& orientations,
                                   const std::string& output) const {
+    const auto unpaired = filter_->getPairing().unpaired;  // told as such
     source_.eachDone([&](const Stream& stream, const ArraySource::Progress& its) {
         const Core::AbstractInputPin* pin = filter_->findInputPin(stream.pin);
         if (pin == nullptr || pin->content().quantity.empty() || pin->content().isOptional) return;
+        if (std::ranges::any_of(unpaired, [&](const auto& one) { return one.pin == stream.pin; })) return;
         const double* const end = stream.stamps + its.done;
         const auto given =
             static_cast<std::size_t>(end - std::lower_bound(stream.stamps, end, orientations.stamps.front()));

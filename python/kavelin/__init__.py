@@ -4,6 +4,7 @@ Times are in seconds, samples in SI units (m/s^2, rad/s) and uT, angles in radia
 What goes wrong is an exception that is a `kavelin.Error`; its text is that of the program `kavelin`.
 """
 
+from . import _interpreter  # first
 from ._errors import (Error, FileError, InvalidValue, MissingFile, ReadOnly, RecordingWarning, RunError, UnknownName,
                       Warning, WrongType)
 from ._filter import Filter, Pin, Property

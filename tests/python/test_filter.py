@@ -87,7 +87,8 @@ def test_what_a_run_could_not_use_is_told(motion):
     told = run({"3a": infinite, "3g": gyr})
     assert told.errors == ["3a: 2 rows with an infinite value, left out"] and np.isfinite(told["attitudeQ"].value).all()
     assert run({"3a": (t, acc), "3g": (t[::2], gyr[::2])}, None).notes == ["3a: 200 of 400 samples gave no attitudeQ"]
-    assert run({"3a": (t[:200], acc[:200]), "3g": (t, gyr)}, None).notes == ["3g: 200 of 400 samples gave no attitudeQ"]
+    assert run({"3a": (t[:200], acc[:200]), "3g": (t, gyr)}, None).notes == [
+        "FilterSO3Attitude: samples without a partner: 200 of 3g"]
     assert run({"3a": acc * 1e300, "3g": gyr}).notes == ["FilterSO3Attitude: nothing came out of 400 rows: attitudeQ"]
     f = kavelin.Filter("FilterSO3Attitude")
     f.run(None, {"3a": (t[:200], acc[:200]), "3g": (t[:100], gyr[:100])})

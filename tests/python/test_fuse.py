@@ -149,8 +149,8 @@ def test_a_reference_is_compared_in_its_own_earth():
     for errors in (kavelin.fuse(WALK, frame="ned").errors, lambda: down.errors(WALK), lambda: down.errors(rec)):
         with pytest.warns(kavelin.Warning, match="the reference is taken as relative to North-East-Down"):
             assert errors().rms.total > 170
-    relative = kavelin.fuse(WALK, filter="FilterAGMAttitude_v5")
-    assert relative.errors(relative).rms.total < 1e-9 and relative.errors(WALK).count == 4000
+    relative = kavelin.fuse(WALK, filter="FilterAGMAttitude_v5", errors="ignore")
+    assert relative.errors(relative).rms.total < 1e-9 and relative.errors(WALK).count == len(relative)
     for compare in (down.errors, lambda one: kavelin.fuse(WALK, reference=one)):
         with pytest.raises(kavelin.InvalidValue, match="the reference is the attitude of FilterAGMAttitude_v5, .*align chooses"):
             compare(relative)

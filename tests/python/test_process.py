@@ -87,6 +87,17 @@ except KeyboardInterrupt:
     assert child.communicate(timeout=60)[0] == "9\n"
 
 
+def has_open(child, path):
+    folder = f"/proc/{child.pid}/fd"
+    for fd in os.listdir(folder):
+        try:
+            if os.readlink(f"{folder}/{fd}") == str(path):
+                return True
+        except OSError:  # closed meanwhile
+            pass
+    return False
+
+
 @pytest.mark.parametrize("call", ["fuse(sys.argv[1])", "fuse(sys.argv[2], reference=sys.argv[1])",
                                   "fuse(sys.argv[2]).errors(sys.argv[1])", "read(sys.argv[1])"])
 def test_ctrl_c_ends_the_wait_for_the_writer_of_a_pipe(tmp_path, call):
@@ -98,11 +109,26 @@ try:
 except KeyboardInterrupt:
     print(len(kavelin.read(sys.argv[2])))
 """, tmp_path / "pipe", os.environ["KAVELIN_SOURCE_DIR"] + "/examples/walk.csv"], text=True, stdout=subprocess.PIPE)
-    while str(tmp_path / "pipe") not in {os.path.realpath(f"/proc/{child.pid}/fd/{fd}")
-                                         for fd in os.listdir(f"/proc/{child.pid}/fd")}:
+    while not has_open(child, tmp_path / "pipe"):
         assert child.poll() is None
     child.send_signal(signal.SIGINT)
     assert child.communicate(timeout=60)[0] == "4000\n"
+
+
+def test_a_subinterpreter_is_refused(python):
+    interpreters = pytest.importorskip("_xxsubinterpreters")
+    refused = python(f"""
+import {interpreters.__name__} as interpreters
+other = interpreters.create()
+try:
+    interpreters.run_string(other, "import kavelin")
+except interpreters.RunFailedError as error:
+    print(error)
+interpreters.destroy(other)
+import kavelin
+print(len(kavelin.filters()) > 0)
+""")
+    assert "main interpreter only" in refused.stdout and refused.stdout.endswith("True\n"), refused.stderr
 
 
 def test_what_is_bound_to_its_process_says_so():
