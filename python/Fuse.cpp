@@ -250,7 +250,7 @@ void bindFuse(py::module_& module) {
         return Recording{.stored = referenceOf(result),
                          .choice = {},
                          .name = "result",
-                         .isUp = false,
+                         .isUp = true,
                          .sensors = {},
                          .estimate = ReferenceFrame{result.type, result.estimateFrame}};
     });

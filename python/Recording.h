@@ -41,8 +41,8 @@ RecordingIO::RecordingOpener openerOf(const std::string& name, const RecordingIO
 struct Recording {
     std::shared_ptr<const RecordingIO::StoredRecording> stored;
     Cli::RecordingChoice choice;
-    std::string name;                  ///< as the user gave it
-    bool isUp = false;                 ///< its quaternions are relative to East-North-Up, as arrays are meant
+    std::string name;   ///< as the user gave it
+    bool isUp = false;  ///< what it holds is not relative to North-East-Down, whatever is said of a file
     std::vector<std::string> sensors;  ///< of the recording that it comes from; empty where that holds one
     std::optional<ReferenceFrame> estimate{};  ///< that it is
 
