@@ -11,6 +11,7 @@
 #include "cli/fuse/Estimator.h"
 #include "cli/fuse/FuseArguments.h"
 #include "io/AttitudeFrame.h"
+#include "io/formats/ReferenceTrack.h"
 #include "python/Bindings.h"
 #include "python/Errors.h"
 #include "python/FusedResult.h"
@@ -94,8 +95,9 @@ AttitudeComparison compareWith(const FusedResult& result, const std::string& fil
     const ReferenceChoice choice{file, referenceOf(reference), reference != nullptr && reference->isUp,
                                  alignment};
     return resultOfInterruptible([&] {
-        return file.empty() ? compare(result, choice)
-                            : readingFile(file, [&] { return compare(result, choice); });
+        return file.empty()
+                   ? compare(result, choice)
+                   : readingFile(RecordingIO::fileOfReference(file), [&] { return compare(result, choice); });
     });
 }
 

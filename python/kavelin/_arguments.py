@@ -8,7 +8,7 @@ from typing import Any, Iterable, Mapping, Union
 
 import numpy as np
 
-from ._errors import InvalidValue, WrongType
+from ._errors import InvalidValue, MissingFile, WrongType
 
 Path = Union[str, "os.PathLike[str]"]
 
@@ -65,6 +65,8 @@ def file_text(value: Any, name: str) -> str:
     path = path_text(value, name)
     if is_pipe(path):
         raise InvalidValue(f"{name}: {path} is a pipe; a file is expected")
+    if path and not os.path.exists(path):
+        raise MissingFile(f"{name}: no file '{path}'")
     return path
 
 
@@ -72,7 +74,8 @@ def units_of_body(value: Any, name: str) -> str:
     """A file, or one for each unit."""
     if isinstance(value, Mapping):
         return ",".join(f"{unit}={'' if file is None else file_text(file, name)}" for unit, file in value.items())
-    return file_text(value, name)
+    path = path_text(value, name)
+    return path if "=" in path else file_text(path, name)  # "UNIT=FILE,..."
 
 
 def setting(name: str, value: Any) -> str:

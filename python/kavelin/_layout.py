@@ -114,6 +114,8 @@ def _plain(value: Any) -> Any:
     """What JSON knows: arrays as nested lists, numbers that it lacks as texts."""
     if isinstance(value, Mapping):
         return {key if isinstance(key, str) else _refuse(key): _plain(one) for key, one in value.items()}
+    if isinstance(value, np.ndarray) and value.ndim == 1:
+        return _plain([value.tolist()])  # a row, as in `set`
     if isinstance(value, (np.ndarray, np.generic)):
         return _plain(value.tolist())
     if isinstance(value, (list, tuple)):

@@ -114,6 +114,10 @@ def test_errors_against_any_reference(tmp_path, program):
         turned.errors(rec, align="up")
     with pytest.raises(kavelin.InvalidValue, match="a reference needs the columns"):
         turned.errors(kavelin.Recording(rec.t, acc=rec["3a"].value))
+    with pytest.raises(kavelin.InvalidValue, match="thumb"):
+        turned.errors(WALK + "#thumb")
+    with pytest.raises(kavelin.MissingFile):
+        turned.errors("no.csv#thumb")
     with pytest.raises(kavelin.WrongType, match="a path, a Recording, a Result"):
         turned.errors(3)
 
@@ -174,6 +178,9 @@ def test_calibration_and_mounting(tmp_path, program):
     mounted = kavelin.fuse(WALK, mount=tmp_path / "mount.json")
     for errors in (mounted.errors(mounted), mounted.errors(kavelin.fuse(WALK)), kavelin.fuse(WALK).errors(mounted)):
         assert errors.rms.total < 1e-9 and errors.count == 4000
+    for missing in ("calibration", "mount", "movement"):
+        with pytest.raises(kavelin.MissingFile, match=f"{missing}: no file 'no.json'"):
+            kavelin.fuse(WALK, **{missing: "no.json"})
     with pytest.raises(kavelin.InvalidValue, match="no file for rec"):
         kavelin.fuse(tmp_path / "rec.csv", calibration={"other": tmp_path / "rec.json"})
 
