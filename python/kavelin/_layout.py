@@ -25,7 +25,8 @@ class Layout(Uncopied):
     variables: what other ${NAME} stand for, in place of what the layout says
 
     Relative paths in a layout file start from its folder; those in a dict, of `out` and of `set` from the current one.
-    `kavelin.InvalidValue` lists every mistake in the layout, with its place.
+    `kavelin.InvalidValue` lists every mistake in the layout, with its place; that in a dict is line and column of
+    `json.dumps(source, indent=2)`.
 
     >>> layout = kavelin.Layout("imu.json", out="results")
     >>> layout.set("attitude:Mode", "static")

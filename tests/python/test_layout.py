@@ -89,6 +89,19 @@ def test_mistakes_have_their_place(recording, change, text):
     assert text in str(raised.value)
 
 
+def test_sources_that_are_no_layout_are_refused(recording):
+    endless = {}
+    endless["layouts"] = endless
+    for source, kind, text in ((3, kavelin.WrongType, "source: a path or a dict is expected; this is int"),
+                               (endless, kavelin.InvalidValue, "source: a dict that contains itself"),
+                               ({}, kavelin.InvalidValue, "the layout:1:1: ")):
+        with pytest.raises(kind, match=text):
+            kavelin.Layout(source)
+    layout = imu(recording)
+    layout["layouts"][0]["filters"].append({"name": "a", "type": "FilterAngleDG", "properties": {"axis": np.array([0, 1, 0])}})
+    assert not [line for line in kavelin.Layout(layout).check() if "axis" in line]
+
+
 @pytest.mark.parametrize("act, kind, text", [
     (lambda l: l.set("g:Rest time", 1), KeyError, 'no filter is named "g"'),
     (lambda l: l.set("f:Rest time", {}), TypeError, "f:Rest time: a bool, a number, a text or an array is expected"),
