@@ -102,8 +102,14 @@ std::string textOf(py::handle object, const std::string& name) {
     if (!isText(object))
         throw Refusal(Refusal::Kind::kWrongType, fmt::format("{}: a text is expected; this is {}", name,
                                                              Py_TYPE(object.ptr())->tp_name));
-    const py::bytes bytes = py::module_::import("os").attr("fsencode")(object);
-    std::string text = bytes;
+    std::string text;
+    try {
+        text = py::bytes(py::module_::import("os").attr("fsencode")(object));
+    } catch (py::error_already_set& error) {
+        if (!error.matches(PyExc_UnicodeError)) throw;
+        throw Refusal(Refusal::Kind::kInvalidValue,
+                      name + ": a text with half a character (a surrogate) in it");
+    }
     if (text.find('\0') != std::string::npos)
         throw Refusal(Refusal::Kind::kInvalidValue, name + ": a text with a NUL in it");
     return text;

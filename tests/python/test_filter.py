@@ -125,6 +125,7 @@ def ones(*shape):
     ("FilterSO3Attitude", {1: ones(4, 3)}, TypeError, "inputs: a text is expected; this is int"),
     ("FilterSO3Attitude", [ones(4, 3)], TypeError, "inputs: a dict of pins and samples is expected"),
     (None, {"3a": ones(4, 3)}, TypeError, "type: a text is expected; this is NoneType"),
+    ("a\ud800b", {}, ValueError, "a text with half a character"),
 ])
 def test_what_cannot_be_used_is_said(type, inputs, kind, text):
     t = [0, 0.5, 1, 0.5] if not inputs else np.arange(4.0)
