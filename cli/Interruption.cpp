@@ -50,6 +50,8 @@ Interruption::Interruption(std::function<void()> act) : takesSignals_(!leavesSig
         sigemptyset(&action.sa_mask);
         sigaction(SIGINT, &action, &interrupt_);
         sigaction(SIGTERM, &action, &terminate_);
+        sigaction(SIGHUP, &action, &hangUp_);
+        if (hangUp_.sa_handler == SIG_IGN) sigaction(SIGHUP, &hangUp_, nullptr);  // by nohup
     }
     if (!act) return;
     isOver.store(false);
@@ -66,6 +68,7 @@ Interruption::~Interruption() {
     if (takesSignals_) {
         sigaction(SIGINT, &interrupt_, nullptr);
         sigaction(SIGTERM, &terminate_, nullptr);
+        sigaction(SIGHUP, &hangUp_, nullptr);
     }
     if (!watcher_.joinable()) return;
     isOver.store(true);

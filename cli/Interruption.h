@@ -6,7 +6,7 @@
 
 namespace Kavelin::Cli {
 
-/// While one of these lives, Ctrl-C and a request to terminate set a flag instead of ending the program, so
+/// While one of these lives, Ctrl-C, a request to terminate and the loss of the terminal set a flag instead of ending the program, so
 /// that a command can complete the rows done. A second one ends it.
 class Interruption {
 public:
@@ -29,7 +29,7 @@ public:
 private:
     const bool takesSignals_;
     struct sigaction interrupt_ {
-    }, terminate_{};  // what was in force before
+    }, terminate_{}, hangUp_{};  // what was in force before
     std::thread watcher_;
 };
 

@@ -74,6 +74,7 @@ void addServerOptions(CLI::App& command, ViewServerOptions& server) {
         .add_option("--token", server.token,
                     "Serve only who gives this text, of 16 characters or more: it is part of the address "
                     "that is printed")
+        ->check([](const std::string& text) { return text.empty() ? "a text is expected" : ""; })
         ->type_name("TEXT")
         ->group(group);
 }

@@ -202,6 +202,8 @@ bool FilterCsvReader::isOpen() const { return stream_ && stream_->isUsable(); }
 
 bool FilterCsvReader::isLive() const { return !opener_ && isLiveStream(fileName_.get()); }
 
+bool FilterCsvReader::isReadOnce() const { return !opener_ && canBeReadOnlyOnce(fileName_.get()); }
+
 std::string FilterCsvReader::recordingName() const {
     if (opener_) return isOpen() ? stream_->recording().name() : "recording";
     return RecordingReader::nameOf(fileName_.get());

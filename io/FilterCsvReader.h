@@ -61,6 +61,7 @@ public:
     void setRecording(RecordingOpener opener) override;
     void open() override;
     bool isLive() const override;
+    bool isReadOnce() const override;
     std::vector<std::string> liveEvents() const override { return notes_->summary(); }
     std::string recordingName() const override;
     const Schema* schema() const override;

@@ -29,6 +29,8 @@ public:
 
     /// Whether another program, or a sensor, sends the rows at its own pace.  [as open]
     virtual bool isLive() const = 0;
+    /// Whether it has to be read from its start, and only once: a pipe, standard input. [as open]
+    virtual bool isReadOnce() const = 0;
     /// What happened to a live stream, such as losses of the connection: a sentence each.  [any thread]
     virtual std::vector<std::string> liveEvents() const = 0;
     /// What messages call the recording.  [as open]

@@ -6,7 +6,11 @@
 #include <Poco/Process.h>
 #include <Poco/StreamCopier.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <csignal>
+#include <mutex>
+#include <thread>
 
 namespace Kavelin::Cli {
 
@@ -35,6 +39,34 @@ private:
     sigset_t pipe_{}, before_{};
 };
 
+/// Ends a process that takes too long.
+class TimeLimit {
+public:
+    explicit TimeLimit(const Poco::ProcessHandle& process)
+        : watcher_([this, id = process.id()] {
+              std::unique_lock lock(mutex_);
+              if (!ended_.wait_for(lock, kLongestDrawing, [this] { return isOver_; })) ::kill(id, SIGKILL);
+          }) {}
+    ~TimeLimit() {
+        {
+            const std::lock_guard lock(mutex_);
+            isOver_ = true;
+        }
+        ended_.notify_all();
+        watcher_.join();
+    }
+    TimeLimit(const TimeLimit&) = delete;
+    TimeLimit& operator=(const TimeLimit&) = delete;
+
+private:
+    static constexpr std::chrono::seconds kLongestDrawing{60};
+
+    std::mutex mutex_;
+    std::condition_variable ended_;
+    bool isOver_ = false;
+    std::thread watcher_;
+};
+
 /// Graphviz puts a group of its own, with an id of its own, around each cell that is a link.
 std::string withOwnIds(std::string svg) {
     for (const std::string kind : {"pin", "input"}) {
@@ -50,6 +82,7 @@ std::string drawGraph(const std::string& graph, const std::string& format) {
     const PipeEndsQuietly guard;
     Poco::Pipe in, out;
     const Poco::ProcessHandle dot = Poco::Process::launch("dot", {"-q", "-T" + format}, &in, &out, nullptr);
+    const TimeLimit limit(dot);
     {
         Poco::PipeOutputStream text(in);
         text << graph;

@@ -139,6 +139,13 @@ bool isLive(const std::vector<Core::Filter*>& filters) {
     });
 }
 
+bool canBeRepeated(const std::vector<Core::Filter*>& filters) {
+    return std::none_of(filters.begin(), filters.end(), [](const Core::Filter* filter) {
+        const auto* source = dynamic_cast<const RecordingIO::RecordingSource*>(filter);
+        return source && (source->isLive() || source->isReadOnce());
+    });
+}
+
 std::vector<std::string> resultFiles(const std::vector<Core::Filter*>& filters) {
     std::vector<std::string> files;
     for (const Core::Filter* filter : filters) {

@@ -2,8 +2,10 @@
 
 #include <Poco/Environment.h>
 #include <Poco/Net/IPAddress.h>
+#include <Poco/String.h>
 
 #include <algorithm>
+#include <regex>
 
 #include "cli/CommandContext.h"
 
@@ -20,10 +22,13 @@ bool areEqual(const std::string& a, const std::string& b) {
     return difference == 0;
 }
 
-/// "localhost" of "localhost:8417", "::1" of "[::1]:8417".
+/// "localhost" of "localhost:8417", "::1" of "[::1]:8417"; empty for what is neither.
 std::string nameOf(const std::string& host) {
-    if (host.starts_with('[')) return host.substr(1, host.find(']') - 1);
-    return host.substr(0, host.find(':'));
+    static const std::regex kForm(R"(\[([0-9a-f:.]+)\](:[0-9]+)?|([0-9a-z._-]+)(:[0-9]+)?)",
+                                  std::regex::icase);
+    std::smatch parts;
+    if (!std::regex_match(host, parts, kForm)) return {};
+    return Poco::toLower(parts[1].matched ? parts[1].str() : parts[3].str());
 }
 
 bool isPlain(char c) {

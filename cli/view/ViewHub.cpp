@@ -42,6 +42,7 @@ WatchedLayout::WatchedLayout(const LayoutBuilder& built, std::string name, std::
       builder(built),
       filters(built.filters()),
       isLive(Cli::isLive(filters)),
+      canBeRepeated(Cli::canBeRepeated(filters)),
       results(resultFiles(filters)),
       graph(graphText(filters, title, kRoomInGraph)),
       taps(filters),
@@ -137,10 +138,13 @@ std::string ViewHub::statusText(WatchedLayout* layout, std::uint64_t& seen) {
 void ViewHub::transport(ViewAction action, const WatchedLayout* layout) {
     const bool hasEnded = gate_.state().mode == RoundGate::Mode::kEnded;
     if (action == ViewAction::kRestart) {
-        if (layout && layout->isLive) throw UsageError("what comes live cannot be played again");
+        if (layout && !layout->canBeRepeated)
+            throw UsageError("what comes live, or by standard input, cannot be played again");
         return runner_.restart();
     }
-    if (hasEnded) throw UsageError("the run has ended: restart it");
+    if (hasEnded)
+        throw UsageError(layout && layout->canBeRepeated ? "the run has ended: restart it"
+                                                         : "the run has ended");
     if (action == ViewAction::kPause) gate_.pause();
     if (action == ViewAction::kContinue) gate_.resume();
     if (action == ViewAction::kStep) gate_.step();

@@ -29,7 +29,7 @@ struct WatchedLayout {
     const std::string temporaryFolder;
     const LayoutBuilder& builder;
     const std::vector<Core::Filter*> filters;
-    const bool isLive;
+    const bool isLive, canBeRepeated;
     const std::vector<std::string> results;
     const std::string graph;
     TapBoard taps;

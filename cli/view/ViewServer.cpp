@@ -124,6 +124,7 @@ private:
     std::mutex mutex_;  // guards what follows
     std::vector<net::WebSocket*> pages_;
     std::condition_variable left_;
+    std::mutex drawingMutex_;  // held for as long as graphviz takes; guards what follows
     std::string drawnGraph_, drawing_;
     Poco::ThreadPool threads_;
 
@@ -229,7 +230,7 @@ void ViewServer::Inside::sendGraph(net::HTTPServerRequest& request, net::HTTPSer
     }
     std::string drawing;
     {
-        const std::lock_guard lock(mutex_);
+        const std::lock_guard lock(drawingMutex_);
         if (drawnGraph_ != text) {
             drawing_ = drawGraph(text, "svg");
             drawnGraph_ = text;

@@ -1,15 +1,39 @@
 #include "cli/view/ViewedRuns.h"
 
+#include <Poco/Exception.h>
+#include <stdlib.h>
+
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <ostream>
 #include <sstream>
 
-#include "cli/batch/WorkFolder.h"
 #include "cli/fuse/FuseRun.h"
 
 namespace Kavelin::Cli {
 
 namespace {
+
+/// A folder that only this user can look into, and that goes with it.
+class PrivateFolder {
+public:
+    PrivateFolder() : path_((std::filesystem::temp_directory_path() / "kavelin-view-XXXXXX").string()) {
+        if (!::mkdtemp(path_.data()))
+            throw Poco::CreateFileException("cannot make the folder '" + path_ + "'", std::strerror(errno));
+    }
+    ~PrivateFolder() {
+        std::error_code unknown;
+        std::filesystem::remove_all(path_, unknown);
+    }
+    PrivateFolder(const PrivateFolder&) = delete;
+    PrivateFolder& operator=(const PrivateFolder&) = delete;
+
+    const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};
 
 class ViewedLayoutRun final : public ViewedRun {
 public:
@@ -60,10 +84,10 @@ ViewSession::Maker makeLayoutRuns(LayoutFileRunOptions options, CommandContext& 
 }
 
 ViewSession::Maker makeFuseRuns(FuseOptions options, const std::string& output, CommandContext& context) {
-    std::shared_ptr<WorkFolder> folder;
+    std::shared_ptr<PrivateFolder> folder;
     options.output = output;
     if (output.empty()) {
-        folder = std::make_shared<WorkFolder>(std::filesystem::temp_directory_path().string());
+        folder = std::make_shared<PrivateFolder>();
         const std::string stem = std::filesystem::path(options.recording).stem().string();
         options.output =
             folder->path() + "/" + (stem.empty() || stem == "-" ? "recording" : stem) + "-orientation.csv";
