@@ -338,6 +338,8 @@ TEST(ViewAccess, ForeignNamesPagesAndAddressesAreRefused) {
                            {"127.0.0.1", "localhost:1", "null", false},
                            {"127.0.0.1", "", "", false},
                            {"127.0.0.1", "localhost.evil.example", "", false},
+                           {"127.0.0.1", "127.0.0.1:1.evil.example", "", false},
+                           {"127.0.0.1", "[::1].evil.example", "", false},
                            {"127.0.0.1", "192.0.2.1:1", "", false},
                            {"192.0.2.1", "192.0.2.1:1", "", true},
                            {"0.0.0.0", "192.0.2.7:1", "", true},

@@ -117,6 +117,16 @@ TEST_F(FilterCsvTest, refusesFilesAtOnceWhereItCan) {
                 ElementsAre(HasSubstr("odd.csv:1: no sensor columns found; unknown: u, v. Map them")));
 }
 
+TEST_F(FilterCsvTest, isNotChangedInTheMiddleOfItsRecording) {
+    set("File Name", folder_.write("in.csv", "t,ax,ay,az\n0,1,2,3\n1,1,2,3\n"));
+    layout_.runRound();
+    EXPECT_THROW(set("Rate", "0"), Poco::IllegalStateException) << "it would begin again";
+    EXPECT_THROW(set("Sensor", "x"), Poco::IllegalStateException);
+    EXPECT_EQ(reader_.nextTimeStamp(), 1.0);
+    layout_.runToEnd();
+    set("Units", "3a=g");
+}
+
 TEST_F(FilterCsvTest, anInterruptionEndsTheWaitForAHeader) {
     const std::string path = folder_.path("live.csv");
     const NamedPipe pipe(path);
