@@ -138,7 +138,8 @@ private:
             if (entry.pin == "t") {
                 if (options_.isByArrival)
                     throw Poco::DataFormatException(
-                        "the mapping names a column for the time, and the time of arrival is asked for: which of "
+                        "the mapping names a column for the time, and the time of arrival is asked for: "
+                        "which of "
                         "the two?");
                 takeTimeColumn(found.front(), unit);
                 continue;
