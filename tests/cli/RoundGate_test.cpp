@@ -146,6 +146,7 @@ TEST_P(GatedRun, RowByRowGivesWhatARunInOneGoGives) {
     const std::vector<std::string> whole = run([](LayoutRun&) {});
     EXPECT_EQ(whole.size(), 8u);
     gate_.pause();
+    gate_.begin();  // it is not at the end of the run before any more, however late the next one begins
     EXPECT_EQ(run([this](LayoutRun&) {
                   while (gate_.state().mode != RoundGate::Mode::kEnded) {
                       if (gate_.state().heldBack > 0) gate_.step();
