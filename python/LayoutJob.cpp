@@ -157,17 +157,22 @@ LayoutFile LayoutJob::readied() const {
     return file;
 }
 
+/// What is wrong goes to the builder's mistakes.
+void LayoutJob::buildChecked(Cli::LayoutBuilder& builder) const {
+    builder.build();
+    std::vector<Cli::FileUse> alsoUsed;
+    if (!path_.empty())
+        alsoUsed.push_back({.filter = "kavelin", .property = "LAYOUT", .file = path_, .place = {}});
+    builder.check(alsoUsed);
+}
+
 LayoutRunReport LayoutJob::run(const RunOptions& options) const {
     LayoutRunReport report;
     LayoutFile file = readied();
     const VariablesOf variables(file);
     Mistakes mistakes, remarks, doubts;
     Cli::LayoutBuilder builder(file, flow(), mistakes);
-    builder.build();
-    std::vector<Cli::FileUse> alsoUsed;
-    if (!path_.empty())
-        alsoUsed.push_back({.filter = "kavelin", .property = "LAYOUT", .file = path_, .place = {}});
-    builder.check(alsoUsed);
+    buildChecked(builder);
     requireNone(mistakes, name_);
     builder.rebuild();
     const Probes probes(options.probes, builder, report);
@@ -195,11 +200,7 @@ std::vector<std::string> LayoutJob::check() const {
     const VariablesOf variables(file);
     Mistakes mistakes;
     Cli::LayoutBuilder builder(file, flow(), mistakes);
-    builder.build();
-    std::vector<Cli::FileUse> alsoUsed;
-    if (!path_.empty())
-        alsoUsed.push_back({.filter = "kavelin", .property = "LAYOUT", .file = path_, .place = {}});
-    builder.check(alsoUsed);
+    buildChecked(builder);
     builder.findIdle(mistakes);
     builder.findDoubts(mistakes);
     return linesOf(mistakes, name_);

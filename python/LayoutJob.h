@@ -8,6 +8,10 @@
 #include "cli/layout/LayoutFile.h"
 #include "python/SampleLog.h"
 
+namespace Kavelin::Cli {
+class LayoutBuilder;
+}
+
 namespace Kavelin::Python {
 
 /// What a run of layouts gave.
@@ -55,6 +59,7 @@ private:
     static LayoutJob checked(Cli::LayoutFile file, std::string name, Cli::Mistakes mistakes);
     /// A copy with a folder for results, as the program gives it.
     Cli::LayoutFile readied() const;
+    void buildChecked(Cli::LayoutBuilder& builder) const;
 
     Cli::LayoutFile file_;
     std::string name_;

@@ -22,29 +22,28 @@ void parse(CLI::App& app, const Arguments& given) {
     }
 }
 
-}  // namespace
-
-Cli::RecordingChoice recordingOptions(const Arguments& arguments) {
+/// The options that `add` gives a command, as the program reads them.
+template <class Options>
+Options parsed(void (*add)(CLI::App&, Options&), const Arguments& arguments) {
     CLI::App app;
-    Cli::RecordingChoice choice;
-    Cli::addRecordingOptions(app, choice);
-    parse(app, arguments);
-    return choice;
-}
-
-Cli::FuseOptions fuseOptions(const Arguments& arguments) {
-    CLI::App app;
-    Cli::FuseOptions options;
-    Cli::addFuseOptions(app, options);
+    Options options;
+    add(app, options);
     parse(app, arguments);
     return options;
 }
 
+}  // namespace
+
+Cli::RecordingChoice recordingOptions(const Arguments& arguments) {
+    return parsed<Cli::RecordingChoice>(Cli::addRecordingOptions, arguments);
+}
+
+Cli::FuseOptions fuseOptions(const Arguments& arguments) {
+    return parsed<Cli::FuseOptions>(Cli::addFuseOptions, arguments);
+}
+
 Cli::SimulateOptions simulateOptions(const Arguments& arguments) {
-    CLI::App app;
-    Cli::SimulateOptions options;
-    Cli::addSimulationOptions(app, options);
-    parse(app, arguments);
+    auto options = parsed<Cli::SimulateOptions>(Cli::addSimulationOptions, arguments);
     options.settleLength();
     return options;
 }

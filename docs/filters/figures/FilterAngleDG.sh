@@ -1,14 +1,4 @@
-awk 'function turn(w, x, y, z) {  # multiplies q by a turn from the right
-  a = qw * w - qx * x - qy * y - qz * z; b = qw * x + qx * w + qy * z - qz * y
-  c = qw * y - qx * z + qy * w + qz * x; d = qw * z + qx * y - qy * x + qz * w
-  qw = a; qx = b; qy = c; qz = d
-}
-function about(axis, angle) {
-  angle *= 3.14159265358979 / 360
-  turn(cos(angle), axis == "x" ? sin(angle) : 0, axis == "y" ? sin(angle) : 0, axis == "z" ? sin(angle) : 0)
-}
-function start() {qw = 1; qx = qy = qz = 0}
-function text() {return sprintf("%.9f,%.9f,%.9f,%.9f", qw, qx, qy, qz)}
+awk -f examples/turns.awk -f - >recording.csv <<'END'
 BEGIN {
   print "t,dw,dx,dy,dz,gw,gx,gy,gz,bend"
   for (t = 0; t < 12; t += 0.02) {
@@ -18,5 +8,6 @@ BEGIN {
     about("z", bend); about("x", 4 * sin(5 * t))
     print t "," thigh "," text() "," bend
   }
-}' >recording.csv
+}
+END
 kavelin run FilterAngleDG.json --quiet --plot FilterAngleDG.svg
