@@ -4,6 +4,14 @@
 
 namespace Kavelin::Cli {
 
+std::string rateMistake(const std::string& text) {
+    double rate = 0.0;
+    const bool isNumber = CLI::detail::lexical_cast(text, rate);
+    return isNumber && rate > 0.0 && rate <= 1e6
+               ? ""
+               : "'" + text + "' is no rate: a number of Hz above 0 is expected";
+}
+
 void addRecordingOptions(CLI::App& command, RecordingChoice& choice) {
     const std::string group = "What the recording's columns are";
     command
@@ -45,7 +53,7 @@ void addRecordingOptions(CLI::App& command, RecordingChoice& choice) {
         .add_option("--rate", choice.rate,
                     "Rows a second: of a recording without time stamps; a result of one with time stamps is "
                     "resampled, as by --output-rate")
-        ->check(CLI::Range(0.0, 1e6).description(""))
+        ->check(rateMistake)
         ->type_name("HZ")
         ->group(group);
 }

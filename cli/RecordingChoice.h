@@ -25,6 +25,9 @@ struct RecordingChoice {
 /// Adds the options, in a group of their own.
 void addRecordingOptions(CLI::App& command, RecordingChoice& choice);
 
+/// Why a text is no rate in Hz; empty where it is one.
+std::string rateMistake(const std::string& text);
+
 /// How the recording is opened to look into it: sensor, axes and units are left out.
 /// @throws Poco::DataFormatException for a dialect that cannot be read
 RecordingIO::OpenOptions openOptions(const RecordingChoice& choice);

@@ -61,6 +61,7 @@ void view(const ViewOptions& options, CommandContext& context) {
 void addServerOptions(CLI::App& command, ViewServerOptions& server) {
     const std::string group = "The page";
     command.add_option("--port", server.port, "Port on which the page is served; 0 takes any that is free")
+        ->check(CLI::Range(0, 65535).description(""))
         ->type_name("N")
         ->capture_default_str()
         ->group(group);

@@ -7,6 +7,7 @@
 
 #include "cli/PaceOption.h"
 #include "cli/Plugins.h"
+#include "cli/RecordingChoice.h"
 #include "cli/fuse/FuseOptions.h"
 
 namespace Kavelin::Cli {
@@ -80,7 +81,7 @@ void addResultOptions(CLI::App& command, FuseOptions& options) {
     command
         .add_option("--output-rate", options.outputRate,
                     "Resample the result: rows at k / HZ s, the attitude on the arc between its neighbours")
-        ->check(CLI::Range(0.0, 1e6).description(""))
+        ->check(rateMistake)
         ->type_name("HZ");
     command
         .add_option("--plot", options.plot,

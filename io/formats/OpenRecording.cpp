@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "io/files/FileTree.h"
@@ -62,6 +63,24 @@ void nameTheUnnamed(RecordingPlan& plan) {
     if (plan.sensors.size() > 1) main.name = "unnamed";
 }
 
+std::string topFolderOf(const std::string& file) { return file.substr(0, file.find('/') + 1); }
+
+/// A recording found in a folder of a folder: what lies beside it may be others that were meant too.
+void noteWhatLiesBeside(RecordingPlan& plan, const FileTree& tree) {
+    std::set<std::string> taken, beside;
+    for (const SensorPlan& sensor : plan.sensors)
+        for (const TablePlan& table : sensor.tables) taken.insert(topFolderOf(table.file));
+    if (taken.contains("")) return;
+    for (const FileTree::Entry& file : tree.files())
+        if (const std::string folder = topFolderOf(file.name); !taken.contains(folder))
+            beside.insert(folder.empty() ? file.name : folder);
+    if (beside.empty()) return;
+    const std::string note =
+        fmt::format("read are the files in {} alone, not {}", listed({taken.begin(), taken.end()}),
+                    listed({beside.begin(), beside.end()}));
+    for (SensorPlan& sensor : plan.sensors) sensor.notes.push_back(note);
+}
+
 /// How a recording is read by the format that is named, or by the first that knows it; empty: as a table.
 std::optional<RecordingPlan> planOf(const Sighting& sighting, const std::string& name) {
     if (name == kTable) return std::nullopt;
@@ -71,6 +90,7 @@ std::optional<RecordingPlan> planOf(const Sighting& sighting, const std::string&
         if (plan) {
             plan->format = format.name;
             nameTheUnnamed(*plan);
+            noteWhatLiesBeside(*plan, sighting.tree());
             for (SensorPlan& sensor : plan->sensors) {
                 sensor.name = printable(sensor.name);
                 for (std::string& note : sensor.notes) note = printable(note);
