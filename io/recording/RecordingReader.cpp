@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "io/recording/DateText.h"
+#include "io/recording/NumberText.h"
 #include "io/recording/SensorColumn.h"
 #include "io/recording/TableLine.h"
 #include "io/recording/Text.h"
@@ -408,9 +409,9 @@ inline const char* RecordingReader::parseCell(const char* at, const char* end, s
     const char* start = at;
     while (start < end && *start == padding_) ++start;
     double& value = rows_.cell(column);
-    const auto [stop, error] = std::from_chars(start, end, value);
-    const bool isWhole = stop == end || *stop == schema_.separator;
-    if (error == std::errc() && isWhole && std::isfinite(value)) return stop;
+    const char* const stop = readDecimal(start, end, value);
+    if (stop != nullptr && (stop == end || *stop == schema_.separator)) [[likely]]
+        return stop;
     return parseUncommonCell(at, end, column);
 }
 

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -26,23 +25,6 @@ bool isOrdinary(int fd) {
 }
 
 }  // namespace
-
-char* writeNumber(char* into, double value) {
-    // Next to orientations, most numbers written are flags and counts.
-    if (value == 0.0 && !std::signbit(value)) {
-        *into = '0';
-        return into + 1;
-    }
-    if (value == 1.0) {
-        *into = '1';
-        return into + 1;
-    }
-    if (std::isnan(value)) {
-        std::memcpy(into, "nan", 3);
-        return into + 3;
-    }
-    return std::to_chars(into, into + kLongestNumber, value).ptr;
-}
 
 std::string foreignEnding(const std::string& path) {
     static constexpr std::string_view kOthers[] = {".npy", ".npz",  ".mat",     ".sto",     ".mot",  ".trc",

@@ -7,14 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "io/recording/NumberText.h"
+
 namespace Kavelin::RecordingIO {
-
-/// The most characters that a number takes.
-inline constexpr std::size_t kLongestNumber = 32;
-
-/// Shortest text that reads back as the same double, at `into` (room for `kLongestNumber`).
-/// @return the end of the text.
-char* writeNumber(char* into, double value);
 
 /// The ending of the name, in lower case, where it is that of a format other than a table of text (.npy, .h5,
 /// .gz and others): readers would take the table for that format. Empty for all others.

@@ -90,16 +90,23 @@ TEST(WriteNumber, isShortestAndReadsBackToTheSameBits) {
     EXPECT_EQ(text(-0.0), "-0");
     EXPECT_EQ(text(std::numeric_limits<double>::infinity()), "inf");
     EXPECT_EQ(text(-std::nan("")), "nan");
+    const auto expectShortest = [&](double value) {
+        char buffer[32];
+        const std::string shortest(buffer, std::to_chars(buffer, buffer + 32, value).ptr);
+        EXPECT_EQ(text(value), std::isnan(value) ? "nan" : shortest);
+    };
+    // Both sides of the numbers that are written in another way, and decimals as they stand in recordings.
+    for (const double value :
+         {1e-3, std::nextafter(1e-3, 0), 1e5, std::nextafter(1e5, 0), 100.0, 20.5, -0.125})
+        expectShortest(value);
     std::mt19937_64 random(3);
     for (int i = 0; i < 20000; ++i) {
         const std::uint64_t bits = random();
         double value = 0.0;
         std::memcpy(&value, &bits, sizeof value);
-        if (!std::isfinite(value)) continue;
-        const std::string shortest = text(value);
-        double back = 0.0;
-        std::from_chars(shortest.data(), shortest.data() + shortest.size(), back);
-        EXPECT_EQ(back, value);
+        expectShortest(value);
+        expectShortest(std::ldexp(static_cast<double>(bits >> 11), static_cast<int>(bits % 32) - 65));
+        expectShortest(static_cast<double>(bits % 100000000) / 1e4);
     }
 }
 
