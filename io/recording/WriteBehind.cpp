@@ -1,13 +1,15 @@
 #include "io/recording/WriteBehind.h"
 
+#include <algorithm>
+
 namespace Kavelin::RecordingIO {
 
 namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::size_t kBatchRows = 512;  // enough to write without waiting for more
-constexpr std::size_t kMostRows = 2048;  // then the thread that fills rows waits
+constexpr std::size_t kBatchRows = 512;    // enough to write without waiting for more
+constexpr std::size_t kBatchCells = 8192;  // room for them, and for longer rows at the cost of fewer
 constexpr auto kLivePause = 5ms;
 constexpr std::chrono::milliseconds kLiveTick = 20ms;
 constexpr std::chrono::milliseconds kFilePause = 500ms;  // between two ticks as well
@@ -15,7 +17,7 @@ constexpr std::chrono::milliseconds kFilePause = 500ms;  // between two ticks as
 }  // namespace
 
 WriteBehind::WriteBehind(ResultFile& file, Tick tick)
-    : file_(file), tick_(std::move(tick)), pause_(file.isLive() ? kLivePause : kFilePause) {
+    : file_(file), tick_(std::move(tick)), isLive_(file.isLive()), pause_(isLive_ ? kLivePause : kFilePause) {
     thread_ = std::thread([this] { run(); });
 }
 
@@ -27,30 +29,54 @@ WriteBehind::~WriteBehind() {
     }
 }
 
+/// What is being read must stay where it is: a batch grows only while it is empty.
+bool WriteBehind::Batch::hasRoomFor(const Batch& row) const {
+    return values.size() + row.values.size() <= values.capacity() &&
+           groups.size() + row.groups.size() <= groups.capacity();
+}
+
 void WriteBehind::Batch::append(const Batch& row) {
     values.insert(values.end(), row.values.begin(), row.values.end());
     groups.insert(groups.end(), row.groups.begin(), row.groups.end());
-    ++rows;
+    rows.store(rows.load(std::memory_order_relaxed) + 1, std::memory_order_release);
 }
 
 void WriteBehind::Batch::clear() {
     values.clear();
     groups.clear();
-    rows = 0;
+    rows.store(0, std::memory_order_relaxed);
+    written = {};
 }
 
 void WriteBehind::endRow() {
     row_.groups.push_back(0);
-    std::size_t rows = 0;
-    {
-        std::unique_lock lock(mutex_);
-        change_.wait(lock, [this] { return waiting_.rows < kMostRows; });
-        waiting_.append(row_);
-        rows = waiting_.rows;
-    }
-    if (rows == 1 || rows == kBatchRows) change_.notify_all();
-    row_.clear();
+    const std::size_t rows = filling_->rows.load(std::memory_order_relaxed);
+    if (rows == kBatchRows || !filling_->hasRoomFor(row_)) [[unlikely]]
+        beginBatch();
+    filling_->append(row_);
+    row_.values.clear();
+    row_.groups.clear();
+    if (isLive_) tellOfRow();
     raiseFailure();
+}
+
+/// Completes the batch being filled, unless it is empty; waits for an empty one.
+void WriteBehind::beginBatch() {
+    if (filling_->rows.load(std::memory_order_relaxed) > 0) {
+        std::unique_lock lock(mutex_);
+        ++completed_;
+        change_.notify_all();
+        change_.wait(lock, [this] { return completed_ - emptied_ < kBatches; });
+        filling_ = &batches_[completed_ % kBatches];
+    }
+    filling_->values.reserve(std::max(kBatchCells, row_.values.size()));
+    filling_->groups.reserve(std::max(kBatchCells, row_.groups.size()));
+}
+
+/// The first row of a live result does not wait for others.
+void WriteBehind::tellOfRow() {
+    const std::lock_guard lock(mutex_);
+    if (isIdle_) change_.notify_all();
 }
 
 void WriteBehind::startTicks() {
@@ -83,40 +109,53 @@ void WriteBehind::raiseFailure() {
 // In the writing thread
 
 void WriteBehind::run() {
-    Batch batch;
     std::unique_lock lock(mutex_);
     for (;;) {
         waitForRows(lock);
-        if (waiting_.rows == 0) return;
-        std::swap(batch, waiting_);
+        if (!hasRows()) return;
+        Batch& batch = toWrite();
+        const bool isComplete = completed_ > emptied_;
         lock.unlock();
-        change_.notify_all();
-        guarded([&] { write(batch); });
-        batch.clear();
+        const std::size_t rows = batch.rows.load(std::memory_order_acquire);
+        guarded([&] { write(batch, rows); });
+        batch.written.rows = rows;
+        if (isComplete) batch.clear();
         lock.lock();
+        if (isComplete) {
+            ++emptied_;
+            change_.notify_all();
+        }
     }
 }
 
-bool WriteBehind::isDue() const { return ended_ || waiting_.rows >= kBatchRows; }
+bool WriteBehind::hasRows() {
+    const Batch& batch = toWrite();
+    return completed_ > emptied_ || batch.rows.load(std::memory_order_acquire) > batch.written.rows;
+}
 
 /// Until there are rows to write, or no more will come.
 void WriteBehind::waitForRows(std::unique_lock<std::mutex>& lock) {
-    while (waiting_.rows == 0 && !ended_) idle(lock);
+    while (!hasRows() && !ended_) idle(lock);
     change_.wait_until(lock, written_ + pause_, [this] { return isDue(); });
 }
 
 /// Waits for a row; where none comes in time, writes what its file still holds, or ticks.
 void WriteBehind::idle(std::unique_lock<std::mutex>& lock) {
-    const auto hasCome = [this] { return waiting_.rows > 0 || ended_; };
+    const auto hasCome = [this] { return hasRows() || ended_; };
+    isIdle_ = true;
     if (holds_) {
-        if (change_.wait_until(lock, written_ + pause_, hasCome)) return;
+        const bool came = change_.wait_until(lock, written_ + pause_, hasCome);
+        isIdle_ = false;
+        if (came) return;
         lock.unlock();
         guarded([this] { flush(); });
         lock.lock();
-    } else if (!wantsTick_) {
-        change_.wait(lock, [&] { return hasCome() || wantsTick_; });
     } else {
-        if (change_.wait_for(lock, file_.isLive() ? kLiveTick : kFilePause, hasCome)) return;
+        const bool ticks = wantsTick_;
+        const bool came = change_.wait_for(lock, isLive_ && ticks ? kLiveTick : kFilePause,
+                                           [&] { return hasCome() || wantsTick_ != ticks; });
+        isIdle_ = false;
+        if (came || !ticks) return;
         wantsTick_ = false;  // before the tick: a request made meanwhile gets another tick
         lock.unlock();
         bool again = false;
@@ -138,10 +177,11 @@ void WriteBehind::guarded(const Act& act) {
     }
 }
 
-void WriteBehind::write(const Batch& batch) {
-    const double* value = batch.values.data();
-    auto group = batch.groups.begin();
-    for (std::size_t row = 0; row < batch.rows; ++row) {
+/// @param rows up to which
+void WriteBehind::write(Batch& batch, std::size_t rows) {
+    const double* value = batch.values.data() + batch.written.values;
+    const int* group = batch.groups.data() + batch.written.groups;
+    for (std::size_t row = batch.written.rows; row < rows; ++row) {
         file_.number(*value++);
         for (; *group != 0; ++group) {
             if (*group > 0) {
@@ -154,8 +194,10 @@ void WriteBehind::write(const Batch& batch) {
         ++group;
         file_.endRow();
     }
+    batch.written.values = static_cast<std::size_t>(value - batch.values.data());
+    batch.written.groups = static_cast<std::size_t>(group - batch.groups.data());
     holds_ = true;
-    if (file_.isLive() || Clock::now() - written_ >= pause_) flush();
+    if (isLive_ || Clock::now() - written_ >= pause_) flush();
 }
 
 void WriteBehind::flush() {

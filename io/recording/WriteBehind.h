@@ -2,6 +2,7 @@
 
 #include <Poco/Exception.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -20,7 +21,8 @@ namespace Kavelin::RecordingIO {
 /// is most of the cost of a result.
 ///
 /// The thread takes whatever rows are there: of a live result (a pipe, a terminal) the first at once and
-/// further ones at most 5 ms later, of an ordinary file every half second; when many come, in batches.
+/// further ones at most 5 ms later, of an ordinary file every half second; when many come, in batches. Of an
+/// ordinary file it looks for rows by itself, so that handing one over takes no lock.
 class WriteBehind {
 public:
     /// Called in the writing thread while it has nothing to write, every 20 ms for a live result and every
@@ -55,15 +57,21 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    /// Rows, one behind the other. While one thread fills it, the other may read the rows published.
     struct Batch {
-        std::vector<double> values;  // those that are there, row behind row
+        std::vector<double> values;  // those that are there
         std::vector<int>
             groups;  // for each row: cells in a group, negative for empty ones, and 0 for the end
-        std::size_t rows = 0;
+        std::atomic<std::size_t> rows{0};  // published
+        struct {
+            std::size_t rows = 0, values = 0, groups = 0;
+        } written;  // the writing thread's
 
+        bool hasRoomFor(const Batch& row) const;
         void append(const Batch& row);
         void clear();
     };
+    static constexpr std::size_t kBatches = 4;
 
     void raiseFailure();
     void run();
@@ -71,17 +79,26 @@ private:
     void idle(std::unique_lock<std::mutex>& lock);
     template <class Act>
     void guarded(const Act& act);
-    void write(const Batch& batch);
+    void write(Batch& batch, std::size_t rows);
     void flush();
-    bool isDue() const;
+    void beginBatch();
+    void tellOfRow();
+    Batch& toWrite() { return batches_[emptied_ % kBatches]; }
+    bool hasRows();
+    bool isDue() const { return ended_ || completed_ > emptied_; }
 
     ResultFile& file_;
     const Tick tick_;
-    const Clock::duration pause_;  // between two writes
-    Batch row_;                    // the one being filled
-    std::mutex mutex_;             // of the next four
+    const bool isLive_;
+    const Clock::duration pause_;          // between two writes
+    Batch row_;                            // the one being filled
+    std::array<Batch, kBatches> batches_;  // a ring
+    Batch* filling_ = &batches_[0];
+    std::mutex mutex_;  // of the next five
     std::condition_variable change_;
-    Batch waiting_;
+    std::size_t completed_ = 0;  // batches that are full
+    std::size_t emptied_ = 0;    // of those, the ones that are written
+    bool isIdle_ = false;        // the thread waits for a row
     bool wantsTick_ = false;
     bool ended_ = false;
     // The writing thread's.
