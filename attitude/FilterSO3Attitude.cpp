@@ -66,22 +66,27 @@ SO3::Settings FilterSO3Attitude::settings() const {
 }
 
 void FilterSO3Attitude::send(double t) {
+    const auto give = [t](OutputPin<Matrix>& pin, const auto& value) {
+        if (!pin.isAttached()) return;
+        pin.value() = value;
+        pin.send(t);
+    };
+    const auto giveFlag = [t](OutputPin<Matrix>& pin, bool raised) {
+        pin.value()(0, 0) = raised ? 1.0 : 0.0;
+        pin.send(t);
+    };
     const Eigen::Quaterniond q = computer_.attitude();
-    attitudeQ_.value() << q.w(), q.x(), q.y(), q.z();
-    attitude_.value() = q.toRotationMatrix();
-    bias_.value() = computer_.bias().transpose();
-    accBias_.value() = computer_.accBias().transpose();
-    hardIron_.value() = computer_.hardIron().transpose();
-    linearAcceleration_.value() = computer_.linearAcceleration().transpose();
-    deviations_.value() << computer_.tiltDeviation(), computer_.headingDeviation();
-    restFlag_.value()(0, 0) = computer_.atRest() ? 1.0 : 0.0;
-    fieldFlag_.value()(0, 0) = computer_.fieldDisturbed() ? 1.0 : 0.0;
-    magnetFlag_.value()(0, 0) = computer_.hardIron() != Eigen::Vector3d::Zero() ? 1.0 : 0.0;
-    for (OutputPin<Matrix>* pin :
-         {&attitudeQ_, &attitude_, &bias_, &accBias_, &hardIron_, &linearAcceleration_, &deviations_,
-          &restFlag_, &fieldFlag_, &magnetFlag_}) {
-        pin->send(t);
-    }
+    give(attitudeQ_, Eigen::RowVector4d(q.w(), q.x(), q.y(), q.z()));
+    if (attitude_.isAttached()) give(attitude_, q.toRotationMatrix());
+    give(bias_, computer_.bias().transpose());
+    give(accBias_, computer_.accBias().transpose());
+    give(hardIron_, computer_.hardIron().transpose());
+    give(linearAcceleration_, computer_.linearAcceleration().transpose());
+    if (deviations_.isAttached())
+        give(deviations_, Eigen::RowVector2d(computer_.tiltDeviation(), computer_.headingDeviation()));
+    giveFlag(restFlag_, computer_.atRest());
+    giveFlag(fieldFlag_, computer_.fieldDisturbed());
+    giveFlag(magnetFlag_, computer_.hardIron() != Eigen::Vector3d::Zero());
 }
 
 }  // namespace Kavelin::OrientationInternal

@@ -39,8 +39,12 @@ public:
     // The row being filled, as ResultFile's functions of these names
     void number(double value) { row_.values.push_back(value); }
     void cells(const double* values, std::size_t count) {
-        row_.values.insert(row_.values.end(), values, values + count);
-        if (count > 0) row_.groups.push_back(static_cast<int>(count));
+        if (count == 0) return;
+        for (std::size_t i = 0; i < count; ++i) row_.values.push_back(values[i]);
+        if (!row_.groups.empty() && row_.groups.back() > 0)
+            row_.groups.back() += static_cast<int>(count);
+        else
+            row_.groups.push_back(static_cast<int>(count));
     }
     void emptyCells(std::size_t count) {
         if (count > 0) row_.groups.push_back(-static_cast<int>(count));
