@@ -380,41 +380,37 @@ bool RecordingReader::parseCells(std::string_view line) {
     const char* at = line.data();
     const char* const end = at + line.size();
     const std::size_t count = rows_.columns();
+    const char separator = schema_.separator;
     for (std::size_t column = 0; column < count; ++column) {
         if (rows_.isUsed(column)) {
-            at = parseCell(at, end, column);
-            if (!at) return false;
+            // A number right up to the separator: what nearly every cell is.
+            const char* start = at;
+            while (start < end && *start == padding_) ++start;
+            const char* const stop = readDecimal(start, end, rows_.cell(column));
+            const bool isWhole = stop != nullptr && (stop == end || *stop == separator);
+            at = isWhole ? stop : parseUncommonCell(at, end, column);
+            if (at == nullptr) return false;
         } else if (at < end && *at == '"') {
             at = parseUncommonCell(at, end, column);
         } else {
-            const void* found = std::memchr(at, schema_.separator, static_cast<std::size_t>(end - at));
+            const void* found = std::memchr(at, separator, static_cast<std::size_t>(end - at));
             at = found ? static_cast<const char*>(found) : end;
         }
         if (column + 1 == count) break;
-        if (at == end) {
-            const std::string cells = fmt::format("{} of {} cells", column + 1, count);
-            if (lines_.wasTerminated())
-                return refuse(Fault::kShortRow, "too few cells: the row has " + cells);
-            return refuse(Fault::kCutOff, "the file ends in the middle of this row, after " + cells);
-        }
+        if (at == end) return refuseShortRow(column + 1);
         ++at;
         while (schema_.mergesSeparators && at < end && *at == ' ') ++at;
     }
     return at == end || refuseExtraCells(at, end);
 }
 
-/// A number right up to the separator: what nearly every cell is. @return where the cell ends;
-/// null after a fault.
-inline const char* RecordingReader::parseCell(const char* at, const char* end, std::size_t column) {
-    const char* start = at;
-    while (start < end && *start == padding_) ++start;
-    double& value = rows_.cell(column);
-    const char* const stop = readDecimal(start, end, value);
-    if (stop != nullptr && (stop == end || *stop == schema_.separator)) [[likely]]
-        return stop;
-    return parseUncommonCell(at, end, column);
+bool RecordingReader::refuseShortRow(std::size_t cells) {
+    const std::string there = fmt::format("{} of {} cells", cells, rows_.columns());
+    if (lines_.wasTerminated()) return refuse(Fault::kShortRow, "too few cells: the row has " + there);
+    return refuse(Fault::kCutOff, "the file ends in the middle of this row, after " + there);
 }
 
+/// @return where the cell ends; null after a fault.
 const char* RecordingReader::parseUncommonCell(const char* at, const char* end, std::size_t column) {
     const char* stop = at;
     bool quoted = false;

@@ -91,7 +91,7 @@ private:
     bool isOtherSensor(std::string_view line);
     std::string severalSensors(const std::vector<std::string>& sensors) const;
     bool parseCells(std::string_view line);
-    const char* parseCell(const char* at, const char* end, std::size_t column);
+    bool refuseShortRow(std::size_t cells);
     const char* parseUncommonCell(const char* at, const char* end, std::size_t column);
     bool readCell(std::string_view text, std::size_t column, double& value) const;
     bool refuseExtraCells(const char* at, const char* end);

@@ -28,12 +28,12 @@ bool contains(const std::vector<std::string>& names, const std::string& name) {
 
 RowBuilder::RowBuilder(const Schema& schema, const ReaderOptions& options)
     : counter_(schema.counterStep, schema.counterOrigin) {
-    isUsed_.assign(schema.columnCount, false);
+    isUsed_.assign(schema.columnCount, 0);
     cells_.assign(schema.columnCount, kNaN);
-    if (schema.timeColumn) isUsed_[*schema.timeColumn] = true;
+    if (schema.timeColumn) isUsed_[*schema.timeColumn] = 1;
     std::size_t offset = 0;
     for (const Channel& channel : schema.channels) {
-        for (const std::size_t column : channel.columns) isUsed_[column] = true;
+        for (const std::size_t column : channel.columns) isUsed_[column] = 1;
         states_.push_back({.repeats = contains(options.repeat, channel.pin),
                            .together = contains(options.together, channel.pin),
                            .isPlain = !channel.isTurned() && channel.signs.empty()});
@@ -98,12 +98,14 @@ void RowBuilder::takeChannels(const Schema& schema) {
 }
 
 void RowBuilder::takeChannel(const Channel& channel, ChannelState& state, Row::Slot& slot) {
-    slot.measured = std::none_of(channel.columns.begin(), channel.columns.end(),
-                                 [this](std::size_t column) { return std::isnan(cells_[column]); });
-    slot.marked = cells_[channel.columns.front()] == kMissing && channel.columns.size() > 2 &&
-                  std::all_of(channel.columns.begin(), channel.columns.end(),
-                              [this](std::size_t column) { return cells_[column] == kMissing; });
-    slot.measured = slot.measured && !slot.marked;
+    bool hasAll = true;
+    bool isMarked = channel.columns.size() > 2;
+    for (const std::size_t column : channel.columns) {
+        hasAll &= !std::isnan(cells_[column]);
+        isMarked &= cells_[column] == kMissing;
+    }
+    slot.marked = isMarked;
+    slot.measured = hasAll && !isMarked;
     slot.repeated = !slot.measured && state.repeats && state.seen;
     slot.sent = slot.measured || slot.repeated;
     if (!slot.measured) return;

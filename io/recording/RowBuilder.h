@@ -28,7 +28,7 @@ public:
     RowBuilder(const Schema& schema, const ReaderOptions& options);
 
     /// By column: whether its cells are wanted, and where they go; NaN for no value.
-    bool isUsed(std::size_t column) const { return isUsed_[column]; }
+    bool isUsed(std::size_t column) const { return isUsed_[column] != 0; }
     double& cell(std::size_t column) { return cells_[column]; }
     std::size_t columns() const { return cells_.size(); }
 
@@ -69,7 +69,7 @@ private:
     void takeChannel(const Channel& channel, ChannelState& state, Row::Slot& slot);
     void takeAttitude(const Channel& channel, double* value) const;
 
-    std::vector<bool> isUsed_;   // by column
+    std::vector<char> isUsed_;   // by column; not of bool, whose bits cost more than the rest of the look
     std::vector<double> cells_;  // by column; only those in use are written
     std::vector<ChannelState> states_;
     PacketCounter counter_{0.0};
