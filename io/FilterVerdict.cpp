@@ -114,7 +114,7 @@ void FilterVerdict::checkRun() {
 void FilterVerdict::begin() {
     hasBegun_ = true;
     hasAttitude_ = false;
-    collector_.emplace(frame() == Core::kSensorToStart);
+    collector_ = std::make_unique<CollectBehind>(frame() == Core::kSensorToStart);
     toEnu_.reset();
     if (frame() == kSensorToNorthEastDown) toEnu_ = earthTurn(frame(), Core::kSensorToEarth);
 }

@@ -3,12 +3,13 @@
 #include <Kavelin/Typed/Contents.h>
 #include <Kavelin/Typed/FilterKit.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "evaluation/EvidenceCollector.h"
+#include "io/CollectBehind.h"
 #include "io/EarthFrame.h"
 #include "io/RunParticipant.h"
 #include "io/VerdictSource.h"
@@ -60,7 +61,7 @@ private:
     Input body_{"flag_mag_body", this, optional(Core::kFlag), OrientationInternal::AnyTime{}};
 
     std::optional<EarthTurn> toEnu_;              // of an attitude relative to North-East-Down
-    std::optional<EvidenceCollector> collector_;  // from the first sample on
+    std::unique_ptr<CollectBehind> collector_;  // from the first sample on
     bool hasBegun_ = false;                       // this run
     bool hasAttitude_ = false;
 };

@@ -6,8 +6,8 @@ namespace Kavelin::RecordingIO {
 
 namespace {
 
-constexpr std::size_t kBatches = 5;  // one of them is with the reader of the rows
-constexpr std::size_t kBatchLines = 512;
+constexpr std::size_t kBatches = 4;  // one of them is with the reader of the rows
+constexpr std::size_t kBatchLines = 256;
 
 }  // namespace
 

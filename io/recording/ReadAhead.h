@@ -12,7 +12,7 @@
 
 namespace Kavelin::RecordingIO {
 
-/// Reads a recording in a thread of its own, up to two thousand rows ahead of its user, so that parsing and
+/// Reads a recording in a thread of its own, up to a thousand rows ahead of its user, so that parsing and
 /// waiting for the disk run in parallel with the filters. Rows of a live pipe are handed over as they come.
 class ReadAhead {
 public:

@@ -80,7 +80,7 @@ public:
     bool isLive() const { return isLive_; }
 
 private:
-    static constexpr std::size_t kBlockSize = std::size_t{1} << 18;
+    static constexpr std::size_t kBlockSize = std::size_t{1} << 17;
 
     void reserve(std::size_t size) {
         if (buffer_.size() - used_ < size) [[unlikely]]

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstddef>
+#include <future>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "evaluation/EvidenceCollector.h"
+#include "io/recording/BatchExchange.h"
+
+namespace Kavelin::RecordingIO {
+
+/// Collects evidence in a thread of its own, some hundred rows behind: it costs as much as half an estimator, and no
+/// row waits for it.
+class CollectBehind {
+public:
+    /// @param isRelativeToStart as that of EvidenceCollector
+    explicit CollectBehind(bool isRelativeToStart);
+    ~CollectBehind();
+    CollectBehind(const CollectBehind&) = delete;
+    CollectBehind& operator=(const CollectBehind&) = delete;
+
+    /// @param sample its time not before that of the last one
+    void add(const ResultSample& sample) {
+        filling_->samples.push_back(sample);
+        if (filling_->samples.size() == kBatchRows) handOver();
+    }
+    /// Of all samples added so far; waits for the thread to come to their end.
+    Evidence evidence();
+
+private:
+    static constexpr std::size_t kBatchRows = 128;
+    static constexpr std::size_t kBatches = 3;  // one of them is being filled
+
+    struct Batch {
+        std::vector<ResultSample> samples;
+        std::promise<Evidence>* asked = nullptr;  // for the evidence behind them
+    };
+
+    void handOver();
+    void run();
+
+    EvidenceCollector collector_;  // the thread's
+    BatchExchange<Batch> exchange_{kBatches};
+    std::unique_ptr<Batch> filling_ = exchange_.takeEmpty();
+    std::thread thread_;
+};
+
+}  // namespace Kavelin::RecordingIO
