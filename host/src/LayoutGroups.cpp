@@ -33,14 +33,14 @@ std::vector<LayoutGroup> groupLayouts(const std::vector<Layout*>& layouts,
                                       const std::vector<LayoutConnection>& connections) {
     Edges edges;
     for (const LayoutConnection& connection : connections) edges.emplace_back(connection.from, connection.to);
-    const auto reach = reachability(layouts.size(), edges);
+    const std::vector<std::size_t> cycle = cycleNumbers(layouts.size(), edges);
     std::vector<LayoutGroup> groups;
     std::vector<bool> placed(layouts.size(), false);
     for (const std::size_t first : callOrder(layouts.size(), edges)) {
         if (placed[first]) continue;
         LayoutGroup& group = groups.emplace_back();
         for (std::size_t other = 0; other < layouts.size(); ++other) {
-            if (other != first && !(reach[first][other] && reach[other][first])) continue;
+            if (cycle[other] != cycle[first]) continue;
             placed[other] = true;
             group.push_back(layouts[other]);
         }
