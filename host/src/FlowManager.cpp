@@ -38,7 +38,7 @@ bool runNextRound(const std::vector<Layout*>& layouts) {
     const bool stopped = std::any_of(layouts.begin(), layouts.end(),
                                      [](const Layout* layout) { return layout->inbox.isStopRequested(); });
     if (next == nullptr || stopped) return false;
-    next->rounds.runRound();
+    next->rounds.runRound(nextTime);
     return true;
 }
 

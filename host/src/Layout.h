@@ -28,9 +28,12 @@ struct Layout {
     // The plan
     /// Brings the plan up to date with the connections, and marks what other threads have fed.
     /// [layout thread, or the layout not running]
-    void refreshPlan() {
-        if (inbox.hasChanged()) rebuildPlan();
+    /// @return whether the plan is a new one.
+    bool refreshPlan() {
+        const bool isNew = inbox.hasChanged();
+        if (isNew) rebuildPlan();
         if (inbox.takeFed()) plan.markFedFromElsewhere();
+        return isNew;
     }
     void rebuildPlan();
     /// A connection to or from one of the filters has changed.  [any thread]

@@ -44,7 +44,7 @@ Filter& LayoutManager::add(FilterPtr filter) {
 
 void LayoutManager::remove(Filter& filter) {
     inside_->requireNotRunning("remove a filter");
-    filter.getInputTally(TopologyLock()).readyWord = nullptr;
+    filter.getInputTally(TopologyLock()).leave();
     inside_->forget(filter);
     filter.setManager(nullptr);
     filter.getSynchronizer()->setWaitCounter(nullptr);

@@ -53,7 +53,11 @@ std::string Pin::fullName() const {
 }
 
 AbstractInputPin::AbstractInputPin(const std::string& name, PinManager* owner) : Pin(name, owner) {
-    if (owner == nullptr) return;
+    if (owner == nullptr) {
+        ownTally_ = std::make_unique<InputTally>();
+        tally_ = ownTally_.get();
+        return;
+    }
     const TopologyLock lock;
     addPin(owner->getPinList(lock).inputs, this);
     tally_ = &owner->getInputTally(lock);
@@ -78,7 +82,7 @@ void AbstractInputPin::setIsFedFromElsewhere(bool elsewhere) {
     inbox_ = layout == nullptr ? nullptr : &layout->inbox;
 }
 
-void AbstractInputPin::noteReceivedFromElsewhere() { inbox_->noteFed(); }
+void AbstractInputPin::wakeLayout() { inbox_->noteFed(); }
 
 AbstractOutputPin::AbstractOutputPin(const std::string& name, PinManager* owner) : Pin(name, owner) {
     if (owner != nullptr) addPin(owner->getPinList(TopologyLock()).outputs, this);

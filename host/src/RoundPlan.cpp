@@ -14,10 +14,6 @@ namespace Kavelin::Core {
 
 namespace {
 
-// More samples than any filter will see. While a filter's tally has this value,
-// only its pins know what is left.
-constexpr std::uint64_t kUnknown = std::uint64_t{1} << 62;
-
 std::vector<std::size_t> planCallOrder(const std::vector<Filter*>& filters) {
     Edges edges;
     for (std::size_t to = 0; to < filters.size(); ++to) {
@@ -40,6 +36,12 @@ bool isFedFromElsewhere(const Filter& filter) {
     });
 }
 
+bool hasSynchronousPin(const Filter& filter) {
+    const auto& inputs = filter.getInputPins();
+    return std::any_of(inputs.begin(), inputs.end(),
+                       [](const AbstractInputPin* pin) { return pin->getIsConnectedSynchronously(); });
+}
+
 }  // namespace
 
 void RoundPlan::rebuild(const std::vector<Filter*>& filters, const TopologyLock& lock) {
@@ -52,18 +54,17 @@ void RoundPlan::rebuild(const std::vector<Filter*>& filters, const TopologyLock&
 
 void RoundPlan::add(Filter& filter, const TopologyLock& lock) {
     if (auto* source = dynamic_cast<Source*>(&filter)) {
-        sources_.push_back({&filter, source, false});
+        sources_.push_back({&filter, source, filter.getSynchronizer(), false, {}, 0});
     } else if (filter.isSchedulable()) {
+        const bool fedFromElsewhere = isFedFromElsewhere(filter);
         entries_.push_back({&filter, filter.getSynchronizer(), &filter.getInputTally(lock),
-                            filter.watchPairing(lock), isFedFromElsewhere(filter)});
+                            filter.watchPairing(lock), fedFromElsewhere,
+                            !fedFromElsewhere && !hasSynchronousPin(filter)});
     }
 }
 
 void RoundPlan::watch(std::size_t position, const TopologyLock&) {
-    InputTally& tally = *entries_[position].tally;
-    tally.received = tally.taken + kUnknown;
-    tally.readyWord = ready_.word(position);
-    tally.readyBit = ReadyList::bit(position);
+    entries_[position].tally->enlist(ready_.word(position), ReadyList::bit(position));
     ready_.mark(position);
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "ReadyList.h"
@@ -21,7 +23,10 @@ public:
     struct SourceEntry {
         Filter* filter;
         Source* source;
-        bool failed;  // without making progress: it would fail again for ever
+        Synchronizer* synchronizer;
+        bool failed;                 // without making progress: it would fail again for ever
+        std::optional<double> next;  // what it said when it was last asked; none at its end
+        std::uint32_t changes;       // of its synchronizer, by then
     };
     struct Entry {
         Filter* filter;
@@ -29,6 +34,7 @@ public:
         InputTally* tally;
         PairingWatch* pairing;  // null when there is nothing to compare
         bool fedFromElsewhere;  // by filters that are not in this layout
+        bool isPlain;           // neither that nor synchronous: the tally tells all
     };
 
     /// Plans for the filters of a layout, given in the order in which they were added, and marks them all.

@@ -14,13 +14,7 @@ namespace Kavelin::Core {
 
 namespace {
 
-bool hasUnread(const Filter& filter) {
-    const auto& inputs = filter.getInputPins();
-    return std::any_of(inputs.begin(), inputs.end(),
-                       [](const AbstractInputPin* pin) { return !pin->isEmpty(); });
-}
-
-/// Whether a call of `process` can take something without waiting for it.
+/// Asks the pins whether a call of `process` can take something without waiting for it.
 bool canTake(const Filter& filter) {
     bool unread = false;
     for (const AbstractInputPin* pin : filter.getInputPins()) {
@@ -33,21 +27,41 @@ bool canTake(const Filter& filter) {
     return unread;
 }
 
+/// The same, without asking the pins where the tally tells.
+inline bool canTake(const RoundPlan::Entry& entry) {
+    InputTally& tally = *entry.tally;
+    const bool isKnown = entry.isPlain && tally.isCertain.load(std::memory_order_relaxed);
+    if (isKnown) [[likely]]
+        return tally.received != tally.taken;
+    const bool can = canTake(*entry.filter);
+    if (entry.isPlain && !can) {
+        tally.received = tally.taken;  // the rest was thrown away
+        tally.isCertain.store(true, std::memory_order_relaxed);
+    }
+    return can;
+}
+
+/// Asks a source what comes next: nothing when it is at its end, or failed for good.
+inline void ask(RoundPlan::SourceEntry& entry) {
+    entry.changes = entry.synchronizer->getChanges();
+    entry.next.reset();
+    if (!entry.failed && !entry.source->atEnd()) entry.next = entry.source->nextTimeStamp();
+}
+
 }  // namespace
 
 std::optional<double> RoundRunner::nextTimeStamp() {
     layout_.refreshPlan();
     std::optional<double> next;
-    for (const RoundPlan::SourceEntry& entry : layout_.plan.sources()) {
-        if (entry.failed || entry.source->atEnd()) continue;
-        const double candidate = entry.source->nextTimeStamp();
-        if (!next || candidate < *next) next = candidate;
+    for (RoundPlan::SourceEntry& entry : layout_.plan.sources()) {
+        ask(entry);
+        if (entry.next && (!next || *entry.next < *next)) next = entry.next;
     }
     return next;
 }
 
-bool RoundRunner::runRound() {
-    const bool called = callSources();
+bool RoundRunner::runRound(std::optional<double> time) {
+    const bool called = time && callSources(*time);
     const bool took = callReady();
     return called || took;
 }
@@ -57,24 +71,32 @@ bool RoundRunner::runPending() {
     return callReady();
 }
 
-bool RoundRunner::callSources() {
-    const std::optional<double> time = nextTimeStamp();
-    if (!time) return false;
-    time_ = *time;
+bool RoundRunner::callSources(double time) {
+    time_ = time;
     if (hook_) {
-        hook_(*time);
-        layout_.refreshPlan();
+        hook_(time);
+        askChanged();
     }
     bool called = false;
     for (RoundPlan::SourceEntry& entry : layout_.plan.sources()) {
         if (layout_.inbox.isStopRequested()) break;
-        if (entry.failed || entry.source->atEnd() || entry.source->nextTimeStamp() > *time) continue;
-        const Synchronizer::ProcessScope scope(*entry.filter->getSynchronizer());
+        if (!entry.next || *entry.next > time) continue;
+        const Synchronizer::ProcessScope scope(*entry.synchronizer);
         called = true;
         const bool returned = callGuarded(*entry.filter);
-        entry.failed = !returned && !entry.source->atEnd() && entry.source->nextTimeStamp() <= *time;
+        if (returned) continue;
+        ask(entry);
+        entry.failed = entry.next && *entry.next <= time;
     }
     return called;
+}
+
+/// After the hook, which may have changed sources, or connections.
+void RoundRunner::askChanged() {
+    const bool isPlanNew = layout_.refreshPlan();
+    for (RoundPlan::SourceEntry& entry : layout_.plan.sources()) {
+        if (isPlanNew || entry.changes != entry.synchronizer->getChanges()) ask(entry);
+    }
 }
 
 bool RoundRunner::callReady() {
@@ -93,23 +115,19 @@ bool RoundRunner::serve(const RoundPlan::Entry& entry) {
     Synchronizer::ProcessScope scope(*entry.synchronizer);
     InputTally& tally = *entry.tally;
     bool took = false;
-    while (canTake(*entry.filter)) {
+    while (canTake(entry)) {
         const std::uint64_t before = tally.taken;
         callGuarded(*entry.filter);
         if (entry.pairing != nullptr) entry.pairing->note();
         if (tally.taken == before) return took;
         took = true;
-        // The usual case, known without asking every pin: everything that came was taken.
-        if (tally.taken == tally.received && !entry.fedFromElsewhere) return true;
         if (layout_.inbox.isStopRequested()) return true;
         scope.yield();
     }
-    if (!entry.fedFromElsewhere && !hasUnread(*entry.filter))
-        tally.received = tally.taken;  // the rest was dropped
     return took;
 }
 
-bool RoundRunner::callGuarded(Filter& filter) {
+inline bool RoundRunner::callGuarded(Filter& filter) {
     try {
         filter.process();
         return true;

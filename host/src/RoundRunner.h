@@ -23,7 +23,9 @@ public:
     std::optional<double> nextTimeStamp();
     /// Calls the sources that are next, if any, and then every filter that has something to take.
     /// @return false when nothing was taken and no source was called.
-    bool runRound();
+    bool runRound() { return runRound(nextTimeStamp()); }
+    /// @param time what `nextTimeStamp` has just returned
+    bool runRound(std::optional<double> time);
     /// The same without the sources.
     bool runPending();
 
@@ -39,7 +41,8 @@ public:
     void setStopOnError(bool stop) { stopOnError_ = stop; }
 
 private:
-    bool callSources();
+    bool callSources(double time);
+    void askChanged();
     bool callReady();
     bool serve(const RoundPlan::Entry& entry);
     bool callGuarded(Filter& filter);

@@ -4,7 +4,33 @@
 #include <algorithm>
 #include <functional>
 
+#ifdef __linux__
+#include <linux/membarrier.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#endif
+
 namespace Kavelin::Core {
+
+namespace {
+
+/// Whether the kernel can make every running thread of the program pass a memory barrier.
+bool hasBarrier() {
+#ifdef __linux__
+    static const bool has = syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0;
+    return has;
+#else
+    return false;
+#endif
+}
+
+void makeBarrier() {
+#ifdef __linux__
+    syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0);  // cannot fail once registered
+#endif
+}
+
+}  // namespace
 
 thread_local constinit Synchronizer::Held Synchronizer::held_;
 
@@ -14,7 +40,7 @@ Synchronizer::~Synchronizer() = default;
 void Synchronizer::wait(Poco::FastMutex& mutex, Poco::Event& event) {
     {
         std::lock_guard lock(mutex_);
-        if (interrupted_ || !fed_ || state_.load() >= kDisabler) return;
+        if (interrupted_ || !fed_ || disablers_.load() > 0) return;
         event.reset();  // a signal from before the buffer was found empty is stale
         waiting_.push_back(&event);
         readers_.fetch_add(1);
@@ -53,15 +79,24 @@ void Synchronizer::setIsFed(bool fed) {
     for (Poco::Event* event : waiting_) event->set();
 }
 
+/// For calls soon after a change. The one that ends this time of watch says so before it announces itself: a
+/// disabler that does not know it yet has announced itself first, and is seen.
+void Synchronizer::enterProcessWatchfully() {
+    const std::uint32_t calm = calm_.load() + 1;
+    if (calm < kCalm || hasBarrier()) calm_.store(calm);
+    running_.store(running_.load() + 1);
+    if (disablers_.load() != 0) enterProcessSlowly();
+}
+
 void Synchronizer::enterProcessSlowly() {
     std::unique_lock lock(mutex_);
-    state_.fetch_sub(kProcess);
+    running_.fetch_sub(1);
     changed_.notify_all();
     ++processWaiting_;
-    changed_.wait(lock, [this] { return !disabled_ && (processTurn_ || state_.load() < kDisabler); });
+    changed_.wait(lock, [this] { return !disabled_ && (processTurn_ || disablers_.load() == 0); });
     --processWaiting_;
     processTurn_ = false;
-    state_.fetch_add(kProcess);
+    running_.fetch_add(1);
 }
 
 void Synchronizer::announceChange() {
@@ -71,18 +106,20 @@ void Synchronizer::announceChange() {
 
 void Synchronizer::disable() {
     std::unique_lock lock(mutex_);
-    state_.fetch_add(kDisabler);
+    disablers_.fetch_add(1);
+    if (calm_.load() >= kCalm) makeBarrier();
     for (Poco::Event* event : waiting_) event->set();
-    changed_.wait(lock,
-                  [this] { return !disabled_ && !processTurn_ && (state_.load() & (kDisabler - 1)) == 0; });
+    changed_.wait(lock, [this] { return !disabled_ && !processTurn_ && running_.load() == 0; });
     disabled_ = true;
+    calm_.store(0);
+    changes_.fetch_add(1, std::memory_order_relaxed);
 }
 
 void Synchronizer::enable() {
     std::lock_guard lock(mutex_);
     disabled_ = false;
     processTurn_ = processWaiting_ > 0;
-    state_.fetch_sub(kDisabler);
+    disablers_.fetch_sub(1);
     changed_.notify_all();
 }
 
@@ -104,23 +141,6 @@ void Synchronizer::DisablerLocker::release() {
     for (Synchronizer* synchronizer : {taken_[1], taken_[0]}) {
         if (synchronizer != nullptr) synchronizer->enable();
     }
-}
-
-Synchronizer::ProcessScope::ProcessScope(Synchronizer& synchronizer)
-    : synchronizer_(synchronizer), outer_(held_.process) {
-    synchronizer_.enterProcess();
-    held_.process = &synchronizer_;
-}
-
-Synchronizer::ProcessScope::~ProcessScope() {
-    held_.process = outer_;
-    synchronizer_.leaveProcess();
-}
-
-void Synchronizer::ProcessScope::yield() {
-    if (synchronizer_.state_.load(std::memory_order_relaxed) < kDisabler) return;
-    synchronizer_.leaveProcess();
-    synchronizer_.enterProcess();
 }
 
 }  // namespace Kavelin::Core

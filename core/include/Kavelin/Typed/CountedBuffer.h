@@ -2,6 +2,8 @@
 
 #include <Kavelin/Core/PinCounts.h>
 
+#include <cstdint>
+
 namespace Kavelin::Core {
 
 /// A buffer that counts its samples. Not locked.
@@ -11,33 +13,38 @@ public:
     using Sample = typename Buffer::Sample;
     explicit CountedBuffer(unsigned capacity) : buffer_(capacity) {}
 
-    void put(const Sample& sample) {
-        ++counts_.put;
-        counts_.dropped += buffer_.put(sample);
+    /// @return false when it pushed out another.
+    bool put(const Sample& sample) {
+        ++put_;
+        return buffer_.put(sample);
     }
-    bool take(const Sample*& out) {
+    /// Null when there is none.
+    const Sample* take() {
         const Sample* sample = buffer_.take();
-        if (sample == nullptr) return false;
-        ++counts_.taken;
-        out = sample;
-        return true;
+        if (sample != nullptr) ++taken_;
+        return sample;
     }
     void clear() {
-        counts_.discarded += buffer_.size();
+        discarded_ += buffer_.size();
         buffer_.clear();
     }
     unsigned capacity() const { return buffer_.capacity(); }
     bool isEmpty() const { return buffer_.size() == 0; }
     bool isOverHalfFull() const { return 2 * buffer_.size() > buffer_.capacity(); }
     PinCounts counts() const {
-        PinCounts counts = counts_;
-        counts.buffered = buffer_.size();
-        return counts;
+        const std::uint64_t buffered = buffer_.size();
+        return {.put = put_,
+                .taken = taken_,
+                .dropped = put_ - taken_ - discarded_ - buffered,
+                .discarded = discarded_,
+                .buffered = buffered};
     }
 
 private:
     Buffer buffer_;
-    PinCounts counts_;
+    std::uint64_t put_ = 0;
+    std::uint64_t taken_ = 0;
+    std::uint64_t discarded_ = 0;
 };
 
 }  // namespace Kavelin::Core

@@ -42,8 +42,8 @@ public:
     /// [reader's thread, or synchronizers disabled]
     virtual void reset() {
         current_ = sample_ = nullptr;
-        lastTimeStamp_ = 0.0;
         if (strategy_ != nullptr) strategy_->clear();
+        noteDiscarded();
     }
     /// Rebuilds the buffer for the present source, layouts and attributes. [synchronizers disabled]
     virtual void rebuildStrategy() {
@@ -52,6 +52,7 @@ public:
         const BufferFamily family = chooseFamily();
         setIsFedFromElsewhere(family != BufferFamily::kSimple);
         strategy_ = makeBufferStrategy<Sample>(family, getBufferSize(), getIsLifo(), getSynchronizer());
+        findQuickWay(family);
         reset();
     }
     /// Called by output pins that attach or detach this one.  [synchronizers disabled]
@@ -62,9 +63,14 @@ public:
     }
     /// Buffers one sample. Called by output pins only.  [writer's thread]
     virtual void receive(const Sample& sample) {
-        if (stage_ == nullptr || !stage_->push(sample)) buffer(sample);
+        if (lent_ != nullptr) [[likely]] {
+            noteReceived(lent_->put(sample));
+        } else {
+            receiveCopy(sample);
+        }
     }
     std::shared_ptr<Stage> beginStaging(RoundCounter round) override {
+        if (!isFedFromElsewhere_) return nullptr;
         stage_ = std::make_shared<StagedQueue<Sample, InputPinBase>>(*this, std::move(round));
         return stage_;
     }
@@ -72,8 +78,9 @@ public:
     // For the owning filter's process  [layout thread]
     /// Takes and consumes the next sample; false when there is none.
     bool readNext() {
-        if (!fetch()) return false;
-        consume();
+        const Sample* const sample = current_ != nullptr ? current_ : take();
+        if (sample == nullptr) return false;
+        use(*sample);
         return true;
     }
     /// Holds the next sample in the pin, if none is held yet; false when there is none.
@@ -82,10 +89,8 @@ public:
     /// sample. The writer's next `send` changes what is held, and makes it unread again: it can then be
     /// consumed twice. A size of 2 or more holds a copy.
     bool fetch() {
-        if (current_ != nullptr) return true;
-        if (strategy_ == nullptr || !strategy_->get(current_)) return false;
-        noteTaken();
-        return true;
+        if (current_ == nullptr) current_ = take();
+        return current_ != nullptr;
     }
     /// Time stamp of the sample held; there must be one.
     double heldTimeStamp() const {
@@ -95,12 +100,7 @@ public:
     /// Consumes the sample held: its time stamp becomes the last one, its value stays readable.
     void consume() {
         assert(current_ != nullptr && "no sample is held");
-        lastTimeStamp_ = current_->timeStamp;
-        sample_ = current_;
-        current_ = nullptr;
-        noteConsumed();
-        fits_ = content().fits(shapeOf(sample_->value));
-        if (!fits_) noteMisfit();
+        use(*current_);
     }
     /// Releases the sample held, unused, because no other sample matches it.
     void passOver() {
@@ -116,16 +116,21 @@ public:
     }
     /// Whether a sample was consumed since the pin was last reset.
     bool hasValue() const { return sample_ != nullptr; }
-    double lastTimeStamp() const { return lastTimeStamp_; }
+    double lastTimeStamp() const { return getLastTimeStamp(); }
     /// Whether the sample consumed last has a shape that the pin takes.
     /// Others are counted, for the host to report.
     bool fits() const { return fits_; }
+
+    /// [the filter's constructor, or synchronizers disabled]
+    void setContent(const PinContent& content) {
+        Pin::setContent(content);
+        judged_ = kNoShape;
+    }
 
     OutputPinBase<T>* getSource() const { return source_; }
     AbstractBufferStrategy<Sample>* getStrategy() const { return strategy_.get(); }
 
     const char* payloadType() const override { return PayloadName<T>::value; }
-    double getLastTimeStamp() const override { return lastTimeStamp_; }
     bool isEmpty() const override { return strategy_ == nullptr || strategy_->isEmpty(); }
     bool isHolding() const override { return current_ != nullptr; }
     bool isOverHalfFull() const override { return strategy_ != nullptr && strategy_->isOverHalfFull(); }
@@ -141,13 +146,74 @@ public:
 private:
     friend StagedQueue<Sample, InputPinBase>;
 
+    // Takes the next sample out of the buffer; null when there is none.
+    const Sample* take() {
+        if (lent_ == nullptr) [[unlikely]]
+            return takeCopy();
+        const Sample* const sample = lent_->take();
+        if (sample != nullptr) noteTaken();
+        return sample;
+    }
+    void use(const Sample& sample) {
+        sample_ = &sample;
+        current_ = nullptr;
+        noteConsumed(sample.timeStamp);
+        const PinShape shape = shapeOf(sample.value);
+        if (!(shape == judged_)) [[unlikely]]
+            judge(shape);
+        if (!fits_) noteMisfit();
+    }
+
+    // The other ways of a sample, called and not repeated wherever a filter reads or sends.
+
+    [[gnu::noinline]] void receiveCopy(const Sample& sample) {
+        if (queue_ != nullptr) {
+            noteReceived(queue_->put(sample));
+        } else if (stack_ != nullptr) {
+            noteReceived(stack_->put(sample));
+        } else if (stage_ == nullptr || !stage_->push(sample)) {
+            buffer(sample);
+        }
+    }
     void buffer(const Sample& sample) {
         if (strategy_ == nullptr) {
             unbuffered_.fetch_add(1, std::memory_order_relaxed);
             return;
         }
         strategy_->put(sample);
-        noteReceived();
+        noteReceivedFromElsewhere();
+    }
+    [[gnu::noinline]] const Sample* takeCopy() {
+        const Sample* sample = nullptr;
+        if (queue_ != nullptr) {
+            sample = queue_->take();
+        } else if (stack_ != nullptr) {
+            sample = stack_->take();
+        } else if (strategy_ != nullptr) {
+            strategy_->get(sample);
+        }
+        if (sample != nullptr) noteTaken();
+        return sample;
+    }
+    [[gnu::noinline]] void judge(PinShape shape) {
+        judged_ = shape;
+        fits_ = content().fits(shape);
+    }
+    // Where writer and reader run in one thread, the buffer is reached without a virtual call.
+    void findQuickWay(BufferFamily family) {
+        isFedFromElsewhere_ = family != BufferFamily::kSimple;
+        if (isFedFromElsewhere_ || strategy_ == nullptr) return;
+        if (getBufferSize() == 1) {
+            lent_ = simpleBuffer<SingleValuePtrBuffer<Sample>>();
+        } else if (getIsLifo()) {
+            stack_ = simpleBuffer<LifoBuffer<Sample>>();
+        } else {
+            queue_ = simpleBuffer<FifoBuffer<Sample>>();
+        }
+    }
+    template <class Buffer>
+    CountedBuffer<Buffer>* simpleBuffer() {
+        return &static_cast<SimpleBufferStrategy<Buffer>&>(*strategy_).buffer();
     }
     void endStaging() {
         if (stage_ == nullptr) return;
@@ -172,18 +238,29 @@ private:
         strategy_->clear();
         retired_ += strategy_->counts();
         current_ = sample_ = nullptr;
+        lent_ = nullptr;
+        queue_ = nullptr;
+        stack_ = nullptr;
         strategy_.reset();
     }
+
+    static constexpr PinShape kNoShape{-1, -1};
+
+    // The buffer of a simple strategy, under its kind.
+    CountedBuffer<SingleValuePtrBuffer<Sample>>* lent_ = nullptr;
+    CountedBuffer<FifoBuffer<Sample>>* queue_ = nullptr;
+    CountedBuffer<LifoBuffer<Sample>>* stack_ = nullptr;
+    const Sample* current_ = nullptr;  // taken from the strategy, not consumed yet
+    const Sample* sample_ = nullptr;   // consumed last
+    PinShape judged_ = kNoShape;       // its shape
+    bool fits_ = false;                // the pin takes that shape
+    bool isFedFromElsewhere_ = false;  // its writer may run on another thread
+    bool direct_ = false;
 
     OutputPinBase<T>* source_ = nullptr;
     std::unique_ptr<AbstractBufferStrategy<Sample>> strategy_;
     std::shared_ptr<StagedQueue<Sample, InputPinBase>>
-        stage_;                        // in a run with threads, of samples sent by another
-    const Sample* current_ = nullptr;  // taken from the strategy, not consumed yet
-    double lastTimeStamp_ = 0.0;
-    const Sample* sample_ = nullptr;  // consumed last
-    bool fits_ = false;               // it is of a shape that the pin takes
-    bool direct_ = false;
+        stage_;                                 // in a run with threads, of samples sent by another
     PinCounts retired_;                         // of the strategies before this one
     std::atomic<std::uint64_t> unbuffered_{0};  // received while there was no strategy
 };

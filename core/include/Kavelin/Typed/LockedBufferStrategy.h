@@ -36,6 +36,13 @@ public:
     }
 
 protected:
+    /// [mutex held]
+    bool take(const Sample*& out) {
+        const Sample* const sample = buffer_.take();
+        if (sample != nullptr) out = sample;
+        return sample != nullptr;
+    }
+
     Poco::FastMutex mutex_;
     CountedBuffer<Buffer> buffer_;
 };

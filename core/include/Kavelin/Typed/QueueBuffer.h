@@ -19,19 +19,13 @@ public:
     using Sample = D;
     explicit QueueBuffer(unsigned capacity) : capacity_(capacity) {}
 
-    /// @param sample a D, or what `copySample` makes one of.  @return how many samples were dropped for it.
+    /// @param sample a D, or what `copySample` makes one of.  @return false when it pushed out another.
     template <class From>
-    std::size_t put(const From& sample) {
-        const std::size_t dropped = size_ == capacity_ && capacity_ != 0 ? 1 : 0;
-        if (dropped != 0) {
-            oldest_ = next(oldest_);
-            --size_;
-        } else if (size_ == slots_.size()) {
-            grow();
-        }
+    bool put(const From& sample) {
+        const bool fits = size_ < slots_.size() || makeRoom();
         copySample(sample, *slots_[position(size_)]);
         ++size_;
-        return dropped;
+        return fits;
     }
     const D* take() {
         if (size_ == 0) return nullptr;
@@ -54,6 +48,16 @@ private:
     std::size_t position(std::size_t age) const {
         const std::size_t slot = oldest_ + age;
         return slot < slots_.size() ? slot : slot - slots_.size();
+    }
+    // The ring is full: it grows, or else the oldest sample goes.  @return whether it grew.
+    [[gnu::noinline]] bool makeRoom() {
+        if (size_ == capacity_ && capacity_ != 0) {
+            oldest_ = next(oldest_);
+            --size_;
+            return false;
+        }
+        grow();
+        return true;
     }
     // Doubles the full ring, oldest first from slot 0 on.
     void grow() {

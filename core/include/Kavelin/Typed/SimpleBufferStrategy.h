@@ -13,12 +13,19 @@ public:
     explicit SimpleBufferStrategy(unsigned capacity) : buffer_(capacity) {}
 
     void put(const Sample& sample) override { buffer_.put(sample); }
-    bool get(const Sample*& out) override { return buffer_.take(out); }
+    bool get(const Sample*& out) override {
+        const Sample* const sample = buffer_.take();
+        if (sample != nullptr) out = sample;
+        return sample != nullptr;
+    }
     void clear() override { buffer_.clear(); }
     unsigned capacity() override { return buffer_.capacity(); }
     bool isEmpty() override { return buffer_.isEmpty(); }
     PinCounts counts() override { return buffer_.counts(); }
     bool isOverHalfFull() override { return buffer_.isOverHalfFull(); }
+
+    /// For the pin, which knows the kind and need not ask by way of virtual operations.
+    CountedBuffer<Buffer>& buffer() { return buffer_; }
 
 private:
     CountedBuffer<Buffer> buffer_;

@@ -14,11 +14,10 @@ public:
     using Sample = D;
     explicit SingleValueBuffer(unsigned = 1) {}
 
-    std::size_t put(const D& sample) {
-        const std::size_t overwritten = empty_ ? 0 : 1;
+    /// @return false when it pushed out another.
+    bool put(const D& sample) {
         copySample(sample, slot_);
-        empty_ = false;
-        return overwritten;
+        return std::exchange(empty_, false);
     }
     const D* take() {
         if (empty_) return nullptr;

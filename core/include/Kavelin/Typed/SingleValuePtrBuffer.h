@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <utility>
 
 namespace Kavelin::Core {
 
@@ -13,26 +14,16 @@ public:
     using Sample = D;
     explicit SingleValuePtrBuffer(unsigned = 1) {}
 
-    /// @return how many samples were pushed out.
-    std::size_t put(const D& sample) {
-        const std::size_t overwritten = empty_ ? 0 : 1;
-        sample_ = &sample;
-        empty_ = false;
-        return overwritten;
-    }
+    /// @return false when it pushed out another.
+    bool put(const D& sample) { return std::exchange(sample_, &sample) == nullptr; }
     /// Null when there is none.
-    const D* take() {
-        if (empty_) return nullptr;
-        empty_ = true;
-        return sample_;
-    }
-    void clear() { empty_ = true; }
+    const D* take() { return std::exchange(sample_, nullptr); }
+    void clear() { sample_ = nullptr; }
     unsigned capacity() const { return 1; }
-    std::size_t size() const { return empty_ ? 0 : 1; }
+    std::size_t size() const { return sample_ == nullptr ? 0 : 1; }
 
 private:
-    const D* sample_ = nullptr;
-    bool empty_ = true;
+    const D* sample_ = nullptr;  // null while empty
 };
 
 }  // namespace Kavelin::Core

@@ -31,7 +31,7 @@ public:
     bool get(const Sample*& out) override {
         const Lock lock(this->mutex_);
         if (this->buffer_.isEmpty()) reader_.wait(this->mutex_, filled_);
-        return this->buffer_.take(out);
+        return this->take(out);
     }
 
 private:

@@ -18,7 +18,7 @@ public:
     }
     bool get(const Sample*& out) override {
         const Lock lock(this->mutex_);
-        return this->buffer_.take(out);
+        return this->take(out);
     }
 };
 

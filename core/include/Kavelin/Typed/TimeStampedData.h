@@ -5,6 +5,7 @@
 #include <Kavelin/Typed/Matrix.h>
 
 #include <algorithm>
+#include <cstddef>
 
 namespace Kavelin::Core {
 
@@ -20,10 +21,25 @@ template <class T>
 void copySample(const TimeStampedData<T>& from, TimeStampedData<T>& to) {
     to = from;
 }
+/// Most samples have a few elements only, for which the way into the library's copy is longer than the copy.
+inline void copyElements(const double* from, double* to, std::ptrdiff_t count) {
+    constexpr std::ptrdiff_t kFew = 16;
+    if (count > kFew) {
+        std::copy_n(from, count, to);
+        return;
+    }
+    std::ptrdiff_t i = 0;
+    for (; i + 1 < count; i += 2) {
+        const double first = from[i], second = from[i + 1];
+        to[i] = first;
+        to[i + 1] = second;
+    }
+    if (i < count) to[i] = from[i];
+}
 /// A connection's samples nearly always have the same shape: then only the elements need copying.
 inline void copySample(const TimeStampedData<Matrix>& from, TimeStampedData<Matrix>& to) {
     if (from.value.rows() == to.value.rows() && from.value.cols() == to.value.cols()) {
-        std::copy_n(from.value.data(), from.value.size(), to.value.data());
+        copyElements(from.value.data(), to.value.data(), from.value.size());
     } else {
         to.value = from.value;
     }

@@ -80,8 +80,10 @@ public:
     /// The value, read under the property's lock: what a filter's `process` uses. Correct in a layout, where
     /// it costs one thread-local look-up, and in a program that calls `process` itself. [any thread]
     T get() const {
-        const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
-        return value_;
+        const Synchronizer* const synchronizer = getSynchronizer();
+        if (synchronizer == nullptr || synchronizer->isHeldHere()) [[likely]]
+            return value_;
+        return getLocked();
     }
     /// The value in place, for what is too large to copy.  [synchronizer entered or disabled]
     const T& value() const { return value_; }
@@ -129,6 +131,11 @@ protected:
     }
 
 private:
+    [[gnu::noinline]] T getLocked() const {
+        const Synchronizer::DisablerLocker locker(getSynchronizer(), nullptr);
+        return value_;
+    }
+
     T value_;
     bool enabled_ = true;
     bool writable_ = true;

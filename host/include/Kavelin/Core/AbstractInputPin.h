@@ -21,7 +21,6 @@ class TopologyLock;
 /// what they mean. A class of its own, so that the pin's virtual operations stand in their fixed order.
 class InputPinState {
 public:
-    virtual double getLastTimeStamp() const = 0;
     virtual bool isEmpty() const = 0;
     virtual bool isHolding() const = 0;
     virtual PinCounts getCounts() const = 0;
@@ -54,6 +53,8 @@ public:
 
     /// True for a blocking pin of a synchronous connection.
     bool getIsSynchronous() const { return blocking_ && synchronous_; }
+    /// Whether the connection is synchronous, be the pin blocking or not.
+    bool getIsConnectedSynchronously() const { return synchronous_; }
     /// Samples kept: 1 is a single value, 0 keeps nothing.
     unsigned getBufferSize() const { return bufferSize_; }
     /// Set: the newest sample is read first.
@@ -67,7 +68,7 @@ public:
     /// For the host library alone.
     void setConnectedOutput(AbstractOutputPin* output, const TopologyLock&) { connected_.store(output); }
     /// The most recently consumed sample's time stamp, 0.0 before the first.  [reader's thread]
-    double getLastTimeStamp() const { return state_->getLastTimeStamp(); }
+    double getLastTimeStamp() const { return lastTimeStamp_; }
     /// True when there is nothing to take.  [reader's thread]
     bool isEmpty() const { return state_->isEmpty(); }
     /// True when a sample was taken from the buffer and is not consumed yet.  [reader's thread]
@@ -93,27 +94,40 @@ public:
 protected:
     /// The typed pin registers in its constructor the object that answers.
     void setState(InputPinState& state) { state_ = &state; }
-    /// The typed pin tells its host that a sample lies in its buffer.  [writer's thread]
-    void noteReceived() {
-        if (inbox_ != nullptr) {
-            noteReceivedFromElsewhere();
-        } else if (tally_ != nullptr) {
-            tally_->noteReceived();
-        }
+    /// The typed pin tells its host that its writer, in the same thread, put a sample into its buffer.
+    /// @param added false when it pushed out another.  [writer's thread]
+    void noteReceived(bool added) { tally_->noteReceived(added); }
+    /// The same of a writer that may run on another thread.  [writer's thread]
+    void noteReceivedFromElsewhere() {
+        if (inbox_ != nullptr) wakeLayout();
     }
     /// The typed pin tells its host that it took a sample out of its buffer.  [reader's thread]
-    void noteTaken() {
-        if (tally_ != nullptr) ++tally_->taken;
+    void noteTaken() { ++tally_->taken; }
+    /// The typed pin tells its host that it threw away what its buffer held.
+    /// [reader's thread, or synchronizers disabled]
+    void noteDiscarded() {
+        lastTimeStamp_ = 0.0;
+        tally_->noteDiscarded();
     }
     /// The typed pin tells its host what became of the sample that it took.  [reader's thread]
-    void noteConsumed() { ++consumed_; }
+    void noteConsumed(double timeStamp) {
+        lastTimeStamp_ = timeStamp;
+        ++consumed_;
+    }
     void notePassedOver() { ++passedOver_; }
     void noteMisfit() { ++misfits_; }
     /// The typed pin tells whether its writer may run on another thread.  [synchronizers disabled]
     void setIsFedFromElsewhere(bool elsewhere);
 
 private:
-    void noteReceivedFromElsewhere();
+    void wakeLayout();
+
+    InputTally* tally_;  // the filter's, or the pin's own
+    double lastTimeStamp_ = 0.0;
+    std::uint64_t consumed_ = 0;
+    std::uint64_t misfits_ = 0;
+    std::uint64_t passedOver_ = 0;
+    LayoutInbox* inbox_ = nullptr;  // of the layout to wake, where the writer may run on another thread
 
     InputPinState* state_ = nullptr;
     bool blocking_ = true;
@@ -122,12 +136,7 @@ private:
     bool lifo_ = false;
     unsigned bufferSize_ = kDefaultBufferSize;
     std::atomic<AbstractOutputPin*> connected_{nullptr};
-
-    InputTally* tally_ = nullptr;  // the filter's; null for a pin without one
-    std::uint64_t consumed_ = 0;
-    std::uint64_t passedOver_ = 0;
-    std::uint64_t misfits_ = 0;
-    LayoutInbox* inbox_ = nullptr;  // of the layout to wake, where the writer may run on another thread
+    std::unique_ptr<InputTally> ownTally_;  // of a pin without a filter
 };
 
 }  // namespace Kavelin::Core

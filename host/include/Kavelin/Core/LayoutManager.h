@@ -74,7 +74,8 @@ public:
     /// [layout thread, or the layout not running]
     std::optional<double> nextTimeStamp();
     bool hasSources();
-    /// Called before each source round, in the thread that runs the layout, with the round's time stamp.
+    /// Called before each source round, in the thread that runs the layout, with the round's time stamp. It may
+    /// change sources by their properties, commands and connections, and stop the layout.
     void setRoundHook(RoundHook hook);
     /// The same for the rounds that reach it from other layouts in a FlowManager's run with threads.
     void setFedRoundHook(RoundHook hook);

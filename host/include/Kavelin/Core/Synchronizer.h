@@ -51,6 +51,9 @@ public:
     /// then needs no further lock.  [any thread]
     bool isHeldHere() const { return held_.has(this); }
 
+    /// Counts the changes: how often a locker has held this disabled.  [any thread]
+    std::uint32_t getChanges() const { return changes_.load(std::memory_order_relaxed); }
+
     /// The counter for readers that wait here; lent, may be null. [no process running]
     void setWaitCounter(std::atomic<int>* counter) { waitCounter_ = counter; }
 
@@ -66,22 +69,40 @@ private:
     };
     static thread_local constinit Held held_ __attribute__((tls_model("initial-exec")));
 
-    // Low half: threads inside process. High half: disablers that hold or want this synchronizer.
-    static constexpr std::uint64_t kProcess = 1;
-    static constexpr std::uint64_t kDisabler = std::uint64_t{1} << 32;
+    // Process and disabler each announce themselves and then look whether the other is there, so that one of
+    // them always sees the other. That takes a memory barrier between the announcement and the look. While
+    // nothing has been changed for some calls, the disabler, which is rare, has the kernel make it for both:
+    // then a call of process costs two plain stores.
+    static constexpr std::uint32_t kCalm = 64;
 
     void enterProcess() {
-        if (state_.fetch_add(kProcess) >= kDisabler) enterProcessSlowly();
+        if (calm_.load(std::memory_order_relaxed) < kCalm) [[unlikely]]
+            return enterProcessWatchfully();
+        running_.store(running_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+        if (disablers_.load(std::memory_order_acquire) != 0) [[unlikely]]
+            enterProcessSlowly();
     }
     void leaveProcess() {
-        if (state_.fetch_sub(kProcess) >= kDisabler) announceChange();
+        const std::uint32_t left = running_.load(std::memory_order_relaxed) - 1;
+        if (calm_.load(std::memory_order_relaxed) < kCalm) [[unlikely]]
+            running_.store(left);
+        else
+            running_.store(left, std::memory_order_release);
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+        if (disablers_.load(std::memory_order_acquire) != 0) [[unlikely]]
+            announceChange();
     }
+    void enterProcessWatchfully();
     void enterProcessSlowly();
     void announceChange();
     void disable();
     void enable();
 
-    std::atomic<std::uint64_t> state_{0};
+    std::atomic<std::uint32_t> running_{0};    // calls of process, nested ones too; written by their thread
+    std::atomic<std::uint32_t> disablers_{0};  // that hold or want this synchronizer
+    std::atomic<std::uint32_t> calm_{0};       // calls of process since it was last disabled, up to kCalm
+    std::atomic<std::uint32_t> changes_{0};
     std::atomic<unsigned> readers_{0};  // threads inside wait()
     std::atomic<int>* waitCounter_ = nullptr;
     std::mutex mutex_;  // guards what follows; a leaf below the buffers' mutexes
@@ -118,13 +139,23 @@ private:
 /// Marks the calling thread as the one that runs `process` of a synchronizer's filter.
 class KAVELIN_API Synchronizer::ProcessScope {
 public:
-    explicit ProcessScope(Synchronizer& synchronizer);
-    ~ProcessScope();
+    explicit ProcessScope(Synchronizer& synchronizer) : synchronizer_(synchronizer), outer_(held_.process) {
+        synchronizer_.enterProcess();
+        held_.process = &synchronizer_;
+    }
+    ~ProcessScope() {
+        held_.process = outer_;
+        synchronizer_.leaveProcess();
+    }
     ProcessScope(const ProcessScope&) = delete;
     ProcessScope& operator=(const ProcessScope&) = delete;
 
     /// Yields the synchronizer to a thread that waits for it. To be called between two calls of `process`.
-    void yield();
+    void yield() {
+        if (synchronizer_.disablers_.load(std::memory_order_relaxed) == 0) return;
+        synchronizer_.leaveProcess();
+        synchronizer_.enterProcess();
+    }
 
 private:
     Synchronizer& synchronizer_;
