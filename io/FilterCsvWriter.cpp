@@ -44,7 +44,6 @@ void FilterCsvWriter::writeRows() {
     openTable();
     while (rowPin_->pin.readNext()) {
         const double time = rowPin_->pin.lastTimeStamp();
-        for (const auto& input : inputs_) input->waits = input.get() == rowPin_ || input->goesOnTo(time);
         writing([&] { rowFile_ ? writeRow(time) : putRow(time); });
     }
     tellRefusals();
@@ -71,7 +70,7 @@ void FilterCsvWriter::writeRow(double time) {
     rows.number(time);
     for (const auto& input : inputs_) {
         const std::size_t count = input->names.size();
-        const bool isThere = input->waits;
+        const bool isThere = input.get() == rowPin_ || input->goesOnTo(time);
         if (isThere && static_cast<std::size_t>(input->pin.value().size()) == count) [[likely]] {
             rows.cells(input->pin.value().data(), count);
             continue;
@@ -88,7 +87,7 @@ void FilterCsvWriter::writeRow(double time) {
 void FilterCsvWriter::putRow(double time) {
     std::size_t written = 0;
     for (std::size_t i = 0; i < inputs_.size(); ++i) {
-        if (!inputs_[i]->waits) continue;
+        if (inputs_[i].get() != rowPin_ && !inputs_[i]->goesOnTo(time)) continue;
         try {
             put(i);
             ++written;

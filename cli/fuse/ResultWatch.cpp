@@ -54,6 +54,7 @@ void ResultWatch::takeBias() {
 /// Moves to the sample of a time; earlier samples belong to no attitude.
 void ResultWatch::ExtraPin::goTo(double time) {
     present = false;
+    if (pin.getSource() == nullptr) return;
     while (ahead || pin.readNext()) {
         ahead = pin.lastTimeStamp() > time;
         if (ahead) return;

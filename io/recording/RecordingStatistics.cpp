@@ -73,9 +73,11 @@ void RecordingStatistics::add(const Row& row) {
     if (row.together() == Row::Share::kAll) ++completeRows_;
     for (std::size_t i = 0; i < channels_.size(); ++i) {
         ChannelCount& channel = channels_[i];
-        if (row.has(i) && row.isRepeated(i)) ++channel.repeated;
-        if (row.isMarkedMissing(i)) ++channel.marked;
-        if (!row.isMeasured(i)) continue;
+        if (!row.isMeasured(i)) [[unlikely]] {
+            if (row.has(i) && row.isRepeated(i)) ++channel.repeated;
+            if (row.isMarkedMissing(i)) ++channel.marked;
+            continue;
+        }
         const double* value = row.values(i);
         double square = 0.0;
         for (std::size_t e = 0; e < channel.size; ++e) square += value[e] * value[e];
