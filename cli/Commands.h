@@ -11,6 +11,7 @@ struct CommandContext;
 // Each adds its subcommand to `app`; the subcommand's callback does the work while the arguments are parsed,
 // reports through `context` and throws for what ends it. One source file per command; `Program.cpp` lists them.
 void addInspectCommand(CLI::App& app, CommandContext& context);
+void addValidateCommand(CLI::App& app, CommandContext& context);
 void addScriptCommand(CLI::App& app, CommandContext& context);
 void addRunCommand(CLI::App& app, CommandContext& context);
 void addCheckCommand(CLI::App& app, CommandContext& context);

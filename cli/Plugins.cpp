@@ -34,6 +34,12 @@ std::map<std::string, fs::path> findModules() {
 
 }  // namespace
 
+std::vector<fs::path> pluginsFound() {
+    std::vector<fs::path> paths;
+    for (const auto& [name, path] : findModules()) paths.push_back(path);
+    return paths;
+}
+
 void addPluginOption(CLI::App& command, std::vector<std::string>& plugins) {
     command
         .add_option("--plugin", plugins,

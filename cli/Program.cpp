@@ -14,8 +14,9 @@ namespace {
 
 /// The commands in the order in which `kavelin --help` shows them.
 constexpr void (*kCommands[])(CLI::App&, CommandContext&) = {
-    addFuseCommand,      addRunCommand,      addCheckCommand,   addViewCommand,    addGraphCommand,
-    addCalibrateCommand, addSimulateCommand, addFormatsCommand, addInspectCommand, addScriptCommand};
+    addFuseCommand,    addRunCommand,       addCheckCommand,    addViewCommand,
+    addGraphCommand,   addCalibrateCommand, addSimulateCommand, addFormatsCommand,
+    addInspectCommand, addScriptCommand,    addValidateCommand};
 
 constexpr ExitMeaning kExitMeanings[] = {{kDone, "done"},
                                          {kDoneWithErrors, "done with errors in the data or the run"},

@@ -26,7 +26,12 @@ public:
 private:
     void takeBasis();
 
-    InputPin<Matrix> basis_{"Change-Of-Basis", this, Core::PinContent{.isOptional = true}, AnyTime{}};
+    static constexpr bool isAny(Core::PinShape) { return true; }
+
+    InputPin<Matrix> basis_{"Change-Of-Basis",
+                            this,
+                            {.shape = {3, 3}, .takes = isAny, .takesText = "any", .isOptional = true},
+                            AnyTime{}};
     InputPin<Matrix> in_{"input matrix", this, anyArrangement({.shape = {3, 3}})};
     OutputPin<Matrix> out_{"output matrix", this, {.shape = {3, 3}}};
     // Deliberate: never read. The number of elements of the basis decides how it is inverted.

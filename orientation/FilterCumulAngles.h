@@ -30,8 +30,12 @@ private:
 
     static constexpr bool hasElement(Core::PinShape sample) { return sample.rows * sample.cols > 0; }
 
-    InputPin<Matrix> angles_{
-        "angles", this, {.takes = hasElement, .quantity = "angle", .unit = Core::kRadians}};
+    InputPin<Matrix> angles_{"angles",
+                             this,
+                             {.takes = hasElement,
+                              .takesText = "at least 1 element",
+                              .quantity = "angle",
+                              .unit = Core::kRadians}};
     InputPin<Matrix> resetPin_{"reset", this, kRequest, NonBlocking{}};
     OutputPin<Matrix> cumul_{"cumul", this, Matrix::Zero(1, 1)};
     OutputPin<Matrix> turns_{"turns", this, Matrix::Zero(1, 1)};

@@ -20,6 +20,8 @@ namespace Kavelin::Cli {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr std::size_t kMostText = std::size_t{1} << 16;
 constexpr int kLookMilliseconds = 100;  // between two looks for an interruption
 
@@ -29,6 +31,8 @@ struct Child {
     ::pid_t pid = -1;
     int output = -1;
     std::string text;
+    std::optional<Clock::time_point> due;
+    bool isOverdue = false;
 };
 
 std::vector<std::size_t> processors() {
@@ -81,19 +85,24 @@ int waitFor(::pid_t pid) {
 ChildEnd endOf(Child& child) {
     ::close(child.output);
     const int status = waitFor(child.pid);
-    if (WIFEXITED(status)) return {WEXITSTATUS(status), 0, std::move(child.text)};
-    return {std::nullopt, WTERMSIG(status), std::move(child.text)};
+    if (WIFEXITED(status)) return {WEXITSTATUS(status), 0, child.isOverdue, std::move(child.text)};
+    return {std::nullopt, WTERMSIG(status), child.isOverdue, std::move(child.text)};
+}
+
+void kill(const Child& child) {
+    ::kill(-child.pid, SIGKILL);
+    ::kill(child.pid, SIGKILL);  // which may not have made its process group yet
 }
 
 class Pool {
 public:
-    explicit Pool(const std::function<int(std::size_t)>& work) : work_(work) {}
+    Pool(const std::function<int(std::size_t)>& work, std::optional<std::chrono::milliseconds> limit)
+        : work_(work), limit_(limit) {}
     Pool(const Pool&) = delete;
     Pool& operator=(const Pool&) = delete;
     ~Pool() {
         for (Child& child : children_) {
-            ::kill(-child.pid, SIGKILL);
-            ::kill(child.pid, SIGKILL);  // which may not have made its process group yet
+            kill(child);
             endOf(child);
         }
     }
@@ -120,7 +129,8 @@ public:
         }
         ::close(ends[1]);
         if (pid > 0) {
-            children_.push_back({task, processor, pid, ends[0], {}});
+            children_.push_back({task, processor, pid, ends[0], {}, {}});
+            if (limit_) children_.back().due = Clock::now() + *limit_;
             return 0;
         }
         ::close(ends[0]);
@@ -131,10 +141,11 @@ public:
     std::vector<Child> listen() {
         std::vector<::pollfd> polled;
         for (const Child& child : children_) polled.push_back({child.output, POLLIN, 0});
-        if (::poll(polled.data(), polled.size(), kLookMilliseconds) <= 0) return {};
+        if (::poll(polled.data(), polled.size(), kLookMilliseconds) < 0) return {};
         std::vector<Child> ended, going;
         for (std::size_t i = 0; i < polled.size(); ++i) {
-            const bool goesOn = polled[i].revents == 0 || readSome(children_[i]);
+            const bool goesOn =
+                (polled[i].revents == 0 || readSome(children_[i])) && !endOverdue(children_[i]);
             (goesOn ? going : ended).push_back(std::move(children_[i]));
         }
         children_ = std::move(going);
@@ -142,6 +153,12 @@ public:
     }
 
 private:
+    static bool endOverdue(Child& child) {
+        if (!child.due || Clock::now() < *child.due) return false;
+        child.isOverdue = true;
+        kill(child);
+        return true;
+    }
     std::size_t leastUsed() const {
         std::vector<std::size_t> uses(std::max<std::size_t>(1, processors_.size()));
         for (const Child& child : children_) ++uses[child.processor];
@@ -149,6 +166,7 @@ private:
     }
 
     const std::function<int(std::size_t)>& work_;
+    const std::optional<std::chrono::milliseconds> limit_;
     const std::vector<std::size_t> processors_ = processors();
     std::vector<Child> children_;
 };
@@ -157,14 +175,15 @@ private:
 
 bool runInChildren(const std::vector<std::size_t>& tasks, std::size_t jobs,
                    const std::function<int(std::size_t task)>& work,
-                   const std::function<void(std::size_t task, const ChildEnd& end)>& report) {
-    Pool pool(work);
+                   const std::function<void(std::size_t task, const ChildEnd& end)>& report,
+                   std::optional<std::chrono::milliseconds> limit) {
+    Pool pool(work, limit);
     for (auto next = tasks.begin(); next != tasks.end() || pool.size() > 0;) {
         while (next != tasks.end() && pool.size() < jobs && !Interruption::hasCome()) {
             const std::size_t open = pool.size() + static_cast<std::size_t>(tasks.end() - next);
             const int error = pool.start(*next, std::min(open, jobs) >= usableProcessors());
             if (error != 0 && pool.size() > 0) break;  // there may be room when another has ended
-            if (error != 0) report(*next, {{}, 0, std::string("no process: ") + std::strerror(error)});
+            if (error != 0) report(*next, {{}, 0, false, std::string("no process: ") + std::strerror(error)});
             ++next;
         }
         if (Interruption::hasCome()) return false;

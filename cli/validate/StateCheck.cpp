@@ -1,0 +1,63 @@
+#include <Kavelin/Core/AbstractProperty.h>
+
+#include "cli/validate/Checks.h"
+#include "cli/validate/FilterRig.h"
+#include "cli/validate/PropertyTexts.h"
+#include "cli/validate/Subject.h"
+
+namespace Kavelin::Cli {
+
+namespace {
+
+using SavedValues = Core::PropertyBag::SavedValues;
+
+void writeSome(Subject& subject, Core::Filter& filter) {
+    const auto properties = valueProperties(filter);
+    for (std::uint64_t writes = properties.empty() ? 0 : subject.random().bits() % 8; writes > 0; --writes) {
+        Core::AbstractProperty& property = *properties[subject.random().bits() % properties.size()];
+        const std::vector<std::string> texts = plausibleTexts(filter, property);
+        if (!texts.empty()) isTaken(property, texts[subject.random().bits() % texts.size()]);
+    }
+}
+
+void requireSame(const SavedValues& saved, const SavedValues& again) {
+    for (const Core::SavedValue& value : saved) {
+        const auto found = std::find_if(again.begin(), again.end(), [&](const Core::SavedValue& other) {
+            return other.name == value.name && other.kind == value.kind;
+        });
+        const bool isThere = found != again.end();
+        if (isThere && found->text == value.text) continue;
+        throw Fault(fmt::format("property \"{}\"", value.name),
+                    "saved as " + shownText(value.text) +
+                        "; restored and saved again: " + (isThere ? shownText(found->text) : "not there"),
+                    "the same text");
+    }
+}
+
+/// All that the two send from now on. Commands begin it: what refers to the moment of a command refers to the same one.
+void requireSameOutputs(Subject& subject, Core::Filter& saved, Core::Filter& restored) {
+    const auto rows = simulatedRows(5.0, 50.0, 1);
+    FilterRig first(subject, saved), second(subject, restored);
+    for (Core::Filter* filter : {&saved, &restored}) activateCommands(*filter);
+    feedRows(first, rows, {.unknown = true}, subject);
+    feedRows(second, rows, {.unknown = true}, subject);
+    requireSameBits(first.sent(), second.sent(), "the restored filter");
+}
+
+}  // namespace
+
+void checkState(Subject& subject) {
+    constexpr int kTrials = 12;
+    for (int trial = 1; trial <= kTrials; ++trial) {
+        const Core::FilterPtr saved = subject.make("saved"), restored = subject.makeBare("restored");
+        writeSome(subject, *saved);
+        const SavedValues values = saved->getPropertyBag().save();
+        subject.at("restoring what was saved, trial {}", trial);
+        for (const Core::AbstractInputPin* pin : saved->getInputPins()) restored->getInputPin(pin->getName());
+        restored->getPropertyBag().restore(values);
+        requireSame(values, restored->getPropertyBag().save());
+        requireSameOutputs(subject, *saved, *restored);
+    }
+}
+
+}  // namespace Kavelin::Cli

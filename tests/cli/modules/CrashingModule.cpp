@@ -1,0 +1,43 @@
+// A filter that believes every sample to have an element.
+#include <Kavelin/Typed/FilterKit.h>
+#include <Kavelin/Typed/FilterRegistry.h>
+#include <Kavelin/Typed/PluginExports.h>
+
+#include <csignal>
+#include <cstdio>
+
+namespace {
+
+using namespace Kavelin::Core;
+
+class FilterCrashing : public Filter {
+public:
+    static constexpr const char* kTypeName = "FilterCrashing";
+    explicit FilterCrashing(const std::string& name) : Filter(name, true) {}
+    void process() override {
+        if (!in_.readNext()) return;
+        if (in_.value().size() == 0) {
+            std::fputs("an empty sample\n", stderr);
+            std::raise(SIGSEGV);  // what a read beyond the end gives, in every build
+        }
+        out_.value()(0, 0) = in_.value().data()[0];
+        out_.send(in_.lastTimeStamp());
+    }
+    std::string typeName() const override { return kTypeName; }
+
+private:
+    InputPin<Matrix> in_{"in", this};
+    OutputPin<Matrix> out_{"out", this, kNumber};
+};
+
+class CrashingPlugin : public DefaultPlugin {
+public:
+    CrashingPlugin() : DefaultPlugin("Crashing", "1.0") {
+        static constexpr RegistryRow kRows[] = {row<FilterCrashing>()};
+        registerFilters(*this, kRows);
+    }
+};
+
+}  // namespace
+
+KAVELIN_EXPORT_PLUGIN(CrashingPlugin)
