@@ -91,18 +91,6 @@ TEST_F(AGMComputer_v8Test, AFieldThatComesLateBecomesNorth) {
     EXPECT_LT(worst(errorsOver(computer_, samples, true, q_other_earth.conjugate()), 15.1), 3.0);
 }
 
-TEST_F(AGMComputer_v8Test, WithoutAFieldTheVerticalIsKept) {
-    for (const MotionSample& s : recordDisturbed({.fieldEvery = 0})) {
-        ASSERT_TRUE(computer_.take(s));
-        const Vector3 up = s.truth.q_earth_sensor * (computer_.attitude().conjugate() * Vector3::UnitZ());
-        if (s.t > 5) {
-            ASSERT_LT(std::acos(std::min(1.0, up.z())), 0.02) << s.t;
-        }
-        ASSERT_TRUE(computer_.estimate().magFlag);
-        ASSERT_TRUE(computer_.innovation().tail<3>().isZero());
-    }
-}
-
 TEST_F(AGMComputer_v8Test, FlagsAreUpWhileASensorIsNotStatic) {
     for (const MotionSample& s : recordDisturbed({.duration = 50, .magnetFrom = 20, .magnetTo = 25})) {
         computer_.take(s);

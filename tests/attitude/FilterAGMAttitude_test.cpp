@@ -135,14 +135,6 @@ TYPED_TEST(FilterAGMAttitudeTest, UnusableSettingsAreSaidOnceAndDropTriplesUntil
     }
 }
 
-TYPED_TEST(FilterAGMAttitudeTest, TheStartQuaternionIsARowOrAColumn) {
-    this->load(with("4 1 1 0 0 0", "4 1 0.6 0 0.8 0"));
-    const auto column = this->motion(100);
-    this->load(with("4 1 1 0 0 0", "1 4 0.6 0 0.8 0"));
-    EXPECT_FALSE(column.empty());
-    EXPECT_TRUE(same(column, this->motion(100), 0.0));
-}
-
 // The order is shape, load, elements: a row of two is a row, and loads.
 TYPED_TEST(FilterAGMAttitudeTest, ASampleOfOneRowLoadsTheSettingsHoweverShortItIs) {
     const auto outcomeOf = [this](const Matrix& acc) { return outcome([&] { this->send(0.0, acc); }); };

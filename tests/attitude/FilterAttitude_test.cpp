@@ -92,18 +92,6 @@ TEST_F(FilterAttitudeTest, DynamicHorizontalMeasuresAboutGravityAndTurnsAboutZ) 
     EXPECT_TRUE(send(kUp, kUp).hasNaN()) << "this mode does not ask for a field along its axis";
 }
 
-TEST_F(FilterAttitudeTest, ARefusedComplementLeavesNoEcho) {
-    h_.set("Coef 3a", "0.25");
-    EXPECT_THROW(h_.set("Coef 3a", "-2"), Poco::RangeException);
-    EXPECT_EQ(h_.get("Coef 3a") + " " + h_.get("Coef 3m"), "0.25 1") << "refused, its handler has run";
-    auto& mag = dynamic_cast<RangeProperty<double>&>(h_.filter().getPropertyBag().get("Coef 3m"));
-    mag.setWritable(false);
-    EXPECT_THROW(h_.set("Coef 3a", "0.3"), Poco::NoPermissionException);
-    mag.setWritable(true);
-    h_.set("Coef 3a", "0.3");
-    EXPECT_EQ(h_.get("Coef 3m"), "0.7") << "no echo was left pending";
-}
-
 TEST_F(FilterAttitudeTest, ModeTellsWhetherTheCoefficientsHaveAnEffect) {
     struct Observer : Core::PropertyObserver {
         void attributeChanged(const Core::AbstractProperty& property) override {

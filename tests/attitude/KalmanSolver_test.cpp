@@ -149,6 +149,12 @@ TEST(KalmanSolver, agreesWithACovarianceFilter) {
             Randomly random(seed);
             Case c = random.linear(n, m);
             expectClose(solve(c), solveNaively(c), 1e-10);
+            for (Matrix Case::*noise : {&Case::processG, &Case::measurementG}) {
+                Case other = c;  // a noise Jacobian counts with diagonal roots as well
+                other.*noise =
+                    random.matrix(noise == &Case::processG ? n : m, noise == &Case::processG ? n : m);
+                expectClose(solve(other), solveNaively(other), 1e-10);
+            }
             c.rootQ = random.matrix(n, n);
             c.S = random.matrix(n, n);  // any factor of P will do
             expectClose(solve(c), solveNaively(c), 1e-10);
@@ -177,6 +183,15 @@ TEST(KalmanSolver, shortPathAgreesWithTheGeneralOne) {
         Case general = c;
         general.rootQ(0, 1) = general.rootR(1, 0) = kHair;
         expectClose(solve(c), solve(general), 1e-13);
+    }
+}
+
+TEST(KalmanSolver, anyElementOffTheDiagonalTakesTheGeneralPath) {
+    for (int element = 0; element < 36; ++element) {
+        Case c = Randomly(3).linear(4, 6);
+        c.rootR(element / 6, element % 6) += 0.5;
+        if (element < 16) c.rootQ(element / 4, element % 4) += 0.5;
+        expectClose(solve(c), solveNaively(c), 1e-10);
     }
 }
 

@@ -67,6 +67,8 @@ TEST_P(EveryBuffer, KeepsTheNewestUpToItsCapacity) {
         for (int count = 0; count <= 12; ++count) {
             put(1, count);
             EXPECT_EQ(strategy_->isEmpty(), count == 0);
+            const int kept = std::min(count, static_cast<int>(GetParam().size));
+            EXPECT_EQ(strategy_->isOverHalfFull(), 2 * kept > static_cast<int>(GetParam().size)) << count;
             EXPECT_EQ(takeAll(), expected(1, count));
             EXPECT_TRUE(strategy_->isEmpty());
         }
@@ -79,10 +81,10 @@ TEST_P(EveryBuffer, InterleavedPutsAndGetsStayInOrder) {
     ASSERT_TRUE(strategy_->get(sample));
     const int first = static_cast<int>(sample->value(0, 0));
     EXPECT_EQ(first, GetParam().size == 1 || GetParam().lifo ? 2 : 1);
-    put(3, 3);
-    const std::vector<int> rest = GetParam().size == 1 ? std::vector<int>{3}
-                                  : GetParam().lifo    ? std::vector<int>{3, 1}
-                                                       : std::vector<int>{2, 3};
+    put(3, 4);  // a queue of three or more grows here, though it does not begin at its first slot
+    std::vector<int> rest = {GetParam().lifo ? 1 : 2, 3, 4};
+    if (GetParam().size < 3) rest.erase(rest.begin(), rest.end() - GetParam().size);
+    if (GetParam().lifo) std::ranges::reverse(rest);
     EXPECT_EQ(takeAll(), rest);
 }
 
@@ -95,6 +97,7 @@ TEST_P(EveryBuffer, CountsAddUpAndClearDiscards) {
     EXPECT_EQ(counts.taken, 1u);
     EXPECT_EQ(counts.dropped, 5u - std::min(5u, GetParam().size));
     EXPECT_EQ(counts.put, counts.taken + counts.dropped + counts.buffered);
+    put(6, 7);
     strategy_->clear();
     counts = strategy_->counts();
     EXPECT_EQ(counts.buffered, 0u);

@@ -61,6 +61,27 @@ TEST(TakeTogether, StampsDecideWhichSamplesBelongTogether) {
         EXPECT_EQ(pins.in[0].getPassedOver(), mayStandAlone ? 0u : 1u) << "at 1, whose partner did not come";
         EXPECT_EQ(pins.in[1].getPassedOver(), 1u) << "at -1";
     }
+    const struct {
+        const char* rule;
+        std::vector<double> first, second;
+        const char* pairs;
+    } rows[] = {
+        {"up to half a step apart", {0, 1, 2, 3, 4}, {0, 1, 2.5, 3.51}, "0:0 1:1 2:2.5 4:3.51 "},
+        {"the smaller step counts", {0, 1, 2, 3, 4, 5, 6}, {0, 2, 4.6, 6.3}, "0:0 2:2 5:4.6 6:6.3 "},
+        {"whichever has it", {0, 2, 4.6, 6.3}, {0, 1, 2, 3, 4, 5, 6}, "0:0 2:2 4.6:5 6.3:6 "},
+        {"no step is known, and a newer one waits", {0, 9}, {8}, "9:8 "},
+        {"no step is known, and no newer one waits", {0}, {8}, "0:8 "},
+    };
+    for (const auto& row : rows) {
+        Three pins;
+        StampMatcher matcher;
+        for (const double t : row.first) pins.send(0, t);
+        for (const double t : row.second) pins.send(1, t);
+        std::ostringstream pairs;
+        while (matcher.take(pins.in[0], pins.in[1]) == Taken::kPair)
+            pairs << pins.in[0].lastTimeStamp() << ':' << pins.in[1].lastTimeStamp() << ' ';
+        EXPECT_EQ(pairs.str(), row.pairs) << row.rule;
+    }
 }
 
 }  // namespace

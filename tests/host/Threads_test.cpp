@@ -36,27 +36,27 @@ private:
     bool open_ = false;
 };
 
-/// A filter that reads twice a call, so that its second read waits; in a layout of its own,
-/// fed by another thread.
+/// A filter that reads twice a call, and waits in its second read; in a layout of its own, fed by another thread.
 struct WaitingReader {
     WaitingReader() {
         layout.add(reader);
         elsewhere.add(writer);
         connect(writer.out, reader.a, {.bufferSize = 4, .synchronous = true});
+        reader.getSynchronizer()->setWaitCounter(&waits);
         layout.start();
         writer.out.send(1);
-        aboutToWait.await();
+        while (waits == 0) std::this_thread::yield();
     }
     ~WaitingReader() {
         layout.stop();
         layout.wait();
     }
 
-    Gate aboutToWait, returned;
+    Gate returned;
+    std::atomic<int> waits{0};
     std::atomic<bool> secondRead{true};
     ScriptedFilter reader{"reader", [this](ScriptedFilter& self) {
                               if (!self.a.readNext()) return;
-                              aboutToWait.open();
                               secondRead = self.a.readNext();
                               returned.open();
                           }};
@@ -70,6 +70,7 @@ TEST(Threads, AWaitingReaderIsWokenByData) {
     waiting.writer.out.send(2);
     waiting.returned.await();
     EXPECT_TRUE(waiting.secondRead);
+    EXPECT_EQ(waiting.waits, 0);
 }
 
 TEST(Threads, AWaitingReaderIsWokenByStop) {
@@ -387,19 +388,26 @@ TEST(Threads, PinsAreMadeOnDemandWhileTheirLayoutRuns) {
     }
 }
 
-TEST(Threads, DisablersOfTwoFiltersInOppositeOrderDoNotDeadlock) {
+TEST(Threads, DisablersInOppositeOrderAndProcessTakeTurns) {
     Relay a("a"), b("b");
-    int guarded = 0;
-    const auto swapMany = [&guarded](Filter& first, Filter& second) {
-        for (int i = 0; i < 5000; ++i) {
-            const Synchronizer::DisablerLocker locker(first.getSynchronizer(), second.getSynchronizer());
-            ++guarded;
+    std::atomic<int> ready{0}, inside{0}, overlaps{0};
+    const auto visitOften = [&](const auto& holding) {
+        for (++ready; ready < 3;) std::this_thread::yield();
+        for (int i = 0; i < 2000; ++i) {
+            const auto held = holding();
+            if (inside++ != 0) ++overlaps;
+            std::this_thread::yield();
+            --inside;
         }
     };
-    std::thread other([&] { swapMany(b, a); });
-    swapMany(a, b);
-    other.join();
-    EXPECT_EQ(guarded, 10000);
+    using Disabler = Synchronizer::DisablerLocker;
+    std::thread forth(
+        [&] { visitOften([&] { return Disabler(a.getSynchronizer(), b.getSynchronizer()); }); });
+    std::thread back([&] { visitOften([&] { return Disabler(b.getSynchronizer(), a.getSynchronizer()); }); });
+    visitOften([&] { return Synchronizer::ProcessScope(*a.getSynchronizer()); });
+    forth.join();
+    back.join();
+    EXPECT_EQ(overlaps, 0);
 }
 
 TEST(Threads, ABusyWriterDoesNotStarveProcess) {

@@ -49,12 +49,6 @@ protected:
     FilterCsvWriter writer_{"writer"};
 };
 
-TEST_F(FilterCsvTest, copiesARecordingOfSeveralRates) {
-    EXPECT_EQ(run("t,ax,ay,az,mx,my,mz\n0,1,2,3,4,5,6\n1,1,2,3,,,\n1,7,8,9,,,\n", {"3m", "3a"}),
-              "t,3m.x,3m.y,3m.z,3a.x,3a.y,3a.z\n0,4,5,6,1,2,3\n1,,,,1,2,3\n1,,,,7,8,9\n");
-    EXPECT_THAT(errors(), ElementsAre());
-}
-
 TEST_F(FilterCsvTest, sendsColumnsAndMappedPins) {
     set("Columns", "1");
     set("Mapping", "flag = button; R = a,b,c,d as 2x2");
@@ -99,11 +93,6 @@ TEST_F(FilterCsvTest, doesNotDrownItsHostInMessages) {
     EXPECT_EQ(errors().size(), 11u);
     EXPECT_THAT(errors().back(), HasSubstr("more rows left out: text in a number"));
     EXPECT_EQ(reader_.faults()->total(), 500u);
-}
-
-TEST_F(FilterCsvTest, hasNotesForTheEndOfARun) {
-    run("t,ax,ay,az,foo\n0,0,0,1,5\n1e-2,0,0,1,5\n", {"3a"});
-    EXPECT_THAT(reader_.runNotes(), ElementsAre(HasSubstr("columns not understood: foo"), HasSubstr("3a=g")));
 }
 
 TEST_F(FilterCsvTest, refusesFilesAtOnceWhereItCan) {
@@ -152,19 +141,6 @@ TEST_F(FilterCsvTest, theWriterSaysWhyItWritesNothing) {
     connect("3a");
     layout_.runToEnd();
     EXPECT_THAT(errors(), ElementsAre(HasSubstr("'writer' has no File Name")));
-}
-
-TEST(RecordingIOPlugin, offersBothFilters) {
-    Core::PluginManager& plugins = Core::FlowManager::instance().getPluginManager();
-    plugins.load("KavelinPluginRecordingIO");
-    const auto types = plugins.getTypeNames();
-    EXPECT_THAT(types, testing::IsSupersetOf({"FilterCsvReader", "FilterCsvWriter"}));
-    {
-        Core::FilterPtr writer = plugins.createFilter("FilterCsvWriter", "w");
-        EXPECT_EQ(writer->typeName(), "FilterCsvWriter");
-        EXPECT_NE(dynamic_cast<RunParticipant*>(writer.get()), nullptr);  // found across modules
-    }
-    plugins.unload("KavelinPluginRecordingIO");
 }
 
 }  // namespace

@@ -89,6 +89,8 @@ TEST(RecordingReader, reportsFaultsWithTheirLineAndGoesOn) {
          Fault::kNotANumber},
         {"a number with a tail", "1,2.5m,2,3", "r.csv:3: column 2 holds '2.5m', which is no number",
          Fault::kNotANumber},
+        {"a comma in quotes is no point where commas separate", "1,\"2,5\",3,4",
+         "r.csv:3: column 2 holds '2,5', which is no number", Fault::kNotANumber},
         {"beyond a double", "1,1e999,2,3", "r.csv:3: column 2 holds '1e999', which is no number",
          Fault::kNotANumber},
         {"short row", "1,2,3", "r.csv:3: too few cells: the row has 3 of 4 cells", Fault::kShortRow},
@@ -134,6 +136,9 @@ TEST(RecordingReader, refusesFilesThatCannotBeUsed) {
     EXPECT_EQ(refusal(""), "r.csv: the file is empty: there is no header and no row");
     EXPECT_EQ(refusal("# only\n\n"), "r.csv:2: no header: there are only comments and empty lines");
     EXPECT_THAT(refusal("1,2,3\n4,5,6\n"), HasSubstr("r.csv:1: no header: the first line holds numbers"));
+    std::string late = "t,id,ax,ay,az\n";  // a second sensor that is not among the first rows
+    for (int i = 0; i < 200; ++i) late += std::to_string(i) + (i < 150 ? ",L" : ",R") + ",1,2,3\n";
+    EXPECT_THAT(refusal(late), HasSubstr("column 'id' has 'L' and 'R'"));
     EXPECT_THROW(RecordingReader::open("/nowhere/r.csv", {}), Poco::FileNotFoundException);
     EXPECT_THROW(RecordingReader::open("/", {}), Poco::OpenFileException);
 }
@@ -152,13 +157,6 @@ TEST(RecordingReader, repeatsAndKeepsTogetherWhatIsAsked) {
     EXPECT_EQ(told(text, options),
               "0:\n1: 3a=1,1,1 3g=2,2,2 3m=3,3,3\n2: 3a=1,1,1 3g=2,2,2 3m~3,3,3\n3:\n4: 3a=1,1,1 3g=2,2,2 "
               "3m~4,4,4\n");
-}
-
-TEST(RecordingReader, countsTimeFromARateWhereThereIsNoTimeColumn) {
-    ReaderOptions options;
-    options.rate = 4.0;
-    EXPECT_EQ(told("ax,ay,az\n1,1,1\n2,2,2\n3,3,3\n", options),
-              "0: 3a=1,1,1\n0.25: 3a=2,2,2\n0.5: 3a=3,3,3\n");
 }
 
 TEST(RecordingReader, readsTheSameWhateverTheBlocks) {

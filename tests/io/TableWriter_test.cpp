@@ -67,36 +67,6 @@ TEST_F(TableWriterTest, givesEarlierRowsTheirCellsWhenAPinBeginsVeryLate) {
     EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 3002);
 }
 
-TEST_F(TableWriterTest, writesWhatTheReaderReadsBackBitForBit) {
-    {
-        TableWriter table(path());
-        const std::size_t matrix = table.addPin("attitude");
-        const std::size_t quaternion = table.addPin("attitudeQ");
-        for (int i = 0; i < 100; ++i) {
-            double cells[9];
-            for (int e = 0; e < 9; ++e) cells[e] = std::sin(i + e) / 3.0;
-            table.put(matrix, i / 7.0, cells, 3, 3);
-            table.put(quaternion, i / 7.0, cells, 4, 1);
-        }
-    }
-    RecordingReader reader = RecordingReader::open(path(), {});
-    ASSERT_EQ(reader.schema().channels.size(), 2u);
-    EXPECT_EQ(reader.schema().channels[0].rows, 3u);
-    for (int i = 0; i < 100; ++i) {
-        ASSERT_EQ(reader.next(), RecordingReader::Next::kRow);
-        EXPECT_EQ(reader.row().time(), i / 7.0);
-        for (int e = 0; e < 9; ++e) EXPECT_EQ(reader.row().values(0)[e], std::sin(i + e) / 3.0);
-    }
-    EXPECT_EQ(reader.next(), RecordingReader::Next::kEnd);
-}
-
-TEST_F(TableWriterTest, isATableEvenWithoutASample) {
-    TableWriter table(path());
-    table.addPin("a");
-    table.finish();
-    EXPECT_EQ(text(), "t\n");
-}
-
 TEST_F(TableWriterTest, aRowGoesDownAPipeBeforeTheNextIsThere) {
     const NamedPipe pipe(path());
     TableWriter table(path());

@@ -20,19 +20,6 @@ Matrix step(Harness& h, const Matrix& x) {
     return h.sends().back().value;
 }
 
-TEST(FilterChangeOfBasis, PassesMatricesUntilABasisCame) {
-    Harness h;
-    EXPECT_EQ(step(h, someMatrix()), someMatrix());
-    EXPECT_EQ(step(h, Matrix::Ones(1, 9)), Matrix::Ones(1, 9));  // as it stands
-    EXPECT_EQ(step(h, Matrix::Ones(1, 8)).size(), 0);
-    h.feed("Change-Of-Basis", 0.0, 2 * Matrix::Identity(3, 3));
-    h.process();
-    EXPECT_TRUE(h.sends().empty());  // a basis alone gives nothing
-    EXPECT_EQ(step(h, Matrix::Ones(2, 3)).size(), 0);
-    EXPECT_EQ(step(h, someMatrix()), 4 * someMatrix());
-    EXPECT_EQ(step(h, someMatrix()), 4 * someMatrix());  // the basis stays
-}
-
 TEST(FilterChangeOfBasis, KeepsItsBasisWhateverBecomesOfThePin) {
     Harness h;
     h.feed("Change-Of-Basis", 0.0, 2 * Matrix::Identity(3, 3));

@@ -50,16 +50,5 @@ TEST_F(FilterConstantPlaneTest, ReferenceAndEveryWriteOfThePlaneTakeTheNextSampl
     EXPECT_NEAR(angle(row({9, 2, 0})), kHalfPi, 1e-15);
 }
 
-TEST_F(FilterConstantPlaneTest, AxisHasUnitLengthOnlyInTheCallThatSetsThePlane) {
-    h_.set("plane.z", "2");
-    angle(row({0, 5, 3}));
-    EXPECT_THAT(attitude(), isNearMatrix(Matrix::Identity(3, 3)));
-    const double turn = angle(row({5, 5, 3}));
-    EXPECT_NEAR(turn, kHalfPi / 2, 1e-15) << "the angle does not know the length";
-    const double c = std::cos(turn), s = std::sin(turn);
-    const Matrix scaled = (Matrix(3, 3) << c, -2 * s, 0, 2 * s, c, 0, 0, 0, 4 * (1 - c) + c).finished();
-    EXPECT_THAT(attitude(), isNearMatrix(scaled));
-}
-
 }  // namespace
 }  // namespace Kavelin::OrientationInternal

@@ -72,23 +72,5 @@ TEST(StaticModeComputer, ScoresTheAngleByItsDeviationFromTheReferenceAngle) {
     EXPECT_NEAR(computer.score(kDown, Vector3(0, 0, 5))->angle, 0.0, 1e-15);  // while this gives 1 exactly
 }
 
-TEST(StaticModeComputer, FulfilsARequestWithOneVectorAndKeepsTheOtherReference) {
-    StaticModeComputer computer;
-    EXPECT_FALSE(computer.score(std::nullopt, std::nullopt));  // the request stands
-    EXPECT_EQ(computer.score(kDown, kNorth)->angle, 1.0);
-    computer.requestReference();
-    EXPECT_EQ(computer.score(2 * kDown, std::nullopt)->acceleration, 1.0);
-    const auto scores = computer.score(2 * kDown, 2 * kNorth);  // no request is left for the field
-    EXPECT_EQ(scores->acceleration, 1.0);
-    EXPECT_EQ(scores->field, 0.5);
-
-    StaticModeComputer fieldFirst;
-    EXPECT_EQ(fieldFirst.score(std::nullopt, kNorth)->field, 1.0);
-    EXPECT_EQ(fieldFirst.score(kDown, kNorth)->acceleration, 0.0);  // never captured: its norm is 0.0
-    for (const Vector3& field : {kNorth, Vector3(1, 0, 20)}) {
-        EXPECT_EQ(fieldFirst.score(kDown, field)->angle, 0.0);  // nor was the angle, however small it is
-    }
-}
-
 }  // namespace
 }  // namespace Kavelin::OrientationInternal
