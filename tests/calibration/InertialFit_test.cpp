@@ -241,46 +241,5 @@ TEST(InertialFit, RefusesWhatDoesNotShowIt) {
     for (const auto& row : rows) EXPECT_THAT(refusal(row.recording), HasSubstr(row.said)) << row.what;
 }
 
-/// The columns of a table with header t, ax, ay, az, gx, gy, gz, mx, my, mz.
-SensorRecording readPlainTable(const std::filesystem::path& file) {
-    SensorRecording recording;
-    std::ifstream stream(file);
-    std::string line;
-    std::getline(stream, line);
-    while (std::getline(stream, line)) {
-        std::vector<double> cells;
-        for (std::istringstream cellsOfLine(line); std::getline(cellsOfLine, line, ',');)
-            cells.push_back(std::strtod(line.c_str(), nullptr));
-        const auto put = [&](SensorTrack& track, std::size_t first) {
-            const Eigen::Vector3d value(cells.at(first), cells.at(first + 1), cells.at(first + 2));
-            if (!value.allFinite()) return;
-            track.times.push_back(cells[0]);
-            track.values.push_back(value);
-        };
-        put(recording.acceleration, 1);
-        put(recording.rate, 4);
-    }
-    return recording;
-}
-
-TEST(InertialFit, CalibratesARealPhone) {
-    const char* root = std::getenv("KAVELIN_DATA");
-    const std::filesystem::path folder = std::filesystem::path(root ? root : "") / "calibration";
-    if (!root || !std::filesystem::is_directory(folder)) {
-        GTEST_SKIP() << "skipped: KAVELIN_DATA names no folder with recordings in calibration/";
-    }
-    const InertialCalibration posed = calibrateInertial(readPlainTable(folder / "acc/imu.csv"));
-    EXPECT_EQ(posed.poses, 10u);
-    EXPECT_THAT(posed.opinion.remarks, testing::Contains(HasSubstr("no other rest checks that from 24.")));
-    EXPECT_GT(posed.accelerationResidualBefore, 0.15);
-    EXPECT_LT(posed.accelerationResidualAfter, 0.01);
-    EXPECT_GT(posed.turnResidualBefore, 9.0 * kDegree);
-    EXPECT_LT(posed.turnResidualAfter, 0.3 * kDegree);
-    // A day's other recording, in another pose, at the end of a journey through the phone's warming up.
-    const InertialCalibration still = calibrateInertial(readPlainTable(folder / "gyr/imu.csv"));
-    EXPECT_FALSE(still.acceleration);
-    EXPECT_LT((still.rate->offset - posed.rate->offset).norm(), 0.25 * kDegree);
-}
-
 }  // namespace
 }  // namespace Kavelin::Calibration

@@ -265,52 +265,5 @@ TEST(MagneticCalibrator, saysWhatIsMissing) {
     EXPECT_THAT(found.opinion.remarks.front(), HasSubstr("point -z down"));
 }
 
-/// Rows of t, acceleration, rate, field; a cell that is not a number is left out.
-SensorRecording readTable(const std::filesystem::path& file) {
-    std::ifstream stream(file);
-    SensorRecording recording;
-    std::string line;
-    std::getline(stream, line);
-    while (std::getline(stream, line)) {
-        std::replace(line.begin(), line.end(), ',', ' ');
-        std::istringstream cells(line);
-        std::array<double, 10> row{};
-        std::string cell;
-        for (double& value : row) value = cells >> cell ? std::stod(cell) : kNaN;
-        std::size_t column = 1;
-        for (SensorTrack* track : {&recording.acceleration, &recording.rate, &recording.field}) {
-            const Vector3d value(row[column], row[column + 1], row[column + 2]);
-            if (value.allFinite()) append(*track, row[0], value);
-            column += 3;
-        }
-    }
-    return recording;
-}
-
-double scatterOfNorm(const SensorTrack& field, const AffineModel& model) {
-    double sum = 0.0, squares = 0.0;
-    for (const Vector3d& raw : field.values) {
-        const double norm = model.apply(raw).norm();
-        sum += norm;
-        squares += norm * norm;
-    }
-    const double mean = sum / static_cast<double>(field.size());
-    return std::sqrt(squares / static_cast<double>(field.size()) - mean * mean);
-}
-
-TEST(MagneticCalibrator, calibratesARealPhoneForItsNextRecording) {
-    const char* root = std::getenv("KAVELIN_DATA");
-    const std::filesystem::path data = std::filesystem::path(root ? root : "") / "calibration";
-    if (!root || !std::filesystem::exists(data / "mag/imu.csv"))
-        GTEST_SKIP() << "skipped: KAVELIN_DATA names no folder with recordings in calibration/";
-    const MagneticCalibration found = calibrateField(readTable(data / "mag/imu.csv"), {});
-    EXPECT_EQ(static_cast<int>(found.opinion.grade), static_cast<int>(Grade::kGood));
-    EXPECT_NEAR(found.strength, 47.1, 0.5);  // uT, the earth's field there
-    EXPECT_LT(found.residualAfter, 0.02);
-    const SensorTrack next = readTable(data / "uncalibrated/imu.csv").field;
-    EXPECT_GT(scatterOfNorm(next, {}), 7.0);
-    EXPECT_LT(scatterOfNorm(next, found.model), 2.0);  // uT; places in the building differ by that
-}
-
 }  // namespace
 }  // namespace Kavelin::Calibration

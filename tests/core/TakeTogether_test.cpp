@@ -66,9 +66,20 @@ TEST(TakeTogether, StampsDecideWhichSamplesBelongTogether) {
         std::vector<double> first, second;
         const char* pairs;
     } rows[] = {
-        {"up to half a step apart", {0, 1, 2, 3, 4}, {0, 1, 2.5, 3.51}, "0:0 1:1 2:2.5 4:3.51 "},
-        {"the smaller step counts", {0, 1, 2, 3, 4, 5, 6}, {0, 2, 4.6, 6.3}, "0:0 2:2 5:4.6 6:6.3 "},
-        {"whichever has it", {0, 2, 4.6, 6.3}, {0, 1, 2, 3, 4, 5, 6}, "0:0 2:2 4.6:5 6.3:6 "},
+        {"up to half a step apart",
+         {0, .1, .2, .3, .4, .5},
+         {0, .1, .25, .351},
+         "0:0 0.1:0.1 0.2:0.25 0.4:0.351 "},
+        {"the smaller step counts",
+         {0, .1, .2, .3, .4, .5, .6},
+         {0, .2, .46, .63},
+         "0:0 0.2:0.2 0.5:0.46 0.6:0.63 "},
+        {"whichever has it",
+         {0, .2, .46, .63},
+         {0, .1, .2, .3, .4, .5, .6, .7},
+         "0:0 0.2:0.2 0.46:0.5 0.63:0.6 "},
+        {"a step is known of one alone", {0, .1, .2}, {9}, ""},
+        {"of the other alone", {9}, {0, .1, .2}, ""},
         {"no step is known, and a newer one waits", {0, 9}, {8}, "9:8 "},
         {"no step is known, and no newer one waits", {0}, {8}, "0:8 "},
     };

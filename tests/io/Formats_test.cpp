@@ -494,44 +494,5 @@ TEST(Formats, takeTheArraysOfMatlabFiles) {
     }
 }
 
-TEST(Formats, readRealFiles) {
-    const char* root = std::getenv("KAVELIN_DATA");
-    const std::string folder = std::string(root ? root : "") + "/formats/";
-    if (!std::filesystem::exists(folder))
-        GTEST_SKIP() << "skipped: KAVELIN_DATA names no folder with files in formats/";
-    const struct {
-        const char* path;
-        const char* sensor;
-        const char* expected;
-    } rows[] = {
-        {"phyphox_csv/exp1", "",
-         "phyphox | 3g 0.0188266: -0.0001527,-0.0001527,-0.0004581 | 3m 0.0256502: -19.2,-5.419,"},
-        {"sensor_logger_csv/simorxb", "",
-         "in g, sign turned | 3a 0.0370764: -0.8333,2.695,9.228 | 3g 0.120238: "
-         "0.06214,-0.1685,0.0007491 | 3m 0.0299004: 215.8,71.08,-583.4"},
-        {"opensim_sto/imuOrientations.sto", "femur_r_imu", "quat 0: 0.3754,-0.5659,-0.3469,-0.647"},
-        {"matlab_mat/meas.mat", "", "run backwards | 3a"},
-        {"xsens_mt_txt/MT46_01-000_00B42D4D.txt", "", "tab; time from PacketCounter at 100 Hz; orientations"},
-        {"xsens_mt_txt/MT_012005D6-000_sit_to_stand-000_00B421ED.txt", "", "it holds orientations only"},
-        {"xsens_mt_txt/MT2022_ACC_GYRO_ROT_MAT_SPACE_00B42D4B.txt", "", "give the rate with --rate HZ"},
-        {"movella_dot_csv/LFemur_20210820_202113_831.csv", "", "Extended(Quaternion)' records no rates"},
-        {"apdm_csv/apdm_format7.csv", "Right Foot",
-         "the field in uT | 3a 1.55088e+09: -3.728,3.11,8.514 | 3g 1.55088e+09: 0.01768,0.03626,0.02996 | "},
-        {"shimmer_csv/read_test_data.csv", "", "| 3a 1.59593e+09: -1.435,10,0.5543 | 3g "},
-        {"ximu1_csv/straightLine_CalInertialAndMag.csv", "", "give the rate with --rate HZ"},
-        {"multi_rate_csv/two_header_rows.csv", "",
-         "devices in line 1 | 3a 1.59484e+09: 0.2354,-0.5982,9.414 |"},
-        {"other_imu_txt/data_yei.txt", "", "| 3a 0.090198: -0.03906,-0.003418,0.9927"},
-        {"other_imu_txt/data_polulu.txt", "", "Say what the columns are with --map"},
-        {"ios_logger_txt/Accel.txt", "", "Say what the columns are with --map"},
-        {"matlab_mat/sitting.mat", "", "writetimetable(Acceleration, 'Acceleration.csv')"},
-    };
-    for (const auto& row : rows) {
-        OpenOptions options;
-        options.sensor = row.sensor;
-        EXPECT_THAT(told(folder + row.path, options), HasSubstr(row.expected)) << row.path;
-    }
-}
-
 }  // namespace
 }  // namespace Kavelin::RecordingIO

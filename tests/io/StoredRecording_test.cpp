@@ -2,12 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
+#include <algorithm>
+#include <map>
+#include <sstream>
 
 #include "io/formats/OpenRecording.h"
+#include "support/TemporaryFolder.h"
 
 using namespace Kavelin::RecordingIO;
+using Kavelin::Tests::TemporaryFolder;
 
 namespace {
 
@@ -34,22 +37,6 @@ std::string told(RowReader& reader) {
     }
 }
 
-class Recording {
-public:
-    explicit Recording(const std::map<std::string, std::string>& files) {
-        std::filesystem::create_directories(folder_);
-        for (const auto& [name, text] : files) std::ofstream(folder_ / name) << text;
-        path_ = files.size() == 1 ? folder_ / files.begin()->first : folder_;
-    }
-    ~Recording() { std::filesystem::remove_all(folder_); }
-    std::string path() const { return path_; }
-
-private:
-    std::filesystem::path folder_ =
-        std::filesystem::temp_directory_path() / ("stored" + std::to_string(::getpid()));
-    std::filesystem::path path_;
-};
-
 }  // namespace
 
 TEST(StoredRecording, givesWhatItsReaderWouldHaveGiven) {
@@ -68,18 +55,19 @@ TEST(StoredRecording, givesWhatItsReaderWouldHaveGiven) {
     const std::string later = "seconds_elapsed,z,y,x\n0.05,1,1,1\n0.1,2,2,2\n0.25,3,3,3\n";
     for (const auto& files : {std::map<std::string, std::string>{{"one.csv", text}},
                               {{"Accelerometer.csv", own}, {"Gyroscope.csv", later}, {"Gravity.csv", own}}}) {
-        const Recording recording(files);
+        const TemporaryFolder folder;
+        for (const auto& [name, lines] : files) folder.write(name, lines);
+        const std::string path = folder.path(files.size() == 1 ? files.begin()->first : "");
         for (const auto& [repeat, together] :
              {std::pair<std::vector<std::string>, std::vector<std::string>>{{}, {}},
               {{"3m"}, {"3a", "3g"}},
               {{"3a", "3g"}, {"3a", "3g", "3m"}}}) {
             OpenOptions options;
-            const auto stored =
-                std::make_shared<const StoredRecording>(*openRecording(recording.path(), options));
+            const auto stored = std::make_shared<const StoredRecording>(*openRecording(path, options));
             options.repeat = repeat;
             options.together = together;
             StoredReader again(stored, options);
-            const std::string expected = told(*openRecording(recording.path(), options));
+            const std::string expected = told(*openRecording(path, options));
             EXPECT_EQ(told(again), expected);
             EXPECT_GT(std::ranges::count(expected, '\n'), 4);
         }
@@ -89,7 +77,7 @@ TEST(StoredRecording, givesWhatItsReaderWouldHaveGiven) {
 TEST(StoredRecording, endsWhereItIsToldTo) {
     std::string text = "t,ax,ay,az\n";
     for (int i = 0; i < 10000; ++i) text += std::to_string(i) + ",0,0,1\n";
-    const Recording recording({{"long.csv", text}});
-    const StoredRecording stored(*openRecording(recording.path(), {}), [] { return false; });
+    const TemporaryFolder folder;
+    const StoredRecording stored(*openRecording(folder.write("long.csv", text), {}), [] { return false; });
     EXPECT_LT(stored.rows(), 10000U);
 }
