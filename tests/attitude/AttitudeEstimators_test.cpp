@@ -1,11 +1,30 @@
 // What every attitude estimator must do, whatever its method.
 #include "support/Estimators.h"
-#include "support/HostileSamples.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
 
 using namespace Tests;
+
+/// A value that a broken sensor or wire can give: zero, tiny, huge, infinite, not a number, or one that looks right.
+double hostileValue(std::mt19937& engine) {
+    static constexpr double kValues[] = {0,         -0.0,       1e-320, -1e-160, 1e-7,   1,     -9.81,
+                                         30,        -1e3,       9e3,    1e99,    -1e160, 1e308, -1e308,
+                                         kInfinity, -kInfinity, kNaN,   1e-3,    5,      -48};
+    return kValues[std::uniform_int_distribution<std::size_t>(0, std::size(kValues) - 1)(engine)];
+}
+
+Eigen::Vector3d hostileVector(std::mt19937& engine) {
+    const double x = hostileValue(engine), y = hostileValue(engine), z = hostileValue(engine);
+    return {x, y, z};
+}
+
+/// Time stamps that mostly advance, sometimes stand still, run back or jump.
+double hostileStep(std::mt19937& engine) {
+    static constexpr double kOdd[] = {3.0, -0.5, 0.0, 1e-9};
+    const auto which = engine() % 40;
+    return which < 4 ? kOdd[which] : std::uniform_real_distribution<double>(0.0005, 0.02)(engine);
+}
 
 template <class E>
 class AttitudeEstimators : public testing::Test {

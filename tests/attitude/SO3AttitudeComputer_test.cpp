@@ -1,10 +1,8 @@
 #include "attitude/so3/SO3AttitudeComputer.h"
 
-#include <array>
 #include <cstdlib>
 
 #include "support/Estimators.h"
-#include "support/HostileSamples.h"
 
 namespace Kavelin::OrientationInternal {
 namespace {
@@ -187,44 +185,6 @@ TEST(SO3AttitudeComputer, IsRightWhere) {
             << row.name;
         EXPECT_LT((estimator.hardIron() - row.hardIron).norm(), 1.5) << row.name;
         EXPECT_FALSE(estimator.fieldDisturbed()) << row.name;
-    }
-}
-
-#if defined(__SANITIZE_ADDRESS__)
-constexpr int kFuzzSamples = 100000;
-#else
-constexpr int kFuzzSamples = 1000000;
-#endif
-
-// Stretches of a sound recording at any rate, between them and in them everything that a broken sensor, wire
-// or clock can give.
-TEST(SO3AttitudeComputer, StaysFiniteOverAMillionHostileSamples) {
-    const Samples sound = recordDisturbed({.frequency = 100, .duration = 30, .rest = 3});
-    std::mt19937 engine(7);
-    ErrorState estimator;
-    double t = 0, dt = 0.01;
-    double chaos = 0;  // share of hostile values
-    for (int i = 0; i < kFuzzSamples; ++i) {
-        if (i % 1500 == 0) {
-            dt = std::uniform_real_distribution<double>(0.001, 0.025)(engine);
-            chaos = std::array{0.0, 0.002, 0.05, 0.5}[engine() % 4];
-            if (engine() % 50 == 0) estimator.restart();
-        }
-        const auto isHostile = [&] { return static_cast<double>(engine() % 10000) < 10000 * chaos; };
-        MotionSample s = sound[static_cast<std::size_t>(i) % sound.size()];
-        t += isHostile() ? hostileStep(engine) : dt;
-        s.t = isHostile() ? hostileValue(engine) : t;
-        for (Vector3d* v : {&s.acc, &s.rate, &s.field}) {
-            if (isHostile()) *v = hostileVector(engine);
-        }
-        if (!estimator.take(s)) continue;
-        if (std::isfinite(s.t)) t = std::max(t, std::min(s.t, 1e6));
-        ASSERT_NEAR(estimator.attitude().norm(), 1, 1e-9) << i;
-        ASSERT_TRUE(estimator.bias().allFinite() && estimator.linearAcceleration().allFinite()) << i;
-        if (i % 20 == 0) {
-            ASSERT_TRUE(estimator.isSound()) << i;
-            ASSERT_GE(estimator.covariance().matrix().diagonal().minCoeff(), 0) << i;
-        }
     }
 }
 

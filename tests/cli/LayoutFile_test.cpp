@@ -232,14 +232,6 @@ TEST(LayoutFile, OverridesReplaceOrAppend) {
             R"(--var "DATA": takes the form NAME=VALUE)"));
 }
 
-TEST(LayoutFile, FilesThatAreNone) {
-    Mistakes mistakes;
-    EXPECT_THROW(loadLayout("no/such/layout.json", mistakes), UsageError);
-    EXPECT_THROW(loadLayout(testing::TempDir(), mistakes), UsageError);
-    EXPECT_THROW(loadLayout("/dev/zero", mistakes), UsageError);
-    EXPECT_TRUE(mistakes.empty());
-}
-
 TEST(LayoutFile, FolderIsTheFilesOwn) {
     const std::filesystem::path path = ownFolder() / "folder_layout.json";
     std::ofstream(path) << "\xEF\xBB\xBF{\"layouts\": []}";  // with a byte order mark

@@ -16,11 +16,6 @@ Line parsed(std::string_view text) {
     return std::get<Line>(*line);
 }
 
-TEST(ScriptFormat, linesThatCarryNothing) {
-    for (const char* text : {"", "   ", "\t", "\r", "# a comment", "#{\"process\": 1}", "#\r"})
-        EXPECT_FALSE(parseScriptLine(text)) << '"' << text << '"';
-}
-
 TEST(ScriptFormat, edgesOfWhatALineHolds) {
     EXPECT_EQ(parsed<CommandLine>("{\"command\": \"Reference\"}\r").command, "Reference");
     EXPECT_EQ(parsed<QueryLine>(R"(  {"query": ""})").property, "");
@@ -43,16 +38,6 @@ TEST(ScriptFormat, matrixShapes) {
         for (Eigen::Index i = 0; i < value.size(); ++i)
             EXPECT_EQ(value.data()[i], static_cast<double>(i + 1)) << row.json;
     }
-}
-
-TEST(ScriptFormat, numbersThatJsonLacks) {
-    const auto line =
-        parsed<SampleLine>(R"({"pin": "p", "t": "-inf", "value": [["nan", "inf", "-inf", -0.0]]})");
-    EXPECT_EQ(line.t, -kInfinity);
-    EXPECT_TRUE(std::isnan(line.value(0)));
-    EXPECT_EQ(line.value(1), kInfinity);
-    EXPECT_EQ(line.value(2), -kInfinity);
-    EXPECT_TRUE(std::signbit(line.value(3)));
 }
 
 TEST(ScriptFormat, malformedLinesSayWhatWouldBeRight) {

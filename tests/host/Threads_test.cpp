@@ -95,6 +95,18 @@ TEST(Threads, AConnectionChangeDoesNotWaitForData) {
     EXPECT_TRUE(waiting.layout.isRunning()) << "another feeder may come";
 }
 
+TEST(Threads, AReaderThatIsStoppedOrFedByNobodyDoesNotBeginToWait) {
+    for (void (*const end)(Synchronizer&) :
+         {+[](Synchronizer& s) { s.interrupt(); }, +[](Synchronizer& s) { s.setIsFed(false); }}) {
+        Synchronizer reader;
+        Poco::FastMutex mutex;
+        Poco::Event event;
+        end(reader);
+        const Poco::FastMutex::ScopedLock lock(mutex);
+        reader.wait(mutex, event);  // or for ever
+    }
+}
+
 TEST(Threads, AReaderWaitsAgainAfterAReconnection) {
     Gate first, second;
     std::vector<double> seen;

@@ -43,17 +43,6 @@ TEST_F(TableWriterTest, putsSamplesOfOneTimeIntoOneRow) {
     EXPECT_EQ(text(), "t,a.x,a.y,a.z,\"b,c\"\n0,0.5,1.5,2.5,0.5\n0.1,,,,1.5\n0.1,,,,2.5\n0.2,3.5,4.5,5.5,\n");
 }
 
-TEST_F(TableWriterTest, holdsFirstRowsUntilEveryPinHasAShape) {
-    TableWriter table(path());
-    const std::size_t late = table.addPin("late");
-    const std::size_t early = table.addPin("early");
-    table.addPin("never");
-    for (int i = 0; i < 5; ++i) table.put(early, i, kCells, 1, 1);
-    table.put(late, 4.0, kCells + 1, 1, 1);
-    table.finish();
-    EXPECT_EQ(text(), "t,late,early\n0,,0.5\n1,,0.5\n2,,0.5\n3,,0.5\n4,1.5,0.5\n");
-}
-
 TEST_F(TableWriterTest, givesEarlierRowsTheirCellsWhenAPinBeginsVeryLate) {
     TableWriter table(path());
     const std::size_t late = table.addPin("late");

@@ -76,25 +76,6 @@ TEST_F(PluginModule, StartAndStopMayBeRepeatedOrLeftOut) {
     ::dlclose(handle);
 }
 
-TEST_F(PluginModule, LoadsRunsAndUnloadsAgainAndAgain) {
-    for (int i = 0; i < 100; ++i) {
-        plugins().load(kPlugin);
-        plugins().load(kModules + "EchoA.so");
-        LayoutManager& layout = FlowManager::instance().createLayout("layout");
-        layout.add(plugins().createFilter("FilterEchoA", "echo"));
-        layout.add(plugins().createFilter("FilterCompass", "compass"));
-        FlowManager::instance().connect("echo:out", "compass:inMag");
-        OutputPin<Matrix> feeder("feeder", nullptr, row({1, 0, 0}));
-        connect(feeder, layout.findFilter("echo")->getInputPin("in"));
-        feeder.send(i);
-        layout.runToEnd();
-        EXPECT_EQ(layout.findFilter("compass")->getInputPin("inMag").getLastTimeStamp(), i + 1.0);
-        FlowManager::instance().clear();
-        plugins().unloadAll();
-        EXPECT_THAT(plugins().getTypeNames(), IsEmpty());
-    }
-}
-
 TEST_F(PluginModule, PinsOfTwoModulesConnect) {
     plugins().load(kModules + "EchoA.so");
     plugins().load(kModules + "EchoB.so");
