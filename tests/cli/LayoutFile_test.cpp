@@ -190,9 +190,9 @@ file {"plugins": ["P", "P"], "layouts": [{"name": "l", "filters": [{"name": "a",
 
 TEST(LayoutFile, TextThatIsNoJson) {
     const std::string syntax = "no JSON: syntax error while parsing ";
-    EXPECT_THAT(mistakesOf(""), ElementsAre("f:1:1: " + syntax +
-                                            "value - unexpected end of input; expected "
-                                            "'[', '{', or a literal"));
+    EXPECT_THAT(
+        mistakesOf(""),
+        ElementsAre("f:1:1: " + syntax + "value - unexpected end of input; expected '[', '{', or a literal"));
     EXPECT_THAT(
         mistakesOf("{\"\xC3\xA9\xC3\xA9\" 1}"),
         ElementsAre("f:1:7: " + syntax + "object separator - unexpected number literal; expected ':'"))

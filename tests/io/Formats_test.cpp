@@ -87,22 +87,17 @@ TEST(Formats, areReadFromFilesOfTheirOwn) {
          {{"Linear Acceleration.csv", "\"Time (s)\";\"X (m/s^2)\";\"Y (m/s^2)\";\"Z (m/s^2)\"\n0;1;1;1\n"},
           {"Magnetometer.csv",
            "\"Time (s)\";\"Magnetic field x (\xC2\xB5T)\";\"Magnetic field y (\xC2\xB5T)\";\"Magnetic field "
-           "z "
-           "(\xC2\xB5T)\"\n0,5;1,5;2,5;-3\n"}},
+           "z (\xC2\xB5T)\"\n0,5;1,5;2,5;-3\n"}},
          "phyphox; semicolon; decimal comma | 3m 0.5: 1.5,2.5,-3 | Linear Acceleration.csv holds an "
-         "acceleration "
-         "without gravity, and no orientation can be told from it; record the sensor \"Accelerometer\", or "
-         "the "
-         "experiment \"Acceleration (with g)\""},
+         "acceleration without gravity, and no orientation can be told from it; record the sensor "
+         "\"Accelerometer\", or the experiment \"Acceleration (with g)\""},
         {"phyphox: nothing but an acceleration without gravity",
          {{"Raw Data.csv",
            "\"Time (s)\",\"Linear Acceleration x (m/s^2)\",\"Linear Acceleration y (m/s^2)\",\"Linear "
-           "Acceleration z "
-           "(m/s^2)\"\n0,1,1,1\n"}},
+           "Acceleration z (m/s^2)\"\n0,1,1,1\n"}},
          "Poco::DataFormatException: RECORDING: Raw Data.csv holds an acceleration without gravity, and no "
          "orientation can be told from it; record the sensor \"Accelerometer\", or the experiment "
-         "\"Acceleration "
-         "(with g)\""},
+         "\"Acceleration (with g)\""},
         {"Sensor Logger, iOS: g, sign turned; the calibrated gyroscope",
          {{"Metadata.csv", kMetadata + "ios,false\n"},
           {"Accelerometer.csv", kGyroscope},
@@ -125,30 +120,24 @@ TEST(Formats, areReadFromFilesOfTheirOwn) {
          {{"AccelerometerUncalibrated.csv", kInG},
           {"Orientation.csv", "time,seconds_elapsed,qw,qx,qy,qz\n1,0,1,0,0,0\n"}},
          "sensor_logger; time from seconds_elapsed; iOS, as its usual length is 0.995: acceleration in g, "
-         "sign turned | "
-         "3a 0.25: -0,-0.9807,9.709 | Orientation.csv is not taken as a reference: only Android's is "
-         "relative to "
-         "East-North-Up, and which phone it was is not known without Metadata.csv"},
+         "sign turned | 3a 0.25: -0,-0.9807,9.709 | Orientation.csv is not taken as a reference: only "
+         "Android's is relative to East-North-Up, and which phone it was is not known without Metadata.csv"},
         {"Sensor Logger without gravity",
          {{"Accelerometer.csv", kInSi}},
          "Poco::DataFormatException: RECORDING: Accelerometer.csv holds an acceleration without gravity, and "
-         "no "
-         "orientation can be told from it; record and keep TotalAcceleration.csv (Android) or "
+         "no orientation can be told from it; record and keep TotalAcceleration.csv (Android) or "
          "AccelerometerUncalibrated.csv (iOS)"},
         {"Sensor Logger: the length tells nothing",
          {{"AccelerometerUncalibrated.csv", std::string(kZYX) + "1,0.25,3,0,0\n"}},
          "Poco::DataFormatException: RECORDING/AccelerometerUncalibrated.csv: its usual length is 3: the "
-         "unit of the "
-         "acceleration cannot be told, and Metadata.csv, which names the phone, is not there. An iPhone "
-         "writes g with "
-         "the opposite sign: say --units 3a=g --axes \"3a = inverted\"; Android writes m/s^2: --units "
-         "3a=m/s^2"},
+         "unit of the acceleration cannot be told, and Metadata.csv, which names the phone, is not there. An "
+         "iPhone writes g with the opposite sign: say --units 3a=g --axes \"3a = inverted\"; Android writes "
+         "m/s^2: --units 3a=m/s^2"},
         {"Sensor Logger: Metadata.csv contradicts the length",
          {{"Metadata.csv", kMetadata + "android,\n"}, {"AccelerometerUncalibrated.csv", kInG}},
          "Poco::DataFormatException: RECORDING/AccelerometerUncalibrated.csv: its usual length is 0.995: "
-         "that does not "
-         "fit what Metadata.csv says of the phone. Take Metadata.csv out of the folder, and say what is "
-         "right"},
+         "that does not fit what Metadata.csv says of the phone. Take Metadata.csv out of the folder, and "
+         "say what is right"},
         {"files named after their sensors, as MetaWear writes them",
          {{"U_2024-05-01T12.00_C4_Accelerometer_100.000Hz.csv",
            "epoc (ms),timestamp (+0000),elapsed (s),x-axis (g),y-axis (g),z-axis (g)\n"
@@ -166,14 +155,12 @@ TEST(Formats, areReadFromFilesOfTheirOwn) {
          {{"acc.csv", "t;x;y;z\n0,5;1;2;3\n"},
           {"gyr.csv", "t,gx,gy,gz\n1,4,5,6\n"},
           {"mag.csv", "t,low\n0,4\n"}},
-         "sensor_files; semicolon; decimal comma | 3a 0.5: 1,2,3 | 3g 1: 4,5,6 | mag.csv is left out: "
-         "it has no "
-         "columns of a sensor"},
+         "sensor_files; semicolon; decimal comma | 3a 0.5: 1,2,3 | 3g 1: 4,5,6 | mag.csv is left out: it has "
+         "no columns of a sensor"},
         {"files named after their sensors: two of them",
          {{"left_acc.csv", "t,x,y,z\n0,1,2,3\n"}, {"right_gyr.csv", "t,x,y,z\n0,1,2,3\n"}},
          "Poco::DataFormatException: RECORDING: it holds 2 sensors: left, right; choose one with --sensor "
-         "NAME (fuse) or "
-         "the property Sensor, or take each with --all-sensors"},
+         "NAME (fuse) or the property Sensor, or take each with --all-sensors"},
         {"files named after their sensors: one of them twice",
          {{"acc.csv", "t,x,y,z\n0,1,2,3\n"},
           {"acc_filtered.csv", "t,x,y,z\n0,7,7,7\n"},
@@ -183,8 +170,7 @@ TEST(Formats, areReadFromFilesOfTheirOwn) {
         {"a folder for each recording",
          {{"a/Accelerometer.csv", kInSi}, {"a/Gyroscope.csv", kGyroscope}, {"b/Gyroscope.csv", kGyroscope}},
          "Poco::DataFormatException: RECORDING: no format is known that consists of these files: "
-         "a/Accelerometer.csv, "
-         "a/Gyroscope.csv, b/Gyroscope.csv. Name one of them, or see kavelin formats"},
+         "a/Accelerometer.csv, a/Gyroscope.csv, b/Gyroscope.csv. Name one of them, or see kavelin formats"},
         {"one file of axes", {{"Gyroscope.csv", "time,x,y,z\n1,4,5,6\n"}}, "sensor_files | 3g 1: 4,5,6"},
     };
     for (const auto& row : rows) {
@@ -200,23 +186,23 @@ TEST(Formats, areReadFromFilesOfTheirOwn) {
 const std::string kMt = "// Start Time: Unknown\n// Update Rate: 100.0Hz\n";
 const std::string kMtNames = "PacketCounter\tSampleTimeFine\tAcc_X\tAcc_Y\tAcc_Z\tRoll\tPitch\tYaw\n";
 const std::string kMatrix =
-    "// Firmware Version: 4.4.0\nPacketCounter;Mat[1][1];Mat[2][1];Mat[3][1];Mat[1][2];Mat[2][2];Mat[3][2];"
-    "Mat[1][3];Mat[2][3];Mat[3][3]\n51400;0,6;0;-0,8;0;1;0;0,8;0;0,6\n";
+    "// Firmware Version: "
+    "4.4.0\nPacketCounter;Mat[1][1];Mat[2][1];Mat[3][1];Mat[1][2];Mat[2][2];Mat[3][2];Mat[1][3];Mat[2][3];"
+    "Mat[3][3]\n51400;0,6;0;-0,8;0;1;0;0,8;0;0,6\n";
 const std::string kDot =
     "sep=,\nDeviceTag:,zdt\nSyncStatus:,Synced\nOutputRate:,50Hz\nMeasurement Mode:,M\n\n";
 const std::string kDotNames = "PacketCounter,SampleTimeFine,Acc_X,Acc_Y,Acc_Z,Gyr_X,Gyr_Y,Gyr_Z\n";
 const std::string kXimu1 =
     "Packet number,Gyroscope X (deg/s),Gyroscope Y (deg/s),Gyroscope Z (deg/s)\n3,180,0,0\n5,0,0,0\n";
 const std::string kShimmer =
-    "Shimmer_A1_Timestamp_Unix_CAL;Shimmer_A1_Accel_LN_X_CAL;Shimmer_A1_Accel_LN_Y_CAL;"
-    "Shimmer_A1_Accel_LN_Z_CAL;Shimmer_A1_Accel_WR_X_CAL;Shimmer_A1_Accel_WR_Y_CAL;Shimmer_A1_Accel_WR_Z_CAL;"
-    "\r\n"
+    "Shimmer_A1_Timestamp_Unix_CAL;Shimmer_A1_Accel_LN_X_CAL;Shimmer_A1_Accel_LN_Y_CAL;Shimmer_A1_Accel_LN_Z_"
+    "CAL;Shimmer_A1_Accel_WR_X_CAL;Shimmer_A1_Accel_WR_Y_CAL;Shimmer_A1_Accel_WR_Z_CAL;\r\n"
     "ms;m/(s^2);m/(s^2);m/(s^2);m/(s^2);m/(s^2);m/(s^2);\r\n1.5E12;1;2;3;4;5;6;\r\n1.5E12;1;2;3;4;5;6;\r\n";
 
 const std::string kShimmerRaw =
     "Shimmer_left_thigh_Timestamp_Unix_CAL,Shimmer_left_thigh_Gyro_X_RAW,Shimmer_left_thigh_Gyro_X_CAL,"
-    "Shimmer_left_thigh_Gyro_Y_RAW,Shimmer_left_thigh_Gyro_Y_CAL,Shimmer_left_thigh_Gyro_Z_RAW,"
-    "Shimmer_left_thigh_Gyro_Z_CAL\n1.5E12,7,180,7,0,7,0\n";
+    "Shimmer_left_thigh_Gyro_Y_RAW,Shimmer_left_thigh_Gyro_Y_CAL,Shimmer_left_thigh_Gyro_Z_RAW,Shimmer_left_"
+    "thigh_Gyro_Z_CAL\n1.5E12,7,180,7,0,7,0\n";
 
 TEST(Formats, areReadFromExportsOfUnits) {
     const struct {
@@ -252,9 +238,8 @@ TEST(Formats, areReadFromExportsOfUnits) {
          60,
          "xsens_mt_txt; semicolon; decimal comma; time from PacketCounter at 60 Hz; orientations from "
          "North-West-Up | quat 0: 0.6325,-0.3162,0.3162,0.6325 | it holds orientations only, neither "
-         "accelerations "
-         "nor "
-         "rates: it can be a --reference; to fuse it, export the inertial data (calibrated) as well"},
+         "accelerations nor rates: it can be a --reference; to fuse it, export the inertial data "
+         "(calibrated) as well"},
         {"the same without a rate",
          {{"MT_00B42D4B.txt", kMatrix}},
          "",
@@ -270,25 +255,21 @@ TEST(Formats, areReadFromExportsOfUnits) {
          0,
          "movella_dot_csv; sensor zdt; time from SampleTimeFine in us | 3a 0.02: 0,0,9 | 3g 0.02: 3.142,0,0"},
         {"the app's modes without rates",
-         {{"LFemur.csv", kDot +
-                             "PacketCounter,SampleTimeFine,Quat_W,Quat_X,Quat_Y,Quat_Z,FreeAcc_X,FreeAcc_Y,"
-                             "FreeAcc_Z,Status\n1,0,1,0,0,0,0,0,0,0\n"}},
+         {{"LFemur.csv", kDot + "PacketCounter,SampleTimeFine,Quat_W,Quat_X,Quat_Y,Quat_Z,FreeAcc_X,FreeAcc_"
+                                "Y,FreeAcc_Z,Status\n1,0,1,0,0,0,0,0,0,0\n"}},
          "",
          0,
          "movella_dot_csv; time from SampleTimeFine in us | quat 0: 1,0,0,0 | the mode 'M' records no rates "
-         "and "
-         "no accelerations with gravity: it can be a --reference; to fuse it, choose the mode 'Rate "
-         "quantities "
-         "(with mag)' in the app before recording | FreeAcc_X, FreeAcc_Y, FreeAcc_Z are linear acceleration, "
-         "without gravity: no orientation can be told from it; take the columns, or the file, of the "
-         "acceleration with gravity, as the accelerometer measures it"},
+         "and no accelerations with gravity: it can be a --reference; to fuse it, choose the mode 'Rate "
+         "quantities (with mag)' in the app before recording | FreeAcc_X, FreeAcc_Y, FreeAcc_Z are linear "
+         "acceleration, without gravity: no orientation can be told from it; take the columns, or the file, "
+         "of the acceleration with gravity, as the accelerometer measures it"},
         {"increments only",
          {{"MT_01.txt", kMt + "PacketCounter\tSampleTimeFine\tOriInc_q0\tVelInc_X\n1\t1\t1\t0\n"}},
          "",
          0,
          "Poco::DataFormatException: RECORDING/MT_01.txt: it holds increments of orientation and velocity "
-         "only, which no "
-         "filter takes: export Acc and Gyr (inertial data, calibrated)"},
+         "only, which no filter takes: export Acc and Gyr (inertial data, calibrated)"},
         {"a folder of a unit, as a spreadsheet saves it",
          {{"sensors.csv",
            "Time (s);Gyroscope X (deg/s);Gyroscope Y (deg/s);Gyroscope Z (deg/s)\n0,5;180;0;0\n"}},
@@ -300,17 +281,16 @@ TEST(Formats, areReadFromExportsOfUnits) {
          "",
          0,
          "Poco::DataFormatException: RECORDING/a_CalInertialAndMag.csv:1: no time column: found 3g "
-         "(Gyroscope X "
-         "(deg/s), Gyroscope Y (deg/s), Gyroscope Z (deg/s)); unknown: Packet number. The packet numbers are "
-         "counted over messages of all kinds, so they are no time (256 Hz fits the known recordings of these "
-         "units; the unit's registers tell): give the rate with --rate HZ, or the property Rate"},
+         "(Gyroscope X (deg/s), Gyroscope Y (deg/s), Gyroscope Z (deg/s)); unknown: Packet number. The "
+         "packet numbers are counted over messages of all kinds, so they are no time (256 Hz fits the known "
+         "recordings of these units; the unit's registers tell): give the rate with --rate HZ, or the "
+         "property Rate"},
         {"the same with a rate",
          {{"a_CalInertialAndMag.csv", kXimu1}, {"a_Quaternion.csv", "Packet number,Element 1\n4,1\n"}},
          "",
          256,
          "ximu1_csv; time from the rows at 256 Hz | 3g 0: 3.142,0,0 | the unit's quaternions are not read: "
-         "their "
-         "file has no time either"},
+         "their file has no time either"},
         {"three lines of names for several units",
          {{"o.csv",
            "Format=7,5718,,,Lumbar,,5778,,\nTime,Gyroscope,,,Barometer,,Orientation,,\n,X,Y,Z,,S,X,Y,Z\n"
@@ -318,12 +298,12 @@ TEST(Formats, areReadFromExportsOfUnits) {
          "lumbar",
          0,
          "apdm_csv; sensor Lumbar; time in us since 1970; accelerations in m/s^2, rates in rad/s, the field "
-         "in "
-         "uT | 3g 1.55088e+09: 1,2,3"},
+         "in uT | 3g 1.55088e+09: 1,2,3"},
         {"names with the unit in front, units below",
          {{"o.csv",
-           "Test Name:,Walk\nSample Rate:,128,Hz\nTime,L/Acceleration/X,L/Acceleration/Y,L/Acceleration/Z,"
-           "R/Orientation/Scalar,R/Orientation/X,R/Orientation/Y,R/Orientation/Z\n"
+           "Test Name:,Walk\nSample "
+           "Rate:,128,Hz\nTime,L/Acceleration/X,L/Acceleration/Y,L/Acceleration/Z,R/Orientation/Scalar,R/"
+           "Orientation/X,R/Orientation/Y,R/Orientation/Z\n"
            "s,m/s^2,m/s^2,m/s^2,,,,\n0.0075,1,2,3,1,0,0,0\n"}},
          "R",
          0,
@@ -393,8 +373,7 @@ TEST(Formats, haveSeveralOrientationsInOneFileOfOpenSim) {
     options.sensor = "femur_imu";
     EXPECT_EQ(told(path, options),
               "opensim_sto; sensor femur_imu | quat 678.01: 0.6,0,0.8,0 | the file holds orientations only, "
-              "neither "
-              "acceleration nor rate: give it as a reference, --reference FILE.sto#SENSOR");
+              "neither acceleration nor rate: give it as a reference, --reference FILE.sto#SENSOR");
 }
 
 TEST(Formats, takeTheArraysOfMatlabFiles) {
@@ -437,8 +416,7 @@ TEST(Formats, takeTheArraysOfMatlabFiles) {
              matrix("gyr", 3, {kNaN, kNaN, kNaN, kNaN, kNaN, kNaN, 7, 8, 9, 7, 8, 9}),
          "",
          "matlab_mat; no units in the file, taken for m/s^2, rad/s; sensors apart, as the times of all "
-         "together run "
-         "backwards | 3a 1: 1,2,3 | 3g 1.5: 7,8,9"},
+         "together run backwards | 3a 1: 1,2,3 | 3g 1.5: 7,8,9"},
         {"variables, samples in rows, a rate, a unit in a name",
          matrix("Fs", 1, {50}) + matrix("accel_g", 2, {0, 0, 0, 0, 1, 1}) +
              matrix("gyro", 2, {1, 4, 2, 5, 3, 6}) + matrix("q", 2, {1, 1, 0, 0, 0, 0, 0, 0}),
@@ -452,15 +430,13 @@ TEST(Formats, takeTheArraysOfMatlabFiles) {
              record("gyr", {"data", "t"}, matrix("", 3, {4, 5, 6, 7, 8, 9}) + matrix("", 1, {0.5, 1})),
          "",
          "matlab_mat; no units in the file, taken for m/s^2; no units in the file, taken for rad/s | 3a 0: "
-         "1,2,3 | 3g "
-         "0.5: 4,5,6"},
+         "1,2,3 | 3g 0.5: 4,5,6"},
         {"arrays with times of their own",
          matrix("t_acc", 1, {1, 2}) + matrix("acc", 3, {1, 2, 3, 4, 5, 6}) + matrix("t_gyr", 1, {1.5, 2}) +
              matrix("gyr", 3, {7, 8, 9, 7, 8, 9}),
          "",
          "matlab_mat; no units in the file, taken for m/s^2; no units in the file, taken for rad/s | 3a 1: "
-         "1,2,3 | 3g "
-         "1.5: 7,8,9"},
+         "1,2,3 | 3g 1.5: 7,8,9"},
         {"arrays that begin with the time, and one that does not",
          matrix("acc", 2, {7, 8, 1, 1, 2, 2, 3, 3}) + matrix("mag", 2, {8, 7, 1, 1, 2, 2, 3, 3}), "",
          "matlab_mat; no units in the file, taken for m/s^2 | 3a 7: 1,2,3"},
@@ -475,12 +451,10 @@ TEST(Formats, takeTheArraysOfMatlabFiles) {
          "", "matlab_mat; Trigno: acceleration in g, rate in deg/s | 3a 0: 9.807,19.61,29.42"},
         {"no times", matrix("acc", 3, {1, 2, 3, 4, 5, 6}) + w.opaque("t", "datetime"), "",
          "Poco::DataFormatException: RECORDING: no times are known for acc: neither an array t or time of as "
-         "many "
-         "elements, nor a rate Fs; not read: t (datetime). Give the rate, --rate HZ"},
+         "many elements, nor a rate Fs; not read: t (datetime). Give the rate, --rate HZ"},
         {"nothing of a sensor", matrix("emg", 1, {1, 2, 3}), "",
          "Poco::DataFormatException: RECORDING: no sensor's arrays found among: emg (1x3). A recording has "
-         "variables, "
-         "or fields of a struct, such as t (N x 1), acc, gyr and mag (N x 3 or 3 x N)"},
+         "variables, or fields of a struct, such as t (N x 1), acc, gyr and mag (N x 3 or 3 x N)"},
     };
     for (const auto& row : rows) {
         const TemporaryFolder folder;

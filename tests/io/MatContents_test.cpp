@@ -46,11 +46,10 @@ TEST(MatContents, readsArraysStructsCellsAndTexts) {
             w.array(6 | 0x800, {1, 1}, "z",
                     w.element(9, w.values<double>({1})) + w.element(9, w.values<double>({2}))) +
             w.opaque("T", "timetable") + w.row("", {5});
-        EXPECT_EQ(
-            told(w.file(all)),
-            "a 2x2 1,2,3,-4; single 1x2 0.5,nan; small 1x1 -1; s.t 1x1 7; s.x 0x0 ; r(1).t 1x1 1; r(1).x 1x1 "
-            "2; r(2).t 1x1 3; "
-            "r(2).x 0x0 ; c{1} 1x2 8,9; c{2} 'a\xC2\xB5|b'; z (complex numbers); s.x (string); T (timetable)")
+        EXPECT_EQ(told(w.file(all)),
+                  "a 2x2 1,2,3,-4; single 1x2 0.5,nan; small 1x1 -1; s.t 1x1 7; s.x 0x0 ; r(1).t 1x1 1; "
+                  "r(1).x 1x1 2; r(2).t 1x1 3; r(2).x 0x0 ; c{1} 1x2 8,9; c{2} 'a\xC2\xB5|b'; z (complex "
+                  "numbers); s.x (string); T (timetable)")
             << big;
     }
 }
@@ -69,8 +68,7 @@ TEST(MatContents, refusesWhatItCannotRead) {
     } rows[] = {
         {"a table", w.file(w.opaque("Acc", "timetable") + w.opaque("X", "table")),
          "'r.mat': variable 'Acc' (and 1 more) is a timetable of MATLAB, which only MATLAB can read. In "
-         "MATLAB: "
-         "writetimetable(Acc, 'Acc.csv')"},
+         "MATLAB: writetimetable(Acc, 'Acc.csv')"},
         {"an object", w.file(w.opaque("O", "Rec\033[1m")), "is a Rec?[1m of MATLAB"},
         {"a name that a terminal would obey", w.file(w.row("a\033[1m", {1})), "the name 'a?[1m'"},
         {"level 7.3", w.file("").replace(125, 1, "\2"), "save('rec.mat', '-v7')"},

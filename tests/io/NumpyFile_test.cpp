@@ -39,11 +39,10 @@ std::string contentOf(const std::string& bytes) {
 TEST(NumpyFile, holdsARecordForEachRow) {
     const TemporaryFolder folder;
     writeNpy(kTable, folder.path("out.npy"));
-    EXPECT_EQ(
-        contentOf(folder.read("out.npy")),
-        "1 {'descr': [('t', '<f8'), ('3m.x', '<f8'), ('3m.y', '<f8'), ('3m.z', '<f8'), ('R.w', '<f8'), "
-        "('R.x', '<f8'), ('R.y', '<f8'), ('R.z', '<f8'), ('yaw (deg)', '<f8')], 'fortran_order': False, "
-        "'shape': (2,), } | 0 1 2 3 1 2 3 4 9 0.5 4 5 6 5 6 7 8 10");
+    EXPECT_EQ(contentOf(folder.read("out.npy")),
+              "1 {'descr': [('t', '<f8'), ('3m.x', '<f8'), ('3m.y', '<f8'), ('3m.z', '<f8'), ('R.w', '<f8'), "
+              "('R.x', '<f8'), ('R.y', '<f8'), ('R.z', '<f8'), ('yaw (deg)', '<f8')], 'fortran_order': "
+              "False, 'shape': (2,), } | 0 1 2 3 1 2 3 4 9 0.5 4 5 6 5 6 7 8 10");
     const std::vector<std::string> many(5000, "a column");
     writeNpy({{}, {{"x", many, 1, 5000, {}}}}, folder.path("out.npy"));
     EXPECT_THAT(contentOf(folder.read("out.npy")), testing::StartsWith("2 {'descr': [('t'"));

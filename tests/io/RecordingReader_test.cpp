@@ -71,8 +71,7 @@ TEST(RecordingReader, readsRows) {
         {"rows of another sensor are not read", "t,id,ax,ay,az\n0,L,1,2,3\n1,L,4,5,6\n2,R,7,8,9\n",
          "0: 3a=1,2,3\n1: 3a=4,5,6\n!r.csv:4: the table holds several sensors: column 'id' has 'L' and 'R'; "
          "split the file by this column, one file a sensor, or choose one with --sensor NAME (fuse) or the "
-         "property "
-         "Sensor\n"},
+         "property Sensor\n"},
         {"equal time stamps", "t,ax,ay,az\n1,1,2,3\n1,4,5,6\n", "1: 3a=1,2,3\n1: 3a=4,5,6\n"},
     };
     for (const auto& row : rows) EXPECT_EQ(told(row.text), row.rows) << row.rule;

@@ -105,9 +105,8 @@ TEST(TableForm, isFoundOut) {
                kValues),
          0,
          "Poco::DataFormatException: rec:3: no time column: found 3a (ax, ay, az), 3g (gx, gy, gz); unknown: "
-         "Sample. The "
-         "lines above it give two rates, 2000 and 100 Hz: give the rate with --rate HZ, or the property "
-         "Rate"},
+         "Sample. The lines above it give two rates, 2000 and 100 Hz: give the rate with --rate HZ, or the "
+         "property Rate"},
         {"packets of which most are lost are counted too",
          table(
              "Update Rate:,100,Hz\nPacketCounter," + kNames,
@@ -116,33 +115,29 @@ TEST(TableForm, isFoundOut) {
         {"a counter that counts more than the packets of a rate",
          table("Update Rate:,100,Hz\nPacketCounter," + kNames, counter(0, k32, 2), kValues), 0,
          "Poco::DataFormatException: rec:2: PacketCounter counts by 2 from row to row, and the file says 100 "
-         "Hz: is "
-         "that the rate of the counts, so that rows come at 50 Hz, or of the rows? Give the rate of the rows "
-         "with "
-         "--rate HZ, or the property Rate"},
+         "Hz: is that the rate of the counts, so that rows come at 50 Hz, or of the rows? Give the rate of "
+         "the rows with --rate HZ, or the property Rate"},
         {"dates in whole seconds of rows that come faster",
          table(
              "Time," + kNames, [](int i) { return fmt::format("2023-05-06 07:08:{:02}", 9 + i / 10); },
              kValues),
          0,
          "Poco::DataFormatException: rec:1: the time column 'Time' stands still in 18 of the first 20 rows: "
-         "name the "
-         "column of the time with --map \"t = NAME\""},
+         "name the column of the time with --map \"t = NAME\""},
         {"a baud rate is none of rows",
          table("# Baud rate: 9600\nSample," + kNames, counter(0, k32, 1), kValues), 0,
          "Poco::DataFormatException: rec:2: no time column: found 3a (ax, ay, az), 3g (gx, gy, gz); unknown: "
-         "Sample. "
-         "Sample counts packets, and the file does not say how many a second: give the rate with --rate HZ, "
-         "or the "
-         "property Rate"},
+         "Sample. Sample counts packets, and the file does not say how many a second: give the rate with "
+         "--rate HZ, or the property Rate"},
         {"ticks of a tenth of a millisecond",
          table("SampleTimeFine," + kNames, counter(k32 - 500, k32, 100), kValues), 0,
          "time from SampleTimeFine in 0.1 ms" + kRead + "0 to 0.19 s"},
         {"a byte order mark and names in a comment", table("\xEF\xBB\xBF# t," + kNames, inSeconds, kValues),
          0, kRead + "0 to 0.19 s"},
         {"names in the manner of printf",
-         table(" # Data format: \"%int(ChipTimeUS),%float(RawAccelX),%float(RawAccelY),%float(RawAccelZ),"
-               "%float(RawGyroX),%float(RawGyroY),%float(RawGyroZ)\"\n",
+         table(" # Data format: "
+               "\"%int(ChipTimeUS),%float(RawAccelX),%float(RawAccelY),%float(RawAccelZ),%float(RawGyroX),%"
+               "float(RawGyroY),%float(RawGyroZ)\"\n",
                counter(7, k32, 10000), kValues),
          0, kRead + "7e-06 to 0.19 s"},
         {"a rate by another name, with a decimal comma, and cells without values",
@@ -156,18 +151,16 @@ TEST(TableForm, isFoundOut) {
              "time," + kNames, [](int i) { return std::to_string(i / 2); }, kValues),
          0,
          "Poco::DataFormatException: rec:1: the time column 'time' grows by 0.47 a row, in whole numbers: "
-         "are those "
-         "ms, or s without their fractions? Say --units t=ms, or name another column with --map \"t = "
-         "NAME\""},
+         "are those ms, or s without their fractions? Say --units t=ms, or name another column with --map "
+         "\"t = NAME\""},
         {"messages of ROS, several in a row",
-         table("%time,/a/angular_velocity/x,/a/angular_velocity/y,/a/angular_velocity/z,/a/"
-               "linear_acceleration/x,"
-               "/a/linear_acceleration/y,/a/linear_acceleration/z,/a/angular_velocity_covariance/0\n",
-               counter(1600000000000000000, ~0ull, 10000000), ",1,2,3,0,1,9.5,0"),
+         table(
+             "%time,/a/angular_velocity/x,/a/angular_velocity/y,/a/angular_velocity/z,/a/linear_acceleration/"
+             "x,/a/linear_acceleration/y,/a/linear_acceleration/z,/a/angular_velocity_covariance/0\n",
+             counter(1600000000000000000, ~0ull, 10000000), ",1,2,3,0,1,9.5,0"),
          0,
          "linear_acceleration includes gravity, as ROS has it; time from time in ns since 1970 | 3a 0,1,9.5 "
-         "3g 1,2,3 | "
-         "1.6e+09 to 0.19 s"},
+         "3g 1,2,3 | 1.6e+09 to 0.19 s"},
         {"gravity by another name, next to an acceleration without",
          table("time,gFx,gFy,gFz,ax,ay,az,wx,wy,wz\n", inSeconds, ",0,0,1,0,0,0,1,2,3"), 0,
          "acceleration from gFx in g: ax is without gravity | 3a 0,0,9.81 3g 1,2,3 | 0 to 0.19 s"},
@@ -175,13 +168,11 @@ TEST(TableForm, isFoundOut) {
          table(
              "loggingTime(txt),accelerometerAccelerationX(G),accelerometerAccelerationY(G),"
              "accelerometerAccelerationZ(G),gyroRotationX(rad/s),gyroRotationY(rad/s),gyroRotationZ(rad/"
-             "s),x_mag,y_mag,"
-             "z_mag\n",
+             "s),x_mag,y_mag,z_mag\n",
              [](int i) { return fmt::format("1970-1-1T00:00:10.{:02}", i); }, ",0,0,-1,1,2,3,4,5,6"),
          0,
          "iOS: acceleration in g, sign turned; time from the dates in loggingTime(txt) | 3a -0,-0,9.81 3g "
-         "1,2,3 3m 4,5,6 "
-         "| 10 to 0.19 s"},
+         "1,2,3 3m 4,5,6 | 10 to 0.19 s"},
         {"groups above the axes, units below",
          table(",Accelerometer,,,Gyroscope,,\nTime,X,Y,Z,X,Y,Z\nms,mg,mg,mg,deg/s,deg/s,deg/s\n",
                counter(0, k32, 10), ",0,0,1000,0,0,180"),
@@ -205,8 +196,8 @@ TEST(TableForm, isFoundOut) {
          "time from time in us, as its steps tell" + kRead + "0 to 0.19 s"},
         {"ticks of a clock that no unit fits", table("time," + kNames, counter(0, k32, 328), kValues), 0,
          "Poco::DataFormatException: rec:1: the time column 'time' grows by 328 a row: in us that is 3049 "
-         "Hz, or it "
-         "counts ticks of another clock: give the unit with --units t=us, or convert it to seconds"},
+         "Hz, or it counts ticks of another clock: give the unit with --units t=us, or convert it to "
+         "seconds"},
         {"Unix time in ns",
          table("timestamp," + kNames, counter(1595933810000000000, ~0ull, 10000000), kValues), 0,
          "time from timestamp in ns since 1970" + kRead + "1.59593381e+09 to 0.19 s"},
@@ -230,15 +221,14 @@ TEST(TableForm, isFoundOut) {
              "Time," + kNames, [](int) { return "05/06/2023 07:08:00"; }, kValues),
          0,
          "Poco::DataFormatException: rec:1: the time column 'Time' holds '05/06/2023 07:08:00', which is "
-         "neither a "
-         "number nor a date such as 2023-05-06 07:08:09.123, 06.05.2023 07:08:09.123 or 07:08:09.123"},
+         "neither a number nor a date such as 2023-05-06 07:08:09.123, 06.05.2023 07:08:09.123 or "
+         "07:08:09.123"},
         {"a time that stands still",
          table(
              "t," + kNames, [](int i) { return std::to_string(i / 10); }, kValues),
          0,
          "Poco::DataFormatException: rec:1: the time column 't' stands still in 18 of the first 20 rows: "
-         "name the "
-         "column of the time with --map \"t = NAME\""},
+         "name the column of the time with --map \"t = NAME\""},
         {"an empty time gives way to the next",
          table(
              "time,timestamp," + kNames, [](int i) { return "," + inSeconds(i); }, kValues),
@@ -246,8 +236,7 @@ TEST(TableForm, isFoundOut) {
         {"gravity next to a gyroscope",
          table("t," + kNames.substr(0, 17) + ",gyro_x,gyro_y,gyro_z\n", inSeconds, kValues + ",4,5,6"), 0,
          "Poco::DataFormatException: rec:1: gx, gy, gz or gyro_x, gyro_y, gyro_z may be pin '3g': say which "
-         "with "
-         "--map (fuse) or the property Mapping"},
+         "with --map (fuse) or the property Mapping"},
         {"lines that end in carriage returns alone", "t," + kNames.substr(0, 17) + "\r0" + kValues + "\r", 0,
          "Poco::DataFormatException: rec:1: its lines end in carriage returns alone: save it with line "
          "feeds"},
