@@ -1,8 +1,5 @@
 #include "calibration/inertial/InertialFit.h"
 
-#include <cstdlib>
-#include <functional>
-
 #include "calibration/PoseRecording.h"
 #include "calibration/model/Unsuitable.h"
 #include "support/TestKit.h"

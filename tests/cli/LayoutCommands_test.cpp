@@ -1,6 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <csignal>
-#include <regex>
 
 #include "LayoutTestPlugin.h"
 #include "cli/CommandContext.h"

@@ -1,6 +1,5 @@
 #include "cli/layout/LayoutFile.h"
 
-#include "cli/CommandContext.h"
 #include "cli/layout/LayoutWriter.h"
 #include "cli/layout/Overrides.h"
 #include "support/OwnFolder.h"

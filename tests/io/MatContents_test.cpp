@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <cstdlib>
-
 #include "support/MatBytes.h"
 #include "support/TestKit.h"
 

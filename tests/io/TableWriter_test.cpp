@@ -2,7 +2,6 @@
 
 #include <thread>
 
-#include "io/recording/RecordingReader.h"
 #include "support/NamedPipe.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestKit.h"
