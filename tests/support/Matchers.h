@@ -54,13 +54,6 @@ MATCHER_P(OrthonormalMatcher, tolerance, "") {
     return m.rows() == m.cols() && excess.norm() <= tolerance && m.determinant() > 0;
 }
 
-MATCHER_P(UpperTriangularMatcher, tolerance, "") {
-    const Eigen::MatrixXd m = arg;
-    const Eigen::MatrixXd below = m.template triangularView<Eigen::StrictlyLower>();
-    *result_listener << onOneLine(m);
-    return below.norm() <= tolerance;
-}
-
 MATCHER_P(UnitNormMatcher, tolerance, "") {
     const double norm = Eigen::MatrixXd(arg).norm();
     *result_listener << onOneLine(arg) << " has the norm " << norm;
@@ -81,9 +74,6 @@ auto isNearMatrix(const Eigen::MatrixBase<M>& expected, double tolerance = 1e-12
 
 /// Square, rows orthogonal and of unit length, right-handed.
 inline auto isOrthonormal(double tolerance = 1e-12) { return OrthonormalMatcher(tolerance); }
-
-/// Nothing but `tolerance` below the diagonal.
-inline auto isUpperTriangular(double tolerance = 0) { return UpperTriangularMatcher(tolerance); }
 
 /// Euclidean norm 1.
 inline auto hasUnitNorm(double tolerance = 1e-12) { return UnitNormMatcher(tolerance); }
