@@ -34,6 +34,8 @@ private:
     static constexpr std::size_t kBatches = 3;  // one of them is being filled
 
     struct Batch {
+        Batch() { samples.reserve(kBatchRows); }
+
         std::vector<ResultSample> samples;
         std::promise<Evidence>* asked = nullptr;  // for the evidence behind them
     };

@@ -20,7 +20,7 @@ void start();
 /// @return calls since `start`. The heap can be used freely afterwards.
 std::size_t stop();
 
-/// Where the first of them came from, as far as a module other than the standard library and this program's own is on the way:
+/// Where the first of them came from, since `start`, as far as a module other than the standard library and this program's own is on the way:
 /// "KavelinPluginX.so+0x1a2b"; empty without one.
 std::string firstCaller();
 

@@ -45,7 +45,7 @@ const Texts& textsOfKind(const std::string& kind) {
 void writeTrialRecording() {
     std::ofstream file(kTrialRecording);
     file << "t,ax,ay,az,gx,gy,gz,mx,my,mz\n";
-    for (const RecordingIO::SimulatedRow& row : simulatedRows(28.0, 50.0, 1)) {
+    for (const RecordingIO::SimulatedRow& row : simulatedRows(61.0, 50.0, 1)) {
         file << row.t;
         for (const auto* values : {&row.acceleration, &row.rate, &row.field})
             for (const double value : *values) file << ',' << value;
