@@ -8,12 +8,12 @@
 #include "attitude/FilterAbsoluteAttitude.h"
 #include "attitude/FilterAttitude.h"
 #include "attitude/FilterXSENSAttitude.h"
+#include "bench/support/FilterDrive.h"
 #include "bench/support/OverSamples.h"
 #include "converters/Filter3a3mGenerator.h"
 #include "converters/FilterOmegaToMatrix.h"
 #include "converters/computers/DirectionSynthesis.h"
 #include "orientation/FilterConstantPlane.h"
-#include "support/FilterDrive.h"
 
 namespace {
 

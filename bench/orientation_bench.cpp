@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/support/FilterDrive.h"
 #include "bench/support/OverSamples.h"
 #include "orientation/FilterAngleDG.h"
 #include "orientation/FilterChangeOfBasis.h"
@@ -22,7 +23,6 @@
 #include "orientation/convergence/ConvergenceHistory.h"
 #include "orientation/frames/ChangeOfBasisComputer.h"
 #include "orientation/integration/QuaternionIntegration.h"
-#include "support/FilterDrive.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include "attitude/agm/AGMComputer_v8.h"
 #include "attitude/so3/SO3AttitudeComputer.h"
 #include "attitude/spherical/SphericalAttitudeComputer.h"
-#include "support/FilterDrive.h"
+#include "bench/support/FilterDrive.h"
 
 namespace Kavelin::Bench {
 
