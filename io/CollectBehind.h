@@ -31,7 +31,7 @@ public:
 
 private:
     static constexpr std::size_t kBatchRows = 128;
-    static constexpr std::size_t kBatches = 3;  // one of them is being filled
+    static constexpr std::size_t kBatches = 2;  // one of them is being filled
 
     struct Batch {
         Batch() { samples.reserve(kBatchRows); }

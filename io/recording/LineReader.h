@@ -16,7 +16,7 @@ namespace Kavelin::RecordingIO {
 /// Cuts a byte source into lines, reading it in big blocks; memory is one block, whatever the file's length.
 class LineReader {
 public:
-    static constexpr std::size_t kBlockSize = std::size_t{1} << 20;
+    static constexpr std::size_t kBlockSize = std::size_t{1} << 19;
 
     explicit LineReader(std::unique_ptr<ByteSource> source, std::size_t blockSize = kBlockSize);
 

@@ -6,7 +6,7 @@ namespace Kavelin::RecordingIO {
 
 namespace {
 
-constexpr std::size_t kBatches = 4;  // one of them is with the reader of the rows
+constexpr std::size_t kBatches = 3;  // one of them is with the reader of the rows
 constexpr std::size_t kBatchLines = 256;
 
 }  // namespace

@@ -9,7 +9,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr std::size_t kBatchRows = 512;    // enough to write without waiting for more
-constexpr std::size_t kBatchCells = 8192;  // room for them, and for longer rows at the cost of fewer
+constexpr std::size_t kBatchCells = 4096;  // room for them, and for longer rows at the cost of fewer
 constexpr auto kLivePause = 5ms;
 constexpr std::chrono::milliseconds kLiveTick = 20ms;
 constexpr std::chrono::milliseconds kFilePause = 500ms;  // between two ticks as well
@@ -18,6 +18,7 @@ constexpr std::chrono::milliseconds kFilePause = 500ms;  // between two ticks as
 
 WriteBehind::WriteBehind(ResultFile& file, Tick tick)
     : file_(file), tick_(std::move(tick)), isLive_(file.isLive()), pause_(isLive_ ? kLivePause : kFilePause) {
+    for (Batch& batch : batches_) batch.reserve(kBatchCells);
     thread_ = std::thread([this] { run(); });
 }
 
@@ -39,6 +40,11 @@ void WriteBehind::Batch::append(const Batch& row) {
     values.insert(values.end(), row.values.begin(), row.values.end());
     groups.insert(groups.end(), row.groups.begin(), row.groups.end());
     rows.store(rows.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+}
+
+void WriteBehind::Batch::reserve(std::size_t cells) {
+    values.reserve(cells);
+    groups.reserve(cells);
 }
 
 void WriteBehind::Batch::clear() {
@@ -69,8 +75,7 @@ void WriteBehind::beginBatch() {
         change_.wait(lock, [this] { return completed_ - emptied_ < kBatches; });
         filling_ = &batches_[completed_ % kBatches];
     }
-    filling_->values.reserve(std::max(kBatchCells, row_.values.size()));
-    filling_->groups.reserve(std::max(kBatchCells, row_.groups.size()));
+    filling_->reserve(std::max(row_.values.size(), row_.groups.size()));
 }
 
 /// The first row of a live result does not wait for others.

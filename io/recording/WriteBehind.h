@@ -71,6 +71,7 @@ private:
             std::size_t rows = 0, values = 0, groups = 0;
         } written;  // the writing thread's
 
+        void reserve(std::size_t cells);
         bool hasRoomFor(const Batch& row) const;
         void append(const Batch& row);
         void clear();
