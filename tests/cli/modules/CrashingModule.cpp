@@ -3,8 +3,8 @@
 #include <Kavelin/Typed/FilterRegistry.h>
 #include <Kavelin/Typed/PluginExports.h>
 
-#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 
 namespace {
 
@@ -18,7 +18,7 @@ public:
         if (!in_.readNext()) return;
         if (in_.value().size() == 0) {
             std::fputs("an empty sample\n", stderr);
-            std::raise(SIGSEGV);  // what a read beyond the end gives, in every build
+            std::abort();  // a read beyond the end would not end every build alike
         }
         out_.value()(0, 0) = in_.value().data()[0];
         out_.send(in_.lastTimeStamp());
