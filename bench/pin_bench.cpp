@@ -6,14 +6,27 @@
 #include <Poco/Mutex.h>
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <chrono>
 #include <memory>
 #include <vector>
 
+#include "attitude/FilterAbsoluteAttitude.h"
+#include "bench/support/OverSamples.h"
+#include "converters/FilterOmegaToMatrix.h"
+#include "support/FilterDrive.h"
 #include "support/TestFilters.h"
 
 namespace {
 
 using namespace Kavelin::Core;
+using Kavelin::Bench::samples;
+using Kavelin::OrientationInternal::AbsoluteAttitudeComputer;
+using Kavelin::OrientationInternal::FilterAbsoluteAttitude;
+using Kavelin::OrientationInternal::FilterOmegaToMatrix;
+using Kavelin::OrientationInternal::Matrix3;
+using Kavelin::OrientationInternal::RateIntegrator;
+using Kavelin::Tests::FilterDrive;
 using Kavelin::Tests::Relay;
 using Sample = TimeStampedData<Matrix>;
 
@@ -119,6 +132,55 @@ BENCHMARK_CAPTURE(queuePlain, lifo, true)->Name("hop_lifo/plain");
 BENCHMARK_CAPTURE(hop, simple_lifo, Hop{false, false, 1024, true})->Name("hop_lifo/simple");
 BENCHMARK_CAPTURE(hop, safe_lifo, Hop{true, false, 1024, true})->Name("hop_lifo/thread_safe");
 BENCHMARK_CAPTURE(hop, sync_lifo, Hop{true, true, 1024, true})->Name("hop_lifo/synchronized");
+
+// What the pins of a filter cost beside its arithmetic: nanoseconds a pin, the default buffer before each input
+// and behind each output. Measured in turns with the bare arithmetic.
+
+template <class Bare, class Filtered>
+void costOfPins(benchmark::State& state, int pins, const Bare& bare, const Filtered& filtered) {
+    using Clock = std::chrono::steady_clock;
+    double t = 0;
+    const auto secondsOf = [&t](const auto& step) {
+        const Clock::time_point begin = Clock::now();
+        for (const auto& sample : samples()) step(t += 0.01, sample);
+        return std::chrono::duration<double>(Clock::now() - begin).count();
+    };
+    for (auto _ : state) {
+        const double without = secondsOf(bare);
+        const double with = secondsOf(filtered);
+        state.SetIterationTime(std::max(0.0, with - without) / static_cast<double>(samples().size()) / pins);
+    }
+}
+
+void absolutePins(benchmark::State& state) {
+    FilterDrive<FilterAbsoluteAttitude> drive;
+    costOfPins(
+        state, 4,
+        [](double, const auto& s) {
+            const Matrix3 frame = AbsoluteAttitudeComputer::frameFromGravityAndField(s.acc, s.field);
+            benchmark::DoNotOptimize(AbsoluteAttitudeComputer::multiply3x3(frame, s.truth.R_earth_sensor));
+        },
+        [&](double t, const auto& s) {
+            drive.send(0, t, s.acc.transpose());
+            drive.send(1, t, s.field.transpose());
+            drive.send(2, t, s.truth.R_earth_sensor);
+            benchmark::DoNotOptimize(drive.process());
+        });
+}
+
+void omegaPins(benchmark::State& state) {
+    RateIntegrator integrator;
+    FilterDrive<FilterOmegaToMatrix> drive;
+    costOfPins(
+        state, 2, [&](double t, const auto& s) { benchmark::DoNotOptimize(integrator.advance(s.rate, t)); },
+        [&](double t, const auto& s) {
+            drive.send(0, t, s.rate.transpose());
+            benchmark::DoNotOptimize(drive.process());
+        });
+}
+
+BENCHMARK(absolutePins)->Name("pin_cost/FilterAbsoluteAttitude")->UseManualTime()->Iterations(1000);
+BENCHMARK(omegaPins)->Name("pin_cost/FilterOmegaToMatrix")->UseManualTime()->Iterations(1000);
 
 // Between the threads of two layouts, in a run whose results do not depend on their timing.
 

@@ -74,14 +74,15 @@ void chainRounds(benchmark::State& state, std::int64_t count) {
     while (state.KeepRunningBatch(chain.calls())) chain.layout.runRound();
 }
 
-BENCHMARK_CAPTURE(chainByHand, 1, 1)->Name("round_1_filter/plain");
-BENCHMARK_CAPTURE(chainRounds, 1, 1)->Name("round_1_filter/round");
-BENCHMARK_CAPTURE(chainByHand, 10, 10)->Name("round_10_filters/plain");
-BENCHMARK_CAPTURE(chainRounds, 10, 10)->Name("round_10_filters/round");
-BENCHMARK_CAPTURE(chainByHand, 100, 100)->Name("round_100_filters/plain");
-BENCHMARK_CAPTURE(chainRounds, 100, 100)->Name("round_100_filters/round");
-BENCHMARK_CAPTURE(chainByHand, 1000, 1000)->Name("round_1000_filters/plain");
-BENCHMARK_CAPTURE(chainRounds, 1000, 1000)->Name("round_1000_filters/round");
+// A round costs the same per call however many filters there are: the limit is that of ten.
+BENCHMARK_CAPTURE(chainRounds, 10, 10)->Name("rounds/plain_10_filters");
+BENCHMARK_CAPTURE(chainRounds, 1, 1)->Name("rounds/1_filter");
+BENCHMARK_CAPTURE(chainRounds, 100, 100)->Name("rounds/100_filters");
+BENCHMARK_CAPTURE(chainRounds, 1000, 1000)->Name("rounds/1000_filters");
+BENCHMARK_CAPTURE(chainByHand, 1, 1)->Name("calls_by_hand/1_filter");
+BENCHMARK_CAPTURE(chainByHand, 10, 10)->Name("calls_by_hand/plain_10_filters");
+BENCHMARK_CAPTURE(chainByHand, 100, 100)->Name("calls_by_hand/100_filters");
+BENCHMARK_CAPTURE(chainByHand, 1000, 1000)->Name("calls_by_hand/1000_filters");
 
 void processScope(benchmark::State& state) {
     Synchronizer synchronizer;
@@ -90,7 +91,7 @@ void processScope(benchmark::State& state) {
         benchmark::ClobberMemory();
     }
 }
-BENCHMARK(processScope)->Name("round_1_filter/process_scope");
+BENCHMARK(processScope)->Name("calls_by_hand/process_scope_alone");
 
 // Two layouts, each with a source and an estimator, in threads of their own. Real time for as many rows of each.
 
