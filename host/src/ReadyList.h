@@ -10,22 +10,22 @@ namespace Kavelin::Core {
 /// A bit for each filter of a plan, set when the filter may have something to take.
 class ReadyList {
 public:
-    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
-
     /// Makes room for `count` filters, none of them marked.
     void reset(std::size_t count) { words_.assign(count / kBits + 1, 0); }
     void mark(std::size_t position) { *word(position) |= bit(position); }
-    /// Unmarks the first filter that is marked, from `position` on.  @return its position, or `kNone`.
-    std::size_t take(std::size_t position) {
-        std::size_t word = position / kBits;
-        std::uint64_t marked = words_[word] & (~std::uint64_t{0} << (position % kBits));
-        while (marked == 0) {
-            if (++word == words_.size()) return kNone;
-            marked = words_[word];
+    /// Unmarks and visits the filters that are marked, in their order. One that is marked meanwhile, at or
+    /// before the one visited, stays marked.  @param visit of a position; returns false to end it.
+    template <class Visit>
+    void visit(const Visit& visit) {
+        for (std::size_t word = 0; word < words_.size(); ++word) {
+            std::uint64_t later = ~std::uint64_t{0};
+            while (const std::uint64_t marked = words_[word] & later) {
+                const std::uint64_t first = marked & (~marked + 1);
+                words_[word] &= ~first;
+                if (!visit(word * kBits + static_cast<std::size_t>(std::countr_zero(first)))) return;
+                later = ~(first | (first - 1));
+            }
         }
-        const int first = std::countr_zero(marked);
-        words_[word] &= ~(std::uint64_t{1} << first);
-        return word * kBits + static_cast<std::size_t>(first);
     }
 
     /// Where the mark of a filter lies; valid until the next `reset`.

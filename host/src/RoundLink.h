@@ -2,6 +2,7 @@
 
 #include <Kavelin/Core/Stage.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstddef>
@@ -31,18 +32,23 @@ struct Round {
 /// complete, in their order, and the stages that hold what was sent in them.
 class RoundLink {
 public:
-    /// The number of complete rounds that the writer may be ahead.
+    /// How far the writer may be ahead: in complete rounds, and in samples of a connection, so that they stay
+    /// in the processor's caches until they are read. A single round may have more.
     static constexpr std::uint64_t kLead = 512;
+    static constexpr std::uint64_t kLeadSamples = 4096;
 
     // For the thread that feeds
-    bool isFull() const { return ahead() >= kLead; }
-    bool isHalfFull() const { return ahead() >= kLead / 2; }
+    bool isFull() const { return isAhead(kLead, kLeadSamples); }
+    bool isHalfFull() const { return isAhead(kLead / 2, kLeadSamples / 2); }
     void publish(const Round& round) {
         const std::uint64_t at = published_.load(std::memory_order_relaxed);
         rounds_[at % kLead] = round;
         published_.store(at + 1);
     }
-    void endWriting() { written_.store(true); }
+    void endWriting() {
+        written_.store(true);
+        if (read_.load()) closeStages();  // what was sent while the reader closed them
+    }
 
     // For the thread that is fed
     /// The next complete round; null while there is none.
@@ -60,21 +66,33 @@ public:
     }
     /// The reader takes no more rounds: what is sent goes straight into its buffers.
     void endReading() {
-        for (const auto& stage : stages) stage->close();
         read_.store(true);
+        closeStages();
     }
 
     /// One for each connection; fixed while the threads run.
     std::vector<std::shared_ptr<Stage>> stages;
 
 private:
+    void closeStages() const {
+        for (const auto& stage : stages) stage->close();
+    }
     std::uint64_t ahead() const {
         return read_.load() ? 0 : published_.load(std::memory_order_relaxed) - taken_.load();
     }
 
+    bool isAhead(std::uint64_t rounds, std::uint64_t samples) const {
+        const std::uint64_t lead = ahead();
+        if (lead <= 1) return false;
+        return lead >= rounds || std::any_of(stages.begin(), stages.end(),
+                                             [&](const auto& stage) { return stage->waiting() >= samples; });
+    }
+
+    static constexpr std::size_t kLine = 64;  // threads that write different lines do not slow each other
+
     std::array<Round, kLead> rounds_;
-    std::atomic<std::uint64_t> published_{0};
-    std::atomic<std::uint64_t> taken_{0};
+    alignas(kLine) std::atomic<std::uint64_t> published_{0};
+    alignas(kLine) std::atomic<std::uint64_t> taken_{0};
     std::atomic<bool> written_{false};
     std::atomic<bool> read_{false};
 };

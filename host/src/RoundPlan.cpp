@@ -42,6 +42,19 @@ bool hasSynchronousPin(const Filter& filter) {
                        [](const AbstractInputPin* pin) { return pin->getIsConnectedSynchronously(); });
 }
 
+/// The filter itself with its tally; of the first input and output what each sample touches, which lies around
+/// the end of the host's part.
+RoundPlan::Touched touchedBy(const Filter& filter) {
+    constexpr std::size_t kInput = sizeof(AbstractInputPin) - sizeof(Pin);
+    constexpr std::size_t kOutput = sizeof(AbstractOutputPin) - sizeof(Pin);
+    const auto address = [](const auto* part) { return reinterpret_cast<const char*>(part); };
+    const char* const own = address(&filter);
+    const auto& inputs = filter.getInputPins();
+    const auto& outputs = filter.getOutputPins();
+    const char* const input = inputs.empty() ? own : address(inputs[0]);
+    return {own, input, input + kInput, outputs.empty() ? own : address(outputs[0]) + kOutput};
+}
+
 }  // namespace
 
 void RoundPlan::rebuild(const std::vector<Filter*>& filters, const TopologyLock& lock) {
@@ -59,7 +72,7 @@ void RoundPlan::add(Filter& filter, const TopologyLock& lock) {
         const bool fedFromElsewhere = isFedFromElsewhere(filter);
         entries_.push_back({&filter, filter.getSynchronizer(), &filter.getInputTally(lock),
                             filter.watchPairing(lock), fedFromElsewhere,
-                            !fedFromElsewhere && !hasSynchronousPin(filter)});
+                            !fedFromElsewhere && !hasSynchronousPin(filter), touchedBy(filter)});
     }
 }
 

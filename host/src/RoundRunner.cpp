@@ -30,14 +30,10 @@ bool canTake(const Filter& filter) {
 /// The same, without asking the pins where the tally tells.
 inline bool canTake(const RoundPlan::Entry& entry) {
     InputTally& tally = *entry.tally;
-    const bool isKnown = entry.isPlain && tally.isCertain.load(std::memory_order_relaxed);
-    if (isKnown) [[likely]]
+    if (tally.isKnown()) [[likely]]
         return tally.received != tally.taken;
     const bool can = canTake(*entry.filter);
-    if (entry.isPlain && !can) {
-        tally.received = tally.taken;  // the rest was thrown away
-        tally.isCertain.store(true, std::memory_order_relaxed);
-    }
+    if (!can && entry.isPlain) tally.settle();
     return can;
 }
 
@@ -100,18 +96,16 @@ void RoundRunner::askChanged() {
 }
 
 bool RoundRunner::callReady() {
-    RoundPlan& plan = layout_.plan;
     bool took = false;
-    // Filters marked later, at or before the one being called, wait for the next round.
-    for (std::size_t at = plan.takeReady(0); at != ReadyList::kNone; at = plan.takeReady(at)) {
-        took |= serve(plan.entries()[at]);
-        if (layout_.inbox.isStopRequested()) break;
-    }
+    layout_.plan.visitReady([&](const RoundPlan::Entry& entry) {
+        took |= serve(entry);
+        return !layout_.inbox.isStopRequested();
+    });
     return took;
 }
 
 /// Calls a filter as long as a call takes something.  @return whether any did.
-bool RoundRunner::serve(const RoundPlan::Entry& entry) {
+inline bool RoundRunner::serve(const RoundPlan::Entry& entry) {
     Synchronizer::ProcessScope scope(*entry.synchronizer);
     InputTally& tally = *entry.tally;
     bool took = false;
@@ -121,6 +115,8 @@ bool RoundRunner::serve(const RoundPlan::Entry& entry) {
         if (entry.pairing != nullptr) entry.pairing->note();
         if (tally.taken == before) return took;
         took = true;
+        if (tally.received == tally.taken && tally.isKnown()) [[likely]]
+            return true;
         if (layout_.inbox.isStopRequested()) return true;
         scope.yield();
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Kavelin/Core/PinCounts.h>
+#include <Kavelin/Typed/SampleFeed.h>
 
 namespace Kavelin::Core {
 
@@ -22,6 +23,8 @@ public:
     /// What happened to the samples since the strategy was built.
     virtual PinCounts counts() = 0;
     virtual bool isOverHalfFull() = 0;
+    /// Stores all samples of a feed, as one operation.
+    virtual void putAll(SampleFeed<D>& feed) = 0;
 };
 
 }  // namespace Kavelin::Core

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Kavelin/Core/PinCounts.h>
+#include <Kavelin/Typed/SampleFeed.h>
 
 #include <cstdint>
 
@@ -17,6 +18,9 @@ public:
     bool put(const Sample& sample) {
         ++put_;
         return buffer_.put(sample);
+    }
+    void putAll(SampleFeed<Sample>& feed) {
+        while (const Sample* sample = feed.next()) put(*sample);
     }
     /// Null when there is none.
     const Sample* take() {

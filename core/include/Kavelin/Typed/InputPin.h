@@ -63,11 +63,12 @@ public:
     }
     /// Buffers one sample. Called by output pins only.  [writer's thread]
     virtual void receive(const Sample& sample) {
-        if (lent_ != nullptr) [[likely]] {
+        if (lent_ != nullptr) [[likely]]
             noteReceived(lent_->put(sample));
-        } else {
+        else if (queue_ != nullptr)
             receiveCopy(sample);
-        }
+        else
+            receiveOtherwise(sample);
     }
     std::shared_ptr<Stage> beginStaging(RoundCounter round) override {
         if (!isFedFromElsewhere_) return nullptr;
@@ -148,8 +149,7 @@ private:
 
     // Takes the next sample out of the buffer; null when there is none.
     const Sample* take() {
-        if (lent_ == nullptr) [[unlikely]]
-            return takeCopy();
+        if (lent_ == nullptr) return queue_ != nullptr && queue_->isEmpty() ? nullptr : takeCopy();
         const Sample* const sample = lent_->take();
         if (sample != nullptr) noteTaken();
         return sample;
@@ -166,10 +166,9 @@ private:
 
     // The other ways of a sample, called and not repeated wherever a filter reads or sends.
 
-    [[gnu::noinline]] void receiveCopy(const Sample& sample) {
-        if (queue_ != nullptr) {
-            noteReceived(queue_->put(sample));
-        } else if (stack_ != nullptr) {
+    [[gnu::noinline]] void receiveCopy(const Sample& sample) { noteReceived(queue_->put(sample)); }
+    [[gnu::noinline]] void receiveOtherwise(const Sample& sample) {
+        if (stack_ != nullptr) {
             noteReceived(stack_->put(sample));
         } else if (stage_ == nullptr || !stage_->push(sample)) {
             buffer(sample);
@@ -183,11 +182,24 @@ private:
         strategy_->put(sample);
         noteReceivedFromElsewhere();
     }
+    void bufferAll(SampleFeed<Sample>& feed) {
+        if (strategy_ == nullptr) {
+            while (feed.next() != nullptr) unbuffered_.fetch_add(1, std::memory_order_relaxed);
+            return;
+        }
+        strategy_->putAll(feed);
+        noteReceivedFromElsewhere();
+    }
     [[gnu::noinline]] const Sample* takeCopy() {
+        if (queue_ == nullptr) [[unlikely]]
+            return takeOtherwise();
+        const Sample* const sample = queue_->take();
+        if (sample != nullptr) noteTaken();
+        return sample;
+    }
+    [[gnu::noinline]] const Sample* takeOtherwise() {
         const Sample* sample = nullptr;
-        if (queue_ != nullptr) {
-            sample = queue_->take();
-        } else if (stack_ != nullptr) {
+        if (stack_ != nullptr) {
             sample = stack_->take();
         } else if (strategy_ != nullptr) {
             strategy_->get(sample);

@@ -19,10 +19,9 @@ public:
     using Sample = D;
     explicit QueueBuffer(unsigned capacity) : capacity_(capacity) {}
 
-    /// @param sample a D, or what `copySample` makes one of.  @return false when it pushed out another.
-    template <class From>
-    bool put(const From& sample) {
-        const bool fits = size_ < slots_.size() || makeRoom();
+    /// @return false when it pushed out another.
+    bool put(const D& sample) {
+        const bool fits = size_ != room_ || makeRoom();
         copySample(sample, *slots_[position(size_)]);
         ++size_;
         return fits;
@@ -34,7 +33,7 @@ public:
             std::swap(slots_[position(size_)], read_);
         } else {
             std::swap(slots_[oldest_], read_);
-            oldest_ = next(oldest_);
+            oldest_ = position(1);
         }
         if (size_ == 0) oldest_ = 0;  // start over in the slots that are warm
         return read_.get();
@@ -44,34 +43,34 @@ public:
     std::size_t size() const { return size_; }
 
 private:
-    std::size_t next(std::size_t slot) const { return slot + 1 == slots_.size() ? 0 : slot + 1; }
-    std::size_t position(std::size_t age) const {
-        const std::size_t slot = oldest_ + age;
-        return slot < slots_.size() ? slot : slot - slots_.size();
-    }
+    std::size_t position(std::size_t age) const { return (oldest_ + age) & mask_; }
     // The ring is full: it grows, or else the oldest sample goes.  @return whether it grew.
     [[gnu::noinline]] bool makeRoom() {
-        if (size_ == capacity_ && capacity_ != 0) {
-            oldest_ = next(oldest_);
-            --size_;
-            return false;
+        if (size_ != capacity_ || capacity_ == 0) {
+            grow();
+            return true;
         }
-        grow();
-        return true;
+        oldest_ = position(1);
+        --size_;
+        return false;
     }
     // Doubles the full ring, oldest first from slot 0 on.
     void grow() {
-        std::size_t wanted = slots_.empty() ? 2 : 2 * slots_.size();
-        if (capacity_ != 0 && wanted > capacity_) wanted = capacity_;
+        const std::size_t wanted = slots_.empty() ? 2 : 2 * slots_.size();
         std::rotate(slots_.begin(), slots_.begin() + static_cast<std::ptrdiff_t>(oldest_), slots_.end());
-        while (slots_.size() < wanted) slots_.push_back(std::make_unique<D>());
+        slots_.resize(wanted);
+        room_ = capacity_ != 0 && wanted > capacity_ ? capacity_ : wanted;
+        for (std::size_t slot = size_; slot < wanted; ++slot) slots_[slot] = std::make_unique<D>();
         oldest_ = 0;
+        mask_ = wanted - 1;
     }
 
-    std::vector<std::unique_ptr<D>> slots_;
+    std::vector<std::unique_ptr<D>> slots_;  // as many as a power of two
     std::unique_ptr<D> read_ = std::make_unique<D>();
     std::size_t oldest_ = 0;
     std::size_t size_ = 0;
+    std::size_t room_ = 0;  // how many of the slots may be taken
+    std::size_t mask_ = 0;
     unsigned capacity_;
 };
 

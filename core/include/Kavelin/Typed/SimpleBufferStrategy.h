@@ -23,6 +23,7 @@ public:
     bool isEmpty() override { return buffer_.isEmpty(); }
     PinCounts counts() override { return buffer_.counts(); }
     bool isOverHalfFull() override { return buffer_.isOverHalfFull(); }
+    void putAll(SampleFeed<Sample>& feed) override { buffer_.putAll(feed); }
 
     /// For the pin, which knows the kind and need not ask by way of virtual operations.
     CountedBuffer<Buffer>& buffer() { return buffer_; }

@@ -1,37 +1,100 @@
 #pragma once
 
 #include <Kavelin/Core/Stage.h>
-#include <Kavelin/Typed/QueueBuffer.h>
+#include <Kavelin/Typed/SampleFeed.h>
 #include <Kavelin/Typed/TimeStampedData.h>
 #include <Poco/Mutex.h>
 
+#include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <utility>
 
 namespace Kavelin::Core {
 
-/// A sample and the round in which it was sent; `SentSample` is the writer's, still to be copied.
+/// The samples of one writer, in blocks, each with the round in which it was sent. The writer appends while
+/// another thread takes, without a lock: a block that was read goes back to the writer.
 template <class D>
-struct StagedSample {
-    D sample{};
-    std::uint64_t round = 0;
-};
-template <class D>
-struct SentSample {
-    const D& sample;
-    std::uint64_t round;
-};
-template <class D>
-void copySample(const SentSample<D>& from, StagedSample<D>& to) {
-    copySample(from.sample, to.sample);
-    to.round = from.round;
-}
+class SampleBlocks {
+public:
+    SampleBlocks() : writing_(new Block), reading_(writing_) {}
+    ~SampleBlocks() {
+        release(reading_);
+        release(spare_);
+        release(read_.load());
+    }
+    SampleBlocks(const SampleBlocks&) = delete;
+    SampleBlocks& operator=(const SampleBlocks&) = delete;
 
-/// The stage of one input pin. `Pin` takes a delivered sample with `buffer(const D&)`.
+    /// [writer's thread]
+    void append(const D& sample, std::uint64_t round) {
+        if (written_ == kSize) beginBlock();
+        copySample(sample, writing_->samples[written_]);
+        writing_->rounds[written_] = round;
+        ++written_;
+        appended_.store(appended_.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+    }
+    /// The oldest sample, unless it was sent after `round`; null when there is none. It stays where it is
+    /// until the next call.  [one other thread at a time]
+    const D* take(std::uint64_t round) {
+        const std::uint64_t taken = taken_.load(std::memory_order_relaxed);
+        if (taken == appended_.load(std::memory_order_acquire)) return nullptr;
+        if (at_ == kSize) endBlock();
+        if (reading_->rounds[at_] > round) return nullptr;
+        taken_.store(taken + 1, std::memory_order_relaxed);
+        return &reading_->samples[at_++];
+    }
+    /// [any thread]
+    std::uint64_t size() const {
+        const std::uint64_t taken =
+            taken_.load(std::memory_order_relaxed);  // first: it only follows the other
+        return appended_.load(std::memory_order_relaxed) - taken;
+    }
+
+private:
+    static constexpr std::size_t kSize = 64;
+    struct Block {
+        std::array<D, kSize> samples;
+        std::array<std::uint64_t, kSize> rounds;
+        Block* next = nullptr;
+    };
+
+    void beginBlock() {
+        if (spare_ == nullptr) spare_ = read_.exchange(nullptr, std::memory_order_acquire);
+        Block* block = spare_ == nullptr ? new Block : std::exchange(spare_, spare_->next);
+        block->next = nullptr;
+        writing_ = writing_->next = block;
+        written_ = 0;
+    }
+    void endBlock() {
+        Block* const ended = std::exchange(reading_, reading_->next);
+        at_ = 0;
+        ended->next = read_.load(std::memory_order_relaxed);
+        while (!read_.compare_exchange_weak(ended->next, ended, std::memory_order_release)) {
+        }
+    }
+    static void release(Block* block) {
+        while (block != nullptr) delete std::exchange(block, block->next);
+    }
+
+    static constexpr std::size_t kLine = 64;  // threads that write different lines do not slow each other
+
+    Block* writing_;
+    std::size_t written_ = 0;  // of its samples
+    Block* spare_ = nullptr;
+    std::atomic<std::uint64_t> appended_{0};
+    alignas(kLine) Block* reading_;
+    std::size_t at_ = 0;
+    std::atomic<std::uint64_t> taken_{0};
+    std::atomic<Block*> read_{nullptr};  // blocks on their way back
+};
+
+/// The stage of one input pin. `Pin` takes delivered samples with `bufferAll(SampleFeed<D>&)`.
 template <class D, class Pin>
-class StagedQueue final : public Stage {
+class StagedQueue final : public Stage, private SampleFeed<D> {
 public:
     /// @param pin lent until `close`.
     StagedQueue(Pin& pin, RoundCounter round) : pin_(pin), round_(std::move(round)) {}
@@ -39,40 +102,43 @@ public:
     /// Keeps a sample until its round is delivered.  @return false when the stage is closed.
     /// [writer's thread]
     bool push(const D& sample) {
-        if (closed_.load(std::memory_order_acquire)) return false;
-        const Lock lock(mutex_);
-        if (closed_.load(std::memory_order_relaxed)) return false;
-        queue_.put(SentSample<D>{sample, round_->load(std::memory_order_relaxed)});
+        if (closed_.load(std::memory_order_acquire)) [[unlikely]] {
+            if (!std::exchange(wasSeenClosed_, true)) close();  // what was sent while it was being closed
+            return false;
+        }
+        samples_.append(sample, round_->load(std::memory_order_relaxed));
         return true;
     }
     void deliver(std::uint64_t round) override {
         const Lock lock(mutex_);
         deliverLocked(round);
     }
+    std::uint64_t waiting() const override { return samples_.size(); }
     void close() override {
         const Lock lock(mutex_);
-        deliverLocked(std::numeric_limits<std::uint64_t>::max());
         closed_.store(true, std::memory_order_release);
+        deliverLocked(std::numeric_limits<std::uint64_t>::max());
     }
 
 private:
     using Lock = Poco::FastMutex::ScopedLock;
-    static constexpr unsigned kUnbounded = 0;
 
     void deliverLocked(std::uint64_t round) {
-        if (closed_.load(std::memory_order_relaxed)) return;
-        while (next_ != nullptr || (next_ = queue_.take()) != nullptr) {
-            if (next_->round > round) return;
-            pin_.buffer(next_->sample);
-            next_ = nullptr;
-        }
+        delivered_ = round;
+        next_ = samples_.take(round);
+        if (next_ != nullptr) pin_.bufferAll(*this);
+    }
+    const D* next() override {
+        return next_ != nullptr ? std::exchange(next_, nullptr) : samples_.take(delivered_);
     }
 
     Pin& pin_;
     const RoundCounter round_;
-    Poco::FastMutex mutex_;  // taken before the buffer's own
-    FifoBuffer<StagedSample<D>> queue_{kUnbounded};
-    const StagedSample<D>* next_ = nullptr;  // taken out of the queue; its round is not delivered yet
+    bool wasSeenClosed_ = false;  // by the writer
+    SampleBlocks<D> samples_;
+    Poco::FastMutex mutex_;  // of what takes; taken before the buffer's own
+    std::uint64_t delivered_ = 0;
+    const D* next_ = nullptr;
     std::atomic<bool> closed_{false};
 };
 

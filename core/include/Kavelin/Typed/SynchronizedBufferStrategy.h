@@ -33,6 +33,11 @@ public:
         if (this->buffer_.isEmpty()) reader_.wait(this->mutex_, filled_);
         return this->take(out);
     }
+    void putAll(SampleFeed<Sample>& feed) override {
+        const Lock lock(this->mutex_);
+        this->buffer_.putAll(feed);
+        reader_.signal(filled_);
+    }
 
 private:
     Synchronizer& reader_;

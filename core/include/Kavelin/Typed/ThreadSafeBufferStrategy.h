@@ -20,6 +20,10 @@ public:
         const Lock lock(this->mutex_);
         return this->take(out);
     }
+    void putAll(SampleFeed<Sample>& feed) override {
+        const Lock lock(this->mutex_);
+        this->buffer_.putAll(feed);
+    }
 };
 
 }  // namespace Kavelin::Core

@@ -4,7 +4,6 @@
 #include <Kavelin/Typed/Contents.h>
 #include <Kavelin/Typed/Matrix.h>
 
-#include <algorithm>
 #include <cstddef>
 
 namespace Kavelin::Core {
@@ -21,28 +20,27 @@ template <class T>
 void copySample(const TimeStampedData<T>& from, TimeStampedData<T>& to) {
     to = from;
 }
-/// Most samples have a few elements only, for which the way into the library's copy is longer than the copy.
-inline void copyElements(const double* from, double* to, std::ptrdiff_t count) {
+/// A connection's samples nearly always have the same shape and a few elements: then only the elements need
+/// copying, in a loop that is shorter than the way into the library's copy.
+[[gnu::noinline]] inline void copyOtherSample(const TimeStampedData<Matrix>& from,
+                                              TimeStampedData<Matrix>& to) {
+    to = from;
+}
+inline void copySample(const TimeStampedData<Matrix>& from, TimeStampedData<Matrix>& to) {
     constexpr std::ptrdiff_t kFew = 16;
-    if (count > kFew) {
-        std::copy_n(from, count, to);
-        return;
-    }
+    const std::ptrdiff_t count = from.value.size();
+    if (from.value.rows() != to.value.rows() || from.value.cols() != to.value.cols() || count > kFew)
+        [[unlikely]]
+        return copyOtherSample(from, to);
+    const double* const source = from.value.data();
+    double* const target = to.value.data();
     std::ptrdiff_t i = 0;
     for (; i + 1 < count; i += 2) {
-        const double first = from[i], second = from[i + 1];
-        to[i] = first;
-        to[i + 1] = second;
+        const double first = source[i], second = source[i + 1];
+        target[i] = first;
+        target[i + 1] = second;
     }
-    if (i < count) to[i] = from[i];
-}
-/// A connection's samples nearly always have the same shape: then only the elements need copying.
-inline void copySample(const TimeStampedData<Matrix>& from, TimeStampedData<Matrix>& to) {
-    if (from.value.rows() == to.value.rows() && from.value.cols() == to.value.cols()) {
-        copyElements(from.value.data(), to.value.data(), from.value.size());
-    } else {
-        to.value = from.value;
-    }
+    if (i < count) target[i] = source[i];
     to.timeStamp = from.timeStamp;
 }
 

@@ -122,13 +122,6 @@ protected:
 private:
     void wakeLayout();
 
-    InputTally* tally_;  // the filter's, or the pin's own
-    double lastTimeStamp_ = 0.0;
-    std::uint64_t consumed_ = 0;
-    std::uint64_t misfits_ = 0;
-    std::uint64_t passedOver_ = 0;
-    LayoutInbox* inbox_ = nullptr;  // of the layout to wake, where the writer may run on another thread
-
     InputPinState* state_ = nullptr;
     bool blocking_ = true;
     bool paired_ = true;
@@ -137,6 +130,14 @@ private:
     unsigned bufferSize_ = kDefaultBufferSize;
     std::atomic<AbstractOutputPin*> connected_{nullptr};
     std::unique_ptr<InputTally> ownTally_;  // of a pin without a filter
+    LayoutInbox* inbox_ = nullptr;  // of the layout to wake, where the writer may run on another thread
+    std::uint64_t misfits_ = 0;
+    std::uint64_t passedOver_ = 0;
+
+    // What each sample touches, beside the same of the typed pin.
+    std::uint64_t consumed_ = 0;
+    double lastTimeStamp_ = 0.0;
+    InputTally* tally_;  // the filter's, or the pin's own
 };
 
 }  // namespace Kavelin::Core

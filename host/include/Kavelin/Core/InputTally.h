@@ -8,8 +8,8 @@ namespace Kavelin::Core {
 /// What the input pins of a filter tell its layout: how many samples came and how many were taken, and a mark
 /// that the filter is to be called.
 ///
-/// As long as the tally is certain and other threads feed none of the pins, `received` and `taken` are equal
-/// when there is nothing to take, and differ when there is. [layout thread, but for `isCertain`]
+/// As long as it is certain, `received` and `taken` are equal when there is nothing to take, and differ when
+/// there is. It never is for a filter that other threads feed.  [layout thread, but for `isCertain`]
 struct InputTally {
     std::uint64_t received = 0;  ///< samples that filters of the same thread added to the pins' buffers
     std::uint64_t taken = 0;     ///< samples that the pins took out of their buffers
@@ -30,6 +30,13 @@ struct InputTally {
         *readyWord |= readyBit;
     }
     void noteDiscarded() { isCertain.store(false, std::memory_order_relaxed); }
+    /// Whether the difference tells what is left.  [layout thread]
+    bool isKnown() const { return isCertain.load(std::memory_order_relaxed); }
+    /// The pins have nothing left. [layout thread, inside the filter's synchronizer]
+    void settle() {
+        received = taken;
+        isCertain.store(true, std::memory_order_relaxed);
+    }
     /// Begins to mark the filter in a layout's list.
     void enlist(std::uint64_t* word, std::uint64_t bit) {
         readyWord = word;

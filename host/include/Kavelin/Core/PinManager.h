@@ -67,10 +67,10 @@ protected:
 private:
     void rebuildBuffers();
 
+    InputTally tally_;  // beside what each call changes in the synchronizer
     Synchronizer synchronizer_;
     LayoutManager* layout_ = nullptr;
     PinList pins_;
-    InputTally tally_;
 };
 
 }  // namespace Kavelin::Core

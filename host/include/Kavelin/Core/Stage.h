@@ -20,6 +20,8 @@ public:
     /// Puts what was sent in rounds up to `round` into the reader's buffer, in the order in which it was
     /// sent.  [reader's thread]
     virtual void deliver(std::uint64_t round) = 0;
+    /// How many samples were sent and are not delivered.  [any thread]
+    virtual std::uint64_t waiting() const = 0;
     /// Delivers everything; from then on samples go straight into the reader's buffer.  [any thread]
     virtual void close() = 0;
 };
