@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "attitude/FilterAbsoluteAttitude.h"
+#include "bench/support/FilterDrive.h"
 #include "bench/support/OverSamples.h"
 #include "converters/FilterOmegaToMatrix.h"
-#include "support/FilterDrive.h"
 #include "support/TestFilters.h"
 
 namespace {
