@@ -6,10 +6,10 @@ namespace Kavelin::Cli {
 
 class Subject;
 
-/// One check: what it is called, what it proves, and the function that does it.
+/// One check.
 struct Check {
     const char* name;
-    const char* title;  ///< "<plugin or type>: ..." for --help
+    const char* title;  ///< what it does or proves, for --help
     bool ofPlugin;      ///< once for a plugin; else for each of its types
     /// @throws Fault, Skip; anything else is a fault too.
     void (*run)(Subject& subject);

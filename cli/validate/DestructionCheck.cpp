@@ -53,10 +53,9 @@ void destroyAfterCommands(Subject& subject, const Rows& rows) {
 
 /// In a layout whose thread runs: the host stops it first.
 void destroyRunning(Subject& subject, const Rows& rows) {
-    Core::FilterPtr filter = subject.make();
     for (const Buffering& kind : {bufferKinds()[3], bufferKinds()[6]}) {
         Core::LayoutManager layout("running");
-        filter = subject.make();
+        Core::FilterPtr filter = subject.make();
         layout.add(*filter);
         FilterRig rig(subject, *filter, {kind.name, kind.options, false});
         filter->getSynchronizer()->setIsFed(true);

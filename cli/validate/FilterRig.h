@@ -94,7 +94,7 @@ private:
     } misfit_;
 };
 
-/// "feeds rows of a simulated motion" to the filter, with its pins connected.
+/// Feeds rows one by one; each is a step that `subject` notes.
 void feedRows(FilterRig& rig, const std::vector<RecordingIO::SimulatedRow>& rows, const Feeding& feeding,
               const Subject& subject);
 
@@ -103,7 +103,7 @@ void feedRows(FilterRig& rig, const std::vector<RecordingIO::SimulatedRow>& rows
 void requireSameBits(const std::vector<SentSample>& expected, const std::vector<SentSample>& got,
                      const std::string& what);
 
-/// "pin \"attitude\", call 12", for messages.
+/// Pin and call of process, for messages.
 std::string placeOf(const SentSample& sample);
 
 }  // namespace Kavelin::Cli

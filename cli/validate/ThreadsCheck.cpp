@@ -49,7 +49,6 @@ private:
         while (!isOver_.load()) {
             const std::size_t i = random.bits() % properties.size();
             Core::AbstractProperty& property = *properties[i];
-            std::string text;
             if (property.hasValue()) property.exactText();
             if (!texts[i].empty()) isTaken(property, texts[i][random.bits() % texts[i].size()]);
             if (!property.hasValue()) activateCommands(filter);

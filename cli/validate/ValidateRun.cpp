@@ -91,7 +91,7 @@ public:
 
     void run() {
         for (const std::string& plugin : plugins()) plan(plugin);
-        requireSomething();
+        requireAll();
         const Interruption caught;
         const bool isWhole = runAll();
         report_.finish();
@@ -142,17 +142,21 @@ private:
         return found;
     }
 
+    static bool isNamed(const Validated& check, const std::string& name) {
+        return name == check.name() || name == check.type || name == check.check;
+    }
     bool isAsked(const Validated& check) const {
         const auto& names = options_.only;
-        return names.empty() || std::any_of(names.begin(), names.end(), [&](const std::string& name) {
-                   return name == check.name() || name == check.type || name == check.check;
-               });
+        return names.empty() || std::any_of(names.begin(), names.end(),
+                                            [&](const std::string& name) { return isNamed(check, name); });
     }
 
-    void requireSomething() const {
-        if (!checks_.empty() || hasLeftOut_) return;
-        const std::string asked = fmt::format("{}", fmt::join(options_.only, ", "));
-        throw UsageError("there is no " + asked + "; " + known_);
+    void requireAll() const {
+        for (const std::string& name : options_.only) {
+            const bool isThere = std::any_of(checks_.begin(), checks_.end(),
+                                             [&](const Validated& check) { return isNamed(check, name); });
+            if (!isThere && !hasLeftOut_) throw UsageError("there is no " + name + "; " + known_);
+        }
     }
 
     /// Loads the plugin in a child, to learn its types.
