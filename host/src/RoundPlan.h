@@ -55,20 +55,23 @@ public:
     /// one visited, stays for the next time. @param visit of an entry; returns false to end it.
     template <class Visit>
     void visitReady(const Visit& visit) {
-        ready_.visit([&](std::size_t position) {
-            if (position + kAhead < entries_.size()) expect(entries_[position + kAhead]);
-            return visit(entries_[position]);
+        if (entries_.size() < kMany) return ready_.visit([&](std::size_t at) { return visit(entries_[at]); });
+        ready_.visit([&](std::size_t at) {
+            if (at + kAhead < entries_.size()) expect(entries_[at + kAhead]);
+            return visit(entries_[at]);
         });
     }
 
 private:
+    static constexpr std::size_t kMany = 32;
     static constexpr std::size_t kAhead = 2;
 
     // Has the processor fetch what the call of a filter touches, while those before it work: with hundreds of
     // filters it would wait for that otherwise.
     static void expect(const Entry& entry) {
         constexpr std::ptrdiff_t kLine = 64;
-        for (const char* part : entry.touched) {
+        const auto [own, input, inputEnd, outputEnd] = entry.touched;
+        for (const char* part : {own, input, inputEnd, outputEnd}) {
             __builtin_prefetch(part);
             __builtin_prefetch(part + kLine);
         }
