@@ -144,7 +144,7 @@ void costOfPins(benchmark::State& state, int pins, const Bare& bare, const Filte
         return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
     };
     double t = 0;
-    const auto secondsOf = [&t](const auto& step) {
+    const auto secondsOf = [&](const auto& step) {
         const double begin = now();
         for (const auto& sample : samples()) step(t += 0.01, sample);
         return now() - begin;
