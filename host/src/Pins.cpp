@@ -68,6 +68,7 @@ AbstractInputPin::~AbstractInputPin() {
 }
 
 void AbstractInputPin::setBufferAttributes(unsigned size, bool lifo, bool synchronous) {
+    const TopologyLock lock;  // a layout plans by them
     bufferSize_ = size;
     lifo_ = lifo;
     synchronous_ = synchronous;
