@@ -159,6 +159,11 @@ net::HTTPServerParams::Ptr ViewServer::Inside::parameters() {
 }
 
 void ViewServer::Inside::handle(net::HTTPServerRequest& request, net::HTTPServerResponse& response) {
+    const std::string& version = request.getVersion();
+    if (version != net::HTTPMessage::HTTP_1_1 && version != net::HTTPMessage::HTTP_1_0) {
+        response.setVersion(net::HTTPMessage::HTTP_1_1);  // not what was sent
+        return refuse(request, response, Status::HTTP_BAD_REQUEST, "HTTP/1.1 is spoken here");
+    }
     const Address asked(request.getURI());
     net::NameValueCollection cookies;
     request.getCookies(cookies);
