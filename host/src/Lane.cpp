@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "Layout.h"
+#include "Topology.h"
 
 namespace Kavelin::Core {
 
@@ -40,7 +42,8 @@ std::optional<Round> Lane::awaitNextRound() {
     while (awaitHeads()) {
         const std::uint32_t seen = bell_->rings();
         if (std::optional<Round> next = nextRound()) return next;
-        if (nothingCanCome(layouts_, staysOpen_)) break;
+        if (!std::exchange(hasEndedWriting_, true)) endWriting();
+        if (nothingCanCome(layouts_, staysOpen_) || isInCircle()) break;
         sleep(seen);
         if (wasFed()) settle(layouts_);
     }
@@ -95,11 +98,16 @@ void Lane::publish(const Round& round) {
     counter_->fetch_add(1, std::memory_order_relaxed);
 }
 
-void Lane::end() {
+/// No round comes from here any more.
+void Lane::endWriting() {
     for (const Neighbour& reader : readers_) {
         reader.link->endWriting();
         reader.lane->bell_->ring();
     }
+}
+
+void Lane::end() {
+    endWriting();
     for (const Neighbour& feeder : feeders_) {
         feeder.link->endReading();
         feeder.lane->bell_->ring();
@@ -108,6 +116,15 @@ void Lane::end() {
 }
 
 // Waiting
+
+/// Whether connections that were made since the start let lanes wait for each other's end. One whose own sources are at their
+/// end does not wait any longer; one that can only be fed does, as long as there are sources.
+bool Lane::isInCircle() const {
+    if (!feedsItself(layouts_)) return false;
+    const bool hasSources = std::any_of(layouts_.begin(), layouts_.end(),
+                                        [](const Layout* layout) { return layout->hasSources(); });
+    return hasSources || ((!staysOpen_ || !feeders_.empty()) && !areFedBySources(layouts_));
+}
 
 bool Lane::isStopped() const {
     return std::any_of(layouts_.begin(), layouts_.end(),
@@ -137,7 +154,10 @@ bool Lane::await(const Ready& isReady) {
 bool Lane::awaitHeads() {
     return await([this] {
         return std::all_of(feeders_.begin(), feeders_.end(), [](const Neighbour& feeder) {
-            return feeder.link->head() != nullptr || feeder.link->isOver();
+            if (feeder.link->head() != nullptr) return true;
+            if (!feeder.link->isOver()) return false;
+            feeder.link->endReading();  // what is still sent belongs to no round
+            return true;
         });
     });
 }
@@ -156,7 +176,10 @@ bool Lane::awaitRoom() {
 
 void Lane::sleep(std::uint32_t seen) {
     for (Layout* layout : layouts_) layout->inbox.setIsSleeping(true);
-    if (!wasFed() && !isStopped()) bell_->await(seen);
+    const bool looksAgain = std::any_of(layouts_.begin(), layouts_.end(), [](const Layout* layout) {
+        return layout->inbox.hasChangedElsewhere();
+    });
+    if (!wasFed() && !looksAgain && !isStopped()) bell_->await(seen);
     for (Layout* layout : layouts_) layout->inbox.setIsSleeping(false);
 }
 

@@ -43,6 +43,7 @@ private:
         Lane* lane;
     };
 
+    bool isInCircle() const;
     bool isStopped() const;
     bool wasFed() const;
     template <class Ready>
@@ -54,6 +55,7 @@ private:
     std::optional<Round> nextRound();
     bool perform(const Round& round);
     void publish(const Round& round);
+    void endWriting();
     void end();
 
     const LayoutGroup layouts_;
@@ -66,6 +68,7 @@ private:
         std::make_shared<std::atomic<std::uint64_t>>(0);
     const std::shared_ptr<Bell> bell_ = std::make_shared<Bell>();
     std::atomic<bool> wantsRoom_{false};
+    bool hasEndedWriting_ = false;
 };
 
 using Lanes = std::vector<std::unique_ptr<Lane>>;

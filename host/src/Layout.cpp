@@ -25,6 +25,8 @@ void Layout::rebuildPlan() {
     plan.rebuild(filters, lock);
     neighbours.rebuild(*this, lock);
     updateWaits(lock);
+    for (Layout* other : runningLayouts(lock))
+        if (other != this) other->inbox.noteChangeElsewhere();
 }
 
 void Layout::noteTopologyChange(const TopologyLock& lock) {

@@ -22,6 +22,11 @@ public:
         wakeIfSleeping();
     }
     void noteChange() { changed_.store(true); }
+    /// Another layout has looked up its connections: whoever waits for the end of others may now wait for its own.
+    void noteChangeElsewhere() {
+        changedElsewhere_.store(true);
+        wakeIfSleeping();
+    }
     void requestStop() { stop_.store(true); }
     void wake() {
         const std::lock_guard lock(mutex_);
@@ -36,6 +41,7 @@ public:
     bool isIdle() const { return sleeping_.load() && !fed_.load(); }
     bool hasChanged() const { return changed_.load(std::memory_order_acquire); }
     bool hasNews() const { return fed_.load() || changed_.load(); }
+    bool hasChangedElsewhere() const { return changedElsewhere_.load(); }
 
     // [layout thread, or the thread that begins the run]
     /// Clears the notice that samples came.  @return whether there was one.
@@ -51,19 +57,25 @@ public:
         const std::lock_guard lock(mutex_);
         bell_ = std::move(bell);
     }
-    void setIsSleeping(bool sleeping) { sleeping_.store(sleeping); }
+    /// Whoever wakes looks at everything again.
+    void setIsSleeping(bool sleeping) {
+        sleeping_.store(sleeping);
+        if (!sleeping) changedElsewhere_.store(false);
+    }
     /// Sleeps until there is news, a stop is requested, or `isOver` is true.
     template <class Over>
     void sleepUntilNews(const Over& isOver) {
         std::unique_lock lock(mutex_);
         setIsSleeping(true);
         RoomGate::instance().openIfWanted();  // a source does not wait for a layout that sleeps
-        wakeUp_.wait(lock, [&] { return hasNews() || isStopRequested() || isOver(); });
+        wakeUp_.wait(lock,
+                     [&] { return hasNews() || hasChangedElsewhere() || isStopRequested() || isOver(); });
         setIsSleeping(false);
     }
 
 private:
     std::atomic<bool> changed_{true};
+    std::atomic<bool> changedElsewhere_{false};
     std::atomic<bool> fed_{false};
     std::atomic<bool> stop_{false};
     std::atomic<bool> sleeping_{false};

@@ -37,7 +37,8 @@ void LayoutThread::runFreely() {
         if (nothingComes) break;
         // Its own sources have ended, but other layouts may still feed it. It must not wait for the end of a
         // layout that in turn waits for this one's end.
-        if (layout_.hasSources() && feedsItself(layout_)) break;
+        Layout* const own[] = {&layout_};
+        if (layout_.hasSources() && feedsItself(own)) break;
         layout_.inbox.sleepUntilNews([this] { return isAlone(); });
     }
     layout_.endRun();
@@ -51,8 +52,13 @@ bool LayoutThread::isAlone() const {
 /// Keeps the sources from filling buffers in other layouts.  @return false after a stop.
 bool LayoutThread::waitForRoom() const {
     if (!layout_.hasSources() || !layout_.neighbours.hasReaders()) return true;
-    while (!layout_.inbox.isStopRequested() && layout_.neighbours.isOverfeeding(layout_))
-        RoomGate::instance().waitBriefly();
+    while (!layout_.inbox.isStopRequested() && layout_.neighbours.isOverfeeding(layout_)) {
+        // What came meanwhile is taken: the layout that is to make room may itself wait for room here.
+        if (layout_.inbox.hasNews() && layout_.rounds.runPending())
+            RoomGate::instance().openIfWanted();
+        else
+            RoomGate::instance().waitBriefly();
+    }
     return !layout_.inbox.isStopRequested();
 }
 

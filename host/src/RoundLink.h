@@ -66,6 +66,7 @@ public:
     }
     /// The reader takes no more rounds: what is sent goes straight into its buffers.
     void endReading() {
+        if (read_.load(std::memory_order_relaxed)) return;
         read_.store(true);
         closeStages();
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <mutex>
+#include <span>
 #include <vector>
 
 namespace Kavelin::Core {
@@ -30,7 +31,10 @@ Layout* layoutOf(const Pin& pin);
 /// Whether something that has not ended feeds one of the layout's filters.
 bool canStillBeFed(const Layout& layout, const TopologyLock&);
 
-/// Whether connections lead from this layout through others back to it.
-bool feedsItself(const Layout& layout);
+/// Whether these layouts wait for the end of others that wait for theirs.  [a thread of these layouts]
+bool feedsItself(std::span<Layout* const> layouts);
+
+/// Whether one of the layouts that these wait for, at first or second hand, has sources.  [as feedsItself]
+bool areFedBySources(std::span<Layout* const> layouts);
 
 }  // namespace Kavelin::Core

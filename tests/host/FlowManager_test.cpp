@@ -183,5 +183,25 @@ TEST(FlowManager, ConnectionsChangeDuringARunWithThreads) {
     flow.clear();
 }
 
+TEST(FlowManager, ConnectionsMadeDuringARunWithThreadsMayCloseACircle) {
+    FlowManager& flow = FlowManager::instance();
+    for (const bool fedFromTheStart : {true, false}) {
+        CountingSource a("a", 100), b("b", 100);
+        Relay ofA("of a"), ofB("of b");
+        LayoutManager &one = flow.createLayout("one"), &two = flow.createLayout("two");
+        addTo(one, a, ofB);
+        addTo(two, b, ofA);
+        const auto connectOnce = [](CountingSource& source, Relay& reader) {
+            if (reader.a.getConnectedOutput() == nullptr) connect(source.out, reader.a);
+        };
+        if (fedFromTheStart) connectOnce(a, ofA);
+        one.setRoundHook([&](double) { connectOnce(b, ofB); });
+        two.setRoundHook([&](double) { connectOnce(a, ofA); });
+        flow.runToEndInThreads();  // neither waits for the other's end
+        EXPECT_TRUE(a.atEnd() && b.atEnd());
+        flow.clear();
+    }
+}
+
 }  // namespace
 }  // namespace Kavelin::Core

@@ -255,6 +255,21 @@ TEST(Threads, ALayoutWithASourceOfItsOwnTakesAllThatIsFedToIt) {
     }
 }
 
+TEST(Threads, SourcesDoNotWaitForRoomInEachOthersLayouts) {
+    CountingSource left("left", 20000), right("right", 20000);
+    Relay ofLeft("of left"), ofRight("of right");
+    LayoutManager one("one"), two("two");
+    addTo(one, left, ofRight);
+    addTo(two, right, ofLeft);
+    connect(left.out, ofLeft.a, {.bufferSize = 2});
+    connect(right.out, ofRight.a, {.bufferSize = 2});
+    one.start();
+    two.start();
+    one.wait();
+    two.wait();
+    EXPECT_TRUE(left.atEnd() && right.atEnd());
+}
+
 TEST(Threads, ASourceDoesNotWaitForAReaderThatWaitsForIt) {
     CountingSource source("source", 2000);
     ScriptedFilter reader("reader", [](ScriptedFilter& self) {
