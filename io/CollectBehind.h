@@ -30,7 +30,7 @@ public:
     Evidence evidence();
 
 private:
-    static constexpr std::size_t kBatchRows = 128;
+    static constexpr std::size_t kBatchRows = 384;
     static constexpr std::size_t kBatches = 2;  // one of them is being filled
 
     struct Batch {

@@ -7,7 +7,7 @@ namespace Kavelin::RecordingIO {
 namespace {
 
 constexpr std::size_t kBatches = 3;  // one of them is with the reader of the rows
-constexpr std::size_t kBatchLines = 256;
+constexpr std::size_t kBatchLines = 768;
 
 }  // namespace
 
@@ -35,16 +35,15 @@ void ReadAhead::run() {
 
 /// Until the batch is full, or reading on would mean waiting while there is something to hand over.
 void ReadAhead::fill(Batch& batch) {
-    std::size_t rows = 0;
     batch.met.clear();
+    batch.rows.clear();
     batch.faults.clear();
     batch.begin = reader_->consumed();
     do {
         const Next next = reader_->next();
         batch.met.push_back(next);
         if (next == Next::kRow) {
-            if (rows == batch.rows.size()) batch.rows.emplace_back();
-            batch.rows[rows++] = reader_->row();
+            batch.rows.add(reader_->row());
         } else if (next == Next::kFault) {
             batch.faults.push_back({reader_->fault(), reader_->message()});
         }
@@ -60,7 +59,7 @@ std::optional<ReadAhead::Next> ReadAhead::next() {
     const Next next = taken_->met[met_];
     if (next == Next::kEnd) return next;  // again at each further call
     ++met_;
-    if (next == Next::kRow) row_ = rowsTaken_++;
+    if (next == Next::kRow) taken_->rows.get(rowsTaken_++, row_);
     if (next == Next::kFault) fault_ = faultsTaken_++;
     return next;
 }

@@ -8,11 +8,12 @@
 #include <vector>
 
 #include "io/recording/BatchExchange.h"
+#include "io/recording/RowPack.h"
 #include "io/recording/RowReader.h"
 
 namespace Kavelin::RecordingIO {
 
-/// Reads a recording in a thread of its own, up to a thousand rows ahead of its user, so that parsing and
+/// Reads a recording in a thread of its own, up to two thousand rows ahead of its user, so that parsing and
 /// waiting for the disk run in parallel with the filters. Rows of a live pipe are handed over as they come.
 class ReadAhead {
 public:
@@ -34,7 +35,7 @@ public:
     std::optional<Next> next();
 
     /// The row that `next` found, and the fault that it reported last; valid until the next `next`.
-    const Row& row() const { return taken_->rows[row_]; }
+    const Row& row() const { return row_; }
     Fault fault() const { return taken_->faults[fault_].kind; }
     const std::string& message() const { return taken_->faults[fault_].message; }
 
@@ -54,7 +55,7 @@ private:
     /// What the reader met on a stretch of lines.
     struct Batch {
         std::vector<Next> met;
-        std::vector<Row> rows;  // kept for their memory: of these as many as `met` has
+        RowPack rows;
         std::vector<FaultEntry> faults;
         std::uint64_t begin = 0, consumed = 0;  // bytes of the file before it, and up to here
     };
@@ -70,7 +71,7 @@ private:
     // Of the thread that takes the rows.
     std::unique_ptr<Batch> taken_;
     std::size_t met_ = 0;    // index of the next of `taken_`
-    std::size_t row_ = 0;    // index of the present row
+    Row row_;                // the present one
     std::size_t fault_ = 0;  // index of the present fault
     std::size_t rowsTaken_ = 0;
     std::size_t faultsTaken_ = 0;

@@ -36,6 +36,7 @@ public:
 
 private:
     friend class RowBuilder;
+    friend class RowPack;
     friend class MergedReader;
     friend class StoredReader;
     friend class MessageReader;

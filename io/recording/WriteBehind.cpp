@@ -9,7 +9,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr std::size_t kBatchRows = 512;    // enough to write without waiting for more
-constexpr std::size_t kBatchCells = 4096;  // room for them, and for longer rows at the cost of fewer
+constexpr std::size_t kBatchCells = 8192;  // room for them, and for longer rows at the cost of fewer
 constexpr auto kLivePause = 5ms;
 constexpr std::chrono::milliseconds kLiveTick = 20ms;
 constexpr std::chrono::milliseconds kFilePause = 500ms;  // between two ticks as well
