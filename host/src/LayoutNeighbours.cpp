@@ -63,19 +63,19 @@ void LayoutNeighbours::lookUpFeeds(const Layout& own, Filter& filter, const Topo
     }
 }
 
-bool LayoutNeighbours::isOverfeeding(const Layout& own) const {
+const Layout* LayoutNeighbours::overfedReader(const Layout& own) const {
     for (const Feed& feed : feeds_) {
         // Inside the writing filter's scope its connections cannot change.
         const Synchronizer::ProcessScope scope(*feed.writer);
-        if (own.inbox.hasChanged()) return false;
+        if (own.inbox.hasChanged()) return nullptr;
         if (!feed.input->isOverHalfFull()) continue;
         // A reader that sleeps although it has seen everything does not read this pin. One that waits for
         // data on another pin may get it only from this layout. Waiting for either could last for ever.
         const Layout& reader = *feed.reader;
         const bool reads = reader.state.isRunning() && !reader.inbox.isIdle();
-        if (reads && !reader.state.isReaderWaiting()) return true;
+        if (reads && !reader.state.isReaderWaiting()) return &reader;
     }
-    return false;
+    return nullptr;
 }
 
 }  // namespace Kavelin::Core

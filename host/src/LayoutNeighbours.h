@@ -35,8 +35,8 @@ public:
     /// Whether a filter outside all layouts feeds this one. It can send as long as the program runs.
     bool isFedFromOutside() const { return fedFromOutside_; }
     bool hasReaders() const { return !feeds_.empty(); }
-    /// Whether a buffer in another layout is more than half full and is going to be read.
-    bool isOverfeeding(const Layout& own) const;
+    /// A layout in which a buffer that this one feeds is more than half full and is going to be read; null for none.
+    const Layout* overfedReader(const Layout& own) const;
 
 private:
     struct Feed {  // a connection into another layout

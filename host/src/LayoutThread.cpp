@@ -52,14 +52,16 @@ bool LayoutThread::isAlone() const {
 /// Keeps the sources from filling buffers in other layouts.  @return false after a stop.
 bool LayoutThread::waitForRoom() const {
     if (!layout_.hasSources() || !layout_.neighbours.hasReaders()) return true;
-    while (!layout_.inbox.isStopRequested() && layout_.neighbours.isOverfeeding(layout_)) {
+    while (!layout_.inbox.isStopRequested()) {
+        const Layout* const reader = layout_.neighbours.overfedReader(layout_);
+        if (reader == nullptr) return true;
         // What came meanwhile is taken: the layout that is to make room may itself wait for room here.
         if (layout_.inbox.hasNews() && layout_.rounds.runPending())
             RoomGate::instance().openIfWanted();
-        else
-            RoomGate::instance().waitBriefly();
+        else if (!RoomGate::instance().waitBriefly(layout_, *reader))
+            return true;  // filters wait for what only a source of the circle can send
     }
-    return !layout_.inbox.isStopRequested();
+    return false;
 }
 
 }  // namespace Kavelin::Core

@@ -3,6 +3,7 @@
 #include <Kavelin/Core/LayoutManager.h>
 #include <Kavelin/Typed/Handler.h>
 #include <Kavelin/Typed/RangeProperty.h>
+#include <Kavelin/Typed/TakeTogether.h>
 
 #include <atomic>
 #include <condition_variable>
@@ -268,6 +269,23 @@ TEST(Threads, SourcesDoNotWaitForRoomInEachOthersLayouts) {
     one.wait();
     two.wait();
     EXPECT_TRUE(left.atEnd() && right.atEnd());
+}
+
+TEST(Threads, LayoutsThatWaitForRoomInACircleGoOn) {
+    CountingSource left("left", 50), right("right", 50);
+    // Takes nothing: what it needs beside it never comes.
+    const auto needsBoth = [](ScriptedFilter& self) { takeTogether(self.a, self.b); };
+    ScriptedFilter ofLeft("of left", needsBoth), ofRight("of right", needsBoth);
+    LayoutManager one("one"), two("two");
+    addTo(one, left, ofRight);
+    addTo(two, right, ofLeft);
+    connect(left.out, ofLeft.a, {.bufferSize = 8});
+    connect(right.out, ofRight.a, {.bufferSize = 8});
+    one.start();
+    two.start();
+    one.wait();
+    two.wait();
+    for (ScriptedFilter* filter : {&ofLeft, &ofRight}) EXPECT_EQ(filter->a.getCounts().put, 50u);
 }
 
 TEST(Threads, ASourceDoesNotWaitForAReaderThatWaitsForIt) {

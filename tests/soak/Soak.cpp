@@ -228,6 +228,9 @@ std::string Soak::report() const {
     row("filters moved to another layout", counts_.moves.load());
     row("filters made again", counts_.remakes.load());
     row("exceptions out of process", errors);
+    for (Core::LayoutManager* layout : layouts_)
+        for (const Core::ProcessError& error : layout->getErrors().getErrors())
+            text += fmt::format("| {}: {} |\n", error.filter, error.message);
     row("heap in use, warmed up, KiB", warm_ ? warm_->heap / 1024 : 0);
     row("heap in use, at the end, KiB", end_.heap / 1024);
     row("memory held, warmed up, MiB", warm_ ? warm_->resident >> 20 : 0);
