@@ -1,13 +1,13 @@
 #include <Poco/Exception.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <map>
 #include <string>
 #include <string_view>
 
+#include "fuzz/SoundRows.h"
 #include "io/formats/OpenRecording.h"
 
 namespace {
@@ -42,22 +42,6 @@ private:
 
     std::map<std::string, std::string_view> texts_;
 };
-
-/// What must hold of any bytes: rows have finite times that do not decrease, and their values are numbers.
-void requireSound(RowReader& reader) {
-    double latest = -HUGE_VAL;
-    for (auto next = reader.next(); next != RowReader::Next::kEnd; next = reader.next()) {
-        if (next != RowReader::Next::kRow) continue;
-        const Row& row = reader.row();
-        if (!std::isfinite(row.time()) || row.time() < latest) std::abort();
-        latest = row.time();
-        for (std::size_t i = 0; i < reader.schema().channels.size(); ++i) {
-            for (std::size_t e = 0; row.has(i) && e < reader.schema().channels[i].size(); ++e) {
-                if (std::isnan(row.values(i)[e])) std::abort();
-            }
-        }
-    }
-}
 
 }  // namespace
 

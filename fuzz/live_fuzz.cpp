@@ -3,12 +3,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
 
+#include "fuzz/SoundRows.h"
 #include "io/files/LiveNotes.h"
 #include "io/files/LiveSource.h"
 #include "io/formats/OpenRecording.h"
@@ -59,23 +59,6 @@ private:
     bool isLost_ = false;
     const int ready_ = ::open("/dev/null", O_RDONLY | O_CLOEXEC);  // always ready to be read
 };
-
-/// What must hold of any bytes: rows have finite times that do not decrease, and their values are numbers.
-void requireSound(RowReader& reader) {
-    double latest = -HUGE_VAL;
-    for (auto next = reader.next(); next != RowReader::Next::kEnd; next = reader.next()) {
-        if (next == RowReader::Next::kFault && reader.message().empty()) std::abort();
-        if (next != RowReader::Next::kRow) continue;
-        const Row& row = reader.row();
-        if (!std::isfinite(row.time()) || row.time() < latest) std::abort();
-        latest = row.time();
-        for (std::size_t i = 0; i < reader.schema().channels.size(); ++i) {
-            for (std::size_t e = 0; row.has(i) && e < reader.schema().channels[i].size(); ++e) {
-                if (std::isnan(row.values(i)[e])) std::abort();
-            }
-        }
-    }
-}
 
 }  // namespace
 
