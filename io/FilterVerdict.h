@@ -60,9 +60,9 @@ private:
     Input disturbed_{"flag_mag", this, optional(Core::kFlag), OrientationInternal::AnyTime{}};
     Input body_{"flag_mag_body", this, optional(Core::kFlag), OrientationInternal::AnyTime{}};
 
-    std::optional<EarthTurn> toEnu_;              // of an attitude relative to North-East-Down
+    std::optional<EarthTurn> toEnu_;            // of an attitude relative to North-East-Down
     std::unique_ptr<CollectBehind> collector_;  // from the first sample on
-    bool hasBegun_ = false;                       // this run
+    bool hasBegun_ = false;                     // this run
     bool hasAttitude_ = false;
 };
 
