@@ -83,10 +83,12 @@ std::string drawGraph(const std::string& graph, const std::string& format) {
     Poco::Pipe in, out;
     const Poco::ProcessHandle dot = Poco::Process::launch("dot", {"-q", "-T" + format}, &in, &out, nullptr);
     const TimeLimit limit(dot);
-    {
+    try {
         Poco::PipeOutputStream text(in);
         text << graph;
         text.close();
+    } catch (const Poco::IOException&) {
+        // It ended before it had read everything: its status says why.
     }
     std::string picture;
     Poco::PipeInputStream drawn(out);

@@ -177,6 +177,8 @@ start_in_thread()
     pipe.close()
 
 
+@pytest.mark.skipif("libasan" in os.environ.get("LD_PRELOAD", ""),
+                    reason="the address sanitizer forks with its heap locked, if another thread is in it")
 def test_a_fork_in_the_middle_of_a_run_is_told(live):
     child, pipe = live("""
 start_in_thread()
