@@ -1,7 +1,5 @@
 #include "attitude/FilterAGMAttitude_v5.h"
 
-#include "attitude/agm/AGMComputer.h"
-
 namespace Kavelin::OrientationInternal {
 
 FilterAGMAttitude_v5::FilterAGMAttitude_v5(const std::string& name)

@@ -1,7 +1,5 @@
 #include "attitude/FilterAGMAttitude_v6.h"
 
-#include "attitude/agm/AGMComputer.h"
-
 namespace Kavelin::OrientationInternal {
 
 FilterAGMAttitude_v6::FilterAGMAttitude_v6(const std::string& name)

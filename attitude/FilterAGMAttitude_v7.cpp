@@ -1,7 +1,5 @@
 #include "attitude/FilterAGMAttitude_v7.h"
 
-#include "attitude/agm/AGMComputer_v7.h"
-
 namespace Kavelin::OrientationInternal {
 
 FilterAGMAttitude_v7::FilterAGMAttitude_v7(const std::string& name)

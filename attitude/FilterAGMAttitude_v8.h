@@ -14,12 +14,20 @@ namespace Kavelin::OrientationInternal {
 /// Pins, properties and settings: docs/filters/FilterAGMAttitude_v8.md. The reference frame of the common
 /// outputs is the earth's (East, North, Up), or that of the attitude handed in; "flag_acc" and "flag_mag"
 /// are 1.0 while that sensor is not static.
-class FilterAGMAttitude_v8 : public FilterAGMBase {
+class FilterAGMAttitude_v8 : public FilterAGMBase, public Core::WithState<FilterAGMAttitude_v8> {
 public:
     static constexpr const char* kTypeName = "FilterAGMAttitude_v8";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterAGMAttitude_v8(const std::string& name);
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        serializeAs<AGMComputer_v8>(archive);
+        archive(lockedByPin_);
+    }
 
 protected:
     void takeFurther() override;

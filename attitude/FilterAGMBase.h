@@ -35,6 +35,12 @@ protected:
 
     const AGMEstimate& estimate() const { return estimator_->estimate(); }
 
+    /// Gives or takes the whole state, for a snapshot, of a version whose estimator is a `Computer`.
+    template <class Computer, class Archive>
+    void serializeAs(Archive& archive) {
+        archive(static_cast<Computer&>(*estimator_), settingsFaultTold_);
+    }
+
 private:
     void onInitTime(const int& seconds);
     void loadSettings();

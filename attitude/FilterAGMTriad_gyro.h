@@ -19,12 +19,19 @@ namespace Kavelin::OrientationInternal {
 /// Reference"; the command "Ref" restarts. Deliberate: all outputs are stamped with the wall clock (s since
 /// 15 October 1582), one reading for the four; the range properties show 0 until they are written, while the
 /// filter works with 0.2 s and 0.0005.
-class FilterAGMTriad_gyro : public Filter {
+class FilterAGMTriad_gyro : public Filter, public Core::WithState<FilterAGMTriad_gyro> {
 public:
     static constexpr const char* kTypeName = "FilterAGMTriad_gyro";
+    static constexpr unsigned kStateVersion = 1;
     explicit FilterAGMTriad_gyro(const std::string& name);
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(computer_);
+    }
 
 private:
     void reset() { computer_.reset(absoluteReference_.get()); }

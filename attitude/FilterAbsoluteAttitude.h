@@ -14,12 +14,19 @@ namespace Kavelin::OrientationInternal {
 /// which drives the filter; out "abs" 3x3, frame * rel, stamped like "rel". The frame is R_earth_sensor (rows
 /// north, west, up), the identity until the first complete pair, and is kept until the next. One "3a" and one
 /// "3m" are taken for each "rel", "3m" only where there was a "3a". No properties.
-class FilterAbsoluteAttitude : public Filter {
+class FilterAbsoluteAttitude : public Filter, public Core::WithState<FilterAbsoluteAttitude> {
 public:
     static constexpr const char* kTypeName = "FilterAbsoluteAttitude";
+    static constexpr unsigned kStateVersion = 1;
     explicit FilterAbsoluteAttitude(const std::string& name);
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(referenceFrame_);
+    }
 
 private:
     void updateReferenceFrame();

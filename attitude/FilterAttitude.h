@@ -19,9 +19,10 @@ namespace Kavelin::OrientationInternal {
 /// up) and send R R0^T; the dynamic modes measure the field's angle about one axis and send the turn by it.
 /// "Coef 3a" is, in "static with coef", the fraction by which the field is turned towards being horizontal;
 /// "Coef 3m" is its complement to 1 and follows it. "Reference" takes the next sample as the reference.
-class FilterAttitude : public Filter {
+class FilterAttitude : public Filter, public Core::WithState<FilterAttitude> {
 public:
     static constexpr const char* kTypeName = "FilterAttitude";
+    static constexpr unsigned kStateVersion = 1;
 
     enum ATTITUDE_MODE : int {
         STATIC,
@@ -35,6 +36,12 @@ public:
     explicit FilterAttitude(const std::string& name);
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(relative_, plane_, referenceRequested_, echoExpected_);
+    }
 
 private:
     void onMode(const ATTITUDE_MODE& mode);

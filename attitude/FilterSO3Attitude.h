@@ -23,13 +23,20 @@ namespace Kavelin::OrientationInternal {
 /// and heading; "flag_rest"; "flag_mag", 1.0 while the field is disturbed or there is none; "flag_mag_body",
 /// 1.0 while a magnet on the sensor is known and taken out.
 /// Nothing is sent before the first usable acceleration and rate.
-class FilterSO3Attitude : public Filter {
+class FilterSO3Attitude : public Filter, public Core::WithState<FilterSO3Attitude> {
 public:
     static constexpr const char* kTypeName = "FilterSO3Attitude";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterSO3Attitude(const std::string& name);
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(computer_, track_);
+    }
 
 private:
     void onReset();

@@ -20,13 +20,21 @@ namespace Kavelin::OrientationInternal {
 /// sensor to earth (East, North, Up); "3g_bias" 1x3 rad/s; "3a_prop" 1x3 linear acceleration, m/s^2, earth
 /// frame; "flag_rest"; "flag_mag", 1.0 while the field is disturbed or there is none. Nothing is sent before
 /// the first usable acceleration.
-class FilterSphericalFilteringAttitude : public Filter {
+class FilterSphericalFilteringAttitude : public Filter,
+                                         public Core::WithState<FilterSphericalFilteringAttitude> {
 public:
     static constexpr const char* kTypeName = "FilterSphericalFilteringAttitude";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterSphericalFilteringAttitude(const std::string& name);
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(newest_.acceleration, newest_.time, newest_.isUsable, matcher_, computer_);
+    }
 
 private:
     void onReset() { computer_.reset(); }

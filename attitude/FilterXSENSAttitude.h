@@ -15,12 +15,19 @@ namespace Kavelin::OrientationInternal {
 /// F = diag(-1, 1, -1), and C0 the C of the first sample after construction and after each "Reference".
 /// Deliberate: the output is stamped with the wall clock (s since 15 October 1582),
 /// not with the sample's time.
-class FilterXSENSAttitude : public Filter {
+class FilterXSENSAttitude : public Filter, public Core::WithState<FilterXSENSAttitude> {
 public:
     static constexpr const char* kTypeName = "FilterXSENSAttitude";
+    static constexpr unsigned kStateVersion = 1;
     explicit FilterXSENSAttitude(const std::string& name);
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(relative_, referenceRequested_);
+    }
 
 private:
     void onReference() { referenceRequested_ = true; }

@@ -48,6 +48,12 @@ public:
         out.send(in.lastTimeStamp());
     }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(model_, turn_, isActive_, samples_);
+    }
+
     OrientationInternal::InputPin<Core::Matrix> in;
     OrientationInternal::OutputPin<Core::Matrix> out;
 

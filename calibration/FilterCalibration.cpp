@@ -110,6 +110,11 @@ void FilterCalibration::onFile() {
     stale_ = true;
 }
 
+void FilterCalibration::takeCalibration(const Calibration& calibration) {
+    calibration_ = calibration;
+    settle();
+}
+
 void FilterCalibration::onMount(const bool& mounts) {
     if (mounts && calibration_ && !calibration_->mount)
         throw Poco::InvalidArgumentException(

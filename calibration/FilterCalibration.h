@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "calibration/CalibratedSensor.h"
+#include "calibration/CalibrationTaker.h"
 #include "calibration/model/Calibration.h"
 #include "calibration/online/CalibrationCheck.h"
 #include "calibration/online/OffsetLearner.h"
@@ -20,9 +21,13 @@ namespace Kavelin::Calibration {
 /// tell is sent as it came, and so is a sample with an element that is not finite. "Start Learning" begins to look at
 /// the field; "End Learning" takes the offset found, or refuses it with the reason and keeps the one before. At the end
 /// of a run the filter says where the result does not look like a calibrated one.
-class FilterCalibration : public OrientationInternal::Filter, public RecordingIO::RunParticipant {
+class FilterCalibration : public OrientationInternal::Filter,
+                          public Core::WithState<FilterCalibration>,
+                          public RecordingIO::RunParticipant,
+                          public CalibrationTaker {
 public:
     static constexpr const char* kTypeName = "FilterCalibration";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterCalibration(const std::string& name);
 
@@ -30,6 +35,16 @@ public:
     std::string typeName() const override { return kTypeName; }
     std::vector<std::string> runErrors() const override;
     std::vector<std::string> runNotes() const override;
+    void takeCalibration(const Calibration& calibration) override;
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        double coverage = coverage_.value();
+        archive(acceleration_, rate_, field_, stale_, checks_, learning_, coverage);
+        if (archive.isWhole() || stale_) archive(calibration_);  // the sensors have what is needed of it
+        if constexpr (Archive::is_loading::value) coverage_.show(coverage);
+    }
 
 private:
     using Matrix = Core::Matrix;
@@ -84,11 +99,22 @@ private:
         std::optional<AccelerationCheck> acceleration;
         std::optional<RateCheck> rate;
         std::optional<FieldCheck> field;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(acceleration, rate, field);
+        }
     };
     struct Learning {
         bool isOn = false;
         AffineModel ofFile;  ///< with which the learner sees the field
         OffsetLearner learner;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(isOn, ofFile);
+            if (isOn) archive(learner);
+        }
     };
 
     std::optional<Calibration> calibration_;

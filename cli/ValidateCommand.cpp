@@ -43,7 +43,7 @@ void addValidateCommand(CLI::App& app, CommandContext& context) {
             ->type_name("TYPE/CHECK");
     command->add_option("--jobs", options->jobs, "Checks at a time, instead of one for each processor")
         ->type_name("N")
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Range(1, 1000).description(""));
     command->add_option("--time-limit", options->timeLimit, "Seconds after which a check is ended")
         ->type_name("S")
         ->check(CLI::Range(0.001, 1e6))

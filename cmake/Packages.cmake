@@ -72,7 +72,7 @@ kavelin_package(dev libkavelincore-dev SECTION libdevel
   TITLE "host library of orientation filters: development files"
   TEXT "Headers, the CMake package KavelinCore and the pkg-config file kavelincore, for
 programs and plugins of your own."
-  DEPENDS "${library_package} ${this_version}, libpoco-dev, libeigen3-dev"
+  DEPENDS "${library_package} ${this_version}, libpoco-dev, libeigen3-dev, libcereal-dev"
   SUGGESTS "kavelin, kavelin-doc, cmake, pkg-config")
 if(TARGET kavelin_python)
   get_directory_property(python_minor DIRECTORY python DEFINITION Python_VERSION_MINOR)

@@ -11,7 +11,7 @@ namespace Kavelin::OrientationInternal {
 /// Pins: in "yaw", "pitch", "roll", one element each, degrees; out "3a" and "3m", 1x3 unit rows in the sensor
 /// frame, both stamped like "yaw". The three inputs are taken together or not at all; a triple with a sample
 /// of another size is taken and dropped. The numerics are in DirectionSynthesis.
-class Filter3a3mGenerator : public Filter {
+class Filter3a3mGenerator : public Filter, public Core::WithoutState {
 public:
     static constexpr const char* kTypeName = "Filter3a3mGenerator";
     explicit Filter3a3mGenerator(const std::string& name);

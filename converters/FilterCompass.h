@@ -11,7 +11,7 @@ namespace Kavelin::OrientationInternal {
 /// "inMag": at least 1 row and 3 columns, of which the first three elements count; any unit, sensor frame.
 /// "out": 1x3 (heading rad, tilt rad, norm in the unit of the input), stamped as the sample.
 /// Other shapes are dropped.
-class FilterCompass : public Filter {
+class FilterCompass : public Filter, public Core::WithoutState {
 public:
     static constexpr const char* kTypeName = "FilterCompass";
 

@@ -10,7 +10,7 @@ namespace Kavelin::OrientationInternal {
 ///
 /// "3a": three elements in any shape; any unit, sensor frame. "pitch", "roll": 1x1, rad, sent in this order,
 /// stamped as the sample. Other element counts are dropped.
-class FilterInclinometer : public Filter {
+class FilterInclinometer : public Filter, public Core::WithoutState {
 public:
     static constexpr const char* kTypeName = "FilterInclinometer";
 

@@ -38,6 +38,11 @@ struct PairErrors {
 
     static PairErrors of(const Quaternion& error);
     double total() const;
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(heading, inclination);
+    }
 };
 
 /// Compares an estimated with a reference orientation over a recording, pair by pair, in bounded memory.
@@ -58,6 +63,13 @@ public:
     /// "error against the reference: total 1.2, heading ...": the figures, which are there, and how they were aligned.
     std::string figuresText() const;
     Alignment alignment() const { return alignment_; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(alignment_, hasStart_, start_, count_, sumTotal_, sumHeading_, sumInclination_, pairs_,
+                stride_, sinceKept_);
+    }
 
 private:
     /// With kHeading the pairs must be kept until the turn is known: up to this many, then every second one,

@@ -35,6 +35,12 @@ public:
              const Vector3& bias);
     EstimateEvidence evidence() const;
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(last_, firstTime_, isFinite_, force_, corrections_, turned_);
+    }
+
 private:
     void addForce(double step, const Vector3& force, bool counts);
     void closeWindow();
@@ -43,11 +49,21 @@ private:
         double time;
         Quaternion attitude;
         Vector3 angle;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(time, attitude, angle);
+        }
     };
     struct Force {
         Vector3 mean = Vector3::Zero();  // low-passed, earth frame
         double tiltSquares = 0.0;
         double tiltTime = 0.0;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(mean, tiltSquares, tiltTime);
+        }
     };
     /// Sums over the windows that are closed, and the one that is open.
     struct Corrections {
@@ -58,6 +74,11 @@ private:
         double largest = 0.0;
         double largestTime = 0.0;
         int windows = 0;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(windowStart, inWindow, headingSquares, levelSquares, largest, largestTime, windows);
+        }
     };
 
     std::optional<Last> last_;

@@ -30,10 +30,23 @@ public:
     void add(const ResultSample& sample);
     Evidence evidence() const;
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(timing_, rates_, isRelativeToStart_, hasStart_, start_, turnTick_, fieldTick_, estimateTick_,
+                northTick_, acceleration_, rate_, field_, accelerationTurn_, rateTurn_, fieldTurn_,
+                gravityFit_, fieldFit_, fieldInEarth_, norms_, estimate_, tiltSigma_, headingSigma_, rest_,
+                disturbed_, bias_, hardIron_, hasBodyMagnet_);
+    }
+
 private:
     struct MeanSquare {
         double sum = 0.0;
         std::uint64_t count = 0;
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(sum, count);
+        }
         void add(double value) { sum += value, ++count; }
         std::optional<double> mean() const {
             if (count == 0) return std::nullopt;
@@ -49,6 +62,11 @@ private:
             hasLast_ = true;
             last_ = t;
             return true;
+        }
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(hasLast_, last_);
         }
 
     private:
@@ -69,11 +87,21 @@ private:
         double usualStep = 0.0;
         double gapSeconds = 0.0;
         double longestGap = 0.0;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(rows, first, last, usualStep, gapSeconds, longestGap);
+        }
     } timing_;
     struct Rates {
         double time = 0.0;
         Vector3 last = Vector3::Zero();
         Vector3 angle = Vector3::Zero();  // integral of the rates, axis by axis
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(time, last, angle);
+        }
     } rates_;
 
     bool isRelativeToStart_;

@@ -43,6 +43,12 @@ public:
     void add(double t, const Quaternion& q, const Vector3& field);
     FieldEvidence evidence() const;
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(window_, last_, sums_, motion_, firstNorm_, norms_, dips_, azimuths_);
+    }
+
 private:
     void closeWindow();
     void accumulate(double weight);
@@ -54,10 +60,20 @@ private:
         Matrix3 rotation = Matrix3::Zero();
         Vector3 earth = Vector3::Zero();
         double norm = 0.0;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(start, length, count, rotation, earth, norm);
+        }
     } window_;
     struct Last {
         double time;
         Matrix3 rotation;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(time, rotation);
+        }
     };
     std::optional<Last> last_;  // window
 
@@ -70,6 +86,11 @@ private:
         Vector3 earth = Vector3::Zero();
         Vector3 body = Vector3::Zero();
         double squares = 0.0;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(weight, norm, east, north, rotation, earth, body, squares);
+        }
     } sums_;
     double motion_ = 0.0;  // s
     double firstNorm_ = 0.0;

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 
 namespace Kavelin::RecordingIO {
 
@@ -37,6 +38,23 @@ public:
             if (weightWithin(centre, distance) >= share * sum_) return distance;
         }
         return static_cast<double>(kCells) * width_;
+    }
+
+    /// Gives or takes the whole state, for a snapshot: which cells are in use, as most are not, and their weights.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        std::array<std::uint64_t, (kCells + 63) / 64> used{};
+        for (std::size_t i = 0; i < kCells; ++i) {
+            if (cells_[i] != 0.0) used[i / 64] |= std::uint64_t{1} << i % 64;
+        }
+        archive(used, sum_);
+        for (std::size_t i = 0; i < kCells; ++i) {
+            if ((used[i / 64] >> i % 64 & 1) != 0) {
+                archive(cells_[i]);
+            } else {
+                cells_[i] = 0.0;
+            }
+        }
     }
 
 private:

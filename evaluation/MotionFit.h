@@ -43,6 +43,12 @@ public:
 
     MotionFitResult result() const;
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(rateTime_, rate_, angle_, blockStart_, block_, last_, norm_, normTime_, band_, sums_);
+    }
+
 private:
     static constexpr int kUnknowns = 15;  // M column by column, bias, offset
     using Design = Eigen::Matrix<double, 3, kUnknowns>;
@@ -55,6 +61,11 @@ private:
         Vector3 angle = Vector3::Zero();  // integral of the rates, axis by axis
         Vector3 vector = Vector3::Zero();
         int count = 0;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(t, angle, vector, count);
+        }
     };
 
     void closeBlock();
@@ -72,6 +83,11 @@ private:
         Vector3 smoothChange = Vector3::Zero();
         double deviation = 0.0;  // squared relative deviation of the norm, low-passed
         double sinceLast = 0.0;  // s
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(design, smoothDesign, change, smoothChange, deviation, sinceLast);
+        }
     };
     /// Normal equations of the fit, and the time that went into them.
     struct Sums {
@@ -80,6 +96,16 @@ private:
         double squares = 0.0;
         double weight = 0.0;
         double seconds = 0.0;
+
+        // What the bias and the offset add to the rows of M is never read.
+        template <class Archive>
+        void serialize(Archive& archive) {
+            Eigen::Matrix<double, kUnknowns, 9> left = normal.leftCols<9>();
+            Eigen::Matrix<double, 6, 6> corner = normal.bottomRightCorner<6, 6>();
+            archive(left, corner, right, squares, weight, seconds);
+            normal.leftCols<9>() = left;
+            normal.bottomRightCorner<6, 6>() = corner;
+        }
     };
 
     std::optional<double> rateTime_;

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "attitude/rotation/RotationTypes.h"
+#include "attitude/rotation/SymmetricState.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -28,6 +29,12 @@ public:
     void add(double t, const Vector3& field, double turned);
     NormByDirectionEvidence evidence() const;
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(halves_, unit_, lastTurned_, taken_);
+    }
+
 private:
     static constexpr int kUnknowns = 9;
     using Normal = Eigen::Matrix<double, kUnknowns, kUnknowns>;
@@ -42,6 +49,12 @@ private:
 
         Unknowns fit() const;
         double residual(const Unknowns& x) const;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            OrientationInternal::serializeSymmetric(archive, normal);
+            archive(right, squares, count, sum);
+        }
     };
 
     std::array<Sums, 2> halves_;

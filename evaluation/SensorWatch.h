@@ -31,12 +31,23 @@ public:
     double norm() const { return samples_ > 0 ? normSum_ / static_cast<double>(samples_) : 0.0; }  ///< mean
     double normDeviation() const;  ///< standard deviation
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(lanes_, samples_, unusable_, firstTime_, lastTime_, lastTurned_, normSum_, squares_);
+    }
+
 private:
     /// Samples at an extreme value, in runs of three or more.
     struct Extreme {
         double value = 0.0;
         std::uint64_t inRuns = 0;
         void take(double value, double sign, std::uint64_t run);
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(value, inRuns);
+        }
     };
     struct Lane {
         double value = 0.0;
@@ -47,6 +58,11 @@ private:
         double stuck = 0.0;   // s
         bool isZero = true;
         Extreme greatest, least;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(value, run, changes, turned, since, stuck, isZero, greatest, least);
+        }
     };
     void addTo(Lane& lane, double t, double value, double turned);
 

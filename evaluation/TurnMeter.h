@@ -37,6 +37,12 @@ public:
     /// rad
     double turned() const { return turned_; }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(time_, smooth_, anchor_, turned_);
+    }
+
 private:
     static constexpr double kSmooth = 0.2;       // s
     static constexpr double kStep = 0.3;         // rad

@@ -4,35 +4,44 @@
 
 namespace Kavelin::RecordingIO {
 
-CollectBehind::CollectBehind(bool isRelativeToStart) : collector_(isRelativeToStart) {
-    thread_ = std::thread([this] { run(); });
-}
+CollectBehind::CollectBehind(bool isRelativeToStart) : collector_(isRelativeToStart) {}
 
 CollectBehind::~CollectBehind() {
     exchange_.close();
-    thread_.join();
+    if (thread_.joinable()) thread_.join();
 }
 
 void CollectBehind::handOver() {
+    if (!thread_.joinable()) thread_ = std::thread([this] { run(); });
+    isBehind_ = true;
     exchange_.giveFull(std::move(filling_));
     filling_ = exchange_.takeEmpty();
 }
 
-Evidence CollectBehind::evidence() {
-    std::promise<Evidence> answer;
-    filling_->asked = &answer;
-    handOver();
-    return answer.get_future().get();
+EvidenceCollector& CollectBehind::collected() {
+    if (isBehind_) {
+        std::promise<void> answer;
+        filling_->asked = &answer;
+        handOver();
+        answer.get_future().wait();
+        isBehind_ = false;
+    } else {
+        take(filling_->samples);
+    }
+    return collector_;
+}
+
+void CollectBehind::take(std::vector<ResultSample>& samples) {
+    for (const ResultSample& sample : samples) collector_.add(sample);
+    samples.clear();
 }
 
 // In the thread
 
 void CollectBehind::run() {
     while (std::unique_ptr<Batch> batch = exchange_.takeFull()) {
-        for (const ResultSample& sample : batch->samples) collector_.add(sample);
-        batch->samples.clear();
-        if (std::promise<Evidence>* const asked = std::exchange(batch->asked, nullptr))
-            asked->set_value(collector_.evidence());
+        take(batch->samples);
+        if (std::promise<void>* const asked = std::exchange(batch->asked, nullptr)) asked->set_value();
         exchange_.giveEmpty(std::move(batch));
     }
 }

@@ -2,6 +2,9 @@
 
 #include <Poco/Exception.h>
 
+#include <algorithm>
+#include <limits>
+
 #include "attitude/rotation/QuaternionAlgebra.h"
 #include "io/AttitudeSample.h"
 #include "io/PinOrigin.h"
@@ -44,10 +47,13 @@ void FilterAttitudeErrors::prepareRun() { open(); }
 
 void FilterAttitudeErrors::open() {
     if (files_ == Files::kOpen) return;
+    if (files_ != Files::kToResume) {
+        onAlignment(alignment_.value());
+        asked_.reset();
+    }
     files_ = Files::kRefused;  // until they are open
-    onAlignment(alignment_.value());
     track_.reset();
-    intervals_ = {};
+    intervals_ = movementFile_.get().empty() ? Intervals() : Intervals::open(movementFile_.get());
     if (opener_) {
         track_.emplace(opener_());
     } else if (!referenceFile_.get().empty()) {
@@ -59,7 +65,7 @@ void FilterAttitudeErrors::open() {
     const std::string_view attitude = frameOf(attitude_);
     if (hasKnownEarth_ || attitude == kSensorToNorthEastDown)
         attitudeTurn_ = earthTurn(attitude, Core::kSensorToEarth);
-    if (!movementFile_.get().empty()) intervals_ = Intervals::open(movementFile_.get());
+    if (track_ && asked_) track_->at(*asked_);
     files_ = Files::kOpen;
 }
 
@@ -71,7 +77,7 @@ void FilterAttitudeErrors::setReference(std::function<std::unique_ptr<RowReader>
 void FilterAttitudeErrors::completeRun() { files_ = Files::kToOpen; }
 
 void FilterAttitudeErrors::process() {
-    if (files_ == Files::kToOpen) open();
+    if (files_ == Files::kToOpen || files_ == Files::kToResume) open();
     while (attitude_.readNext()) {
         if (!attitude_.fits()) continue;
         const std::optional<Quaternion> attitude = attitudeOf(attitude_.value());
@@ -83,7 +89,9 @@ void FilterAttitudeErrors::process() {
 
 std::optional<Quaternion> FilterAttitudeErrors::referenceAt(double time) {
     const std::optional<Quaternion> sample = sampleAt(time);
-    return track_ ? track_->at(time) : sample;
+    if (!track_) return sample;
+    asked_ = std::max(asked_.value_or(-std::numeric_limits<double>::infinity()), time);
+    return track_->at(time);
 }
 
 /// An earlier sample belongs to no attitude; a later one waits for its attitude.

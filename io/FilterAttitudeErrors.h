@@ -22,10 +22,12 @@ namespace Kavelin::RecordingIO {
 /// with the first attitude; a file that cannot be used is then an exception out of `process`,
 /// and nothing is compared.
 class FilterAttitudeErrors : public OrientationInternal::Filter,
+                             public Core::WithState<FilterAttitudeErrors>,
                              public RunParticipant,
                              public AttitudeComparison {
 public:
     static constexpr const char* kTypeName = "FilterAttitudeErrors";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterAttitudeErrors(const std::string& name);
 
@@ -40,12 +42,26 @@ public:
     const AttitudeErrors& errors() const override { return errors_; }
     const ReferenceTrack* referenceTrack() const override { return track_ ? &*track_ : nullptr; }
 
+    /// Gives or takes the whole state, for a snapshot. The files are opened again, and read up to where they were.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        Files files = files_ == Files::kToResume ? Files::kOpen : files_;
+        archive(files, errors_, asked_);
+        if constexpr (Archive::is_loading::value) {
+            files_ = files == Files::kOpen ? Files::kToResume : files;
+            track_.reset();
+        }
+    }
+
 private:
     using Matrix = Core::Matrix;
 
-    enum class Files { kToOpen, kOpen, kRefused };
+    enum class Files { kToOpen, kToResume, kOpen, kRefused };
 
-    void onFile() { files_ = Files::kToOpen; }
+    void onFile() {
+        files_ = Files::kToOpen;
+        track_.reset();
+    }
     void onAlignment(const int& index);
     void onReferenceFrame(const int& index);
     void open();
@@ -86,6 +102,7 @@ private:
     bool hasKnownEarth_ = false;  // the reference says itself that it is relative to East-North-Up
     std::function<std::unique_ptr<RowReader>()> opener_;  // of the reference; empty: a file, or the pin
     std::optional<ReferenceTrack> track_;
+    std::optional<double> asked_;  // s, the latest time at which the track was asked
     Intervals intervals_;
     Files files_ = Files::kToOpen;  // for this run
 };

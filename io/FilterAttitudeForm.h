@@ -17,7 +17,9 @@ namespace Kavelin::RecordingIO {
 /// With "Frame" it is turned to that earth first. The earth that it comes in is the one that its pin declares;
 /// without a declaration, East-North-Up. An attitude that is not relative to the earth is refused by
 /// `checkRun`, and dropped.
-class FilterAttitudeForm : public OrientationInternal::Filter, public RunParticipant {
+class FilterAttitudeForm : public OrientationInternal::Filter,
+                           public Core::WithoutState,
+                           public RunParticipant {
 public:
     static constexpr const char* kTypeName = "FilterAttitudeForm";
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "io/files/ByteSource.h"
+#include "io/files/FileTrace.h"
 #include "io/files/LiveAddress.h"
 #include "io/recording/ColumnNames.h"
 #include "io/recording/ReadAhead.h"
@@ -55,6 +56,10 @@ public:
     }
 
     bool hasFaults() const { return hasFaults_; }
+    void forgetFaults() {
+        hasFaults_ = false;
+        faults_.clear();
+    }
     void raiseFaults() {
         hasFaults_ = false;
         if (refusal_) refusal_->rethrow();
@@ -107,6 +112,7 @@ FilterCsvReader::~FilterCsvReader() = default;
 
 void FilterCsvReader::process() {
     Stream& open = stream();
+    ++calls_;
     if (open.hasRow()) {
         sendRow(open.row());
         open.rowIsSent();
@@ -116,6 +122,45 @@ void FilterCsvReader::process() {
     // A host gives up on a source that fails without making progress, so faults wait for a later time stamp.
     const bool getsOn = !open.hasRow() || open.row().time() > currentTime_;
     if (open.hasFaults() && getsOn) open.raiseFaults();
+}
+
+/// As calls of `process` that send and raise nothing.
+void FilterCsvReader::replay(std::uint64_t calls) {
+    Stream& open = stream();
+    for (calls_ = 0; calls_ < calls; ++calls_) {
+        const bool hasRow = open.hasRow();
+        if (hasRow) {
+            currentTime_ = open.row().time();
+            open.rowIsSent();
+        }
+        const bool waits = hasRow && !open.hasFaults() && open.recording().mayWait();
+        if (waits || !open.hasFaults()) continue;
+        if (!open.hasRow() || open.row().time() > currentTime_) open.forgetFaults();
+    }
+}
+
+void FilterCsvReader::saveState(Core::StateWriter& to) const {
+    if (isReadOnce() || isLive())
+        throw Poco::NotImplementedException("'" + getName() + "' reads " + recordingName() +
+                                            ", which cannot be read again from a place in it");
+    to(calls_, currentTime_, calls_ == 0 ? FileTrace{} : traceOf(opener_ ? "" : fileName_.get()));
+}
+
+void FilterCsvReader::restoreState(Core::StateReader& from) {
+    std::uint64_t calls = 0;
+    double time = 0.0;
+    FileTrace trace;
+    from(calls, time, trace);
+    stale_ = true;
+    currentTime_ = 0.0;
+    if (calls == 0) return;
+    const std::string file = opener_ ? "" : fileName_.get();
+    if (traceOf(file) != trace)
+        throw Poco::DataFormatException("'" + file + "' was changed since it was read");
+    open();
+    replay(calls);
+    if (currentTime_ != time)
+        throw Poco::DataFormatException("'" + file + "' does not have the rows that were read from it");
 }
 
 void FilterCsvReader::sendRow(const Row& row) {
@@ -234,6 +279,7 @@ FilterCsvReader::Stream& FilterCsvReader::stream() const {
 
 void FilterCsvReader::openStream() const {
     stale_ = false;
+    calls_ = 0;
     auto opened = std::make_unique<Stream>([this] { return openReader(); });
     lanes_.clear();
     if (opened->isUsable()) {

@@ -37,7 +37,11 @@ using OrientationInternal::ValueProperty;
 /// The file, or what is given in its place, is opened when its first row is asked for. A row that cannot be used is an exception out of
 /// `process`, with file and line in its message, and the next call goes on after it. After ten of one kind
 /// the message stays the same, so that a host that lists distinct messages is not flooded.
-class FilterCsvReader : public Filter, public Core::Source, public RunParticipant, public RecordingSource {
+class FilterCsvReader : public Filter,
+                        public Core::Source,
+                        public RunParticipant,
+                        public RecordingSource,
+                        public Core::Stateful {
 public:
     static constexpr const char* kTypeName = "FilterCsvReader";
 
@@ -68,6 +72,13 @@ public:
     const RecordingStatistics* statistics() const override;
     const FaultCounts* faults() const override;
 
+    // A snapshot holds how far the recording was read; whoever takes it back reads it again up to there.
+    unsigned stateVersion() const override { return 1; }
+    /// @throws Poco::NotImplementedException for what cannot be read again: a pipe, a live stream
+    void saveState(Core::StateWriter& to) const override;
+    /// @throws Poco::DataFormatException where the recording is another than it was
+    void restoreState(Core::StateReader& from) override;
+
 private:
     class Stream;
     /// The output of a channel; null where there was no pin of that name in time.
@@ -85,6 +96,7 @@ private:
     OpenOptions options() const;
     bool isOpen() const;
     void change();
+    void replay(std::uint64_t calls);
     void sendRow(const Row& row);
     void declare(const Channel& channel, bool asColumns) const;
     void onFileName();
@@ -134,7 +146,8 @@ private:
     mutable std::unique_ptr<Stream> stream_;
     mutable std::function<void()> stopOpening_;  // set while waiting for a header; guarded by streamMutex_
     bool isInterrupted_ = false;
-    double currentTime_ = 0.0;  // of the row sent last
+    double currentTime_ = 0.0;         // of the row sent last
+    mutable std::uint64_t calls_ = 0;  // of process, since the recording was opened
 };
 
 }  // namespace Kavelin::RecordingIO

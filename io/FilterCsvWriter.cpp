@@ -5,9 +5,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
+#include "io/RowSamples.h"
 #include "io/recording/ColumnNames.h"
-#include "io/recording/TableWriter.h"
+#include "io/recording/ResultPath.h"
 #include "io/recording/Text.h"
 #include "io/writing/TableCollector.h"
 
@@ -56,26 +58,14 @@ void FilterCsvWriter::drop() {
     }
 }
 
-/// Takes the next sample of a row's time.  @return false where there is none.
-bool FilterCsvWriter::Column::goesOnTo(double time) {
-    while (pin.fetch() && !(pin.heldTimeStamp() > time)) {
-        pin.consume();
-        if (pin.lastTimeStamp() == time) return true;
-    }
-    return false;
-}
-
 void FilterCsvWriter::writeRow(double time) {
     WriteBehind& rows = rowFile_->rows;
     rows.number(time);
     for (const auto& input : inputs_) {
         const std::size_t count = input->names.size();
-        const bool isThere = input.get() == rowPin_ || input->goesOnTo(time);
-        if (isThere && static_cast<std::size_t>(input->pin.value().size()) == count) [[likely]] {
-            rows.cells(input->pin.value().data(), count);
+        const bool isThere = input.get() == rowPin_ || goesOnTo(input->pin, time);
+        if (writeCells(rows, input->pin, isThere, count)) [[likely]]
             continue;
-        }
-        rows.emptyCells(count);
         if (!isThere || input->isRefused) continue;
         const Matrix& value = input->pin.value();
         refuse(*input, wrongColumnCount(input->pin.getName(), count, static_cast<std::size_t>(value.rows()),
@@ -87,7 +77,7 @@ void FilterCsvWriter::writeRow(double time) {
 void FilterCsvWriter::putRow(double time) {
     std::size_t written = 0;
     for (std::size_t i = 0; i < inputs_.size(); ++i) {
-        if (inputs_[i].get() != rowPin_ && !inputs_[i]->goesOnTo(time)) continue;
+        if (inputs_[i].get() != rowPin_ && !goesOnTo(inputs_[i]->pin, time)) continue;
         try {
             put(i);
             ++written;
@@ -189,6 +179,7 @@ void FilterCsvWriter::prepareRun() {
 void FilterCsvWriter::completeRun() {
     const bool isWanted = isPrepared_ && !hasFailed_;
     isPrepared_ = false;
+    if (isWanted && unfinished_) openTable();
     if (isWanted && !isOpen() && !rows_.get().empty()) {
         arrangeColumns();
         if (knowsColumns()) openTable();
@@ -199,6 +190,7 @@ void FilterCsvWriter::completeRun() {
 void FilterCsvWriter::closeTable() {
     const std::unique_ptr<TableSink> table = std::move(table_);
     const std::unique_ptr<RowFile> rowFile = std::move(rowFile_);
+    unfinished_.reset();
     hasFailed_ = false;
     if (rowFile) rowFile->finish();
     if (!table) return;
@@ -228,7 +220,7 @@ Core::AbstractInputPin* FilterCsvWriter::demandInputPin(const std::string& pinNa
 }
 
 void FilterCsvWriter::requireNoTable(const char* what) const {
-    if (isOpen())
+    if (hasBegun())
         throw Poco::IllegalStateException("'" + getName() + "' has begun its table: no new " + what + " now");
 }
 
@@ -236,7 +228,24 @@ void FilterCsvWriter::openTable() {
     if (isOpen()) return;
     hasFailed_ = true;  // until the table is there
     checkRun();
-    arrangeColumns();
+    if (unfinished_) {
+        openUnfinished();
+    } else {
+        arrangeColumns();
+        openNewTable();
+    }
+    hasFailed_ = false;
+}
+
+void FilterCsvWriter::openUnfinished() {
+    const Unfinished from = *std::exchange(unfinished_, {});
+    if (from.rows)
+        rowFile_ = std::make_unique<RowFile>(fileName_.get(), *from.rows);
+    else
+        table_ = std::make_unique<TableWriter>(fileName_.get(), *from.table);
+}
+
+void FilterCsvWriter::openNewTable() {
     const TableKind kind = this->kind();
     if (kind == TableKind::kCsv && rowPin_ != nullptr && knowsColumns()) {
         openRowFile();
@@ -249,7 +258,45 @@ void FilterCsvWriter::openTable() {
         for (const auto& input : inputs_) table->add(described(*input, kind));
         table_ = std::move(table);
     }
-    hasFailed_ = false;
+}
+
+// Snapshots
+
+void FilterCsvWriter::saveState(Core::StateWriter& to) const {
+    const std::string& path = fileName_.get();
+    if (!path.empty() && (kind() != TableKind::kCsv || resultPath(path).temporary.empty()))
+        throw Poco::NotImplementedException(
+            "'" + getName() + "': '" + path +
+            "' cannot be continued: only a table of text in an ordinary file is written row by row");
+    to(settled(), hasFailed_, refusals_);
+    for (const auto& input : inputs_) to(input->waits, input->isRefused);
+}
+
+std::optional<FilterCsvWriter::Unfinished> FilterCsvWriter::settled() const {
+    if (rowFile_) {
+        rowFile_->rows.settle();
+        return Unfinished{rowFile_->file.place(), {}};
+    }
+    if (table_) return Unfinished{{}, dynamic_cast<TableWriter&>(*table_).settle()};
+    return unfinished_;
+}
+
+void FilterCsvWriter::restoreState(Core::StateReader& from) {
+    std::optional<Unfinished> unfinished;
+    bool hasFailed = false;
+    std::string refusals;
+    from(unfinished, hasFailed, refusals);
+    if (unfinished && unfinished->rows.has_value() == unfinished->table.has_value())
+        throw Poco::DataFormatException("its table is neither of rows nor of samples");
+    if (unfinished)
+        ResultFile::requireContinuable(fileName_.get(),
+                                       unfinished->rows ? *unfinished->rows : unfinished->table->place());
+    if (isOpen()) closeTable();
+    unfinished_ = std::move(unfinished);
+    hasFailed_ = hasFailed;
+    refusals_ = std::move(refusals);
+    arrangeColumns();
+    for (const auto& input : inputs_) from(input->waits, input->isRefused);
 }
 
 /// A sensor of a .sto file has one column, with quaternions as its cells.

@@ -3,12 +3,14 @@
 #include <Kavelin/Typed/FilterKit.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "io/RunParticipant.h"
 #include "io/recording/ResultFile.h"
 #include "io/recording/TableSink.h"
+#include "io/recording/TableWriter.h"
 #include "io/recording/WriteBehind.h"
 #include "io/writing/TableFormat.h"
 
@@ -36,7 +38,7 @@ using OrientationInternal::ValueProperty;
 /// completed, the file name changes or the filter goes; the other kinds are written then, as a whole. A sample of another shape (with "Rows", the first of
 /// its pin) and a disk without room are exceptions out of `process`; after a failure to write, samples are
 /// taken and dropped.
-class FilterCsvWriter : public Filter, public RunParticipant {
+class FilterCsvWriter : public Filter, public RunParticipant, public Core::Stateful {
 public:
     static constexpr const char* kTypeName = "FilterCsvWriter";
 
@@ -51,13 +53,21 @@ public:
     std::vector<std::string> runErrors() const override;
     std::vector<std::string> runNotes() const override { return notes_; }
 
+    // A snapshot of a table that is being written holds how far it has come; one that takes it back goes on with the
+    // unfinished file, and cuts off what was written to it after the snapshot.
+    unsigned stateVersion() const override { return 1; }
+    /// Has what was written so far on the disk.
+    /// @throws Poco::NotImplementedException for what is not written row by row to an ordinary file
+    void saveState(Core::StateWriter& to) const override;
+    /// @throws Poco::DataFormatException where the unfinished file is not there
+    void restoreState(Core::StateReader& from) override;
+
 protected:
     Core::AbstractInputPin* demandInputPin(const std::string& pinName) override;
 
 private:
     struct Column {
         explicit Column(const std::string& name, FilterCsvWriter* owner) : pin(name, owner, AnyTime{}) {}
-        bool goesOnTo(double time);
 
         InputPin<Matrix> pin;
         std::vector<std::string> names;   // of its columns; empty: they follow from its first sample
@@ -70,12 +80,27 @@ private:
     /// The table where all columns are known before the first row.
     struct RowFile {
         explicit RowFile(const std::string& path) : file(path) {}
+        RowFile(const std::string& path, const ResultPlace& place) : file(path, place) {}
         void finish();
 
         ResultFile file;
         WriteBehind rows{file};
     };
 
+    /// A table to go on with, once the next sample comes.
+    struct Unfinished {
+        std::optional<ResultPlace> rows;
+        std::optional<TableWriter::Progress> table;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(rows, table);
+        }
+    };
+
+    std::optional<Unfinished> settled() const;
+    void openNewTable();
+    void openUnfinished();
     void writeByTime();
     void writeRows();
     void drop();
@@ -86,6 +111,7 @@ private:
     TableKind kind() const;
     TableSink::Pin described(const Column& input, TableKind kind) const;
     bool isOpen() const { return table_ || rowFile_; }
+    bool hasBegun() const { return isOpen() || unfinished_; }
     bool knowsColumns() const;
     void openTable();
     void openRowFile();
@@ -117,6 +143,7 @@ private:
     Column* rowPin_ = nullptr;  // whose samples make the rows
     std::unique_ptr<TableSink> table_;
     std::unique_ptr<RowFile> rowFile_;  // in its place
+    std::optional<Unfinished> unfinished_;
     bool hasFailed_ = false;
     bool isPrepared_ = false;         // the run must leave a table
     std::string refusals_;            // to be raised

@@ -10,7 +10,7 @@ namespace Kavelin::RecordingIO {
 
 /// Converts angles from radians to degrees. It makes an input of any name that a connection asks for, and
 /// with it an output of the same name; samples of any shape, each element converted, stamps as they come.
-class FilterDegrees : public OrientationInternal::Filter {
+class FilterDegrees : public OrientationInternal::Filter, public Core::WithoutState {
 public:
     static constexpr const char* kTypeName = "FilterDegrees";
 

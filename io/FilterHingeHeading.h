@@ -11,14 +11,21 @@ namespace Kavelin::RecordingIO {
 /// Keeps the headings of two segments together that a hinge joins: turns the attitude of G about the vertical
 /// so that the hinge, z of both, has one heading, on average over "Time constant" (see HingeHeading). Takes one
 /// sample of each input; a pair with a sample of another shape is dropped.
-class FilterHingeHeading : public OrientationInternal::Filter {
+class FilterHingeHeading : public OrientationInternal::Filter, public Core::WithState<FilterHingeHeading> {
 public:
     static constexpr const char* kTypeName = "FilterHingeHeading";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterHingeHeading(const std::string& name);
 
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(tracker_);
+    }
 
 private:
     using Matrix = Core::Matrix;

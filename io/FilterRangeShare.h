@@ -12,14 +12,21 @@ namespace Kavelin::RecordingIO {
 /// Sends each rate as a share of the gyroscope's range, so that a limit of 1 always means the end of the
 /// range. The range is the property "Range" until the gyroscope is seen to clip; from then on it is the rate
 /// at which it clips.
-class FilterRangeShare : public OrientationInternal::Filter {
+class FilterRangeShare : public OrientationInternal::Filter, public Core::WithState<FilterRangeShare> {
 public:
     static constexpr const char* kTypeName = "FilterRangeShare";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterRangeShare(const std::string& name);
 
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(clipping_);
+    }
 
 private:
     using Matrix = Core::Matrix;

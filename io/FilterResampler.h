@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "io/LaneState.h"
 #include "io/RunParticipant.h"
 #include "io/recording/SampleTrack.h"
 
@@ -23,9 +24,12 @@ namespace Kavelin::RecordingIO {
 ///
 /// An instant is sent as soon as every interpolated pin has a sample of its time or later; when the buffer of
 /// a pin is full, what has not come counts as missing.
-class FilterResampler : public OrientationInternal::Filter, public RunParticipant {
+class FilterResampler : public OrientationInternal::Filter,
+                        public Core::WithState<FilterResampler>,
+                        public RunParticipant {
 public:
     static constexpr const char* kTypeName = "FilterResampler";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterResampler(const std::string& name);
 
@@ -35,6 +39,14 @@ public:
     void finishStream() override;
     void completeRun() override;
     std::vector<std::string> runNotes() const override;
+
+    /// Gives or takes the whole state, for a snapshot. What the properties say is looked up again.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(hasTick_, tick_, hasInstant_, instant_, sent_, leftOut_);
+        serializeByName(archive, lanes_, *this);
+        stale_ = true;
+    }
 
 protected:
     Core::AbstractInputPin* demandInputPin(const std::string& pinName) override;
@@ -55,6 +67,11 @@ private:
         SampleTrack::At state = SampleTrack::At::kLater;
         std::uint64_t missing = 0;     // instants left out because it had no value
         std::uint64_t outOfOrder = 0;  // samples not later than the one before
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(track, missing, outOfOrder);
+        }
     };
 
     void onList(const std::string&) { stale_ = true; }

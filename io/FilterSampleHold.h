@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "io/LaneState.h"
 #include "io/RunParticipant.h"
 
 namespace Kavelin::RecordingIO {
@@ -16,15 +17,25 @@ namespace Kavelin::RecordingIO {
 /// Samples are taken in order of arrival; only the clock's time stamps count. With "Repeat" nothing is sent
 /// before every pin has had a sample. Without it, only the pins with a new sample since the clock's last one
 /// are sent, and none waits for another.
-class FilterSampleHold : public OrientationInternal::Filter, public RunParticipant {
+class FilterSampleHold : public OrientationInternal::Filter,
+                         public Core::WithState<FilterSampleHold>,
+                         public RunParticipant {
 public:
     static constexpr const char* kTypeName = "FilterSampleHold";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterSampleHold(const std::string& name);
 
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
     void checkRun() override;
+
+    /// Gives or takes the whole state, for a snapshot. What the properties say is looked up again.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        serializeByName(archive, lanes_, *this);
+        stale_ = true;
+    }
 
 protected:
     Core::AbstractInputPin* demandInputPin(const std::string& pinName) override;
@@ -38,6 +49,11 @@ private:
         OrientationInternal::InputPin<Core::Matrix> in;
         OrientationInternal::OutputPin<Core::Matrix> out;
         bool isNew = false;  // a sample has come since the clock's last one
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(isNew);
+        }
     };
 
     void onClock(const std::string&) { stale_ = true; }

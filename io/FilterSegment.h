@@ -11,14 +11,21 @@ namespace Kavelin::RecordingIO {
 /// Turns the attitude of a unit into that of the body segment that carries it:
 /// q_earth_segment = turn about the vertical by "Heading" * q_earth_sensor * q_sensor_segment ("Mounting").
 /// A sample of another shape, and one that is no rotation, is dropped.
-class FilterSegment : public OrientationInternal::Filter {
+class FilterSegment : public OrientationInternal::Filter, public Core::WithState<FilterSegment> {
 public:
     static constexpr const char* kTypeName = "FilterSegment";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterSegment(const std::string& name);
 
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(q_sensor_segment_, turn_);
+    }
 
 private:
     using Matrix = Core::Matrix;

@@ -10,7 +10,7 @@ namespace Kavelin::RecordingIO {
 
 /// Sends each sample transposed, with its time stamp: 1x3 rows as the 3x1 columns that some filters take, or
 /// back. It makes an input of any name that a connection asks for, and with it an output of the same name.
-class FilterTranspose : public OrientationInternal::Filter {
+class FilterTranspose : public OrientationInternal::Filter, public Core::WithoutState {
 public:
     static constexpr const char* kTypeName = "FilterTranspose";
 

@@ -115,8 +115,12 @@ void FilterVerdict::begin() {
     hasBegun_ = true;
     hasAttitude_ = false;
     collector_ = std::make_unique<CollectBehind>(frame() == Core::kSensorToStart);
+    turnToEnu(frame() == kSensorToNorthEastDown);
+}
+
+void FilterVerdict::turnToEnu(bool turns) {
     toEnu_.reset();
-    if (frame() == kSensorToNorthEastDown) toEnu_ = earthTurn(frame(), Core::kSensorToEarth);
+    if (turns) toEnu_ = earthTurn(kSensorToNorthEastDown, Core::kSensorToEarth);
 }
 
 void FilterVerdict::process() {

@@ -22,9 +22,13 @@ namespace Kavelin::RecordingIO {
 /// Samples with the same time stamp form one row. The wiring decides how to judge: the content of the
 /// attitude's pin gives its frame; the connected inputs of the filter that sends the attitude give the
 /// sensors used. Data errors reported by the filters that send the sensors' samples count too.
-class FilterVerdict : public OrientationInternal::Filter, public RunParticipant, public VerdictSource {
+class FilterVerdict : public OrientationInternal::Filter,
+                      public Core::WithState<FilterVerdict>,
+                      public RunParticipant,
+                      public VerdictSource {
 public:
     static constexpr const char* kTypeName = "FilterVerdict";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterVerdict(const std::string& name);
 
@@ -37,11 +41,24 @@ public:
     std::optional<Judged> judged() const override;
     EstimatorKind estimatorKind() const override;
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        bool isTurned = toEnu_.has_value();
+        bool hasCollector = collector_ != nullptr;
+        archive(hasBegun_, hasAttitude_, isTurned, hasCollector);
+        turnToEnu(isTurned);
+        if (!hasCollector) return collector_.reset();
+        if (!collector_) collector_ = std::make_unique<CollectBehind>(false);
+        archive(collector_->collected());
+    }
+
 private:
     using Matrix = Core::Matrix;
     using Input = OrientationInternal::InputPin<Matrix>;
 
     void begin();
+    void turnToEnu(bool turns);
     std::string_view frame() const;
     std::vector<std::string> dataErrors() const;
     std::vector<std::string> lines(bool bad) const;

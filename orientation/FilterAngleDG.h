@@ -18,13 +18,20 @@ namespace Kavelin::OrientationInternal {
 /// 1x1, rad, the whole rotation, 0 to pi. "twist": 1x1, rad, about the axis, in [-pi, pi). "swing": 1x1, rad,
 /// what remains, 0 to pi. "relative": 1x4, of D to G, w not negative. All are stamped with the later time
 /// stamp of the pair.
-class FilterAngleDG : public Filter {
+class FilterAngleDG : public Filter, public Core::WithState<FilterAngleDG> {
 public:
     static constexpr const char* kTypeName = "FilterAngleDG";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterAngleDG(const std::string& name);
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(matcher_, computer_);
+    }
 
 private:
     /// @throws Poco::DataFormatException unless the axis is 1x3 and has a direction.

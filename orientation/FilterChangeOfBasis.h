@@ -15,13 +15,20 @@ namespace Kavelin::OrientationInternal {
 /// is inverted, or keeps the Q before it when it has no inverse. "output matrix": stamped as the input;
 /// before the first basis the input as it is, and never again after it; nothing when the product does not
 /// exist (P of 4x4, say), until a basis fits again.
-class FilterChangeOfBasis : public Filter {
+class FilterChangeOfBasis : public Filter, public Core::WithState<FilterChangeOfBasis> {
 public:
     static constexpr const char* kTypeName = "FilterChangeOfBasis";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterChangeOfBasis(const std::string& name);
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(computer_, hasBasis_);
+    }
 
 private:
     void takeBasis();

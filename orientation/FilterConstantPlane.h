@@ -15,12 +15,19 @@ namespace Kavelin::OrientationInternal {
 /// right-handed turn of the field about the normal since the reference, then "attitude" 3x3, the turn by it;
 /// both stamped like "3m". Properties: "plane.x", "plane.y", "plane.z" are the plane's normal, of any length;
 /// "reference" takes the next field as the reference, as does the sample that follows a change of the plane.
-class FilterConstantPlane : public Filter {
+class FilterConstantPlane : public Filter, public Core::WithState<FilterConstantPlane> {
 public:
     static constexpr const char* kTypeName = "FilterConstantPlane";
+    static constexpr unsigned kStateVersion = 1;
     explicit FilterConstantPlane(const std::string& name);
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(plane_, planeChanged_, referenceRequested_);
+    }
 
 private:
     void onPlane(const double&) { planeChanged_ = true; }

@@ -17,13 +17,20 @@ namespace Kavelin::OrientationInternal {
 /// outside finalAngle +- "threshold"; 0.0 when there is none. Both are stamped with the wall clock. The
 /// caller must keep times and errors aligned: when the wanted time is missing, process raises
 /// std::out_of_range, after recording the error and sending "finalAngle".
-class FilterConvergenceTime : public Filter {
+class FilterConvergenceTime : public Filter, public Core::WithState<FilterConvergenceTime> {
 public:
     static constexpr const char* kTypeName = "FilterConvergenceTime";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterConvergenceTime(const std::string& name);
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(recording_, resetRequested_, history_);
+    }
 
 private:
     void onReset() { resetRequested_ = true; }

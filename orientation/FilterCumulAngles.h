@@ -15,13 +15,20 @@ namespace Kavelin::OrientationInternal {
 /// value. "turns": same shape, whole turns since the start. Both are stamped as "angles". A change of shape
 /// restarts all elements; an element that is not finite gives NaN and restarts with its next value. A sample
 /// without elements is dropped.
-class FilterCumulAngles : public Filter {
+class FilterCumulAngles : public Filter, public Core::WithState<FilterCumulAngles> {
 public:
     static constexpr const char* kTypeName = "FilterCumulAngles";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterCumulAngles(const std::string& name);
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(accumulator_);
+    }
 
 private:
     void onReset() { accumulator_.reset(); }

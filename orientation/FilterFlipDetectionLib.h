@@ -14,13 +14,20 @@ namespace Kavelin::OrientationInternal {
 /// are dropped. "flip": 1x1, 1.0 while turned over. "count": 1x1, how often it was. "angle": 1x1, rad,
 /// between the low-passed direction of gravity and the reference, which is captured at the first sample and
 /// by "Reference". All are stamped as the sample, whose time stamps are in seconds.
-class FilterFlipDetectionLib : public Filter {
+class FilterFlipDetectionLib : public Filter, public Core::WithState<FilterFlipDetectionLib> {
 public:
     static constexpr const char* kTypeName = "FilterFlipDetectionLib";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterFlipDetectionLib(const std::string& name);
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(detector_);
+    }
 
 private:
     void onReference() { detector_.requestReference(); }

@@ -16,13 +16,20 @@ namespace Kavelin::OrientationInternal {
 /// reads its first four elements, of which missing ones count as 0.0. Rate samples that are not 1x3 are
 /// dropped; a quaternion of norm zero gives not-a-number output until a restart. "order" 0 holds the current
 /// rate over the step, 1 goes linearly from the previous rate to the current one.
-class FilterOrientationIntegration : public Filter {
+class FilterOrientationIntegration : public Filter, public Core::WithState<FilterOrientationIntegration> {
 public:
     static constexpr const char* kTypeName = "FilterOrientationIntegration";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterOrientationIntegration(const std::string& name);
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(restart_, previousTime_, previousRate_);
+    }
 
 private:
     void onReset() { restart_ = true; }

@@ -17,14 +17,21 @@ namespace Kavelin::OrientationInternal {
 /// came. Both are stamped as the field, or as the acceleration when no field came; a rate alone sends
 /// nothing. A vector that did not come has the verdict 0.0.
 /// References are captured at the start and by "Reference".
-class FilterOrientationQuality : public Filter {
+class FilterOrientationQuality : public Filter, public Core::WithState<FilterOrientationQuality> {
 public:
     static constexpr const char* kTypeName = "FilterOrientationQuality";
+    static constexpr unsigned kStateVersion = 1;
     enum class Mode { Free = 0, FreeDynamic = 1, FixedAxis = 2 };
 
     explicit FilterOrientationQuality(const std::string& name);
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(mode_, computer_);
+    }
 
 private:
     void onMode(const Mode& mode) { mode_ = mode; }

@@ -15,13 +15,20 @@ namespace Kavelin::OrientationInternal {
 /// as the sample. The first n - 1 samples pass unchanged, n being the number of coefficients, and again after
 /// each accepted write of "alphas". The newest sample is the one corrected;
 /// see QuaternionSmoother for the consequence.
-class FilterQuaternionFilter : public Filter {
+class FilterQuaternionFilter : public Filter, public Core::WithState<FilterQuaternionFilter> {
 public:
     static constexpr const char* kTypeName = "FilterQuaternionFilter";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterQuaternionFilter(const std::string& name);
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(kernelChanged_, smoother_);
+    }
 
 private:
     /// @throws Poco::DataFormatException for fewer than 3 coefficients and for an even number of them.

@@ -17,13 +17,20 @@ namespace Kavelin::OrientationInternal {
 /// overall score and flags take 1.0 for a criterion that is not used. A vector that did not come in a call
 /// scores 0.0; a score that is not a number has the flag 0.0. Stamped as the field, or as the acceleration
 /// when no field came.
-class FilterStaticMode : public Filter {
+class FilterStaticMode : public Filter, public Core::WithState<FilterStaticMode> {
 public:
     static constexpr const char* kTypeName = "FilterStaticMode";
+    static constexpr unsigned kStateVersion = 1;
 
     explicit FilterStaticMode(const std::string& name);
     void process() override;  // [layout thread]
     std::string typeName() const override { return kTypeName; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(computer_);
+    }
 
 private:
     void onReference() { computer_.requestReference(); }

@@ -60,11 +60,11 @@ AGMComputer::AGMComputer(std::unique_ptr<ProblemAGM> problem, AGMVariant variant
              .zref = zref_.data(),
              .u = rowsOfInput_,
              .innovation = innovation_.data()};
+    solver_.init(4, 6);
 }
 
 bool AGMComputer::load(const std::string& fileName) {
     if (!problem_->readSettings(fileName, true)) return false;
-    solver_.init(4, 6);
     reset(true);
     return true;
 }
@@ -76,19 +76,12 @@ void AGMComputer::restart() {
 
 void AGMComputer::reset(bool fromFile) {
     clock_.count = 0;
-    settings_.alphaA = problem_->alpha_A();
-    settings_.alphaC = problem_->alpha_C();
-    settings_.alphaM = problem_->alpha_M();
-    settings_.holdA = problem_->T_A();
-    settings_.holdM = problem_->T_M();
     if (fromFile) initTime_ = problem_->T_setref();
     perturbed_ = {};
     aRef_.setZero();
     mRef_.setZero();
     aProper_.setZero();
-    rootQ_.setZero();
-    rootR_.setZero();
-    isOnlyDiagonal_[0] = isOnlyDiagonal_[1] = rootQIsOnlyDiagonal_ = true;
+    clearNoise();
     // Deliberate: references already handed to the solver outlive a restart, whatever they hold. After a
     // start without duration, a version that does not hand on new ones goes on with these.
     estimate_ = AGMEstimate();
@@ -96,15 +89,31 @@ void AGMComputer::reset(bool fromFile) {
     referencesDone_ = solverStarted_ = false;
     ready_ = true;
     complete_ = problem_->fault().empty();
+    takeSettings();
     if (!complete_) return;
     Xhat_ = problem_->initialState().reshaped<Eigen::RowMajor>();
     S_ = problem_->initialCovariance();
+}
+
+void AGMComputer::takeSettings() {
+    settings_.alphaA = problem_->alpha_A();
+    settings_.alphaC = problem_->alpha_C();
+    settings_.alphaM = problem_->alpha_M();
+    settings_.holdA = problem_->T_A();
+    settings_.holdM = problem_->T_M();
+    if (!complete_) return;
     settings_.Rddyn = problem_->Rddyn();
     settings_.rootRddyn = settings_.Rddyn.array().sqrt();
     settings_.Rdstat = problem_->Rdstat();
     settings_.Qd = problem_->Qd();
     settings_.noiseIsDiagonal = isDiagonalMatrix(settings_.Rddyn) && isDiagonalMatrix(settings_.Rdstat);
     settings_.processNoiseIsDiagonal = isDiagonalMatrix(settings_.Qd);
+}
+
+void AGMComputer::clearNoise() {
+    rootQ_.setZero();
+    rootR_.setZero();
+    isOnlyDiagonal_[0] = isOnlyDiagonal_[1] = rootQIsOnlyDiagonal_ = true;
 }
 
 bool AGMComputer::advance(const AGMSample& sample) {

@@ -47,6 +47,17 @@ public:
     bool advance(const AGMSample& sample) override;
     const AGMEstimate& estimate() const override { return estimate_; }
 
+    /// Gives or takes the whole state, for a snapshot. Noise roots and measurements are those of one triple, and what is
+    /// copied from the problem's settings is copied again.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(*problem_, clock_, perturbed_, Xhat_, S_, zref_, aRef_, mRef_, initTime_, ready_,
+                referencesDone_, solverStarted_, estimate_);
+        complete_ = ready_ && problem_->fault().empty();
+        takeSettings();
+        clearNoise();
+    }
+
 protected:
     /// Forgets the run, keeps the settings;
     /// takes "T_setref" as the initialisation time when they come from a file.
@@ -94,11 +105,22 @@ protected:
     /// Time of the run, s.
     struct Clock {
         long long count = 0;  // triples since the last reset
-        double dt = 0.0, previous = 0.0, start = 0.0;
+        double dt = 0.0;      // of one triple
+        double previous = 0.0, start = 0.0;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(count, previous, start);
+        }
     };
     /// When each sensor was last found perturbed, s; -1: never.
     struct Perturbed {
         double acc = -1.0, mag = -1.0;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(acc, mag);
+        }
     };
     Settings settings_;
     Clock clock_;
@@ -121,6 +143,8 @@ protected:
     AGMEstimate estimate_;
 
 private:
+    void takeSettings();
+    void clearNoise();
     void beginTriple(double t);
     bool isFieldConsistent(const Vector3& acc, const Vector3& mag, const Vector3& magPredicted) const;
     void setNoise(int sensor, double deviation, double threshold);

@@ -25,6 +25,13 @@ public:
     /// rad/s, sensor frame.
     const Vector3& bias() const { return bias_; }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        AGMComputer::serialize(archive);
+        archive(averages_, rest_, bias_, accScale_, magScale_, qCoeff_);
+    }
+
 protected:
     void reset(bool fromFile) override;
     bool collect(const AGMSample& sample) override;

@@ -41,11 +41,15 @@ AGMComputer_v8::AGMComputer_v8() : solver_(&problem_) { solver_.init(4, 6); }
 bool AGMComputer_v8::load(const std::string& fileName) {
     if (!problem_.readSettings(fileName, true)) return false;
     loaded_ = true;
-    usable_ = problem_.fault().empty();
-    processNoise_ = usable_ ? problem_.Qd()(0, 0) : 0.0;
+    takeSettings();
     startDuration_ = problem_.T_ref();
     restart();
     return true;
+}
+
+void AGMComputer_v8::takeSettings() {
+    usable_ = loaded_ && problem_.fault().empty();
+    processNoise_ = usable_ ? problem_.Qd()(0, 0) : 0.0;
 }
 
 bool AGMComputer_v8::setNextAttitude(const Quaternion& attitude) {

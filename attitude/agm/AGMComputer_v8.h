@@ -53,6 +53,14 @@ public:
     const Eigen::Matrix<double, 6, 1>& innovation() const { return state_.innovation; }
     bool atRest() const { return state_.atRest; }
 
+    /// Gives or takes the whole state, for a snapshot. The estimate follows from it, the noise roots from one triple.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(problem_, loaded_, startDuration_, locked_, nextAttitude_, state_, root_);
+        takeSettings();
+        fillEstimate();
+    }
+
 private:
     enum class Phase { Waiting, Collecting, Tracking };
 
@@ -62,6 +70,11 @@ private:
         double scale = 1.0;                                   // length of the reference as measured
         double still = 0.0;  // s for which the length has matched the reference
         double since = 0.0;  // s since the last usable sample
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(reference, scale, still, since);
+        }
     };
 
     struct State {
@@ -85,6 +98,13 @@ private:
         Eigen::Vector3d properAcceleration = Eigen::Vector3d::Zero();  // m/s^2, earth frame
         Eigen::Vector3d fieldPerturbation = Eigen::Vector3d::Zero();   // unit of the field, sensor frame
         Eigen::Matrix<double, 6, 1> innovation = Eigen::Matrix<double, 6, 1>::Zero();
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(phase, time, begin, averages, rest, hasAttitude, framedByField, first, attitude,
+                    headingGiven, fieldKnown, acc, field, bias, biasEvidence, atRest, properAcceleration,
+                    fieldPerturbation, innovation);
+        }
     };
 
     // A matrix as the solver wants it.
@@ -95,6 +115,12 @@ private:
         Rows() {
             for (int i = 0; i < R; ++i) pointers[i] = elements[i];
         }
+        template <class Archive>
+        void serialize(Archive& archive) {
+            for (auto& row : elements) {
+                for (double& element : row) archive(element);
+            }
+        }
         void setDiagonal(double value) {
             for (int i = 0; i < R; ++i) {
                 for (int k = 0; k < C; ++k) elements[i][k] = i == k ? value : 0.0;
@@ -104,6 +130,7 @@ private:
 
     struct Measurement;
 
+    void takeSettings();
     void begin(double t, const Measurement& sample);
     void collect(double dt, const Measurement& sample);
     void showRunningFrame();

@@ -22,6 +22,11 @@ struct AGMEstimate {
     Vector3 magPerturbation_sensor = Vector3::Zero();  // field other than the reference, magnetometer's unit
     bool accFlag = false;                              // linear acceleration detected
     bool magFlag = false;                              // magnetic perturbation detected
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(q_ref_sensor, R_ref_sensor, accProper_ref, magPerturbation_sensor, accFlag, magFlag);
+    }
 };
 
 /// An estimator as the AGM filters drive it. Knows neither pins nor host. One thread at a time.

@@ -20,6 +20,11 @@ struct AGMSettings {
     double QCoeff = 0.0;
     double T_setref = 0.0;  // s, duration of the initialisation
     double alpha_C = 0.0;   // threshold of the magnetic consistency test
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(XhatKK, Pf, Rddyn, Rdstat, Qd, alpha_A, alpha_M, T_A, T_M, QCoeff, T_setref, alpha_C);
+    }
 };
 
 /// Model of an attitude quaternion q = (w, x, y, z) that turns with a gyroscope and is seen through an
@@ -70,6 +75,14 @@ public:
     /// Names each matrix that does not have the size the estimators need, with both sizes; empty when all are
     /// right. The start quaternion may also be a row.
     std::string fault() const;
+
+    /// Gives or takes the whole state, for a snapshot: the settings and the references.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(settings_, ga_, gm_);
+        ga2_ = 2 * ga_;
+        gm2_ = 2 * gm_;
+    }
 
 protected:
     AGMSettings settings_;

@@ -15,6 +15,11 @@ struct AGMSettings_v8 {
     double Rddyn_M = 0.0;
     double tau_B = 0.0;  // s, time constant of the gyroscope's bias at rest
     double T_ref = 0.0;  // s, duration of the start
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(Rdstat_A, Rdyn0_A, Rddyn_A, Rdstat_M, Rdyn0_M, Rddyn_M, tau_B, T_ref);
+    }
 };
 
 /// Model of the AGM estimator v8: `ProblemAGM` with the exact Jacobians that a consistent covariance needs.
@@ -50,6 +55,12 @@ public:
     double Rddyn_M() const { return further_.Rddyn_M; }
     double tau_B() const { return further_.tau_B; }
     double T_ref() const { return further_.T_ref; }
+
+    /// Gives or takes the whole state, for a snapshot: the settings. References and sensors are handed in before each step.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(settings_, further_);
+    }
 
 private:
     AGMSettings_v8 further_;

@@ -54,6 +54,12 @@ public:
     /// when the frame shows none. Non-finite readings spread through the estimate until a reset.
     std::optional<TriadEstimate> advance(const TriadSample& sample);
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(initTime_, gain_, absolute_, collected_, lastTime_, startTime_, q_, relative_);
+    }
+
 private:
     /// The state that a reset restores.
     struct Collected {
@@ -64,6 +70,11 @@ private:
         Vector3 magRef = Vector3::Zero();
         double accSquaredNorm = 1.0;  // of the references, before absolute mode idealises them
         double magSquaredNorm = 1.0;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(counter, initialised, referenceRequested, accRef, magRef, accSquaredNorm, magSquaredNorm);
+        }
     };
 
     void advanceClock(double t);

@@ -46,6 +46,12 @@ public:
     /// s, for how long the unit has been still without a break.
     double stillness() const { return still_; }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(acc_, rate_, still_);
+    }
+
 private:
     Eigen::Vector3d acc_ = Eigen::Vector3d::Zero();
     Eigen::Vector3d rate_ = Eigen::Vector3d::Zero();

@@ -27,6 +27,12 @@ public:
     /// unit at rest do. False while either is missing.
     bool atRest() const;
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(acc_, field_, rate_, strength_, elevation_, pairs_);
+    }
+
 private:
     struct Moments {
         double count = 0;
@@ -37,6 +43,11 @@ private:
         void add(const Eigen::Vector3d& sample);
         Eigen::Vector3d mean() const;
         double deviation() const;  // root of the sum of the axes' variances
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(count, origin, sum, squares);
+        }
     };
 
     Moments acc_, field_, rate_;

@@ -22,6 +22,12 @@ public:
                            : AbsoluteAttitudeComputer::multiply3x3(reference_, rotation);
     }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(reference_, onTheRight_);
+    }
+
 private:
     Matrix3 reference_ = Matrix3::Identity();  // the captured rotation, transposed
     bool onTheRight_ = true;

@@ -32,12 +32,23 @@ public:
         return before_.acc + sinceBefore / between * (after_.acc - before_.acc);
     }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(before_, after_);
+    }
+
 private:
     static constexpr double kSameInstant = 1e-6;  // s, below the resolution of any sensor's clock
 
     struct Timed {
         double t = std::numeric_limits<double>::quiet_NaN();
         Eigen::Vector3d acc = Eigen::Vector3d::Zero();
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(t, acc);
+        }
     };
     Timed before_;
     Timed after_;

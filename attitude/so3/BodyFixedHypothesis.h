@@ -23,6 +23,13 @@ public:
     void restart() { evidence_ = 0.0; }
     void turn(const TurnAboutUp& turn) { earthMean_ = turn * earthMean_; }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(fitsFor_, failsFor_, matched_, evidence_, bodyMean_, earthMean_, meanSquare_, bodyResidual_,
+                earthResidual_);
+    }
+
 private:
     void followMatch(double duration, bool fits);
 

@@ -2,6 +2,7 @@
 
 #include <Eigen/Core>
 
+#include "attitude/rotation/SymmetricState.h"
 #include "attitude/so3/NominalState.h"
 #include "attitude/so3/StepSums.h"
 
@@ -53,6 +54,12 @@ public:
     /// @param h its derivatives by the turn's three parts; by the disturbance it is 1.
     /// @param residual rad. @return the correction: of heading, gyroscope bias and disturbance, nothing else.
     ErrorVector observeAzimuth(const Eigen::Vector3d& h, double residual, double variance);
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        serializeSymmetric(archive, p_);
+    }
 
 private:
     Matrix p_ = Matrix::Zero();

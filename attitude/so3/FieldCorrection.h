@@ -31,6 +31,13 @@ public:
     /// rad, azimuth by which the first field turned the earth frame to its north.
     double firstAzimuth() const { return firstAzimuth_; }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(known_, disturbed_, scale_, firstAzimuth_, turnedBy_, headingVariance_, hardIron_, records_,
+                bodyFixed_, fit_);
+    }
+
 private:
     void takeFirstField(const Eigen::Vector3d& field, NominalState& nominal, ErrorCovariance& covariance);
     static void decayDisturbance(double motion, NominalState& nominal, ErrorCovariance& covariance);

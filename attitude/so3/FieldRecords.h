@@ -2,6 +2,7 @@
 
 #include <Eigen/Core>
 #include <array>
+#include <stdexcept>
 
 #include "attitude/so3/Azimuth.h"
 
@@ -19,6 +20,11 @@ struct FieldRecord {
     double weight() const;
     /// The scatter that a record begins with.
     static double initialScatter();
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(field, evidence, scatter, orientations);
+    }
 };
 
 /// What the sensor saw in one field window.
@@ -51,6 +57,13 @@ public:
     FieldRecord& active() { return records_[static_cast<std::size_t>(active_)]; }
     int activeIndex() const { return active_; }
     const FieldRecord& at(int i) const { return records_[static_cast<std::size_t>(i)]; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(records_, active_);
+        if (active_ < 0 || active_ >= kRecords) throw std::out_of_range("no such record of a field");
+    }
 
 private:
     static constexpr int kRecords = 4;  // two places and a magnet or two between them

@@ -28,6 +28,12 @@ public:
         earthSum_ = turn * earthSum_;
     }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(evidence_, turned_, earthSum_, bodySum_, squares_);
+    }
+
 private:
     double residual(const Eigen::Vector3d& hardIron) const;
 

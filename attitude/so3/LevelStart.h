@@ -19,6 +19,12 @@ public:
     bool isDone() const;
     bool hasHeading() const { return field_.x() != 0.0 || field_.y() != 0.0; }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(elapsed_, force_, field_);
+    }
+
 private:
     void level(Eigen::Quaterniond& attitude);
     void turnToNorth(Eigen::Quaterniond& attitude);

@@ -49,6 +49,11 @@ struct NominalState {
         scale(1, 2) = scale(2, 1) += m[5];
         disturbance += x[kDisturbance];
     }
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(attitude, bias, velocity, position, accBias, scale, disturbance);
+    }
 };
 
 }  // namespace Kavelin::OrientationInternal::SO3

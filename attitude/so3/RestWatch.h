@@ -33,6 +33,12 @@ public:
 
     bool atRest() const { return atRest_; }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(acc_, rate_, still_, atRest_);
+    }
+
 private:
     Eigen::Vector3d acc_ = Eigen::Vector3d::Zero();
     Eigen::Vector3d rate_ = Eigen::Vector3d::Zero();

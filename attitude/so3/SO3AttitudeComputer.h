@@ -65,6 +65,12 @@ public:
     bool fieldDisturbed() const { return state_.field.disturbed(); }
     const SO3::ErrorCovariance& covariance() const { return state_.covariance; }
 
+    /// Gives or takes the whole state, for a snapshot; the settings stay.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(nextAttitude_, state_);
+    }
+
 private:
     enum class Phase { Waiting, Starting, Running };
 
@@ -87,6 +93,12 @@ private:
         Eigen::Quaterniond toGiven = Eigen::Quaterniond::Identity();
         bool isGiven = false;
         Eigen::Vector3d linearAcceleration = Eigen::Vector3d::Zero();
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(phase, hasRun, hasTime, time, nominal, covariance, clock, rest, lastRate, start, step,
+                    window, misfit, field, toGiven, isGiven, linearAcceleration);
+        }
     };
 
     struct Sample {

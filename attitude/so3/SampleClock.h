@@ -17,6 +17,12 @@ public:
     /// Ends the step at a sample that is a measurement.
     Step step();
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(pending_, nominal_, slow_);
+    }
+
 private:
     double pending_ = 0.0;  // s
     double nominal_ = 0.0;  // s, the ordinary time between samples; 0 before the first

@@ -13,6 +13,11 @@ struct StepSums {
     Eigen::Vector3d turning = Eigen::Vector3d::Zero();  ///< rate without bias
     double squaredTurning = 0.0;                        ///< rad^2/s
     double squaredAcceleration = 0.0;                   ///< m^2/s^3, of the linear acceleration
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(duration, turned, force, rate, turning, squaredTurning, squaredAcceleration);
+    }
 };
 
 /// What the samples of one field window add up to.
@@ -22,6 +27,11 @@ struct FieldWindow {
     Eigen::Vector3d field = Eigen::Vector3d::Zero();      ///< sum, earth frame
     Eigen::Matrix3d attitudes = Eigen::Matrix3d::Zero();  ///< sum over the samples with a field
     int fields = 0;
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(duration, squaredTurning, field, attitudes, fields);
+    }
 };
 
 }  // namespace Kavelin::OrientationInternal::SO3

@@ -42,6 +42,12 @@ public:
     /// it becomes the reference.
     void watch(double strength, double dip, double dt, bool moving);
 
+    /// Gives or takes the whole state, for a snapshot; the settings stay.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(strength_, dip_, averagedFor_, echo_, candidateStrength_, candidateDip_, candidateFor_);
+    }
+
 private:
     Settings settings_;
     double strength_ = 0.0;

@@ -29,6 +29,12 @@ public:
     /// True while there is no undisturbed field to hold on to.
     bool disturbed() const { return !reference_.known() || disturbance_ >= 1.0; }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(reference_, variance_, disturbance_, slowError_, moved_, goodFor_, badFor_, wrongFor_);
+    }
+
 private:
     bool startedWrong(double dt, bool moving);
     void watchForWrongHeading(double error, double dt, bool moving);

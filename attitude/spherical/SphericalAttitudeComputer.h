@@ -51,6 +51,12 @@ public:
     bool atRest() const { return state_.atRest; }
     bool fieldDisturbed() const { return state_.heading.disturbed(); }
 
+    /// Gives or takes the whole state, for a snapshot; the settings stay.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(state_);
+    }
+
 private:
     struct State {
         bool started = false;
@@ -71,6 +77,12 @@ private:
         bool atRest = false;
         Eigen::Vector3d properAcceleration = Eigen::Vector3d::Zero();
         Eigen::Quaterniond attitude = Eigen::Quaterniond::Identity();
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(started, time, elapsed, restLearning, sinceField, q_I_B, bias, low1, low2, low3, gravity,
+                    up, north, rest, heading, atRest, properAcceleration, attitude);
+        }
     };
 
     bool start(double t, const Eigen::Vector3d& acc, const Eigen::Vector3d& rate,

@@ -10,6 +10,11 @@ struct AffineModel {
     Eigen::Matrix3d matrix = Eigen::Matrix3d::Identity();  ///< without unit
 
     Eigen::Vector3d apply(const Eigen::Vector3d& raw) const { return matrix * (raw - offset); }
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(offset, matrix);
+    }
 };
 
 }  // namespace Kavelin::Calibration

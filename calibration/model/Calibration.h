@@ -18,6 +18,11 @@ enum class Grade { kGood, kFair, kPoor };
 struct Opinion {
     Grade grade = Grade::kGood;
     std::vector<std::string> remarks;
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(grade, remarks);
+    }
 };
 
 /// Where a part of a calibration is from.
@@ -27,6 +32,11 @@ struct Origin {
     std::string fileDate;   ///< ISO 8601, when its file was last changed; empty where it is no file
     std::string made;       ///< ISO 8601, when the calibration was made
     std::string program;    ///< "kavelin 1.3.1"
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(recording, recorded, fileDate, made, program);
+    }
 };
 
 /// Hard and soft iron: of the field's vectors after it, all have the norm `strength`.
@@ -44,6 +54,12 @@ struct MagneticCalibration {
     double disturbed = 0.0;       ///< share of the samples that were left out as disturbed, 0 to 1
     std::size_t samples = 0;
     Opinion opinion;
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(origin, model, unit, strength, dip, offsetDeviation, residualBefore, residualAfter, coverage,
+                disturbed, samples, opinion);
+    }
 };
 
 /// What still poses tell of the accelerometer and, with the turns between them, of the gyroscope.
@@ -65,6 +81,13 @@ struct InertialCalibration {
     std::size_t poses = 0;   ///< that differ
     std::size_t turns = 0;   ///< used for the matrix of the rate
     Opinion opinion;
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(origin, acceleration, hasCrossTerms, rate, isRateScaled, gravity, accelerationResidualBefore,
+                accelerationResidualAfter, accelerationUncertainty, turnResidualBefore, turnResidualAfter,
+                rateDrift, poses, turns, opinion);
+    }
 };
 
 /// Figures of an Allan deviation, one an axis. A figure that the recording is too short to show is NaN.
@@ -73,6 +96,11 @@ struct NoiseFigures {
     Eigen::Vector3d biasInstability = Eigen::Vector3d::Zero();  ///< sensor's unit
     Eigen::Vector3d instabilityTime = Eigen::Vector3d::Zero();  ///< s, the averaging time of its minimum
     Eigen::Vector3d randomWalk = Eigen::Vector3d::Zero();       ///< sensor's unit / s * sqrt(s)
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(whiteNoise, biasInstability, instabilityTime, randomWalk);
+    }
 };
 
 /// Noise of a unit at rest.
@@ -82,6 +110,11 @@ struct NoiseCalibration {
     std::optional<NoiseFigures> acceleration, rate, field;
     std::string fieldUnit;  ///< empty: not known
     Opinion opinion;
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(origin, duration, acceleration, rate, field, fieldUnit, opinion);
+    }
 };
 
 /// How the unit sits on its segment, whose z is the axis of a turn and whose y points up in a still pose, as near as it can.
@@ -96,6 +129,12 @@ struct MountCalibration {
     double hingeUncertainty = 0.0;          ///< rad, of the axis of the turn
     double hingeTilt = 0.0;  ///< rad, by which the axis is off the level in the pose, 0 to pi/2
     Opinion opinion;
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(origin, q_segment_sensor, poseBegin, poseEnd, turnBegin, turnEnd, turned, across,
+                hingeUncertainty, hingeTilt, opinion);
+    }
 };
 
 /// All that is known of a unit; what is not known is absent.
@@ -106,6 +145,11 @@ struct Calibration {
     std::optional<InertialCalibration> inertial;
     std::optional<NoiseCalibration> noise;
     std::optional<MountCalibration> mount;
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(schema, description, magnetic, inertial, noise, mount);
+    }
 };
 
 }  // namespace Kavelin::Calibration

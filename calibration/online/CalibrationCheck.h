@@ -15,14 +15,21 @@ namespace Kavelin::Calibration {
 /// The field's norm is that of the place, and scatters no more than before.
 class FieldCheck {
 public:
+    FieldCheck() = default;
     /// @param strength of the calibrated field; not a number: not known
     FieldCheck(const AffineModel& model, double strength);
     void add(const Eigen::Vector3d& before, const Eigen::Vector3d& after);
     std::string fault() const;
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(strength_, usual_, far_, before_, after_);
+    }
+
 private:
-    double strength_;
-    double usual_;  // norm of the field as it comes, over all directions
+    double strength_ = 0.0;
+    double usual_ = 0.0;  // norm of the field as it comes, over all directions
     std::size_t far_ = 0;
     NormTally before_, after_;
 };
@@ -37,6 +44,12 @@ public:
     /// Norms of the blocks' means, of blocks at rest.
     const NormTally& before() const { return restBefore_; }
     const NormTally& after() const { return restAfter_; }
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(before_, after_, squares_, begin_, size_, restBefore_, restAfter_);
+    }
 
 private:
     void close();
@@ -54,6 +67,7 @@ private:
 /// At rest, the norm of the acceleration is that of gravity.
 class AccelerationCheck {
 public:
+    AccelerationCheck() = default;
     /// @param gravity m/s^2
     explicit AccelerationCheck(double gravity) : gravity_(gravity) {}
     void add(double t, const Eigen::Vector3d& before, const Eigen::Vector3d& after) {
@@ -61,8 +75,14 @@ public:
     }
     std::string fault() const;
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(gravity_, blocks_);
+    }
+
 private:
-    double gravity_;
+    double gravity_ = 0.0;
     RestBlocks blocks_{0.0, 0.02};
 };
 
@@ -73,6 +93,12 @@ public:
         blocks_.add(t, before, after);
     }
     std::string fault() const;
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(blocks_);
+    }
 
 private:
     RestBlocks blocks_{0.01, 0.0};

@@ -21,6 +21,12 @@ public:
         return count_ > 0 && mean_ > 0.0 ? std::sqrt(squares_ / static_cast<double>(count_)) / mean_ : 0.0;
     }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(count_, mean_, squares_);
+    }
+
 private:
     std::size_t count_ = 0;
     double mean_ = 0.0;

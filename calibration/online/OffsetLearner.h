@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <optional>
+#include <stdexcept>
 
 #include "calibration/magnetic/DirectionPatches.h"
 
@@ -37,6 +38,14 @@ public:
     std::size_t samples() const { return samples_; }
     /// The offset as the samples so far give it; nothing where they determine none.
     std::optional<LearnedOffset> result() const;
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(size_, near_, samples_, newNodes_);
+        if (size_ > kCapacity) throw std::length_error("more nodes than there is room for");
+        for (std::size_t i = 0; i < size_; ++i) archive(nodes_[i].mean, nodes_[i].samples);
+    }
 
 private:
     struct Node {

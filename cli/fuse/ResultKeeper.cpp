@@ -3,21 +3,11 @@
 #include <limits>
 
 #include "io/AttitudeSample.h"
+#include "io/RowSamples.h"
 
 namespace Kavelin::Cli {
 
 namespace {
-
-using Input = OrientationInternal::InputPin<OrientationInternal::Matrix>;
-
-/// Takes the next sample of a row's time; a later one waits for its row.  @return false where there is none.
-bool goesOnTo(Input& pin, double time) {
-    while (pin.fetch() && !(pin.heldTimeStamp() > time)) {
-        pin.consume();
-        if (pin.lastTimeStamp() == time) return true;
-    }
-    return false;
-}
 
 /// @param from null: NaN
 void append(std::vector<double>& to, const double* from, std::ptrdiff_t size) {
@@ -55,7 +45,8 @@ void RowKeeper::process() {
         rows_.quaternions.insert(rows_.quaternions.end(), attitude->data(), attitude->data() + 4);
         for (std::size_t i = 0; i < inputs_.size(); ++i) {
             const std::ptrdiff_t size = extras_[i].size;
-            const bool isThere = goesOnTo(*inputs_[i], time) && inputs_[i]->value().size() == size;
+            const bool isThere =
+                RecordingIO::goesOnTo(*inputs_[i], time) && inputs_[i]->value().size() == size;
             append(rows_.extras[i].values, isThere ? inputs_[i]->value().data() : nullptr, size);
             if (!isThere) rows_.extras[i].missing.push_back(rows_.times.size() - 1);
         }

@@ -166,6 +166,8 @@ Json errorsJson(const FuseSummary& summary) {
 
 }  // namespace
 
+std::string evidenceText(const Evidence& evidence) { return evidenceJson(evidence).dump(); }
+
 std::string summaryJson(const FuseSummary& summary, int status) {
     Json json = {{"recording", summary.recording},
                  {"filter", summary.type},

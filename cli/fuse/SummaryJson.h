@@ -10,4 +10,7 @@ namespace Kavelin::Cli {
 /// nothing to say.  @param status the program's exit status
 std::string summaryJson(const FuseSummary& summary, int status);
 
+/// What a verdict rests on, as one JSON object.
+std::string evidenceText(const RecordingIO::Evidence& evidence);
+
 }  // namespace Kavelin::Cli

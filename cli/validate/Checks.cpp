@@ -21,6 +21,8 @@ std::span<const Check> allChecks() {
          checkConnections},
         {"destruction", "an instance is destroyed in every state", false, checkDestruction},
         {"state", "saved and restored properties read the same and give the same outputs", false, checkState},
+        {"snapshot", "an instance that takes the snapshot of another goes on as that one, bit for bit", false,
+         checkSnapshot},
         {"instances", "two instances give the same bits and do not touch each other", false, checkInstances},
         {"threads", "properties written from two threads while samples are processed", false, checkThreads},
         {"heap", "no call of the heap for a sample, with every kind of buffer", false, checkHeap},

@@ -30,6 +30,7 @@ void checkTime(Subject& subject);
 void checkConnections(Subject& subject);
 void checkDestruction(Subject& subject);
 void checkState(Subject& subject);
+void checkSnapshot(Subject& subject);
 void checkInstances(Subject& subject);
 void checkThreads(Subject& subject);
 void checkHeap(Subject& subject);

@@ -129,7 +129,8 @@ void FilterRig::note(const Core::AbstractOutputPin& pin, const Core::TimeStamped
     ++sentCount_;
     if (isFedAsDeclared_ && misfit_.pin == nullptr && !hasUsualShape(pin.content(), sample.value))
         misfit_ = {&pin, {sample.value.rows(), sample.value.cols()}};
-    if (keepsSent_) sent_.push_back({&pin, sample.timeStamp, sample.value, calls_});
+    if (keepsSent_ && sent_.size() < kMostKept)
+        sent_.push_back({&pin, sample.timeStamp, sample.value, calls_});
 }
 
 void FilterRig::requireDeclared() {

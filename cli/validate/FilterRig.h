@@ -57,9 +57,17 @@ public:
     /// Sends a row to the pins and calls process.
     void feed(const RecordingIO::SimulatedRow& row, const Feeding& feeding);
 
-    /// Keep what is sent, or only count it. True at the start.
+    /// Keep what is sent, up to `kMostKept` samples, or only count it. True at the start.
+    static constexpr std::size_t kMostKept = 100'000;
     void keepSent(bool keep) { keepsSent_ = keep; }
     std::vector<SentSample>& sent() { return sent_; }
+    /// Forgets what was sent, called and raised so far. Samples of any shape may be in the filter from then on.
+    void forget() {
+        isFedAsDeclared_ = false;
+        sent_.clear();
+        sentCount_ = calls_ = raisedCount_ = 0;
+        raised_.clear();
+    }
     std::uint64_t sentCount() const { return sentCount_; }
     std::uint64_t raisedCount() const { return raisedCount_; }
     /// Class and message of the exception that process raised last.

@@ -32,7 +32,7 @@ const Texts& textsOfKind(const std::string& kind) {
          {"0 0", "1 1 0.5", "1 3 0 0 1", "1 3 0.2 0.6 0.2", "1 4 1 0 0 0", "1 5 1 2 3 2 1", "3 1 1 0 0",
           "3 3 1 0 0 0 1 0 0 0 1", "1 3 0.1 1e-300 12345.678901234567"}},
         {"text", {"", "a text", "3a", "x: y = z"}},
-        {"file name", {"", kTrialRecording, "missing.par", "result.csv"}},
+        {"file name", {"", kTrialFiles[0], kTrialFiles[1], "missing.par", "result.csv"}},
     };
     for (const KindRow& row : kRows)
         if (row.kind == kind) return row.texts;
@@ -42,13 +42,18 @@ const Texts& textsOfKind(const std::string& kind) {
 
 }  // namespace
 
-void writeTrialRecording() {
-    std::ofstream file(kTrialRecording);
-    file << "t,ax,ay,az,gx,gy,gz,mx,my,mz\n";
+void writeTrialFiles() {
+    std::ofstream(kTrialFiles[1]) << R"({"format": "kavelin calibration", "version": 1,
+               "magnetic": {"unit": "uT", "offset": [15, -10, 5], "strength": 48},
+               "inertial": {"acceleration": {"offset": [0.1, 0, 0]}, "rate": {"offset": [0, 0.01, 0]}},
+               "mount": {"q_segment_sensor": [0.6, 0, 0, 0.8]}})";
+    std::ofstream file(kTrialFiles[0]);
+    file << "t,ax,ay,az,gx,gy,gz,mx,my,mz,qw,qx,qy,qz\n";
     for (const RecordingIO::SimulatedRow& row : simulatedRows(61.0, 50.0, 1)) {
         file << row.t;
         for (const auto* values : {&row.acceleration, &row.rate, &row.field})
             for (const double value : *values) file << ',' << value;
+        for (const double value : row.attitude) file << ',' << value;
         file << '\n';
     }
 }
@@ -108,19 +113,43 @@ bool isTaken(Core::AbstractProperty& property, const std::string& text) {
     }
 }
 
-void activateCommands(Core::Filter& filter) {
-    const auto properties = filter.getPropertyBag().getProperties();
-    for (Core::AbstractProperty* property : properties) {
-        auto* command = dynamic_cast<Core::CommandProperty*>(property);
-        if (command == nullptr) continue;
-        try {
-            command->activate();
-        } catch (const std::exception&) {
-        } catch (...) {
-            throw Fault(placeOf(*command), "activating it raised something other than a std::exception",
-                        "a refusal is an exception of the POCO family");
-        }
+namespace {
+
+std::vector<Core::CommandProperty*> commandsOf(const Core::Filter& filter) {
+    std::vector<Core::CommandProperty*> commands;
+    for (Core::AbstractProperty* property : filter.getPropertyBag().getProperties()) {
+        if (auto* command = dynamic_cast<Core::CommandProperty*>(property)) commands.push_back(command);
     }
+    return commands;
+}
+
+void activate(Core::CommandProperty& command) {
+    try {
+        command.activate();
+    } catch (const std::exception&) {
+    } catch (...) {
+        throw Fault(placeOf(command), "activating it raised something other than a std::exception",
+                    "a refusal is an exception of the POCO family");
+    }
+}
+
+}  // namespace
+
+void activateCommands(Core::Filter& filter) {
+    for (Core::CommandProperty* command : commandsOf(filter)) activate(*command);
+}
+
+void activateOne(Core::Filter& filter, RecordingIO::Random& random) {
+    const auto commands = commandsOf(filter);
+    if (!commands.empty()) activate(*commands[random.bits() % commands.size()]);
+}
+
+void writeOne(Core::Filter& filter, RecordingIO::Random& random) {
+    const auto properties = valueProperties(filter);
+    if (properties.empty()) return;
+    Core::AbstractProperty& property = *properties[random.bits() % properties.size()];
+    const std::vector<std::string> texts = plausibleTexts(filter, property);
+    if (!texts.empty()) isTaken(property, texts[random.bits() % texts.size()]);
 }
 
 std::vector<Core::AbstractProperty*> valueProperties(const Core::Filter& filter) {

@@ -5,11 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "simulation/Random.h"
+
 namespace Kavelin::Cli {
 
-/// A recording in the current folder, which names of files among the texts refer to.
-inline constexpr const char* kTrialRecording = "recording.csv";
-void writeTrialRecording();
+/// Files in the current folder, to which names of files among the texts refer: a recording with its attitude, and a
+/// calibration.
+inline constexpr const char* kTrialFiles[] = {"recording.csv", "calibration.json"};
+void writeTrialFiles();
 
 /// Texts that a property may well take: its bounds, its labels, names of the filter's pins.
 std::vector<std::string> plausibleTexts(const Core::Filter& filter, const Core::AbstractProperty& property);
@@ -22,6 +25,12 @@ bool isTaken(Core::AbstractProperty& property, const std::string& text);
 
 /// Activates all commands of a filter; what their handlers raise is a refusal.
 void activateCommands(Core::Filter& filter);
+
+/// Activates one of them.
+void activateOne(Core::Filter& filter, RecordingIO::Random& random);
+
+/// Writes a text to a property that it may well take.
+void writeOne(Core::Filter& filter, RecordingIO::Random& random);
 
 /// The properties that have a value.
 std::vector<Core::AbstractProperty*> valueProperties(const Core::Filter& filter);

@@ -13,12 +13,8 @@ namespace {
 using SavedValues = Core::PropertyBag::SavedValues;
 
 void writeSome(Subject& subject, Core::Filter& filter) {
-    const auto properties = valueProperties(filter);
-    for (std::uint64_t writes = properties.empty() ? 0 : subject.random().bits() % 8; writes > 0; --writes) {
-        Core::AbstractProperty& property = *properties[subject.random().bits() % properties.size()];
-        const std::vector<std::string> texts = plausibleTexts(filter, property);
-        if (!texts.empty()) isTaken(property, texts[subject.random().bits() % texts.size()]);
-    }
+    for (std::uint64_t writes = subject.random().bits() % 8; writes > 0; --writes)
+        writeOne(filter, subject.random());
 }
 
 void requireSame(const SavedValues& saved, const SavedValues& again) {

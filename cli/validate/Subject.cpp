@@ -30,6 +30,16 @@ Core::FilterPtr Subject::makeBare(const std::string& name) const {
     return Core::FlowManager::instance().getPluginManager().createFilter(type_, name);
 }
 
+std::vector<std::string> Subject::otherTypes() const {
+    std::vector<std::string> types = Core::FlowManager::instance().getPluginManager().getTypeNames();
+    std::erase(types, type_);
+    return types;
+}
+
+Core::FilterPtr Subject::makeOther(const std::string& type) const {
+    return Core::FlowManager::instance().getPluginManager().createFilter(type, "other");
+}
+
 Core::FilterPtr Subject::make(const std::string& name) const {
     Core::FilterPtr filter = makeBare(name);
     const std::string settings = defaultSettings(*filter);

@@ -31,6 +31,10 @@ public:
     /// where it makes pins on demand.
     Core::FilterPtr make(const std::string& name = "validated") const;
 
+    /// The other types of the plugin, and a new filter of one.
+    std::vector<std::string> otherTypes() const;
+    Core::FilterPtr makeOther(const std::string& type) const;
+
     /// Notes what the check does next: where it is, should it crash, hang or fail.
     template <class... Parts>
     void at(fmt::format_string<Parts...> format, Parts&&... parts) const {

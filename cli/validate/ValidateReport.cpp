@@ -5,6 +5,8 @@
 #include <ostream>
 #include <sstream>
 
+#include "io/recording/Text.h"
+
 namespace Kavelin::Cli {
 
 namespace {
@@ -99,7 +101,8 @@ void ValidateReport::finish() {
     std::size_t sum = 0;
     for (const auto& [outcome, count] : counts_) sum += count;
     if (!options_.json) {
-        out_ << fmt::format("{} checks: {}; seed {}\n", sum, countsText(counts_), options_.seed);
+        out_ << fmt::format("{}: {}; seed {}\n", RecordingIO::counted(sum, "check"), countsText(counts_),
+                            options_.seed);
         return;
     }
     nlohmann::ordered_json json{{"seed", options_.seed}};

@@ -34,10 +34,10 @@ void leave(CheckRecord& record, Outcome outcome, const std::string& wrong, const
 
 void load(const std::string& plugin) { Core::FlowManager::instance().getPluginManager().load(plugin); }
 
-/// A folder for a check to work in, with the recording that its filters may read.
+/// A folder for a check to work in, with the files that its filters may read.
 void workIn(const fs::path& folder) {
     fs::create_directories(folder);
-    fs::copy_file(folder.parent_path() / kTrialRecording, folder / kTrialRecording);
+    for (const char* file : kTrialFiles) fs::copy_file(folder.parent_path() / file, folder / file);
     fs::current_path(folder);
 }
 
@@ -68,12 +68,16 @@ void runCheck(const Check& check, const Validated& of, std::uint64_t seed, const
     }
 }
 
+std::string listOfChecks() {
+    std::string list;
+    for (const Check& check : allChecks()) list += (list.empty() ? "" : ", ") + std::string(check.name);
+    return list;
+}
+
 const Check& checkNamed(const std::string& name) {
     for (const Check& check : allChecks())
         if (check.name == name) return check;
-    std::string list;
-    for (const Check& check : allChecks()) list += (list.empty() ? "" : ", ") + std::string(check.name);
-    throw UsageError("there is no check \"" + name + "\"; there are " + list);
+    throw UsageError("there is no check \"" + name + "\"; there are " + listOfChecks());
 }
 
 class ValidateRun {
@@ -85,7 +89,7 @@ public:
           report_(context.out, options) {
         const fs::path before = fs::current_path();
         fs::current_path(work_.path());
-        writeTrialRecording();
+        writeTrialFiles();
         fs::current_path(before);
     }
 
@@ -155,7 +159,10 @@ private:
         for (const std::string& name : options_.only) {
             const bool isThere = std::any_of(checks_.begin(), checks_.end(),
                                              [&](const Validated& check) { return isNamed(check, name); });
-            if (!isThere && !hasLeftOut_) throw UsageError("there is no " + name + "; " + known_);
+            if (!isThere && !hasLeftOut_)
+                throw UsageError(
+                    fmt::format("--only {}: no such type, check or TYPE/CHECK; {}; the checks are {}", name,
+                                known_, listOfChecks()));
         }
     }
 

@@ -24,6 +24,12 @@ public:
     /// Forgets the previous sample.
     void clear() { state_ = State{}; }
 
+    /// Gives or takes the whole state, for a snapshot: the time, as no computation reads the rate.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(state_.time);
+    }
+
 private:
     // Deliberate: this time stamp means "no previous sample",
     // so a sample that follows one stamped -1 gives the identity.

@@ -39,6 +39,12 @@ std::uint64_t ErrorLog::getCount() const {
     return count_;
 }
 
+void ErrorLog::restore(std::uint64_t count, std::vector<ProcessError> errors) {
+    std::lock_guard lock(mutex_);
+    count_ = count;
+    errors_ = std::move(errors);
+}
+
 std::vector<ProcessError> ErrorLog::getErrors() const {
     std::lock_guard lock(mutex_);
     return errors_;

@@ -1,9 +1,12 @@
 #include "PairingWatch.h"
 
 #include <Kavelin/Core/AbstractInputPin.h>
+#include <Kavelin/Core/StateArchive.h>
 #include <Kavelin/Core/WallClock.h>
+#include <Poco/Exception.h>
 
 #include <algorithm>
+#include <cereal/types/string.hpp>
 #include <limits>
 
 namespace Kavelin::Core {
@@ -107,6 +110,42 @@ PairingReport PairingWatch::report() const {
         if (early_[i] > kTolerated * report.interval) ++report.unlike;
     }
     return report;
+}
+
+void PairingWatch::save(StateWriter& to) const {
+    to.writeNumber(lanes_.size());
+    for (const Lane& lane : lanes_) to(lane.pin->getName(), lane.consumed, lane.interval);
+    to.writeNumber(others_.size());
+    for (const AbstractInputPin* pin : others_) to(pin->getName());
+    to(sofar_.sets, sofar_.largestDifference, sofar_.at, sofar_.unlike, earlyCount_);
+    for (const double difference : early_) to(difference);
+}
+
+void PairingWatch::restore(StateReader& from, const std::vector<AbstractInputPin*>& inputs) {
+    lanes_.clear();
+    others_.clear();
+    std::string name;
+    for (std::uint64_t left = from.readLength(); left > 0; --left) {
+        Lane lane{};
+        from(name, lane.consumed, lane.interval);
+        lane.pin = pinCalled(name, inputs);
+        lane.seen = lane.pin->getConsumed();
+        lanes_.push_back(lane);
+    }
+    for (std::uint64_t left = from.readLength(); left > 0; --left) {
+        from(name);
+        others_.push_back(pinCalled(name, inputs));
+    }
+    from(sofar_.sets, sofar_.largestDifference, sofar_.at, sofar_.unlike, earlyCount_);
+    for (double& difference : early_) from(difference);
+    earlyCount_ = std::min(earlyCount_, early_.size());
+}
+
+AbstractInputPin* PairingWatch::pinCalled(const std::string& name,
+                                          const std::vector<AbstractInputPin*>& inputs) {
+    for (AbstractInputPin* pin : inputs)
+        if (pin->getName() == name) return pin;
+    throw Poco::DataFormatException("there is no input pin '" + name + "'");
 }
 
 }  // namespace Kavelin::Core

@@ -10,6 +10,8 @@
 namespace Kavelin::Core {
 
 class AbstractInputPin;
+class StateReader;
+class StateWriter;
 
 /// Compares the time stamps of what each call of a filter's `process` consumes, one sample of each input.
 ///
@@ -27,6 +29,10 @@ public:
     /// Whether there are inputs to compare.
     bool isOn() const { return lanes_.size() > 1; }
 
+    /// For a snapshot. Pins are named.
+    void save(StateWriter& to) const;
+    void restore(StateReader& from, const std::vector<AbstractInputPin*>& inputs);
+
 private:
     struct Lane {
         AbstractInputPin* pin;
@@ -38,6 +44,8 @@ private:
     void leaveOutOthers();
     void compare();
     void judge(double difference);
+
+    static AbstractInputPin* pinCalled(const std::string& name, const std::vector<AbstractInputPin*>& inputs);
 
     std::vector<Lane> lanes_;
     std::vector<const AbstractInputPin*> others_;  // inputs that are not part of the sets

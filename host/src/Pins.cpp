@@ -3,6 +3,7 @@
 #include <Kavelin/Core/ConnectionOptions.h>
 #include <Kavelin/Core/Names.h>
 #include <Kavelin/Core/PinManager.h>
+#include <Kavelin/Core/StateArchive.h>
 #include <Poco/Exception.h>
 
 #include <algorithm>
@@ -81,6 +82,16 @@ std::string AbstractInputPin::shapesTaken() const {
 void AbstractInputPin::setIsFedFromElsewhere(bool elsewhere) {
     Layout* const layout = elsewhere ? layoutOf(*this) : nullptr;
     inbox_ = layout == nullptr ? nullptr : &layout->inbox;
+}
+
+void AbstractInputPin::saveUse(StateWriter& to) const {
+    to(lastTimeStamp_);
+    if (to.isWhole()) to(consumed_, passedOver_, misfits_);
+}
+
+void AbstractInputPin::restoreUse(StateReader& from) {
+    from(lastTimeStamp_);
+    if (from.isWhole()) from(consumed_, passedOver_, misfits_);
 }
 
 void AbstractInputPin::wakeLayout() { inbox_->noteFed(); }

@@ -34,7 +34,7 @@ PropertyBag::SavedValues PropertyBag::save() const {
     SavedValues values;
     std::map<std::uint64_t, SavedValue> writes;
     for (const AbstractProperty* property : properties_) {
-        if (!property->hasValue()) continue;
+        if (!property->hasValue() || !property->isWritable()) continue;
         SavedValue value{property->getName(), property->exactText()};
         if (property->taken_ > 0) {
             writes[property->taken_] = std::move(value);
@@ -94,6 +94,16 @@ void PropertyBag::restore(const SavedValues& values) {
     }
     settle(shown);
     if (!refused.empty()) throw Poco::InvalidArgumentException(refused);
+    // What was written, and in which order, is as it was saved, whatever has been written here before.
+    writes_ = 0;
+    for (AbstractProperty* property : properties_) property->taken_ = property->refused_ = 0;
+    for (const SavedValue& value : values) {
+        AbstractProperty& property = get(value.name);
+        if (value.kind == SavedValue::Kind::written) property.taken_ = ++writes_;
+        if (value.kind != SavedValue::Kind::refused) continue;
+        property.refused_ = ++writes_;
+        property.refusedText_ = value.text;
+    }
 }
 
 void PropertyBag::settle(const SavedValues& values) {

@@ -198,7 +198,7 @@ bool MessageReader::takeRow(Table& table) {
     if (taken == RowBuilder::Taken::kBackwards && startAgain(table)) taken = table.rows.take(table.schema);
     if (taken == RowBuilder::Taken::kNoTime) return refuse(Fault::kNoTime, "the message has no time stamp");
     if (taken == RowBuilder::Taken::kBackwards)
-        return refuse(Fault::kTimeBackwards, table.rows.backwardsText());
+        return refuse(Fault::kTimeBackwards, table.rows.refusal(taken).what);
     fillRow(table);
     latest_ = row_.time_;
     arrival_ = lines_.source().arrival();

@@ -66,15 +66,8 @@ ArrayReader::Next ArrayReader::next() {
     if (next_ == table_.rows) return Next::kEnd;
     ++next_;
     if (!takeCells()) return Next::kFault;
-    switch (rows_.take(schema_)) {
-        case RowBuilder::Taken::kBackwards:
-            return refuse(Fault::kTimeBackwards, rows_.backwardsText());
-        case RowBuilder::Taken::kNoTime:
-            return refuse(Fault::kNoTime, "the row has no time stamp");
-        case RowBuilder::Taken::kRow:
-            break;
-    }
-    return Next::kRow;
+    const RowBuilder::Taken taken = rows_.take(schema_);
+    return taken == RowBuilder::Taken::kRow ? Next::kRow : refuse(rows_.refusal(taken));
 }
 
 bool ArrayReader::takeCells() {
@@ -82,8 +75,8 @@ bool ArrayReader::takeCells() {
         if (!rows_.isUsed(column)) continue;
         const double value = cellOf(table_.columns[column], next_ - 1);
         if (std::isinf(value)) {
-            refuse(Fault::kNotANumber, fmt::format("column {} ({}) holds '{}', which is no number",
-                                                   column + 1, table_.form.columns[column].raw, value));
+            refuse({Fault::kNotANumber, fmt::format("column {} ({}) holds '{}', which is no number",
+                                                    column + 1, table_.form.columns[column].raw, value)});
             return false;
         }
         rows_.cell(column) = value;
@@ -91,9 +84,9 @@ bool ArrayReader::takeCells() {
     return true;
 }
 
-ArrayReader::Next ArrayReader::refuse(Fault fault, const std::string& what) {
-    fault_ = fault;
-    message_ = fmt::format("{}: row {}: {}", name_, next_, what);
+ArrayReader::Next ArrayReader::refuse(const Refusal& refusal) {
+    fault_ = refusal.fault;
+    message_ = fmt::format("{}: row {}: {}", name_, next_, refusal.what);
     return Next::kFault;
 }
 

@@ -58,7 +58,7 @@ public:
 
 private:
     bool takeCells();
-    Next refuse(Fault fault, const std::string& what);
+    Next refuse(const Refusal& refusal);
 
     std::string name_;
     ArrayView table_;

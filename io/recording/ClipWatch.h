@@ -18,6 +18,12 @@ public:
     /// Samples at that rate.
     std::uint64_t clipped() const { return clipped_; }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(hasLast_, last_, greatest_, run_, level_, clipped_);
+    }
+
 private:
     bool hasLast_ = false;
     Eigen::Vector3d last_ = Eigen::Vector3d::Zero();

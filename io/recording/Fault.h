@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <numeric>
+#include <string>
 #include <string_view>
 
 namespace Kavelin::RecordingIO {
@@ -20,6 +21,12 @@ enum class Fault {
     kOtherSensor,    ///< from here on the rows are another sensor's: the end
 };
 inline constexpr std::size_t kFaultCount = 8;
+
+/// A line that gives no row, and why: "too few cells: the row has 3 of 7 cells".
+struct Refusal {
+    Fault fault = Fault::kNotANumber;
+    std::string what{};
+};
 
 /// A few words for a summary: "text in a number", "time backwards", ...
 std::string_view faultName(Fault fault);

@@ -22,6 +22,12 @@ public:
     /// Packets that are missing just before the value added last.
     std::uint64_t lost() const { return lost_; }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(step_, hasOrigin_, hasValue_, last_, way_, lost_);
+    }
+
 private:
     double step_;
     bool hasOrigin_;

@@ -5,14 +5,8 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <cmath>
-#include <cstring>
-#include <limits>
 #include <utility>
 
-#include "io/recording/DateText.h"
-#include "io/recording/NumberText.h"
 #include "io/recording/SensorColumn.h"
 #include "io/recording/TableLine.h"
 #include "io/recording/Text.h"
@@ -28,44 +22,14 @@ const std::size_t kMostSensors = 64;
 const std::size_t kMostRubbish = 20;  // lines, before a stream is given up
 const double kLeastRestart = 1.0;     // s, by which a device's time goes back when it starts again
 const int kMostRestarts = 10;         // then it is no restart: perhaps two devices send
-const double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 bool contains(const std::vector<std::string>& names, const std::string& name) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-/// A cell for a message: shortened, and safe for a terminal.
-std::string shown(std::string_view cell) {
-    const std::string out = printable(cell.substr(0, 40));
-    return cell.size() > 40 ? out + "..." : out;
-}
-
-std::string printableLines(std::string_view text) {
-    std::string out;
-    for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
-        out += printable(text.substr(0, end)) + '\n';
-        text.remove_prefix(end + 1);
-    }
-    return out + printable(text);
-}
-
 std::string cellAt(std::string_view line, char separator, std::size_t column) {
     const std::vector<std::string> cells = splitCells(line, separator);
     return column < cells.size() ? cells[column] : std::string();
-}
-
-/// Reads a whole text as a number; "1,5" too where a comma cannot separate cells, and "+1.5".
-bool readNumber(std::string_view text, bool commaIsPoint, double& value) {
-    if (!text.empty() && text.front() == '+') text.remove_prefix(1);
-    std::array<char, 64> copy;
-    if (commaIsPoint && text.size() <= copy.size() && std::count(text.begin(), text.end(), ',') == 1) {
-        std::replace_copy(text.begin(), text.end(), copy.begin(), ',', '.');
-        text = {copy.data(), text.size()};
-    }
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
-    // An infinite value is not a measurement, and would turn everything after it into NaN.
-    return error == std::errc() && stop == end && !std::isinf(value);
 }
 
 /// Control characters, or mostly bytes that are no ASCII: a wrong baud rate, a binary message.
@@ -216,7 +180,6 @@ TableForm RecordingReader::formOf(const Top& top, const ReaderOptions& options) 
 void RecordingReader::begin(Top top, const TableForm& form, const ReaderOptions& options) {
     schema_ = understandTable(form, options);
     makePrintable();
-    if (schema_.separator == ' ') padding_ = '\0';
     rows_ = RowBuilder(schema_, options);
     chooseRows(top, options);
     const std::size_t above = std::min(form.firstRow - 1, top.lines.size());
@@ -255,7 +218,7 @@ void RecordingReader::chooseRows(const Top& top, const ReaderOptions& options) {
         throw Poco::DataFormatException(noSensor(options.sensor, sensors.names, "holds"));
     others_ = sensors.names;
     chosen_ = options.sensor;
-    schema_.decisions.push_back("sensor " + shown(chosen_));
+    schema_.decisions.push_back("sensor " + shownCell(chosen_));
 }
 
 /// What messages quote of a header.
@@ -302,14 +265,14 @@ std::vector<std::string> RecordingReader::readSensors() {
 
 std::string RecordingReader::noSensor(const std::string& name, const std::vector<std::string>& sensors,
                                       const char* holds) const {
-    return fmt::format("no sensor '{}'; column '{}' {}: {}", shown(name),
+    return fmt::format("no sensor '{}'; column '{}' {}: {}", shownCell(name),
                        schema_.columnNames[*schema_.sensorColumn], holds,
-                       shown(listed(sensors, sensors.size())));
+                       shownCell(listed(sensors, sensors.size())));
 }
 
 std::string RecordingReader::severalSensors(const std::vector<std::string>& sensors) const {
     std::vector<std::string> names;
-    for (const std::string& sensor : sensors) names.push_back("'" + shown(sensor) + "'");
+    for (const std::string& sensor : sensors) names.push_back("'" + shownCell(sensor) + "'");
     const std::string last = names.back();
     names.pop_back();
     return "the table holds several sensors: column '" + schema_.columnNames[*schema_.sensorColumn] +
@@ -336,7 +299,7 @@ bool RecordingReader::isOtherSensor(std::string_view line) {
         sensorRows_ = 1;
         return false;
     }
-    refuse(Fault::kOtherSensor, severalSensors({sensor_, cell}));
+    refuse({Fault::kOtherSensor, severalSensors({sensor_, cell})});
     return true;
 }
 
@@ -346,11 +309,11 @@ RecordingReader::Next RecordingReader::next() {
         try {
             if (!lines_.next(line)) break;
         } catch (const Poco::DataFormatException& tooLong) {
-            refuse(Fault::kUnreadable, tooLong.message());
+            refuse({Fault::kUnreadable, tooLong.message()});
             return Next::kFault;
         } catch (const Poco::Exception& failure) {
             ended_ = true;
-            refuse(Fault::kUnreadable, failure.message());
+            refuse({Fault::kUnreadable, failure.message()});
             return Next::kFault;
         }
         // Nearly all lines begin with a digit, and need no further look.
@@ -361,7 +324,10 @@ RecordingReader::Next RecordingReader::next() {
         if (!hasTime) continue;
         if (schema_.mergesSeparators) line = trimmed(line);
         if (!chosen_.empty() && isOfOtherSensor(line)) continue;
-        if (!parseCells(line)) return Next::kFault;
+        if (!cells_.read(line, lines_.wasTerminated(), schema_, rows_)) {
+            refuse(cells_.refusal());
+            return Next::kFault;
+        }
         if (schema_.sensorColumn && chosen_.empty() && isOtherSensor(line)) {
             ended_ = true;
             return Next::kFault;
@@ -370,87 +336,10 @@ RecordingReader::Next RecordingReader::next() {
     }
     const bool endsNow = !std::exchange(ended_, true);
     if (endsNow && !chosen_.empty() && rows() == 0 && !contains(others_, chosen_)) {
-        refuse(Fault::kOtherSensor, noSensor(chosen_, others_, "begins with"));
+        refuse({Fault::kOtherSensor, noSensor(chosen_, others_, "begins with")});
         return Next::kFault;
     }
     return Next::kEnd;
-}
-
-bool RecordingReader::parseCells(std::string_view line) {
-    const char* at = line.data();
-    const char* const end = at + line.size();
-    const std::size_t count = rows_.columns();
-    const char separator = schema_.separator;
-    for (std::size_t column = 0; column < count; ++column) {
-        if (rows_.isUsed(column)) {
-            // A number right up to the separator: what nearly every cell is.
-            const char* start = at;
-            while (start < end && *start == padding_) ++start;
-            const char* const stop = readDecimal(start, end, rows_.cell(column));
-            const bool isWhole = stop != nullptr && (stop == end || *stop == separator);
-            at = isWhole ? stop : parseUncommonCell(at, end, column);
-            if (at == nullptr) return false;
-        } else if (at < end && *at == '"') {
-            at = parseUncommonCell(at, end, column);
-        } else {
-            const void* found = std::memchr(at, separator, static_cast<std::size_t>(end - at));
-            at = found ? static_cast<const char*>(found) : end;
-        }
-        if (column + 1 == count) break;
-        if (at == end) return refuseShortRow(column + 1);
-        ++at;
-        while (schema_.mergesSeparators && at < end && *at == ' ') ++at;
-    }
-    return at == end || refuseExtraCells(at, end);
-}
-
-bool RecordingReader::refuseShortRow(std::size_t cells) {
-    const std::string there = fmt::format("{} of {} cells", cells, rows_.columns());
-    if (lines_.wasTerminated()) return refuse(Fault::kShortRow, "too few cells: the row has " + there);
-    return refuse(Fault::kCutOff, "the file ends in the middle of this row, after " + there);
-}
-
-/// @return where the cell ends; null after a fault.
-const char* RecordingReader::parseUncommonCell(const char* at, const char* end, std::size_t column) {
-    const char* stop = at;
-    bool quoted = false;
-    for (; stop < end && (quoted || *stop != schema_.separator); ++stop) {
-        if (*stop == '"') quoted = !quoted;
-    }
-    if (!rows_.isUsed(column)) return stop;
-    std::string_view text = trimmed({at, static_cast<std::size_t>(stop - at)});
-    if (text.size() >= 2 && text.front() == '"' && text.back() == '"') {
-        text = trimmed(text.substr(1, text.size() - 2));
-    }
-    double value = kNaN;
-    const bool cut = stop == end && !lines_.wasTerminated();
-    const bool isNone = text.empty() || (isMissing(text) && !(cut && text == "-"));
-    if (!isNone && !readCell(text, column, value)) {
-        refuse(cut ? Fault::kCutOff : Fault::kNotANumber,
-               fmt::format("column {} holds '{}', which is no number{}", column + 1, shown(text),
-                           cut ? ": the file ends in the middle of this row" : ""));
-        return nullptr;
-    }
-    rows_.cell(column) = value;
-    return stop;
-}
-
-bool RecordingReader::readCell(std::string_view text, std::size_t column, double& value) const {
-    if (schema_.timeKind != TableForm::Time::Kind::kDate || column != schema_.timeColumn)
-        return readNumber(text, schema_.separator != ',' || schema_.commaIsPoint, value);
-    const std::optional<double> seconds = secondsOfDate(text);
-    value = seconds.value_or(kNaN);
-    return seconds.has_value();
-}
-
-/// Empty cells after the last column (a separator at the end of each row) do no harm; others do.
-bool RecordingReader::refuseExtraCells(const char* at, const char* end) {
-    const bool empty = std::all_of(at, end, [this](char c) { return c == schema_.separator || c == ' '; });
-    if (empty) return true;
-    const auto cells = rows_.columns() + static_cast<std::size_t>(std::count(at, end, schema_.separator));
-    return refuse(Fault::kLongRow,
-                  fmt::format("too many cells: the row has {}, the header {}{}", cells, rows_.columns(),
-                              schema_.separator == ',' ? " (are commas used as decimal points?)" : ""));
 }
 
 /// @return false for a line that came together with the first one that has a time.
@@ -482,7 +371,7 @@ bool RecordingReader::takeRow() {
         live_.arrival = lines_.source().arrival();
         return true;
     }
-    return judge(rows_.take(schema_));
+    return accept(rows_.take(schema_));
 }
 
 /// When a device starts again, so does its time: it goes on where it was, later by what passed here meanwhile.
@@ -498,28 +387,20 @@ bool RecordingReader::takeLiveRow() {
                                        own, own + rows_.delay()));
         taken = rows_.take(schema_);
     }
-    return judge(taken);
+    return accept(taken);
 }
 
-bool RecordingReader::judge(RowBuilder::Taken taken) {
-    switch (taken) {
-        case RowBuilder::Taken::kNoTime:
-            return refuse(Fault::kNoTime, "the row has no time stamp");
-        case RowBuilder::Taken::kBackwards:
-            return refuse(Fault::kTimeBackwards, rows_.backwardsText());
-        case RowBuilder::Taken::kRow:
-            break;
-    }
-    return true;
+bool RecordingReader::accept(RowBuilder::Taken taken) {
+    return taken == RowBuilder::Taken::kRow || refuse(rows_.refusal(taken));
 }
 
 std::string RecordingReader::place(std::uint64_t line) const {
     return line > 0 ? fmt::format("{}:{}: ", name_, line) : name_ + ": ";
 }
 
-bool RecordingReader::refuse(Fault fault, const std::string& what) {
-    fault_ = fault;
-    message_ = place(lines_.number()) + what;
+bool RecordingReader::refuse(const Refusal& refusal) {
+    fault_ = refusal.fault;
+    message_ = place(lines_.number()) + refusal.what;
     return false;
 }
 

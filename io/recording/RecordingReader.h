@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "io/recording/ArrivalClock.h"
+#include "io/recording/CellReader.h"
 #include "io/recording/LineReader.h"
 #include "io/recording/RowBuilder.h"
 #include "io/recording/RowReader.h"
@@ -90,18 +91,13 @@ private:
     bool isOfOtherSensor(std::string_view line);
     bool isOtherSensor(std::string_view line);
     std::string severalSensors(const std::vector<std::string>& sensors) const;
-    bool parseCells(std::string_view line);
-    bool refuseShortRow(std::size_t cells);
-    const char* parseUncommonCell(const char* at, const char* end, std::size_t column);
-    bool readCell(std::string_view text, std::size_t column, double& value) const;
-    bool refuseExtraCells(const char* at, const char* end);
     bool takeArrival();
     bool isAboveRows(std::string_view line);
     bool takeRow();
     bool takeLiveRow();
-    bool judge(RowBuilder::Taken taken);
+    bool accept(RowBuilder::Taken taken);
     std::string place(std::uint64_t line) const;
-    bool refuse(Fault fault, const std::string& what);
+    bool refuse(const Refusal& refusal);
 
     /// What only a stream from a sensor needs.
     struct Live {
@@ -127,7 +123,7 @@ private:
     std::optional<Arrivals> arrivals_;
     Schema schema_;
     RowBuilder rows_;
-    char padding_ = ' ';               // may stand before a number
+    CellReader cells_;
     std::string chosen_;               // the sensor whose rows are wanted; empty: all rows
     std::vector<std::string> others_;  // sensors in the first rows, where one is chosen
     std::string sensor_;               // that of the rows so far, as written in the sensor column

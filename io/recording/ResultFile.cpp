@@ -2,8 +2,10 @@
 
 #include <Poco/Exception.h>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,6 +14,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "io/files/Descriptor.h"
 #include "io/recording/ResultPath.h"
 #include "io/recording/Text.h"
 
@@ -22,6 +25,41 @@ namespace {
 bool isOrdinary(int fd) {
     struct ::stat status {};
     return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+/// Goes on with a checksum up to `end`.  @return whether all could be read
+bool sumUp(int fd, ResultPlace& place, std::uint64_t end) {
+    constexpr std::uint64_t kBlock = std::uint64_t{1} << 18;
+    std::vector<unsigned char> block(static_cast<std::size_t>(std::min(end - place.bytes, kBlock)));
+    while (place.bytes < end) {
+        const auto wanted =
+            static_cast<std::size_t>(std::min<std::uint64_t>(end - place.bytes, block.size()));
+        const ::ssize_t count = ::pread(fd, block.data(), wanted, static_cast<::off_t>(place.bytes));
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return false;
+        place.sum =
+            static_cast<std::uint32_t>(::crc32(place.sum, block.data(), static_cast<unsigned>(count)));
+        place.bytes += static_cast<std::uint64_t>(count);
+    }
+    return true;
+}
+
+bool holds(const std::string& file, const ResultPlace& place) {
+    const Descriptor fd(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    ResultPlace found;
+    return fd.get() >= 0 && isOrdinary(fd.get()) && sumUp(fd.get(), found, place.bytes) &&
+           found.sum == place.sum;
+}
+
+/// The file that begins as the result was at `place`.
+const std::string& continuable(const ResultPath& names, const ResultPlace& place) {
+    if (names.temporary.empty())
+        throw Poco::DataFormatException("'" + names.target +
+                                        "' is no ordinary file: what was written to it cannot be continued");
+    if (holds(names.temporary, place)) return names.temporary;
+    if (holds(names.target, place)) return names.target;
+    throw Poco::DataFormatException(fmt::format("neither '{}' nor '{}' is the result as it was left at {}",
+                                                names.temporary, names.target, counted(place.rows, "row")));
 }
 
 }  // namespace
@@ -42,7 +80,7 @@ void requireTableName(const std::string& path) {
                                          ending + "; name a .csv file");
 }
 
-ResultFile::ResultFile(const std::string& path) : path_(path), target_(path), buffer_(kBlockSize + 4096) {
+ResultFile::ResultFile(const std::string& path) : path_(path), target_(path) {
     if (path == "-") {
         fd_ = STDOUT_FILENO;
         isLive_ = !isOrdinary(fd_);
@@ -52,9 +90,30 @@ ResultFile::ResultFile(const std::string& path) : path_(path), target_(path), bu
     target_ = place.target;
     temporary_ = place.temporary;
     const std::string& name = temporary_.empty() ? path : temporary_;
-    fd_ = ::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    const int access =
+        temporary_.empty() ? O_WRONLY : O_RDWR;  // opening a pipe for both would wait for nobody
+    fd_ = ::open(name.c_str(), access | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     if (fd_ < 0) refuseResult(path, errno);
     isLive_ = !isOrdinary(fd_);
+}
+
+ResultFile::ResultFile(const std::string& path, const ResultPlace& place) : path_(path), target_(path) {
+    const ResultPath names = resultPath(path);
+    target_ = names.target;
+    temporary_ = names.temporary;
+    const std::string& found = continuable(names, place);
+    if (found != temporary_ && std::rename(found.c_str(), temporary_.c_str()) != 0) refuseResult(path, errno);
+    fd_ = ::open(temporary_.c_str(), O_RDWR | O_CLOEXEC);
+    if (fd_ < 0) refuseResult(path, errno);
+    const auto end = static_cast<::off_t>(place.bytes);
+    if (::ftruncate(fd_, end) != 0 || ::lseek(fd_, end, SEEK_SET) != end) refuseResult(path, errno);
+    rows_ = rowsWritten_ = place.rows;
+    bytesWritten_ = place.bytes;
+    summed_ = place;
+}
+
+void ResultFile::requireContinuable(const std::string& path, const ResultPlace& place) {
+    continuable(resultPath(path), place);
 }
 
 void ResultFile::requireWritable(const std::string& path) {
@@ -83,36 +142,30 @@ ResultFile::~ResultFile() {
 void ResultFile::header(std::string_view names) {
     text(names);
     text("\n");
-    lastRowEnd_ = used_;
+    lastRowEnd_ = rowText_.size();
     headerLines_ = 1 + static_cast<std::uint64_t>(std::count(names.begin(), names.end(), '\n'));
-}
-
-void ResultFile::text(std::string_view text) {
-    reserve(text.size());
-    std::memcpy(buffer_.data() + used_, text.data(), text.size());
-    used_ += text.size();
 }
 
 void ResultFile::endRow() {
     text("\n");
-    lastRowEnd_ = used_;
+    lastRowEnd_ = rowText_.size();
     ++rows_;
-    if (used_ >= kBlockSize) flush();
+    if (rowText_.size() >= kBlockSize) flush();
 }
 
 void ResultFile::flush() {
     if (fd_ < 0) return;
+    const std::string_view rows = rowText_.view();
     std::size_t done = 0;
-    while (done < used_) {
-        const ::ssize_t count = ::write(fd_, buffer_.data() + done, used_ - done);
+    while (done < rows.size()) {
+        const ::ssize_t count = ::write(fd_, rows.data() + done, rows.size() - done);
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) {
             const int error = errno;
             // Rows of this block that are completely on disk stay; a row that was cut is removed.
-            const auto written = buffer_.begin() + static_cast<std::ptrdiff_t>(done);
-            const auto lines = static_cast<std::uint64_t>(std::count(buffer_.begin(), written, '\n'));
-            const auto feed = std::find(std::make_reverse_iterator(written), buffer_.rend(), '\n');
-            bytesWritten_ += static_cast<std::uint64_t>(buffer_.rend() - feed);
+            const std::string_view written = rows.substr(0, done);
+            const auto lines = static_cast<std::uint64_t>(std::count(written.begin(), written.end(), '\n'));
+            bytesWritten_ += written.rfind('\n') + 1;  // 0 where there is none
             rows_ = rowsWritten_ + lines - std::min(lines, headerLines_);
             fail(error);
         }
@@ -120,17 +173,32 @@ void ResultFile::flush() {
     }
     bytesWritten_ += done;
     rowsWritten_ = rows_;
-    used_ = lastRowEnd_ = headerLines_ = 0;
+    rowText_.cut(0);
+    lastRowEnd_ = headerLines_ = 0;
+}
+
+void ResultFile::settle() {
+    flush();
+    if (fd_ >= 0 && ::fdatasync(fd_) != 0 && errno != EINVAL && errno != EROFS) fail(errno);
+}
+
+ResultPlace ResultFile::place() {
+    sumUp(fd_, summed_, bytesWritten_);
+    summed_.rows = rows_;
+    return summed_;
 }
 
 void ResultFile::restart() {
-    used_ = lastRowEnd_ = headerLines_ = 0;
+    rowText_.cut(0);
+    lastRowEnd_ = headerLines_ = 0;
     rows_ = rowsWritten_ = bytesWritten_ = 0;
+    summed_ = {};
     if (::ftruncate(fd_, 0) != 0 || ::lseek(fd_, 0, SEEK_SET) != 0) fail(errno);
 }
 
 void ResultFile::fail(int error) {
-    used_ = lastRowEnd_ = 0;
+    rowText_.cut(0);
+    lastRowEnd_ = 0;
     const std::string kept = counted(rows_, "row") + (rows_ == 1 ? " is kept" : " are kept");
     if (!temporary_.empty() && ::ftruncate(fd_, static_cast<::off_t>(bytesWritten_)) != 0) {
         bytesWritten_ = 0;
@@ -142,7 +210,7 @@ void ResultFile::fail(int error) {
 
 void ResultFile::finish() {
     if (fd_ < 0) return;
-    used_ = lastRowEnd_;  // drops a row that was not ended
+    rowText_.cut(lastRowEnd_);  // drops a row that was not ended
     flush();
     close();
 }

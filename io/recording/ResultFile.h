@@ -1,13 +1,11 @@
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "io/recording/NumberText.h"
+#include "io/recording/RowText.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -18,6 +16,18 @@ std::string foreignEnding(const std::string& path);
 /// Raises Poco::InvalidArgumentException where the name has such an ending.
 void requireTableName(const std::string& path);
 
+/// How far an unfinished result had come, for a program that goes on with it.
+struct ResultPlace {
+    std::uint64_t bytes = 0;
+    std::uint64_t rows = 0;
+    std::uint32_t sum = 0;  ///< checksum of those bytes
+
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(bytes, rows, sum);
+    }
+};
+
 /// Writes a table of numbers, row by row, in constant memory. The rows go to `PATH.part`, which takes the
 /// name PATH when it is complete, so a reader of PATH never sees half of it. "-" is standard output; an
 /// existing path that is not an ordinary file (a pipe, a device) is written directly.
@@ -25,6 +35,9 @@ class ResultFile {
 public:
     /// Raises Poco::CreateFileException with the path and the system's reason.
     explicit ResultFile(const std::string& path);
+    /// Goes on with an unfinished result, or with a finished one, behind `place`; what follows there is cut off.
+    /// Raises as `requireContinuable`, and as the other.
+    ResultFile(const std::string& path, const ResultPlace& place);
     ResultFile(const ResultFile&) = delete;
     ResultFile& operator=(const ResultFile&) = delete;
     /// Keeps the rows done, as `finish` does; a failure then is lost.
@@ -33,36 +46,24 @@ public:
     /// Makes sure that a ResultFile of that path could be made, without making one: an existing file stays as
     /// it is. Raises as the constructor.
     static void requireWritable(const std::string& path);
+    /// Makes sure that a result of that path is there as it was at `place`. Raises Poco::DataFormatException.
+    static void requireContinuable(const std::string& path, const ResultPlace& place);
 
     /// Writes the line of column names, or several lines, without the last line feed; before the first row.
     void header(std::string_view names);
-    /// Appends text as it stands, within a row.
-    void text(std::string_view text);
-    /// Appends a number in shortest round-trip form, or "nan", "inf", "-inf".
-    void number(double value) {
-        reserve(kLongestNumber);
-        used_ = static_cast<std::size_t>(writeNumber(buffer_.data() + used_, value) - buffer_.data());
-    }
-    /// Appends further cells of a row, each a separator and a number.
-    void cells(const double* values, std::size_t count) {
-        reserve(count * (1 + kLongestNumber));
-        char* at = buffer_.data() + used_;
-        for (std::size_t i = 0; i < count; ++i) {
-            *at++ = ',';
-            at = writeNumber(at, values[i]);
-        }
-        used_ = static_cast<std::size_t>(at - buffer_.data());
-    }
-    /// The same for cells without a value.
-    void emptyCells(std::size_t count) {
-        reserve(count);
-        std::fill_n(buffer_.data() + used_, count, ',');
-        used_ += count;
-    }
+    // Within a row, as RowText
+    void text(std::string_view text) { rowText_.text(text); }
+    void number(double value) { rowText_.number(value); }
+    void cells(const double* values, std::size_t count) { rowText_.cells(values, count); }
+    void emptyCells(std::size_t count) { rowText_.emptyCells(count); }
     /// Ends a row; now and then writes a block.  Raises Poco::WriteFileException as `finish` does.
     void endRow();
     /// Writes the rows ended so far; not within a row.  Raises as `endRow`.
     void flush();
+    /// The same, and waits until the disk has them.
+    void settle();
+    /// How far an ordinary file has come, once it has settled.
+    ResultPlace place();
     /// Deletes everything written to an ordinary file: the header comes next. Raises as `endRow`.
     void restart();
 
@@ -82,10 +83,6 @@ public:
 private:
     static constexpr std::size_t kBlockSize = std::size_t{1} << 17;
 
-    void reserve(std::size_t size) {
-        if (buffer_.size() - used_ < size) [[unlikely]]
-            buffer_.resize(2 * buffer_.size() + size);
-    }
     [[noreturn]] void fail(int error);
     void close();
 
@@ -94,13 +91,13 @@ private:
     std::string temporary_;  // empty: written directly
     int fd_ = -1;
     bool isLive_ = false;
-    std::vector<char> buffer_;
-    std::size_t used_ = 0;
-    std::size_t lastRowEnd_ = 0;  // in the buffer
+    RowText rowText_{kBlockSize + 4096};
+    std::size_t lastRowEnd_ = 0;  // in the text
     std::uint64_t rows_ = 0;
     std::uint64_t rowsWritten_ = 0;
-    std::uint64_t headerLines_ = 0;  // in the buffer
+    std::uint64_t headerLines_ = 0;  // in the text
     std::uint64_t bytesWritten_ = 0;
+    ResultPlace summed_;  // the latest place
 };
 
 }  // namespace Kavelin::RecordingIO

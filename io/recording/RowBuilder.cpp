@@ -59,8 +59,10 @@ RowBuilder::Taken RowBuilder::take(const Schema& schema) {
     return Taken::kRow;
 }
 
-std::string RowBuilder::backwardsText() const {
-    return fmt::format("time runs backwards: {} s after {} s", exactText(refusedTime_), exactText(latest_));
+Refusal RowBuilder::refusal(Taken taken) const {
+    if (taken == Taken::kNoTime) return {Fault::kNoTime, "the row has no time stamp"};
+    return {Fault::kTimeBackwards,
+            fmt::format("time runs backwards: {} s after {} s", exactText(refusedTime_), exactText(latest_))};
 }
 
 /// s; NaN where the row has none, empty where a counter runs backwards.

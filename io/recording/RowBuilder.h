@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "io/recording/Fault.h"
 #include "io/recording/PacketCounter.h"
 #include "io/recording/Row.h"
 #include "io/recording/Schema.h"
@@ -52,9 +53,17 @@ public:
     /// @param schema the one of the constructor
     Taken take(const Schema& schema);
     const Row& row() const { return row_; }
-    /// "time runs backwards: 1 s after 2 s": of what was not made a row.
-    std::string backwardsText() const;
+    /// Why the cells were not made a row.
+    Refusal refusal(Taken taken) const;
     std::uint64_t rows() const { return rows_; }
+
+    /// Gives or takes the whole state, for a snapshot: of a builder with the same schema and options.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        for (ChannelState& state : states_) archive(state.seen);
+        for (double& element : row_.elements_) archive(element);  // of values that are repeated
+        archive(counter_, arrival_, lost_, delay_, latest_, rows_);
+    }
 
 private:
     struct ChannelState {

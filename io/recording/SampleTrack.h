@@ -28,10 +28,21 @@ public:
     /// The newest sample received that is not later than `time`, if it is at most `greatestGap` older.
     At newest(double time, double greatestGap, Core::Matrix& value) const;
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(before_, after_, hasBefore_, hasAfter_);
+    }
+
 private:
     struct Sample {
         double time = 0.0;
         Core::Matrix value;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(time, value);
+        }
     };
 
     Sample before_;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "io/recording/ChannelMeaning.h"
 #include "io/recording/ColumnMeaning.h"
 #include "io/recording/ColumnNames.h"
 #include "io/recording/MeantColumns.h"
@@ -16,14 +17,6 @@ namespace Kavelin::RecordingIO {
 namespace {
 
 const std::size_t kMostColumns = 4096;  // a line of any other file would cost quadratic time to compare
-
-Quantity quantityOfPin(std::string_view pin) {
-    if (pin == "t") return Quantity::kTime;
-    if (pin == "3a") return Quantity::kAcceleration;
-    if (pin == "3g" || pin == "omega_t") return Quantity::kRate;
-    if (pin == "3m") return Quantity::kField;
-    return Quantity::kNone;
-}
 
 bool isNumber(std::string_view text) {
     double value = 0.0;
@@ -205,7 +198,7 @@ private:
         const bool isKnown = form_.time && form_.time->column == column;
         if (isKnown) schema_.timeKind = form_.time->kind;
         if (schema_.timeKind == TableForm::Time::Kind::kNumber) {
-            schema_.timeUnit = unitOf("t", Quantity::kTime, {column}, unit, schema_.isTimeUnitDeclared);
+            schema_.timeUnit = unitOf("t", {column}, unit, schema_.isTimeUnitDeclared);
         } else if (schema_.timeKind == TableForm::Time::Kind::kCounter) {
             schema_.timeUnit = {1.0, form_.time->rate};
             schema_.counterStep = form_.time->step;
@@ -291,32 +284,15 @@ private:
         channel.cols = cols;
         channel.columns = columns;
         channel.quantity = quantityOfPin(pin);
-        channel.unit = unitOf(pin, channel.quantity, columns, unit, channel.isUnitDeclared);
+        channel.unit = unitOf(pin, columns, unit, channel.isUnitDeclared);
         for (const std::size_t column : columns) used_[column] = true;
-        turn(channel);
+        turnChannel(channel, form_, options_.axes);
         schema_.channels.push_back(std::move(channel));
     }
 
-    void turn(Channel& channel) const {
-        if (channel.pin == "quat" && options_.axes.all != AxisChoice()) {
-            const std::array<double, 4> turn = turnOf(options_.axes.all);
-            channel.turn.assign(turn.begin(), turn.end());
-        }
-        if (channel.pin == "quat") channel.earth = form_.earth;
-        const bool isSensor = channel.pin == "3a" || channel.pin == "3g" || channel.pin == "3m";
-        AxisChoice choice = options_.axes.of(channel.pin);
-        if (std::ranges::find(form_.inverted, channel.pin) != form_.inverted.end()) {
-            for (double& sign : choice.sign) sign = -sign;
-        }
-        if (!isSensor || channel.size() != 3 || choice == AxisChoice()) return;
-        const std::vector<std::size_t> columns = channel.columns;
-        for (std::size_t i = 0; i < 3; ++i) channel.columns[i] = columns[choice.from[i]];
-        channel.signs.assign(choice.sign.begin(), choice.sign.end());
-    }
-
     /// An option wins over the mapping, the mapping over the header.
-    Unit unitOf(const std::string& pin, Quantity quantity, const std::vector<std::size_t>& columns,
-                const std::string& mapped, bool& declared) {
+    Unit unitOf(const std::string& pin, const std::vector<std::size_t>& columns, const std::string& mapped,
+                bool& declared) {
         std::string name = mapped.empty() ? columns_[columns.front()].unit : mapped;
         if (mapped.empty()) {
             for (const std::size_t column : columns) {
@@ -328,23 +304,7 @@ private:
         if (const auto option = options_.units.find(pin); option != options_.units.end())
             name = option->second;
         declared = !name.empty();
-        if (name.empty()) return {};
-        if (quantity == Quantity::kNone) return unitOfAnyQuantity(name);
-        if (const auto unit = findUnit(quantity, name)) return *unit;
-        if (quantity != Quantity::kField) {
-            throw Poco::DataFormatException("'" + name + "' is not a unit for pin '" + pin +
-                                            "'; known units: " + unitNames(quantity));
-        }
-        schema_.notes.push_back("the field's unit '" + name + "' is not known: its values pass unchanged");
-        return {};
-    }
-
-    static Unit unitOfAnyQuantity(const std::string& name) {
-        for (const Quantity quantity : {Quantity::kAngle, Quantity::kRate, Quantity::kAcceleration,
-                                        Quantity::kField, Quantity::kTime}) {
-            if (const auto unit = findUnit(quantity, name)) return *unit;
-        }
-        return {};
+        return unitOfPin(pin, name, schema_.notes);
     }
 
     void findSensorColumn() {

@@ -43,6 +43,9 @@ std::vector<std::string> columnNames(const std::string& pin, std::size_t rows, s
     return names;
 }
 
+TableWriter::TableWriter(const std::string& path, const Progress& progress)
+    : file_(path, progress.place_), table_(progress.table_) {}
+
 TableWriter::~TableWriter() {
     try {
         finish();
@@ -53,10 +56,10 @@ TableWriter::~TableWriter() {
 
 std::size_t TableWriter::add(const TableSink::Pin& pin) {
     const std::lock_guard lock(mutex_);
-    Column& column = pins_.emplace_back();
+    Column& column = table_.pins.emplace_back();
     static_cast<TableSink::Pin&>(column) = pin;
     if (!column.columns.empty()) column.fix({1, pin.columns.size()});
-    return pins_.size() - 1;
+    return table_.pins.size() - 1;
 }
 
 void TableWriter::Column::fix(const Shape& first) {
@@ -83,22 +86,22 @@ void TableWriter::Column::refuse(const Shape& sample) const {
 void TableWriter::put(std::size_t index, double time, const double* elements, std::size_t rows,
                       std::size_t cols) {
     const std::lock_guard lock(mutex_);
-    Column& pin = pins_[index];
-    if (hasRow_ && (time != time_ || pin.filled)) endRow();
+    Column& pin = table_.pins[index];
+    if (table_.hasRow && (time != table_.time || pin.filled)) endRow();
     if (pin.size() == 0) {
         pin.fix({rows, cols});
-        if (begun_ && rows * cols > 0) {
-            order_.push_back(index);
-            isRagged_ = true;
+        if (table_.begun && rows * cols > 0) {
+            table_.order.push_back(index);
+            table_.isRagged = true;
         }
     }
     if (!pin.takes({rows, cols})) pin.refuse({rows, cols});
-    if (!hasRow_) ++rows_;
-    hasRow_ = true;
-    time_ = time;
+    if (!table_.hasRow) ++table_.rows;
+    table_.hasRow = true;
+    table_.time = time;
     pin.filled = true;
     std::copy(elements, elements + rows * cols, pin.cells.begin());
-    if (++filled_ == pins_.size()) {
+    if (++table_.filled == table_.pins.size()) {
         endRow();  // whatever comes next begins another
     } else {
         startTicks();
@@ -107,82 +110,82 @@ void TableWriter::put(std::size_t index, double time, const double* elements, st
 
 void TableWriter::endRow(double time) {
     const std::lock_guard lock(mutex_);
-    if (!hasRow_) {
-        ++rows_;
-        time_ = time;
+    if (!table_.hasRow) {
+        ++table_.rows;
+        table_.time = time;
     }
     endRow();
 }
 
 void TableWriter::endRow() {
-    hasRow_ = false;
-    filled_ = 0;
-    if (!begun_ && held_.size() < kMostHeldRows && !knowsColumns()) {
+    table_.hasRow = false;
+    table_.filled = 0;
+    if (!table_.begun && table_.held.size() < kMostHeldRows && !knowsColumns()) {
         holdRow();
     } else {
-        if (!begun_) beginTable();
-        writeRow(out_, time_);
+        if (!table_.begun) beginTable();
+        writeRow(out_, table_.time);
     }
-    for (Column& pin : pins_) pin.filled = false;
+    for (Column& pin : table_.pins) pin.filled = false;
 }
 
 void TableWriter::holdRow() {
-    HeldRow row{time_, {}};
-    for (std::size_t i = 0; i < pins_.size(); ++i) {
-        if (pins_[i].filled) row.cells.emplace_back(i, pins_[i].cells);
+    HeldRow row{table_.time, {}};
+    for (std::size_t i = 0; i < table_.pins.size(); ++i) {
+        if (table_.pins[i].filled) row.cells.emplace_back(i, table_.pins[i].cells);
     }
-    held_.push_back(std::move(row));
+    table_.held.push_back(std::move(row));
 }
 
 bool TableWriter::knowsColumns() const {
-    return std::all_of(pins_.begin(), pins_.end(), [this](const Column& pin) {
+    return std::all_of(table_.pins.begin(), table_.pins.end(), [this](const Column& pin) {
         return pin.size() > 0 || (file_.isLive() && pin.expected.size() > 0);
     });
 }
 
 /// Writes the header and the rows held back for it; the row being filled keeps its cells.
 void TableWriter::beginTable() {
-    begun_ = true;
+    table_.begun = true;
     if (file_.isLive()) {
-        for (Column& pin : pins_) {
+        for (Column& pin : table_.pins) {
             if (pin.size() > 0) continue;
             pin.fix(pin.expected);
             pin.isExpectation = true;
         }
     }
-    if (shown_ > 0) file_.restart();
+    if (table_.shown > 0) file_.restart();
     orderColumns();
     file_.header(header());
     writeHeldRows(out_);
-    held_ = {};
+    table_.held = {};
 }
 
 void TableWriter::orderColumns() {
-    order_.clear();
-    for (std::size_t i = 0; i < pins_.size(); ++i) {
-        if (pins_[i].size() > 0) order_.push_back(i);
+    table_.order.clear();
+    for (std::size_t i = 0; i < table_.pins.size(); ++i) {
+        if (table_.pins[i].size() > 0) table_.order.push_back(i);
     }
 }
 
 template <class Rows>
 void TableWriter::writeHeldRows(Rows& rows) {
-    const std::vector<Column> current = pins_;
-    for (const HeldRow& row : held_) {
-        for (Column& pin : pins_) pin.filled = false;
+    const std::vector<Column> current = table_.pins;
+    for (const HeldRow& row : table_.held) {
+        for (Column& pin : table_.pins) pin.filled = false;
         for (const auto& [index, cells] : row.cells) {
-            pins_[index].filled = true;
-            pins_[index].cells = cells;
+            table_.pins[index].filled = true;
+            table_.pins[index].cells = cells;
         }
         writeRow(rows, row.time);
     }
-    pins_ = current;
+    table_.pins = current;
 }
 
 template <class Rows>
 void TableWriter::writeRow(Rows& rows, double time) {
     rows.number(time);
-    for (const std::size_t index : order_) {
-        const Column& pin = pins_[index];
+    for (const std::size_t index : table_.order) {
+        const Column& pin = table_.pins[index];
         if (pin.filled) {
             rows.cells(pin.cells.data(), pin.cells.size());
         } else {
@@ -195,7 +198,7 @@ void TableWriter::writeRow(Rows& rows, double time) {
 // Without new samples
 
 void TableWriter::startTicks() {
-    if (ticks_ || !(file_.isLive() || (file_.isReplaceable() && !begun_))) return;
+    if (ticks_ || !(file_.isLive() || (file_.isReplaceable() && !table_.begun))) return;
     ticks_ = true;
     out_.startTicks();
 }
@@ -205,19 +208,19 @@ bool TableWriter::tick() {
     const std::unique_lock lock(mutex_, std::try_to_lock);
     if (!lock) return true;  // a sample is just coming
     if (!file_.isLive()) {
-        if (!begun_) showHeldRows();
-    } else if (hasRow_ && rows_ == rowsAtTick_) {
+        if (!table_.begun) showHeldRows();
+    } else if (table_.hasRow && table_.rows == rowsAtTick_) {
         endRow();
     }
-    rowsAtTick_ = rows_;
-    ticks_ = file_.isLive() ? hasRow_ : !begun_;
+    rowsAtTick_ = table_.rows;
+    ticks_ = file_.isLive() ? table_.hasRow : !table_.begun;
     return ticks_;
 }
 
 /// Writes the held rows to the unfinished file, under a header that may change.
 void TableWriter::showHeldRows() {
-    if (held_.size() == shown_) return;
-    shown_ = held_.size();
+    if (table_.held.size() == table_.shown) return;
+    table_.shown = table_.held.size();
     file_.restart();
     orderColumns();
     file_.header(header());
@@ -227,8 +230,8 @@ void TableWriter::showHeldRows() {
 
 std::string TableWriter::header() const {
     std::string text = "t";
-    for (const std::size_t index : order_) {
-        const Column& pin = pins_[index];
+    for (const std::size_t index : table_.order) {
+        const Column& pin = table_.pins[index];
         const auto names =
             pin.columns.empty() ? columnNames(pin.name, pin.shape.rows, pin.shape.cols) : pin.columns;
         for (const std::string& name : names) text += "," + headerCell(name);
@@ -236,13 +239,22 @@ std::string TableWriter::header() const {
     return text;
 }
 
+TableWriter::Progress TableWriter::settle() {
+    out_.settle();
+    const std::lock_guard lock(mutex_);
+    Progress progress;
+    progress.place_ = file_.place();
+    progress.table_ = table_;
+    return progress;
+}
+
 void TableWriter::finish() {
     bool ragged = false;
     {
         const std::lock_guard lock(mutex_);
-        if (hasRow_) endRow();
-        if (!begun_) beginTable();
-        std::swap(ragged, isRagged_);
+        if (table_.hasRow) endRow();
+        if (!table_.begun) beginTable();
+        std::swap(ragged, table_.isRagged);
     }
     out_.finish();
     file_.finish();
@@ -259,7 +271,7 @@ void TableWriter::padEarlierRows() {
     ResultFile padded(file_.path());
     std::string_view line;
     std::size_t separators = 0;
-    for (const std::size_t index : order_) separators += pins_[index].size();
+    for (const std::size_t index : table_.order) separators += table_.pins[index].size();
     lines.next(line);
     padded.header(header());
     while (lines.next(line)) {

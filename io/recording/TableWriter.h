@@ -36,8 +36,12 @@ std::string wrongShape(const std::string& pin, const TableSink::Shape& first, st
 /// expected. A file receives its rows every half second, so that little is lost if the process dies.
 class TableWriter final : public TableSink {
 public:
+    class Progress;
+
     /// @throws as ResultFile.
     explicit TableWriter(const std::string& path) : file_(path) {}
+    /// Goes on with an unfinished table; its pins are those that it had.  @throws as ResultFile
+    TableWriter(const std::string& path, const Progress& progress);
     ~TableWriter() override;
 
     /// A pin with named columns has them from the start, and takes samples of as many elements.
@@ -50,8 +54,11 @@ public:
     void endRow(double time) override;
     void finish() override;
 
+    /// How far an ordinary file has come, which then is on the disk.  @throws Poco::WriteFileException
+    Progress settle();
+
     /// Rows begun so far.
-    std::uint64_t rows() const { return rows_; }
+    std::uint64_t rows() const { return table_.rows; }
 
 private:
     struct Column : TableSink::Pin {
@@ -59,6 +66,12 @@ private:
         std::vector<double> cells;
         bool isExpectation = false;  // no sample has shown its shape yet
         bool filled = false;         // in the row being filled
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(name, columns, expected.rows, expected.cols, shape.rows, shape.cols, cells, isExpectation,
+                    filled);
+        }
 
         std::size_t size() const { return shape.size(); }
         void fix(const Shape& first);
@@ -69,6 +82,29 @@ private:
     struct HeldRow {
         double time;
         std::vector<std::pair<std::size_t, std::vector<double>>> cells;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(time, cells);
+        }
+    };
+    /// What is to come depends on it, beside what the file holds.
+    struct Filling {
+        std::vector<Column> pins;
+        std::vector<std::size_t> order;  // pins in the order of their columns
+        std::vector<HeldRow> held;
+        bool begun = false;     // the header is written
+        bool isRagged = false;  // a pin came after the header
+        bool hasRow = false;
+        double time = 0.0;
+        std::size_t filled = 0;  // pins of the row being filled
+        std::uint64_t rows = 0;
+        std::size_t shown = 0;  // held rows that the unfinished file already has
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(pins, order, held, begun, isRagged, hasRow, time, filled, rows, shown);
+        }
     };
     static constexpr std::size_t kMostHeldRows = 1000;
 
@@ -89,19 +125,26 @@ private:
 
     ResultFile file_;
     std::mutex mutex_;  // of all that follows
-    std::vector<Column> pins_;
-    std::vector<std::size_t> order_;  // pins in the order of their columns
-    std::vector<HeldRow> held_;
-    bool begun_ = false;     // the header is written
-    bool isRagged_ = false;  // a pin came after the header
-    bool hasRow_ = false;
-    double time_ = 0.0;
-    std::size_t filled_ = 0;  // pins of the row being filled
-    std::uint64_t rows_ = 0;
+    Filling table_;
     std::uint64_t rowsAtTick_ = 0;
     bool ticks_ = false;
-    std::size_t shown_ = 0;  // held rows that the unfinished file already has
     WriteBehind out_{file_, [this] { return tick(); }};
+};
+
+/// How far an unfinished table has come.
+class TableWriter::Progress {
+public:
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(place_, table_);
+    }
+    const ResultPlace& place() const { return place_; }
+
+private:
+    friend TableWriter;
+
+    ResultPlace place_;
+    Filling table_;
 };
 
 }  // namespace Kavelin::RecordingIO

@@ -107,6 +107,20 @@ std::string printable(std::string_view text) {
     return out;
 }
 
+std::string printableLines(std::string_view text) {
+    std::string out;
+    for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
+        out += printable(text.substr(0, end)) + '\n';
+        text.remove_prefix(end + 1);
+    }
+    return out + printable(text);
+}
+
+std::string shownCell(std::string_view cell) {
+    const std::string out = printable(cell.substr(0, 40));
+    return cell.size() > 40 ? out + "..." : out;
+}
+
 std::string exactText(double number) {
     char text[kLongestNumber];
     return {text, writeNumber(text, number)};

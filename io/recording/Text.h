@@ -31,6 +31,12 @@ std::string listed(const std::vector<std::string>& items, std::size_t shown = 12
 /// `text`, from a file, made safe for a terminal: control characters and bytes that are not UTF-8 as \xNN.
 std::string printable(std::string_view text);
 
+/// The same of several lines, which stay apart.
+std::string printableLines(std::string_view text);
+
+/// A cell, from a file, for a message: made safe, and shortened.
+std::string shownCell(std::string_view cell);
+
 /// The shortest text that reads back as the same number; "nan", "inf", "-inf" for the others.
 std::string exactText(double number);
 

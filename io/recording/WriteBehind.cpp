@@ -95,13 +95,27 @@ void WriteBehind::startTicks() {
 
 void WriteBehind::finish() {
     if (!thread_.joinable()) return;
+    endThread();
+    raiseFailure();
+}
+
+void WriteBehind::endThread() {
     {
         const std::lock_guard lock(mutex_);
         ended_ = true;
     }
     change_.notify_all();
     thread_.join();
-    raiseFailure();
+}
+
+void WriteBehind::settle() {
+    endThread();
+    guarded([this] { file_.settle(); });
+    ended_ = holds_ = false;
+    thread_ = std::thread([this] { run(); });
+    if (!hasFailed_.load()) return;
+    const std::unique_ptr<Poco::Exception> failure(failure_->clone());
+    failure->rethrow();
 }
 
 void WriteBehind::raiseFailure() {

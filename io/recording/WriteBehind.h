@@ -57,6 +57,8 @@ public:
 
     /// Waits until all rows are written.  Raises what writing raised and `endRow` has not told yet.
     void finish();
+    /// The same, and has them written to the disk; more rows may follow, and the next `endRow` raises a failure again.
+    void settle();
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -78,6 +80,7 @@ private:
     };
     static constexpr std::size_t kBatches = 4;
 
+    void endThread();
     void raiseFailure();
     void run();
     void waitForRows(std::unique_lock<std::mutex>& lock);

@@ -43,6 +43,15 @@ void ConvergenceHistory::appendError(double error) {
     ++block.numbers;
 }
 
+/// Finds order and blocks from the errors.
+void ConvergenceHistory::rebuild() {
+    std::vector<double> errors;
+    errors.swap(errors_);
+    ordered_.clear();
+    blocks_.clear();
+    for (const double error : errors) appendError(error);
+}
+
 std::optional<double> ConvergenceHistory::finalError() const {
     const std::size_t count = errors_.size() / 4;
     if (count == 0) return std::nullopt;

@@ -46,6 +46,13 @@ public:
     /// as they are.
     double timeOfEntry(std::size_t entry) const;
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(times_, errors_);
+        if constexpr (Archive::is_loading::value) rebuild();
+    }
+
 private:
     /// A sum with the rounding error of its additions: as good as twice the digits.
     /// Source: Neumaier, Zeitschrift fuer Angewandte Mathematik und Mechanik 54, 1974.
@@ -71,6 +78,7 @@ private:
 
     static constexpr std::size_t kBlockSize = 1024;
 
+    void rebuild();
     double meanOfLast(std::size_t count) const;
     bool hasInside(std::size_t block, const Band& band) const;
     bool hasOutside(std::size_t block, const Band& band) const;

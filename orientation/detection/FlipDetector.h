@@ -35,6 +35,13 @@ public:
     /// 0 while there is no reference.
     double angle() const { return angle_; }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(started_, referenceRequested_, lastTime_, smoothed_, reference_, flipped_, count_, angle_,
+                dwelling_, held_);
+    }
+
 private:
     double lowPass(const Vector3& acceleration, double t, double timeConstant);
     void capture();

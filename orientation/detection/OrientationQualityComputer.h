@@ -27,11 +27,22 @@ public:
     /// the setting that asks for it stays without effect on any output.
     void captureAngle();
 
+    /// Gives or takes the whole state, for a snapshot, but for what only the angle needs.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(acceleration_, field_);
+    }
+
 private:
     struct Reference {
         bool requested = true;
         Vector3 vector = Vector3::Zero();
         double norm = 0.0;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(requested, norm);
+        }
     };
     static double judge(const Vector3& vector, Reference& reference, double tolerance);
 

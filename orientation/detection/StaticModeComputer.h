@@ -29,10 +29,21 @@ public:
     std::optional<StaticModeScores> score(const std::optional<Vector3>& acceleration,
                                           const std::optional<Vector3>& field);
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(referenceRequested_, acceleration_, field_, angle_);
+    }
+
 private:
     struct Reference {
         Vector3 vector = Vector3::Zero();
         double norm = 0.0;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(norm);  // the vector is read in the call that captures it
+        }
     };
     double magnitudeScore(const Vector3& vector, Reference& reference) const;
     double angleScore(const Vector3& acceleration, const Vector3& field);

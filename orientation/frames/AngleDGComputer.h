@@ -33,6 +33,12 @@ public:
     /// @param q_earth_d, q_earth_g unit norm, either sign; the same earth frame.  Never throws.
     AngleDG compute(const Quaternion& q_earth_d, const Quaternion& q_earth_g);
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(axis_, referenceRequested_, reference_);
+    }
+
 private:
     Vector3 axis_{0, 0, 1};
     bool referenceRequested_ = false;

@@ -31,6 +31,12 @@ public:
     /// not exist then. Allocates only when `result` changes its size.
     [[nodiscard]] bool apply(const Matrix3& x, Basis& result) const;
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(basis_, inverse_);
+    }
+
 private:
     Basis basis_;    // P
     Basis inverse_;  // Q

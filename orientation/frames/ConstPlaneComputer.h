@@ -23,6 +23,12 @@ public:
     /// Degenerate: NaN for a vector parallel to the normal.
     double angle(const Vector3& vector) const;
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(normal_, firstAxis_, secondAxis_);
+    }
+
 private:
     Vector3 normal_ = Vector3::UnitX();
     Vector3 firstAxis_ = Vector3::UnitY();

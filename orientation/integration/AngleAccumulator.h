@@ -21,11 +21,22 @@ public:
     /// start, cut off towards zero. Both as many as `angles`. Allocates only when their number grows.
     void advance(std::span<const double> angles, std::span<double> cumul, std::span<double> turns);
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(tracks_);
+    }
+
 private:
     struct Track {
         bool started = false;
         double first = 0.0;
         double last = 0.0;
+
+        template <class Archive>
+        void serialize(Archive& archive) {
+            archive(started, first, last);
+        }
     };
     std::vector<Track> tracks_;
 };

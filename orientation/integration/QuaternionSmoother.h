@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <span>
+#include <stdexcept>
 #include <vector>
 
 #include "attitude/rotation/RotationTypes.h"
@@ -43,6 +44,14 @@ public:
     /// A zero quaternion makes the result undefined (not a number) until n further ones have come.
     /// Allocates nothing, never throws.
     Quaternion step(const Quaternion& q);
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(weights_, turns_, oldestTurn_, count_, newest_);
+        if (turns_.size() != weights_.size() || oldestTurn_ >= turns_.size())
+            throw std::length_error("turns and weights do not fit");
+    }
 
 private:
     Quaternion weightedTurns() const;

@@ -24,6 +24,12 @@ public:
     /// @return rad; the turn about the vertical that G needs; 0 at the first sample, and not wrapped
     double update(double t, const Quaternion& q_earth_d, const Quaternion& q_earth_g);
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(timeConstant_, heading_, time_);
+    }
+
 private:
     double timeConstant_ = 0.0;
     double heading_ = 0.0;

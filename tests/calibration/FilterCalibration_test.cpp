@@ -1,5 +1,7 @@
 #include "calibration/FilterCalibration.h"
 
+#include <Kavelin/Core/Snapshot.h>
+
 #include <cstring>
 #include <random>
 
@@ -179,6 +181,60 @@ TEST_F(FilterCalibrationTest, NoticesWrongUnitsAndTheFileOfAnotherUnit) {
     EXPECT_THAT(told(unit(), hold("3g", row({-0.01, 0, 0.02}))),
                 HasSubstr("the rate at rest is 2.56 deg/s after"));
     EXPECT_EQ(told(unit(), hold("3g", row({0.01, 0, -0.02}))), "");
+}
+
+TEST_F(FilterCalibrationTest, ChecksAndLearnsOnFromItsSnapshots) {
+    using Harness = FilterHarness<FilterCalibration>;
+    const auto steps = directions(1800);
+    AffineModel faults = unit().magnetic->model;
+    faults.offset += Vector3d(7, 8, -9);  // since the file was made
+    for (const double scale : {0.01, 0.8, 1.0}) {
+        const bool isUsable = scale > 0.1;  // not in another unit
+        std::mt19937 random(11);
+        std::normal_distribution<double> noise;
+        const auto noisy = [&](Vector3d sample, double deviation) {
+            for (double& axis : sample) axis += deviation * noise(random);
+            return Matrix(sample.transpose());
+        };
+        Harness whole;
+        whole.set("File Name", folder_.write("cal.json", calibrationText(unit())));
+        whole.set("Mount", "1");
+        auto moved = std::make_unique<Harness>();
+        Core::restoreSnapshot(moved->filter(), Core::saveSnapshot(whole.filter()));
+        const auto command = [&](const char* name) {
+            whole.command(name);
+            moved->command(name);
+        };
+        for (std::size_t i = 0; i < steps.size(); ++i) {
+            if (isUsable && i == 100) command("Start Learning");
+            if (isUsable && i == 1100) command("End Learning");
+            const Vector3d field = scale * (faults.matrix.inverse() * (48.0 * steps[i]) + faults.offset);
+            const std::pair<const char*, Matrix> samples[] = {
+                {"3a", noisy({0.1, 0.2, scale * 9.5}, i % 300 < 200 ? 0.01 : 1.0)},
+                {"3g", noisy({-0.01, 0.0, 0.02}, i % 300 < 200 ? 0.002 : 1.0)},
+                {"3m", noisy(field, 0.3 * scale)}};
+            const double t = 0.01 * static_cast<double>(i);
+            for (Harness* harness : {&whole, moved.get()}) {
+                harness->clear();
+                for (const auto& [pin, sample] : samples) harness->feed(pin, t, sample);
+                harness->process(3);
+            }
+            ASSERT_EQ(moved->sends().size(), whole.sends().size());
+            for (std::size_t k = 0; k < whole.sends().size(); ++k)
+                ASSERT_EQ(moved->sends()[k].value, whole.sends()[k].value) << "row " << i;
+            if (i % 97 == 0) {
+                auto next = std::make_unique<Harness>();
+                for (const auto& [pin, sample] : samples) next->feeding(pin, {});
+                Core::restoreSnapshot(next->filter(), Core::saveSnapshot(moved->filter()));
+                moved = std::move(next);
+            }
+        }
+        EXPECT_EQ(moved->filter().runErrors(), whole.filter().runErrors());
+        EXPECT_EQ(moved->filter().runNotes(), whole.filter().runNotes());
+        for (const char* property : {"Learned Offset", "Coverage"})
+            EXPECT_EQ(moved->get(property), whole.get(property)) << property;
+        EXPECT_EQ(whole.get("Learned Offset") != "1 3 0 0 0", isUsable);
+    }
 }
 
 TEST_F(FilterCalibrationTest, DoesNotCallTheHeapWhileItLearns) {

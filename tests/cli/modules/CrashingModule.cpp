@@ -1,10 +1,8 @@
 // A filter that believes every sample to have an element.
-#include <Kavelin/Typed/FilterKit.h>
-#include <Kavelin/Typed/FilterRegistry.h>
-#include <Kavelin/Typed/PluginExports.h>
-
 #include <cstdio>
 #include <cstdlib>
+
+#include "OneFilterPlugin.h"
 
 namespace {
 
@@ -30,14 +28,6 @@ private:
     OutputPin<Matrix> out_{"out", this, kNumber};
 };
 
-class CrashingPlugin : public DefaultPlugin {
-public:
-    CrashingPlugin() : DefaultPlugin("Crashing", "1.0") {
-        static constexpr RegistryRow kRows[] = {row<FilterCrashing>()};
-        registerFilters(*this, kRows);
-    }
-};
-
 }  // namespace
 
-KAVELIN_EXPORT_PLUGIN(CrashingPlugin)
+KAVELIN_EXPORT_PLUGIN(OneFilterPlugin<FilterCrashing>)

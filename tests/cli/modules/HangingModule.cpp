@@ -1,9 +1,7 @@
 // A filter that waits for time to go on, and takes memory for each sample.
-#include <Kavelin/Typed/FilterKit.h>
-#include <Kavelin/Typed/FilterRegistry.h>
-#include <Kavelin/Typed/PluginExports.h>
-
 #include <atomic>
+
+#include "OneFilterPlugin.h"
 
 namespace {
 
@@ -30,14 +28,6 @@ private:
     double last_ = 0.0;
 };
 
-class HangingPlugin : public DefaultPlugin {
-public:
-    HangingPlugin() : DefaultPlugin("Hanging", "1.0") {
-        static constexpr RegistryRow kRows[] = {row<FilterHanging>()};
-        registerFilters(*this, kRows);
-    }
-};
-
 }  // namespace
 
-KAVELIN_EXPORT_PLUGIN(HangingPlugin)
+KAVELIN_EXPORT_PLUGIN(OneFilterPlugin<FilterHanging>)

@@ -1,9 +1,7 @@
 // A filter whose instances share a sum, which sends more than its pin declares, and whose property forgets digits.
-#include <Kavelin/Typed/FilterKit.h>
-#include <Kavelin/Typed/FilterRegistry.h>
-#include <Kavelin/Typed/PluginExports.h>
-
 #include <cmath>
+
+#include "OneFilterPlugin.h"
 
 namespace {
 
@@ -39,14 +37,6 @@ private:
     Rounded factor_{"factor", this};
 };
 
-class SharingPlugin : public DefaultPlugin {
-public:
-    SharingPlugin() : DefaultPlugin("Sharing", "1.0") {
-        static constexpr RegistryRow kRows[] = {row<FilterSharing>()};
-        registerFilters(*this, kRows);
-    }
-};
-
 }  // namespace
 
-KAVELIN_EXPORT_PLUGIN(SharingPlugin)
+KAVELIN_EXPORT_PLUGIN(OneFilterPlugin<FilterSharing>)

@@ -3,6 +3,8 @@
 #include <Kavelin/Core/PinCounts.h>
 #include <Kavelin/Typed/SampleFeed.h>
 
+#include <functional>
+
 namespace Kavelin::Core {
 
 /// How an input pin keeps what it receives. D is a `TimeStampedData`.
@@ -25,6 +27,8 @@ public:
     virtual bool isOverHalfFull() = 0;
     /// Stores all samples of a feed, as one operation.
     virtual void putAll(SampleFeed<D>& feed) = 0;
+    /// Shows what is stored, the oldest first.
+    virtual void visit(const std::function<void(const D&)>& visit) = 0;
 };
 
 }  // namespace Kavelin::Core

@@ -32,6 +32,11 @@ public:
         discarded_ += buffer_.size();
         buffer_.clear();
     }
+    /// All that is buffered, the oldest first.
+    template <class Visit>
+    void visit(const Visit& visit) const {
+        buffer_.visit(visit);
+    }
     unsigned capacity() const { return buffer_.capacity(); }
     bool isEmpty() const { return buffer_.size() == 0; }
     bool isOverHalfFull() const { return 2 * buffer_.size() > buffer_.capacity(); }

@@ -10,6 +10,7 @@
 #include <Kavelin/Typed/Matrix.h>
 #include <Kavelin/Typed/OutputPin.h>
 #include <Kavelin/Typed/RangeProperty.h>
+#include <Kavelin/Typed/State.h>
 #include <Kavelin/Typed/TakeTogether.h>
 #include <Kavelin/Typed/ValueProperty.h>
 
@@ -33,6 +34,8 @@ using Core::RangeProperty;
 using Core::shapeOf;
 using Core::takeTogether;
 using Core::ValueProperty;
+using Core::WithoutState;
+using Core::WithState;
 
 // What pins carry.
 using Core::anyArrangement;

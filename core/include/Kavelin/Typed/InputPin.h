@@ -5,7 +5,9 @@
 #include <Kavelin/Core/PinManager.h>
 #include <Kavelin/Typed/BufferStrategyFactory.h>
 #include <Kavelin/Typed/StagedQueue.h>
+#include <Kavelin/Typed/State.h>
 #include <Kavelin/Typed/TimeStampedData.h>
+#include <Poco/Exception.h>
 
 #include <atomic>
 #include <cassert>
@@ -144,8 +146,74 @@ public:
         return counts;
     }
 
+    void saveState(StateWriter& to) const override {
+        const Sample* const taken = isHolding() ? current_ : sample_;
+        saveUse(to);
+        to(takenUse());
+        if (taken != nullptr && isStored(to)) to(*taken);
+        to.writeNumber(strategy_ == nullptr ? 0 : strategy_->counts().buffered);
+        if (strategy_ != nullptr && isStored(to)) strategy_->visit([&](const Sample& sample) { to(sample); });
+        if (to.isWhole()) saveCounts(to);
+    }
+    void restoreState(StateReader& from) override {
+        reset();
+        restoreUse(from);
+        std::uint8_t use = 0;
+        from(use);
+        if ((use & (kHeld | kConsumed)) != 0) {
+            putBack(from);
+            const Sample* const taken = take();
+            if ((use & kHeld) != 0) current_ = taken;
+            if ((use & kConsumed) != 0) sample_ = taken;
+        }
+        fits_ = (use & kFits) != 0;
+        judged_ = kNoShape;
+        for (std::uint64_t left = from.readNumber(); left > 0; --left) putBack(from);
+        if (from.isWhole()) restoreCounts(from);
+    }
+
 private:
     friend StagedQueue<Sample, InputPinBase>;
+
+    // For snapshots: what became of the sample taken last.
+    static constexpr std::uint8_t kHeld = 1, kConsumed = 2, kFits = 4;
+    std::uint8_t takenUse() const {
+        return static_cast<std::uint8_t>((current_ ? kHeld : 0) | (sample_ ? kConsumed : 0) |
+                                         (fits_ ? kFits : 0));
+    }
+    // A borrowed sample is stored by its writer's pin; where that may not be saved too, by this one as well.
+    bool isStored(const StateWriter& to) const { return lent_ == nullptr || to.isWhole(); }
+    void putBack(StateReader& from) {
+        if (strategy_ == nullptr || (lent_ != nullptr && source_ == nullptr))
+            throw Poco::DataFormatException("'" + fullName() +
+                                            "' has no buffer for the samples that it held");
+        if (lent_ != nullptr) {
+            if (from.isWhole()) from(source_->data());
+            if (!lent_->isEmpty()) throw Poco::DataFormatException("'" + fullName() + "' holds one sample");
+            noteReceived(lent_->put(source_->data()));
+            return;
+        }
+        Sample sample;
+        from(sample);
+        if (isFedFromElsewhere_)
+            buffer(sample);
+        else
+            noteReceived(queue_ != nullptr ? queue_->put(sample) : stack_->put(sample));
+    }
+    void saveCounts(StateWriter& to) const {
+        const PinCounts counts = getCounts();
+        to(counts.put, counts.taken, counts.dropped, counts.discarded);
+    }
+    void restoreCounts(StateReader& from) {
+        retired_ = {};
+        unbuffered_.store(0, std::memory_order_relaxed);
+        const PinCounts now = getCounts();
+        from(retired_.put, retired_.taken, retired_.dropped, retired_.discarded);
+        retired_.put -= now.put;
+        retired_.taken -= now.taken;
+        retired_.dropped -= now.dropped;
+        retired_.discarded -= now.discarded;
+    }
 
     // Takes the next sample out of the buffer; null when there is none.
     const Sample* take() {

@@ -34,6 +34,10 @@ public:
         const Lock lock(mutex_);
         return buffer_.isOverHalfFull();
     }
+    void visit(const std::function<void(const Sample&)>& visit) override {
+        const Lock lock(mutex_);
+        buffer_.visit(visit);
+    }
 
 protected:
     /// [mutex held]

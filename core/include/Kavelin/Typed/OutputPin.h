@@ -3,6 +3,7 @@
 #include <Kavelin/Core/AbstractOutputPin.h>
 #include <Kavelin/Core/LayoutManager.h>
 #include <Kavelin/Typed/InputPin.h>
+#include <Kavelin/Typed/State.h>
 #include <Kavelin/Typed/TimeStampedData.h>
 #include <Poco/Exception.h>
 #include <Poco/Timestamp.h>
@@ -99,6 +100,8 @@ public:
     std::vector<AbstractInputPin*> getAttachedInputs() const override {
         return {attached_.begin(), attached_.end()};
     }
+    void saveState(StateWriter& to) const override { to(data_); }
+    void restoreState(StateReader& from) override { from(data_); }
 
 private:
     // By name, not by type_info: the pin may come from another module.

@@ -41,6 +41,11 @@ public:
     void clear() { size_ = oldest_ = 0; }
     unsigned capacity() const { return capacity_; }
     std::size_t size() const { return size_; }
+    /// The oldest first.
+    template <class Visit>
+    void visit(const Visit& visit) const {
+        for (std::size_t age = 0; age < size_; ++age) visit(*slots_[position(age)]);
+    }
 
 private:
     std::size_t position(std::size_t age) const { return (oldest_ + age) & mask_; }

@@ -24,6 +24,7 @@ public:
     PinCounts counts() override { return buffer_.counts(); }
     bool isOverHalfFull() override { return buffer_.isOverHalfFull(); }
     void putAll(SampleFeed<Sample>& feed) override { buffer_.putAll(feed); }
+    void visit(const std::function<void(const Sample&)>& visit) override { buffer_.visit(visit); }
 
     /// For the pin, which knows the kind and need not ask by way of virtual operations.
     CountedBuffer<Buffer>& buffer() { return buffer_; }

@@ -27,6 +27,10 @@ public:
     }
     void clear() { empty_ = true; }
     unsigned capacity() const { return 1; }
+    template <class Visit>
+    void visit(const Visit& visit) const {
+        if (!empty_) visit(slot_);
+    }
     std::size_t size() const { return empty_ ? 0 : 1; }
 
 private:

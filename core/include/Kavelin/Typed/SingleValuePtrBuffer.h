@@ -20,6 +20,10 @@ public:
     const D* take() { return std::exchange(sample_, nullptr); }
     void clear() { sample_ = nullptr; }
     unsigned capacity() const { return 1; }
+    template <class Visit>
+    void visit(const Visit& visit) const {
+        if (sample_ != nullptr) visit(*sample_);
+    }
     std::size_t size() const { return sample_ == nullptr ? 0 : 1; }
 
 private:

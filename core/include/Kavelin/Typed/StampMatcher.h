@@ -40,6 +40,12 @@ public:
         }
     }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(firstSteps_, secondSteps_);
+    }
+
 private:
     static constexpr double kHalf = 0.5 * (1.0 + 1e-6);  // half a step, whatever its last digits
 

@@ -13,6 +13,12 @@ template <class T>
 struct TimeStampedData {
     T value{};
     double timeStamp = 0.0;
+
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        archive(value, timeStamp);
+    }
 };
 
 /// Copies a sample into a slot that already holds one.

@@ -15,6 +15,8 @@ namespace Kavelin::Core {
 
 class AbstractOutputPin;
 class LayoutInbox;
+class StateReader;
+class StateWriter;
 class TopologyLock;
 
 /// What the host asks a typed input pin, by way of `AbstractInputPin`, whose functions of the same names say
@@ -27,6 +29,8 @@ public:
     virtual bool isOverHalfFull() const = 0;
     virtual void rebuildBuffer() = 0;
     virtual std::shared_ptr<Stage> beginStaging(RoundCounter) { return nullptr; }
+    virtual void saveState(StateWriter& to) const = 0;
+    virtual void restoreState(StateReader& from) = 0;
 
 protected:
     ~InputPinState() = default;
@@ -90,6 +94,11 @@ public:
     /// From now on samples go onto a stage first, marked with the writer's round, until the stage is closed
     /// or a new buffer is built. Null for a pin that cannot. [synchronizers disabled]
     std::shared_ptr<Stage> beginStaging(RoundCounter round) { return state_->beginStaging(std::move(round)); }
+    /// For snapshots: what is buffered, held, and was consumed last; the counts.
+    /// [synchronizers disabled, or no thread reading or writing; not in a run with threads]
+    void saveState(StateWriter& to) const { state_->saveState(to); }
+    /// @throws Poco::DataFormatException
+    void restoreState(StateReader& from) { state_->restoreState(from); }
 
 protected:
     /// The typed pin registers in its constructor the object that answers.
@@ -116,6 +125,9 @@ protected:
     }
     void notePassedOver() { ++passedOver_; }
     void noteMisfit() { ++misfits_; }
+    /// What this class keeps, for a snapshot.
+    void saveUse(StateWriter& to) const;
+    void restoreUse(StateReader& from);
     /// The typed pin tells whether its writer may run on another thread.  [synchronizers disabled]
     void setIsFedFromElsewhere(bool elsewhere);
 

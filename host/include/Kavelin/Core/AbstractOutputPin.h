@@ -7,6 +7,8 @@
 namespace Kavelin::Core {
 
 class AbstractInputPin;
+class StateReader;
+class StateWriter;
 class TopologyLock;
 
 /// Writing end of any number of connections.
@@ -25,6 +27,10 @@ public:
     virtual void detachInput(AbstractInputPin& input, bool onlySynchronous) = 0;
     /// The attached pins.  [synchronizers disabled]
     virtual std::vector<AbstractInputPin*> getAttachedInputs() const = 0;
+    /// For snapshots: the sample.  [layout thread, or the layout not running]
+    virtual void saveState(StateWriter& to) const = 0;
+    /// Sends nothing.  @throws Poco::DataFormatException
+    virtual void restoreState(StateReader& from) = 0;
     /// The input whose samples this pin hands on: then its content is that of their source. Null
     /// for a pin with a content of its own.
     const AbstractInputPin* getHandsOn() const { return handsOn_; }

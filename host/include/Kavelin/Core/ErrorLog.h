@@ -33,6 +33,8 @@ public:
              const std::exception& error);
     std::uint64_t getCount() const;
     std::vector<ProcessError> getErrors() const;
+    /// Goes on from what another log held. Tells nobody.
+    void restore(std::uint64_t count, std::vector<ProcessError> errors);
 
 private:
     mutable std::mutex mutex_;

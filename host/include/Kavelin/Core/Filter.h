@@ -32,6 +32,8 @@ public:
     /// For the host library alone: begins to compare the time stamps of the inputs that are connected now.
     /// @return null while there is nothing to compare.
     PairingWatch* watchPairing(const TopologyLock&);
+    std::unique_ptr<PairingWatch>& getPairingWatch(const TopologyLock&) { return pairing_; }
+    const PairingWatch* getPairingWatch(const TopologyLock&) const { return pairing_.get(); }
 
 protected:
     void setManager(LayoutManager* layout) override;

@@ -42,7 +42,7 @@ public:
     /// Property by name.  @throws Poco::NotFoundException naming what exists.
     AbstractProperty& get(const std::string& name) const;
 
-    /// Every property that has a value, in a text that reads back to exactly that value: those never written
+    /// Every writable property that has a value, in a text that reads back to exactly that value: those never written
     /// first, then accepted and refused values in their original order,
     /// as the effect of a handler depends on earlier writes.
     SavedValues save() const;

@@ -31,6 +31,13 @@ public:
         return *middle;
     }
 
+    /// Gives or takes the whole state, for a snapshot.
+    template <class Archive>
+    void serialize(Archive& archive) {
+        for (double& step : steps_) archive(step);
+        archive(count_, last_, hasLast_);
+    }
+
 private:
     static constexpr std::size_t kSteps = 16;
 
