@@ -3,6 +3,7 @@
 
 #include "cli/CommandContext.h"
 #include "cli/Commands.h"
+#include "cli/DurationOption.h"
 #include "cli/LayoutOptions.h"
 #include "cli/PaceOption.h"
 #include "cli/layout/LayoutFileRun.h"
@@ -28,7 +29,30 @@ void addRunCommand(CLI::App& app, CommandContext& context) {
     command->add_option("--plot-pin", options->plotPins, "Draw this pin instead; may be repeated")
         ->type_name("FILTER:PIN")
         ->allow_extra_args(false);
-    command->callback([options, &context] { LayoutFileRun(*options, context).run(); });
+    command
+        ->add_option("--checkpoint", options->checkpoint,
+                     "Write there, every few seconds, what --resume goes on from if the run is cut short")
+        ->type_name("FILE");
+    addDuration(*command, "--every", "Time between two checkpoints", 0.001, 86400.0,
+                [options](double seconds) { options->every = seconds; })
+        ->default_str("10s");
+    CLI::Option* resume =
+        command
+            ->add_option(
+                "--resume", options->resume,
+                "Go on where the run that wrote this checkpoint was; without FILE, that of --checkpoint, "
+                "which need not be there")
+            ->type_name("[FILE]")
+            ->expected(0, 1);
+    command->callback([options, resume, &context] {
+        if (resume->count() > 0 && options->resume.empty()) {
+            if (options->checkpoint.empty())
+                throw UsageError(
+                    "--resume: from which checkpoint? --resume FILE, or --checkpoint FILE --resume");
+            options->resume = options->checkpoint;
+        }
+        LayoutFileRun(*options, context).run();
+    });
 }
 
 }  // namespace Kavelin::Cli

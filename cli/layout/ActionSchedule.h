@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <vector>
 
@@ -19,6 +20,10 @@ public:
     void runUntil(double t, const Perform& perform) {
         while (next_ < actions_.size() && actions_[next_]->at <= t) perform(*actions_[next_++]);
     }
+
+    /// How many were given; those of a run that this one goes on with count as given.
+    std::size_t given() const { return next_; }
+    void skip(std::size_t given) { next_ = std::min(given, actions_.size()); }
 
     /// The actions whose time has not come.
     std::vector<const ActionEntry*> left() const;

@@ -3,11 +3,19 @@
 #include <filesystem>
 #include <optional>
 
+#include "cli/Interruption.h"
 #include "cli/PaceOption.h"
+#include "cli/layout/LayoutWriter.h"
 #include "cli/plot/LayoutPlot.h"
 #include "io/recording/ResultFile.h"
 
 namespace Kavelin::Cli {
+
+namespace {
+
+constexpr double kEvery = 10.0;  // s between two checkpoints
+
+}  // namespace
 
 void makeOutFolder(const LayoutFile& layout) {
     const std::string out = Core::FlowManager::instance().expandVariables("${OUT}");
@@ -37,8 +45,8 @@ void LayoutFileRun::build() {
     choosePlot();
     std::vector<FileUse> alsoUsed{
         {.filter = "kavelin", .property = "LAYOUT", .file = options_.layout.file, .place = {}}};
-    for (const auto& [option, file] :
-         {std::pair("--save", options_.save), std::pair("--plot", options_.plot)})
+    for (const auto& [option, file] : {std::pair("--save", options_.save), std::pair("--plot", options_.plot),
+                                       std::pair("--checkpoint", options_.checkpoint)})
         if (!file.empty())
             alsoUsed.push_back({"kavelin", option, file, true, {.option = std::string(option) + " " + file}});
     builder_.check(alsoUsed);
@@ -55,6 +63,37 @@ void LayoutFileRun::build() {
     builder_.prepareRun();
     requireNoMistakes();
     if (!options_.save.empty()) RecordingIO::ResultFile::requireWritable(options_.save);
+    prepareCheckpoint();
+}
+
+/// The first checkpoint, before the first row, shows whether there can be any.
+void LayoutFileRun::prepareCheckpoint() {
+    const std::string& file = options_.checkpoint.empty() ? options_.resume : options_.checkpoint;
+    if (file.empty() && options_.every)
+        throw UsageError("--every says how often --checkpoint is written: add it");
+    if (file.empty()) return;
+    if (options_.run.threads)
+        throw UsageError(
+            "--checkpoint: layouts in threads are never all between two rows: leave out --threads");
+    if (!options_.plot.empty())
+        throw UsageError("--checkpoint: a picture would lack what came before: leave out --plot");
+    const Checkpoint::Layouts layouts = Core::FlowManager::instance().getLayouts();
+    checkpoint_ = std::make_unique<Checkpoint>(file, options_.every.value_or(kEvery), writeLayout(layout_));
+    if (file.ends_with(".part"))
+        throw UsageError("--checkpoint " + file +
+                         ": a name that ends in .part is that of an unfinished result");
+    const bool mayBegin = options_.resume == options_.checkpoint;
+    if (!options_.checkpoint.empty() && !mayBegin) checkpoint_->requireReplaceable();
+    const bool isThere = std::filesystem::exists(options_.resume);
+    if (!options_.resume.empty() && (isThere || !mayBegin)) {
+        resumed_ = checkpoint_->load(options_.resume, layouts);
+        return;
+    }
+    try {
+        checkpoint_->save({std::vector<RunProgress::Lane>(layouts.size()), {}, 0, {}}, layouts);
+    } catch (const Poco::Exception& refusal) {
+        throw UsageError("--checkpoint: " + refusal.message());
+    }
 }
 
 /// The pins of the command line go before the panels of the file.
@@ -74,8 +113,11 @@ void LayoutFileRun::run(RoundGate* given, RunWatcher* watcher) {
     runOptions.watcher = watcher;
     std::optional<LayoutPlot> plot;
     if (!options_.plot.empty()) plot.emplace(options_.plot).watch(layout_.plot, builder_);
+    runOptions.checkpoint = checkpoint_.get();
+    runOptions.resumed = resumed_ ? &*resumed_ : nullptr;
     LayoutRun layoutRun(layout_, builder_, Core::FlowManager::instance(), context_.err, runOptions);
     if (!layoutRun.run()) context_.status = kDoneWithErrors;
+    if (checkpoint_ && !Interruption::hasCome()) checkpoint_->remove();
     if (!options_.save.empty()) builder_.save(options_.save);
     if (plot) plot->draw();
 }

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "cli/CommandContext.h"
 #include "cli/LayoutOptions.h"
+#include "cli/layout/Checkpoint.h"
 #include "cli/layout/LayoutRun.h"
 
 namespace Kavelin::Cli {
@@ -14,6 +17,9 @@ struct LayoutFileRunOptions {
     LayoutRunOptions run;
     std::string save;                   ///< file for the layout as it is afterwards; empty: none
     double pace = kFullPace;            ///< of the recordings
+    std::string checkpoint;             ///< file, written as the run goes on; empty: none
+    std::optional<double> every;        ///< s between two checkpoints; without it 10
+    std::string resume;                 ///< checkpoint of the run that this one goes on with; empty: none
     std::string plot;                   ///< picture to draw; empty: none
     std::vector<std::string> plotPins;  ///< "FILTER:PIN", in place of what the file has drawn
 };
@@ -35,6 +41,7 @@ public:
 private:
     void build();
     void choosePlot();
+    void prepareCheckpoint();
     void requireNoMistakes();
 
     const LayoutFileRunOptions options_;
@@ -42,6 +49,8 @@ private:
     Mistakes mistakes_;
     LayoutFile layout_;
     LayoutBuilder builder_;
+    std::unique_ptr<Checkpoint> checkpoint_;
+    std::optional<RunProgress> resumed_;
 };
 
 /// Makes the folder that ${OUT} stands for, where there is none; a relative one is resolved as file names in the layout

@@ -13,6 +13,7 @@
 #include "cli/Interruption.h"
 #include "cli/PairingText.h"
 #include "cli/SettingsFile.h"
+#include "cli/layout/Checkpoint.h"
 #include "io/RunParticipant.h"
 #include "io/recording/Text.h"
 
@@ -78,6 +79,7 @@ void LayoutRun::drive() {
     }
     prepareLanes();
     shareSchedules();
+    if (options_.resumed) takeUp(*options_.resumed);
     listen(true);
     runAll();
     for (Lane& lane : lanes_) {
@@ -180,12 +182,50 @@ LayoutRun::Lane* LayoutRun::laneOf(const ActionEntry& action) {
 
 void LayoutRun::beforeRound(Lane& lane, double t) {
     if (options_.gate && !mustStop()) passGate(t);
+    if (options_.checkpoint && (mustStop() ? !hasCheckpointed_ : options_.checkpoint->isDue()))
+        saveCheckpoint();
     if (mustStop()) return endBefore(lane);
     if (options_.watcher) options_.watcher->rowBegins(*lane.layout);
     if (lane.rounds++ == 0) lane.first = t;
     lane.last = t;
     if (progress_.isOn() && lane.rounds % kRowsBetweenLooks == 0) showProgress(lane);
     performDue(lane, t);
+}
+
+/// Results on the disk go before the checkpoint that counts on them.
+void LayoutRun::saveCheckpoint() {
+    hasCheckpointed_ = mustStop();
+    try {
+        options_.checkpoint->save(progress(), flow_.getLayouts());
+    } catch (const std::exception& error) {
+        const std::string why = "no checkpoint: " + Core::exceptionMessage(error);
+        if (failed_.insert(options_.checkpoint->file()).second) fail(why);
+    }
+}
+
+RunProgress LayoutRun::progress() const {
+    RunProgress progress{{}, {}, failures_.load(), failed_};
+    for (const Lane& lane : lanes_) progress.lanes.push_back({lane.rounds, lane.first, lane.last});
+    for (const ActionSchedule& schedule : schedules_) progress.actions.push_back(schedule.given());
+    return progress;
+}
+
+void LayoutRun::takeUp(const RunProgress& progress) {
+    auto from = progress.lanes.begin();
+    for (Lane& lane : lanes_) {
+        lane.rounds = from->rounds;
+        lane.first = from->first;
+        lane.last = from->last;
+        ++from;
+    }
+    auto given = progress.actions.begin();
+    for (ActionSchedule& schedule : schedules_)
+        if (given != progress.actions.end()) schedule.skip(static_cast<std::size_t>(*given++));
+    failures_.store(progress.failures);
+    failed_ = progress.failed;
+    std::uint64_t rounds = 0;
+    for (const Lane& lane : lanes_) rounds += lane.rounds;
+    if (!options_.quiet) say("resumed behind row " + std::to_string(rounds));
 }
 
 /// Between two rows: what was sent has been taken, and layouts that this one feeds end when they are drained.
@@ -299,7 +339,9 @@ void LayoutRun::reportErrors() {
     reportRepeats();
     reportPairing();
     reportMisfits();
-    if (Interruption::hasCome()) say("interrupted; the rows done are kept");
+    if (!Interruption::hasCome()) return;
+    say("interrupted; the rows done are kept" +
+        (options_.checkpoint ? "; --resume " + options_.checkpoint->file() + " goes on" : ""));
 }
 
 void LayoutRun::reportSummary() {

@@ -18,7 +18,9 @@
 
 namespace Kavelin::Cli {
 
+class Checkpoint;
 class LayoutRun;
+struct RunProgress;
 
 /// Follows a run from its beginning to its end. It ends the run where Ctrl-C does otherwise.
 class RunWatcher {
@@ -43,6 +45,8 @@ struct LayoutRunOptions {
     std::string indispensable = {};  ///< a filter whose error ends the run, as its output could not be kept
     RoundGate* gate = nullptr;       ///< holds rounds back; borrowed; null: as fast as they can
     RunWatcher* watcher = nullptr;   ///< borrowed; null: Ctrl-C ends the run
+    Checkpoint* checkpoint = nullptr;      ///< written as the run goes on, in one thread; borrowed
+    const RunProgress* resumed = nullptr;  ///< of a run that this one goes on with; borrowed
 };
 
 /// One thing that a run said.
@@ -93,6 +97,9 @@ private:
     void interruptSources();
     void listen(bool listens);
     void beforeRound(Lane& lane, double t);
+    void saveCheckpoint();
+    RunProgress progress() const;
+    void takeUp(const RunProgress& progress);
     void endBefore(const Lane& lane);
     void passGate(double t);
     void requestStop();
@@ -126,6 +133,7 @@ private:
     std::mutex reportMutex_;
     std::vector<RunReport> reports_;  // guarded by it
     std::atomic<bool> stop_{false};
+    bool hasCheckpointed_ = false;            // where the run was stopped
     std::set<std::string> failed_;            // filters whose part in starting or completing the run failed
     std::atomic<std::uint64_t> failures_{0};  // in addition to those in the layouts' logs
 };
