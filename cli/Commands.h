@@ -20,6 +20,7 @@ void addFormatsCommand(CLI::App& app, CommandContext& context);
 void addCalibrateCommand(CLI::App& app, CommandContext& context);
 void addSimulateCommand(CLI::App& app, CommandContext& context);
 void addGraphCommand(CLI::App& app, CommandContext& context);
+void addWorkCommand(CLI::App& app, CommandContext& context);
 void addViewCommand(CLI::App& app, CommandContext& context);
 
 }  // namespace Kavelin::Cli

@@ -16,7 +16,7 @@ namespace {
 constexpr void (*kCommands[])(CLI::App&, CommandContext&) = {
     addFuseCommand,    addRunCommand,       addCheckCommand,    addViewCommand,
     addGraphCommand,   addCalibrateCommand, addSimulateCommand, addFormatsCommand,
-    addInspectCommand, addScriptCommand,    addValidateCommand};
+    addInspectCommand, addScriptCommand,    addValidateCommand, addWorkCommand};
 
 constexpr ExitMeaning kExitMeanings[] = {{kDone, "done"},
                                          {kDoneWithErrors, "done with errors in the data or the run"},

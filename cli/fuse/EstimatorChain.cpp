@@ -38,6 +38,10 @@ void EstimatorChain::addRecording(const ChainNames& chain, const std::string& pa
 }
 
 void EstimatorChain::addCalibration(const ChainNames& chain, const std::string& unit) {
+    if (options_.memory.isCalibrated) {
+        add(chain.calibration, Calibration::FilterCalibration::kTypeName);
+        return;
+    }
     const std::string file = UnitFiles("--calibration", options_.calibration).of(unit);
     if (file.empty()) return;
     FilterEntry& calibration = add(chain.calibration, Calibration::FilterCalibration::kTypeName);

@@ -70,7 +70,7 @@ std::string FuseLayout::unit() const {
 void FuseLayout::complete(const Schema& schema, std::optional<Alignment> alignment, Mistakes& mistakes) {
     feedEstimator(schema);
     addQuality(schema);
-    addStaticMode(schema);
+    if (!options_.memory.rowsOnly || options_.scores) addStaticMode(schema);
     if (alignment) addErrors(schema, *alignment);
     addVerdict(chain_, schema);
     outputRate_ = resultRate(options_, schema);
@@ -78,7 +78,7 @@ void FuseLayout::complete(const Schema& schema, std::optional<Alignment> alignme
     attitude_ =
         addMount(chain_, unit(), attitude_);  // behind the comparison: a reference is that of the unit
     arrangeRows();
-    if (!options_.memory.keepsResult) addResult();
+    if (!options_.memory.keepsResult) addTable();
     isWhole_ = true;
     applySettings(mistakes);
 }
@@ -201,21 +201,25 @@ void FuseLayout::arrangeRows() {
     written_ = addResampler(written_);
 }
 
-void FuseLayout::addResult() {
-    Target written = written_;
+void FuseLayout::addTable() {
+    table_.from = written_;
     if (options_.form != AttitudeForm::kQuaternion || !isWrittenRow_ || !frameToGive_.empty())
-        written = addForm("form", written, options_.form, frameToGive_);
+        table_.from = addForm("form", written_, options_.form, frameToGive_);
     const TableKind kind = resultKind(options_);
-    const std::string rows = rowPin(kind, options_.form);
+    table_.rows = rowPin(kind, options_.form);
+    table_.header = kind == TableKind::kSto ? headerForOpenSim(table_.rows, options_.recording)
+                                            : headerOf(table_.rows, options_.form, writtenExtras());
+    if (!options_.memory.rowsOnly) addResult();
+}
+
+void FuseLayout::addResult() {
     FilterEntry& result = add("result", RecordingIO::FilterCsvWriter::kTypeName);
     const std::string option = "-o '" + options_.output + "'";
-    set(result, "Rows", rows);
-    set(result, "Header",
-        kind == TableKind::kSto ? headerForOpenSim(rows, options_.recording)
-                                : headerOf(rows, options_.form, writtenExtras()));
+    set(result, "Rows", table_.rows);
+    set(result, "Header", table_.header);
     if (options_.isSto) set(result, "Format", "sto", option);
     set(result, "File Name", literal(options_.output), option);
-    connect(written, {"result", rows, {}});
+    connect(table_.from, {"result", table_.rows, {}});
     for (const ResultWatch::Extra& extra : writtenExtras())
         connect(writtenSource(extra.name), {"result", extra.name, {}});
 }

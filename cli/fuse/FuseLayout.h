@@ -61,6 +61,14 @@ public:
     /// The flags and scores of these rows, and where one comes from.
     std::vector<ResultWatch::Extra> writtenExtras() const;
     Target writtenSource(const std::string& extra) const;
+    /// The table that is written: where its rows' attitudes come from, the pin that takes them, and what FilterCsvWriter
+    /// is told as "Header".
+    struct Table {
+        Target from;
+        std::string rows;
+        std::string header;
+    };
+    const Table& table() const { return table_; }
 
 private:
     void applySettings(Mistakes& mistakes);
@@ -70,6 +78,7 @@ private:
     void addStaticMode(const RecordingIO::Schema& schema);
     void addErrors(const RecordingIO::Schema& schema, RecordingIO::Alignment alignment);
     void arrangeRows();
+    void addTable();
     void addResult();
     Target addForm(const char* name, const Target& from, AttitudeForm form, const std::string& frame);
     Target addResampler(const Target& from);
@@ -82,6 +91,7 @@ private:
     Target written_;
     bool isWrittenRow_ = false;  // a quaternion as 1x4
     std::string frameToGive_;
+    Table table_;
     std::vector<ResultWatch::Extra> extras_;
 };
 

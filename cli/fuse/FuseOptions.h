@@ -18,6 +18,8 @@ struct FuseMemory {
     bool keepsResult = false;                                                 ///< no file is written
     /// The reference is relative to East-North-Up, whatever the result is.
     bool isReferenceUp = false;
+    bool isCalibrated = false;  ///< a calibration is given to the filter "calibration" later
+    bool rowsOnly = false;      ///< what the rows of the result do not need is left out, but for the verdict
 };
 
 /// The form in which an attitude is written.
