@@ -67,7 +67,7 @@ std::string recipeOf(const CLI::App& command, const FuseOptions& fuse) {
 }
 
 /// A server that has just started does not answer everything yet.
-Fleet openPatiently(const ServerLink& link, const FleetRequest& request, const WorkSettings& settings) {
+Fleet openPatiently(ServerLink& link, const FleetRequest& request, const WorkSettings& settings) {
     for (std::string told;;) {
         try {
             return openFleet(link, request);
@@ -77,6 +77,7 @@ Fleet openPatiently(const ServerLink& link, const FleetRequest& request, const W
             const std::string why = refusal.empty() ? error.what() : "the server refuses: " + refusal;
             if (std::exchange(told, why) != why) settings.tell(why + "; trying again");
             std::this_thread::sleep_for(std::chrono::milliseconds(500));
+            link.mend();
         }
     }
 }

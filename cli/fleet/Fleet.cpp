@@ -157,23 +157,9 @@ void requireBucket(const ServerLink& link, const std::string& name, int replicas
 
 }  // namespace
 
-Bucket openBucket(const ServerLink& link, const std::string& name) {
-    Bucket bucket = findBucket(link, name);
-    if (!bucket) throw UsageError("there is no bucket " + name);
-    return bucket;
-}
-
-BucketEntry valueOf(const Bucket& bucket, const std::string& key) {
-    kvEntry* entry = nullptr;
-    const natsStatus status = kvStore_Get(&entry, bucket.get(), key.c_str());
-    if (status == NATS_NOT_FOUND) return {};
-    requireOk(status, std::string("the key ") + key + " of the bucket " + kvStore_Bucket(bucket.get()));
-    return BucketEntry(entry);
-}
-
 Fleet openFleet(const ServerLink& link, const FleetRequest& request) {
     const FleetNames& names = request.names;
-    Fleet fleet{.names = names, .parts = request.parts};
+    Fleet fleet{.names = names, .parts = request.parts, .calibrationBucket = request.calibrationBucket};
     StreamNeed rows{names.stream, {}, js_WorkQueuePolicy, request.replicas};
     for (unsigned part = 0; part < request.parts; ++part)
         rows.subjects.push_back(names.rowSubject(part, "*"));
@@ -190,7 +176,8 @@ Fleet openFleet(const ServerLink& link, const FleetRequest& request) {
     requireStream(link, bad, fleet.remarks);
     requireBucket(link, names.snapshots(), request.replicas);
     requireBucket(link, names.leases(), request.replicas);
-    if (!request.calibrationBucket.empty()) fleet.calibrations = openBucket(link, request.calibrationBucket);
+    if (!request.calibrationBucket.empty() && !findBucket(link, request.calibrationBucket))
+        throw UsageError("there is no bucket " + request.calibrationBucket);
     return fleet;
 }
 

@@ -15,7 +15,7 @@ struct Fleet {
     unsigned parts = 1;
     std::string resultStream{};          ///< has the subjects of results, whatever it is called
     std::vector<std::string> remarks{};  ///< what works, with a risk
-    Bucket calibrations{};               ///< of the units, as JSON; empty: none was named
+    std::string calibrationBucket{};     ///< values are JSON; empty: none was named
 };
 
 /// How a fleet is opened.
@@ -29,11 +29,5 @@ struct FleetRequest {
 /// Opens streams and buckets; those that are missing are made, with file storage.
 /// @throws UsageError for what is there with settings that cannot work, with what they should be
 Fleet openFleet(const ServerLink& link, const FleetRequest& request);
-
-/// A bucket that exists.  @throws UsageError if it does not
-Bucket openBucket(const ServerLink& link, const std::string& name);
-
-/// The value of a key.  @return empty: there is none.  @throws ServerError
-BucketEntry valueOf(const Bucket& bucket, const std::string& key);
 
 }  // namespace Kavelin::Cli

@@ -22,7 +22,6 @@ using Message = NatsHandle<natsMsg, natsMsg_Destroy>;
 using StreamInfo = NatsHandle<jsStreamInfo, jsStreamInfo_Destroy>;
 using ConsumerInfo = NatsHandle<jsConsumerInfo, jsConsumerInfo_Destroy>;
 using Bucket = NatsHandle<kvStore, kvStore_Destroy>;
-using BucketEntry = NatsHandle<kvEntry, kvEntry_Destroy>;
 
 /// The server refused something, or cannot be reached.
 class ServerError : public std::runtime_error {

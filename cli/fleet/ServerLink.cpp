@@ -12,13 +12,12 @@ namespace Kavelin::Cli {
 
 namespace {
 
-using Options = NatsHandle<natsOptions, natsOptions_Destroy>;
-
 constexpr int kEndless = -1;
 constexpr std::int64_t kRetryMs = 250;
 constexpr int kBufferedBytes = 64 << 20;
 constexpr std::chrono::milliseconds kLongestWait{100};
 constexpr std::chrono::milliseconds kWatchEvery{500};
+constexpr std::chrono::seconds kMendEvery{2};
 
 void requireFile(const std::string& option, const std::string& file) {
     if (!file.empty() && !std::filesystem::is_regular_file(file))
@@ -88,10 +87,11 @@ std::string withoutPassword(const std::string& url) {
     return shown;
 }
 
-ServerLink::ServerLink(const ServerOptions& options, const std::string& name) {
+ServerLink::ServerLink(const ServerOptions& options, const std::string& name)
+    : server_(withoutPassword(options.url)) {
     natsOptions* raw = nullptr;
     requireOk(natsOptions_Create(&raw), "options of the connection");
-    const Options made(raw);
+    options_.reset(raw);
     setServers(raw, options.url);
     setSecurity(raw, options);
     natsOptions_SetName(raw, name.c_str());
@@ -106,22 +106,40 @@ ServerLink::ServerLink(const ServerOptions& options, const std::string& name) {
     natsOptions_SetErrorHandler(
         raw, [](natsConnection*, natsSubscription*, natsStatus, void*) {}, nullptr);
 
-    natsConnection* connection = nullptr;
-    set(natsConnection_Connect(&connection, raw), "no connection to " + withoutPassword(options.url));
-    connection_.reset(connection);
-    jsCtx* stream = nullptr;
-    requireOk(natsConnection_JetStream(&stream, connection, nullptr), "JetStream");
-    jetStream_.reset(stream);
-
     natsInbox* inbox = nullptr;
     requireOk(natsInbox_Create(&inbox), "an inbox");
     inbox_ = std::string(inbox) + ".";
     natsInbox_Destroy(inbox);
+    connect();
+    watch_ = std::thread([this] { watch(); });
+}
+
+void ServerLink::connect() {
+    natsConnection* connection = nullptr;
+    set(natsConnection_Connect(&connection, options_.get()), "no connection to " + server_);
+    decltype(connection_) made(connection);
+    jsCtx* stream = nullptr;
+    requireOk(natsConnection_JetStream(&stream, connection, nullptr), "JetStream");
+    decltype(jetStream_) jetStream(stream);
     natsSubscription* subscription = nullptr;
     requireOk(natsConnection_SubscribeSync(&subscription, connection, (inbox_ + "*").c_str()), "an inbox");
-    subscription_.reset(subscription);
     natsSubscription_SetPendingLimits(subscription, kEndless, kEndless);
-    watch_ = std::thread([this] { watch(); });
+    subscription_.reset(subscription);
+    jetStream_ = std::move(jetStream);
+    const std::lock_guard lock(mutex_);
+    connection_ = std::move(made);
+}
+
+void ServerLink::mend() {
+    if (!natsConnection_IsClosed(connection_.get()) || Clock::now() < mendAt_) return;
+    isConnected_ = true;  // first: it may be lost again before `connect` returns
+    try {
+        connect();
+        ++reconnections_;
+    } catch (const std::exception&) {  // UsageError, ServerError: `refusal` says why the one before ended
+        isConnected_ = false;
+    }
+    mendAt_ = Clock::now() + kMendEvery;
 }
 
 ServerLink::~ServerLink() {
@@ -189,7 +207,8 @@ void ServerLink::publish(const std::string& subject, std::string_view payload, c
 /// The server does not answer what it refuses: whoever waits for that sees a timeout.
 std::string ServerLink::refusal() const {
     const char* text = nullptr;
-    return natsConnection_GetLastError(connection_.get(), &text) == NATS_NOT_PERMITTED ? text : "";
+    const natsStatus status = natsConnection_GetLastError(connection_.get(), &text);
+    return status == NATS_NOT_PERMITTED || status == NATS_CONNECTION_AUTH_FAILED ? text : "";
 }
 
 std::size_t ServerLink::largestPayload() const {

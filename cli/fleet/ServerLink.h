@@ -27,7 +27,8 @@ struct ServerOptions {
     std::string key;          ///< file of its private key
 };
 
-/// One connection to a NATS server, and one queue of all that comes from it. A lost connection is made again, without end.
+/// One connection to a NATS server, and one queue of all that comes from it. A lost connection is made again, without end;
+/// one thread uses it.
 class ServerLink {
 public:
     using Headers = std::vector<std::pair<const char*, std::string>>;
@@ -58,9 +59,12 @@ public:
     Message take(Clock::time_point until);
 
     bool isConnected() const { return isConnected_; }
-    /// How many times the connection was lost and made again. [any thread]
+    /// How many times the connection was lost and made again.
     unsigned reconnections() const { return reconnections_; }
-    /// What this user may not do, as the server put it last; empty: it has refused nothing.
+    /// Makes the connection anew where the library has given it up: it does when the server has not let this user in twice,
+    /// which may let it in later, with other credentials. Tries now and then; takes up to two seconds.
+    void mend();
+    /// What the server refuses this user, as it put it last, to let it in included; empty: it has refused nothing.
     std::string refusal() const;
     /// Bytes of the largest message that the server takes.
     std::size_t largestPayload() const;
@@ -68,9 +72,13 @@ public:
 private:
     static void onDisconnected(natsConnection*, void* self);
     static void onReconnected(natsConnection*, void* self);
+    void connect();
     void watch();
 
+    NatsHandle<natsOptions, natsOptions_Destroy> options_;
+    std::string server_;  ///< for messages
     std::string inbox_;
+    Clock::time_point mendAt_{};
     std::atomic<bool> isConnected_{true};
     std::atomic<unsigned> reconnections_{0};
     std::atomic<unsigned> takes_{0};  ///< how many times `take` has begun and ended: odd while it waits
@@ -78,7 +86,7 @@ private:
     NatsHandle<jsCtx, jsCtx_Destroy> jetStream_;
     NatsHandle<natsSubscription, natsSubscription_Destroy> subscription_;
 
-    std::mutex mutex_;  // guards what follows
+    std::mutex mutex_;  // guards what follows, and, for the thread that watches, connection_
     std::condition_variable mustEnd_;
     bool isEnding_ = false;
     std::thread watch_;

@@ -148,11 +148,11 @@ void UnitTable::loadLastResult(Unit& unit) {
 }
 
 std::string UnitTable::calibrationFor(const Unit& unit) const {
-    if (!unit.state.empty() || !tools_.fleet.calibrations) return {};
-    const BucketEntry entry = valueOf(tools_.fleet.calibrations, unit.name);
-    if (!entry) return {};
-    return {static_cast<const char*>(kvEntry_Value(entry.get())),
-            static_cast<std::size_t>(kvEntry_ValueLen(entry.get()))};
+    const std::string& bucket = tools_.fleet.calibrationBucket;
+    if (!unit.state.empty() || bucket.empty()) return {};
+    const Message entry = lastMessage(tools_.link, bucketStream(bucket), keySubject(bucket, unit.name));
+    if (!entry || isDeletion(entry)) return {};
+    return std::string(payloadOf(entry));
 }
 
 void UnitTable::compute(Unit& unit, const RowMessage& row) {

@@ -52,6 +52,7 @@ void Worker::keepShare(Clock::time_point now) {
 }
 
 void Worker::watchConnection() {
+    link_.mend();
     const bool isAway = !link_.isConnected();
     const unsigned reconnections = link_.reconnections();
     if (isAway && !isAway_) settings_.tell("the server is away; waiting for it");
