@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <csignal>
 #include <memory>
 #include <ostream>
 #include <random>
@@ -66,6 +67,24 @@ std::string recipeOf(const CLI::App& command, const FuseOptions& fuse) {
     return recipe;
 }
 
+/// Other threads take the signals that ask this one, and those that it starts, to end: the library takes a call that a signal
+/// interrupts for a failure.
+class SignalsElsewhere {
+public:
+    SignalsElsewhere() {
+        sigset_t ends;
+        sigemptyset(&ends);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&ends, signal);
+        pthread_sigmask(SIG_BLOCK, &ends, &before_);
+    }
+    ~SignalsElsewhere() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    SignalsElsewhere(const SignalsElsewhere&) = delete;
+    SignalsElsewhere& operator=(const SignalsElsewhere&) = delete;
+
+private:
+    sigset_t before_{};
+};
+
 /// A server that has just started does not answer everything yet.
 Fleet openPatiently(ServerLink& link, const FleetRequest& request, const WorkSettings& settings) {
     for (std::string told;;) {
@@ -102,8 +121,9 @@ void work(WorkOptions options, const CLI::App& command, CommandContext& context)
     if (options.names.stream == options.names.results)
         throw UsageError("--results " + options.names.results +
                          ": rows and results need streams of their own");
-    // One for all that follows: another one later would forget a signal that has come.
-    const Interruption interruption;
+    // One for all that follows: another one later would forget a signal that has come. Its thread takes the signals.
+    const Interruption interruption([] {});
+    const SignalsElsewhere signals;
     ServerLink link(options.server, "kavelin work " + settings.worker);
     const Fleet fleet = openPatiently(
         link, {options.names, part.count, options.calibrationBucket, options.replicas}, settings);
