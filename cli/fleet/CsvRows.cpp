@@ -71,6 +71,22 @@ void CsvRows::takeHeader(const std::string& known) {
                                         "', and the unit has '" + RecordingIO::printable(known) + "'");
     }
     rest_ = rest;
+    requireNoUnits(line);
+}
+
+/// A table of a file may have its units in the line below the names.
+void CsvRows::requireNoUnits(std::string_view names) const {
+    std::string_view rest = rest_;
+    std::string_view line;
+    if (!takeLine(rest, line) || RecordingIO::isRowOfNumbers(line)) return;
+    const RecordingIO::TableForm form = RecordingIO::formOfHeader(names);
+    std::string row = "0";
+    for (std::size_t i = 1; i < form.columns.size(); ++i) row.append(1, form.separator).append("0");
+    const auto decisions = RecordingIO::findForm({std::string(names), std::string(line), row}, {}).decisions;
+    if (std::ranges::any_of(decisions, [](const std::string& one) { return one.starts_with("units in"); }))
+        throw Poco::DataFormatException(
+            "the line below the names of the columns holds units: write them behind the names, such as ax "
+            "[g]");
 }
 
 std::vector<std::string> CsvRows::firstLines(char) const {

@@ -15,6 +15,7 @@ public:
     Next next(const RecordingIO::Schema& schema, RecordingIO::RowBuilder& cells) override;
 
 private:
+    void requireNoUnits(std::string_view names) const;
     void takeHeader(const std::string& known);
 
     std::string_view rest_;

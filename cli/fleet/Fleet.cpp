@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cli/CommandContext.h"
+#include "cli/fleet/ServerStore.h"
 
 namespace Kavelin::Cli {
 
@@ -23,17 +24,6 @@ struct StreamNeed {
 
 const char* retentionText(jsRetentionPolicy policy) {
     return policy == js_WorkQueuePolicy ? "work queue" : policy == js_InterestPolicy ? "interest" : "limits";
-}
-
-StreamInfo findStream(const ServerLink& link, const std::string& name) {
-    jsStreamInfo* info = nullptr;
-    jsErrCode code{};
-    const natsStatus status = js_GetStreamInfo(&info, link.jetStream(), name.c_str(), nullptr, &code);
-    if (status == NATS_NOT_FOUND || code == JSStreamNotFoundErr) return {};
-    if (code == JSNotEnabledErr || code == JSNotEnabledForAccountErr || status == NATS_NO_RESPONDERS)
-        throw UsageError("the server has no JetStream for this user: start it with --jetstream");
-    requireOk(status, "the stream " + name, code);
-    return StreamInfo(info);
 }
 
 void makeStream(const ServerLink& link, const StreamNeed& need) {
@@ -54,6 +44,8 @@ void makeStream(const ServerLink& link, const StreamNeed& need) {
     if (code == JSStreamSubjectOverlapErr)
         throw UsageError(fmt::format("the stream {} cannot be made: another stream has its subjects {}",
                                      need.name, fmt::join(need.subjects, ", ")));
+    if (code == JSStreamReplicasNotSupportedErr)
+        throw UsageError(fmt::format("--replicas {}: the server is in no cluster", need.replicas));
     requireOk(status, "the stream " + need.name + " could not be made", code);
 }
 
@@ -93,6 +85,15 @@ void requireKeeps(const jsStreamConfig& config, const StreamNeed& need) {
                          " acknowledges nothing: make it without --no-ack");
 }
 
+void remarkMemory(const jsStreamConfig& config, const std::string& what, std::vector<std::string>& remarks) {
+    if (config.Storage != js_FileStorage)
+        remarks.push_back(what + " is kept in memory: a restart of the server loses it");
+}
+
+bool dropsOldest(const jsStreamConfig& config) {
+    return config.Discard == js_DiscardOld && (config.MaxMsgs > 0 || config.MaxBytes > 0);
+}
+
 /// The stream that has a subject already; empty: none.
 std::string streamOf(const ServerLink& link, const std::string& subject) {
     constexpr int kWaitMs = 5000;
@@ -120,9 +121,18 @@ std::string requireStream(const ServerLink& link, const StreamNeed& need, std::v
     }
     requireSubjects(*info->Config, need);
     requireKeeps(*info->Config, need);
-    if (info->Config->Storage != js_FileStorage)
-        remarks.push_back("the stream " + name + " is kept in memory: a restart of the server loses it");
+    remarkMemory(*info->Config, "the stream " + name, remarks);
     return name;
+}
+
+/// Rows that the server drops before they are computed are missing in the results.
+void remarkLoss(const ServerLink& link, const std::string& rows, std::vector<std::string>& remarks) {
+    const StreamInfo info = findStream(link, rows);
+    if (info && (dropsOldest(*info->Config) || info->Config->MaxAge > 0))
+        remarks.push_back(
+            "the stream " + rows +
+            " drops its oldest messages, by its age or its size: rows may be lost before they are "
+            "computed");
 }
 
 Bucket findBucket(const ServerLink& link, const std::string& name) {
@@ -133,7 +143,8 @@ Bucket findBucket(const ServerLink& link, const std::string& name) {
     return Bucket(store);
 }
 
-void requireBucket(const ServerLink& link, const std::string& name, int replicas) {
+void requireBucket(const ServerLink& link, const std::string& name, int replicas,
+                   std::vector<std::string>& remarks) {
     Bucket bucket = findBucket(link, name);
     if (!bucket) {
         kvConfig config;
@@ -153,12 +164,23 @@ void requireBucket(const ServerLink& link, const std::string& name, int replicas
     const NatsHandle<kvStatus, kvStatus_Destroy> status(raw);
     if (kvStatus_TTL(raw) != 0)
         throw UsageError("the bucket " + name + " forgets its values after a time; it needs to keep them");
+    const StreamInfo info = findStream(link, bucketStream(name));
+    if (!info) throw UsageError("the bucket " + name + " was deleted while it was made");
+    if (dropsOldest(*info->Config))
+        throw UsageError("the bucket " + name +
+                         " drops its oldest values when it is full; it needs to keep them");
+    remarkMemory(*info->Config, "the bucket " + name, remarks);
 }
 
 }  // namespace
 
 Fleet openFleet(const ServerLink& link, const FleetRequest& request) {
     const FleetNames& names = request.names;
+    constexpr std::size_t kLeastPayload = 32768;
+    if (link.largestPayload() < kLeastPayload)
+        throw UsageError(fmt::format(
+            "the server takes messages of {} bytes at most; snapshots of units need max_payload to be {}",
+            link.largestPayload(), kLeastPayload));
     Fleet fleet{.names = names, .parts = request.parts, .calibrationBucket = request.calibrationBucket};
     StreamNeed rows{names.stream, {}, js_WorkQueuePolicy, request.replicas};
     for (unsigned part = 0; part < request.parts; ++part)
@@ -174,8 +196,10 @@ Fleet openFleet(const ServerLink& link, const FleetRequest& request) {
     StreamNeed bad{names.badStream(), {names.badSubject()}, limits, request.replicas};
     if (streamOf(link, names.badSubject()) == names.stream) bad.retention = js_WorkQueuePolicy;
     requireStream(link, bad, fleet.remarks);
-    requireBucket(link, names.snapshots(), request.replicas);
-    requireBucket(link, names.leases(), request.replicas);
+    remarkLoss(link, names.stream, fleet.remarks);
+    requireBucket(link, names.snapshots(), request.replicas, fleet.remarks);
+    std::vector<std::string> ofNoMatter;  // leases are written anew
+    requireBucket(link, names.leases(), request.replicas, ofNoMatter);
     if (!request.calibrationBucket.empty() && !findBucket(link, request.calibrationBucket))
         throw UsageError("there is no bucket " + request.calibrationBucket);
     return fleet;

@@ -33,6 +33,8 @@ struct FleetNames {
     std::string rowSubject(unsigned part, const std::string& unit) const {
         return stream + "." + std::to_string(part) + "." + unit;
     }
+    /// Of a unit in any part.
+    std::string rowSubjects(const std::string& unit) const { return stream + ".*." + unit; }
     std::string resultSubject(const std::string& unit) const { return results + "." + unit; }
     static std::string leaseKey(unsigned part) { return "part-" + std::to_string(part); }
 };

@@ -22,6 +22,17 @@ std::string leaseText(const std::string& worker, Clock::duration length, const s
     return json.dump();
 }
 
+nlohmann::json readLease(std::string_view text) {
+    nlohmann::json value = nlohmann::json::parse(text, nullptr, false);
+    const auto has = [&](const char* key, auto isRight) {
+        return value.contains(key) && (value[key].*isRight)();
+    };
+    using Json = nlohmann::json;
+    const bool isRight = value.is_object() && has("worker", &Json::is_string) &&
+                         has("consumer", &Json::is_string) && has("seconds", &Json::is_number);
+    return isRight ? value : nlohmann::json::object();
+}
+
 Lease::Lease(const ServerLink& link, const std::string& bucket, const std::string& key, std::string worker,
              Clock::duration length)
     : link_(link),
@@ -37,8 +48,7 @@ void Lease::look(Clock::time_point now) {
     seen_ = {revision, now, length_};
     holder_.clear();
     if (!entry || isDeletion(entry)) return;
-    const auto value = nlohmann::json::parse(payloadOf(entry), nullptr, false);
-    if (!value.is_object()) return;
+    const nlohmann::json value = readLease(payloadOf(entry));
     holder_ = value.value("worker", "");
     seen_.length = std::chrono::duration_cast<Clock::duration>(
         std::chrono::duration<double>(value.value("seconds", 0.0)));

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
+#include <string_view>
 
 #include "cli/fleet/NatsHandles.h"
 #include "cli/fleet/ServerLink.h"
@@ -61,6 +63,10 @@ private:
     bool isHeld_ = false;
     Clock::time_point lookAt_{}, renewAt_{}, asked_{}, proven_{};
 };
+
+/// What the text of a lease says: an object with the texts "worker" and "consumer", and the number "seconds"; empty: nothing that can
+/// be read, so nobody has it.
+nlohmann::json readLease(std::string_view text);
 
 /// The text of a lease: who holds it, for how long, and what else there is to say.
 std::string leaseText(const std::string& worker, Clock::duration length, const std::string& consumer,

@@ -44,9 +44,17 @@ void Part::forget() {
 void Part::fail(const std::string& why) {
     forget();
     trouble_.pause = std::clamp<Clock::duration>(2 * trouble_.pause, kFirstPause, kLongestPause);
-    trouble_.retryAt = Clock::now() + trouble_.pause;
+    trouble_.since = Clock::now();
+    trouble_.retryAt = trouble_.since + trouble_.pause;
     if (std::exchange(trouble_.told, why) != why)
         tools_.settings.tell(title() + ": " + why + "; trying again");
+}
+
+/// What fails again and again works for a moment in between.
+void Part::noteSuccess() {
+    if (trouble_.pause == Clock::duration{} || Clock::now() - trouble_.since < kLongestPause) return;
+    if (!trouble_.told.empty()) tools_.settings.tell(title() + ": works again");
+    trouble_ = {};
 }
 
 void Part::interrupt(const std::string& why) {
@@ -101,7 +109,7 @@ void Part::start(Clock::time_point now) {
     const Clock::duration wait =
         std::max<Clock::duration>(kShortestWait, kSnapshotsInWait * tools_.settings.snapshotEvery);
     stream_.open(consumer, wait, tools_.settings.mostUnacknowledged);
-    table_ = std::make_unique<UnitTable>(tools_, status_, stream_.streamMade(), stream_.lastSequence());
+    table_ = std::make_unique<UnitTable>(tools_, status_, stream_);
     table_->setLimit(limit_);
     if (!std::exchange(isToldOf_, true)) tools_.settings.tell(title() + ": at work");
 }
@@ -121,6 +129,10 @@ void Part::release(Clock::time_point now) {
     }
     // A renewal on its way would look like another worker's.
     if (lease_.isAsking(now)) return;
+    isLeftUnstored_ = !table_ && !trouble_.told.empty();
+    if (isLeftUnstored_)
+        tools_.settings.tell(title() +
+                             ": given back before all was stored, which is computed again: " + trouble_.told);
     forget();
     lease_.release(now);
     isReleasing_ = isToldOf_ = false;
@@ -162,7 +174,7 @@ void Part::onRows(Message message) {
 
 void Part::onRenewed(const Message& answer) {
     try {
-        lease_.onRenewed(sequenceOf(answer, "the lease"));
+        lease_.onRenewed(storedAs(answer, "the lease").sequence);
     } catch (const ServerError& error) {
         if (error.code == JSStreamWrongLastSequenceErr) loseLease("another worker has it");
         // Else the next renewal may be taken; if none is, the lease is over.
@@ -178,8 +190,7 @@ void Part::onAnswer(std::uint64_t replyNumber, const Message& answer) {
     if (!table_) return;
     guarded([&] {
         if (table_->onAnswer(replyNumber, answer)) {
-            if (!trouble_.told.empty()) tools_.settings.tell(title() + ": works again");
-            trouble_ = {};
+            noteSuccess();
         } else if (!stream_.onRequestOver(replyNumber, answer)) {
             throw ServerError("its consumer was deleted", NATS_NOT_FOUND, jsErrCode(0));
         }

@@ -29,10 +29,15 @@ public:
     /// The connection was lost, or lost and found: nothing that was on its way counts.
     void interrupt(const std::string& why);
     /// Stores all and gives the part back, as soon as the server has all.
-    void beginRelease() { isReleasing_ = true; }
+    void beginRelease() {
+        isReleasing_ = true;
+        isLeftUnstored_ = false;
+    }
     void setLimit(std::size_t units);
 
     bool isHeld() const { return lease_.isHeld(); }
+    /// Whether it was given back while something kept it from storing all.
+    bool isLeftUnstored() const { return isLeftUnstored_; }
     bool isReleasing() const { return isReleasing_; }
     /// Empty: this worker, or nobody.
     const std::string& holder() const { return lease_.holder(); }
@@ -43,12 +48,14 @@ private:
     struct Trouble {
         std::string told;
         Clock::duration pause{};
+        Clock::time_point since{};  ///< of the latest
         Clock::time_point retryAt{};
     };
 
     template <class Action>
     void guarded(Action action);
     void fail(const std::string& why);
+    void noteSuccess();
     void forget();
     void loseLease(const std::string& why);
     void start(Clock::time_point now);
@@ -68,6 +75,7 @@ private:
     std::deque<RowMessage> waiting_;
     Trouble trouble_;
     bool isReleasing_ = false;
+    bool isLeftUnstored_ = false;
     bool isToldOf_ = false;      ///< that it is at work
     std::uint64_t renewal_ = 0;  ///< number of the answer to the last one
     unsigned starts_ = 0;

@@ -68,6 +68,7 @@ void PartStream::open(const std::string& consumer, Clock::duration acknowledgeWi
     const StreamInfo info(raw);
     streamMade_ = info->Created;
     lastSequence_ = info->State.LastSeq;
+    keepsAcknowledged_ = info->Config->Retention == js_LimitsPolicy;
 
     const std::uint64_t acknowledged =
         deleteConsumers(link_, names_.stream, FleetNames::leaseKey(part_) + "-");
@@ -79,8 +80,7 @@ void PartStream::open(const std::string& consumer, Clock::duration acknowledgeWi
     config.AckPolicy = js_AckExplicit;
     config.AckWait = nanoseconds(acknowledgeWithin);
     config.MaxAckPending = mostUnacknowledged;
-    if (info->Config->Retention == js_LimitsPolicy &&
-        acknowledged > 0) {  // what is acknowledged stays in the stream
+    if (keepsAcknowledged_ && acknowledged > 0) {
         config.DeliverPolicy = js_DeliverByStartSequence;
         config.OptStartSeq = acknowledged + 1;
     }

@@ -36,11 +36,14 @@ public:
     /// Takes nothing more. The consumer stays, and tells the next holder what was acknowledged.
     void close() { consumer_.clear(); }
 
+    unsigned part() const { return part_; }
     const std::string& consumer() const { return consumer_; }
     /// When the stream was made, ns.
     std::int64_t streamMade() const { return streamMade_; }
     /// The sequence of the stream's last message when it was opened.
     std::uint64_t lastSequence() const { return lastSequence_; }
+    /// Whether messages stay in the stream when they are acknowledged.
+    bool keepsAcknowledged() const { return keepsAcknowledged_; }
 
     /// Asks for messages where fewer are on their way than make sense.
     void ask(std::uint64_t replyNumber, Clock::time_point now);
@@ -64,6 +67,7 @@ private:
     std::string consumer_;
     std::int64_t streamMade_ = 0;
     std::uint64_t lastSequence_ = 0;
+    bool keepsAcknowledged_ = false;
     std::uint64_t delivered_ = 0;  ///< by the consumer's own count
     std::deque<Request> requests_;
 };

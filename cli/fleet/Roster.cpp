@@ -27,25 +27,19 @@ void Roster::tick(Clock::time_point now) {
 }
 
 void Roster::count(Clock::time_point now) {
-    jsOptions options;
-    jsOptions_Init(&options);
-    options.Stream.Info.SubjectsFilter = keys_.c_str();
-    jsStreamInfo* raw = nullptr;
-    jsErrCode code{};
-    requireOk(js_GetStreamInfo(&raw, link_.jetStream(), stream_.c_str(), &options, &code), "the roster",
-              code);
-    const StreamInfo info(raw);
-    others_ = 0;
-    if (!info->State.Subjects) return;
-    for (int i = 0; i < info->State.Subjects->Count; ++i) {
-        const std::string subject = info->State.Subjects->List[i].Subject;
+    const auto subjects = subjectsOf(link_, stream_, keys_);
+    others_ = before_ = 0;
+    for (const auto& [subject, messages] : subjects) {
         if (!subject.starts_with(prefix_) || subject == subject_) continue;
         const Message last = lastMessage(link_, stream_, subject);
         if (!last) continue;
         Seen& seen = seen_[subject];
         const std::uint64_t revision = natsMsg_GetSequence(last.get());
         if (seen.revision != revision) seen = {revision, now};
-        if (now - seen.since < kMissedUntilGone * every_) ++others_;
+        if (now - seen.since < kMissedUntilGone * every_) {
+            ++others_;
+            if (subject < subject_) ++before_;
+        }
         if (now - seen.since > kMissedUntilForgotten * every_) remove(subject);
     }
 }
@@ -61,7 +55,7 @@ void Roster::remove(const std::string& subject) {
 
 std::size_t Roster::share(std::size_t parts) const {
     const std::size_t workers = others_ + 1;
-    return (parts + workers - 1) / workers;
+    return parts / workers + (before_ < parts % workers ? 1 : 0);
 }
 
 void Roster::leave() { remove(subject_); }

@@ -17,7 +17,7 @@ public:
 
     /// Writes and counts, if it is time.  @throws ServerError
     void tick(Clock::time_point now);
-    /// How many parts each may have.
+    /// How many parts this worker may have: each has as many, but for one more that those listed first have.
     std::size_t share(std::size_t parts) const;
     /// Takes this worker off the roster.  @throws ServerError
     void leave();
@@ -34,8 +34,8 @@ private:
     const std::string stream_, keys_, prefix_, subject_;
     const Clock::duration every_;
     Clock::time_point nextAt_{};
-    std::map<std::string, Seen> seen_;  ///< by subject
-    std::size_t others_ = 0;
+    std::map<std::string, Seen> seen_;     ///< by subject
+    std::size_t others_ = 0, before_ = 0;  ///< before_: those of them that are listed before this one
 };
 
 }  // namespace Kavelin::Cli

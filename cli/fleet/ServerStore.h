@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -14,12 +15,23 @@ constexpr const char* kExpectedLast = "Nats-Expected-Last-Subject-Sequence";
 /// The header that names a message, so that the server does not store it twice within minutes.
 constexpr const char* kMessageId = "Nats-Msg-Id";
 
+/// @return empty: there is no such stream.  @throws ServerError  @throws UsageError for a server without JetStream
+StreamInfo findStream(const ServerLink& link, const std::string& name);
+
+/// The subjects of a stream that match a pattern, with the number of messages that are there.  @throws ServerError
+std::map<std::string, std::uint64_t> subjectsOf(const ServerLink& link, const std::string& stream,
+                                                const std::string& pattern);
+
 /// The last message on a subject of a stream.  @return empty: there is none  @throws ServerError
 Message lastMessage(const ServerLink& link, const std::string& stream, const std::string& subject);
 
-/// The sequence at which the server stored what was published.
-/// @param what "the result of the unit u7"  @throws ServerError: it did not
-std::uint64_t sequenceOf(const Message& answer, const std::string& what);
+/// Where the server stored what was published.
+struct Stored {
+    std::uint64_t sequence = 0;
+    bool isRepeated = false;  ///< it had stored a message of that id before, there, and did not do it again
+};
+/// @param what "the result of the unit u7"  @throws ServerError: the server did not store it
+Stored storedAs(const Message& answer, const std::string& what);
 
 /// Stores a value, and waits for the answer.  @param expectedLast see kExpectedLast
 /// @return its sequence.  @throws ServerError, with JSStreamWrongLastSequenceErr where another one is the last

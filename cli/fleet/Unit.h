@@ -15,7 +15,9 @@ struct Outgoing {
     std::int64_t received = 0;   ///< ns, when the server stored the message
     std::string columns;
     std::string payload;
-    std::string badReason;  ///< empty: a result
+    std::string badReason;  ///< "unit: reason"; empty: a result
+    std::size_t cut =
+        0;  ///< bytes of a bad message of which `payload` is as much as goes into one; 0: it is whole
 };
 
 /// A message that is not acknowledged yet.
@@ -36,6 +38,7 @@ struct Unit {
     std::string name;  ///< empty: stands for messages whose unit cannot be one
     std::string state;
 
+    unsigned part = 0;                   ///< of the messages in the state
     std::uint64_t contained = 0;         ///< last message in the state
     std::uint64_t published = 0;         ///< last message whose result the server has
     std::uint64_t stored = 0;            ///< last message in the stored snapshot

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdlib>
 #include <map>
 #include <optional>
 #include <tuple>
@@ -15,6 +16,8 @@
 #include "cli/fleet/UnitLayout.h"
 #include "cli/fleet/UnitRecord.h"
 #include "cli/fuse/FuseArguments.h"
+#include "io/recording/ColumnNames.h"
+#include "io/recording/TableWriter.h"
 #include "io/recording/Text.h"
 
 namespace Kavelin::Cli {
@@ -24,7 +27,7 @@ namespace {
 constexpr std::size_t kMostKinds = 32;
 constexpr std::size_t kMostRemarks = 10;
 constexpr std::size_t kFirstTimes = 64;
-const char* const kUsualColumns = "t,ax,ay,az,gx,gy,gz,mx,my,mz";
+constexpr std::size_t kMostExampleColumns = 1000;
 
 /// What the rows of one stream of batches cannot have.
 void requireUsable(const FuseOptions& options) {
@@ -39,6 +42,30 @@ void requireUsable(const FuseOptions& options) {
                                                     {"--as sto", options.isSto}};
     for (const auto& [option, isGiven] : refused)
         if (isGiven) throw UsageError(std::string(option) + " is not for rows that come in batches");
+}
+
+/// Columns that rows may have: the usual ones, and those that a mapping names.  @throws Poco::DataFormatException
+std::string exampleColumns(const std::string& mapping) {
+    std::vector<std::string> columns = {"t", "ax", "ay", "az", "gx", "gy", "gz", "mx", "my", "mz"};
+    const auto isThere = [&](const std::string& name) {
+        return std::ranges::any_of(columns, [&](const std::string& column) {
+            return RecordingIO::equalsIgnoringCase(column, name);
+        });
+    };
+    if (!mapping.empty()) {
+        for (const RecordingIO::MappingEntry& entry : RecordingIO::parseMapping(mapping)) {
+            for (const std::string& name : entry.columns) {
+                const std::size_t number = name.starts_with('#') ? std::strtoul(&name[1], nullptr, 10) : 0;
+                while (columns.size() < std::min(number, kMostExampleColumns))
+                    columns.push_back("x" + std::to_string(columns.size()));
+                if (number == 0 && !isThere(name)) columns.push_back(name);
+            }
+        }
+    }
+    std::string header;
+    for (const std::string& column : columns)
+        header += (header.empty() ? "" : ",") + RecordingIO::headerCell(column);
+    return plainColumns(header);
 }
 
 FuseOptions withType(FuseOptions options) {
@@ -113,7 +140,7 @@ UnitEngine::Parts::Parts(const UnitEngineOptions& options)
       reader_(UnitLayout::readerOptions(options_, estimator_)) {
     requireUsable(options_);
     // Settings that cannot be used are told now, rather than with the first batch.
-    if (options_.mapping.empty()) kindOf({.columns = kUsualColumns});
+    kindOf({.columns = exampleColumns(options_.mapping)});
 }
 
 Answer UnitEngine::Parts::advance(std::string& state, const Batch& batch, const std::string& calibration) {

@@ -11,6 +11,7 @@ struct UnitSnapshot {
     std::uint64_t contained = 0;  ///< sequence of the last message of rows in the state
     std::int64_t streamMade =
         0;               ///< ns, when the stream of rows was made: sequences of another one mean nothing
+    unsigned part = 0;   ///< of the stream, in which those messages were
     std::string recipe;  ///< what the worker was told to compute
     std::string state;   ///< the engine's bytes
 };

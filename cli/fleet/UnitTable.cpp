@@ -7,7 +7,6 @@
 #include <algorithm>
 
 #include "cli/CommandContext.h"
-#include "cli/fleet/ServerStore.h"
 #include "cli/fleet/UnitSnapshot.h"
 
 namespace Kavelin::Cli {
@@ -16,7 +15,8 @@ namespace {
 
 constexpr std::size_t kMostOutgoing = 4096;
 constexpr std::size_t kMostTooMany = 256;  // units above the limit, until their snapshots are stored
-constexpr std::size_t kHeaderRoom = 4096;  // bytes of a message for its headers
+constexpr std::size_t kHeaderRoom = 1024;  // bytes of a message for its headers, beside columns and reasons
+constexpr std::size_t kLongestReason = 1000;
 constexpr std::chrono::seconds kPatience{10};
 constexpr std::chrono::seconds kJudgeEvery{60};
 constexpr std::chrono::seconds kTellEvery{60};
@@ -43,33 +43,79 @@ Clock::time_point storeTime(const std::string& unit, Clock::time_point now, Cloc
 
 }  // namespace
 
-UnitTable::UnitTable(WorkTools tools, PartStatus& status, std::int64_t streamMade, std::uint64_t lastSequence)
+UnitTable::UnitTable(WorkTools tools, PartStatus& status, const PartStream& stream)
     : tools_(std::move(tools)),
       status_(status),
-      streamMade_(streamMade),
-      lastSequence_(lastSequence),
+      stream_(stream),
+      streamMade_(stream.streamMade()),
+      lastSequence_(stream.lastSequence()),
       limit_(tools_.settings.units) {}
 
 void UnitTable::take(RowMessage row) {
     lastSequence_ = std::max(lastSequence_, row.sequence);
     const std::string name = row.unit();
-    const bool isName = isFleetName(name);
-    Unit& unit = touch(isName ? name : "");
-    if (row.sequence <= unit.contained && isName) {
-        ++status_.redelivered;
-        std::erase_if(unit.unacknowledged, [&](const Unacknowledged& one) {
-            const bool isSame = one.sequence == row.sequence;
-            unacknowledged_ -= isSame ? 1 : 0;
-            return isSame;
-        });
-    } else if (isName) {
-        compute(unit, row);
-        unit.contained = row.sequence;
-    } else {
-        refuse(unit, row,
+    if (!isFleetName(name)) {
+        Unit& nobody = touch("");
+        refuse(nobody, row,
                "'" + name + "' cannot name a unit: letters, digits, '-', '_' and '=' can, 128 at most");
-        unit.contained = row.sequence;
+        add(nobody, row);
+        return;
     }
+    Unit& unit = touch(name);
+    if (row.sequence > unit.contained) {
+        moveHere(unit, row.sequence);
+        compute(unit, row);
+        add(unit, row);
+    } else if (unit.part == stream_.part()) {
+        passOver(unit, row);
+        add(unit, row);
+    } else {
+        const std::string reason = fmt::format(
+            "it comes too late: the unit has moved from part {} to part {}, and goes on there behind message "
+            "{}",
+            stream_.part(), unit.part, unit.contained);
+        Unit& nobody = touch("");
+        refuse(nobody, row, reason);
+        add(nobody, row);
+    }
+}
+
+/// The message comes again.
+void UnitTable::passOver(Unit& unit, const RowMessage& row) {
+    ++status_.redelivered;
+    std::erase_if(unit.unacknowledged, [&](const Unacknowledged& one) {
+        const bool isSame = one.sequence == row.sequence;
+        unacknowledged_ -= isSame ? 1 : 0;
+        return isSame;
+    });
+}
+
+/// A unit's rows come in one part only: in another one where the number of parts was changed. What waits in the old one comes first.
+/// @param sequence of the message that is to be computed next
+void UnitTable::moveHere(Unit& unit, std::uint64_t sequence) {
+    const bool isNew = unit.contained == 0;
+    if (unit.part == stream_.part() && !isNew) return;
+    const FleetNames& names = tools_.fleet.names;
+    const std::string own = names.rowSubject(stream_.part(), unit.name);
+    if (!stream_.keepsAcknowledged()) {
+        for (const auto& [subject, messages] :
+             subjectsOf(tools_.link, names.stream, names.rowSubjects(unit.name))) {
+            if (subject == own) continue;
+            const Message last = lastMessage(tools_.link, names.stream, subject);
+            if (last && natsMsg_GetSequence(last.get()) < sequence)
+                throw ServerError(
+                    fmt::format("rows of the unit {} wait on {}: they come first, so let a worker work "
+                                "on that part",
+                                unit.name, subject),
+                    NATS_ERR, jsErrCode(0));
+        }
+    }
+    unit.part = stream_.part();
+}
+
+/// What was done of a message goes to the server, as far as it must.
+void UnitTable::add(Unit& unit, const RowMessage& row) {
+    unit.contained = std::max(unit.contained, row.sequence);
     unit.unacknowledged.push_back({row.sequence, row.acknowledgement()});
     ++unacknowledged_;
     if (unit.stored >= row.sequence)
@@ -87,6 +133,7 @@ Unit& UnitTable::touch(const std::string& name) {
     }
     Unit unit;
     unit.name = name;
+    unit.part = stream_.part();
     if (!name.empty()) load(unit);
     units_.push_front(std::move(unit));
     byName_[name] = units_.begin();
@@ -136,6 +183,7 @@ void UnitTable::loadSnapshot(Unit& unit) {
             fmt::format("it contains message {}, but the stream {} ends at {}: the server has lost messages",
                         snapshot.contained, names.stream, lastSequence_));
     unit.contained = unit.stored = snapshot.contained;
+    unit.part = snapshot.part;
 }
 
 void UnitTable::loadLastResult(Unit& unit) {
@@ -152,16 +200,25 @@ std::string UnitTable::calibrationFor(const Unit& unit) const {
     if (!unit.state.empty() || bucket.empty()) return {};
     const Message entry = lastMessage(tools_.link, bucketStream(bucket), keySubject(bucket, unit.name));
     if (!entry || isDeletion(entry)) return {};
-    return std::string(payloadOf(entry));
+    const std::string_view value = payloadOf(entry);
+    if (value.empty())
+        throw Poco::DataFormatException("its calibration in the bucket " + bucket + " is empty");
+    return std::string(value);
 }
 
 void UnitTable::compute(Unit& unit, const RowMessage& row) {
+    // Its first message is acknowledged only after its first snapshot.
+    if (unit.snapshotRevision == 0 && unit.contained == 0 && unit.published > 0 &&
+        row.sequence > unit.published)
+        tell(unit, unit.name, row.sequence,
+             "its snapshot is gone, though there are results up to message " +
+                 std::to_string(unit.published) + ": it begins as a new unit");
     const std::string columns = headerOf(row.message, "Columns");
     std::string state = unit.state;
     Answer answer;
     try {
         answer = tools_.engine.advance(state, {columns, payloadOf(row.message)}, calibrationFor(unit));
-        if (answer.rows.size() + kHeaderRoom > tools_.link.largestPayload())
+        if (answer.rows.size() + answer.header.size() + kHeaderRoom > tools_.link.largestPayload())
             throw Poco::DataFormatException(fmt::format(
                 "its result of {} bytes is more than the server takes in a message; send fewer rows",
                 answer.rows.size()));
@@ -173,7 +230,8 @@ void UnitTable::compute(Unit& unit, const RowMessage& row) {
     ++status_.messages;
     status_.rows += answer.rowsTaken;
     status_.refusedRows += answer.rowsRefused;
-    if (!answer.remarks.empty()) tell(unit, row, fmt::format("{}", fmt::join(answer.remarks, "; ")));
+    if (!answer.remarks.empty())
+        tell(unit, unit.name, row.sequence, fmt::format("{}", fmt::join(answer.remarks, "; ")));
     judge(unit);
     if (answer.rows.empty() || row.sequence <= unit.published) return;
     unit.outgoing.push_back({row.sequence, row.stored, std::move(answer.header), std::move(answer.rows), ""});
@@ -193,18 +251,25 @@ void UnitTable::judge(Unit& unit) {
 }
 
 /// A unit whose rows are all wrong sends them all day.
-void UnitTable::tell(Unit& unit, const RowMessage& row, const std::string& what) {
+void UnitTable::tell(Unit& unit, const std::string& name, std::uint64_t sequence, const std::string& what) {
     const Clock::time_point now = Clock::now();
     if (now < unit.tellAt) return;
     unit.tellAt = now + kTellEvery;
-    tools_.settings.tell(fmt::format("unit {}, message {}: {}", oneLine(row.unit()), row.sequence, what));
+    tools_.settings.tell(fmt::format("unit {}, message {}: {}", name, sequence, what));
 }
 
 void UnitTable::refuse(Unit& unit, const RowMessage& row, const std::string& reason) {
-    tell(unit, row, fmt::format("moved to {}: {}", tools_.fleet.names.badSubject(), reason));
-    ++status_.badMessages;
-    unit.outgoing.push_back({row.sequence, row.stored, headerOf(row.message, "Columns"),
-                             std::string(payloadOf(row.message)), oneLine(row.unit() + ": " + reason)});
+    Outgoing bad{row.sequence, row.stored, headerOf(row.message, "Columns"),
+                 std::string(payloadOf(row.message)),
+                 oneLine(row.unit() + ": " + reason.substr(0, kLongestReason))};
+    const std::size_t room = tools_.link.largestPayload();
+    const std::size_t headers = bad.columns.size() + bad.badReason.size() + kHeaderRoom;
+    if (headers > room) bad.columns.clear();
+    if (headers + bad.payload.size() > room) {
+        bad.cut = bad.payload.size();
+        bad.payload.resize(headers > room ? 0 : room - headers);
+    }
+    unit.outgoing.push_back(std::move(bad));
     ++outgoing_;
 }
 
@@ -242,6 +307,7 @@ void UnitTable::send(Unit& unit) {
         headers.emplace_back("Unit", first.badReason.substr(0, colon));
         headers.emplace_back("Reason", first.badReason.substr(colon + 2));
         headers.emplace_back("Sequence", std::to_string(first.sequence));
+        if (first.cut > 0) headers.emplace_back("Cut-From", std::to_string(first.cut));
         tools_.link.publish(names.badSubject(), first.payload, tools_.link.replySubject(number), headers);
     }
     unit.isSending = true;
@@ -254,7 +320,7 @@ void UnitTable::sendDue(Unit& unit) {
     const FleetNames& names = tools_.fleet.names;
     const std::uint64_t number = tools_.newReplyNumber();
     tools_.link.publish(keySubject(names.snapshots(), unit.name),
-                        encodeSnapshot({unit.due->contained, streamMade_, tools_.settings.recipe,
+                        encodeSnapshot({unit.due->contained, streamMade_, unit.part, tools_.settings.recipe,
                                         std::move(unit.due->state)}),
                         tools_.link.replySubject(number),
                         {{kExpectedLast, std::to_string(unit.snapshotRevision)}});
@@ -268,23 +334,49 @@ bool UnitTable::onAnswer(std::uint64_t replyNumber, const Message& answer) {
     const Awaited awaited = std::move(found->second);
     awaited_.erase(found);
     Unit& unit = *byName_.at(awaited.unit);
-    const std::uint64_t sequence = sequenceOf(
-        answer, (awaited.isSnapshot ? "the snapshot of the unit " : "the result of the unit ") + unit.name);
-    if (awaited.isSnapshot)
-        onStored(unit, sequence);
-    else
-        onPublished(unit, sequence);
+    const bool isBad = !awaited.isSnapshot && !unit.outgoing.front().badReason.empty();
+    try {
+        const Stored stored = storedAs(answer, isBad ? "the message to " + tools_.fleet.names.badSubject()
+                                                     : (awaited.isSnapshot ? "the snapshot" : "the result") +
+                                                           (" of the unit " + unit.name));
+        if (awaited.isSnapshot)
+            onStored(unit, stored.sequence);
+        else
+            onPublished(unit, stored);
+    } catch (const ServerError& error) {
+        if (awaited.isSnapshot || error.code != JSStreamWrongLastSequenceErr || !wereResultsDeleted(unit))
+            throw;
+        unit.isSending = false;
+        send(unit);
+    }
     return true;
 }
 
-void UnitTable::onPublished(Unit& unit, std::uint64_t sequence) {
+/// Whether the unit's last result is not on the server any more; notes the one before it.
+bool UnitTable::wereResultsDeleted(Unit& unit) const {
+    const Message last =
+        lastMessage(tools_.link, tools_.fleet.resultStream, tools_.fleet.names.resultSubject(unit.name));
+    const std::uint64_t sequence = last ? natsMsg_GetSequence(last.get()) : 0;
+    if (sequence >= unit.resultSequence) return false;
+    unit.resultSequence = sequence;
+    return true;
+}
+
+void UnitTable::onPublished(Unit& unit, const Stored& stored) {
     const Outgoing& first = unit.outgoing.front();
     if (first.badReason.empty()) {
-        unit.resultSequence = sequence;
         unit.published = first.sequence;
-        ++status_.results;
-        status_.latency.add(
-            std::max(0.0, static_cast<double>(nanosecondsSince1970() - first.received) * 1e-9));
+        if (!stored.isRepeated) {
+            unit.resultSequence = stored.sequence;
+            ++status_.results;
+            status_.latency.add(
+                std::max(0.0, static_cast<double>(nanosecondsSince1970() - first.received) * 1e-9));
+        }
+    } else if (!stored.isRepeated) {
+        ++status_.badMessages;
+        const std::size_t colon = first.badReason.find(": ");
+        tell(unit, first.badReason.substr(0, colon), first.sequence,
+             "moved to " + tools_.fleet.names.badSubject() + first.badReason.substr(colon));
     }
     if (unit.name.empty()) unit.stored = first.sequence;
     unit.outgoing.erase(unit.outgoing.begin());

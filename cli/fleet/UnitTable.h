@@ -9,6 +9,7 @@
 
 #include "cli/fleet/Fleet.h"
 #include "cli/fleet/PartStream.h"
+#include "cli/fleet/ServerStore.h"
 #include "cli/fleet/Unit.h"
 #include "cli/fleet/UnitEngine.h"
 #include "cli/fleet/WorkSettings.h"
@@ -41,12 +42,15 @@ struct WorkTools {
 /// off a worker that has lost the part without knowing. A message that cannot be used takes the same way: it changes no state,
 /// and in place of a result it is published itself, for the stream of bad ones.
 ///
-/// Nothing here is mended: an operation that throws ServerError leaves a table that is to be thrown away, and made again from
+/// Results that somebody deletes on the server are not published again: the server knows their ids for some minutes, and the
+/// worker then goes on behind them.
+///
+/// Nothing else is mended here: an operation that throws ServerError leaves a table that is to be thrown away, and made again from
 /// what stands on the server.
 class UnitTable {
 public:
-    /// @param streamMade,lastSequence of the stream of rows
-    UnitTable(WorkTools tools, PartStatus& status, std::int64_t streamMade, std::uint64_t lastSequence);
+    /// @param stream the part's rows, open
+    UnitTable(WorkTools tools, PartStatus& status, const PartStream& stream);
 
     /// @throws ServerError  @throws UsageError for a stored snapshot that cannot be used
     void take(RowMessage row);
@@ -81,17 +85,21 @@ private:
     void load(Unit& unit);
     void loadSnapshot(Unit& unit);
     void loadLastResult(Unit& unit);
+    void add(Unit& unit, const RowMessage& row);
+    void passOver(Unit& unit, const RowMessage& row);
+    void moveHere(Unit& unit, std::uint64_t sequence);
     void compute(Unit& unit, const RowMessage& row);
     std::string calibrationFor(const Unit& unit) const;
     void judge(Unit& unit);
-    void tell(Unit& unit, const RowMessage& row, const std::string& what);
+    void tell(Unit& unit, const std::string& name, std::uint64_t sequence, const std::string& what);
     void refuse(Unit& unit, const RowMessage& row, const std::string& reason);
     void putInLine(Unit& unit);
     void makeDue(Unit& unit);
     void send(Unit& unit);
     void sendDue(Unit& unit);
     void acknowledge(Unit& unit);
-    void onPublished(Unit& unit, std::uint64_t sequence);
+    bool wereResultsDeleted(Unit& unit) const;
+    void onPublished(Unit& unit, const Stored& stored);
     void onStored(Unit& unit, std::uint64_t revision);
     void await(std::uint64_t number, const Unit& unit, bool isSnapshot);
     void storeOldest(std::size_t most);
@@ -99,6 +107,7 @@ private:
 
     const WorkTools tools_;
     PartStatus& status_;
+    const PartStream& stream_;
     const std::int64_t streamMade_;
     std::uint64_t lastSequence_;
     std::size_t limit_;

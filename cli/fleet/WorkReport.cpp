@@ -6,10 +6,12 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <ostream>
+#include <set>
 #include <thread>
 
 #include "cli/CommandContext.h"
 #include "cli/fleet/Fleet.h"
+#include "cli/fleet/Lease.h"
 #include "cli/fleet/ServerStore.h"
 #include "cli/fleet/WorkStatus.h"
 
@@ -40,36 +42,34 @@ void look(const ServerLink& link, const FleetNames& names, unsigned part, PartRe
     report.revision = entry ? natsMsg_GetSequence(entry.get()) : 0;
     if (report.firstRevision == 0) report.firstRevision = report.revision;
     if (!entry || isDeletion(entry)) return;
-    const auto value = nlohmann::json::parse(payloadOf(entry), nullptr, false);
-    if (value.is_object()) report.lease = value;
+    report.lease = readLease(payloadOf(entry));
 }
 
-/// The parts that have had a worker.
-std::vector<unsigned> partsOf(const ServerLink& link, const FleetNames& names) {
-    const std::string keys = keySubject(names.leases(), "*");
-    jsOptions options;
-    jsOptions_Init(&options);
-    options.Stream.Info.SubjectsFilter = keys.c_str();
-    jsStreamInfo* raw = nullptr;
-    jsErrCode code{};
-    const std::string stream = bucketStream(names.leases());
-    const natsStatus status = js_GetStreamInfo(&raw, link.jetStream(), stream.c_str(), &options, &code);
-    const StreamInfo info(raw);
-    if (status != NATS_OK && status != NATS_NOT_FOUND && code != JSStreamNotFoundErr) {
+/// The part of a subject or a key behind a prefix.
+void addPart(const std::string& text, const std::string& prefix, std::set<unsigned>& parts) {
+    if (!text.starts_with(prefix)) return;
+    const std::string number = text.substr(prefix.size(), text.find('.', prefix.size()) - prefix.size());
+    if (const auto part = parsePart(number + "/256")) parts.insert(part->index);
+}
+
+/// The parts that have a worker, or should have one.
+std::set<unsigned> partsOf(const ServerLink& link, const FleetNames& names) {
+    try {
+        std::set<unsigned> parts;
+        if (!findStream(link, bucketStream(names.leases())))
+            throw UsageError("no worker has worked on the stream " + names.stream + " yet");
+        for (const auto& [key, messages] :
+             subjectsOf(link, bucketStream(names.leases()), keySubject(names.leases(), "*")))
+            addPart(key, keySubject(names.leases(), "part-"), parts);
+        const StreamInfo rows = findStream(link, names.stream);
+        for (int i = 0; rows && i < rows->Config->SubjectsLen; ++i)
+            addPart(rows->Config->Subjects[i], names.stream + ".", parts);
+        return parts;
+    } catch (const ServerError&) {
         if (const std::string refusal = link.refusal(); !refusal.empty())
             throw UsageError("the server refuses: " + refusal);
-        requireOk(status, "the bucket " + names.leases(), code);
+        throw;
     }
-    if (status != NATS_OK || !info->State.Subjects)
-        throw UsageError("no worker has worked on the stream " + names.stream + " yet");
-    std::vector<unsigned> parts;
-    const std::string prefix = keySubject(names.leases(), "part-");
-    for (int i = 0; i < info->State.Subjects->Count; ++i) {
-        const std::string subject = info->State.Subjects->List[i].Subject;
-        if (!subject.starts_with(prefix)) continue;
-        if (const auto part = parsePart(subject.substr(prefix.size()) + "/256")) parts.push_back(part->index);
-    }
-    return parts;
 }
 
 /// The consumer of a part: that of its worker, or the one that its last worker left; empty: none.
@@ -92,7 +92,11 @@ std::string consumerOf(const ServerLink& link, const FleetNames& names, unsigned
 /// The messages that wait, from the server itself.
 void countWaiting(const ServerLink& link, const FleetNames& names, unsigned part, PartReport& report) {
     const std::string consumer = consumerOf(link, names, part, report);
-    if (consumer.empty()) return;
+    if (consumer.empty()) {  // nobody has worked on it yet
+        for (const auto& [subject, messages] : subjectsOf(link, names.stream, names.rowSubject(part, "*")))
+            report.lag += messages;
+        return;
+    }
     jsConsumerInfo* raw = nullptr;
     jsErrCode code{};
     if (js_GetConsumerInfo(&raw, link.jetStream(), names.stream.c_str(), consumer.c_str(), nullptr, &code) !=

@@ -151,8 +151,14 @@ void Worker::leaveRoster() {
 
 bool Worker::stop() {
     const Clock::time_point end = Clock::now() + kStopPatience;
-    for (auto& [index, part] : parts_)
-        if (part.isHeld()) part.beginRelease();
+    const bool isAway = !link_.isConnected();
+    if (isAway) settings_.tell("stopped while the server is away: what is not stored is computed again");
+    std::vector<const Part*> last;
+    for (auto& [index, part] : parts_) {
+        if (!part.isHeld()) continue;
+        part.beginRelease();
+        last.push_back(&part);
+    }
     const auto isHeld = [](const auto& part) { return part.second.isHeld(); };
     while (std::any_of(parts_.begin(), parts_.end(), isHeld)) {
         const Clock::time_point now = Clock::now();
@@ -166,7 +172,7 @@ bool Worker::stop() {
         takeAll(now + std::chrono::milliseconds(10));
     }
     if (roster_ && link_.isConnected()) leaveRoster();
-    return true;
+    return !isAway && std::ranges::none_of(last, &Part::isLeftUnstored);
 }
 
 PartStatus Worker::total() const {

@@ -374,6 +374,8 @@ TEST_F(UnitEngineTest, RefusesWhatCannotBeUsedAndChangesNothing) {
         {"no row that can be used", begun, "", "0,1,2\nx\n", "no row can be used: row 1: too few cells"},
         {"rows of the past", begun, "", lines.part(0, 2), "time runs backwards"},
         {"milliseconds that are not named", "", "", ms, "do not look like seconds"},
+        {"units below the names", "", "",
+         lines.header + "\ns,g,g,g,deg/s,deg/s,deg/s,uT,uT,uT\n" + lines.part(0, 9), "holds units"},
         {"a time that is no text", "", "t,ax,ay,az,gx,gy,gz", "\xff\x1b,1,2,3,4,5,6\n", "'\\xFF\\x1B'"},
         {"no CBOR", begun, "", "\x82\x01", "cannot be read as CBOR"},
         {"CBOR of other things", begun, "", "\xa1\x61x\x80", "the map has a key 'x'"},
