@@ -64,7 +64,7 @@ net::ServerSocket listening(const std::string& address) {
 
 net::HTTPServerParams::Ptr fewThreads() {
     net::HTTPServerParams::Ptr parameters = new net::HTTPServerParams;
-    parameters->setMaxThreads(2);
+    parameters->setMaxThreads(16);  // connections that say nothing hold one each for a while
     parameters->setKeepAlive(false);
     parameters->setTimeout(Poco::Timespan(5, 0));
     return parameters;
