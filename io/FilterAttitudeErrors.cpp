@@ -9,6 +9,7 @@
 #include "io/AttitudeSample.h"
 #include "io/PinOrigin.h"
 #include "io/files/ByteSource.h"
+#include "io/recording/RecordingReader.h"
 #include "io/recording/Text.h"
 
 namespace Kavelin::RecordingIO {
@@ -52,6 +53,7 @@ void FilterAttitudeErrors::open() {
         asked_.reset();
     }
     files_ = Files::kRefused;  // until they are open
+    std::ranges::transform(filesRead(), traces_.begin(), traceOf);
     track_.reset();
     intervals_ = movementFile_.get().empty() ? Intervals() : Intervals::open(movementFile_.get());
     if (opener_) {
@@ -67,6 +69,25 @@ void FilterAttitudeErrors::open() {
         attitudeTurn_ = earthTurn(attitude, Core::kSensorToEarth);
     if (track_ && asked_) track_->at(*asked_);
     files_ = Files::kOpen;
+}
+
+/// The reference and the movement; empty where there is none, or it lies in memory.
+std::array<std::string, 2> FilterAttitudeErrors::filesRead() const {
+    return {opener_ ? "" : fileOfReference(referenceFile_.get()), movementFile_.get()};
+}
+
+void FilterAttitudeErrors::requireReadAgain() const {
+    for (const std::string& file : filesRead())
+        if (!file.empty() && canBeReadOnlyOnce(file))
+            throw Poco::NotImplementedException("'" + getName() + "' reads " + RecordingReader::nameOf(file) +
+                                                ", which cannot be read again from a place in it");
+}
+
+void FilterAttitudeErrors::requireUnchanged() const {
+    const std::array<std::string, 2> files = filesRead();
+    for (std::size_t i = 0; i < files.size(); ++i)
+        if (traceOf(files[i]) != traces_[i])
+            throw Poco::DataFormatException("'" + files[i] + "' was changed since it was read");
 }
 
 void FilterAttitudeErrors::setReference(std::function<std::unique_ptr<RowReader>()> opener) {

@@ -2,6 +2,7 @@
 
 #include <Kavelin/Typed/FilterKit.h>
 
+#include <array>
 #include <optional>
 #include <string>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "io/AttitudeComparison.h"
 #include "io/EarthFrame.h"
 #include "io/RunParticipant.h"
+#include "io/files/FileTrace.h"
 
 namespace Kavelin::RecordingIO {
 
@@ -27,7 +29,7 @@ class FilterAttitudeErrors : public OrientationInternal::Filter,
                              public AttitudeComparison {
 public:
     static constexpr const char* kTypeName = "FilterAttitudeErrors";
-    static constexpr unsigned kStateVersion = 1;
+    static constexpr unsigned kStateVersion = 2;
 
     explicit FilterAttitudeErrors(const std::string& name);
 
@@ -43,11 +45,18 @@ public:
     const ReferenceTrack* referenceTrack() const override { return track_ ? &*track_ : nullptr; }
 
     /// Gives or takes the whole state, for a snapshot. The files are opened again, and read up to where they were.
+    /// @throws Poco::NotImplementedException where one can be read only once, Poco::DataFormatException where one
+    /// was changed
     template <class Archive>
     void serialize(Archive& archive) {
         Files files = files_ == Files::kToResume ? Files::kOpen : files_;
         archive(files, errors_, asked_);
+        if (archive.isWhole()) {
+            if constexpr (Archive::is_saving::value) requireReadAgain();
+            archive(traces_);
+        }
         if constexpr (Archive::is_loading::value) {
+            if (archive.isWhole() && files == Files::kOpen) requireUnchanged();
             files_ = files == Files::kOpen ? Files::kToResume : files;
             track_.reset();
         }
@@ -65,6 +74,9 @@ private:
     void onAlignment(const int& index);
     void onReferenceFrame(const int& index);
     void open();
+    std::array<std::string, 2> filesRead() const;
+    void requireReadAgain() const;
+    void requireUnchanged() const;
     std::optional<Quaternion> referenceAt(double time);
     std::optional<Quaternion> sampleAt(double time);
     void compare(const Quaternion& attitude, const Quaternion& reference, double time);
@@ -104,7 +116,8 @@ private:
     std::optional<ReferenceTrack> track_;
     std::optional<double> asked_;  // s, the latest time at which the track was asked
     Intervals intervals_;
-    Files files_ = Files::kToOpen;  // for this run
+    Files files_ = Files::kToOpen;     // for this run
+    std::array<FileTrace, 2> traces_;  // of those read, when they were opened
 };
 
 }  // namespace Kavelin::RecordingIO

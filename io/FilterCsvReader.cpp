@@ -134,8 +134,9 @@ void FilterCsvReader::replay(std::uint64_t calls) {
             open.rowIsSent();
         }
         const bool waits = hasRow && !open.hasFaults() && open.recording().mayWait();
-        if (waits || !open.hasFaults()) continue;
-        if (!open.hasRow() || open.row().time() > currentTime_) open.forgetFaults();
+        if (waits) continue;
+        const bool getsOn = !open.hasRow() || open.row().time() > currentTime_;  // looks ahead, as `process`
+        if (getsOn) open.forgetFaults();
     }
 }
 

@@ -182,14 +182,19 @@ LayoutRun::Lane* LayoutRun::laneOf(const ActionEntry& action) {
 
 void LayoutRun::beforeRound(Lane& lane, double t) {
     if (options_.gate && !mustStop()) passGate(t);
-    if (options_.checkpoint && (mustStop() ? !hasCheckpointed_ : options_.checkpoint->isDue()))
-        saveCheckpoint();
+    if (options_.checkpoint && wantsCheckpoint()) saveCheckpoint();
     if (mustStop()) return endBefore(lane);
     if (options_.watcher) options_.watcher->rowBegins(*lane.layout);
     if (lane.rounds++ == 0) lane.first = t;
     lane.last = t;
     if (progress_.isOn() && lane.rounds % kRowsBetweenLooks == 0) showProgress(lane);
     performDue(lane, t);
+}
+
+/// Nobody goes on behind the error that ends a run.
+bool LayoutRun::wantsCheckpoint() const {
+    if (stop_.load(std::memory_order_relaxed)) return false;
+    return Interruption::hasCome() ? !hasCheckpointed_ : options_.checkpoint->isDue();
 }
 
 /// Results on the disk go before the checkpoint that counts on them.

@@ -97,6 +97,7 @@ private:
     void interruptSources();
     void listen(bool listens);
     void beforeRound(Lane& lane, double t);
+    bool wantsCheckpoint() const;
     void saveCheckpoint();
     RunProgress progress() const;
     void takeUp(const RunProgress& progress);

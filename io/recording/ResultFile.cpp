@@ -56,7 +56,7 @@ const std::string& continuable(const ResultPath& names, const ResultPlace& place
     if (names.temporary.empty())
         throw Poco::DataFormatException("'" + names.target +
                                         "' is no ordinary file: what was written to it cannot be continued");
-    if (holds(names.temporary, place)) return names.temporary;
+    if (place.bytes == 0 || holds(names.temporary, place)) return names.temporary;
     if (holds(names.target, place)) return names.target;
     throw Poco::DataFormatException(fmt::format("neither '{}' nor '{}' is the result as it was left at {}",
                                                 names.temporary, names.target, counted(place.rows, "row")));
@@ -103,7 +103,7 @@ ResultFile::ResultFile(const std::string& path, const ResultPlace& place) : path
     temporary_ = names.temporary;
     const std::string& found = continuable(names, place);
     if (found != temporary_ && std::rename(found.c_str(), temporary_.c_str()) != 0) refuseResult(path, errno);
-    fd_ = ::open(temporary_.c_str(), O_RDWR | O_CLOEXEC);
+    fd_ = ::open(temporary_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
     if (fd_ < 0) refuseResult(path, errno);
     const auto end = static_cast<::off_t>(place.bytes);
     if (::ftruncate(fd_, end) != 0 || ::lseek(fd_, end, SEEK_SET) != end) refuseResult(path, errno);

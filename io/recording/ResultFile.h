@@ -35,7 +35,8 @@ class ResultFile {
 public:
     /// Raises Poco::CreateFileException with the path and the system's reason.
     explicit ResultFile(const std::string& path);
-    /// Goes on with an unfinished result, or with a finished one, behind `place`; what follows there is cut off.
+    /// Goes on with an unfinished result, or with a finished one, behind `place`; what follows there is cut off. Where
+    /// nothing had been written the unfinished one is begun anew.
     /// Raises as `requireContinuable`, and as the other.
     ResultFile(const std::string& path, const ResultPlace& place);
     ResultFile(const ResultFile&) = delete;

@@ -239,12 +239,16 @@ std::string TableWriter::header() const {
     return text;
 }
 
+/// Rows shown under a header that may change do not count: they are still held.
 TableWriter::Progress TableWriter::settle() {
     out_.settle();
     const std::lock_guard lock(mutex_);
     Progress progress;
-    progress.place_ = file_.place();
     progress.table_ = table_;
+    if (table_.begun)
+        progress.place_ = file_.place();
+    else
+        progress.table_.shown = 0;
     return progress;
 }
 
