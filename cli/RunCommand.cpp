@@ -29,10 +29,11 @@ void addRunCommand(CLI::App& app, CommandContext& context) {
     command->add_option("--plot-pin", options->plotPins, "Draw this pin instead; may be repeated")
         ->type_name("FILTER:PIN")
         ->allow_extra_args(false);
-    command
-        ->add_option("--checkpoint", options->checkpoint,
-                     "Write there, every few seconds, what --resume goes on from if the run is cut short")
-        ->type_name("FILE");
+    CLI::Option* checkpoint =
+        command
+            ->add_option("--checkpoint", options->checkpoint,
+                         "Write there, every few seconds, what --resume goes on from if the run is cut short")
+            ->type_name("FILE");
     addDuration(*command, "--every", "Time between two checkpoints", 0.001, 86400.0,
                 [options](double seconds) { options->every = seconds; })
         ->default_str("10s");
@@ -44,7 +45,9 @@ void addRunCommand(CLI::App& app, CommandContext& context) {
                 "which need not be there")
             ->type_name("[FILE]")
             ->expected(0, 1);
-    command->callback([options, resume, &context] {
+    command->callback([options, checkpoint, resume, &context] {
+        if (checkpoint->count() > 0 && options->checkpoint.empty())
+            throw UsageError("--checkpoint: in which file? --checkpoint FILE");
         if (resume->count() > 0 && options->resume.empty()) {
             if (options->checkpoint.empty())
                 throw UsageError(

@@ -191,7 +191,7 @@ void FilterCsvWriter::closeTable() {
     const std::unique_ptr<TableSink> table = std::move(table_);
     const std::unique_ptr<RowFile> rowFile = std::move(rowFile_);
     unfinished_.reset();
-    hasFailed_ = false;
+    hasFailed_ = hasLostRows_ = false;
     if (rowFile) rowFile->finish();
     if (!table) return;
     table->finish();
@@ -228,13 +228,14 @@ void FilterCsvWriter::openTable() {
     if (isOpen()) return;
     hasFailed_ = true;  // until the table is there
     checkRun();
+    hasLostRows_ = true;
     if (unfinished_) {
         openUnfinished();
     } else {
         arrangeColumns();
         openNewTable();
     }
-    hasFailed_ = false;
+    hasFailed_ = hasLostRows_ = false;
 }
 
 void FilterCsvWriter::openUnfinished() {
@@ -268,6 +269,9 @@ void FilterCsvWriter::saveState(Core::StateWriter& to) const {
         throw Poco::NotImplementedException(
             "'" + getName() + "': '" + path +
             "' cannot be continued: only a table of text in an ordinary file is written row by row");
+    if (hasLostRows_)
+        throw Poco::IllegalStateException("'" + getName() + "' has lost rows, as '" + path +
+                                          "' could not be written");
     to(settled(), hasFailed_, refusals_);
     for (const auto& input : inputs_) to(input->waits, input->isRefused);
 }
@@ -368,7 +372,7 @@ void FilterCsvWriter::writing(const Act& act) {
     try {
         act();
     } catch (const Poco::WriteFileException&) {
-        hasFailed_ = true;
+        hasFailed_ = hasLostRows_ = true;
         throw;
     }
 }

@@ -57,7 +57,8 @@ public:
     // unfinished file, and cuts off what was written to it after the snapshot.
     unsigned stateVersion() const override { return 1; }
     /// Has what was written so far on the disk.
-    /// @throws Poco::NotImplementedException for what is not written row by row to an ordinary file
+    /// @throws Poco::NotImplementedException for what is not written row by row to an ordinary file,
+    /// Poco::IllegalStateException where rows were lost, Poco::WriteFileException
     void saveState(Core::StateWriter& to) const override;
     /// @throws Poco::DataFormatException where the unfinished file is not there
     void restoreState(Core::StateReader& from) override;
@@ -145,6 +146,7 @@ private:
     std::unique_ptr<RowFile> rowFile_;  // in its place
     std::optional<Unfinished> unfinished_;
     bool hasFailed_ = false;
+    bool hasLostRows_ = false;        // as they could not be written
     bool isPrepared_ = false;         // the run must leave a table
     std::string refusals_;            // to be raised
     std::vector<std::string> notes_;  // on the table finished last

@@ -12,6 +12,7 @@
 
 #include "cli/CommandContext.h"
 #include "cli/WholeFile.h"
+#include "io/recording/ResultPath.h"
 
 namespace Kavelin::Cli {
 
@@ -19,15 +20,17 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::string_view kMark = "KAVELIN CHECKPOINT 1\n";
+constexpr std::string_view kMark = "KAVELIN CHECKPOINT 2\n";
 
-bool isCheckpoint(std::string_view bytes) { return bytes.starts_with(kMark); }
+/// Of this form or an earlier one.
+bool isCheckpoint(std::string_view bytes) { return bytes.starts_with("KAVELIN CHECKPOINT "); }
 
 std::string readWhole(const std::string& file) {
-    std::error_code error;
+    std::error_code error;  // opening a pipe would wait
+    if (fs::exists(file, error) && !fs::is_regular_file(file, error))
+        throw UsageError("--resume " + file + ": a checkpoint is an ordinary file");
     std::ifstream stream(file, std::ios::binary);
-    if (!stream || !fs::is_regular_file(file, error))
-        throw UsageError("--resume: there is no checkpoint " + file);
+    if (!stream) throw UsageError("--resume: there is no checkpoint " + file);
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
@@ -51,8 +54,10 @@ void Checkpoint::requireReplaceable() const {
 void Checkpoint::save(const RunProgress& progress, const Layouts& layouts) {
     saved_ = Clock::now();
     Core::StateWriter to(Core::StateExtent::kAll);
-    to(layout_, progress, Core::saveSnapshot(layouts));
+    isKept_ = true;  // unless all goes well
+    to(std::string(KAVELIN_VERSION), layout_, progress, Core::saveSnapshot(layouts));
     writeWholeFile(file_, Core::sealed(kMark, to.bytes()), Durable::kYes);
+    isKept_ = false;
 }
 
 RunProgress Checkpoint::load(const std::string& file, const Layouts& layouts) {
@@ -60,12 +65,16 @@ RunProgress Checkpoint::load(const std::string& file, const Layouts& layouts) {
     const auto refuse = [&](const std::string& why) {
         throw UsageError("--resume " + file + ": " + why + "; without --resume the run begins anew");
     };
+    std::string version;
     std::uint32_t layout = 0;
     RunProgress progress;
     std::string snapshot;
     try {
         Core::StateReader from(Core::unsealed(kMark, bytes, "a checkpoint of a run"),
                                Core::StateExtent::kAll);
+        from(version);
+        if (version != KAVELIN_VERSION)
+            refuse("it was made by kavelin " + version + ", this is kavelin " + KAVELIN_VERSION);
         from(layout, progress, snapshot);
         if (layout != layout_) refuse("it was made with another layout, or with other --set, --var or -o");
         Core::restoreSnapshot(layouts, snapshot);
@@ -76,8 +85,15 @@ RunProgress Checkpoint::load(const std::string& file, const Layouts& layouts) {
     return progress;
 }
 
+bool Checkpoint::isKept() const {
+    std::error_code error;
+    return isKept_ && fs::exists(file_, error);
+}
+
 void Checkpoint::remove() {
     std::error_code ignored;
+    const std::string part = RecordingIO::resultPath(file_).temporary;  // of a run that was killed
+    if (!part.empty()) fs::remove(part, ignored);
     fs::remove(file_, ignored);
 }
 

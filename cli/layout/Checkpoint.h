@@ -51,6 +51,10 @@ public:
     /// Brings the layouts, built anew, where they were.
     /// @throws UsageError, saying what is wrong, before anything was changed
     RunProgress load(const std::string& file, const Layouts& layouts);
+    /// The one that is there is the best to go on with, even when the run is over: what came behind it was lost.
+    void keep() { isKept_ = true; }
+    /// Also after a `save` that failed, unless a later one went well. False where there is none.
+    bool isKept() const;
     /// The run is over: nothing to go on with.
     void remove();
     const std::string& file() const { return file_; }
@@ -62,6 +66,7 @@ private:
     Clock::duration every_;
     std::uint32_t layout_;  // checksum
     Clock::time_point saved_ = Clock::now();
+    bool isKept_ = false;
 };
 
 }  // namespace Kavelin::Cli

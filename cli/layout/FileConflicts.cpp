@@ -10,7 +10,9 @@ namespace Kavelin::Cli {
 namespace {
 
 bool isInConflict(const FileUse& use, const FileUse& other) {
-    if (use.filter == other.filter) return false;
+    // What a run reads it may write again: a layout, with the values of properties that it has afterwards.
+    if (use.filter == other.filter && (use.isWritten != other.isWritten || use.property == other.property))
+        return false;
     if (use.file == "-" || other.file == "-")
         return use.file == other.file && use.isWritten == other.isWritten;
     // A result is written as NAME.part until it is complete.

@@ -17,7 +17,7 @@ struct FileUse {
 };
 
 /// Adds a mistake for every file that a filter writes, under its name or that of its unfinished part, while
-/// another filter reads or writes it: data would be lost.
+/// another filter reads or writes it, or writes it itself by another property: data would be lost.
 /// Paths that lead to the same file count as one file, whether it exists yet or not. Pipes and devices may be
 /// shared; standard output can take only one table, and standard input give only one.
 void findFileConflicts(const std::vector<FileUse>& uses, Mistakes& mistakes);

@@ -68,23 +68,24 @@ void LayoutFileRun::build() {
 
 /// The first checkpoint, before the first row, shows whether there can be any.
 void LayoutFileRun::prepareCheckpoint() {
-    const std::string& file = options_.checkpoint.empty() ? options_.resume : options_.checkpoint;
+    const std::string& file = options_.checkpoint;
     if (file.empty() && options_.every)
         throw UsageError("--every says how often --checkpoint is written: add it");
-    if (file.empty()) return;
+    if (file.empty() && options_.resume.empty()) return;
+    const std::string option = file.empty() ? "--resume" : "--checkpoint";
     if (options_.run.threads)
-        throw UsageError(
-            "--checkpoint: layouts in threads are never all between two rows: leave out --threads");
+        throw UsageError(option + ": layouts in threads are never all between two rows: leave out --threads");
     if (!options_.plot.empty())
-        throw UsageError("--checkpoint: a picture would lack what came before: leave out --plot");
+        throw UsageError(option + ": a picture would lack what came before: leave out --plot");
     const Checkpoint::Layouts layouts = Core::FlowManager::instance().getLayouts();
     checkpoint_ = std::make_unique<Checkpoint>(file, options_.every.value_or(kEvery), writeLayout(layout_));
     if (file.ends_with(".part"))
         throw UsageError("--checkpoint " + file +
                          ": a name that ends in .part is that of an unfinished result");
-    const bool mayBegin = options_.resume == options_.checkpoint;
-    if (!options_.checkpoint.empty() && !mayBegin) checkpoint_->requireReplaceable();
-    const bool isThere = std::filesystem::exists(options_.resume);
+    const bool mayBegin = options_.resume == file;
+    if (!file.empty() && !mayBegin) checkpoint_->requireReplaceable();
+    std::error_code unknown;
+    const bool isThere = std::filesystem::exists(options_.resume, unknown);
     if (!options_.resume.empty() && (isThere || !mayBegin)) {
         resumed_ = checkpoint_->load(options_.resume, layouts);
         return;
@@ -113,11 +114,12 @@ void LayoutFileRun::run(RoundGate* given, RunWatcher* watcher) {
     runOptions.watcher = watcher;
     std::optional<LayoutPlot> plot;
     if (!options_.plot.empty()) plot.emplace(options_.plot).watch(layout_.plot, builder_);
-    runOptions.checkpoint = checkpoint_.get();
+    runOptions.checkpoint = options_.checkpoint.empty() ? nullptr : checkpoint_.get();
     runOptions.resumed = resumed_ ? &*resumed_ : nullptr;
     LayoutRun layoutRun(layout_, builder_, Core::FlowManager::instance(), context_.err, runOptions);
     if (!layoutRun.run()) context_.status = kDoneWithErrors;
-    if (checkpoint_ && !Interruption::hasCome()) checkpoint_->remove();
+    if (runOptions.checkpoint && !runOptions.checkpoint->isKept() && !Interruption::hasCome())
+        runOptions.checkpoint->remove();
     if (!options_.save.empty()) builder_.save(options_.save);
     if (plot) plot->draw();
 }

@@ -1,6 +1,7 @@
 #include "cli/layout/LayoutRun.h"
 
 #include <Kavelin/Core/AbstractInputPin.h>
+#include <Poco/Exception.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -86,6 +87,7 @@ void LayoutRun::drive() {
         lane.layout->setRoundHook({});
         lane.layout->setFedRoundHook({});
     }
+    if (options_.checkpoint && !mustStop()) saveCheckpoint();  // rows lost since the last one are noticed
     finishStreams();
     performOverdue();
     complete();
@@ -228,9 +230,14 @@ void LayoutRun::takeUp(const RunProgress& progress) {
         if (given != progress.actions.end()) schedule.skip(static_cast<std::size_t>(*given++));
     failures_.store(progress.failures);
     failed_ = progress.failed;
-    std::uint64_t rounds = 0;
-    for (const Lane& lane : lanes_) rounds += lane.rounds;
-    if (!options_.quiet) say("resumed behind row " + std::to_string(rounds));
+    std::uint64_t rounds = 0, errors = failures_.load();
+    for (const Lane& lane : lanes_) {
+        rounds += lane.rounds;
+        errors += lane.layout->getErrors().getCount();
+    }
+    const std::string before = errors > 0 ? "; " + counted(errors, "error") + " came before it" : "";
+    if (!options_.quiet || errors > 0)
+        say("resumed behind row " + std::to_string(rounds) + before, errors > 0);
 }
 
 /// Between two rows: what was sent has been taken, and layouts that this one feeds end when they are drained.
@@ -288,6 +295,8 @@ void LayoutRun::attempt(const Core::Filter& filter, Step step) {
     try {
         step();
     } catch (const std::exception& error) {
+        const bool isLost = dynamic_cast<const Poco::WriteFileException*>(&error) != nullptr;
+        if (isLost && options_.checkpoint) options_.checkpoint->keep();
         failed_.insert(filter.getName());
         fail(fullName(filter) + ": " + Core::exceptionMessage(error));
     }
@@ -344,7 +353,12 @@ void LayoutRun::reportErrors() {
     reportRepeats();
     reportPairing();
     reportMisfits();
-    if (!Interruption::hasCome()) return;
+    if (!Interruption::hasCome()) {
+        if (options_.checkpoint && options_.checkpoint->isKept())
+            say("the checkpoint " + options_.checkpoint->file() + " is kept: --resume goes on from before",
+                true);
+        return;
+    }
     say("interrupted; the rows done are kept" +
         (options_.checkpoint ? "; --resume " + options_.checkpoint->file() + " goes on" : ""));
 }
