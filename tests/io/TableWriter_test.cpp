@@ -79,8 +79,10 @@ TEST_F(TableWriterTest, anUnfinishedFileHasTheRowsThatAreHeldForTheirHeader) {
     table.put(early, 0.0, kCells, 1, 1);
     table.put(early, 1.0, kCells, 1, 1);
     while (folder_.read("out.csv.part") != "t,early\n0,0.5\n") std::this_thread::yield();
+    const TableWriter::Progress progress = table.settle();
     table.put(late, 1.0, kCells, 1, 1);
     while (folder_.read("out.csv.part") != "t,late,early\n0,,0.5\n1,0.5,0.5\n") std::this_thread::yield();
+    EXPECT_NO_THROW(ResultFile::requireContinuable(path(), progress.place()));
 }
 
 }  // namespace
