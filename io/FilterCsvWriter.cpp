@@ -292,9 +292,10 @@ void FilterCsvWriter::restoreState(Core::StateReader& from) {
     from(unfinished, hasFailed, refusals);
     if (unfinished && unfinished->rows.has_value() == unfinished->table.has_value())
         throw Poco::DataFormatException("its table is neither of rows nor of samples");
-    if (unfinished)
-        ResultFile::requireContinuable(fileName_.get(),
-                                       unfinished->rows ? *unfinished->rows : unfinished->table->place());
+    if (unfinished && unfinished->rows)
+        ResultFile::requireContinuable(fileName_.get(), *unfinished->rows);
+    else if (unfinished)
+        TableWriter::requireContinuable(fileName_.get(), *unfinished->table);
     if (isOpen()) closeTable();
     unfinished_ = std::move(unfinished);
     hasFailed_ = hasFailed;

@@ -55,7 +55,7 @@ public:
 
     // A snapshot of a table that is being written holds how far it has come; one that takes it back goes on with the
     // unfinished file, and cuts off what was written to it after the snapshot.
-    unsigned stateVersion() const override { return 1; }
+    unsigned stateVersion() const override { return 2; }
     /// Has what was written so far on the disk.
     /// @throws Poco::NotImplementedException for what is not written row by row to an ordinary file,
     /// Poco::IllegalStateException where rows were lost, Poco::WriteFileException

@@ -21,6 +21,7 @@ struct ResultPlace {
     std::uint64_t bytes = 0;
     std::uint64_t rows = 0;
     std::uint32_t sum = 0;  ///< checksum of those bytes
+    bool operator==(const ResultPlace&) const = default;
 
     template <class Archive>
     void serialize(Archive& archive) {

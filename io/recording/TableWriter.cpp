@@ -2,10 +2,14 @@
 
 #include <Poco/Exception.h>
 #include <fmt/format.h>
+#include <zlib.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 
 #include "io/recording/LineReader.h"
+#include "io/recording/ResultPath.h"
 #include "io/recording/Text.h"
 
 namespace Kavelin::RecordingIO {
@@ -44,7 +48,7 @@ std::vector<std::string> columnNames(const std::string& pin, std::size_t rows, s
 }
 
 TableWriter::TableWriter(const std::string& path, const Progress& progress)
-    : file_(path, progress.place_), table_(progress.table_) {}
+    : file_(continuable(path, progress), progress.place_), table_(progress.table_) {}
 
 TableWriter::~TableWriter() {
     try {
@@ -92,6 +96,7 @@ void TableWriter::put(std::size_t index, double time, const double* elements, st
         pin.fix({rows, cols});
         if (table_.begun && rows * cols > 0) {
             table_.order.push_back(index);
+            table_.widths.emplace_back(table_.rows - (table_.hasRow ? 1 : 0), table_.order.size());
             table_.isRagged = true;
         }
     }
@@ -155,6 +160,7 @@ void TableWriter::beginTable() {
     }
     if (table_.shown > 0) file_.restart();
     orderColumns();
+    table_.widths = {{0, table_.order.size()}};
     file_.header(header());
     writeHeldRows(out_);
     table_.held = {};
@@ -228,15 +234,21 @@ void TableWriter::showHeldRows() {
     file_.flush();
 }
 
-std::string TableWriter::header() const {
+std::string TableWriter::Filling::header(std::size_t pinsShown) const {
     std::string text = "t";
-    for (const std::size_t index : table_.order) {
-        const Column& pin = table_.pins[index];
+    for (std::size_t i = 0; i < pinsShown; ++i) {
+        const Column& pin = pins[order[i]];
         const auto names =
             pin.columns.empty() ? columnNames(pin.name, pin.shape.rows, pin.shape.cols) : pin.columns;
         for (const std::string& name : names) text += "," + headerCell(name);
     }
     return text;
+}
+
+std::size_t TableWriter::Filling::separators(std::size_t pinsShown) const {
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < pinsShown; ++i) count += pins[order[i]].size();
+    return count;
 }
 
 /// Rows shown under a header that may change do not count: they are still held.
@@ -274,8 +286,7 @@ void TableWriter::padEarlierRows() {
     LineReader lines(openSource(file_.path()));
     ResultFile padded(file_.path());
     std::string_view line;
-    std::size_t separators = 0;
-    for (const std::size_t index : table_.order) separators += table_.pins[index].size();
+    const std::size_t separators = table_.separators(table_.order.size());
     lines.next(line);
     padded.header(header());
     while (lines.next(line)) {
@@ -285,6 +296,55 @@ void TableWriter::padEarlierRows() {
         padded.endRow();
     }
     padded.finish();
+}
+
+/// Gives the table as it was before `padEarlierRows`, up to `progress`.  @return whether it is that one
+bool TableWriter::unpad(const std::string& path, const Progress& progress, std::ostream* to) {
+    const Filling& table = progress.table_;
+    const ResultPlace& place = progress.place_;
+    if (table.widths.empty() || !std::filesystem::is_regular_file(path)) return false;
+    LineReader lines(openSource(path));
+    ResultPlace found;
+    const auto give = [&](std::string_view line) {
+        const std::string text = std::string(line) + "\n";
+        const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+        found.sum = static_cast<std::uint32_t>(::crc32(found.sum, bytes, static_cast<unsigned>(text.size())));
+        found.bytes += text.size();
+        if (to != nullptr) *to << text;
+    };
+    std::string_view line;
+    auto width = table.widths.begin();
+    if (!lines.next(line)) return false;
+    give(table.header(width->second));
+    for (; found.rows < place.rows && lines.next(line); ++found.rows) {
+        while (width + 1 != table.widths.end() && (width + 1)->first <= found.rows) ++width;
+        const auto there = static_cast<std::size_t>(std::count(line.begin(), line.end(), ','));
+        line.remove_suffix(there - std::min(there, table.separators(width->second)));
+        give(line);
+    }
+    return found == place;
+}
+
+void TableWriter::requireContinuable(const std::string& path, const Progress& progress) {
+    try {
+        ResultFile::requireContinuable(path, progress.place_);
+    } catch (const Poco::DataFormatException&) {
+        if (!unpad(path, progress, nullptr)) throw;
+    }
+}
+
+/// The path; where the table was finished and gone through, the unfinished one is there again.
+const std::string& TableWriter::continuable(const std::string& path, const Progress& progress) {
+    try {
+        ResultFile::requireContinuable(path, progress.place_);
+    } catch (const Poco::DataFormatException&) {
+        const std::string unfinished = resultPath(path).temporary;
+        if (unfinished.empty() || !unpad(path, progress, nullptr)) throw;
+        std::ofstream file(unfinished, std::ios::binary);
+        unpad(path, progress, &file);
+        if (!file.flush()) throw Poco::WriteFileException("cannot write '" + unfinished + "'");
+    }
+    return path;
 }
 
 }  // namespace Kavelin::RecordingIO

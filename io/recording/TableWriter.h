@@ -1,7 +1,9 @@
 #pragma once
 
+#include <iosfwd>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "io/recording/ResultFile.h"
@@ -40,8 +42,10 @@ public:
 
     /// @throws as ResultFile.
     explicit TableWriter(const std::string& path) : file_(path) {}
-    /// Goes on with an unfinished table; its pins are those that it had.  @throws as ResultFile
+    /// Goes on with an unfinished table, or with a finished one; its pins are those that it had.  @throws as ResultFile
     TableWriter(const std::string& path, const Progress& progress);
+    /// Makes sure that the table is there as it was.  @throws Poco::DataFormatException
+    static void requireContinuable(const std::string& path, const Progress& progress);
     ~TableWriter() override;
 
     /// A pin with named columns has them from the start, and takes samples of as many elements.
@@ -100,11 +104,16 @@ private:
         std::size_t filled = 0;  // pins of the row being filled
         std::uint64_t rows = 0;
         std::size_t shown = 0;  // held rows that the unfinished file already has
+        std::vector<std::pair<std::uint64_t, std::size_t>>
+            widths;  // from a row on: so many pins of the order
 
         template <class Archive>
         void serialize(Archive& archive) {
-            archive(pins, order, held, begun, isRagged, hasRow, time, filled, rows, shown);
+            archive(pins, order, held, begun, isRagged, hasRow, time, filled, rows, shown, widths);
         }
+
+        std::string header(std::size_t pinsShown) const;
+        std::size_t separators(std::size_t pinsShown) const;
     };
     static constexpr std::size_t kMostHeldRows = 1000;
 
@@ -117,8 +126,10 @@ private:
     void writeHeldRows(Rows& rows);
     template <class Rows>
     void writeRow(Rows& rows, double time);
-    std::string header() const;
+    std::string header() const { return table_.header(table_.order.size()); }
     void padEarlierRows();
+    static bool unpad(const std::string& path, const Progress& progress, std::ostream* to);
+    static const std::string& continuable(const std::string& path, const Progress& progress);
     void startTicks();
     bool tick();
     void showHeldRows();

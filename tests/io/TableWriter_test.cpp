@@ -55,6 +55,37 @@ TEST_F(TableWriterTest, givesEarlierRowsTheirCellsWhenAPinBeginsVeryLate) {
     EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 3002);
 }
 
+TEST_F(TableWriterTest, goesOnWithATableWhoseEarlierRowsWereGivenTheirCells) {
+    const auto put = [](TableWriter& table, int from, int to) {
+        for (int row = from; row < to; ++row) {
+            table.put(2, row, kCells, 1, 1);
+            if (row >= 1500) table.put(0, row + 0.5, kCells, 1, 3);
+            if (row >= 1800) table.put(1, row + 0.5, kCells, 1, 1);
+        }
+    };
+    const auto addPins = [](TableWriter& table) {
+        for (const char* name : {"late", "later", "early"}) table.addPin(name);
+    };
+    TableWriter whole(path());
+    addPins(whole);
+    put(whole, 0, 2500);
+    whole.finish();
+    const std::string expected = text();
+    for (const int cut : {1200, 1500, 1501, 1799, 2000}) {
+        TableWriter interrupted(path());
+        addPins(interrupted);
+        put(interrupted, 0, cut);
+        const TableWriter::Progress progress = interrupted.settle();
+        put(interrupted, cut, 2200);
+        interrupted.finish();
+        EXPECT_NO_THROW(TableWriter::requireContinuable(path(), progress));
+        TableWriter resumed(path(), progress);
+        put(resumed, cut, 2500);
+        resumed.finish();
+        EXPECT_EQ(text(), expected) << cut;
+    }
+}
+
 TEST_F(TableWriterTest, aRowGoesDownAPipeBeforeTheNextIsThere) {
     const NamedPipe pipe(path());
     TableWriter table(path());
