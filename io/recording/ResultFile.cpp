@@ -133,7 +133,7 @@ void ResultFile::requireWritable(const std::string& path) {
 
 ResultFile::~ResultFile() {
     try {
-        finish();
+        isWhole_ ? discard() : finish();
     } catch (const Poco::Exception&) {
         // The rows that fitted are kept; a failure can no longer be reported.
     }
@@ -199,11 +199,12 @@ void ResultFile::restart() {
 void ResultFile::fail(int error) {
     rowText_.cut(0);
     lastRowEnd_ = 0;
-    const std::string kept = counted(rows_, "row") + (rows_ == 1 ? " is kept" : " are kept");
-    if (!temporary_.empty() && ::ftruncate(fd_, static_cast<::off_t>(bytesWritten_)) != 0) {
+    const std::string kept =
+        isWhole_ ? "it is as it was" : counted(rows_, "row") + (rows_ == 1 ? " is kept" : " are kept");
+    if (!isWhole_ && !temporary_.empty() && ::ftruncate(fd_, static_cast<::off_t>(bytesWritten_)) != 0) {
         bytesWritten_ = 0;
     }
-    close();
+    isWhole_ ? discard() : close();
     throw Poco::WriteFileException("cannot write '" + path_ + "' on",
                                    std::string(std::strerror(error)) + "; " + kept);
 }
@@ -213,6 +214,13 @@ void ResultFile::finish() {
     rowText_.cut(lastRowEnd_);  // drops a row that was not ended
     flush();
     close();
+}
+
+void ResultFile::discard() {
+    if (fd_ < 0) return;
+    ::close(fd_);
+    fd_ = -1;
+    if (!temporary_.empty()) ::unlink(temporary_.c_str());
 }
 
 void ResultFile::close() {

@@ -51,6 +51,9 @@ public:
     /// Makes sure that a result of that path is there as it was at `place`. Raises Poco::DataFormatException.
     static void requireContinuable(const std::string& path, const ResultPlace& place);
 
+    /// From now on a result that is not finished, or cannot be written, leaves what is at PATH as it is.
+    void requireWhole() { isWhole_ = true; }
+
     /// Writes the line of column names, or several lines, without the last line feed; before the first row.
     void header(std::string_view names);
     // Within a row, as RowText
@@ -87,12 +90,14 @@ private:
 
     [[noreturn]] void fail(int error);
     void close();
+    void discard();
 
     std::string path_;
     std::string target_;     // where the result ends up: `path_` with links resolved
     std::string temporary_;  // empty: written directly
     int fd_ = -1;
     bool isLive_ = false;
+    bool isWhole_ = false;
     RowText rowText_{kBlockSize + 4096};
     std::size_t lastRowEnd_ = 0;  // in the text
     std::uint64_t rows_ = 0;

@@ -278,13 +278,23 @@ void TableWriter::finish() {
 }
 
 void TableWriter::padEarlierRows() {
-    if (!file_.isReplaceable()) {
+    const auto fail = [](const std::string& why) {
         throw Poco::WriteFileException(
             "a pin sent its first sample after row " + std::to_string(kMostHeldRows),
-            "'" + file_.path() + "' cannot be gone through again: rows before it are short");
+            why + ": rows before it are short");
+    };
+    if (!file_.isReplaceable()) fail("'" + file_.path() + "' cannot be gone through again");
+    try {
+        writePadded();
+    } catch (const Poco::WriteFileException& failure) {
+        fail(failure.message());
     }
+}
+
+void TableWriter::writePadded() {
     LineReader lines(openSource(file_.path()));
     ResultFile padded(file_.path());
+    padded.requireWhole();
     std::string_view line;
     const std::size_t separators = table_.separators(table_.order.size());
     lines.next(line);

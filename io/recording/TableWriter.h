@@ -128,6 +128,7 @@ private:
     void writeRow(Rows& rows, double time);
     std::string header() const { return table_.header(table_.order.size()); }
     void padEarlierRows();
+    void writePadded();
     static bool unpad(const std::string& path, const Progress& progress, std::ostream* to);
     static const std::string& continuable(const std::string& path, const Progress& progress);
     void startTicks();
