@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cstring>
+#include <filesystem>
 
 #include "support/FileSizeLimit.h"
 #include "support/TemporaryFolder.h"
@@ -78,6 +79,21 @@ TEST(ResultFile, keepsWholeRowsWhereThereIsNoRoomAndSaysHowMany) {
         EXPECT_THAT(message, testing::EndsWith(rows == 1 ? "; 1 row is kept"
                                                          : "; " + std::to_string(rows) + " rows are kept"));
     }
+}
+
+TEST(ResultFile, leavesWhatIsThereWhereItMustBeWhole) {
+    const TemporaryFolder folder;
+    const std::string path = folder.path("out.csv");
+    ResultFile(path).header("complete");
+    {
+        const FileSizeLimit limit(5);
+        ResultFile file(path);
+        file.requireWhole();
+        file.header("replaced");
+        EXPECT_THROW(file.finish(), Poco::WriteFileException);
+    }
+    EXPECT_EQ(folder.read("out.csv"), "complete\n");
+    EXPECT_FALSE(std::filesystem::exists(path + ".part"));
 }
 
 TEST(WriteNumber, isShortestAndReadsBackToTheSameBits) {
