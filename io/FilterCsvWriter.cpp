@@ -175,11 +175,16 @@ void FilterCsvWriter::prepareRun() {
     }
 }
 
+/// Its table may get another name before the next sample, or none may come.
+void FilterCsvWriter::resumeRun() {
+    if (unfinished_ && !hasFailed_) openTable();
+}
+
 /// Where the columns are known, a run without rows leaves a table without rows.
 void FilterCsvWriter::completeRun() {
     const bool isWanted = isPrepared_ && !hasFailed_;
     isPrepared_ = false;
-    if (isWanted && unfinished_) openTable();
+    resumeRun();
     if (isWanted && !isOpen() && !rows_.get().empty()) {
         arrangeColumns();
         if (knowsColumns()) openTable();

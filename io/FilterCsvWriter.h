@@ -49,6 +49,7 @@ public:
     std::string resultFile() const override;  // [any thread, the layout not running]
     void checkRun() override;                 // [as resultFile]
     void prepareRun() override;               // [as resultFile]
+    void resumeRun() override;                // [as resultFile]
     void completeRun() override;              // [as resultFile]
     std::vector<std::string> runErrors() const override;
     std::vector<std::string> runNotes() const override { return notes_; }

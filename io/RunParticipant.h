@@ -25,6 +25,10 @@ public:
     /// prevents it. [as resultFile]
     virtual void prepareRun() {}
 
+    /// The run goes on from a snapshot: opens again what it had begun to write.  Raises what prevents it.
+    /// [as resultFile]
+    virtual void resumeRun() {}
+
     /// Sends what is still waiting for samples that can no longer come. The filters that it feeds are called
     /// afterwards. [the layout not running]
     virtual void finishStream() {}

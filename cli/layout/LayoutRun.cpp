@@ -230,7 +230,10 @@ void LayoutRun::takeUp(const RunProgress& progress) {
         if (given != progress.actions.end()) schedule.skip(static_cast<std::size_t>(*given++));
     failures_.store(progress.failures);
     failed_ = progress.failed;
-    std::uint64_t rounds = 0, errors = failures_.load();
+    each<RunParticipant>(flow_, [this](const Core::Filter& filter, RunParticipant& writer) {
+        attempt(filter, [&] { writer.resumeRun(); });
+    });
+    std::uint64_t rounds = 0, errors = progress.failures;
     for (const Lane& lane : lanes_) {
         rounds += lane.rounds;
         errors += lane.layout->getErrors().getCount();
