@@ -300,7 +300,7 @@ void FilterCsvWriter::restoreState(Core::StateReader& from) {
     if (unfinished && unfinished->rows)
         ResultFile::requireContinuable(fileName_.get(), *unfinished->rows);
     else if (unfinished)
-        TableWriter::requireContinuable(fileName_.get(), *unfinished->table);
+        TableWriter::requireContinuable(fileName_.get(), *unfinished->table, inputs_.size());
     if (isOpen()) closeTable();
     unfinished_ = std::move(unfinished);
     hasFailed_ = hasFailed;

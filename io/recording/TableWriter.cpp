@@ -234,6 +234,18 @@ void TableWriter::showHeldRows() {
     file_.flush();
 }
 
+bool TableWriter::Filling::isSound(std::size_t pinCount) const {
+    const auto isPin = [this](std::size_t index) { return index < pins.size(); };
+    const auto hasItsCells = [&](const auto& cell) {
+        return isPin(cell.first) && cell.second.size() == pins[cell.first].size();
+    };
+    return pins.size() == pinCount && std::ranges::all_of(order, isPin) &&
+           std::ranges::all_of(pins, [](const Column& pin) { return pin.cells.size() == pin.size(); }) &&
+           std::ranges::all_of(
+               held, [&](const HeldRow& row) { return std::ranges::all_of(row.cells, hasItsCells); }) &&
+           std::ranges::all_of(widths, [this](const auto& width) { return width.second <= order.size(); });
+}
+
 std::string TableWriter::Filling::header(std::size_t pinsShown) const {
     std::string text = "t";
     for (std::size_t i = 0; i < pinsShown; ++i) {
@@ -335,7 +347,9 @@ bool TableWriter::unpad(const std::string& path, const Progress& progress, std::
     return found == place;
 }
 
-void TableWriter::requireContinuable(const std::string& path, const Progress& progress) {
+void TableWriter::requireContinuable(const std::string& path, const Progress& progress,
+                                     std::size_t pinCount) {
+    if (!progress.table_.isSound(pinCount)) throw Poco::DataFormatException("its table is damaged");
     try {
         ResultFile::requireContinuable(path, progress.place_);
     } catch (const Poco::DataFormatException&) {

@@ -45,7 +45,7 @@ public:
     /// Goes on with an unfinished table, or with a finished one; its pins are those that it had.  @throws as ResultFile
     TableWriter(const std::string& path, const Progress& progress);
     /// Makes sure that the table is there as it was.  @throws Poco::DataFormatException
-    static void requireContinuable(const std::string& path, const Progress& progress);
+    static void requireContinuable(const std::string& path, const Progress& progress, std::size_t pinCount);
     ~TableWriter() override;
 
     /// A pin with named columns has them from the start, and takes samples of as many elements.
@@ -112,6 +112,8 @@ private:
             archive(pins, order, held, begun, isRagged, hasRow, time, filled, rows, shown, widths);
         }
 
+        /// Whether its numbers fit together, as those of a table of so many pins.
+        bool isSound(std::size_t pinCount) const;
         std::string header(std::size_t pinsShown) const;
         std::size_t separators(std::size_t pinsShown) const;
     };

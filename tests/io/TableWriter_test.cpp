@@ -78,7 +78,8 @@ TEST_F(TableWriterTest, goesOnWithATableWhoseEarlierRowsWereGivenTheirCells) {
         const TableWriter::Progress progress = interrupted.settle();
         put(interrupted, cut, 2200);
         interrupted.finish();
-        EXPECT_NO_THROW(TableWriter::requireContinuable(path(), progress));
+        EXPECT_NO_THROW(TableWriter::requireContinuable(path(), progress, 3));
+        EXPECT_THROW(TableWriter::requireContinuable(path(), progress, 2), Poco::DataFormatException);
         TableWriter resumed(path(), progress);
         put(resumed, cut, 2500);
         resumed.finish();
