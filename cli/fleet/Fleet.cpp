@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <thread>
 #include <vector>
 
 #include "cli/CommandContext.h"
@@ -26,6 +27,16 @@ const char* retentionText(jsRetentionPolicy policy) {
     return policy == js_WorkQueuePolicy ? "work queue" : policy == js_InterestPolicy ? "interest" : "limits";
 }
 
+/// While another worker makes it, the stream has its subjects already and is not found yet.
+bool isMadeSoon(const ServerLink& link, const std::string& name) {
+    constexpr int kLooks = 20;
+    for (int look = 0; look < kLooks; ++look) {
+        if (findStream(link, name)) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    return false;
+}
+
 void makeStream(const ServerLink& link, const StreamNeed& need) {
     jsStreamConfig config;
     jsStreamConfig_Init(&config);
@@ -41,6 +52,7 @@ void makeStream(const ServerLink& link, const StreamNeed& need) {
     jsErrCode code{};
     const natsStatus status = js_AddStream(nullptr, link.jetStream(), &config, nullptr, &code);
     if (code == JSStreamNameExistErr) return;  // another worker was faster: it is checked like any
+    if (code == JSStreamSubjectOverlapErr && isMadeSoon(link, need.name)) return;
     if (code == JSStreamSubjectOverlapErr)
         throw UsageError(fmt::format("the stream {} cannot be made: another stream has its subjects {}",
                                      need.name, fmt::join(need.subjects, ", ")));

@@ -37,6 +37,7 @@ void Part::guarded(Action action) {
 }
 
 void Part::forget() {
+    isUnstored_ = isUnstored_ || (table_ && !table_->isSettled());
     table_.reset();
     waiting_.clear();
 }
@@ -111,6 +112,7 @@ void Part::start(Clock::time_point now) {
     stream_.open(consumer, wait, tools_.settings.mostUnacknowledged);
     table_ = std::make_unique<UnitTable>(tools_, status_, stream_);
     table_->setLimit(limit_);
+    isUnstored_ = false;
     if (!std::exchange(isToldOf_, true)) tools_.settings.tell(title() + ": at work");
 }
 
@@ -118,6 +120,13 @@ void Part::renew(Clock::time_point now) {
     countRows(now);
     renewal_ = tools_.newReplyNumber();
     lease_.renew(tools_.link, leaseValue(), tools_.link.replySubject(renewal_), now);
+}
+
+bool Part::isLeftUnstored() const {
+    if (!isUnstored_) return false;
+    tools_.settings.tell(title() + ": stopped before all was stored, which is computed again" +
+                         (trouble_.told.empty() ? "" : ": " + trouble_.told));
+    return true;
 }
 
 void Part::release(Clock::time_point now) {
@@ -129,10 +138,6 @@ void Part::release(Clock::time_point now) {
     }
     // A renewal on its way would look like another worker's.
     if (lease_.isAsking(now)) return;
-    isLeftUnstored_ = !table_ && !trouble_.told.empty();
-    if (isLeftUnstored_)
-        tools_.settings.tell(title() +
-                             ": given back before all was stored, which is computed again: " + trouble_.told);
     forget();
     lease_.release(now);
     isReleasing_ = isToldOf_ = false;

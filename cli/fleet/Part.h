@@ -29,15 +29,12 @@ public:
     /// The connection was lost, or lost and found: nothing that was on its way counts.
     void interrupt(const std::string& why);
     /// Stores all and gives the part back, as soon as the server has all.
-    void beginRelease() {
-        isReleasing_ = true;
-        isLeftUnstored_ = false;
-    }
+    void beginRelease() { isReleasing_ = true; }
     void setLimit(std::size_t units);
 
     bool isHeld() const { return lease_.isHeld(); }
-    /// Whether it was given back while something kept it from storing all.
-    bool isLeftUnstored() const { return isLeftUnstored_; }
+    /// Whether what was computed last could not be stored; if so, says it.
+    bool isLeftUnstored() const;
     bool isReleasing() const { return isReleasing_; }
     /// Empty: this worker, or nobody.
     const std::string& holder() const { return lease_.holder(); }
@@ -75,7 +72,7 @@ private:
     std::deque<RowMessage> waiting_;
     Trouble trouble_;
     bool isReleasing_ = false;
-    bool isLeftUnstored_ = false;
+    bool isUnstored_ = false;    ///< what was computed was thrown away, and not computed again
     bool isToldOf_ = false;      ///< that it is at work
     std::uint64_t renewal_ = 0;  ///< number of the answer to the last one
     unsigned starts_ = 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -26,9 +27,13 @@ struct Unacknowledged {
     std::string subject;  ///< where to acknowledge it
 };
 
+/// Of the messages computed last, the newest first; 0: none.
+using Marks = std::array<std::uint64_t, 8>;
+
 /// A state to be stored as soon as all results that it stands for are.
 struct DueSnapshot {
     std::uint64_t contained = 0;
+    Marks marks{};
     std::string state;
     bool isSent = false;
 };
@@ -38,8 +43,9 @@ struct Unit {
     std::string name;  ///< empty: stands for messages whose unit cannot be one
     std::string state;
 
-    unsigned part = 0;                   ///< of the messages in the state
-    std::uint64_t contained = 0;         ///< last message in the state
+    unsigned part = 0;            ///< of the messages in the state
+    std::uint64_t contained = 0;  ///< last message in the state
+    Marks marks{};
     std::uint64_t published = 0;         ///< last message whose result the server has
     std::uint64_t stored = 0;            ///< last message in the stored snapshot
     std::uint64_t resultSequence = 0;    ///< of its last result

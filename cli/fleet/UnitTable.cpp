@@ -1,5 +1,6 @@
 #include "cli/fleet/UnitTable.h"
 
+#include <Kavelin/Core/StateSeal.h>
 #include <Poco/Exception.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -34,6 +35,16 @@ std::int64_t nanosecondsSince1970() {
         .count();
 }
 
+/// A number that two messages have in common only if they are the same; 0: the sender gave it no id.
+std::uint64_t markOf(const RowMessage& row) {
+    const std::string id = headerOf(row.message, kMessageId);
+    if (id.empty()) return 0;
+    std::uint64_t mark = 14695981039346656037u;  // FNV-1a
+    for (const char c : id + ":" + std::to_string(Core::checksum(payloadOf(row.message))))
+        mark = (mark ^ static_cast<unsigned char>(c)) * 1099511628211u;
+    return mark;
+}
+
 /// The next time to store a unit. Each has its own place in the time between snapshots, so they are not stored all at once.
 Clock::time_point storeTime(const std::string& unit, Clock::time_point now, Clock::duration every) {
     constexpr std::size_t kPlaces = 1024;
@@ -64,7 +75,7 @@ void UnitTable::take(RowMessage row) {
     Unit& unit = touch(name);
     if (row.sequence > unit.contained) {
         moveHere(unit, row.sequence);
-        compute(unit, row);
+        if (!isSentAgain(unit, row)) compute(unit, row);
         add(unit, row);
     } else if (unit.part == stream_.part()) {
         passOver(unit, row);
@@ -78,6 +89,20 @@ void UnitTable::take(RowMessage row) {
         refuse(nobody, row, reason);
         add(nobody, row);
     }
+}
+
+/// Whether the sender has sent it twice: a server that was killed has forgotten the ids of messages that had left the stream, and
+/// a sender that had no answer sends again. Remembers it.
+bool UnitTable::isSentAgain(Unit& unit, const RowMessage& row) {
+    const std::uint64_t mark = markOf(row);
+    if (mark == 0) return false;
+    if (std::ranges::find(unit.marks, mark) != unit.marks.end()) {
+        ++status_.redelivered;
+        return true;
+    }
+    std::shift_right(unit.marks.begin(), unit.marks.end(), 1);
+    unit.marks.front() = mark;
+    return false;
 }
 
 /// The message comes again.
@@ -184,6 +209,7 @@ void UnitTable::loadSnapshot(Unit& unit) {
                         snapshot.contained, names.stream, lastSequence_));
     unit.contained = unit.stored = snapshot.contained;
     unit.part = snapshot.part;
+    unit.marks = snapshot.marks;
 }
 
 void UnitTable::loadLastResult(Unit& unit) {
@@ -281,7 +307,7 @@ void UnitTable::putInLine(Unit& unit) {
 
 void UnitTable::makeDue(Unit& unit) {
     if (unit.due || unit.name.empty() || unit.stored >= unit.contained) return;
-    unit.due = DueSnapshot{unit.contained, unit.state};
+    unit.due = DueSnapshot{unit.contained, unit.marks, unit.state};
     sendDue(unit);
 }
 
@@ -320,8 +346,8 @@ void UnitTable::sendDue(Unit& unit) {
     const FleetNames& names = tools_.fleet.names;
     const std::uint64_t number = tools_.newReplyNumber();
     tools_.link.publish(keySubject(names.snapshots(), unit.name),
-                        encodeSnapshot({unit.due->contained, streamMade_, unit.part, tools_.settings.recipe,
-                                        std::move(unit.due->state)}),
+                        encodeSnapshot({unit.due->contained, streamMade_, unit.part, unit.due->marks,
+                                        tools_.settings.recipe, std::move(unit.due->state)}),
                         tools_.link.replySubject(number),
                         {{kExpectedLast, std::to_string(unit.snapshotRevision)}});
     unit.due->isSent = true;

@@ -87,6 +87,7 @@ private:
     void loadLastResult(Unit& unit);
     void add(Unit& unit, const RowMessage& row);
     void passOver(Unit& unit, const RowMessage& row);
+    bool isSentAgain(Unit& unit, const RowMessage& row);
     void moveHere(Unit& unit, std::uint64_t sequence);
     void compute(Unit& unit, const RowMessage& row);
     std::string calibrationFor(const Unit& unit) const;

@@ -151,13 +151,10 @@ void Worker::leaveRoster() {
 
 bool Worker::stop() {
     const Clock::time_point end = Clock::now() + kStopPatience;
-    const bool isAway = !link_.isConnected();
-    if (isAway) settings_.tell("stopped while the server is away: what is not stored is computed again");
-    std::vector<const Part*> last;
+    std::vector<const Part*> last;  // that it has, or had when the server went
     for (auto& [index, part] : parts_) {
-        if (!part.isHeld()) continue;
-        part.beginRelease();
-        last.push_back(&part);
+        if (part.isHeld() || !link_.isConnected()) last.push_back(&part);
+        if (part.isHeld()) part.beginRelease();
     }
     const auto isHeld = [](const auto& part) { return part.second.isHeld(); };
     while (std::any_of(parts_.begin(), parts_.end(), isHeld)) {
@@ -172,7 +169,7 @@ bool Worker::stop() {
         takeAll(now + std::chrono::milliseconds(10));
     }
     if (roster_ && link_.isConnected()) leaveRoster();
-    return !isAway && std::ranges::none_of(last, &Part::isLeftUnstored);
+    return std::ranges::count_if(last, &Part::isLeftUnstored) == 0;
 }
 
 PartStatus Worker::total() const {
