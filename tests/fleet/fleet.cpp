@@ -29,7 +29,7 @@ fleet latency URL WORD SKIP
     How long results took, by the server's clock, from when it had the rows: JSON, without those of the first SKIP seconds.
 fleet count URL STREAM
     How many messages the stream holds.
-fleet send URL SUBJECT TEXT [COLUMNS]
+fleet send URL SUBJECT TEXT [COLUMNS [ID]]
     Sends one message.
 fleet fill URL SUBJECT
     Sends messages until the server has no room for another.
@@ -315,7 +315,8 @@ int run(const std::vector<std::string>& words) {
     else if (what == "fill")
         fill(server, word);
     else if (what == "send")
-        sendSurely(server, word, words.at(3), words.size() > 4 ? words[4] : "", "");
+        sendSurely(server, word, words.at(3), words.size() > 4 ? words[4] : "",
+                   words.size() > 5 ? words[5] : "");
     else
         return 2;
     return 0;
