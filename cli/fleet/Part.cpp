@@ -122,11 +122,9 @@ void Part::renew(Clock::time_point now) {
     lease_.renew(tools_.link, leaseValue(), tools_.link.replySubject(renewal_), now);
 }
 
-bool Part::isLeftUnstored() const {
-    if (!isUnstored_) return false;
+void Part::tellUnstored() const {
     tools_.settings.tell(title() + ": stopped before all was stored, which is computed again" +
                          (trouble_.told.empty() ? "" : ": " + trouble_.told));
-    return true;
 }
 
 void Part::release(Clock::time_point now) {

@@ -33,8 +33,9 @@ public:
     void setLimit(std::size_t units);
 
     bool isHeld() const { return lease_.isHeld(); }
-    /// Whether what was computed last could not be stored; if so, says it.
-    bool isLeftUnstored() const;
+    /// Whether what was computed last could not be stored.
+    bool isUnstored() const { return isUnstored_; }
+    void tellUnstored() const;
     bool isReleasing() const { return isReleasing_; }
     /// Empty: this worker, or nobody.
     const std::string& holder() const { return lease_.holder(); }

@@ -169,7 +169,9 @@ bool Worker::stop() {
         takeAll(now + std::chrono::milliseconds(10));
     }
     if (roster_ && link_.isConnected()) leaveRoster();
-    return std::ranges::count_if(last, &Part::isLeftUnstored) == 0;
+    std::erase_if(last, [](const Part* part) { return !part->isUnstored(); });
+    for (const Part* part : last) part->tellUnstored();
+    return last.empty();
 }
 
 PartStatus Worker::total() const {
